@@ -1,0 +1,43 @@
+#include "Base/Core/NSBundle.h"
+
+#include <climits>
+#include <mutex>
+#include <unistd.h>
+
+namespace mv {
+
+namespace {
+
+std::mutex s_overrideLock;
+Path s_override; // guarded by s_overrideLock
+
+Path runningExecutable()
+{
+    char buffer[PATH_MAX];
+    ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
+    return length > 0 ? Path(std::string(buffer, static_cast<std::size_t>(length))) : Path("");
+}
+
+} // namespace
+
+NSBundle NSBundle::mainBundle()
+{
+    std::lock_guard guard(s_overrideLock);
+    if (!s_override.isNil())
+        return NSBundle(s_override);
+    static const Path executable = runningExecutable();
+    return NSBundle(executable);
+}
+
+Path NSBundle::pathForResource(std::string_view name, std::string_view type) const
+{
+    return bundlePath().appending("Resources").appending(std::string(name) + "." + std::string(type));
+}
+
+void NSBundle::setMainExecutablePathForTesting(Path path)
+{
+    std::lock_guard guard(s_overrideLock);
+    s_override = std::move(path);
+}
+
+} // namespace mv

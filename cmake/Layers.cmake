@@ -1,0 +1,31 @@
+# Targets of the tree. Warnings are errors everywhere; a layer's headers are included by their path from the root.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+
+add_library(mv_options INTERFACE)
+target_include_directories(mv_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(mv_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    # Designated initialisers may leave the rest of a plain struct at its defaults.
+    -Wno-missing-field-initializers)
+target_link_libraries(mv_options INTERFACE Threads::Threads)
+
+# mv_library(NAME SOURCES a.cpp... USES targets... PRIVATE_USES targets...)
+function(mv_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES;PRIVATE_USES" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_link_libraries(${name} PUBLIC mv_options ${ARG_USES} PRIVATE ${ARG_PRIVATE_USES})
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE mv_options ${ARG_USES})
+    endif()
+endfunction()
+
+# mv_package(TARGET pkg-config-name...): an imported target for a Debian library.
+function(mv_package target)
+    if(NOT TARGET PkgConfig::${target})
+        pkg_check_modules(${target} REQUIRED IMPORTED_TARGET GLOBAL ${ARGN})
+    endif()
+endfunction()

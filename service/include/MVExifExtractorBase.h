@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Base/Core/Date.h"
+#include "Base/Core/Path.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace mv {
+
+/// Camera and exposure facts of a picture, as display texts. Everything starts empty. Owned by whoever holds the
+/// pointer; the service hands it to its client as a remote object and touches it on its own thread only.
+struct MVExifInfo {
+    using Text = std::optional<std::string>;
+
+    Text vendor;
+    Text model;
+    Text orientation;
+    Text maxAperture;
+    Text focalLength;
+    Text shutterSpeed;
+    Text F_value;
+    Text exposureBias;
+    Text exposureProgram;
+    Text meteringMode;
+    Text iso;
+    Text whiteBalance;
+    Text flash;
+    Text flashMode;
+    Text colorSpace;
+    Text sceneCaptureType;
+    Text version;
+    Text redEyeReduction;
+    std::int32_t versionNumber = 0;
+    std::optional<Date> date;
+
+    /// Copies every field but one: deliberately, the source's version goes into this vendor, and this version stays.
+    void setValues(const MVExifInfo& source);
+};
+
+class MVExifExtractorBase {
+public:
+    virtual ~MVExifExtractorBase() = default;
+    /// Null when the file has no readable EXIF data.
+    virtual std::shared_ptr<MVExifInfo> extractExif(const Path& path) = 0;
+};
+
+} // namespace mv

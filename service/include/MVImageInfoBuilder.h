@@ -1,0 +1,25 @@
+#pragma once
+
+#include "service/include/MVMediaInfoBuilder.h"
+
+namespace mv {
+
+/// A pair of single-precision numbers, width first.
+struct FloatSize {
+    float width = 0;
+    float height = 0;
+};
+
+// Keys of the thumbnail dictionary: the encoded picture, and the source's size in pixels as floating-point numbers.
+inline constexpr std::string_view kThumbnailData = "data";
+inline constexpr std::string_view kThumbnailWidth = "width";
+inline constexpr std::string_view kThumbnailHeight = "height";
+
+/// Describes pictures and renders thumbnails of a size that the client chooses.
+class MVImageInfoBuilder : public MVMediaInfoBuilder {
+public:
+    /// The thumbnail dictionary, or nothing when no thumbnail can be rendered.
+    virtual std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) = 0;
+};
+
+} // namespace mv

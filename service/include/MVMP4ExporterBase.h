@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Base/Core/Path.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace mv {
+
+/// Supplied by the client; called while a job runs, on the job's thread.
+class MVMP4ExporterDelegate {
+public:
+    virtual ~MVMP4ExporterDelegate() = default;
+    /// Whole percent done. False cancels the job. An unreachable delegate counts as asking to cancel.
+    virtual bool MP4ExporterProgress(std::int32_t percent) = 0;
+};
+
+/// Exports movies to MPEG-4 and converts audio to AAC; one job at a time in the whole process.
+class MVMP4ExporterBase {
+public:
+    virtual ~MVMP4ExporterBase() = default;
+    /// A QuickTime error code, 0 for success. `delegate` may be null and is used only during the call.
+    virtual std::int32_t exportWithDelegateFromPathToMp4Path(
+        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+        = 0;
+    /// 0 for success, -1 when the delegate cancelled, or the first error code of the audio files. `bitrate` in
+    /// bits per second.
+    virtual std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
+        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate)
+        = 0;
+    /// True when an enabled track of the file holds Apple Lossless audio; any failure is false.
+    virtual bool isAlacAudio(const Path& path) = 0;
+};
+
+} // namespace mv
