@@ -1,0 +1,35 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace mv {
+
+inline constexpr const char* BusErrorInvalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
+inline constexpr const char* BusErrorLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
+inline constexpr const char* BusErrorNotSupported = "org.freedesktop.DBus.Error.NotSupported";
+inline constexpr const char* BusErrorFailed = "org.freedesktop.DBus.Error.Failed";
+inline constexpr const char* BusErrorNoMemory = "org.freedesktop.DBus.Error.NoMemory";
+inline constexpr const char* BusErrorUnknownObject = "org.freedesktop.DBus.Error.UnknownObject";
+/// An NSException's name behind this prefix is the name of the error that answers it.
+inline constexpr const char* BusErrorExceptionPrefix = "Mivo.Exception.";
+
+/// A D-Bus error on its way to the caller's reply. Lives in adaptors and the transport only.
+class BusError : public std::exception {
+public:
+    BusError(std::string name, std::string message)
+        : m_name(std::move(name))
+        , m_message(std::move(message))
+    {
+    }
+    const std::string& name() const { return m_name; }
+    const std::string& message() const { return m_message; }
+    const char* what() const noexcept override { return m_message.c_str(); }
+
+private:
+    std::string m_name;
+    std::string m_message;
+};
+
+} // namespace mv

@@ -1,0 +1,35 @@
+#include "platform/ipc/BusHandle.h"
+
+#include <cstring>
+
+namespace mv {
+
+Result<BusHandle> openSessionBus()
+{
+    sd_bus* bus = nullptr;
+    if (int code = sd_bus_open_user(&bus); code < 0)
+        return Error { Error::Kind::NotFound, std::strerror(-code), -code };
+    return BusHandle(bus);
+}
+
+Result<sd_bus*> threadSessionBus()
+{
+    thread_local BusHandle connection;
+    if (!connection || sd_bus_is_open(connection.get()) <= 0) {
+        MV_TRY(opened, openSessionBus());
+        connection = std::move(opened);
+    }
+    return connection.get();
+}
+
+bool busNameHasOwner(sd_bus* bus, const char* name)
+{
+    sd_bus_message* reply = nullptr;
+    int code = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "NameHasOwner", nullptr, &reply, "s", name);
+    BusMessage holder(reply);
+    int owned = 0;
+    return code >= 0 && sd_bus_message_read(reply, "b", &owned) >= 0 && owned;
+}
+
+} // namespace mv

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Base/Core/Handle.h"
+#include "Base/Core/Result.h"
+
+#include <memory>
+#include <systemd/sd-bus.h>
+
+namespace mv {
+
+/// A bus connection; flushed and closed at the end. One thread at a time.
+using BusHandle = std::unique_ptr<sd_bus, CloseWith<sd_bus_flush_close_unref>>;
+using BusMessage = std::unique_ptr<sd_bus_message, CloseWith<sd_bus_message_unref>>;
+using BusSlot = std::unique_ptr<sd_bus_slot, CloseWith<sd_bus_slot_unref>>;
+
+/// A new connection to the session bus, private to the caller.
+Result<BusHandle> openSessionBus();
+
+/// This thread's own private connection to the session bus, opened at first use and closed with the thread: for
+/// calls from threads that serve no bus. Not to be kept beyond the call.
+Result<sd_bus*> threadSessionBus();
+
+/// True when somebody owns the bus name.
+bool busNameHasOwner(sd_bus* bus, const char* name);
+
+/// Holds a D-Bus error and frees it.
+class BusErrorHolder {
+public:
+    BusErrorHolder() = default;
+    ~BusErrorHolder() { sd_bus_error_free(&m_error); }
+    BusErrorHolder(const BusErrorHolder&) = delete;
+    BusErrorHolder& operator=(const BusErrorHolder&) = delete;
+
+    sd_bus_error* get() { return &m_error; }
+    const char* name() const { return m_error.name ? m_error.name : "org.freedesktop.DBus.Error.Failed"; }
+    const char* message() const { return m_error.message ? m_error.message : ""; }
+
+private:
+    sd_bus_error m_error = SD_BUS_ERROR_NULL;
+};
+
+} // namespace mv

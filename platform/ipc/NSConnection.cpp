@@ -1,0 +1,42 @@
+#include "platform/ipc/NSConnection.h"
+
+#include "platform/ipc/BusName.h"
+#include "platform/ipc/ServiceLoop.h"
+
+namespace mv {
+
+std::unique_ptr<NSConnection> NSConnection::serviceConnectionWithName(
+    std::string_view name, std::unique_ptr<ServedObject> rootObject)
+{
+    auto loop = ServiceLoop::publish(busNameForService(name), std::move(rootObject));
+    if (!loop)
+        return nullptr;
+    return std::unique_ptr<NSConnection>(new NSConnection(std::move(*loop)));
+}
+
+NSConnection::NSConnection(std::unique_ptr<ServiceLoop> loop)
+    : m_loop(std::move(loop))
+{
+}
+
+NSConnection::~NSConnection() = default;
+
+void NSConnection::runInNewThread(std::function<void()> onBusDeath) { m_loop->start(std::move(onBusDeath)); }
+
+void NSConnection::invalidate() { m_loop->stop(); }
+
+std::unique_ptr<NSRemoteConnection> NSRemoteConnection::connectionWithRegisteredName(std::string_view name)
+{
+    auto bus = threadSessionBus();
+    std::string busName = busNameForService(name);
+    if (!bus || !busNameHasOwner(*bus, busName.c_str()))
+        return nullptr;
+    return std::unique_ptr<NSRemoteConnection>(new NSRemoteConnection(std::move(busName)));
+}
+
+RemoteObject NSRemoteConnection::rootProxy(std::string_view protocol) const
+{
+    return RemoteObject(m_busName, "/", interfaceForProtocol(protocol));
+}
+
+} // namespace mv

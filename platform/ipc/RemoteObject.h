@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/ipc/BusHandle.h"
+#include "platform/ipc/Wire.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace mv {
+
+/// Waits as long as it takes.
+inline constexpr std::uint64_t CallWithoutTimeout = UINT64_MAX;
+
+/// An object on somebody's bus connection. Calls go through the connection that serves the calling thread, when it
+/// serves one, so that they keep their order with everything else that is sent there; a thread that serves none uses
+/// a private connection of its own, so that it never waits for another's call.
+class RemoteObject {
+public:
+    using Encode = std::function<void(WireWriter&)>;
+    using Decode = std::function<void(WireReader&)>;
+
+    /// `destination` is a bus name, `interface` a full interface name.
+    RemoteObject(std::string destination, std::string path, std::string interface)
+        : m_destination(std::move(destination))
+        , m_path(std::move(path))
+        , m_interface(std::move(interface))
+    {
+    }
+
+    const std::string& destination() const { return m_destination; }
+    const std::string& path() const { return m_path; }
+
+    /// Calls an operation and waits for its answer. Throws BusError with the error's own name and message; for an
+    /// error that stands for an exception of the platform's family throws that NSException.
+    void call(const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments = {},
+        const Decode& results = {}) const;
+
+private:
+    std::string m_destination;
+    std::string m_path;
+    std::string m_interface;
+};
+
+/// Names the connection that serves the current thread, for RemoteObject; null when it ends.
+void setThreadServingBus(sd_bus* bus);
+
+} // namespace mv

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Base/Media/Record.h"
+
+#include <optional>
+#include <string>
+#include <systemd/sd-bus.h>
+#include <utility>
+
+namespace mv {
+
+/// Replies and arguments above this many bytes of content are refused with LimitsExceeded; the message bus would
+/// disconnect a sender at twice that.
+inline constexpr std::size_t WireMaxBytes = 32u << 20;
+
+/// Takes values out of a message, in order. Throws BusError (InvalidArgs) where another type stands. Keeps no
+/// ownership: the message outlives the reader.
+class WireReader {
+public:
+    explicit WireReader(sd_bus_message* message)
+        : m_message(message)
+    {
+    }
+
+    std::string string();
+    bool boolean();
+    std::int32_t integer();
+    double real();
+    std::string objectPath();
+    /// A structure of two doubles.
+    std::pair<double, double> realPair();
+    /// A structure of a string and an integer.
+    std::pair<std::string, std::int32_t> stringAndInteger();
+    /// a{sv}. Integers of every type are taken: what fits 32 bits becomes a 32-bit value, the rest a 64-bit one.
+    Record record();
+    /// aa{sv}: none or one.
+    std::optional<Record> optionalRecord();
+    /// as: none or one.
+    std::optional<std::string> optionalString();
+    /// a(x): none or one.
+    std::optional<Date> optionalDate();
+
+private:
+    void basic(char type, void* target);
+    void enter(char type, const char* contents);
+    bool enterNext(char type, const char* contents);
+    void leave();
+    bool atEnd();
+    Value variant();
+
+    sd_bus_message* m_message;
+};
+
+/// Puts values into a message, in order. Text is cleaned on the way: ill-formed UTF-8 and NUL bytes become U+FFFD.
+/// Throws BusError (LimitsExceeded) above WireMaxBytes.
+class WireWriter {
+public:
+    explicit WireWriter(sd_bus_message* message)
+        : m_message(message)
+    {
+    }
+
+    WireWriter& string(std::string_view text);
+    WireWriter& boolean(bool value);
+    WireWriter& integer(std::int32_t value);
+    WireWriter& real(double value);
+    WireWriter& objectPath(const std::string& path);
+    WireWriter& realPair(double first, double second);
+    WireWriter& stringAndInteger(std::string_view text, std::int32_t number);
+    WireWriter& record(const Record& record);
+    WireWriter& optionalRecord(const std::optional<Record>& record);
+    WireWriter& optionalString(const std::optional<std::string>& text);
+    WireWriter& optionalDate(const std::optional<Date>& date);
+
+private:
+    void count(std::size_t bytes);
+    void basic(char type, const void* value);
+    void open(char type, const char* contents);
+    void close();
+    void variant(const Value& value);
+
+    sd_bus_message* m_message;
+    std::size_t m_bytes = 0;
+};
+
+} // namespace mv
