@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Base/Core/Bytes.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace mv {
+
+/// One page of an Ogg file, whose checksum was found right. Views into the bytes that it was read from.
+struct OggPage {
+    static constexpr std::size_t LargestSize = 27 + 255 + 255 * 255;
+    static constexpr std::uint64_t NoGranule = ~std::uint64_t { 0 }; ///< no packet ends on the page
+
+    bool beginsStream = false;
+    std::uint64_t granule = NoGranule; ///< the codec's own measure of time at the end of the page
+    std::uint32_t serial = 0; ///< which of the interleaved streams
+    std::size_t size = 0; ///< bytes of the whole page
+    ByteView body;
+
+    /// The page at the front of `bytes`; nothing where no whole, undamaged page is.
+    static std::optional<OggPage> parse(ByteView bytes);
+    /// The first whole page at or behind `from`, which is moved to its place.
+    static std::optional<OggPage> find(ByteView bytes, std::size_t& from);
+};
+
+} // namespace mv
