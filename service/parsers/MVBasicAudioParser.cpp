@@ -1,0 +1,111 @@
+#include "service/parsers/MVBasicAudioParser.h"
+
+#include "Base/Core/NSException.h"
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+#include "Base/Media/DescribedFile.h"
+#include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
+#include "platform/audio/BASS.h"
+#include "platform/system/NSFileManager.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace mv {
+
+namespace {
+
+// Deliberate: clients expect lengths that are a second longer than the stream.
+constexpr double AddedSecond = 1.0;
+
+using StreamCreateFile = HSTREAM (*)(bool, const char*, std::uint64_t, std::uint64_t, std::uint32_t);
+
+StreamCreateFile streamCreateFileFor(std::string_view extension)
+{
+    if (equalIgnoringAsciiCase(extension, "flac"))
+        return BASS_FLAC_StreamCreateFile;
+    if (equalIgnoringAsciiCase(extension, "ogg"))
+        return BASS_StreamCreateFile;
+    return nullptr;
+}
+
+// The name less its extension and one character more, the dot. Deliberate: a name without an extension has no dot,
+// and loses its last character.
+std::string titleOf(const Path& path)
+{
+    std::string_view name = path.lastPathComponent();
+    std::size_t taken = path.pathExtension().size() + 1;
+    return std::string(truncatedUtf8(name, name.size() - std::min(name.size(), taken)));
+}
+
+// Whoever's files these are, an exception of the platform's family means that there are no attributes.
+std::optional<FileAttributes> attributesOf(const Path& path)
+{
+    try {
+        if (auto attributes = NSFileManager::attributesOfItemAtPath(path))
+            return *attributes;
+    } catch (const NSException&) {
+    }
+    return std::nullopt;
+}
+
+void setFixedColumns(Record& record)
+{
+    record.set(MediaDBMusicColumnDRMProperty, 0);
+    record.set(MediaDBMusicColumnIsLicenseExpired, false);
+    record.set(MediaDBMusicColumnHasLyrics, false);
+    record.set(MediaDBMusicColumnPlayState, 0);
+    record.set(MediaDBCommonColumnLinkError, false);
+    record.set(MediaDBMusicColumnIsReadOnly, false);
+}
+
+std::int32_t wholeSeconds(double duration)
+{
+    return static_cast<std::int32_t>(
+        std::min<double>(duration, std::numeric_limits<std::int32_t>::max())); // a stream of 1 Hz may last longer
+}
+
+} // namespace
+
+bool MVBasicAudioParser::isSupportMediaTDuration(const Path& path, double& duration) const
+{
+    StreamCreateFile createFile = streamCreateFileFor(path.pathExtension());
+    if (!createFile)
+        return false;
+    HSTREAM stream = createFile(false, path.c_str(), 0, 0, BASS_STREAM_AUTOFREE);
+    if (stream == 0) {
+        NSLog("bass load error = %d", BASS_ErrorGetCode());
+        return false;
+    }
+    // Deliberate: only the low 32 bits of the length count, so 4 GiB of decoded audio and more wrap around.
+    auto length = static_cast<std::uint32_t>(BASS_ChannelGetLength(stream, BASS_POS_BYTE));
+    duration = BASS_ChannelBytes2Seconds(stream, length) + AddedSecond;
+    BASS_StreamFree(stream);
+    return true;
+}
+
+std::optional<Record> MVBasicAudioParser::build(const Path& path)
+{
+    m_mediaFilePath = path;
+    Record record;
+    setPathColumns(record, path);
+    record.set(MediaDBMusicColumnTitle, titleOf(path));
+    auto attributes = attributesOf(path);
+    if (!attributes)
+        return std::nullopt;
+    setNewMusicColumns(record);
+    record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
+    record.set(MediaDBCommonColumnFileSize, attributes->size);
+    setMediaTypeColumns(record, MVMediaTypeReader::type(path));
+    setFixedColumns(record);
+
+    double duration = 0.0;
+    bool measured = isSupportMediaTDuration(path, duration);
+    record.set(MediaDBCommonColumnReservedInt, measured ? MVBasicAudioDurationMeasured : MVBasicAudioNotSupported);
+    if (measured)
+        record.set(MediaDBMusicColumnPlayLength, wholeSeconds(duration));
+    return record;
+}
+
+} // namespace mv
