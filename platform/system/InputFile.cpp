@@ -1,26 +1,13 @@
 #include "platform/system/InputFile.h"
 
+#include "platform/system/SystemError.h"
+
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace mv {
-
-namespace {
-
-Error systemError(int code)
-{
-    Error::Kind kind = Error::Kind::Io;
-    if (code == ENOENT || code == ENOTDIR)
-        kind = Error::Kind::NotFound;
-    else if (code == EACCES || code == EPERM)
-        kind = Error::Kind::Access;
-    return { kind, std::strerror(code), code };
-}
-
-} // namespace
 
 Result<InputFile> InputFile::open(const Path& path)
 {
@@ -29,6 +16,11 @@ Result<InputFile> InputFile::open(const Path& path)
     UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!fd)
         return systemError(errno);
+    return adopt(std::move(fd));
+}
+
+Result<InputFile> InputFile::adopt(UniqueFd fd)
+{
     struct stat facts { };
     if (fstat(fd.get(), &facts) != 0)
         return systemError(errno);

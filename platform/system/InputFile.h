@@ -14,6 +14,8 @@ namespace mv {
 class InputFile {
 public:
     static Result<InputFile> open(const Path& path);
+    /// Takes over a descriptor that is open for reading.
+    static Result<InputFile> adopt(UniqueFd fd);
 
     /// Bytes, when it was opened.
     std::uint64_t size() const { return m_size; }
