@@ -1,0 +1,94 @@
+#pragma once
+
+#include "Base/Core/Bytes.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mv {
+
+/// Part of a file, in bytes.
+struct TagExtent {
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    std::uint64_t end() const { return offset + size; }
+    bool operator==(const TagExtent&) const = default;
+};
+
+/// One frame of an ID3v2 tag. The views stay valid as long as the tag it belongs to.
+struct TagFrame {
+    /// Its name in v2.3, four characters: APIC for PIC, TYER for TYE and TDRC, IPLS for TIPL. A v2.2 frame that has no
+    /// such name keeps its three.
+    std::string id;
+    /// Its content in v2.3's form, without the header: flags undone (unsynchronisation, compression, grouping, data
+    /// length), text in Latin-1 or UTF-16 with a byte order mark, v2.2's picture layout rewritten, v2.4's several
+    /// values joined by "/", of TDRC the year, TCON's bare numbers as "(n)". Empty when not `readable`.
+    ByteView body;
+    /// Its name as stored.
+    std::string storedId;
+    /// Header and content as stored in a tag of the tag's own version, to be carried byte for byte into another tag of
+    /// that version. (Unsynchronisation of a whole v2.2 or v2.3 tag is undone in it.)
+    ByteView stored;
+    /// False for an encrypted frame, one that claims to unpack to more than is allowed, and one that does not unpack.
+    bool readable = true;
+};
+
+/// An ID3v2 tag, version 2.2, 2.3 or 2.4, taken apart under fixed bounds. Move-only: it owns what its frames show.
+class Id3v2Tag {
+public:
+    static constexpr std::size_t HeaderSize = 10;
+    static constexpr std::size_t FooterSize = 10;
+    /// What is read of one tag. Covers have grown to tens of megabytes; a tag can claim 256.
+    static constexpr std::size_t MaximumBytesRead = std::size_t { 64 } << 20;
+    /// What all frames of one tag together may unpack to, beside what is stored.
+    static constexpr std::size_t MaximumBytesUnpacked = std::size_t { 32 } << 20;
+    static constexpr std::size_t MaximumFrames = 4096;
+
+    struct Header {
+        int majorVersion = 0; ///< 2, 3, 4, or another that is not read further
+        std::uint8_t flags = 0;
+        std::uint32_t bodySize = 0; ///< frames and padding, as the header claims
+        bool hasFooter() const { return majorVersion == 4 && (flags & 0x10) != 0; }
+        std::uint64_t totalSize() const
+        {
+            return HeaderSize + std::uint64_t { bodySize } + (hasFooter() ? FooterSize : 0);
+        }
+    };
+    /// Nothing when the ten bytes are no tag header ("ID3", a sane version, a size without high bits).
+    static std::optional<Header> parseHeader(ByteView bytes);
+    /// The same for a footer ("3DI").
+    static std::optional<Header> parseFooter(ByteView bytes);
+
+    /// Takes the tag apart. `body` is what lies behind the header, at most the header's bodySize of it.
+    static Id3v2Tag parse(const Header& header, TagExtent extent, Bytes body);
+
+    Id3v2Tag(Id3v2Tag&&) = default;
+    Id3v2Tag& operator=(Id3v2Tag&&) = default;
+
+    const Header& header() const { return m_header; }
+    int majorVersion() const { return m_header.majorVersion; }
+    /// Where it lies in the file: header, extended header, frames, padding and footer, cut at the end of the file.
+    TagExtent extent() const { return m_extent; }
+    /// All frames in the order of the file, unknown ones too.
+    const std::vector<TagFrame>& frames() const { return m_frames; }
+    /// False when bytes that may hold frames were left out: the tag is larger than the file or than the bounds, its
+    /// version is unknown, or a frame reaches over its end. Who rewrites such a tag would lose them.
+    bool complete() const { return m_complete; }
+
+private:
+    Id3v2Tag() = default;
+    friend class Id3v2Parser;
+
+    Header m_header;
+    TagExtent m_extent;
+    Bytes m_bytes;
+    std::deque<Bytes> m_unpacked;
+    std::vector<TagFrame> m_frames;
+    bool m_complete = true;
+};
+
+} // namespace mv
