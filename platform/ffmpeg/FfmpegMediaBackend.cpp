@@ -1,0 +1,25 @@
+#include "platform/ffmpeg/BackendParts.h"
+#include "platform/ffmpeg/FfmpegSetup.h"
+#include "platform/ffmpeg/MediaBackend.h"
+
+namespace mv {
+
+namespace {
+
+class FfmpegMediaBackend final : public MediaBackend {
+public:
+    FfmpegMediaBackend() { setUpFfmpeg(); }
+
+    MovieBackend& movies() override { return ffmpegMovieBackend(); }
+    AudioBackend& audio() override { return ffmpegAudioBackend(); }
+};
+
+} // namespace
+
+MediaBackend& ffmpegMediaBackend()
+{
+    static FfmpegMediaBackend backend;
+    return backend;
+}
+
+} // namespace mv

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace mv {
+
+// Bounds for what a media file may make FFmpeg do. No honest file comes near them.
+
+/// One allocation: a frame of MaximumPixels with 10 bits takes 200 MB, a sample table of 10 hours 30 MB.
+inline constexpr std::size_t MaximumAllocation = std::size_t { 256 } << 20;
+/// Pixels of a video frame, 8192 x 8192: keeps a frame within one allocation and all of them within 1 GiB.
+inline constexpr std::int64_t MaximumPixels = 8192 * 8192;
+/// Streams of a file; a movie with many languages has 30.
+inline constexpr int MaximumStreams = 64;
+/// Bytes read to recognise a container and, where its header does not tell, its codecs.
+inline constexpr int MaximumProbeBytes = 2 << 20;
+/// Microseconds of the file looked at to find out its codecs.
+inline constexpr std::int64_t MaximumAnalyzeDuration = 5'000'000;
+/// From opening a file to the end of the work on it, where the work is to describe it.
+inline constexpr std::chrono::milliseconds DefaultDeadline { 20'000 };
+
+} // namespace mv

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/movie/QTMovie.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mv {
+
+/// What a container's header tells of a movie.
+struct MovieFacts {
+    QTTime duration; ///< scale 0 when it is not known
+    bool hasVideo = false; ///< a track with pictures that is not cover art
+    bool hasAudio = false;
+    std::optional<std::string> fullName; ///< the movie's own title
+    std::optional<Date> creationTime;
+    std::optional<Date> modificationTime;
+    /// As a viewer sees it at normal size: pixel aspect and rotation applied; 0 x 0 without video.
+    NSSize naturalSize;
+    std::vector<QTTrack> tracks; ///< cover art is not among them
+};
+
+} // namespace mv
