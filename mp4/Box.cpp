@@ -1,0 +1,82 @@
+#include "mp4/Box.h"
+
+#include <algorithm>
+
+namespace mv {
+
+std::optional<Box> BoxWalker::fail()
+{
+    m_damaged = true;
+    m_position = m_end;
+    return std::nullopt;
+}
+
+std::optional<Box> BoxWalker::next()
+{
+    if (m_position >= m_end || m_damaged)
+        return std::nullopt;
+    std::uint64_t left = m_end - m_position;
+    if (left < 8) {
+        ByteView rest = m_reader.peek(m_position, static_cast<std::size_t>(left));
+        if (left == 4 && std::all_of(rest.begin(), rest.end(), [](std::uint8_t byte) { return byte == 0; })) {
+            m_position = m_end;
+            return std::nullopt;
+        }
+        return fail();
+    }
+    if (++m_count > MaxBoxes)
+        return fail();
+    ByteReader header(m_reader.peek(m_position, static_cast<std::size_t>(std::min<std::uint64_t>(left, 16))));
+    Box box { .offset = m_position, .headerSize = 8 };
+    box.size = header.u32be();
+    box.type = header.u32be();
+    if (box.size == 1) {
+        box.headerSize = 16;
+        box.size = header.u64be();
+    } else if (box.size == 0) {
+        box.toTheEnd = true;
+        box.size = left;
+    }
+    if (header.failed() || box.size < box.headerSize)
+        return fail();
+    if (box.size > left) {
+        box.overruns = true;
+        box.size = left;
+        m_damaged = true;
+    }
+    m_position += box.size;
+    return box;
+}
+
+std::optional<Box> findChild(StructureReader& reader, const Box& parent, std::uint32_t type)
+{
+    BoxWalker walker(reader, parent);
+    while (auto box = walker.next()) {
+        if (box->type == type && !box->overruns)
+            return box;
+    }
+    return std::nullopt;
+}
+
+ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count)
+{
+    std::uint64_t length = std::min<std::uint64_t>({ count, box.payloadSize(), StructureReader::WindowSize });
+    return reader.peek(box.payloadOffset(), static_cast<std::size_t>(length));
+}
+
+std::uint64_t firstBoxOffset(StructureReader& reader)
+{
+    constexpr std::size_t TagHeaderSize = 10;
+    constexpr std::uint8_t FooterFlag = 0x10;
+    ByteReader header(reader.peek(0, TagHeaderSize));
+    if (charsOf(header.take(3)) != "ID3")
+        return 0;
+    header.skip(2);
+    std::uint8_t flags = header.u8();
+    std::uint64_t size = 0;
+    for (int i = 0; i < 4; i++)
+        size = size << 7 | (header.u8() & 0x7F);
+    return TagHeaderSize + size + (flags & FooterFlag ? TagHeaderSize : 0);
+}
+
+} // namespace mv

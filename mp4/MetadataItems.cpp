@@ -1,0 +1,154 @@
+#include "mp4/MetadataItems.h"
+
+namespace mv {
+
+namespace {
+
+constexpr std::size_t BoxHeaderSize = 8;
+constexpr std::size_t VersionSize = 4; // version and flags
+constexpr std::uint32_t FreeformCode = fourCC("----");
+
+/// The text of a freeform item's mean or name box.
+std::string boxText(ByteView payload)
+{
+    return payload.size() < VersionSize ? std::string {} : std::string(charsOf(payload.subspan(VersionSize)));
+}
+
+MP4ItmfData parseData(ByteView payload)
+{
+    ByteReader fields(payload);
+    MP4ItmfData data;
+    data.typeSetIdentifier = fields.u8();
+    data.typeCode = static_cast<MP4ItmfBasicType>(fields.u24be());
+    data.locale = fields.u32be();
+    ByteView value = fields.rest();
+    data.value.assign(value.begin(), value.end());
+    return data;
+}
+
+/// Calls `child` with the type and payload of each box in `bytes`.
+template <class Child> void forEachBox(ByteView bytes, const Child& child)
+{
+    StructureReader reader(bytes);
+    BoxWalker walker(reader, 0, bytes.size());
+    while (auto box = walker.next()) {
+        if (box->overruns)
+            return;
+        child(box->type,
+            bytes.subspan(
+                static_cast<std::size_t>(box->payloadOffset()), static_cast<std::size_t>(box->payloadSize())));
+    }
+}
+
+void writeBox(ByteWriter& writer, std::uint32_t type, ByteView front, ByteView rest)
+{
+    writer.u32be(static_cast<std::uint32_t>(BoxHeaderSize + front.size() + rest.size()));
+    writer.u32be(type);
+    writer.bytes(front);
+    writer.bytes(rest);
+}
+
+void writeText(ByteWriter& writer, std::uint32_t type, std::string_view text)
+{
+    constexpr std::array<std::uint8_t, VersionSize> Version {};
+    writeBox(writer, type, Version, bytesOf(text));
+}
+
+void writeData(ByteWriter& writer, const MP4ItmfData& data)
+{
+    Bytes front;
+    ByteWriter fields(front);
+    fields.u8(data.typeSetIdentifier);
+    fields.u24be(static_cast<std::uint32_t>(data.typeCode));
+    fields.u32be(data.locale);
+    writeBox(writer, fourCC("data"), front, data.value);
+}
+
+} // namespace
+
+std::uint64_t metaChildrenOffset(StructureReader& reader, const Box& meta)
+{
+    ByteReader start(payloadStart(reader, meta, BoxHeaderSize));
+    start.skip(4);
+    bool quickTime = start.u32be() == fourCC("hdlr");
+    return meta.payloadOffset() + (quickTime || meta.payloadSize() < VersionSize ? 0 : VersionSize);
+}
+
+std::uint32_t metaHandler(StructureReader& reader, const Box& meta)
+{
+    BoxWalker walker(reader, metaChildrenOffset(reader, meta), meta.end());
+    while (auto box = walker.next()) {
+        if (box->type != fourCC("hdlr"))
+            continue;
+        ByteReader fields(payloadStart(reader, *box, 12));
+        fields.skip(8);
+        return fields.u32be();
+    }
+    return 0;
+}
+
+std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox)
+{
+    BoxWalker movie(reader, movieBox);
+    while (auto udta = movie.next()) {
+        if (udta->type != fourCC("udta"))
+            continue;
+        BoxWalker user(reader, *udta);
+        while (auto meta = user.next()) {
+            if (meta->type != fourCC("meta") || meta->overruns)
+                continue;
+            std::uint32_t handler = metaHandler(reader, *meta);
+            if (handler != fourCC("mdir") && handler != 0)
+                continue;
+            std::uint64_t children = metaChildrenOffset(reader, *meta);
+            BoxWalker walker(reader, children, meta->end());
+            while (auto box = walker.next()) {
+                if (box->type == fourCC("ilst") && !box->overruns)
+                    return MetadataPlace { *udta, *meta, children, *box };
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+MP4ItmfItem parseItem(std::uint32_t code, ByteView payload)
+{
+    MP4ItmfItem item { .code = code };
+    forEachBox(payload, [&](std::uint32_t type, ByteView content) {
+        if (type == fourCC("data") && content.size() >= BoxHeaderSize)
+            item.dataList.push_back(parseData(content));
+        else if (type == fourCC("mean") && code == FreeformCode)
+            item.mean = boxText(content);
+        else if (type == fourCC("name") && code == FreeformCode)
+            item.name = boxText(content);
+    });
+    return item;
+}
+
+MP4ItmfItemList parseItems(ByteView ilstPayload)
+{
+    MP4ItmfItemList items;
+    forEachBox(ilstPayload, [&](std::uint32_t type, ByteView content) {
+        if (items.size() < MaxMetadataItems && type != fourCC("free") && type != fourCC("skip"))
+            items.push_back(parseItem(type, content));
+    });
+    return items;
+}
+
+Bytes serializedItem(const MP4ItmfItem& item)
+{
+    Bytes content;
+    ByteWriter writer(content);
+    if (item.code == FreeformCode) {
+        writeText(writer, fourCC("mean"), item.mean);
+        writeText(writer, fourCC("name"), item.name);
+    }
+    for (const MP4ItmfData& data : item.dataList)
+        writeData(writer, data);
+    Bytes box;
+    ByteWriter whole(box);
+    writeBox(whole, item.code, content, {});
+    return box;
+}
+
+} // namespace mv

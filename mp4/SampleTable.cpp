@@ -1,0 +1,133 @@
+#include "mp4/SampleTable.h"
+
+#include <algorithm>
+
+namespace mv {
+
+namespace {
+
+// Wide enough for bytes x 8 x time scale without a loss.
+__extension__ using Wide = unsigned __int128;
+
+constexpr std::size_t RowsBehindHeader = 12;
+
+/// QuickTime counts uncompressed sound in frames "of one byte" and says the real size of a frame in the sample
+/// description; compressed sound of description 1 likewise in packets.
+std::uint64_t bytesOfUnitSamples(const TrackFacts& track)
+{
+    static constexpr std::array<std::uint32_t, 10> Uncompressed = { fourCC("sowt"), fourCC("twos"), fourCC("raw "),
+        fourCC("NONE"), fourCC("in24"), fourCC("in32"), fourCC("fl32"), fourCC("fl64"), fourCC("lpcm"), 0 };
+    std::uint64_t count = track.sampleCount;
+    if (track.samplesPerPacket && track.bytesPerFrame)
+        return saturatingMultiply(count / track.samplesPerPacket, track.bytesPerFrame);
+    bool uncompressed = !track.descriptionCodes.empty()
+        && std::find(Uncompressed.begin(), Uncompressed.end(), track.descriptionCodes[0]) != Uncompressed.end();
+    std::uint64_t frame = std::uint64_t { track.channels } * ((track.bitsPerSample + 7u) / 8u);
+    return uncompressed && frame ? saturatingMultiply(count, frame) : count;
+}
+
+/// Calls `row` for every row of `rowSize` bytes that the box holds, at most `count`.
+template <class Row>
+void forEachRow(StructureReader& reader, const Box& box, std::size_t header, std::size_t rowSize, std::uint64_t count,
+    const Row& row)
+{
+    if (box.payloadSize() < header)
+        return;
+    std::uint64_t left = std::min(count, (box.payloadSize() - header) / rowSize);
+    std::uint64_t offset = box.payloadOffset() + header;
+    const std::size_t rowsPerPeek = StructureReader::WindowSize / rowSize;
+    while (left > 0) {
+        std::size_t rows = static_cast<std::size_t>(std::min<std::uint64_t>(left, rowsPerPeek));
+        ByteReader fields(reader.peek(offset, rows * rowSize));
+        if (fields.size() == 0)
+            return;
+        for (std::size_t i = 0; i < rows; i++)
+            row(fields);
+        offset += rows * rowSize;
+        left -= rows;
+    }
+}
+
+std::uint64_t compactBytes(StructureReader& reader, const Box& box, std::uint8_t fieldSize, std::uint64_t count)
+{
+    std::uint64_t total = 0;
+    if (fieldSize == 16) {
+        forEachRow(reader, box, RowsBehindHeader, 2, count, [&](ByteReader& row) { total += row.u16be(); });
+    } else if (fieldSize == 8) {
+        forEachRow(reader, box, RowsBehindHeader, 1, count, [&](ByteReader& row) { total += row.u8(); });
+    } else if (fieldSize == 4) {
+        std::uint64_t left = count;
+        forEachRow(reader, box, RowsBehindHeader, 1, count / 2 + count % 2, [&](ByteReader& row) {
+            std::uint8_t pair = row.u8();
+            total += left > 1 ? (pair >> 4) + (pair & 15) : pair >> 4;
+            left -= std::min<std::uint64_t>(left, 2);
+        });
+    }
+    return total;
+}
+
+} // namespace
+
+std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) { return a > UINT64_MAX - b ? UINT64_MAX : a + b; }
+
+std::uint64_t saturatingMultiply(std::uint64_t a, std::uint64_t b)
+{
+    return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
+}
+
+std::uint32_t declaredSampleCount(StructureReader& reader, const TrackFacts& track)
+{
+    if (!track.boxes.sampleSizes)
+        return 0;
+    ByteReader fields(payloadStart(reader, *track.boxes.sampleSizes, RowsBehindHeader));
+    fields.skip(8);
+    return fields.u32be();
+}
+
+std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track)
+{
+    if (!track.boxes.sampleSizes)
+        return 0;
+    const Box& box = *track.boxes.sampleSizes;
+    ByteReader fields(payloadStart(reader, box, RowsBehindHeader));
+    fields.skip(4);
+    std::uint32_t size = fields.u32be();
+    std::uint32_t count = fields.u32be();
+    if (fields.failed())
+        return 0;
+    if (box.type == fourCC("stz2"))
+        return compactBytes(reader, box, static_cast<std::uint8_t>(size), count);
+    if (size == 1 && track.handler == fourCC("soun"))
+        return bytesOfUnitSamples(track);
+    if (size != 0)
+        return saturatingMultiply(size, count);
+    std::uint64_t total = 0;
+    forEachRow(reader, box, RowsBehindHeader, 4, count, [&](ByteReader& row) { total += row.u32be(); });
+    return total;
+}
+
+std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track)
+{
+    if (!track.boxes.timeToSample)
+        return 0;
+    constexpr std::size_t HeaderSize = 8;
+    ByteReader fields(payloadStart(reader, *track.boxes.timeToSample, HeaderSize));
+    fields.skip(4);
+    std::uint32_t count = fields.u32be();
+    std::uint64_t total = 0;
+    forEachRow(reader, *track.boxes.timeToSample, HeaderSize, 8, count, [&](ByteReader& row) {
+        std::uint64_t samples = row.u32be();
+        total = saturatingAdd(total, samples * row.u32be());
+    });
+    return total;
+}
+
+std::uint32_t averageBitRate(std::uint64_t bytes, std::uint32_t timeScale, std::uint64_t duration)
+{
+    if (duration == 0)
+        return 0;
+    Wide rate = (Wide { bytes } * 8 * timeScale + duration - 1) / duration;
+    return static_cast<std::uint32_t>(std::min<Wide>(rate, UINT32_MAX));
+}
+
+} // namespace mv

@@ -1,0 +1,261 @@
+#include "mp4/TrackReader.h"
+
+#include "mp4/SampleTable.h"
+
+#include <algorithm>
+
+namespace mv {
+
+namespace {
+
+double fixed16(std::uint32_t value) { return static_cast<std::int32_t>(value) / 65536.0; }
+
+/// The start of a "full box": the version, and the reader behind version and flags.
+struct FullBox {
+    std::uint8_t version;
+    std::uint32_t flags;
+    ByteReader fields;
+
+    FullBox(StructureReader& reader, const Box& box, std::size_t length)
+        : fields(payloadStart(reader, box, length))
+    {
+        version = fields.u8();
+        flags = fields.u24be();
+    }
+    std::uint64_t wide() { return version == 1 ? fields.u64be() : fields.u32be(); }
+};
+
+/// All ones say "unknown".
+std::uint64_t knownDuration(std::uint8_t version, std::uint64_t duration)
+{
+    std::uint64_t unknown = version == 1 ? UINT64_MAX : UINT32_MAX;
+    return duration == unknown ? 0 : duration;
+}
+
+void readTrackHeader(StructureReader& reader, const Box& box, TrackFacts& track)
+{
+    FullBox header(reader, box, 96);
+    track.flags = header.flags;
+    track.creationDate = dateFromMovieTime(header.wide());
+    track.modificationDate = dateFromMovieTime(header.wide());
+    track.id = header.fields.u32be();
+    header.fields.skip(4);
+    track.duration = knownDuration(header.version, header.wide());
+    header.fields.skip(16); // reserved, layer, alternate group, volume, reserved
+    for (std::int32_t& value : track.matrix)
+        value = static_cast<std::int32_t>(header.fields.u32be());
+    track.width = header.fields.u32be() / 65536.0;
+    track.height = header.fields.u32be() / 65536.0;
+}
+
+/// Three letters of five bits each; smaller numbers are QuickTime's language numbers.
+std::string languageText(std::uint16_t packed)
+{
+    constexpr std::uint16_t FirstPackedCode = 0x400;
+    if (packed < FirstPackedCode || packed == 0x7FFF)
+        return {};
+    std::string text;
+    for (int shift : { 10, 5, 0 })
+        text += static_cast<char>('`' + (packed >> shift & 0x1F));
+    return text;
+}
+
+void readMediaHeader(StructureReader& reader, const Box& box, TrackFacts& track, bool& durationUnknown)
+{
+    FullBox header(reader, box, 36);
+    header.wide();
+    header.wide();
+    track.mediaTimeScale = header.fields.u32be();
+    std::uint64_t duration = header.wide();
+    track.mediaDuration = knownDuration(header.version, duration);
+    durationUnknown = track.mediaDuration != duration;
+    track.language = languageText(header.fields.u16be());
+}
+
+void readEdits(StructureReader& reader, const Box& edts, TrackFacts& track)
+{
+    auto box = findChild(reader, edts, fourCC("elst"));
+    if (!box)
+        return;
+    FullBox list(reader, *box, StructureReader::WindowSize);
+    std::uint32_t count = list.fields.u32be();
+    for (std::uint32_t i = 0; i < count && track.edits.size() < TrackFacts::MaxEdits; i++) {
+        EditSegment edit;
+        edit.duration = list.wide();
+        edit.mediaTime = list.version == 1 ? static_cast<std::int64_t>(list.fields.u64be())
+                                           : static_cast<std::int32_t>(list.fields.u32be());
+        edit.rate = fixed16(list.fields.u32be());
+        if (list.fields.failed())
+            return;
+        track.edits.push_back(edit);
+    }
+}
+
+/// Length of a descriptor of an esds box: up to four bytes of seven bits.
+std::uint32_t descriptorLength(ByteReader& reader)
+{
+    std::uint32_t length = 0;
+    for (int i = 0; i < 4; i++) {
+        std::uint8_t byte = reader.u8();
+        length = length << 7 | (byte & 0x7F);
+        if (!(byte & 0x80))
+            break;
+    }
+    return length;
+}
+
+std::uint8_t objectTypeOf(StructureReader& reader, const Box& esds)
+{
+    constexpr std::uint8_t EsDescriptorTag = 3;
+    constexpr std::uint8_t DecoderConfigTag = 4;
+    ByteReader fields(payloadStart(reader, esds, 256));
+    fields.skip(4);
+    if (fields.u8() != EsDescriptorTag)
+        return 0;
+    descriptorLength(fields);
+    fields.skip(2);
+    std::uint8_t flags = fields.u8();
+    if (flags & 0x80)
+        fields.skip(2);
+    if (flags & 0x40)
+        fields.skip(fields.u8());
+    if (flags & 0x20)
+        fields.skip(2);
+    if (fields.u8() != DecoderConfigTag)
+        return 0;
+    descriptorLength(fields);
+    return fields.u8();
+}
+
+/// The esds box among the extensions of a sample entry; QuickTime puts it into a wave box.
+void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fixedSize, TrackFacts& track)
+{
+    if (entry.payloadSize() <= fixedSize)
+        return;
+    BoxWalker walker(reader, entry.payloadOffset() + fixedSize, entry.end());
+    while (auto box = walker.next()) {
+        if (box->type == fourCC("wave")) {
+            if (auto inner = findChild(reader, *box, fourCC("esds")))
+                box = inner;
+        }
+        if (box->type == fourCC("esds") && !box->overruns)
+            track.objectType = objectTypeOf(reader, *box);
+    }
+}
+
+void readAudioEntry(StructureReader& reader, const Box& entry, TrackFacts& track)
+{
+    ByteReader fields(payloadStart(reader, entry, 44));
+    fields.skip(8);
+    std::uint16_t version = fields.u16be();
+    fields.skip(6);
+    track.channels = fields.u16be();
+    track.bitsPerSample = fields.u16be();
+    fields.skip(8); // compression id, packet size, sample rate
+    if (version == 1) {
+        track.samplesPerPacket = fields.u32be();
+        fields.skip(4); // bytes per packet of one channel
+        track.bytesPerFrame = fields.u32be();
+    }
+    constexpr std::array<std::uint64_t, 3> FixedSizes = { 28, 44, 64 };
+    readExtensions(reader, entry, FixedSizes[std::min<std::size_t>(version, 2)], track);
+}
+
+void readVisualEntry(StructureReader& reader, const Box& entry, TrackFacts& track)
+{
+    constexpr std::uint64_t FixedSize = 78;
+    ByteReader fields(payloadStart(reader, entry, FixedSize));
+    fields.skip(24);
+    track.codedWidth = fields.u16be();
+    track.codedHeight = fields.u16be();
+    readExtensions(reader, entry, FixedSize, track);
+}
+
+void readDescriptions(StructureReader& reader, const Box& box, TrackFacts& track)
+{
+    FullBox header(reader, box, 8);
+    track.descriptionCount = header.fields.u32be();
+    if (header.fields.failed())
+        return;
+    BoxWalker walker(reader, box.payloadOffset() + 8, box.end());
+    while (auto entry = walker.next()) {
+        if (track.descriptionCodes.size() == std::min<std::size_t>(track.descriptionCount, TrackFacts::MaxDescriptions))
+            return;
+        track.descriptionCodes.push_back(entry->type);
+        if (track.descriptionCodes.size() > 1)
+            continue;
+        if (track.handler == fourCC("soun"))
+            readAudioEntry(reader, *entry, track);
+        else if (track.handler == fourCC("vide"))
+            readVisualEntry(reader, *entry, track);
+    }
+}
+
+void readSampleTable(StructureReader& reader, const Box& stbl, TrackFacts& track)
+{
+    BoxWalker walker(reader, stbl);
+    while (auto box = walker.next()) {
+        auto keepFirst = [&](std::optional<Box>& place) {
+            if (!place)
+                place = box;
+        };
+        switch (box->type) {
+        case fourCC("stsd"):
+            if (track.descriptionCodes.empty())
+                readDescriptions(reader, *box, track);
+            break;
+        case fourCC("stsz"):
+        case fourCC("stz2"):
+            keepFirst(track.boxes.sampleSizes);
+            break;
+        case fourCC("stts"):
+            keepFirst(track.boxes.timeToSample);
+            break;
+        case fourCC("stco"):
+        case fourCC("co64"):
+            keepFirst(track.boxes.chunkOffsets);
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+void readMedia(StructureReader& reader, const Box& mdia, TrackFacts& track)
+{
+    bool durationUnknown = false;
+    if (auto box = findChild(reader, mdia, fourCC("mdhd")))
+        readMediaHeader(reader, *box, track, durationUnknown);
+    // The handler says how sample descriptions are read, so it comes first whatever the order in the file.
+    if (auto box = findChild(reader, mdia, fourCC("hdlr"))) {
+        FullBox handler(reader, *box, 12);
+        handler.fields.skip(4);
+        track.handler = handler.fields.u32be();
+    }
+    if (auto minf = findChild(reader, mdia, fourCC("minf"))) {
+        if (auto stbl = findChild(reader, *minf, fourCC("stbl")))
+            readSampleTable(reader, *stbl, track);
+    }
+    track.sampleCount = declaredSampleCount(reader, track);
+    if (durationUnknown)
+        track.mediaDuration = tableDuration(reader, track);
+}
+
+} // namespace
+
+TrackFacts readTrack(StructureReader& reader, const Box& trak)
+{
+    TrackFacts track;
+    BoxWalker walker(reader, trak);
+    while (auto box = walker.next()) {
+        if (box->type == fourCC("tkhd"))
+            readTrackHeader(reader, *box, track);
+        else if (box->type == fourCC("edts"))
+            readEdits(reader, *box, track);
+        else if (box->type == fourCC("mdia"))
+            readMedia(reader, *box, track);
+    }
+    return track;
+}
+
+} // namespace mv

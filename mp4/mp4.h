@@ -1,0 +1,69 @@
+#pragma once
+
+#include "mp4/EditPlan.h"
+#include "mp4/MovieFacts.h"
+#include "mp4/Tags.h"
+
+#include <memory>
+
+namespace mv {
+
+using MP4TrackId = std::uint32_t;
+inline constexpr MP4TrackId MP4_INVALID_TRACK_ID = 0;
+
+/// An open MPEG-4, 3GP or QuickTime file. Its structure is read at once, fragments and sample tables when they are
+/// first asked for. Used by one thread at a time; destroying it closes it without writing.
+class Mp4File {
+public:
+    enum class Mode { Read, Modify };
+
+    static Result<Mp4File> open(const Path& path, Mode mode);
+    /// Reads another reader's bytes (memory that outlives the file); for tools and tests. Cannot be written.
+    static Result<Mp4File> open(StructureReader reader);
+
+    Mp4File(Mp4File&&) noexcept;
+    Mp4File& operator=(Mp4File&&) noexcept;
+    ~Mp4File();
+
+    const MovieFacts& facts();
+    /// The metadata items: as planned by setItems, else as they are in the file.
+    const MP4ItmfItemList& items();
+    /// Plans new items, and with them the file's new layout. Nothing is planned when they are the file's own. Fails
+    /// and leaves the plan as it was where the file cannot be edited safely (Unsupported), is damaged (Format), or was
+    /// opened for reading (State).
+    Result<void> setItems(MP4ItmfItemList items);
+
+    /// What is to be written, or null when nothing is.
+    const EditPlan* plan() const;
+    Mode mode() const;
+    const Path& path() const;
+    StructureReader& reader();
+
+private:
+    struct State;
+    explicit Mp4File(std::unique_ptr<State> state);
+    std::unique_ptr<State> m_state;
+};
+
+/// Opens for reading. Fails for what is no regular file and for what has no whole movie box with a movie header.
+Result<Mp4File> MP4Read(const Path& path);
+/// Opens for modification: fails also for a file that may not be written. Nothing is written before MP4Close.
+Result<Mp4File> MP4Modify(const Path& path, std::uint32_t flags);
+/// Closes. A file opened for modification with a planned change is replaced, whole or not at all, by its new content
+/// (see FileReplacement); an error means that the file is as it was. `flags` must be 0.
+Result<void> MP4Close(Mp4File file, std::uint32_t flags);
+
+/// The id of the `index`-th track (from 0, in the file's order) whose handler is `type` ("soun", "vide"; null: any)
+/// and, where `subType` is not 0, whose MPEG-4 object type is `subType`. MP4_INVALID_TRACK_ID when there is none.
+MP4TrackId MP4FindTrackId(Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType);
+/// In ticks of the track's time scale, fragments counted; 0 when unknown, or there is no such track.
+std::uint64_t MP4GetTrackDuration(Mp4File& file, MP4TrackId track);
+/// Ticks per second; 0 when there is no such track.
+std::uint32_t MP4GetTrackTimeScale(Mp4File& file, MP4TrackId track);
+/// Bits per second: all sample bytes x 8 x time scale / duration, rounded up; 0 when the duration is 0.
+std::uint32_t MP4GetTrackBitRate(Mp4File& file, MP4TrackId track);
+
+/// Every metadata item, in the file's order.
+MP4ItmfItemList MP4ItmfGetItems(Mp4File& file);
+
+} // namespace mv
