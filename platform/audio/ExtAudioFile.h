@@ -1,0 +1,63 @@
+#pragma once
+
+#include "platform/audio/AudioConverter.h"
+#include "platform/audio/AudioStatus.h"
+#include "platform/audio/AudioStreamBasicDescription.h"
+#include "platform/audio/FSRef.h"
+
+namespace mv {
+
+// The extended audio file functions, under their own names. A file that is open for reading is decoded into the
+// client format. Its length in frames is exact: gaps at start and end that the file declares are left out, sizes that
+// exceed the file are cut to it, and reading delivers exactly as many frames.
+//
+// The default client format: interleaved signed integers, native byte order, packed, of the file's own rate and
+// channels; 16 bits for compressed formats, else the stored depth rounded up to 8, 16, 24 or 32 bits (unsigned 8-bit
+// samples are turned into signed ones; floating-point samples into 32-bit integers, clipped). 24-bit samples are the
+// exception from native order: 3 bytes each, most significant first.
+//
+// A file is used on one thread at a time; different files on any threads.
+
+class ExtAudioFile;
+using ExtAudioFileRef = ExtAudioFile*;
+
+struct AudioBuffer {
+    std::uint32_t mNumberChannels = 0; ///< as the caller counts them; reading does not look at it
+    std::uint32_t mDataByteSize = 0; ///< room on the way in, bytes delivered on the way out
+    void* mData = nullptr;
+};
+
+/// Buffers of samples. Interleaved formats use one.
+struct AudioBufferList {
+    std::uint32_t mNumberBuffers = 0;
+    AudioBuffer mBuffers[1];
+};
+
+inline constexpr std::uint32_t kExtAudioFileProperty_FileDataFormat = fourCC("ffmt"); ///< description, read only
+inline constexpr std::uint32_t kExtAudioFileProperty_ClientDataFormat = fourCC("cfmt"); ///< description
+inline constexpr std::uint32_t kExtAudioFileProperty_FileLengthFrames = fourCC("#frm"); ///< int64, read only
+inline constexpr std::uint32_t kExtAudioFileProperty_AudioConverter = fourCC("acnv"); ///< AudioConverterRef, read only
+
+/// Opens an existing file for reading; the caller disposes of the result. `file` is null after a failure: fnfErr,
+/// permErr, 'typ?' for what is no audio file, 'fmt?' for audio that cannot be decoded, 'dta?' for a damaged file.
+OSStatus ExtAudioFileOpen(const FSRef& ref, ExtAudioFileRef* file);
+OSStatus ExtAudioFileOpenURL(const Path& path, ExtAudioFileRef* file);
+
+/// `size` is the room at `data` on the way in and the size of the property on the way out. A room that is too small
+/// gives kExtAudioFileError_InvalidPropertySize, an unknown property kExtAudioFileError_InvalidProperty.
+OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t* size, void* data);
+/// The client format alone can be set: interleaved linear PCM, packed and native, signed integers of 8, 16 or 32
+/// bits, of 24 bits most significant byte first, or 32-bit floats; the file's rate (0 means it too); the file's
+/// channels, or 1 or 2 (mono goes to both channels at full level, more are mixed down without clipping). Before the
+/// first frame only.
+OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t size, const void* data);
+
+/// Reads up to `*frames` frames, as many as have room in the first buffer; fewer only at the end, 0 after it.
+/// `*frames` and the buffer's byte size tell what was delivered. A packet that cannot be decoded is heard as silence
+/// of its own length; a file that cannot be read any more is an error, and stays one.
+OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* frames, AudioBufferList* data);
+
+/// Finishes and closes the file; the handle is gone whatever the result.
+OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
+
+} // namespace mv

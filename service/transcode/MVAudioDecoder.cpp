@@ -1,0 +1,9 @@
+#include "service/transcode/MVAudioDecoder.h"
+
+namespace mv {
+
+std::int32_t MVAudioDecoder::readPCMSampleCount(AudioBufferList*, std::uint32_t) { return 0; }
+bool MVAudioDecoder::canDecodeWithPath(const Path&) { return false; }
+bool MVAudioDecoder::prepareWithPath(const Path&) { return false; }
+
+} // namespace mv
