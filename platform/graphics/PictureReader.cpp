@@ -1,0 +1,32 @@
+#include "platform/graphics/PictureReader.h"
+
+#include "platform/graphics/JpegReader.h"
+#include "platform/graphics/PictureFormat.h"
+#include "platform/graphics/PngReader.h"
+
+namespace mv {
+
+Result<void> checkPictureSize(std::uint64_t width, std::uint64_t height)
+{
+    if (width == 0 || height == 0)
+        return Error { Error::Kind::Format, "a picture without pixels" };
+    if (width > MaxSourceSide || height > MaxSourceSide || width * height > MaxSourcePixels)
+        return Error { Error::Kind::Limit, "a picture of too many pixels" };
+    return {};
+}
+
+Result<PictureReaders> openPictures(const SharedSource& source)
+{
+    std::uint8_t first[PictureMagicBytes] = {};
+    std::size_t count = source->readAt(0, first);
+    switch (formatOfBytes({ first, count })) {
+    case PictureFormat::Jpeg:
+        return JpegReader::open(source);
+    case PictureFormat::Png:
+        return PngReader::open(source);
+    default:
+        return Error { Error::Kind::Unsupported, "no format that is taken" };
+    }
+}
+
+} // namespace mv

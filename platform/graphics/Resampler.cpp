@@ -1,0 +1,360 @@
+#include "platform/graphics/Resampler.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace mv {
+
+namespace {
+
+// Boxes shrink only down to this many times the target, so that the Lanczos weights still shape what is seen.
+constexpr int BoxReserve = 3;
+// 256 rows of 255 still fit the 16-bit sums; whatever ratio is left, the weights take.
+constexpr int MaxBox = 256;
+// Rows end with spare floats, so that a pixel of three channels can be read as four.
+constexpr std::size_t RowSlack = 4;
+
+using Float4 [[gnu::vector_size(16)]] = float;
+
+Float4 load4(const float* from)
+{
+    Float4 value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+std::uint8_t toByte(float value)
+{
+    value += 0.5F;
+    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
+
+std::uint8_t timesAlpha(unsigned value, unsigned alpha)
+{
+    unsigned product = value * alpha + 128;
+    return static_cast<std::uint8_t>((product + (product >> 8)) >> 8);
+}
+
+template <int Channels> void premultiplyRow(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels)
+{
+    for (std::size_t i = 0; i < pixels; i++, from += Channels, to += Channels) {
+        unsigned alpha = from[Channels - 1];
+        for (int c = 0; c < Channels - 1; c++)
+            to[c] = timesAlpha(from[c], alpha);
+        to[Channels - 1] = static_cast<std::uint8_t>(alpha);
+    }
+}
+
+void premultiply(int channels, const std::uint8_t* from, std::uint8_t* to, std::size_t pixels)
+{
+    if (channels == 2)
+        premultiplyRow<2>(from, to, pixels);
+    else
+        premultiplyRow<4>(from, to, pixels);
+}
+
+void addRow(std::uint16_t* __restrict sums, const std::uint8_t* __restrict row, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; i++)
+        sums[i] = static_cast<std::uint16_t>(sums[i] + row[i]);
+}
+
+int boxFor(int source, int target)
+{
+    // In 64 bits: a target may be as large as a thumbnail may be.
+    return static_cast<int>(std::clamp<std::int64_t>(source / (std::int64_t { target } * BoxReserve), 1, MaxBox));
+}
+
+template <int Channels> void storePixel(std::uint8_t* to, const float* value, bool alpha)
+{
+    if (!alpha) {
+        for (int c = 0; c < Channels; c++)
+            to[c] = toByte(value[c]);
+        return;
+    }
+    float opacity = std::clamp(value[Channels - 1], 0.0F, 255.0F);
+    float scale = opacity > 0 ? 255.0F / opacity : 0.0F;
+    for (int c = 0; c < Channels - 1; c++)
+        to[c] = toByte(value[c] * scale);
+    to[Channels - 1] = toByte(opacity);
+}
+
+} // namespace
+
+Resampler::Resampler(int targetWidth, int targetHeight)
+    : m_targetWidth(targetWidth)
+    , m_targetHeight(targetHeight)
+{
+}
+
+bool Resampler::begin(const RowLayout& layout)
+{
+    if (layout.width < 1 || layout.height < 1)
+        return false;
+    m_layout = layout;
+    m_channels = channelsOf(layout.model);
+    double spanWidth = layout.spanWidth > 0 ? layout.spanWidth : layout.width;
+    double spanHeight = layout.spanHeight > 0 ? layout.spanHeight : layout.height;
+    m_pixels.assign(static_cast<std::size_t>(m_targetWidth) * m_targetHeight * m_channels, 0);
+    m_copy = layout.width == m_targetWidth && layout.height == m_targetHeight && spanWidth == layout.width
+        && spanHeight == layout.height;
+    if (m_copy)
+        return true;
+
+    m_boxWidth = boxFor(layout.width, m_targetWidth);
+    m_boxHeight = boxFor(layout.height, m_targetHeight);
+    m_middleWidth = (layout.width + m_boxWidth - 1) / m_boxWidth;
+    m_middleHeight = (layout.height + m_boxHeight - 1) / m_boxHeight;
+    m_columns = LanczosTaps(m_middleWidth, spanWidth / m_boxWidth / m_targetWidth, m_targetWidth);
+    m_rows = LanczosTaps(m_middleHeight, spanHeight / m_boxHeight / m_targetHeight, m_targetHeight);
+    m_ringRows = m_rows.maxCount() + 1;
+    std::size_t samples = static_cast<std::size_t>(m_middleWidth) * m_channels;
+    m_middle.assign(static_cast<std::size_t>(m_ringRows), Row(samples));
+    m_sum.assign(samples + RowSlack, 0);
+    return true;
+}
+
+bool Resampler::row(const std::uint8_t* pixels)
+{
+    if (m_rowsTaken >= m_layout.height)
+        return false;
+    std::size_t count = static_cast<std::size_t>(m_layout.width);
+    if (m_copy) {
+        std::size_t stride = count * m_channels;
+        std::memcpy(&m_pixels[stride * m_rowsTaken], pixels, stride);
+        return ++m_rowsTaken < m_layout.height;
+    }
+    if (hasAlpha(m_layout.model)) {
+        m_premultiplied.resize(count * m_channels);
+        premultiply(m_channels, pixels, m_premultiplied.data(), count);
+        pixels = m_premultiplied.data();
+    }
+    m_rowsTaken++;
+    accumulate(pixels);
+    return m_rowsTaken < m_layout.height;
+}
+
+void Resampler::accumulate(const std::uint8_t* pixels)
+{
+    std::size_t samples = static_cast<std::size_t>(m_layout.width) * m_channels;
+    if (m_boxWidth == 1 && m_boxHeight == 1) {
+        std::copy(pixels, pixels + samples, middleRow(m_middleCount).begin());
+        pushMiddleRow();
+        return;
+    }
+    if (m_rowsInBox == 0)
+        m_boxSums.assign(pixels, pixels + samples);
+    else
+        addRow(m_boxSums.data(), pixels, samples);
+    if (++m_rowsInBox == m_boxHeight || m_rowsTaken == m_layout.height)
+        closeBoxRow();
+}
+
+template <int Channels> void Resampler::averageBoxes(float* middle) const
+{
+    const std::uint16_t* sums = m_boxSums.data();
+    for (int left = m_layout.width; left > 0; left -= m_boxWidth) {
+        int columns = std::min(left, m_boxWidth);
+        std::uint32_t total[Channels] = {};
+        for (int column = 0; column < columns; column++, sums += Channels) {
+            for (int c = 0; c < Channels; c++)
+                total[c] += sums[c];
+        }
+        float scale = 1.0F / (static_cast<float>(columns) * static_cast<float>(m_rowsInBox));
+        for (int c = 0; c < Channels; c++)
+            *middle++ = static_cast<float>(total[c]) * scale;
+    }
+}
+
+void Resampler::closeBoxRow()
+{
+    float* middle = middleRow(m_middleCount).data();
+    switch (m_channels) {
+    case 1:
+        averageBoxes<1>(middle);
+        break;
+    case 2:
+        averageBoxes<2>(middle);
+        break;
+    case 3:
+        averageBoxes<3>(middle);
+        break;
+    default:
+        averageBoxes<4>(middle);
+        break;
+    }
+    m_rowsInBox = 0;
+    pushMiddleRow();
+}
+
+void Resampler::pushMiddleRow()
+{
+    m_middleCount++;
+    makeOutputRows();
+}
+
+void Resampler::makeOutputRows()
+{
+    while (m_nextOutput < m_targetHeight && m_rows.first(m_nextOutput) + m_rows.count(m_nextOutput) <= m_middleCount) {
+        sumRows(m_nextOutput);
+        shrinkColumns(m_nextOutput);
+        m_nextOutput++;
+    }
+}
+
+void Resampler::sumRows(int output)
+{
+    int first = m_rows.first(output);
+    int count = m_rows.count(output);
+    const float* weights = m_rows.weights(output);
+    std::size_t samples = static_cast<std::size_t>(m_middleWidth) * m_channels;
+    float* __restrict sum = m_sum.data();
+    std::fill(m_sum.begin(), m_sum.end(), 0.0F);
+    int k = 0;
+    for (; k + 4 <= count; k += 4) {
+        const float* __restrict a = middleRow(first + k).data();
+        const float* __restrict b = middleRow(first + k + 1).data();
+        const float* __restrict c = middleRow(first + k + 2).data();
+        const float* __restrict d = middleRow(first + k + 3).data();
+        float wa = weights[k];
+        float wb = weights[k + 1];
+        float wc = weights[k + 2];
+        float wd = weights[k + 3];
+        for (std::size_t i = 0; i < samples; i++)
+            sum[i] += wa * a[i] + wb * b[i] + wc * c[i] + wd * d[i];
+    }
+    for (; k < count; k++) {
+        const float* __restrict a = middleRow(first + k).data();
+        float wa = weights[k];
+        for (std::size_t i = 0; i < samples; i++)
+            sum[i] += wa * a[i];
+    }
+}
+
+template <int Channels> void Resampler::shrinkColumnsOf(int output)
+{
+    bool alpha = hasAlpha(m_layout.model);
+    std::uint8_t* to = &m_pixels[static_cast<std::size_t>(output) * m_targetWidth * Channels];
+    for (int x = 0; x < m_targetWidth; x++, to += Channels) {
+        const float* from = &m_sum[static_cast<std::size_t>(m_columns.first(x)) * Channels];
+        const float* weights = m_columns.weights(x);
+        int count = m_columns.count(x);
+        float value[4] = {};
+        if constexpr (Channels >= 3) {
+            Float4 total = {};
+            for (int k = 0; k < count; k++)
+                total += load4(from + k * Channels) * weights[k];
+            std::memcpy(value, &total, sizeof value);
+        } else {
+            for (int k = 0; k < count; k++) {
+                for (int c = 0; c < Channels; c++)
+                    value[c] += from[k * Channels + c] * weights[k];
+            }
+        }
+        storePixel<Channels>(to, value, alpha);
+    }
+}
+
+void Resampler::shrinkColumns(int output)
+{
+    switch (m_channels) {
+    case 1:
+        shrinkColumnsOf<1>(output);
+        break;
+    case 2:
+        shrinkColumnsOf<2>(output);
+        break;
+    case 3:
+        shrinkColumnsOf<3>(output);
+        break;
+    default:
+        shrinkColumnsOf<4>(output);
+        break;
+    }
+}
+
+bool Resampler::beginScatter()
+{
+    if (m_copy)
+        return true;
+    std::size_t cells = static_cast<std::size_t>(m_middleWidth) * m_middleHeight;
+    if (cells * m_channels > MaxScatterSums)
+        return false;
+    m_scatterSums.assign(cells * m_channels, 0);
+    m_scatterCounts.assign(cells, 0);
+    return true;
+}
+
+void Resampler::scatter(int y, int x, int step, const std::uint8_t* pixels, int count)
+{
+    if (m_rowsTaken == 0 && !beginScatter())
+        return;
+    m_rowsTaken = 1;
+    m_scattered = true;
+    if (m_copy) {
+        std::uint8_t* to = &m_pixels[static_cast<std::size_t>(y) * m_targetWidth * m_channels];
+        for (int i = 0; i < count; i++)
+            std::memcpy(to + (static_cast<std::size_t>(x) + static_cast<std::size_t>(i) * step) * m_channels,
+                pixels + static_cast<std::size_t>(i) * m_channels, static_cast<std::size_t>(m_channels));
+        return;
+    }
+    std::size_t samples = static_cast<std::size_t>(count) * m_channels;
+    if (hasAlpha(m_layout.model)) {
+        m_premultiplied.resize(samples);
+        premultiply(m_channels, pixels, m_premultiplied.data(), static_cast<std::size_t>(count));
+        pixels = m_premultiplied.data();
+    }
+    std::size_t base = static_cast<std::size_t>(y / m_boxHeight) * m_middleWidth;
+    for (int i = 0; i < count; i++, x += step) {
+        std::size_t cell = base + static_cast<std::size_t>(x / m_boxWidth);
+        m_scatterCounts[cell]++;
+        for (int c = 0; c < m_channels; c++)
+            m_scatterSums[cell * m_channels + c] += *pixels++;
+    }
+}
+
+void Resampler::finishScatter()
+{
+    for (int y = 0; y < m_middleHeight; y++) {
+        std::size_t cell = static_cast<std::size_t>(y) * m_middleWidth;
+        float* middle = middleRow(y).data();
+        for (int x = 0; x < m_middleWidth; x++, cell++) {
+            float scale = m_scatterCounts[cell] ? 1.0F / static_cast<float>(m_scatterCounts[cell]) : 0.0F;
+            for (int c = 0; c < m_channels; c++)
+                *middle++ = static_cast<float>(m_scatterSums[cell * m_channels + c]) * scale;
+        }
+        pushMiddleRow();
+    }
+}
+
+void Resampler::repeatLastRow()
+{
+    if (m_scattered)
+        return;
+    std::size_t stride = static_cast<std::size_t>(m_targetWidth) * m_channels;
+    for (int y = m_rowsTaken; y < m_targetHeight; y++)
+        std::memcpy(&m_pixels[stride * y], &m_pixels[stride * (m_rowsTaken - 1)], stride);
+}
+
+Result<Bytes> Resampler::finish()
+{
+    if (m_rowsTaken == 0)
+        return Error { Error::Kind::Format, "no row of the picture could be decoded" };
+    if (m_copy) {
+        repeatLastRow();
+        return std::move(m_pixels);
+    }
+    if (m_scattered) {
+        finishScatter();
+        return std::move(m_pixels);
+    }
+    if (m_rowsInBox > 0)
+        closeBoxRow();
+    while (m_nextOutput < m_targetHeight) {
+        middleRow(m_middleCount) = middleRow(m_middleCount - 1);
+        pushMiddleRow();
+    }
+    return std::move(m_pixels);
+}
+
+} // namespace mv
