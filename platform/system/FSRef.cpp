@@ -1,4 +1,4 @@
-#include "platform/audio/FSRef.h"
+#include "platform/system/FSRef.h"
 
 #include <cerrno>
 #include <sys/stat.h>
