@@ -26,7 +26,12 @@ MP4ItmfData parseData(ByteView payload)
     return data;
 }
 
-/// Calls `child` with the type and payload of each box in `bytes`.
+ByteView part(ByteView bytes, std::uint64_t offset, std::uint64_t size)
+{
+    return bytes.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
+}
+
+/// Calls `child` with the type, the payload and the whole of each box in `bytes`.
 template <class Child> void forEachBox(ByteView bytes, const Child& child)
 {
     StructureReader reader(bytes);
@@ -34,9 +39,7 @@ template <class Child> void forEachBox(ByteView bytes, const Child& child)
     while (auto box = walker.next()) {
         if (box->overruns)
             return;
-        child(box->type,
-            bytes.subspan(
-                static_cast<std::size_t>(box->payloadOffset()), static_cast<std::size_t>(box->payloadSize())));
+        child(box->type, part(bytes, box->payloadOffset(), box->payloadSize()), part(bytes, box->offset, box->size));
     }
 }
 
@@ -114,13 +117,15 @@ std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& mo
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload)
 {
     MP4ItmfItem item { .code = code };
-    forEachBox(payload, [&](std::uint32_t type, ByteView content) {
+    forEachBox(payload, [&](std::uint32_t type, ByteView content, ByteView whole) {
         if (type == fourCC("data") && content.size() >= BoxHeaderSize)
             item.dataList.push_back(parseData(content));
         else if (type == fourCC("mean") && code == FreeformCode)
             item.mean = boxText(content);
         else if (type == fourCC("name") && code == FreeformCode)
             item.name = boxText(content);
+        else
+            item.otherBoxes.insert(item.otherBoxes.end(), whole.begin(), whole.end());
     });
     return item;
 }
@@ -128,11 +133,22 @@ MP4ItmfItem parseItem(std::uint32_t code, ByteView payload)
 MP4ItmfItemList parseItems(ByteView ilstPayload)
 {
     MP4ItmfItemList items;
-    forEachBox(ilstPayload, [&](std::uint32_t type, ByteView content) {
+    forEachBox(ilstPayload, [&](std::uint32_t type, ByteView content, ByteView) {
         if (items.size() < MaxMetadataItems && type != fourCC("free") && type != fourCC("skip"))
             items.push_back(parseItem(type, content));
     });
     return items;
+}
+
+Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox)
+{
+    auto place = findMetadata(reader, movieBox);
+    if (!place)
+        return MP4ItmfItemList {};
+    if (place->ilst.payloadSize() > MaxMetadataBytes)
+        return Error { Error::Kind::Limit, "metadata too large" };
+    MV_TRY(payload, reader.copy(place->ilst.payloadOffset(), place->ilst.payloadSize()));
+    return parseItems(payload);
 }
 
 Bytes serializedItem(const MP4ItmfItem& item)
@@ -145,6 +161,7 @@ Bytes serializedItem(const MP4ItmfItem& item)
     }
     for (const MP4ItmfData& data : item.dataList)
         writeData(writer, data);
+    writer.bytes(item.otherBoxes);
     Bytes box;
     ByteWriter whole(box);
     writeBox(whole, item.code, content, {});

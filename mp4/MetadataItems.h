@@ -35,6 +35,7 @@ struct MP4ItmfItem {
     std::string mean; ///< of freeform items ('----'): "com.apple.iTunes"
     std::string name; ///< of freeform items: "ISRC"
     std::vector<MP4ItmfData> dataList;
+    Bytes otherBoxes; ///< what else the item holds (some writers name their pictures), as it is in the file
 
     bool operator==(const MP4ItmfItem&) const = default;
 };
@@ -42,7 +43,7 @@ struct MP4ItmfItem {
 using MP4ItmfItemList = std::vector<MP4ItmfItem>;
 
 // Limits of the metadata list. A song with every field and ten pictures has some 60 items in 20 MB.
-inline constexpr std::uint64_t MaxMetadataBytes = 256u << 20; ///< pictures are bounded by this alone
+inline constexpr std::uint64_t MaxMetadataBytes = 64u << 20; ///< pictures are bounded by this alone
 inline constexpr std::size_t MaxMetadataItems = 1u << 16;
 
 /// Where iTunes-style metadata lies: moov/udta/meta/ilst, the meta box's handler being 'mdir' (or missing, as some
@@ -61,8 +62,10 @@ std::uint64_t metaChildrenOffset(StructureReader& reader, const Box& meta);
 /// Handler type of a meta box; 0 without one.
 std::uint32_t metaHandler(StructureReader& reader, const Box& meta);
 
-/// All items of a list's payload, in order. Damaged ones are left out.
+/// All items of a list's payload, in order. What follows a damaged one is left out.
 MP4ItmfItemList parseItems(ByteView ilstPayload);
+/// The items of the file; none without metadata. Fails for a list beyond MaxMetadataBytes.
+Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox);
 /// One item from its payload.
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload);
 /// The item as a whole box, header included.

@@ -4,10 +4,22 @@
 
 namespace mv {
 
-StructureReader::StructureReader(InputFile file)
+StructureReader::StructureReader(std::shared_ptr<const InputFile> file, std::uint64_t size)
     : m_file(std::move(file))
+    , m_size(size)
+{
+}
+
+StructureReader::StructureReader(InputFile file)
+    : m_file(std::make_shared<const InputFile>(std::move(file)))
     , m_size(m_file->size())
 {
+}
+
+StructureReader StructureReader::borrowing(const InputFile& file)
+{
+    std::shared_ptr<const InputFile> notOwned(std::shared_ptr<void> {}, &file);
+    return { std::move(notOwned), file.size() };
 }
 
 StructureReader::StructureReader(ByteView memory)

@@ -5,7 +5,7 @@
 #include "platform/system/InputFile.h"
 
 #include <cstdint>
-#include <optional>
+#include <memory>
 
 namespace mv {
 
@@ -18,6 +18,8 @@ public:
     static constexpr std::size_t WindowSize = 8192;
 
     explicit StructureReader(InputFile file);
+    /// Reads a file that somebody else owns and that outlives the reader.
+    static StructureReader borrowing(const InputFile& file);
     /// Reads memory that outlives the reader.
     explicit StructureReader(ByteView memory);
 
@@ -34,9 +36,10 @@ public:
     std::uint64_t bytesRead() const { return m_bytesRead; }
 
 private:
+    StructureReader(std::shared_ptr<const InputFile> file, std::uint64_t size);
     bool holds(std::uint64_t offset, std::size_t count) const;
 
-    std::optional<InputFile> m_file;
+    std::shared_ptr<const InputFile> m_file; // null: memory
     ByteView m_memory;
     std::uint64_t m_size;
     Bytes m_window;

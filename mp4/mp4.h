@@ -11,8 +11,8 @@ namespace mv {
 using MP4TrackId = std::uint32_t;
 inline constexpr MP4TrackId MP4_INVALID_TRACK_ID = 0;
 
-/// An open MPEG-4, 3GP or QuickTime file. Its structure is read at once, fragments and sample tables when they are
-/// first asked for. Used by one thread at a time; destroying it closes it without writing.
+/// An open MPEG-4, 3GP or QuickTime file. Its structure is read at once, metadata and sample sizes when they are asked
+/// for. Used by one thread at a time; destroying it closes it without writing.
 class Mp4File {
 public:
     enum class Mode { Read, Modify };
@@ -25,7 +25,7 @@ public:
     Mp4File& operator=(Mp4File&&) noexcept;
     ~Mp4File();
 
-    const MovieFacts& facts();
+    const MovieFacts& facts() const;
     /// The metadata items: as planned by setItems, else as they are in the file.
     const MP4ItmfItemList& items();
     /// Plans new items, and with them the file's new layout. Nothing is planned when they are the file's own. Fails
@@ -55,11 +55,11 @@ Result<void> MP4Close(Mp4File file, std::uint32_t flags);
 
 /// The id of the `index`-th track (from 0, in the file's order) whose handler is `type` ("soun", "vide"; null: any)
 /// and, where `subType` is not 0, whose MPEG-4 object type is `subType`. MP4_INVALID_TRACK_ID when there is none.
-MP4TrackId MP4FindTrackId(Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType);
+MP4TrackId MP4FindTrackId(const Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType);
 /// In ticks of the track's time scale, fragments counted; 0 when unknown, or there is no such track.
-std::uint64_t MP4GetTrackDuration(Mp4File& file, MP4TrackId track);
+std::uint64_t MP4GetTrackDuration(const Mp4File& file, MP4TrackId track);
 /// Ticks per second; 0 when there is no such track.
-std::uint32_t MP4GetTrackTimeScale(Mp4File& file, MP4TrackId track);
+std::uint32_t MP4GetTrackTimeScale(const Mp4File& file, MP4TrackId track);
 /// Bits per second: all sample bytes x 8 x time scale / duration, rounded up; 0 when the duration is 0.
 std::uint32_t MP4GetTrackBitRate(Mp4File& file, MP4TrackId track);
 

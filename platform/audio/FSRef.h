@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Path.h"
-#include "platform/system/OSStatus.h"
+#include "platform/audio/AudioStatus.h"
 
 namespace mv {
 

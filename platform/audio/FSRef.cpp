@@ -1,4 +1,4 @@
-#include "platform/system/FSRef.h"
+#include "platform/audio/FSRef.h"
 
 #include <cerrno>
 #include <sys/stat.h>

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "mp4/Box.h"
+
+namespace mv {
+
+/// True when a chunk of a track begins inside [begin, end) of the file, by the tables of the movie box in memory.
+bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end);
+
+/// Adds `delta` to every chunk offset from `first` on. Fails with Unsupported where an offset no longer fits into its
+/// field, or where something else in the box may hold file offsets: encrypted samples, external media, item locations.
+Result<void> shiftChunkOffsets(Bytes& movieBox, std::uint64_t first, std::uint64_t delta);
+
+/// New bytes for a place of a file.
+struct Patch {
+    std::uint64_t offset = 0;
+    Bytes bytes;
+};
+
+/// What has to change outside the movie box when everything from `first` on moves by `delta`: segment indexes in front
+/// of it, base offsets of fragments, random access tables. In the file's order; offsets of the file as it is.
+Result<std::vector<Patch>> shiftedFileOffsets(
+    StructureReader& reader, std::uint64_t firstBox, std::uint64_t first, std::uint64_t delta);
+
+} // namespace mv

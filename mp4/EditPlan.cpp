@@ -1,0 +1,246 @@
+#include "mp4/EditPlan.h"
+
+#include "mp4/ChunkOffsets.h"
+#include "mp4/MoovEditor.h"
+#include "mp4/MovieFacts.h"
+
+namespace mv {
+
+namespace {
+
+constexpr std::uint64_t FreeBoxHeader = MoovEditor::FreeBoxHeader;
+
+/// The boxes of a file's top level, as far as a new place for the movie box depends on them.
+struct FileLayout {
+    std::uint64_t firstBox = 0;
+    Box movie;
+    std::uint64_t slotBegin = 0; // the movie box with the free boxes that touch it
+    std::uint64_t slotEnd = 0;
+    bool fragmentsBehind = false; // they have to come after the movie box
+    Box last;
+    std::optional<Box> beforeLast;
+    bool endsSoundly = false; // a box put behind everything is found there
+};
+
+bool isFreeSpace(const Box& box)
+{
+    return box.type == fourCC("free") || box.type == fourCC("skip") || box.type == fourCC("wide");
+}
+
+Result<FileLayout> readLayout(StructureReader& reader)
+{
+    FileLayout layout { .firstBox = firstBoxOffset(reader) };
+    bool found = false;
+    std::uint64_t freeRun = layout.firstBox;
+    BoxWalker walker(reader, layout.firstBox, reader.size());
+    while (auto box = walker.next()) {
+        if (layout.last.size != 0)
+            layout.beforeLast = layout.last;
+        layout.last = *box;
+        bool usable = isFreeSpace(*box) && !box->toTheEnd && !box->overruns;
+        if (!found && box->type == fourCC("moov") && !box->overruns) {
+            found = true;
+            layout.movie = *box;
+            layout.slotBegin = freeRun;
+            layout.slotEnd = box->end();
+        } else if (found && usable && layout.slotEnd == box->offset) {
+            layout.slotEnd = box->end();
+        }
+        if (!found && !usable)
+            freeRun = box->end();
+        layout.fragmentsBehind = layout.fragmentsBehind || (found && box->type == fourCC("moof"));
+    }
+    if (!found)
+        return Error { Error::Kind::Format, "no movie box" };
+    layout.endsSoundly = !walker.damaged() && layout.last.end() == reader.size();
+    return layout;
+}
+
+bool fitsInto(std::uint64_t size, std::uint64_t space) { return size == space || size + FreeBoxHeader <= space; }
+
+Bytes freeBox(std::uint64_t size)
+{
+    Bytes box;
+    ByteWriter writer(box);
+    writer.u32be(static_cast<std::uint32_t>(size));
+    writer.text("free");
+    writer.zeros(static_cast<std::size_t>(size - FreeBoxHeader));
+    return box;
+}
+
+/// The movie box in its slot, what is left of the slot as free space behind it.
+Bytes filledSlot(Bytes movie, std::uint64_t slot)
+{
+    std::uint64_t left = slot - movie.size();
+    if (left == 0)
+        return movie;
+    // Free space may be larger than memory: only its header is new, the rest is copied by the caller.
+    ByteWriter writer(movie);
+    writer.u32be(left <= UINT32_MAX ? static_cast<std::uint32_t>(left) : 1);
+    writer.text("free");
+    if (left > UINT32_MAX)
+        writer.u64be(left);
+    return movie;
+}
+
+void appendCopy(FileContent& content, std::uint64_t begin, std::uint64_t end)
+{
+    if (begin < end)
+        content.push_back(FileSegment::copy(begin, end - begin));
+}
+
+/// A box that lasts until the end of the file gets a size, so that another one can follow it. Nothing where it has
+/// no room for that: a size beyond 4 GB needs 8 bytes more, which an empty free box in front can give.
+std::optional<Patch> closedLastBox(const FileLayout& layout)
+{
+    const Box& last = layout.last;
+    Patch patch { .offset = last.offset };
+    ByteWriter writer(patch.bytes);
+    if (last.size <= UINT32_MAX) {
+        writer.u32be(static_cast<std::uint32_t>(last.size));
+        return patch;
+    }
+    if (!layout.beforeLast || !isFreeSpace(*layout.beforeLast) || layout.beforeLast->size != FreeBoxHeader)
+        return std::nullopt;
+    patch.offset = layout.beforeLast->offset;
+    writer.u32be(1);
+    writer.u32be(last.type);
+    writer.u64be(last.size + FreeBoxHeader);
+    return patch;
+}
+
+FileContent inSlot(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+{
+    std::uint64_t slot = layout.slotEnd - layout.slotBegin;
+    FileContent content;
+    appendCopy(content, 0, layout.slotBegin);
+    Bytes filled = filledSlot(editor.rebuilt(0), slot);
+    std::uint64_t covered = layout.slotBegin + filled.size();
+    // Old metadata must not show through the free space.
+    if (covered < layout.movie.end()) {
+        filled.resize(filled.size() + static_cast<std::size_t>(layout.movie.end() - covered));
+        covered = layout.movie.end();
+    }
+    content.push_back(FileSegment::literal(std::move(filled)));
+    appendCopy(content, covered, reader.size());
+    return content;
+}
+
+/// Nothing where a movie box at the end would not be found, or must not be.
+std::optional<FileContent> atTheEnd(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+{
+    if (!layout.endsSoundly)
+        return std::nullopt;
+    FileContent content;
+    if (layout.slotEnd == reader.size()) {
+        appendCopy(content, 0, layout.slotBegin);
+        content.push_back(FileSegment::literal(editor.rebuilt(MoovEditor::DefaultPadding)));
+        return content;
+    }
+    if (layout.fragmentsBehind || layout.movie.size < FreeBoxHeader)
+        return std::nullopt;
+    appendCopy(content, 0, layout.movie.offset);
+    content.push_back(FileSegment::literal(freeBox(layout.movie.size)));
+    std::uint64_t from = layout.movie.end();
+    if (layout.last.toTheEnd) {
+        auto patch = closedLastBox(layout);
+        if (!patch || patch->offset < from)
+            return std::nullopt;
+        appendCopy(content, from, patch->offset);
+        from = patch->offset + patch->bytes.size();
+        content.push_back(FileSegment::literal(std::move(patch->bytes)));
+    }
+    appendCopy(content, from, reader.size());
+    content.push_back(FileSegment::literal(editor.rebuilt(MoovEditor::DefaultPadding)));
+    return content;
+}
+
+Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+{
+    Bytes movie = editor.rebuilt(MoovEditor::DefaultPadding);
+    if (movie.size() < layout.movie.size)
+        return Error { Error::Kind::Format, "the movie box has no place" };
+    std::uint64_t end = layout.movie.end();
+    std::uint64_t delta = movie.size() - layout.movie.size;
+    MV_TRY_VOID(shiftChunkOffsets(movie, end, delta));
+    MV_TRY(patches, shiftedFileOffsets(reader, layout.firstBox, end, delta));
+    FileContent content;
+    std::uint64_t from = 0;
+    auto copyTo = [&](std::uint64_t to) {
+        if (from < end && to >= end) {
+            appendCopy(content, from, layout.movie.offset);
+            content.push_back(FileSegment::literal(std::move(movie)));
+            from = end;
+        }
+        appendCopy(content, from, to);
+        from = to;
+    };
+    for (Patch& patch : patches) {
+        copyTo(patch.offset);
+        from += patch.bytes.size();
+        content.push_back(FileSegment::literal(std::move(patch.bytes)));
+    }
+    copyTo(reader.size());
+    return content;
+}
+
+Error changed(const char* what) { return { Error::Kind::Format, std::string("the edited file lost its ") + what }; }
+
+} // namespace
+
+Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
+{
+    MV_TRY(layout, readLayout(reader));
+    MV_TRY(old, readItems(reader, layout.movie));
+    if (old == items)
+        return EditPlan {};
+    old.clear();
+    if (items.size() > MaxMetadataItems)
+        return Error { Error::Kind::Limit, "too many metadata items" };
+    MV_TRY(editor, MoovEditor::load(reader, layout.movie));
+    editor.setItems(items);
+    std::uint64_t size = editor.sizeWithoutPadding();
+    if (size > MoovEditor::MaxMovieBoxBytes)
+        return Error { Error::Kind::Limit, "metadata too large" };
+    if (anyChunkInside(editor.bytes(), layout.movie.offset, layout.movie.end()))
+        return Error { Error::Kind::Unsupported, "media inside the movie box" };
+    if (anyChunkInside(editor.bytes(), layout.slotBegin, layout.slotEnd)) { // media in what calls itself free
+        layout.slotBegin = layout.movie.offset;
+        layout.slotEnd = layout.movie.end();
+    }
+    if (fitsInto(size, layout.movie.size)) {
+        FileContent content;
+        appendCopy(content, 0, layout.movie.offset);
+        content.push_back(FileSegment::literal(editor.rebuilt(layout.movie.size - size)));
+        appendCopy(content, layout.movie.end(), reader.size());
+        return EditPlan { EditPlan::Layout::InPlace, std::move(content) };
+    }
+    bool isLast = layout.slotEnd == reader.size();
+    if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
+        return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };
+    if (auto content = atTheEnd(reader, layout, editor))
+        return EditPlan { EditPlan::Layout::AtTheEnd, std::move(*content) };
+    MV_TRY(content, shifted(reader, layout, editor));
+    return EditPlan { EditPlan::Layout::Shifted, std::move(content) };
+}
+
+Result<void> checkEdit(StructureReader& before, StructureReader& after, const MP4ItmfItemList& items)
+{
+    MV_TRY(oldFacts, readMovieFacts(before));
+    MV_TRY(newFacts, readMovieFacts(after));
+    MV_TRY(newItems, readItems(after, newFacts.movieBox));
+    if (newItems != items)
+        return changed("metadata");
+    if (newFacts.tracks.size() != oldFacts.tracks.size() || newFacts.duration != oldFacts.duration)
+        return changed("tracks");
+    for (std::size_t i = 0; i < newFacts.tracks.size(); i++) {
+        const TrackFacts& a = oldFacts.tracks[i];
+        const TrackFacts& b = newFacts.tracks[i];
+        if (a.id != b.id || a.handler != b.handler || a.mediaDuration != b.mediaDuration
+            || a.sampleCount != b.sampleCount || a.fragmentBytes != b.fragmentBytes)
+            return changed("samples");
+    }
+    return {};
+}
+
+} // namespace mv

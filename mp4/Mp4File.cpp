@@ -1,0 +1,148 @@
+#include "mp4/mp4.h"
+
+#include "Base/Core/Text.h"
+#include "mp4/SampleTable.h"
+#include "platform/system/FileReplacement.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+namespace mv {
+
+struct Mp4File::State {
+    Path path;
+    Mode mode;
+    StructureReader reader;
+    MovieFacts facts;
+    std::optional<MP4ItmfItemList> items = std::nullopt; // read when first asked for
+    std::optional<EditPlan> plan = std::nullopt;
+};
+
+Mp4File::Mp4File(std::unique_ptr<State> state)
+    : m_state(std::move(state))
+{
+}
+
+Mp4File::Mp4File(Mp4File&&) noexcept = default;
+Mp4File& Mp4File::operator=(Mp4File&&) noexcept = default;
+Mp4File::~Mp4File() = default;
+
+Result<Mp4File> Mp4File::open(const Path& path, Mode mode)
+{
+    MV_TRY(file, InputFile::open(path));
+    if (mode == Mode::Modify && ::access(path.c_str(), W_OK) != 0)
+        return Error { Error::Kind::Access, std::strerror(errno), errno };
+    StructureReader reader(std::move(file));
+    MV_TRY(facts, readMovieFacts(reader));
+    return Mp4File(std::make_unique<State>(State { path, mode, std::move(reader), std::move(facts) }));
+}
+
+Result<Mp4File> Mp4File::open(StructureReader reader)
+{
+    MV_TRY(facts, readMovieFacts(reader));
+    return Mp4File(std::make_unique<State>(State { {}, Mode::Read, std::move(reader), std::move(facts) }));
+}
+
+const MovieFacts& Mp4File::facts() const { return m_state->facts; }
+const EditPlan* Mp4File::plan() const { return m_state->plan ? &*m_state->plan : nullptr; }
+Mp4File::Mode Mp4File::mode() const { return m_state->mode; }
+const Path& Mp4File::path() const { return m_state->path; }
+StructureReader& Mp4File::reader() { return m_state->reader; }
+
+const MP4ItmfItemList& Mp4File::items()
+{
+    if (!m_state->items) {
+        auto items = readItems(m_state->reader, m_state->facts.movieBox);
+        m_state->items = items.ok() ? std::move(*items) : MP4ItmfItemList {};
+    }
+    return *m_state->items;
+}
+
+Result<void> Mp4File::setItems(MP4ItmfItemList items)
+{
+    if (m_state->mode != Mode::Modify)
+        return Error { Error::Kind::State, "opened for reading" };
+    MV_TRY(plan, planEdit(m_state->reader, items));
+    if (plan.layout == EditPlan::Layout::Unchanged)
+        m_state->plan.reset();
+    else
+        m_state->plan = std::move(plan);
+    m_state->items = std::move(items);
+    return {};
+}
+
+Result<Mp4File> MP4Read(const Path& path) { return Mp4File::open(path, Mp4File::Mode::Read); }
+
+Result<Mp4File> MP4Modify(const Path& path, std::uint32_t) { return Mp4File::open(path, Mp4File::Mode::Modify); }
+
+Result<void> MP4Close(Mp4File file, std::uint32_t)
+{
+    if (!file.plan())
+        return {};
+    const MP4ItmfItemList& items = file.items();
+    // Planned anew from the file as it is when its turn comes: another update may have changed it meanwhile.
+    auto plan = [&](const InputFile& current) -> Result<std::optional<FileContent>> {
+        StructureReader reader = StructureReader::borrowing(current);
+        MV_TRY(made, planEdit(reader, items));
+        if (made.layout == EditPlan::Layout::Unchanged)
+            return std::optional<FileContent> {};
+        return std::optional<FileContent> { std::move(made.content) };
+    };
+    auto check = [&](const InputFile& made) {
+        StructureReader after = StructureReader::borrowing(made);
+        return checkEdit(file.reader(), after, items);
+    };
+    MV_TRY_VOID(FileReplacement::perform(file.path(), plan, check));
+    return {};
+}
+
+namespace {
+
+const TrackFacts* findTrack(const Mp4File& file, MP4TrackId id)
+{
+    for (const TrackFacts& track : file.facts().tracks) {
+        if (track.id == id)
+            return &track;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+MP4TrackId MP4FindTrackId(const Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType)
+{
+    for (const TrackFacts& track : file.facts().tracks) {
+        bool wanted
+            = (!type || fourCharacterText(track.handler) == type) && (subType == 0 || track.objectType == subType);
+        if (wanted && index-- == 0)
+            return track.id;
+    }
+    return MP4_INVALID_TRACK_ID;
+}
+
+std::uint64_t MP4GetTrackDuration(const Mp4File& file, MP4TrackId id)
+{
+    const TrackFacts* track = findTrack(file, id);
+    return track ? track->mediaDuration : 0;
+}
+
+std::uint32_t MP4GetTrackTimeScale(const Mp4File& file, MP4TrackId id)
+{
+    const TrackFacts* track = findTrack(file, id);
+    return track ? track->mediaTimeScale : 0;
+}
+
+std::uint32_t MP4GetTrackBitRate(Mp4File& file, MP4TrackId id)
+{
+    const TrackFacts* track = findTrack(file, id);
+    if (!track)
+        return 0;
+    std::uint64_t bytes = saturatingAdd(tableBytes(file.reader(), *track), track->fragmentBytes);
+    return averageBitRate(bytes, track->mediaTimeScale, track->mediaDuration);
+}
+
+MP4ItmfItemList MP4ItmfGetItems(Mp4File& file) { return file.items(); }
+
+} // namespace mv
