@@ -22,6 +22,7 @@ struct Error {
     Kind kind = Kind::Io;
     std::string text; ///< for people; never parsed
     int code = 0; ///< errno or a platform status, 0 where there is none
+    std::string name = {}; ///< the name of the D-Bus error that this was, empty where it was none
 };
 
 } // namespace mv

@@ -1,0 +1,22 @@
+#include "client/MediaInfoClient.h"
+
+#include "Base/Media/MVMediaTypeReader.h"
+#include "client/ServiceNames.h"
+
+namespace mv {
+
+Result<std::optional<Record>> MediaInfoClient::build(const Path& path)
+{
+    std::optional<Record> record;
+    MV_TRY_VOID(m_bus.call(
+        { m_service, "MVMediaInfoBuilder", "build" }, [&](WireWriter& to) { to.string(path.text()); },
+        [&](WireReader& from) { record = from.optionalRecord(); }));
+    return record;
+}
+
+Result<std::optional<Record>> describeFile(ServiceBus& bus, const Path& path)
+{
+    return MediaInfoClient(bus, describingService(MVMediaTypeReader::type(path))).build(path);
+}
+
+} // namespace mv

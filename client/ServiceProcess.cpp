@@ -1,0 +1,195 @@
+#include "client/ServiceProcess.h"
+
+#include "Base/Core/NSBundle.h"
+#include "Base/Core/Text.h"
+#include "client/ServiceNames.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+
+namespace mv {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+// Starting takes milliseconds; a machine that needs longer than this is in trouble that a person should look at.
+constexpr auto StartTimeout = 20s;
+constexpr auto EndTimeout = 5s;
+constexpr auto PollInterval = 2ms;
+constexpr int ExecFailed = 127;
+// The address of a bus is a line of less than this.
+constexpr std::size_t MaxAddressBytes = 4096;
+
+Error systemError(const std::string& what) { return { Error::Kind::Io, what + ": " + std::strerror(errno), errno }; }
+
+/// Between fork and exec: only calls that are safe there.
+[[noreturn]] void becomeProgram(char* const* arguments, const ChildProcess::Options& options, pid_t parent)
+{
+    setsid();
+    if (!options.outlivesUs) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        // The parent may have died before the line above.
+        if (getppid() != parent)
+            _exit(ExecFailed);
+    }
+    int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(nowhere, STDIN_FILENO);
+    dup2(nowhere, STDOUT_FILENO);
+    if (options.quiet)
+        dup2(nowhere, STDERR_FILENO);
+    if (options.keepOpen >= 0)
+        fcntl(options.keepOpen, F_SETFD, 0);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execvp(arguments[0], arguments);
+    _exit(ExecFailed);
+}
+
+/// The first line that comes out of the pipe.
+Result<std::string> readLine(int fd)
+{
+    std::string text;
+    auto deadline = Clock::now() + StartTimeout;
+    while (text.find('\n') == std::string::npos && text.size() < MaxAddressBytes) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd waiting { fd, POLLIN, 0 };
+        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) <= 0)
+            return Error { Error::Kind::Io, "the message bus does not start" };
+        std::array<char, MaxAddressBytes> buffer;
+        ssize_t got = read(fd, buffer.data(), buffer.size());
+        if (got <= 0)
+            return Error { Error::Kind::NotFound, "cannot start dbus-daemon; is it installed?" };
+        text.append(buffer.data(), static_cast<std::size_t>(got));
+    }
+    return text.substr(0, text.find('\n'));
+}
+
+Result<ChildProcess> startBus()
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return systemError("pipe");
+    UniqueFd readEnd(ends[0]);
+    UniqueFd writeEnd(ends[1]);
+    MV_TRY(bus,
+        ChildProcess::start({ "dbus-daemon", "--session", "--nofork", "--nopidfile",
+                                "--print-address=" + std::to_string(writeEnd.get()) },
+            { .keepOpen = writeEnd.get() }));
+    writeEnd.reset();
+    MV_TRY(address, readLine(readEnd.get()));
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    return bus;
+}
+
+std::size_t publishedNames(ServiceBus& bus)
+{
+    return static_cast<std::size_t>(
+        std::count_if(kServiceNames.begin(), kServiceNames.end(), [&](auto name) { return bus.hasOwner(name); }));
+}
+
+Result<void> waitForNames(ServiceBus& bus, ChildProcess& service)
+{
+    auto deadline = Clock::now() + StartTimeout;
+    // Another command may have started a service at the same time: then ours ends, and its names count.
+    while (publishedNames(bus) < kServiceNames.size()) {
+        if (!service.isRunning() && publishedNames(bus) == 0)
+            return Error { Error::Kind::Io, "the service ended while it was starting" };
+        if (Clock::now() > deadline)
+            return Error { Error::Kind::Io, "the service does not publish its names" };
+        std::this_thread::sleep_for(PollInterval);
+    }
+    return {};
+}
+
+} // namespace
+
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept
+{
+    if (this != &other) {
+        end();
+        m_processId = std::exchange(other.m_processId, -1);
+    }
+    return *this;
+}
+
+Result<ChildProcess> ChildProcess::start(const std::vector<std::string>& command, const Options& options)
+{
+    std::vector<char*> arguments;
+    for (const std::string& word : command)
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    pid_t parent = getpid();
+    pid_t child = fork();
+    if (child < 0)
+        return systemError("fork");
+    if (child == 0)
+        becomeProgram(arguments.data(), options, parent);
+    return ChildProcess(child);
+}
+
+bool ChildProcess::isRunning()
+{
+    if (m_processId < 0)
+        return false;
+    if (waitpid(m_processId, nullptr, WNOHANG) == 0)
+        return true;
+    m_processId = -1;
+    return false;
+}
+
+void ChildProcess::end()
+{
+    if (!isRunning())
+        return;
+    kill(m_processId, SIGTERM);
+    for (auto deadline = Clock::now() + EndTimeout; Clock::now() < deadline;
+         std::this_thread::sleep_for(PollInterval)) {
+        if (!isRunning())
+            return;
+    }
+    kill(m_processId, SIGKILL);
+    waitpid(m_processId, nullptr, 0);
+    m_processId = -1;
+}
+
+Result<std::unique_ptr<ServiceProcess>> ServiceProcess::ensure(const Options& options)
+{
+    std::unique_ptr<ServiceProcess> process(new ServiceProcess);
+    bool ownBus = !haveSessionBus();
+    if (ownBus) {
+        MV_TRY(started, startBus());
+        process->m_bus = std::move(started);
+    }
+    MV_TRY(bus, ServiceBus::open());
+    if (publishedNames(*bus) == kServiceNames.size())
+        return process;
+    if (access(options.program.c_str(), X_OK) != 0)
+        return Error { Error::Kind::NotFound, "the service's program is not at " + options.program.text() };
+    MV_TRY(
+        service, ChildProcess::start({ options.program.text() }, { .quiet = !options.showLog, .outlivesUs = !ownBus }));
+    MV_TRY_VOID(waitForNames(*bus, service));
+    if (ownBus)
+        process->m_service = std::move(service);
+    else
+        service.release();
+    return process;
+}
+
+bool haveSessionBus() { return ServiceBus::open().ok(); }
+
+Path serviceProgramBesideUs() { return NSBundle::mainBundle().bundlePath().appending("mivo-mediad"); }
+
+} // namespace mv

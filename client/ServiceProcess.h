@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Base/Core/Path.h"
+#include "Base/Core/Result.h"
+#include "client/ServiceBus.h"
+
+#include <memory>
+#include <sys/types.h>
+
+namespace mv {
+
+/// A program that this process started; ended and waited for at the end of the scope. It is killed along with this
+/// process, however that ends, and gets no signals of its terminal.
+class ChildProcess {
+public:
+    ChildProcess() = default;
+    ChildProcess(ChildProcess&& other) noexcept
+        : m_processId(std::exchange(other.m_processId, -1))
+    {
+    }
+    ChildProcess& operator=(ChildProcess&& other) noexcept;
+    ~ChildProcess() { end(); }
+
+    struct Options {
+        bool quiet = true; ///< standard error goes nowhere
+        bool outlivesUs = false; ///< keeps running, as a process of its own
+        int keepOpen = -1; ///< a descriptor that the program inherits
+    };
+    static Result<ChildProcess> start(const std::vector<std::string>& command, const Options& options);
+
+    /// True while the program runs.
+    bool isRunning();
+    /// Lets it run on.
+    void release() { m_processId = -1; }
+    /// Asks it to end, and makes it after a while.
+    void end();
+
+private:
+    explicit ChildProcess(pid_t processId)
+        : m_processId(processId)
+    {
+    }
+
+    pid_t m_processId = -1;
+};
+
+/// The service for the time of a command.
+///
+/// With a session bus it is the one that runs there, or one that is started there and keeps running. Without one a
+/// private bus is started with the service on it, the environment is pointed at it, and both end with this object.
+/// Make it before the first thread.
+class ServiceProcess {
+public:
+    struct Options {
+        Path program; ///< the service's executable
+        bool showLog = false; ///< a service that is started writes its log to our standard error
+    };
+
+    static Result<std::unique_ptr<ServiceProcess>> ensure(const Options& options);
+
+private:
+    ServiceProcess() = default;
+
+    // The service ends before its bus does.
+    ChildProcess m_bus;
+    ChildProcess m_service;
+};
+
+/// True when the environment names a session bus that answers.
+bool haveSessionBus();
+/// The service's executable beside our own.
+Path serviceProgramBesideUs();
+
+} // namespace mv
