@@ -73,8 +73,9 @@ std::optional<Id3v2Tag::Header> parseTenBytes(ByteView bytes, std::string_view m
 /// Takes one tag apart.
 class Id3v2Parser {
 public:
-    explicit Id3v2Parser(Id3v2Tag& tag)
+    Id3v2Parser(Id3v2Tag& tag, std::size_t unpackLimit)
         : m_tag(tag)
+        , m_unpackLeft(unpackLimit)
     {
     }
 
@@ -191,6 +192,9 @@ private:
 
     ByteView inV23Form(const TagFrame& frame, ByteView content)
     {
+        // A conversion to UTF-16 at most doubles, and adds marks and slashes.
+        if (content.size() * 2 + 64 > m_unpackLeft)
+            return content;
         auto form = v23Body(frame.id, frame.storedId, version(), content);
         return form ? keep(std::move(*form)) : content;
     }
@@ -249,27 +253,28 @@ private:
     ByteView keep(Bytes bytes)
     {
         m_unpackLeft -= std::min(m_unpackLeft, bytes.size());
+        m_tag.m_bytesUnpacked += bytes.size();
         return m_tag.m_unpacked.emplace_back(std::move(bytes));
     }
 
     Id3v2Tag& m_tag;
     ByteView m_bytes;
     std::size_t m_position = 0;
-    std::size_t m_unpackLeft = Id3v2Tag::MaximumBytesUnpacked;
+    std::size_t m_unpackLeft;
 };
 
 std::optional<Id3v2Tag::Header> Id3v2Tag::parseHeader(ByteView bytes) { return parseTenBytes(bytes, "ID3"); }
 
 std::optional<Id3v2Tag::Header> Id3v2Tag::parseFooter(ByteView bytes) { return parseTenBytes(bytes, "3DI"); }
 
-Id3v2Tag Id3v2Tag::parse(const Header& header, TagExtent extent, Bytes body)
+Id3v2Tag Id3v2Tag::parse(const Header& header, TagExtent extent, Bytes body, std::size_t unpackLimit)
 {
     Id3v2Tag tag;
     tag.m_header = header;
     tag.m_extent = extent;
     tag.m_bytes = std::move(body);
     tag.m_complete = tag.m_bytes.size() >= header.bodySize;
-    Id3v2Parser(tag).parse();
+    Id3v2Parser(tag, unpackLimit).parse();
     return tag;
 }
 

@@ -42,10 +42,6 @@ class Id3v2Tag {
 public:
     static constexpr std::size_t HeaderSize = 10;
     static constexpr std::size_t FooterSize = 10;
-    /// What is read of one tag. Covers have grown to tens of megabytes; a tag can claim 256.
-    static constexpr std::size_t MaximumBytesRead = std::size_t { 64 } << 20;
-    /// What all frames of one tag together may unpack to, beside what is stored.
-    static constexpr std::size_t MaximumBytesUnpacked = std::size_t { 32 } << 20;
     static constexpr std::size_t MaximumFrames = 4096;
 
     struct Header {
@@ -63,8 +59,9 @@ public:
     /// The same for a footer ("3DI").
     static std::optional<Header> parseFooter(ByteView bytes);
 
-    /// Takes the tag apart. `body` is what lies behind the header, at most the header's bodySize of it.
-    static Id3v2Tag parse(const Header& header, TagExtent extent, Bytes body);
+    /// Takes the tag apart. `body` is what lies behind the header, at most the header's bodySize of it; `unpackLimit`
+    /// what its frames together may take beside it.
+    static Id3v2Tag parse(const Header& header, TagExtent extent, Bytes body, std::size_t unpackLimit);
 
     Id3v2Tag(Id3v2Tag&&) = default;
     Id3v2Tag& operator=(Id3v2Tag&&) = default;
@@ -75,6 +72,8 @@ public:
     TagExtent extent() const { return m_extent; }
     /// All frames in the order of the file, unknown ones too.
     const std::vector<TagFrame>& frames() const { return m_frames; }
+    /// Bytes of memory that frames' content takes beside the tag as stored.
+    std::size_t bytesUnpacked() const { return m_bytesUnpacked; }
     /// False when bytes that may hold frames were left out: the tag is larger than the file or than the bounds, its
     /// version is unknown, or a frame reaches over its end. Who rewrites such a tag would lose them.
     bool complete() const { return m_complete; }
@@ -87,6 +86,7 @@ private:
     TagExtent m_extent;
     Bytes m_bytes;
     std::deque<Bytes> m_unpacked;
+    std::size_t m_bytesUnpacked = 0;
     std::vector<TagFrame> m_frames;
     bool m_complete = true;
 };

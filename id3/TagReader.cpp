@@ -88,7 +88,7 @@ private:
     {
         std::uint64_t inFile = m_source.size() - offset;
         TagExtent extent { offset, std::min(header.totalSize(), inFile) };
-        std::uint64_t wanted = std::min<std::uint64_t>(header.bodySize, Id3v2Tag::MaximumBytesRead);
+        std::uint64_t wanted = std::min<std::uint64_t>(header.bodySize, m_readLeft);
         wanted = std::min(wanted, inFile - Id3v2Tag::HeaderSize);
         auto count = static_cast<std::size_t>(wanted);
         Bytes body;
@@ -99,7 +99,9 @@ private:
             MV_TRY(read, m_source.bytesAt(offset + Id3v2Tag::HeaderSize, count));
             body = std::move(read);
         }
-        list.push_back(Id3v2Tag::parse(header, extent, std::move(body)));
+        m_readLeft -= body.size();
+        list.push_back(Id3v2Tag::parse(header, extent, std::move(body), m_unpackLeft));
+        m_unpackLeft -= std::min(m_unpackLeft, list.back().bytesUnpacked());
         return {};
     }
 
@@ -256,6 +258,8 @@ private:
 
     const ByteSource& m_source;
     TagSet m_tags;
+    std::size_t m_readLeft = TagSet::MaximumBytesRead;
+    std::size_t m_unpackLeft = TagSet::MaximumBytesUnpacked;
 };
 
 } // namespace

@@ -18,6 +18,11 @@ namespace mv {
 /// that end in a footer. Nothing of a tag's content moves these borders; a tag that claims more than the file has ends
 /// with the file.
 struct TagSet {
+    /// What is read of all tags together. Covers have grown to tens of megabytes; a tag can claim 256.
+    static constexpr std::size_t MaximumBytesRead = std::size_t { 64 } << 20;
+    /// What all frames together may take beside it, once unpacked.
+    static constexpr std::size_t MaximumBytesUnpacked = std::size_t { 32 } << 20;
+
     std::vector<Id3v2Tag> prependedTags; ///< in file order
     std::vector<Id3v2Tag> appendedTags; ///< in file order
     std::optional<Id3v1Tag> id3v1; ///< the last 128 bytes

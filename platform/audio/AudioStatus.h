@@ -2,20 +2,11 @@
 
 #include "Base/Core/Error.h"
 #include "Base/Core/Text.h"
+#include "platform/system/OSStatus.h"
 
 #include <cstdint>
 
 namespace mv {
-
-/// The outcome of a platform call: 0, a four-character code or one of the well-known negative numbers.
-using OSStatus = std::int32_t;
-
-inline constexpr OSStatus noErr = 0;
-inline constexpr OSStatus ioErr = -36;
-inline constexpr OSStatus fnfErr = -43; ///< file not found
-inline constexpr OSStatus paramErr = -50;
-inline constexpr OSStatus permErr = -54; ///< may not be opened
-inline constexpr OSStatus memFullErr = -108;
 
 inline constexpr OSStatus kAudioFileUnspecifiedError = 0x7768743F; // 'wht?'
 inline constexpr OSStatus kAudioFileUnsupportedFileTypeError = 0x7479703F; // 'typ?'

@@ -3,7 +3,7 @@
 #include "platform/audio/AudioConverter.h"
 #include "platform/audio/AudioStatus.h"
 #include "platform/audio/AudioStreamBasicDescription.h"
-#include "platform/audio/FSRef.h"
+#include "platform/system/FSRef.h"
 
 namespace mv {
 

@@ -1,0 +1,49 @@
+# The two commands of the README, and what else developers call. Everything real is in CMake presets and scripts/.
+.PHONY: all setup build demo test check bench asan tsan fuzz faults install clean
+
+all: build
+
+setup:
+	@scripts/setup
+
+build: setup
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+
+# Installs what is missing, builds, starts the service on a private bus, describes sample files, shows the records.
+demo: build
+	@scripts/demo
+
+# Installs what is missing, builds, runs every test.
+test: build check
+	@ctest --preset release -j 2
+
+# Format and direction of includes.
+check:
+	@scripts/check-includes
+	@scripts/check-format
+
+# Timings side by side with what a user would pick instead; needs the bench packages.
+bench:
+	@scripts/setup build test bench
+	@cmake --preset bench >/dev/null
+	@cmake --build --preset bench
+	@scripts/bench
+
+asan tsan:
+	@scripts/setup
+	@cmake --preset $@ >/dev/null
+	@cmake --build --preset $@
+	@ctest --preset $@ -j 2
+
+# Builds the fuzz targets and their seed corpora; run one with build/fuzz/NAME build/fuzz/seeds/NAME.
+fuzz:
+	@scripts/setup build test fuzz
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz
+
+install: build
+	@cmake --install build
+
+clean:
+	@rm -rf build

@@ -1,0 +1,45 @@
+#include "service/host/AppDelegate.h"
+
+#include "Base/Core/NSLog.h"
+
+namespace mv {
+
+namespace {
+
+constexpr const char* TerminateNotification = "MivoTerminitor";
+constexpr const char* TerminateObject = "Mivo";
+
+} // namespace
+
+AppDelegate::AppDelegate(HostPlatform& platform, std::span<const ServiceRow> services)
+    : m_platform(platform)
+    , m_services(services)
+{
+    m_platform.addObserver(TerminateNotification, TerminateObject, [this] { MivoTerminate(); });
+    m_platform.initialiseAudioLibrary(this);
+}
+
+AppDelegate::~AppDelegate()
+{
+    m_platform.removeObserver(TerminateNotification, TerminateObject);
+    for (auto& connection : m_connectionList)
+        connection->invalidate();
+}
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    for (const ServiceRow& service : m_services) {
+        auto connection = m_platform.serviceConnectionWithName(service.name, service.makeRoot());
+        if (!connection) {
+            NSLog("%s", service.failureText);
+            m_platform.terminate();
+            return;
+        }
+        connection->runInNewThread();
+        m_connectionList.push_back(std::move(connection));
+    }
+}
+
+void AppDelegate::MivoTerminate() { m_platform.terminate(); }
+
+} // namespace mv

@@ -1,0 +1,50 @@
+#include "service/host/Services.h"
+
+#include "service/host/adaptors/AudioEncoderAdaptor.h"
+#include "service/host/adaptors/ExifExtractorAdaptor.h"
+#include "service/host/adaptors/ImageInfoAdaptor.h"
+#include "service/host/adaptors/MP4ExporterAdaptor.h"
+#include "service/host/adaptors/MediaInfoAdaptor.h"
+#include "service/host/adaptors/MediaTagAdaptor.h"
+#include "service/image/ExifExtractor.h"
+#include "service/image/UnifiedImageInfoBuider.h"
+#include "service/parsers/MVBasicAudioParser.h"
+
+#include <array>
+
+namespace mv {
+
+namespace {
+
+template <class Adaptor, class Root> std::unique_ptr<ServedObject> makeRoot()
+{
+    return std::make_unique<Adaptor>(std::make_unique<Root>());
+}
+
+/// A service whose root object does not exist yet: it has its name, and answers every operation with NotSupported.
+template <class Adaptor> std::unique_ptr<ServedObject> makePlaceholder() { return std::make_unique<Adaptor>(nullptr); }
+
+// Order, names and texts are what clients and their logs rely on, odd capitals included.
+constexpr std::array kServices {
+    ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser",
+        makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },
+    ServiceRow { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater",
+        makePlaceholder<MediaTagAdaptor> },
+    ServiceRow {
+        "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter", makePlaceholder<MP4ExporterAdaptor> },
+    ServiceRow { "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow { "MivoExifExtractor_1.3.0.12062", "failed to register Mivo Exif Extractor",
+        makeRoot<ExifExtractorAdaptor, ExifExtractor> },
+    ServiceRow {
+        "MivoMp3Encoder_1.3.0.12062", "failed to register Mivo MP3 Encoder", makePlaceholder<AudioEncoderAdaptor> },
+    ServiceRow { "MivoBasicAudioParser_1.3.0.12062", "failed to register Mivo basicaudio parser",
+        makeRoot<MediaInfoAdaptor, MVBasicAudioParser> },
+};
+
+} // namespace
+
+std::span<const ServiceRow> services() { return kServices; }
+
+} // namespace mv

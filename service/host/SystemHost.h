@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/ipc/NSDistributedNotificationCenter.h"
+#include "service/host/AppDelegate.h"
+
+namespace mv {
+
+/// The real platform of the delegate: the session bus, the shared application, the audio library. Main thread only.
+class SystemHost final : public HostPlatform {
+public:
+    explicit SystemHost(NSApplication& application)
+        : m_application(application)
+        , m_notifications(application)
+    {
+    }
+
+    std::unique_ptr<ServiceConnection> serviceConnectionWithName(
+        std::string_view name, std::unique_ptr<ServedObject> rootObject) override;
+    void addObserver(const std::string& name, const std::string& object, std::function<void()> observer) override;
+    void removeObserver(const std::string& name, const std::string& object) override;
+    void initialiseAudioLibrary(void* owner) override;
+    void terminate() override;
+
+private:
+    NSApplication& m_application;
+    NSDistributedNotificationCenter m_notifications;
+};
+
+} // namespace mv

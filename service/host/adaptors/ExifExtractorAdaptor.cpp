@@ -1,0 +1,33 @@
+#include "service/host/adaptors/ExifExtractorAdaptor.h"
+
+#include "service/host/adaptors/ExifInfoAdaptor.h"
+#include "service/host/adaptors/RootObject.h"
+
+namespace mv {
+
+namespace {
+
+constexpr sd_bus_vtable kMembers[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("extractExif", SD_BUS_ARGS("s", path), SD_BUS_RESULT("o", info),
+        (servedMethod<ExifExtractorAdaptor, &ExifExtractorAdaptor::extractExif>), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr ServedInterface kInterfaces[] = { { "Mivo.MVExifExtractorBase", kMembers } };
+
+} // namespace
+
+std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { return kInterfaces; }
+
+void ExifExtractorAdaptor::extractExif(Call& call)
+{
+    Path path = pathFromWire(call.arguments().string());
+    std::shared_ptr<MVExifInfo> info = requireRoot(m_root).extractExif(path);
+    std::string object = "/";
+    if (info)
+        object = call.host().serveForClient(std::make_unique<ExifInfoAdaptor>(std::move(info)), call.sender());
+    call.reply().objectPath(object);
+}
+
+} // namespace mv

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/ipc/ServedObject.h"
+#include "service/include/MVExifExtractorBase.h"
+
+namespace mv {
+
+/// Mivo.MVExifInfo: a property for each field of the record, setValues, release.
+class ExifInfoAdaptor final : public ServedObject {
+public:
+    explicit ExifInfoAdaptor(std::shared_ptr<MVExifInfo> info)
+        : m_info(std::move(info))
+    {
+    }
+    std::span<const ServedInterface> interfaces() const override;
+
+    void setValues(Call& call);
+    void release(Call& call);
+
+    MVExifInfo& info() { return *m_info; }
+
+private:
+    std::shared_ptr<MVExifInfo> m_info;
+};
+
+} // namespace mv

@@ -1,0 +1,80 @@
+#include "service/host/adaptors/MP4ExporterAdaptor.h"
+
+#include "service/host/adaptors/ClientDelegate.h"
+#include "service/host/adaptors/RootObject.h"
+
+namespace mv {
+
+namespace {
+
+constexpr sd_bus_vtable kMembers[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("exportWithDelegateFromPathToMp4Path",
+        SD_BUS_ARGS("o", delegate, "s", source, "s", destination), SD_BUS_RESULT("i", status),
+        (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path>), 0),
+    SD_BUS_METHOD_WITH_ARGS("convertToAacWithDelegateFromPathToMp4PathBitrate",
+        SD_BUS_ARGS("o", delegate, "s", source, "s", destination, "i", bitrate), SD_BUS_RESULT("i", status),
+        (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate>), 0),
+    SD_BUS_METHOD_WITH_ARGS("isAlacAudio", SD_BUS_ARGS("s", path), SD_BUS_RESULT("b", alac),
+        (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::isAlacAudio>), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMP4ExporterBase", kMembers } };
+
+class DelegateProxy final : public MVMP4ExporterDelegate {
+public:
+    explicit DelegateProxy(RemoteObject remote)
+        : m_client(std::move(remote))
+    {
+    }
+    bool MP4ExporterProgress(std::int32_t percent) override
+    {
+        bool goOn = false;
+        bool answered = m_client.send(
+            "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
+            [&](WireReader& in) { goOn = in.boolean(); });
+        return answered && goOn;
+    }
+
+private:
+    ClientDelegate m_client;
+};
+
+/// Null for a nil delegate.
+std::unique_ptr<DelegateProxy> delegateOf(Call& call)
+{
+    auto remote
+        = ClientDelegate::remoteObject(call.sender(), call.arguments().objectPath(), "Mivo.MVMP4ExporterDelegate");
+    return remote ? std::make_unique<DelegateProxy>(std::move(*remote)) : nullptr;
+}
+
+} // namespace
+
+std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return kInterfaces; }
+
+void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
+{
+    auto delegate = delegateOf(call);
+    Path source = pathFromWire(call.arguments().string());
+    Path destination = pathFromWire(call.arguments().string());
+    call.reply().integer(requireRoot(m_root).exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
+}
+
+void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& call)
+{
+    auto delegate = delegateOf(call);
+    Path source = pathFromWire(call.arguments().string());
+    Path destination = pathFromWire(call.arguments().string());
+    std::int32_t bitrate = call.arguments().integer();
+    call.reply().integer(requireRoot(m_root).convertToAacWithDelegateFromPathToMp4PathBitrate(
+        delegate.get(), source, destination, bitrate));
+}
+
+void MP4ExporterAdaptor::isAlacAudio(Call& call)
+{
+    Path path = pathFromWire(call.arguments().string());
+    call.reply().boolean(requireRoot(m_root).isAlacAudio(path));
+}
+
+} // namespace mv

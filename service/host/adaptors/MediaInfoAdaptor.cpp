@@ -1,0 +1,28 @@
+#include "service/host/adaptors/MediaInfoAdaptor.h"
+
+#include "service/host/adaptors/RootObject.h"
+
+namespace mv {
+
+namespace {
+
+constexpr sd_bus_vtable kMembers[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("build", SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", record),
+        (servedMethod<MediaInfoAdaptor, &MediaInfoAdaptor::build>), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMediaInfoBuilder", kMembers } };
+
+} // namespace
+
+std::span<const ServedInterface> MediaInfoAdaptor::interfaces() const { return kInterfaces; }
+
+void MediaInfoAdaptor::build(Call& call)
+{
+    Path path = pathFromWire(call.arguments().string());
+    call.reply().optionalRecord(requireRoot(m_root).build(path));
+}
+
+} // namespace mv

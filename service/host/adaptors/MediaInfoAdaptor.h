@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/ipc/ServedObject.h"
+#include "service/include/MVMediaInfoBuilder.h"
+
+namespace mv {
+
+/// Mivo.MVMediaInfoBuilder.
+class MediaInfoAdaptor final : public ServedObject {
+public:
+    explicit MediaInfoAdaptor(std::unique_ptr<MVMediaInfoBuilder> root)
+        : m_root(std::move(root))
+    {
+    }
+    std::span<const ServedInterface> interfaces() const override;
+
+    void build(Call& call);
+
+private:
+    std::unique_ptr<MVMediaInfoBuilder> m_root;
+};
+
+} // namespace mv

@@ -1,0 +1,37 @@
+#include "service/host/adaptors/MediaTagAdaptor.h"
+
+#include "service/host/adaptors/RootObject.h"
+
+namespace mv {
+
+namespace {
+
+constexpr sd_bus_vtable kMembers[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("podcastInfo", SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", info),
+        (servedMethod<MediaTagAdaptor, &MediaTagAdaptor::podcastInfo>), 0),
+    SD_BUS_METHOD_WITH_ARGS("updateTagWithDictionary", SD_BUS_ARGS("s", path, "a{sv}", record),
+        SD_BUS_RESULT("b", updated), (servedMethod<MediaTagAdaptor, &MediaTagAdaptor::updateTagWithDictionary>), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMediaTagBase", kMembers } };
+
+} // namespace
+
+std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return kInterfaces; }
+
+void MediaTagAdaptor::podcastInfo(Call& call)
+{
+    Path path = pathFromWire(call.arguments().string());
+    call.reply().optionalRecord(requireRoot(m_root).podcastInfo(path));
+}
+
+void MediaTagAdaptor::updateTagWithDictionary(Call& call)
+{
+    Path path = pathFromWire(call.arguments().string());
+    Record record = call.arguments().record();
+    call.reply().boolean(requireRoot(m_root).updateTagWithDictionary(path, record));
+}
+
+} // namespace mv

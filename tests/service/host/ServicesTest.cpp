@@ -1,0 +1,47 @@
+#include "service/host/Services.h"
+
+#include "platform/ipc/BusName.h"
+
+#include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+
+namespace mv {
+namespace {
+
+struct Row {
+    const char* name;
+    const char* text;
+};
+
+constexpr Row kRows[] = {
+    { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser" },
+    { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser" },
+    { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser" },
+    { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater" },
+    { "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter" },
+    { "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser" },
+    { "MivoExifExtractor_1.3.0.12062", "failed to register Mivo Exif Extractor" },
+    { "MivoMp3Encoder_1.3.0.12062", "failed to register Mivo MP3 Encoder" },
+    { "MivoBasicAudioParser_1.3.0.12062", "failed to register Mivo basicaudio parser" },
+};
+
+TEST(Services, NineInTheirOrderWithTheirTexts)
+{
+    ASSERT_EQ(services().size(), std::size(kRows));
+    for (std::size_t i = 0; i < std::size(kRows); ++i) {
+        EXPECT_EQ(services()[i].name, kRows[i].name);
+        EXPECT_STREQ(services()[i].failureText, kRows[i].text);
+    }
+}
+
+TEST(Services, EveryNameIsALegalBusName)
+{
+    for (const ServiceRow& row : services()) {
+        std::string name = busNameForService(row.name);
+        EXPECT_TRUE(sd_bus_service_name_is_valid(name.c_str())) << name;
+    }
+    EXPECT_EQ(busNameForService("MivoMP3Parser_1.3.0.12062"), "MivoMP3Parser_1._3._0._12062");
+}
+
+} // namespace
+} // namespace mv

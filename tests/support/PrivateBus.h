@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace mv::test {
+
+/// A message bus of the test's own, set as the session bus of this process and its children while it lives.
+class PrivateBus {
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    const std::string& address() const { return m_address; }
+    /// Ends the bus at once, as a crash would.
+    void kill();
+
+private:
+    pid_t m_process = -1;
+    std::string m_address;
+};
+
+} // namespace mv::test
