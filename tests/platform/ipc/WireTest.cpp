@@ -1,0 +1,152 @@
+#include "platform/ipc/Wire.h"
+
+#include "platform/ipc/BusError.h"
+#include "platform/ipc/BusHandle.h"
+#include "tests/support/PrivateBus.h"
+
+#include <gtest/gtest.h>
+
+namespace mv {
+namespace {
+
+/// Messages need a bus to belong to.
+class Wire : public testing::Test {
+protected:
+    Wire()
+        : m_bus(std::move(*openSessionBus()))
+    {
+    }
+
+    BusMessage message()
+    {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_signal(m_bus.get(), &made, "/", "Mivo.Test", "test");
+        return BusMessage(made);
+    }
+    /// Ends the writing and goes back to the front for reading.
+    static void seal(const BusMessage& message)
+    {
+        ASSERT_GE(sd_bus_message_seal(message.get(), 1, 0), 0);
+        ASSERT_GE(sd_bus_message_rewind(message.get(), 1), 0);
+    }
+    static std::string signature(const BusMessage& message) { return sd_bus_message_get_signature(message.get(), 1); }
+
+    test::PrivateBus m_daemon;
+    BusHandle m_bus;
+};
+
+TEST_F(Wire, ARecordOfEveryKindRoundTrips)
+{
+    Record record {
+        { "string", "한국 😀" },
+        { "flag", true },
+        { "integer", -7 },
+        { "size", std::int64_t { 5'000'000'000 } },
+        { "real", 27.5 },
+        { "date", Date { -1'234'567 } },
+        { "data", Bytes { 0, 255, 7 } },
+        { "empty data", Bytes {} },
+        { "null", NullObject {} },
+    };
+    BusMessage out = message();
+    WireWriter(out.get()).record(record);
+    EXPECT_EQ(signature(out), "a{sv}");
+    seal(out);
+    EXPECT_EQ(WireReader(out.get()).record(), record);
+}
+
+TEST_F(Wire, NilIsAnArrayOfNone)
+{
+    BusMessage out = message();
+    WireWriter(out.get()).optionalRecord(std::nullopt).optionalString(std::nullopt).optionalDate(std::nullopt);
+    EXPECT_EQ(signature(out), "aa{sv}asa(x)");
+    seal(out);
+    WireReader in(out.get());
+    EXPECT_EQ(in.optionalRecord(), std::nullopt);
+    EXPECT_EQ(in.optionalString(), std::nullopt);
+    EXPECT_EQ(in.optionalDate(), std::nullopt);
+}
+
+TEST_F(Wire, OneElementIsTheValue)
+{
+    BusMessage out = message();
+    WireWriter(out.get()).optionalRecord(Record {}).optionalString("").optionalDate(Date { 9 });
+    seal(out);
+    WireReader in(out.get());
+    EXPECT_EQ(in.optionalRecord(), Record {}) << "an empty record is not nil";
+    EXPECT_EQ(in.optionalString(), "");
+    EXPECT_EQ(in.optionalDate(), Date { 9 });
+}
+
+TEST_F(Wire, AnyIntegerTypeIsTakenWhereANumberIsMeant)
+{
+    BusMessage out = message();
+    sd_bus_message* raw = out.get();
+    ASSERT_GE(sd_bus_message_append(raw, "a{sv}", 8, "y", "y", 200, "n", "n", -3, "q", "q", 65535, "i", "i", -9, "u",
+                  "u", 4'000'000'000u, "x", "x", std::int64_t { -5 }, "t", "t", ~std::uint64_t { 0 }, "b", "b", 1),
+        0);
+    seal(out);
+    Record record = WireReader(raw).record();
+    EXPECT_EQ(record.integer("y"), 200);
+    EXPECT_EQ(record.integer("n"), -3);
+    EXPECT_EQ(record.integer("q"), 65535);
+    EXPECT_EQ(record.integer("i"), -9);
+    EXPECT_EQ(*record.find("u"), Value(std::int64_t { 4'000'000'000 }));
+    EXPECT_EQ(*record.find("x"), Value(-5)) << "what fits is a 32-bit value";
+    EXPECT_EQ(*record.find("t"), Value(INT64_MAX));
+    EXPECT_EQ(record.boolean("b"), true);
+}
+
+TEST_F(Wire, UnknownKindsInARecordAreInvalid)
+{
+    BusMessage out = message();
+    ASSERT_GE(sd_bus_message_append(out.get(), "a{sv}", 1, "list", "as", 1, "x"), 0);
+    seal(out);
+    WireReader in(out.get());
+    try {
+        in.record();
+        FAIL() << "taken";
+    } catch (const BusError& error) {
+        EXPECT_EQ(error.name(), "org.freedesktop.DBus.Error.InvalidArgs");
+    }
+}
+
+TEST_F(Wire, TextIsCleanedOnTheWay)
+{
+    BusMessage out = message();
+    WireWriter(out.get()).string("caf\xE9").string(std::string("a\0b", 3));
+    seal(out);
+    WireReader in(out.get());
+    EXPECT_EQ(in.string(), "caf\xEF\xBF\xBD");
+    EXPECT_EQ(in.string(),
+        "a\xEF\xBF\xBD"
+        "b");
+}
+
+TEST_F(Wire, MoreThan32MiBIsRefused)
+{
+    BusMessage fits = message();
+    EXPECT_NO_THROW(WireWriter(fits.get()).record({ { "d", Bytes((32u << 20) - 1000) } }));
+    BusMessage tooLarge = message();
+    try {
+        WireWriter(tooLarge.get()).record({ { "d", Bytes((32u << 20) + 1) } });
+        FAIL() << "encoded";
+    } catch (const BusError& error) {
+        EXPECT_EQ(error.name(), "org.freedesktop.DBus.Error.LimitsExceeded");
+    }
+}
+
+TEST_F(Wire, Structures)
+{
+    BusMessage out = message();
+    WireWriter(out.get()).realPair(100.5, 90).stringAndInteger("domain", 7).objectPath("/info/1");
+    EXPECT_EQ(signature(out), "(dd)(si)o");
+    seal(out);
+    WireReader in(out.get());
+    EXPECT_EQ(in.realPair(), (std::pair { 100.5, 90.0 }));
+    EXPECT_EQ(in.stringAndInteger(), (std::pair<std::string, std::int32_t> { "domain", 7 }));
+    EXPECT_EQ(in.objectPath(), "/info/1");
+}
+
+} // namespace
+} // namespace mv

@@ -1,0 +1,109 @@
+#include "tests/support/ServiceProcess.h"
+
+#include "tests/support/BusClient.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace mv::test {
+
+namespace {
+
+void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(5)); }
+
+/// The number behind a name in /proc/PID/status.
+long statusValue(pid_t process, const std::string& name)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name + ":"))
+            return std::atol(line.c_str() + name.size() + 1);
+    }
+    return -1;
+}
+
+} // namespace
+
+ServiceProcess::ServiceProcess(const std::string& executable)
+{
+    std::string program = executable.empty() ? MIVO_BINARY_DIR "/bin/mivo-mediad" : executable;
+    std::string logPath = m_folder.file("log");
+    m_process = fork();
+    if (m_process < 0)
+        throw std::runtime_error("cannot fork");
+    if (m_process == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        int file = open(logPath.c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
+        dup2(file, STDERR_FILENO);
+        execl(program.c_str(), program.c_str(), nullptr);
+        _exit(127);
+    }
+}
+
+ServiceProcess::~ServiceProcess()
+{
+    if (running()) {
+        ::kill(m_process, SIGKILL);
+        waitpid(m_process, nullptr, 0);
+    }
+}
+
+bool ServiceProcess::waitUntilReady()
+{
+    BusClient client;
+    for (std::string_view name : kServiceBusNames) {
+        if (!client.waitForOwner(std::string(name)))
+            return false;
+    }
+    return true;
+}
+
+int ServiceProcess::waitForEnd(int milliseconds)
+{
+    for (int waited = 0; waited < milliseconds && running(); waited += 5)
+        pause();
+    if (m_process > 0)
+        return -1;
+    return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -2;
+}
+
+bool ServiceProcess::running()
+{
+    if (m_process > 0 && waitpid(m_process, &m_status, WNOHANG) == m_process)
+        m_process = -1;
+    return m_process > 0;
+}
+
+std::string ServiceProcess::log() const
+{
+    std::ifstream in(m_folder.file("log"));
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool ServiceProcess::waitForLog(const std::string& text, int milliseconds) const
+{
+    for (int waited = 0; waited < milliseconds; waited += 5) {
+        if (log().find(text) != std::string::npos)
+            return true;
+        pause();
+    }
+    return false;
+}
+
+long ServiceProcess::residentKiB() const { return statusValue(m_process, "VmRSS"); }
+
+int ServiceProcess::threadCount() const { return static_cast<int>(statusValue(m_process, "Threads")); }
+
+} // namespace mv::test

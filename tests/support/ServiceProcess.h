@@ -1,0 +1,55 @@
+#pragma once
+
+#include "tests/support/Scratch.h"
+
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace mv::test {
+
+/// The bus names of the nine services, in the order of publication.
+inline constexpr std::string_view kServiceBusNames[] = {
+    "MivoAVParser_1._3._0._12062",
+    "MivoMP3Parser_1._3._0._12062",
+    "MivoImageParser_1._3._0._12062",
+    "MivoMediaTagUpdater_1._3._0._12062",
+    "MivoMP4Exporter_1._3._0._12062",
+    "MivoMP4Parser_1._3._0._12062",
+    "MivoExifExtractor_1._3._0._12062",
+    "MivoMp3Encoder_1._3._0._12062",
+    "MivoBasicAudioParser_1._3._0._12062",
+};
+
+/// The real service process, on the session bus of this process, with its log in a file. Killed at the end of the
+/// scope if it still runs.
+class ServiceProcess {
+public:
+    /// Runs `executable`, or the build's mivo-mediad. Does not wait for its names.
+    explicit ServiceProcess(const std::string& executable = {});
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    pid_t pid() const { return m_process; }
+    /// Waits until every name is there; false after ten seconds.
+    bool waitUntilReady();
+    /// Waits for the process to end; its exit status, or -1 after `milliseconds`, or -2 when a signal ended it.
+    int waitForEnd(int milliseconds = 10'000);
+    bool running();
+
+    /// What it has written to standard error so far.
+    std::string log() const;
+    bool waitForLog(const std::string& text, int milliseconds = 10'000) const;
+    /// Resident memory, KiB.
+    long residentKiB() const;
+    int threadCount() const;
+
+private:
+    ScratchFolder m_folder;
+    pid_t m_process = -1;
+    int m_status = -1;
+};
+
+} // namespace mv::test
