@@ -9,6 +9,7 @@
 #include "service/image/ExifExtractor.h"
 #include "service/image/UnifiedImageInfoBuider.h"
 #include "service/parsers/MVBasicAudioParser.h"
+#include "service/parsers/QuickTimeAVParser.h"
 
 #include <array>
 
@@ -26,7 +27,8 @@ template <class Adaptor> std::unique_ptr<ServedObject> makePlaceholder() { retur
 
 // Order, names and texts are what clients and their logs rely on, odd capitals included.
 constexpr std::array kServices {
-    ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser",
+        makeRoot<MediaInfoAdaptor, QuickTimeAVParser> },
     ServiceRow { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makePlaceholder<MediaInfoAdaptor> },
     ServiceRow { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser",
         makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },

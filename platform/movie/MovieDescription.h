@@ -9,11 +9,11 @@
 namespace mv {
 
 /// What a container's header tells of a movie.
-struct MovieFacts {
+struct MovieDescription {
     QTTime duration; ///< scale 0 when it is not known
     bool hasVideo = false; ///< a track with pictures that is not cover art
     bool hasAudio = false;
-    std::optional<std::string> fullName; ///< the movie's own title
+    std::optional<std::string> fullName; ///< the movie's own title; never empty
     std::optional<Date> creationTime;
     std::optional<Date> modificationTime;
     /// As a viewer sees it at normal size: pixel aspect and rotation applied; 0 x 0 without video.

@@ -1,0 +1,156 @@
+#include "platform/movie/ffmpeg/CodecCodes.h"
+
+#include "Base/Core/ByteReader.h"
+
+#include <algorithm>
+#include <bit>
+#include <cctype>
+
+namespace mv {
+
+namespace {
+
+struct CodeRow {
+    AVCodecID codec;
+    OSType dataFormat;
+};
+
+/// What stands in a QuickTime file, or would, for a codec that arrives in another container.
+constexpr CodeRow kCodes[] = {
+    { AV_CODEC_ID_H264, fourCC("avc1") },
+    { AV_CODEC_ID_HEVC, fourCC("hvc1") },
+    { AV_CODEC_ID_AV1, fourCC("av01") },
+    { AV_CODEC_ID_VP8, fourCC("vp08") },
+    { AV_CODEC_ID_VP9, fourCC("vp09") },
+    { AV_CODEC_ID_MPEG4, fourCC("mp4v") },
+    { AV_CODEC_ID_H263, fourCC("h263") },
+    { AV_CODEC_ID_FLV1, fourCC("FLV1") },
+    { AV_CODEC_ID_VP6, fourCC("VP6 ") },
+    { AV_CODEC_ID_VP6F, fourCC("VP6F") },
+    { AV_CODEC_ID_VP6A, fourCC("VP6A") },
+    { AV_CODEC_ID_MPEG1VIDEO, fourCC("mp1v") },
+    { AV_CODEC_ID_MPEG2VIDEO, fourCC("mp2v") },
+    { AV_CODEC_ID_MJPEG, fourCC("jpeg") },
+    { AV_CODEC_ID_MSMPEG4V1, fourCC("MPG4") },
+    { AV_CODEC_ID_MSMPEG4V2, fourCC("MP42") },
+    { AV_CODEC_ID_MSMPEG4V3, fourCC("MP43") },
+    { AV_CODEC_ID_WMV1, fourCC("WMV1") },
+    { AV_CODEC_ID_WMV2, fourCC("WMV2") },
+    { AV_CODEC_ID_WMV3, fourCC("WMV3") },
+    { AV_CODEC_ID_VC1, fourCC("vc-1") },
+    { AV_CODEC_ID_THEORA, fourCC("XiTh") },
+    { AV_CODEC_ID_PRORES, fourCC("apcn") },
+    { AV_CODEC_ID_DVVIDEO, fourCC("dvc ") },
+    { AV_CODEC_ID_PNG, fourCC("png ") },
+    { AV_CODEC_ID_RAWVIDEO, fourCC("raw ") },
+
+    { AV_CODEC_ID_AAC, fourCC("mp4a") },
+    { AV_CODEC_ID_MP3, fourCC(".mp3") },
+    { AV_CODEC_ID_MP2, fourCC(".mp2") },
+    { AV_CODEC_ID_MP1, fourCC(".mp1") },
+    { AV_CODEC_ID_AC3, fourCC("ac-3") },
+    { AV_CODEC_ID_EAC3, fourCC("ec-3") },
+    { AV_CODEC_ID_DTS, fourCC("dtsc") },
+    { AV_CODEC_ID_ALAC, fourCC("alac") },
+    { AV_CODEC_ID_FLAC, fourCC("fLaC") },
+    { AV_CODEC_ID_OPUS, fourCC("Opus") },
+    { AV_CODEC_ID_VORBIS, fourCC("XiVs") },
+    { AV_CODEC_ID_SPEEX, fourCC("XiSp") },
+    { AV_CODEC_ID_AMR_NB, fourCC("samr") },
+    { AV_CODEC_ID_AMR_WB, fourCC("sawb") },
+    { AV_CODEC_ID_WMAV1, fourCC("WMA1") },
+    { AV_CODEC_ID_WMAV2, fourCC("WMA2") },
+    { AV_CODEC_ID_WMAPRO, fourCC("WMAP") },
+    { AV_CODEC_ID_WMALOSSLESS, fourCC("WMAL") },
+    { AV_CODEC_ID_NELLYMOSER, fourCC("nmos") },
+    { AV_CODEC_ID_ADPCM_IMA_WAV, fourCC("ima4") },
+    { AV_CODEC_ID_ADPCM_IMA_QT, fourCC("ima4") },
+    { AV_CODEC_ID_ADPCM_MS, 0x6D730002 }, // 'ms' and the wave format's number
+    { AV_CODEC_ID_PCM_ALAW, fourCC("alaw") },
+    { AV_CODEC_ID_PCM_MULAW, fourCC("ulaw") },
+    { AV_CODEC_ID_PCM_U8, fourCC("raw ") },
+    { AV_CODEC_ID_PCM_S8, fourCC("twos") },
+    { AV_CODEC_ID_PCM_S16LE, fourCC("sowt") },
+    { AV_CODEC_ID_PCM_S16BE, fourCC("twos") },
+    { AV_CODEC_ID_PCM_S24LE, fourCC("in24") },
+    { AV_CODEC_ID_PCM_S24BE, fourCC("in24") },
+    { AV_CODEC_ID_PCM_S32LE, fourCC("in32") },
+    { AV_CODEC_ID_PCM_S32BE, fourCC("in32") },
+    { AV_CODEC_ID_PCM_F32LE, fourCC("fl32") },
+    { AV_CODEC_ID_PCM_F32BE, fourCC("fl32") },
+    { AV_CODEC_ID_PCM_F64LE, fourCC("fl64") },
+    { AV_CODEC_ID_PCM_F64BE, fourCC("fl64") },
+
+    { AV_CODEC_ID_MOV_TEXT, fourCC("tx3g") },
+    { AV_CODEC_ID_SUBRIP, fourCC("text") },
+    { AV_CODEC_ID_TEXT, fourCC("text") },
+};
+
+/// Encrypted samples: the code hides the codec, and nothing here holds a key.
+constexpr OSType kEncrypted[] = { fourCC("encv"), fourCC("enca"), fourCC("drms"), fourCC("drmi") };
+
+/// FFmpeg writes codes with the first character in the low byte.
+constexpr std::uint32_t ffmpegTag(OSType code) { return __builtin_bswap32(code); }
+
+bool isPrintable(OSType code)
+{
+    for (int shift = 0; shift < 32; shift += 8) {
+        unsigned character = code >> shift & 0xFF;
+        if (character < 0x20 || character > 0x7E)
+            return false;
+    }
+    return true;
+}
+
+AVCodecID codecFromTags(OSType dataFormat, std::initializer_list<const AVCodecTag*> tags, AVMediaType type)
+{
+    if (std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
+        return AV_CODEC_ID_NONE;
+    for (const CodeRow& row : kCodes) {
+        if (row.dataFormat == dataFormat && avcodec_get_type(row.codec) == type)
+            return row.codec;
+    }
+    const AVCodecTag* table[] = { nullptr, nullptr };
+    for (const AVCodecTag* one : tags) {
+        table[0] = one;
+        AVCodecID codec = av_codec_get_id(table, ffmpegTag(dataFormat));
+        if (codec != AV_CODEC_ID_NONE)
+            return codec;
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+} // namespace
+
+OSType dataFormatOf(const AVCodecParameters& codec, bool isAvi)
+{
+    OSType own = __builtin_bswap32(codec.codec_tag);
+    if (isAvi && codec.codec_type == AVMEDIA_TYPE_VIDEO && isPrintable(own))
+        return own;
+    for (const CodeRow& row : kCodes) {
+        if (row.codec == codec.codec_id)
+            return row.dataFormat;
+    }
+    return isPrintable(own) ? own : 0;
+}
+
+AVCodecID videoCodecOf(OSType dataFormat)
+{
+    return codecFromTags(
+        dataFormat, { avformat_get_mov_video_tags(), avformat_get_riff_video_tags() }, AVMEDIA_TYPE_VIDEO);
+}
+
+AVCodecID audioCodecOf(OSType dataFormat)
+{
+    AVCodecID codec = codecFromTags(dataFormat, { avformat_get_mov_audio_tags() }, AVMEDIA_TYPE_AUDIO);
+    // 'ms' in front of the number of a wave format.
+    if (codec == AV_CODEC_ID_NONE && dataFormat >> 16 == 0x6D73) {
+        const AVCodecTag* table[] = { avformat_get_riff_audio_tags(), nullptr };
+        codec = av_codec_get_id(table, dataFormat & 0xFFFF);
+    }
+    return codec;
+}
+
+bool isPcm(AVCodecID codec) { return codec >= AV_CODEC_ID_PCM_S16LE && codec < AV_CODEC_ID_ADPCM_IMA_QT; }
+
+} // namespace mv

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/ffmpeg/MediaInput.h"
+#include "platform/movie/MovieDescription.h"
+#include "platform/movie/ffmpeg/Orientation.h"
+
+namespace mv {
+
+/// What FFmpeg tells of a file, its streams being known. Reads the packets of an audio file whose header tells no
+/// length.
+MovieDescription describeStreams(MediaInput& input);
+
+/// The video stream whose pictures are the movie's: the first enabled one, else the first; null without one.
+AVStream* pictureStream(AVFormatContext& context);
+
+/// How the pictures of a stream are turned to be shown.
+Orientation orientationOf(const AVStream& stream);
+
+} // namespace mv

@@ -1,0 +1,210 @@
+#include "service/parsers/QuickTimeAVParser.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Core/Handle.h"
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+#include "Base/Media/DescribedFile.h"
+#include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
+#include "platform/system/MainThread.h"
+#include "platform/system/NSFileManager.h"
+#include "service/image/NSImageExtension.h"
+#include "service/parsers/CheckValidate.h"
+
+namespace mv {
+
+namespace {
+
+// Where the thumbnail of a video is taken, in seconds. Deliberate: the first is a single-precision value, and a short
+// clip is asked for a frame at or past its end, which has none, so that its poster serves.
+constexpr double LongVideo = 100.0;
+constexpr double LongVideoTime = 10.8f;
+constexpr double ShortVideo = 3.0;
+constexpr double MediumVideoTime = 1.0;
+constexpr double ShortVideoTime = 3.0;
+
+double thumbnailTime(double duration)
+{
+    if (duration > LongVideo)
+        return LongVideoTime;
+    return duration > ShortVideo ? MediumVideoTime : ShortVideoTime;
+}
+
+std::int32_t truncated(double value) { return *Value(value).integerValue(); }
+
+/// Deliberate: 32-bit arithmetic, so the bits of a file of 256 MiB and more wrap around.
+std::int32_t bitsOf(const Path& path)
+{
+    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    if (!attributes)
+        return 0;
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(attributes->size) * 8u);
+}
+
+/// kbit/s; 0 for less than a second.
+std::int32_t bitrateOf(const Path& path, double duration)
+{
+    if (duration < 1.0)
+        return 0;
+    return static_cast<std::int32_t>(bitsOf(path) / (std::int64_t { truncated(duration) } * 1000));
+}
+
+void setDate(Record& record, std::string_view key, const QTMovie& movie, std::string_view attribute)
+{
+    if (auto date = movie.attribute<Date>(attribute))
+        record.set(key, *date);
+}
+
+} // namespace
+
+std::optional<Record> QuickTimeAVParser::build(const Path& path)
+{
+    m_mediaFilePath = path;
+    m_movie.reset();
+    MainThread::perform([this] { runQTMovieInitOnMainThread(m_mediaFilePath); }, true);
+    Record record;
+    if (!m_movie) {
+        setFileColumns(record);
+        return record;
+    }
+    m_toolkit.enterQTKitOnThread();
+    ScopeGuard finish([this] {
+        m_toolkit.exitQTKitOnThread();
+        MainThread::perform([this] { runQTMovieReleaseOnMainThread(); }, true);
+    });
+    parseMovie(record);
+    return record;
+}
+
+void QuickTimeAVParser::runQTMovieInitOnMainThread(const Path& path)
+{
+    if (path.isNil() || !m_toolkit.canInitWithFile(path))
+        return;
+    auto movie = m_toolkit.initWithFile(path);
+    if (movie)
+        m_movie = std::move(*movie);
+    else
+        NSLog("QTMovie initWithFile fail: error = %s", movie.error().text.c_str());
+}
+
+void QuickTimeAVParser::runQTMovieReleaseOnMainThread() { m_movie.reset(); }
+
+void QuickTimeAVParser::runQTKitOnMainThread(bool exits)
+{
+    if (exits)
+        m_toolkit.exitQTKitOnThread();
+    else
+        m_toolkit.enterQTKitOnThread();
+}
+
+void QuickTimeAVParser::setFileColumns(Record& record) const
+{
+    if (m_mediaFilePath.isNil())
+        return;
+    setPathColumns(record, m_mediaFilePath);
+    if (auto attributes = NSFileManager::attributesOfItemAtPath(m_mediaFilePath))
+        record.set(MediaDBCommonColumnFileSize, attributes->size);
+    setMediaTypeColumns(record, MVMediaTypeReader::type(m_mediaFilePath));
+    record.set(MediaDBCommonColumnLinkError, false);
+}
+
+void QuickTimeAVParser::parseMovie(Record& record) const
+{
+    bool hasAudio = m_movie->attribute<bool>(QTMovieHasAudioAttribute).value_or(false);
+    bool hasVideo = m_movie->attribute<bool>(QTMovieHasVideoAttribute).value_or(false);
+    setFileColumns(record);
+    if (hasAudio && isAlacAudio(*m_movie)) {
+        NSLog("Apple Lossless audio is not supported");
+        return;
+    }
+    if (hasVideo)
+        parseVideo(record);
+    else if (hasAudio)
+        parseAudio(record);
+}
+
+double QuickTimeAVParser::durationInSeconds() const
+{
+    double seconds = 0.0;
+    QTGetTimeInterval(m_movie->duration(), &seconds);
+    return seconds;
+}
+
+/// Deliberate: the playback rate, which a resting movie has at 0, stands where the sample rate belongs.
+std::int32_t QuickTimeAVParser::playbackRate() const
+{
+    return truncated(m_movie->attribute<float>(QTMovieRateAttribute).value_or(0.0f));
+}
+
+void QuickTimeAVParser::parseAudio(Record& record) const
+{
+    // Unlike a video's title, not looked at: a movie without a name has an empty title.
+    record.set(
+        MediaDBMusicColumnTitle, m_movie->attribute<std::string>(QTMovieDisplayNameAttribute).value_or(std::string()));
+    double duration = durationInSeconds();
+    record.set(MediaDBMusicColumnPlayLength, truncated(duration));
+    record.set(MediaDBMusicColumnBitrate, bitrateOf(m_mediaFilePath, duration));
+    record.set(MediaDBMusicColumnSamplerate, playbackRate());
+    setNewMusicColumns(record);
+    setDate(record, MediaDBMusicColumnDateModified, *m_movie, QTMovieModificationTimeAttribute);
+    record.set(MediaDBMusicColumnDRMProperty, 0);
+    record.set(MediaDBMusicColumnIsLicenseExpired, false);
+    record.set(MediaDBMusicColumnHasLyrics, false);
+    record.set(MediaDBMusicColumnPlayState, 0);
+    record.set(MediaDBMusicColumnIsReadOnly, false);
+}
+
+void QuickTimeAVParser::parseVideo(Record& record) const
+{
+    if (!validateMedia(*m_movie, m_toolkit))
+        return;
+    record.set(MediaDBVideoColumnDateAdded, Date::now());
+    setDate(record, MediaDBVideoColumnDateCreated, *m_movie, QTMovieCreationTimeAttribute);
+    record.set(MediaDBVideoColumnDRMProperty, 0);
+    record.set(MediaDBVideoColumnPlayState, 0);
+    if (auto name = m_movie->attribute<std::string>(QTMovieDisplayNameAttribute))
+        record.set(MediaDBVideoColumnTitle, *name);
+    setCodecs(record);
+    double duration = durationInSeconds();
+    record.set(MediaDBVideoColumnPlayLength, truncated(duration));
+    setThumbnail(record, duration);
+    NSSize size = m_movie->attribute<NSSize>(QTMovieNaturalSizeAttribute).value_or(NSSize {});
+    record.set(MediaDBVideoColumnWidth, truncated(size.width));
+    record.set(MediaDBVideoColumnHeight, truncated(size.height));
+    record.set(MediaDBVideoColumnBitrate, 0);
+    record.set(MediaDBVideoColumnPlayCount, 0);
+    record.set(MediaDBVideoColumnRating, 0);
+    record.set(MediaDBVideoColumnIsReadOnly, false);
+    record.set(MediaDBVideoColumnIsLicenseExpired, false);
+    record.set(MediaDBVideoColumnIsChecked, true);
+    setDate(record, MediaDBVideoColumnDateModified, *m_movie, QTMovieModificationTimeAttribute);
+    record.set(MediaDBCommonColumnLinkError, false);
+}
+
+/// Of every track, enabled or not; a later one of the same kind wins.
+void QuickTimeAVParser::setCodecs(Record& record) const
+{
+    for (const QTTrack& track : m_movie->tracks()) {
+        auto format = GetMediaSampleDescription(track.media, 1);
+        if (!format)
+            continue;
+        if (track.media.type == fourCC("vide"))
+            record.set(MediaDBVideoColumnVCodec, toUpperAscii(fourCharacterText(*format)));
+        else if (track.media.type == fourCC("soun"))
+            record.set(MediaDBVideoColumnACodec, toUpperAscii(fourCharacterText(*format)));
+    }
+}
+
+void QuickTimeAVParser::setThumbnail(Record& record, double duration) const
+{
+    auto frame = m_movie->frameImageAtTime(QTMakeTimeWithTimeInterval(thumbnailTime(duration)));
+    if (!frame)
+        frame = m_movie->posterImage();
+    if (!frame)
+        return;
+    if (auto thumbnail = makeThumbnailForContentCategory(*frame, ThumbnailCategoryVideoFrame))
+        record.set(MediaDBVideoColumnImage, std::move(*thumbnail));
+}
+
+} // namespace mv
