@@ -90,28 +90,55 @@ std::uint32_t metaHandler(StructureReader& reader, const Box& meta)
     return 0;
 }
 
-std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox)
+namespace {
+
+bool hasItems(StructureReader& reader, const Box& ilst)
 {
-    BoxWalker movie(reader, movieBox);
-    while (auto udta = movie.next()) {
-        if (udta->type != fourCC("udta"))
+    BoxWalker walker(reader, ilst);
+    while (auto box = walker.next()) {
+        if (box->type != fourCC("free") && box->type != fourCC("skip"))
+            return true;
+    }
+    return false;
+}
+
+/// Calls `visit` with every place of a list in the user data until it answers true.
+template <class Visit> bool visitLists(StructureReader& reader, const Box& udta, const Visit& visit)
+{
+    BoxWalker user(reader, udta);
+    while (auto meta = user.next()) {
+        if (meta->type != fourCC("meta") || meta->overruns)
             continue;
-        BoxWalker user(reader, *udta);
-        while (auto meta = user.next()) {
-            if (meta->type != fourCC("meta") || meta->overruns)
-                continue;
-            std::uint32_t handler = metaHandler(reader, *meta);
-            if (handler != fourCC("mdir") && handler != 0)
-                continue;
-            std::uint64_t children = metaChildrenOffset(reader, *meta);
-            BoxWalker walker(reader, children, meta->end());
-            while (auto box = walker.next()) {
-                if (box->type == fourCC("ilst") && !box->overruns)
-                    return MetadataPlace { *udta, *meta, children, *box };
-            }
+        std::uint32_t handler = metaHandler(reader, *meta);
+        if (handler != fourCC("mdir") && handler != 0)
+            continue;
+        std::uint64_t children = metaChildrenOffset(reader, *meta);
+        BoxWalker walker(reader, children, meta->end());
+        while (auto box = walker.next()) {
+            if (box->type == fourCC("ilst") && !box->overruns && visit(MetadataPlace { udta, *meta, children, *box }))
+                return true;
         }
     }
-    return std::nullopt;
+    return false;
+}
+
+} // namespace
+
+std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox)
+{
+    std::optional<MetadataPlace> found;
+    auto take = [&](const MetadataPlace& place) {
+        bool filled = hasItems(reader, place.ilst);
+        if (filled || !found)
+            found = place;
+        return filled;
+    };
+    BoxWalker movie(reader, movieBox);
+    while (auto udta = movie.next()) {
+        if (udta->type == fourCC("udta") && visitLists(reader, *udta, take))
+            break;
+    }
+    return found;
 }
 
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload)

@@ -55,6 +55,7 @@ struct MetadataPlace {
     Box ilst;
 };
 
+/// The first list that has items, else the first: some writers leave an empty one and add another.
 std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox);
 
 /// Offset of the first box inside a meta box, whichever flavour it has.
