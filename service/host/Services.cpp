@@ -8,6 +8,7 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 #include "service/image/ExifExtractor.h"
 #include "service/image/UnifiedImageInfoBuider.h"
+#include "service/parsers/MP4Parser.h"
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
 
@@ -36,7 +37,8 @@ constexpr std::array kServices {
         makePlaceholder<MediaTagAdaptor> },
     ServiceRow {
         "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter", makePlaceholder<MP4ExporterAdaptor> },
-    ServiceRow { "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow {
+        "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser", makeRoot<MediaInfoAdaptor, MP4Parser> },
     ServiceRow { "MivoExifExtractor_1.3.0.12062", "failed to register Mivo Exif Extractor",
         makeRoot<ExifExtractorAdaptor, ExifExtractor> },
     ServiceRow {
