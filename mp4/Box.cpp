@@ -58,6 +58,17 @@ std::optional<Box> findChild(StructureReader& reader, const Box& parent, std::ui
     return std::nullopt;
 }
 
+std::vector<Box> findChildren(StructureReader& reader, const Box& parent, std::uint32_t type)
+{
+    std::vector<Box> found;
+    BoxWalker walker(reader, parent);
+    while (auto box = walker.next()) {
+        if (box->type == type && !box->overruns)
+            found.push_back(*box);
+    }
+    return found;
+}
+
 ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count)
 {
     std::uint64_t length = std::min<std::uint64_t>({ count, box.payloadSize(), StructureReader::WindowSize });

@@ -61,6 +61,9 @@ private:
 /// The first child of that type, overrunning ones not counted.
 std::optional<Box> findChild(StructureReader& reader, const Box& parent, std::uint32_t type);
 
+/// Every child of that type, overrunning ones not counted.
+std::vector<Box> findChildren(StructureReader& reader, const Box& parent, std::uint32_t type);
+
 /// The first `count` bytes of a box's payload, or what it has, or what one peek can show, if that is less.
 ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count);
 

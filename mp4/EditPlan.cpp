@@ -191,7 +191,7 @@ Error changed(const char* what) { return { Error::Kind::Format, std::string("the
 Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
 {
     MV_TRY(layout, readLayout(reader));
-    MV_TRY(old, readItems(reader, layout.movie));
+    MV_TRY(old, readItems(reader, findChildren(reader, layout.movie, fourCC("udta"))));
     if (old == items)
         return EditPlan {};
     old.clear();
@@ -228,7 +228,7 @@ Result<void> checkEdit(StructureReader& before, StructureReader& after, const MP
 {
     MV_TRY(oldFacts, readMovieFacts(before));
     MV_TRY(newFacts, readMovieFacts(after));
-    MV_TRY(newItems, readItems(after, newFacts.movieBox));
+    MV_TRY(newItems, readItems(after, newFacts.userDataBoxes));
     if (newItems != items)
         return changed("metadata");
     if (newFacts.tracks.size() != oldFacts.tracks.size() || newFacts.duration != oldFacts.duration)

@@ -179,26 +179,25 @@ void addTotals(TrackFacts& track, const TrackTotals& totals, std::uint32_t movie
 
 } // namespace
 
-void addFragments(StructureReader& reader, const Box& movieBox, MovieFacts& facts)
+void addFragments(StructureReader& reader, MovieFacts& facts)
 {
-    auto mvex = findChild(reader, movieBox, fourCC("mvex"));
-    if (!mvex)
+    if (!facts.extendsBox)
         return;
-    facts.isFragmented = true;
+    const Box& mvex = *facts.extendsBox;
     Totals totals;
-    BoxWalker extends(reader, *mvex);
+    BoxWalker extends(reader, mvex);
     while (auto box = extends.next()) {
         if (box->type == fourCC("trex"))
             readDefaults(reader, *box, totals);
     }
-    BoxWalker walker(reader, movieBox.end(), reader.size());
+    BoxWalker walker(reader, facts.movieBox.end(), reader.size());
     while (auto box = walker.next()) {
         if (box->type == fourCC("moof"))
             addFragment(reader, *box, totals);
         else if (box->type == fourCC("sidx"))
             addIndex(reader, *box, totals);
     }
-    std::uint64_t movieDuration = movieExtendsDuration(reader, *mvex);
+    std::uint64_t movieDuration = movieExtendsDuration(reader, mvex);
     for (TrackFacts& track : facts.tracks) {
         addTotals(track, totals[track.id], facts.timeScale, movieDuration);
         if (facts.duration == 0 || track.duration == 0) {

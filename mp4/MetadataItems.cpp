@@ -124,7 +124,7 @@ template <class Visit> bool visitLists(StructureReader& reader, const Box& udta,
 
 } // namespace
 
-std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox)
+std::optional<MetadataPlace> findMetadata(StructureReader& reader, std::span<const Box> userData)
 {
     std::optional<MetadataPlace> found;
     auto take = [&](const MetadataPlace& place) {
@@ -133,9 +133,8 @@ std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& mo
             found = place;
         return filled;
     };
-    BoxWalker movie(reader, movieBox);
-    while (auto udta = movie.next()) {
-        if (udta->type == fourCC("udta") && visitLists(reader, *udta, take))
+    for (const Box& udta : userData) {
+        if (visitLists(reader, udta, take))
             break;
     }
     return found;
@@ -167,9 +166,9 @@ MP4ItmfItemList parseItems(ByteView ilstPayload)
     return items;
 }
 
-Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox)
+Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> userData)
 {
-    auto place = findMetadata(reader, movieBox);
+    auto place = findMetadata(reader, userData);
     if (!place)
         return MP4ItmfItemList {};
     if (place->ilst.payloadSize() > MaxMetadataBytes)

@@ -2,6 +2,7 @@
 
 #include "mp4/Box.h"
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -56,7 +57,8 @@ struct MetadataPlace {
 };
 
 /// The first list that has items, else the first: some writers leave an empty one and add another.
-std::optional<MetadataPlace> findMetadata(StructureReader& reader, const Box& movieBox);
+/// Looks into the user data boxes of a movie.
+std::optional<MetadataPlace> findMetadata(StructureReader& reader, std::span<const Box> userData);
 
 /// Offset of the first box inside a meta box, whichever flavour it has.
 std::uint64_t metaChildrenOffset(StructureReader& reader, const Box& meta);
@@ -66,7 +68,7 @@ std::uint32_t metaHandler(StructureReader& reader, const Box& meta);
 /// All items of a list's payload, in order. What follows a damaged one is left out.
 MP4ItmfItemList parseItems(ByteView ilstPayload);
 /// The items of the file; none without metadata. Fails for a list beyond MaxMetadataBytes.
-Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox);
+Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> userData);
 /// One item from its payload.
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload);
 /// The item as a whole box, header included.

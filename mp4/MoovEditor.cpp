@@ -88,7 +88,7 @@ Result<void> MoovEditor::locate()
         return kDamaged;
     MV_TRY(endOfMovie, endOfBoxes(reader, movie->payloadOffset(), movie->end()));
     m_begin = m_end = endOfMovie;
-    if (auto place = findMetadata(reader, *movie))
+    if (auto place = findMetadata(reader, findChildren(reader, *movie, fourCC("udta"))))
         return takeList(reader, *movie, *place);
     return takeEmptyPlace(reader, *movie);
 }

@@ -95,9 +95,17 @@ Result<MovieFacts> readMovieFacts(StructureReader& reader)
     while (auto box = children.next()) {
         if (box->type == fourCC("trak") && facts.tracks.size() < MovieFacts::MaxTracks)
             facts.tracks.push_back(readTrack(reader, *box));
+        else if (box->overruns)
+            break;
+        else if (box->type == fourCC("udta") && facts.userDataBoxes.size() < MovieFacts::MaxUserDataBoxes)
+            facts.userDataBoxes.push_back(*box);
+        else if (box->type == fourCC("meta") && !facts.metaBox)
+            facts.metaBox = box;
+        else if (box->type == fourCC("mvex") && !facts.extendsBox)
+            facts.extendsBox = box;
     }
-    facts.title = movieTitle(reader, facts.movieBox);
-    addFragments(reader, facts.movieBox, facts);
+    facts.title = movieTitle(reader, facts);
+    addFragments(reader, facts);
     return facts;
 }
 

@@ -76,6 +76,9 @@ struct MovieFacts {
     std::uint32_t majorBrand = 0; ///< of ftyp; 0 without one, as in early QuickTime files
     std::vector<std::uint32_t> compatibleBrands;
     Box movieBox;
+    std::vector<Box> userDataBoxes; ///< the movie's udta boxes, where metadata lies; one in a sound file
+    std::optional<Box> metaBox; ///< the movie's own, with QuickTime's keys
+    std::optional<Box> extendsBox; ///< mvex
 
     std::optional<Date> creationDate; ///< of mvhd; absent where the field is 0
     std::optional<Date> modificationDate;
@@ -83,12 +86,13 @@ struct MovieFacts {
     std::uint64_t duration = 0; ///< in timeScale ticks; of a fragmented file its longest track, if mvhd has none
     double preferredRate = 0; ///< of mvhd, 1.0 is normal speed
     std::uint32_t posterTime = 0; ///< in timeScale ticks; QuickTime's, 0 in other files
-    bool isFragmented = false; ///< has mvex
+    bool isFragmented() const { return extendsBox.has_value(); }
     std::optional<std::string> title; ///< iTunes item, QuickTime key or text, 3GPP title: the first there is; UTF-8
 
     std::vector<TrackFacts> tracks; ///< in the file's order, at most MaxTracks
 
     static constexpr std::size_t MaxTracks = 1024; ///< keeps a hostile file's list small; players stop at a few dozen
+    static constexpr std::size_t MaxUserDataBoxes = 16;
     static constexpr std::size_t MaxBrands = 64;
 
     /// Seconds; 0 when unknown.

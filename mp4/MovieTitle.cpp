@@ -32,9 +32,9 @@ std::optional<std::string> titleOfData(StructureReader& reader, const Box& item)
     return titleFrom(charsOf(value));
 }
 
-std::optional<std::string> itunesTitle(StructureReader& reader, const Box& movieBox)
+std::optional<std::string> itunesTitle(StructureReader& reader, const MovieFacts& facts)
 {
-    auto place = findMetadata(reader, movieBox);
+    auto place = findMetadata(reader, facts.userDataBoxes);
     auto item = place ? findChild(reader, place->ilst, fourCC("\251nam")) : std::nullopt;
     return item ? titleOfData(reader, *item) : std::nullopt;
 }
@@ -59,14 +59,13 @@ std::uint32_t titleKey(StructureReader& reader, const Box& keys)
     return 0;
 }
 
-std::optional<std::string> keyedTitle(StructureReader& reader, const Box& parent)
+std::optional<std::string> keyedTitle(StructureReader& reader, const Box& meta)
 {
-    auto meta = findChild(reader, parent, fourCC("meta"));
-    if (!meta || metaHandler(reader, *meta) != fourCC("mdta"))
+    if (metaHandler(reader, meta) != fourCC("mdta"))
         return std::nullopt;
     std::optional<Box> list;
     std::uint32_t key = 0;
-    BoxWalker walker(reader, metaChildrenOffset(reader, *meta), meta->end());
+    BoxWalker walker(reader, metaChildrenOffset(reader, meta), meta.end());
     while (auto box = walker.next()) {
         if (box->type == fourCC("keys"))
             key = titleKey(reader, *box);
@@ -75,6 +74,12 @@ std::optional<std::string> keyedTitle(StructureReader& reader, const Box& parent
     }
     auto item = list && key ? findChild(reader, *list, key) : std::nullopt;
     return item ? titleOfData(reader, *item) : std::nullopt;
+}
+
+std::optional<std::string> keyedUserDataTitle(StructureReader& reader, const Box& udta)
+{
+    auto meta = findChild(reader, udta, fourCC("meta"));
+    return meta ? keyedTitle(reader, *meta) : std::nullopt;
 }
 
 /// A list of (length, language, text); the first text is taken.
@@ -107,18 +112,17 @@ std::optional<std::string> thirdGenerationTitle(StructureReader& reader, const B
 
 } // namespace
 
-std::optional<std::string> movieTitle(StructureReader& reader, const Box& movieBox)
+std::optional<std::string> movieTitle(StructureReader& reader, const MovieFacts& facts)
 {
-    if (auto title = itunesTitle(reader, movieBox))
+    if (auto title = itunesTitle(reader, facts))
         return title;
-    if (auto title = keyedTitle(reader, movieBox))
+    if (auto title = facts.metaBox ? keyedTitle(reader, *facts.metaBox) : std::nullopt)
         return title;
-    auto udta = findChild(reader, movieBox, fourCC("udta"));
-    if (!udta)
-        return std::nullopt;
-    for (auto source : { keyedTitle, userDataTitle, thirdGenerationTitle }) {
-        if (auto title = source(reader, *udta))
-            return title;
+    for (auto source : { keyedUserDataTitle, userDataTitle, thirdGenerationTitle }) {
+        for (const Box& udta : facts.userDataBoxes) {
+            if (auto title = source(reader, udta))
+                return title;
+        }
     }
     return std::nullopt;
 }

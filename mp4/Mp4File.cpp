@@ -54,7 +54,7 @@ StructureReader& Mp4File::reader() { return m_state->reader; }
 const MP4ItmfItemList& Mp4File::items()
 {
     if (!m_state->items) {
-        auto items = readItems(m_state->reader, m_state->facts.movieBox);
+        auto items = readItems(m_state->reader, m_state->facts.userDataBoxes);
         m_state->items = items.ok() ? std::move(*items) : MP4ItmfItemList {};
     }
     return *m_state->items;
