@@ -191,7 +191,7 @@ Error changed(const char* what) { return { Error::Kind::Format, std::string("the
 Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
 {
     MV_TRY(layout, readLayout(reader));
-    MV_TRY(old, readItems(reader, findChildren(reader, layout.movie, fourCC("udta"))));
+    MV_TRY(old, readItems(reader, layout.movie));
     if (old == items)
         return EditPlan {};
     old.clear();
