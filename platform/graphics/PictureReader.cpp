@@ -1,5 +1,7 @@
 #include "platform/graphics/PictureReader.h"
 
+#include "platform/graphics/BmpReader.h"
+#include "platform/graphics/GifReader.h"
 #include "platform/graphics/JpegReader.h"
 #include "platform/graphics/PictureFormat.h"
 #include "platform/graphics/PngReader.h"
@@ -24,6 +26,10 @@ Result<PictureReaders> openPictures(const SharedSource& source)
         return JpegReader::open(source);
     case PictureFormat::Png:
         return PngReader::open(source);
+    case PictureFormat::Gif:
+        return GifReader::open(source);
+    case PictureFormat::Bmp:
+        return BmpReader::open(source);
     default:
         return Error { Error::Kind::Unsupported, "no format that is taken" };
     }
