@@ -2,6 +2,7 @@
 
 #include "Base/Core/Path.h"
 #include "Base/Core/Result.h"
+#include "platform/audio/AacEncoder.h"
 #include "platform/audio/AudioStatus.h"
 #include "platform/audio/AudioStreamBasicDescription.h"
 
@@ -48,6 +49,12 @@ public:
     virtual Result<std::unique_ptr<AudioSource>> openSource(const Path& path)
     {
         return Error { Error::Kind::Unsupported, "no decoders for " + path.text(), kAudioFileUnsupportedFileTypeError };
+    }
+    /// The settings' rate is one of AAC's, its channels are 1 to 8; a bit rate that the encoder cannot take becomes
+    /// the nearest that it can.
+    virtual Result<std::unique_ptr<AacEncoder>> makeAacEncoder(const AacEncoderSettings&)
+    {
+        return Error { Error::Kind::Unsupported, "no encoder", kAudioFileUnsupportedDataFormatError };
     }
 };
 

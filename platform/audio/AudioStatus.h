@@ -11,6 +11,7 @@ namespace mv {
 inline constexpr OSStatus kAudioFileUnspecifiedError = 0x7768743F; // 'wht?'
 inline constexpr OSStatus kAudioFileUnsupportedFileTypeError = 0x7479703F; // 'typ?'
 inline constexpr OSStatus kAudioFileUnsupportedDataFormatError = 0x666D743F; // 'fmt?'
+inline constexpr OSStatus kAudioFilePermissionsError = 0x70726D3F; // 'prm?'
 inline constexpr OSStatus kAudioFileInvalidFileError = 0x6474613F; // 'dta?'
 
 inline constexpr OSStatus kExtAudioFileError_InvalidProperty = -66561;

@@ -1,7 +1,9 @@
 #include "platform/audio/ExtAudioFile.h"
 
 #include "platform/audio/AudioFileReader.h"
+#include "platform/audio/AudioFileWriter.h"
 #include "platform/audio/ExtAudioFileObject.h"
+#include "platform/system/NSFileManager.h"
 
 #include <cstring>
 
@@ -37,6 +39,23 @@ OSStatus ExtAudioFileOpenURL(const Path& path, ExtAudioFileRef* file)
     if (!reader)
         return reader.error().code;
     *file = reader->release();
+    return noErr;
+}
+
+OSStatus ExtAudioFileCreateWithURL(const Path& path, std::uint32_t fileType,
+    const AudioStreamBasicDescription& description, const void*, std::uint32_t flags, ExtAudioFileRef* file)
+{
+    if (!file)
+        return paramErr;
+    *file = nullptr;
+    if (path.isNil())
+        return paramErr;
+    if ((flags & kAudioFileFlags_EraseFile) == 0 && NSFileManager::fileExistsAtPath(path))
+        return kAudioFilePermissionsError;
+    auto writer = AudioFileWriter::create(path, fileType, description);
+    if (!writer)
+        return writer.error().code;
+    *file = writer->release();
     return noErr;
 }
 
@@ -76,6 +95,13 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* frames, AudioBuff
     if (!file || !frames || !data || data->mNumberBuffers == 0 || !data->mBuffers[0].mData)
         return paramErr;
     return file->read(*frames, *data);
+}
+
+OSStatus ExtAudioFileWrite(ExtAudioFileRef file, std::uint32_t frames, const AudioBufferList* data)
+{
+    if (!file || !data || data->mNumberBuffers == 0 || !data->mBuffers[0].mData)
+        return paramErr;
+    return file->write(frames, *data);
 }
 
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file)

@@ -43,6 +43,23 @@ inline constexpr std::uint32_t kExtAudioFileProperty_AudioConverter = fourCC("ac
 OSStatus ExtAudioFileOpen(const FSRef& ref, ExtAudioFileRef* file);
 OSStatus ExtAudioFileOpenURL(const Path& path, ExtAudioFileRef* file);
 
+inline constexpr std::uint32_t kAudioFileM4AType = fourCC("m4af");
+inline constexpr std::uint32_t kAudioFileFlags_EraseFile = 1;
+
+/// Creates a file for writing: an MPEG-4 audio file (kAudioFileM4AType) of AAC (kAudioFormatMPEG4AAC), sizes and flags
+/// in the description 0. A rate that AAC does not have becomes the nearest that it has. The file is made out of sight
+/// and takes its name, replacing an existing file, when it is disposed of; an existing file without
+/// kAudioFileFlags_EraseFile is kAudioFilePermissionsError. What cannot be written fails here: fnfErr without the
+/// folder, permErr, 'typ?', 'fmt?'. The client format is interleaved 32-bit floats or signed integers of 16 or 32 bits;
+/// its rate is that of the frames that come in.
+OSStatus ExtAudioFileCreateWithURL(const Path& path, std::uint32_t fileType,
+    const AudioStreamBasicDescription& description, const void* channelLayout, std::uint32_t flags,
+    ExtAudioFileRef* file);
+
+/// Encodes the frames of the first buffer. Encoding overlaps with the caller's work: a failure may come back from a
+/// later write, or from disposing.
+OSStatus ExtAudioFileWrite(ExtAudioFileRef file, std::uint32_t frames, const AudioBufferList* data);
+
 /// `size` is the room at `data` on the way in and the size of the property on the way out. A room that is too small
 /// gives kExtAudioFileError_InvalidPropertySize, an unknown property kExtAudioFileError_InvalidProperty.
 OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t* size, void* data);

@@ -8,6 +8,7 @@ namespace mv {
 using OSStatus = std::int32_t;
 
 inline constexpr OSStatus noErr = 0;
+inline constexpr OSStatus dskFulErr = -34;
 inline constexpr OSStatus ioErr = -36;
 inline constexpr OSStatus fnfErr = -43; ///< file not found
 inline constexpr OSStatus paramErr = -50;
