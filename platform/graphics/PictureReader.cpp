@@ -2,9 +2,12 @@
 
 #include "platform/graphics/BmpReader.h"
 #include "platform/graphics/GifReader.h"
+#include "platform/graphics/HeifReader.h"
 #include "platform/graphics/JpegReader.h"
 #include "platform/graphics/PictureFormat.h"
 #include "platform/graphics/PngReader.h"
+#include "platform/graphics/TiffReader.h"
+#include "platform/graphics/WebPReader.h"
 
 namespace mv {
 
@@ -30,6 +33,12 @@ Result<PictureReaders> openPictures(const SharedSource& source)
         return GifReader::open(source);
     case PictureFormat::Bmp:
         return BmpReader::open(source);
+    case PictureFormat::Tiff:
+        return TiffReader::open(source);
+    case PictureFormat::WebP:
+        return WebPReader::open(source);
+    case PictureFormat::Heif:
+        return HeifReader::open(source);
     default:
         return Error { Error::Kind::Unsupported, "no format that is taken" };
     }
