@@ -1,0 +1,106 @@
+#include "service/tags/Id3TagEdit.h"
+
+#include "Base/Media/MediaDB.h"
+#include "service/tags/NewId3Frames.h"
+#include "service/tags/ValueOfRecord.h"
+
+namespace mv {
+
+namespace {
+
+// What id3lib's removing functions take away. ID3_RemoveArtists counts the album artist (TPE2), the conductor (TPE3)
+// and the composer among the artists; that is deliberate here, too.
+constexpr std::string_view Titles[] = { "TIT2" };
+constexpr std::string_view Albums[] = { "TALB" };
+constexpr std::string_view Artists[] = { "TPE1", "TPE2", "TPE3", "TCOM" };
+constexpr std::string_view Comments[] = { "COMM" };
+constexpr std::string_view Composers[] = { "TCOM" };
+constexpr std::string_view Genres[] = { "TCON" };
+constexpr std::string_view Tracks[] = { "TRCK" };
+constexpr std::string_view Pictures[] = { "APIC" };
+
+/// The value when it is there and not the null object.
+const Value* givenValue(const Record& record, std::string_view key)
+{
+    const Value* value = record.find(key);
+    return value && !value->isNull() ? value : nullptr;
+}
+
+} // namespace
+
+// The order is required: removing the artists also removes the composer, whose row then writes it.
+Id3TagEdit::Id3TagEdit(const Record& record)
+{
+    addText(record, MediaDBMusicColumnTitle, "TIT2", Titles);
+    addText(record, MediaDBMusicColumnAlbum, "TALB", Albums);
+    addText(record, MediaDBMusicColumnArtist, "TPE1", Artists);
+    addComment(record);
+    addText(record, MediaDBMusicColumnComposer, "TCOM", Composers);
+    addGenre(record);
+    addTrack(record);
+    addPicture(record);
+}
+
+void Id3TagEdit::addText(
+    const Record& record, std::string_view key, std::string_view id, std::span<const std::string_view> removed)
+{
+    Change change { .removed = removed };
+    if (const Value* value = givenValue(record, key))
+        change.added = newTextFrame(id, textOfValue(key, *value));
+    m_changes.push_back(std::move(change));
+}
+
+/// A new comment replaces the one without a description only; those of other programs' private uses (volume
+/// levels, gapless data) have descriptions and stay. No comment removes them all.
+void Id3TagEdit::addComment(const Record& record)
+{
+    const Value* value = givenValue(record, MediaDBCommonColumnReservedText);
+    if (!value)
+        return m_changes.push_back({ .removed = Comments });
+    Change change { .plainCommentsToo = true };
+    change.added = newCommentFrame(textOfValue(MediaDBCommonColumnReservedText, *value));
+    m_changes.push_back(std::move(change));
+}
+
+void Id3TagEdit::addGenre(const Record& record)
+{
+    const Value* value = givenValue(record, MediaDBMusicColumnGenre);
+    if (!value)
+        return;
+    if (auto frame = newGenreFrame(textOfValue(MediaDBMusicColumnGenre, *value)))
+        m_changes.push_back({ .removed = Genres, .added = std::move(frame) });
+}
+
+/// Deliberate: the track argument is one byte, so 300 becomes 44, and 256 is 0, which changes nothing. Null is not
+/// guarded.
+void Id3TagEdit::addTrack(const Record& record)
+{
+    const Value* value = record.find(MediaDBMusicColumnTrackNo);
+    if (!value)
+        return;
+    auto number = static_cast<std::uint8_t>(integerOfValue(MediaDBMusicColumnTrackNo, *value));
+    if (auto frame = newTrackFrame(number))
+        m_changes.push_back({ .removed = Tracks, .added = std::move(frame) });
+}
+
+void Id3TagEdit::addPicture(const Record& record)
+{
+    const Value* value = record.find(MediaDBMusicColumnAlbumArt);
+    if (value && value->isNull())
+        m_changes.push_back({ .removed = Pictures });
+    else if (value && value->data())
+        m_changes.push_back({ .removed = Pictures, .added = newPictureFrame(*value->data()) });
+}
+
+void Id3TagEdit::apply(Id3FrameList& frames) const
+{
+    for (const Change& change : m_changes) {
+        frames.remove(change.removed);
+        if (change.plainCommentsToo)
+            frames.removePlainComments();
+        if (change.added)
+            frames.add(*change.added);
+    }
+}
+
+} // namespace mv

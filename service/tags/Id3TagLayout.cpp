@@ -1,0 +1,70 @@
+#include "service/tags/Id3TagLayout.h"
+
+#include "Base/Core/ByteReader.h"
+
+namespace mv {
+
+namespace {
+
+// The block size of the usual file systems.
+constexpr std::uint64_t Block = 4096;
+// Room that a growing tag gets besides its frames, so that the next small change keeps the size.
+constexpr std::uint64_t SparePadding = 1024;
+// A tag with more padding than this has lost a picture and gives the room back.
+constexpr std::uint64_t MaxPadding = 64 * 1024;
+
+bool canReplace(const Id3v2Tag& tag, std::uint64_t fileEnd)
+{
+    bool wholeInFile = tag.extent().offset + tag.header().totalSize() <= fileEnd;
+    bool wholeRead = tag.header().bodySize <= Id3v2Tag::MaximumBytesRead;
+    bool knownVersion = tag.majorVersion() >= 2 && tag.majorVersion() <= 4;
+    bool everyFrame = tag.frames().size() < Id3v2Tag::MaximumFrames;
+    // A frame that reaches past its tag's end is broken for every reader; what is left of it goes.
+    return tag.complete() || (wholeInFile && wholeRead && knownVersion && everyFrame);
+}
+
+std::uint64_t wholeBlocks(std::uint64_t bytes) { return (bytes + Block - 1) / Block * Block; }
+
+void syncsafe(ByteWriter& writer, std::uint64_t value)
+{
+    for (int shift = 21; shift >= 0; shift -= 7)
+        writer.u8(static_cast<std::uint8_t>(value >> shift & 0x7F));
+}
+
+} // namespace
+
+Result<Id3TagLayout> layOutTag(const TagSet& tags, std::size_t frameBytes)
+{
+    Id3TagLayout layout;
+    for (const Id3v2Tag& tag : tags.prependedTags) {
+        if (!canReplace(tag, tags.audioEnd))
+            return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
+        layout.oldSize = tag.extent().end();
+    }
+    if (frameBytes == 0)
+        return layout;
+    std::uint64_t needed = Id3v2Tag::HeaderSize + frameBytes;
+    layout.newSize = layout.oldSize;
+    if (needed > layout.oldSize)
+        layout.newSize += wholeBlocks(needed + SparePadding - layout.oldSize);
+    else if (layout.oldSize - needed > MaxPadding)
+        layout.newSize -= (layout.oldSize - needed - SparePadding) / Block * Block;
+    return layout;
+}
+
+Bytes tagBytes(ByteView frames, std::uint64_t size)
+{
+    Bytes bytes;
+    bytes.reserve(static_cast<std::size_t>(size));
+    ByteWriter writer(bytes);
+    writer.text("ID3");
+    writer.u8(3);
+    writer.u8(0);
+    writer.u8(0); // no unsynchronisation: every player of today skips tags by their size
+    syncsafe(writer, size - Id3v2Tag::HeaderSize);
+    writer.bytes(frames);
+    writer.zeros(static_cast<std::size_t>(size) - bytes.size());
+    return bytes;
+}
+
+} // namespace mv

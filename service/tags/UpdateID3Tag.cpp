@@ -1,0 +1,76 @@
+#include "service/tags/UpdateID3Tag.h"
+
+#include "platform/system/FileReplacement.h"
+#include "platform/system/NSFileManager.h"
+#include "service/tags/Id3PodcastFrames.h"
+#include "service/tags/Id3TagEdit.h"
+#include "service/tags/Id3TagLayout.h"
+#include "service/tags/ValueOfRecord.h"
+
+namespace mv {
+
+namespace {
+
+/// One rewriting of a tag: what to write, and whether it reads back.
+class TagRewriting {
+public:
+    explicit TagRewriting(const Id3TagEdit& edit)
+        : m_edit(edit)
+    {
+    }
+
+    Result<std::optional<FileContent>> plan(const InputFile& current)
+    {
+        MV_TRY(tags, readTags(FileSource(current)));
+        m_frames = Id3FrameList::carriedFrom(tags);
+        m_edit.apply(m_frames);
+        MV_TRY(frames, m_frames.rendered());
+        MV_TRY(layout, layOutTag(tags, frames.size()));
+        FileContent content;
+        if (layout.newSize > 0)
+            content.push_back(FileSegment::literal(tagBytes(frames, layout.newSize)));
+        content.push_back(FileSegment::copy(layout.oldSize, current.size() - layout.oldSize));
+        return std::optional(std::move(content));
+    }
+
+    Result<void> check(const InputFile& made) const
+    {
+        MV_TRY(tags, readTags(FileSource(made)));
+        tags.id3v1.reset(); // at the end still, but the new tag alone is asked about
+        if (Id3FrameList::carriedFrom(tags).frames() != m_frames.frames())
+            return Error { Error::Kind::Format, "the new tag does not read back as it was written" };
+        return {};
+    }
+
+private:
+    const Id3TagEdit& m_edit;
+    Id3FrameList m_frames;
+};
+
+} // namespace
+
+bool UpdateID3Tag::updateTagWithDictionary(const Path& path, const Record& record)
+{
+    Path file = pathOrRecordPath(path, record);
+    if (!NSFileManager::fileExistsAtPath(file))
+        return false;
+    const Id3TagEdit edit(record);
+    TagRewriting rewriting(edit);
+    // Deliberate: the answer does not tell whether the update worked; the replacement has logged a failure.
+    (void)FileReplacement::perform(
+        file, [&](const InputFile& current) { return rewriting.plan(current); },
+        [&](const InputFile& made) { return rewriting.check(made); });
+    return true;
+}
+
+std::optional<Record> UpdateID3Tag::podcastInfo(const Path& path)
+{
+    auto frames = findPodcastFrames(path);
+    if (!frames)
+        return std::nullopt;
+    Record info;
+    readPodcastFrames(path, *frames, info);
+    return info;
+}
+
+} // namespace mv
