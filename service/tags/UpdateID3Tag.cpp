@@ -5,6 +5,7 @@
 #include "service/tags/Id3PodcastFrames.h"
 #include "service/tags/Id3TagEdit.h"
 #include "service/tags/Id3TagLayout.h"
+#include "service/tags/MovieBehindTag.h"
 #include "service/tags/ValueOfRecord.h"
 
 namespace mv {
@@ -26,10 +27,10 @@ public:
         m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
         MV_TRY(layout, layOutTag(tags, frames.size()));
-        FileContent content;
+        m_movie = MovieSummary::of(current);
+        MV_TRY(content, contentBehindTag(current, layout));
         if (layout.newSize > 0)
-            content.push_back(FileSegment::literal(tagBytes(frames, layout.newSize)));
-        content.push_back(FileSegment::copy(layout.oldSize, current.size() - layout.oldSize));
+            content.insert(content.begin(), FileSegment::literal(tagBytes(frames, layout.newSize)));
         return std::optional(std::move(content));
     }
 
@@ -39,12 +40,15 @@ public:
         tags.id3v1.reset(); // at the end still, but the new tag alone is asked about
         if (Id3FrameList::carriedFrom(tags).frames() != m_frames.frames())
             return Error { Error::Kind::Format, "the new tag does not read back as it was written" };
+        if (MovieSummary::of(made) != m_movie)
+            return Error { Error::Kind::Format, "the movie behind the new tag is not what it was" };
         return {};
     }
 
 private:
     const Id3TagEdit& m_edit;
     Id3FrameList m_frames;
+    std::optional<MovieSummary> m_movie;
 };
 
 } // namespace

@@ -1,0 +1,94 @@
+#include "service/tags/Mp4TagEdit.h"
+
+#include "Base/Media/MediaDB.h"
+#include "platform/graphics/ImageEncoder.h"
+#include "platform/graphics/NSImage.h"
+#include "service/tags/ValueOfRecord.h"
+
+namespace mv {
+
+namespace {
+
+struct TextRow {
+    std::string_view key;
+    void (*set)(MP4Tags&, TagText);
+};
+
+constexpr TextRow TextRows[] = {
+    { MediaDBMusicColumnTitle, &MP4TagsSetName },
+    { MediaDBMusicColumnAlbum, &MP4TagsSetAlbum },
+    { MediaDBMusicColumnArtist, &MP4TagsSetArtist },
+    { MediaDBMusicColumnAlbumArtist, &MP4TagsSetAlbumArtist },
+    { MediaDBMusicColumnComposer, &MP4TagsSetComposer },
+    { MediaDBMusicColumnGenre, &MP4TagsSetGenre },
+    { MediaDBMusicColumnDateReleased, &MP4TagsSetReleaseDate },
+};
+
+/// The number cut to 16 bits; nothing when the key is missing. Null is not guarded.
+std::optional<std::uint16_t> number(const Record& record, std::string_view key)
+{
+    const Value* value = record.find(key);
+    return value ? std::optional(static_cast<std::uint16_t>(integerOfValue(key, *value))) : std::nullopt;
+}
+
+/// The picture as a JPEG of default quality; nothing when it cannot be decoded or encoded.
+std::optional<Bytes> jpegOf(const Bytes& picture)
+{
+    auto image = NSImage::initWithData(picture);
+    if (!image || image->representations().empty())
+        return std::nullopt;
+    const NSImageRep& representation = *image->representations().front();
+    auto bitmap = representation.scaledTo(representation.pixelsWide(), representation.pixelsHigh());
+    auto jpeg = bitmap.ok() ? encodeJpeg(*bitmap) : Result<Bytes>(bitmap.error());
+    return jpeg.ok() ? std::optional(std::move(*jpeg)) : std::nullopt;
+}
+
+/// A new index keeps a total that is greater; else it is the total itself.
+MP4TagTrack renumbered(const std::optional<MP4TagTrack>& present, std::uint16_t index)
+{
+    bool keepsTotal = present && present->total > index;
+    return { index, keepsTotal ? present->total : index };
+}
+
+} // namespace
+
+Mp4TagEdit::Mp4TagEdit(const Record& record)
+    : m_track(number(record, MediaDBMusicColumnTrackNo))
+    , m_disc(number(record, MediaDBMusicColumnDiscNo))
+{
+    for (const TextRow& row : TextRows) {
+        const Value* value = record.find(row.key);
+        if (value && !value->isNull())
+            m_texts.push_back({ row.set, textOfValue(row.key, *value) });
+    }
+    const Value* picture = record.find(MediaDBMusicColumnAlbumArt);
+    m_clearsArtwork = !picture || picture->isNull();
+    if (picture && picture->data())
+        m_artwork = jpegOf(*picture->data());
+}
+
+void Mp4TagEdit::apply(MP4Tags& tags) const
+{
+    for (const TextChange& change : m_texts)
+        change.set(tags, change.text);
+    if (m_track)
+        MP4TagsSetTrack(tags, renumbered(tags.track, *m_track));
+    if (m_disc)
+        MP4TagsSetDisk(tags, renumbered(tags.disk, *m_disc));
+    applyArtwork(tags);
+}
+
+/// Deliberate: a record without a picture deletes the first cover, one with a picture that is none leaves it.
+void Mp4TagEdit::applyArtwork(MP4Tags& tags) const
+{
+    if (tags.artworkCount() == 0) {
+        if (m_artwork)
+            MP4TagsAddArtwork(tags, { *m_artwork, MP4_ART_JPEG });
+    } else if (m_clearsArtwork) {
+        MP4TagsRemoveArtwork(tags, 0);
+    } else if (m_artwork) {
+        MP4TagsSetArtwork(tags, 0, { *m_artwork, MP4_ART_JPEG });
+    }
+}
+
+} // namespace mv
