@@ -1,0 +1,270 @@
+// The MP4 writer, row by row and step by step, judged by what mutagen reads back.
+#include "service/tags/UpdateMP4Tag.h"
+
+#include "Base/Core/NSException.h"
+#include "Base/Media/MediaDB.h"
+#include "tests/service/tags/TagFiles.h"
+#include "tests/support/LogCapture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace mv {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Not;
+using testing::StartsWith;
+
+using Lines = std::vector<std::string>;
+
+/// One quiet second of AAC; made once, since the encoder takes longer than the tests.
+const Bytes& plainM4a()
+{
+    static const Bytes content = [] {
+        test::ScratchFolder folder;
+        std::string path = folder.file("plain.m4a");
+        test::outputOf("ffmpeg -v error -f lavfi -i sine=d=1 -c:a aac -b:a 32k " + test::quoted(path));
+        return test::readFile(path);
+    }();
+    return content;
+}
+
+class UpdateMP4TagTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!test::haveProgram("ffmpeg"))
+            GTEST_SKIP() << "ffmpeg is not installed";
+        m_path = m_folder.write("song.m4a", plainM4a());
+    }
+    /// Tags written by mutagen: Python that sets items of `t`.
+    void tagWithMutagen(const std::string& code)
+    {
+        test::outputOf("/usr/bin/python3 -c "
+            + test::quoted("import sys\nfrom mutagen.mp4 import *\nt = MP4(sys.argv[1])\n" + code + "\nt.save()") + " "
+            + test::quoted(m_path));
+    }
+    Lines update(const Record& record)
+    {
+        EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(m_path, record));
+        return lines();
+    }
+    Lines lines() const { return test::mutagenLines("mp4", m_path); }
+    std::string audioHash() const
+    {
+        return test::outputOf("ffmpeg -v error -i " + test::quoted(m_path) + " -map 0:a -f md5 -");
+    }
+
+    test::ScratchFolder m_folder;
+    std::string m_path;
+};
+
+TEST_F(UpdateMP4TagTest, EveryRowIsWritten)
+{
+    std::string before = audioHash();
+    EXPECT_THAT(update({ { MediaDBMusicColumnTitle, "Tïtle" }, { MediaDBMusicColumnAlbum, "앨범" },
+                    { MediaDBMusicColumnArtist, "Ärtist \U0001F600" }, { MediaDBMusicColumnAlbumArtist, "Various" },
+                    { MediaDBMusicColumnComposer, "Cömposer" }, { MediaDBMusicColumnGenre, "Rock" },
+                    { MediaDBMusicColumnDateReleased, "2005-03-21 or so" }, { MediaDBMusicColumnTrackNo, 7 },
+                    { MediaDBMusicColumnDiscNo, 2 }, { MediaDBMusicColumnAlbumArt, test::tinyPng() } }),
+        IsSupersetOf({ "\u00A9nam=Tïtle", "\u00A9alb=앨범", "\u00A9ART=Ärtist \U0001F600", "aART=Various",
+            "\u00A9wrt=Cömposer", "\u00A9gen=Rock", "\u00A9day=2005-03-21 or so", "trkn=(7, 7)", "disk=(2, 2)" }));
+    EXPECT_EQ(audioHash(), before);
+}
+
+TEST_F(UpdateMP4TagTest, FieldsThatTheRecordLacksOrNullsStay)
+{
+    tagWithMutagen("t['\\xa9nam']='old'; t['\\xa9cmt']='comment'; t['tmpo']=[120]; "
+                   "t['----:com.apple.iTunes:ISRC']=b'XX12'; t['\\xa9gen']='Jazz'");
+    Lines before = lines();
+    EXPECT_THAT(update({ { MediaDBMusicColumnTitle, NullObject() } }), before);
+    EXPECT_THAT(update({ { MediaDBMusicColumnAlbum, "new" } }),
+        IsSupersetOf({ "\u00A9nam=old", "\u00A9alb=new", "\u00A9cmt=comment", "tmpo=120", "\u00A9gen=Jazz",
+            "----:com.apple.iTunes:ISRC=XX12" }));
+}
+
+TEST_F(UpdateMP4TagTest, AGreaterTotalStays)
+{
+    tagWithMutagen("t['trkn']=[(3,12)]; t['disk']=[(1,4)]");
+    EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, 5 }, { MediaDBMusicColumnDiscNo, 3 } }),
+        IsSupersetOf({ "trkn=(5, 12)", "disk=(3, 4)" }));
+    EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, 12 }, { MediaDBMusicColumnDiscNo, 4 } }),
+        IsSupersetOf({ "trkn=(12, 12)", "disk=(4, 4)" }));
+    EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, 15 }, { MediaDBMusicColumnDiscNo, 5 } }),
+        IsSupersetOf({ "trkn=(15, 15)", "disk=(5, 5)" }));
+}
+
+TEST_F(UpdateMP4TagTest, NumbersAreCutTo16BitsAndReadFromTexts)
+{
+    EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, 65536 + 9 } }), Contains("trkn=(9, 9)"));
+    EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, "8/20" } }), Contains("trkn=(8, 9)"));
+}
+
+TEST_F(UpdateMP4TagTest, NumbersThatAreNoneRaiseAndChangeNothing)
+{
+    for (Value value : { Value(NullObject()), Value(Bytes { 1 }) })
+        for (std::string_view key : { MediaDBMusicColumnTrackNo, MediaDBMusicColumnDiscNo })
+            EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { key, value } }), NSException);
+    EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { MediaDBMusicColumnTitle, 5 } }), NSException);
+    EXPECT_EQ(test::readFile(m_path), plainM4a());
+}
+
+TEST_F(UpdateMP4TagTest, APictureOfAnyFormatBecomesAJpegCover)
+{
+    for (const Bytes& picture : { test::tinyPng(), test::tinyJpeg() }) {
+        m_folder.write("song.m4a", plainM4a());
+        EXPECT_THAT(update({ { MediaDBMusicColumnAlbumArt, picture } }), Contains(StartsWith("covr 13 ")));
+        std::string cover
+            = test::outputOf("ffmpeg -v error -i " + test::quoted(m_path) + " -map 0:v -c copy -f image2pipe -");
+        EXPECT_THAT(cover, StartsWith("\xFF\xD8\xFF"));
+        EXPECT_EQ(
+            test::outputOf("ffprobe -v error -select_streams v -show_entries stream=codec_name,width,height -of csv "
+                + test::quoted(m_path)),
+            "stream,mjpeg,8,8\n");
+    }
+}
+
+class CoverTest : public UpdateMP4TagTest {
+protected:
+    void SetUp() override
+    {
+        UpdateMP4TagTest::SetUp();
+        if (!IsSkipped())
+            tagWithMutagen("t['covr']=[MP4Cover(b'first cover',MP4Cover.FORMAT_PNG),MP4Cover(b'second one')]");
+    }
+};
+
+/// Covers only: ffmpeg's own items do not matter here.
+Lines covers(const Lines& lines)
+{
+    Lines found;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
+        [](const std::string& line) { return line.starts_with("covr"); });
+    return found;
+}
+
+TEST_F(CoverTest, AMissingOrNullPictureDeletesTheFirstCover)
+{
+    EXPECT_THAT(covers(update({ { MediaDBMusicColumnTitle, "t" } })), ElementsAre(StartsWith("covr 13 10:")));
+    EXPECT_THAT(covers(update({ { MediaDBMusicColumnAlbumArt, NullObject() } })), IsEmpty());
+    EXPECT_THAT(covers(update({ { MediaDBMusicColumnAlbumArt, NullObject() } })), IsEmpty());
+}
+
+TEST_F(CoverTest, APictureReplacesTheFirstCover)
+{
+    EXPECT_THAT(covers(update({ { MediaDBMusicColumnAlbumArt, test::tinyPng() } })),
+        testing::UnorderedElementsAre(StartsWith("covr 13 10:"), Not(StartsWith("covr 13 10:"))));
+}
+
+TEST_F(CoverTest, WhatIsNoPictureLeavesTheCovers)
+{
+    Lines before = covers(lines());
+    ASSERT_EQ(before.size(), 2u);
+    EXPECT_EQ(covers(update({ { MediaDBMusicColumnAlbumArt, "text" } })), before);
+    EXPECT_EQ(covers(update({ { MediaDBMusicColumnAlbumArt, 5 } })), before);
+    EXPECT_EQ(covers(update({ { MediaDBMusicColumnAlbumArt, Bytes { 1, 2, 3 } } })), before);
+    EXPECT_EQ(covers(update({ { MediaDBMusicColumnAlbumArt, Bytes {} } })), before);
+}
+
+TEST_F(UpdateMP4TagTest, TheSameRecordTwiceWritesOnce)
+{
+    Record record { { MediaDBMusicColumnTitle, "t" }, { MediaDBMusicColumnAlbumArt, test::tinyPng() } };
+    update(record);
+    struct stat before { };
+    stat(m_path.c_str(), &before);
+    update(record);
+    struct stat after { };
+    stat(m_path.c_str(), &after);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+TEST_F(UpdateMP4TagTest, APathOfNilIsTheRecords)
+{
+    Record record { { MediaDBCommonColumnFilePath, m_path }, { MediaDBMusicColumnTitle, "new" } };
+    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(Path(), record));
+    EXPECT_THAT(lines(), Contains("\u00A9nam=new"));
+}
+
+TEST_F(UpdateMP4TagTest, AFileThatCannotBeOpenedIsFalseAndLogged)
+{
+    std::string text = m_folder.write("text.m4a", std::string_view("no movie at all"));
+    for (const std::string& path : { m_folder.file("missing.m4a"), m_folder.path(), text }) {
+        test::LogCapture log;
+        EXPECT_FALSE(UpdateMP4Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "t" } }));
+        EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + path));
+    }
+    test::LogCapture log;
+    EXPECT_FALSE(UpdateMP4Tag().updateTagWithDictionary(Path(), {}));
+    EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail (null)"));
+}
+
+class MP4PodcastInfoTest : public UpdateMP4TagTest {
+protected:
+    std::optional<Record> info(const std::string& url, const std::string& id)
+    {
+        m_folder.write("song.m4a", plainM4a());
+        tagWithMutagen("t['purl']=[" + url + "]; t['egid']=[" + id + "]");
+        m_log.emplace();
+        auto result = UpdateMP4Tag().podcastInfo(m_path);
+        m_lines = m_log->lines();
+        m_log.reset();
+        return result;
+    }
+    static Record both(const std::string& url, const std::string& id)
+    {
+        return { { kMediaTagPodcastEpisodeId, id }, { kMediaTagPodcastChannelUrl, url } };
+    }
+    auto noInfoLine() const { return ElementsAre("MP4Tag no podcast info " + m_path); }
+
+    std::optional<test::LogCapture> m_log;
+    Lines m_lines;
+};
+
+TEST_F(MP4PodcastInfoTest, BothItemsGiveBothKeys)
+{
+    EXPECT_EQ(info("b'http://f'", "b'ep-7'"), both("http://f", "ep-7"));
+    EXPECT_THAT(m_lines, IsEmpty());
+}
+
+TEST_F(MP4PodcastInfoTest, ValuesHaveOneTo1999Bytes)
+{
+    EXPECT_EQ(info("b'u'*1999", "b'e'"), both(std::string(1999, 'u'), "e"));
+    EXPECT_EQ(info("b'u'*2000", "b'e'"), std::nullopt);
+    EXPECT_THAT(m_lines, noInfoLine());
+    EXPECT_EQ(info("b''", "b'e'"), std::nullopt);
+    EXPECT_THAT(m_lines, noInfoLine());
+    EXPECT_EQ(info("b'u'", "b'e'*2000"), std::nullopt);
+    EXPECT_THAT(m_lines, noInfoLine());
+}
+
+TEST_F(MP4PodcastInfoTest, TextThatIsNotUtf8CountsAsMissing)
+{
+    EXPECT_EQ(info("b'\\xff'", "b'e'"), std::nullopt);
+    EXPECT_THAT(m_lines, noInfoLine());
+}
+
+TEST_F(MP4PodcastInfoTest, AMissingItemGivesNilAndALine)
+{
+    tagWithMutagen("t['purl']=[b'http://f']");
+    test::LogCapture log;
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(m_path), std::nullopt);
+    EXPECT_THAT(log.lines(), ElementsAre("MP4Tag no podcast info " + m_path));
+}
+
+TEST_F(MP4PodcastInfoTest, AFileThatCannotBeOpenedGivesNilAndALine)
+{
+    std::string missing = m_folder.file("missing.m4a");
+    test::LogCapture log;
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(missing), std::nullopt);
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(Path()), std::nullopt);
+    EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + missing, "MP4Tag file open fail (null)"));
+}
+
+} // namespace
+} // namespace mv
