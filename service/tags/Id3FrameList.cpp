@@ -61,7 +61,8 @@ bool areDigits(std::string_view text)
 Id3FrameList Id3FrameList::carriedFrom(const TagSet& tags)
 {
     Id3FrameList list;
-    for (const Id3v2Tag& tag : tags.prependedTags)
+    // A tag at the end counts only where there is none at the front; the new one at the front will hide it.
+    for (const Id3v2Tag& tag : tags.prependedTags.empty() ? tags.appendedTags : tags.prependedTags)
         list.carry(tag);
     if (tags.id3v1)
         list.addFromId3v1(*tags.id3v1);

@@ -13,9 +13,9 @@ namespace mv {
 /// The frames of the tag that is going to be written, version 2.3.
 class Id3FrameList {
 public:
-    /// Every frame of the tags at the front of the file: those of a v2.3 tag byte for byte, those of others in their
-    /// v2.3 form. What v2.3 has no form for is left out. Of the ID3v1 tag its year, track and genre, each only where no
-    /// frame has it.
+    /// Every frame of the tags at the front of the file (of those at its end where there are none): those of a v2.3 tag
+    /// byte for byte, those of others in their v2.3 form. What v2.3 has no form for is left out. Of the ID3v1 tag its
+    /// year, track and genre, each only where no frame has it.
     static Id3FrameList carriedFrom(const TagSet& tags);
 
     const std::vector<Id3Frame>& frames() const { return m_frames; }

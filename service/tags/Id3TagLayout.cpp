@@ -16,11 +16,10 @@ constexpr std::uint64_t MaxPadding = 64 * 1024;
 bool canReplace(const Id3v2Tag& tag, std::uint64_t fileEnd)
 {
     bool wholeInFile = tag.extent().offset + tag.header().totalSize() <= fileEnd;
-    bool wholeRead = tag.header().bodySize <= Id3v2Tag::MaximumBytesRead;
     bool knownVersion = tag.majorVersion() >= 2 && tag.majorVersion() <= 4;
     bool everyFrame = tag.frames().size() < Id3v2Tag::MaximumFrames;
     // A frame that reaches past its tag's end is broken for every reader; what is left of it goes.
-    return tag.complete() || (wholeInFile && wholeRead && knownVersion && everyFrame);
+    return tag.complete() || (wholeInFile && knownVersion && everyFrame);
 }
 
 std::uint64_t wholeBlocks(std::uint64_t bytes) { return (bytes + Block - 1) / Block * Block; }
@@ -36,8 +35,10 @@ void syncsafe(ByteWriter& writer, std::uint64_t value)
 Result<Id3TagLayout> layOutTag(const TagSet& tags, std::size_t frameBytes)
 {
     Id3TagLayout layout;
+    std::uint64_t bytesRead = 0;
     for (const Id3v2Tag& tag : tags.prependedTags) {
-        if (!canReplace(tag, tags.audioEnd))
+        bytesRead += tag.header().bodySize;
+        if (bytesRead > TagSet::MaximumBytesRead || !canReplace(tag, tags.audioEnd))
             return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
         layout.oldSize = tag.extent().end();
     }

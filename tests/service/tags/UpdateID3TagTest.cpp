@@ -246,6 +246,20 @@ TEST_F(UpdateID3TagTest, AV24TagBecomesV23WithoutLosingItsDate)
             "TYER enc=1 2005", "version=2.3"));
 }
 
+TEST_F(UpdateID3TagTest, FramesOfATagAtTheEndAreTakenOverWhereThereIsNoneAtTheFront)
+{
+    Bytes appended = test::id3Tag(4, { { "TIT2", "\3old" }, { "TBPM", "\003120" } });
+    appended[5] = 0x10; // has a footer
+    Bytes footer(appended.begin(), appended.begin() + 10);
+    std::copy_n("3DI", 3, footer.begin());
+    Bytes after = test::joined({ appended, footer });
+    std::string path = file({}, after);
+    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
+        ElementsAre("TBPM enc=1 120", "TIT2 enc=1 new", "version=2.3"));
+    Bytes content = test::readFile(path);
+    EXPECT_TRUE(std::equal(after.rbegin(), after.rend(), content.rbegin()));
+}
+
 TEST_F(UpdateID3TagTest, SeveralTagsAtTheFrontBecomeOne)
 {
     Bytes tags = test::joined(
@@ -338,6 +352,39 @@ TEST_F(UpdateID3TagTest, ValuesOfAWrongKindRaiseAndChangeNothing)
     raises(MediaDBMusicColumnTitle, 5);
     raises(MediaDBMusicColumnGenre, 17);
     EXPECT_EQ(test::readFile(path), before);
+}
+
+/// MPEG-4 files with the moov box before and behind the media, and in fragments.
+class Id3BeforeMovieTest : public UpdateID3TagTest {
+protected:
+    std::string movie(const std::string& flags)
+    {
+        std::string path = m_folder.file("song.m4a");
+        test::outputOf("ffmpeg -v error -y -f lavfi -i sine=d=2 -c:a aac -b:a 32k " + flags + " " + test::quoted(path));
+        return path;
+    }
+    static std::string audioHash(const std::string& path)
+    {
+        return test::outputOf("ffmpeg -v error -f mp4 -i " + test::quoted(path) + " -map 0:a -f md5 -");
+    }
+};
+
+TEST_F(Id3BeforeMovieTest, OffsetsMoveAlongWhenTheTagComesGrowsAndGoes)
+{
+    if (!test::haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not installed";
+    for (std::string flags : { "-movflags +faststart", "", "-movflags frag_keyframe+empty_moov",
+             "-movflags frag_keyframe+empty_moov+default_base_moof+global_sidx" }) {
+        std::string path = movie(flags);
+        Bytes original = test::readFile(path);
+        std::string hash = audioHash(path);
+        EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "t" } }), Contains("TIT2 enc=1 t"));
+        EXPECT_EQ(audioHash(path), hash) << flags;
+        EXPECT_THAT(update(path, { { MediaDBMusicColumnAlbumArt, Bytes(100'000, 1) } }), Contains(StartsWith("APIC")));
+        EXPECT_EQ(audioHash(path), hash) << flags;
+        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnAlbumArt, NullObject() } }));
+        EXPECT_EQ(test::readFile(path), original) << flags;
+    }
 }
 
 class ID3PodcastInfoTest : public UpdateID3TagTest { };
