@@ -11,6 +11,7 @@
 #include "service/parsers/MP4Parser.h"
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
+#include "service/tags/MediaTag.h"
 
 #include <array>
 
@@ -34,7 +35,7 @@ constexpr std::array kServices {
     ServiceRow { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser",
         makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },
     ServiceRow { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater",
-        makePlaceholder<MediaTagAdaptor> },
+        makeRoot<MediaTagAdaptor, MediaTag> },
     ServiceRow {
         "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter", makePlaceholder<MP4ExporterAdaptor> },
     ServiceRow {
