@@ -138,20 +138,32 @@ Result<std::uint64_t> framesByTail(const InputFile& file, std::uint64_t marker, 
     }
 }
 
+Result<FlacStreamInfo> streamInfoAt(const InputFile& file, std::uint64_t marker)
+{
+    std::array<std::uint8_t, MarkerAndStreamInfoSize> start {};
+    MV_TRY(got, file.readAt(marker, start));
+    return FlacStreamInfo::parse(ByteView(start).first(got));
+}
+
 } // namespace
 
 Result<StreamLength> measureFlac(const InputFile& file)
 {
     MV_TRY(marker, startOfAudioFile(file));
-    std::array<std::uint8_t, MarkerAndStreamInfoSize> start {};
-    MV_TRY(got, file.readAt(marker, start));
-    MV_TRY(info, FlacStreamInfo::parse(ByteView(start).first(got)));
+    MV_TRY(info, streamInfoAt(file, marker));
     std::uint64_t frames = info.totalFrames;
     if (frames == 0) {
         MV_TRY(counted, framesByTail(file, marker, info));
         frames = counted;
     }
     return StreamLength { info.sampleRate, info.channels, frames };
+}
+
+Result<std::uint64_t> flacFramesByTail(const InputFile& file)
+{
+    MV_TRY(marker, startOfAudioFile(file));
+    MV_TRY(info, streamInfoAt(file, marker));
+    return framesByTail(file, marker, info);
 }
 
 } // namespace mv

@@ -15,6 +15,10 @@ struct StreamLength {
 /// end of the last whole frame. Error kinds: Unsupported (no FLAC), Format (FLAC that cannot be decoded), Io.
 Result<StreamLength> measureFlac(const InputFile& file);
 
+/// Where the last whole frame of a native FLAC file ends, whatever the total of the header says: a file that was cut
+/// off has less. Error kinds as above.
+Result<std::uint64_t> flacFramesByTail(const InputFile& file);
+
 /// The first Vorbis, Opus or FLAC stream of an Ogg file, whichever comes first; Vorbis and Opus with all links of a
 /// chain. In a chain of several sample rates every link counts by its time at the first one's rate. Error kinds as
 /// above.

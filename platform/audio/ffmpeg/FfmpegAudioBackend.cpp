@@ -1,5 +1,6 @@
 #include "platform/audio/AudioBackend.h"
 #include "platform/audio/ffmpeg/AacEncoderFfmpeg.h"
+#include "platform/audio/ffmpeg/FfmpegAudioSource.h"
 #include "platform/ffmpeg/BackendParts.h"
 
 namespace mv {
@@ -12,6 +13,7 @@ public:
     {
         return makeFfmpegAacEncoder(settings);
     }
+    Result<std::unique_ptr<AudioSource>> openSource(const Path& path) override { return FfmpegAudioSource::open(path); }
 };
 
 } // namespace

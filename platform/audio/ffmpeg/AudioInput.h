@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/audio/AudioStatus.h"
+#include "platform/ffmpeg/Handles.h"
+#include "platform/ffmpeg/MediaInput.h"
+
+namespace mv {
+
+/// The first audio stream of a file, demuxed, with a decoder that has not begun. Error codes are OSStatus.
+class AudioInput {
+public:
+    /// Rates and channels outside these are no sound that anything here can play; they keep sizes within bounds.
+    static constexpr int HighestSampleRate = 768'000;
+    static constexpr int MostChannels = 64;
+
+    static Result<AudioInput> open(const Path& path);
+
+    AVStream& stream() { return *m_stream; }
+    const AVCodecParameters& parameters() const { return *m_stream->codecpar; }
+    AVCodecContext& codec() { return *m_codec; }
+    AVFormatContext& container() { return m_input->context(); }
+    const InputFile& file() const { return m_input->file(); }
+    bool isContainer(std::string_view name) const;
+    bool isIsoMedia() const { return m_input->isIsoMedia(); }
+
+    /// The stream's next whole packet; false at the end of the file. Packets that the end of the file cut off are
+    /// left out. AMR comes one frame at a time: the decoder takes no more, and containers pack several.
+    Result<bool> read(AVPacket& packet);
+
+private:
+    AudioInput() = default;
+    Result<void> chooseStream();
+    Result<void> learnParameters();
+    Result<void> openDecoder();
+    Result<bool> readWhole(AVPacket& packet);
+
+    std::unique_ptr<MediaInput> m_input;
+    AVStream* m_stream = nullptr; // m_input's
+    CodecContext m_codec;
+    PacketHandle m_packed; // frames of a packet that are still to be handed out
+};
+
+/// Bytes of the AMR frame whose first byte this is; 0 where there is no such frame.
+int amrFrameSize(AVCodecID id, std::uint8_t head);
+
+/// True for uncompressed samples, logarithmic ones included.
+bool isSampled(AVCodecID id);
+
+} // namespace mv
