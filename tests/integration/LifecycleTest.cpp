@@ -1,0 +1,114 @@
+#include "tests/integration/RunningService.h"
+
+#include <regex>
+#include <set>
+#include <unistd.h>
+
+namespace mv {
+namespace {
+
+using test::kServiceBusNames;
+using test::RunningService;
+using test::ServiceProcess;
+
+class Lifecycle : public RunningService {
+protected:
+    void notify(const char* name, const char* object)
+    {
+        sd_bus_emit_signal(
+            m_client.bus(), "/", "Mivo.NSDistributedNotificationCenter", "notification", "ss", name, object);
+        sd_bus_flush(m_client.bus());
+    }
+};
+
+TEST_F(Lifecycle, NineNamesEachOnItsOwnConnectionAndThread)
+{
+    std::set<std::string> owners;
+    for (std::string_view name : kServiceBusNames)
+        owners.insert(m_client.ownerOf(std::string(name)));
+    EXPECT_EQ(owners.size(), 9u);
+    EXPECT_EQ(m_service.threadCount(), 10) << "the main thread and one a service";
+}
+
+TEST_F(Lifecycle, ASecondInstancePublishesNothingAndQuits)
+{
+    ServiceProcess second;
+    EXPECT_EQ(second.waitForEnd(), 0);
+    EXPECT_NE(second.log().find("failed to register Mivo AV Parser"), std::string::npos) << second.log();
+    EXPECT_EQ(second.log().find("MP3"), std::string::npos) << "later rows were never tried";
+    EXPECT_TRUE(m_service.running());
+    EXPECT_TRUE(m_client.build("MivoMP3Parser_1._3._0._12062", "/no/such/file").has_value());
+}
+
+TEST_F(Lifecycle, OnlyTheRightNameAndObjectQuit)
+{
+    notify("MivoTerminitor", "Somebody");
+    notify("MivoTerminator", "Mivo");
+    notify("MivoTerminitor", "");
+    EXPECT_EQ(m_service.waitForEnd(300), -1);
+    notify("MivoTerminitor", "Mivo");
+    EXPECT_EQ(m_service.waitForEnd(), 0);
+    for (std::string_view name : kServiceBusNames)
+        EXPECT_FALSE(m_client.hasOwner(std::string(name)));
+}
+
+TEST_F(Lifecycle, QuitsWhileAStoppedProcessIsContinued)
+{
+    kill(m_service.pid(), SIGSTOP);
+    notify("MivoTerminitor", "Mivo");
+    kill(m_service.pid(), SIGCONT);
+    EXPECT_EQ(m_service.waitForEnd(), 0);
+}
+
+TEST_F(Lifecycle, SigtermIsAnOrderlyQuit)
+{
+    kill(m_service.pid(), SIGTERM);
+    EXPECT_EQ(m_service.waitForEnd(), 0);
+}
+
+TEST_F(Lifecycle, TheLogHasOneWholeLinePerMessage)
+{
+    std::istringstream log(m_service.log());
+    std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} mivo-mediad\[\d+:\d+\] .*)");
+    for (std::string line; std::getline(log, line);)
+        EXPECT_TRUE(std::regex_match(line, form)) << line;
+}
+
+TEST(LifecycleStart, AFifthNameThatIsTakenKeepsFourAndQuits)
+{
+    test::PrivateBus bus;
+    test::BusClient holder;
+    ASSERT_GE(sd_bus_request_name(holder.bus(), "MivoMP4Exporter_1._3._0._12062", 0), 0);
+    // Names that come and go in between are told to whoever listens.
+    std::vector<std::string> published;
+    sd_bus_slot* slot = nullptr;
+    auto noted = [](sd_bus_message* message, void* userdata, sd_bus_error*) {
+        const char* name = nullptr;
+        const char* before = nullptr;
+        const char* after = nullptr;
+        if (sd_bus_message_read(message, "sss", &name, &before, &after) >= 0 && *after && *name != ':')
+            static_cast<std::vector<std::string>*>(userdata)->push_back(name);
+        return 0;
+    };
+    ASSERT_GE(sd_bus_add_match(holder.bus(), &slot,
+                  "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged'", noted, &published),
+        0);
+    BusSlot match(slot);
+    ServiceProcess service;
+    EXPECT_EQ(service.waitForEnd(), 0);
+    holder.serveUntil([&] { return published.size() > 4; }, 200);
+    EXPECT_EQ(published, std::vector<std::string>(kServiceBusNames, kServiceBusNames + 4));
+    EXPECT_NE(service.log().find("failed to register Mivo MP4 Exporter"), std::string::npos) << service.log();
+}
+
+TEST(LifecycleStart, WithoutABusItSaysSoAndQuits)
+{
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    ServiceProcess service;
+    EXPECT_EQ(service.waitForEnd(), 0);
+    EXPECT_NE(service.log().find("failed to register Mivo AV Parser"), std::string::npos);
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+} // namespace
+} // namespace mv
