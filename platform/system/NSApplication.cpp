@@ -6,8 +6,8 @@
 #include <csignal>
 #include <cstdint>
 #include <exception>
-#include <future>
 #include <poll.h>
+#include <semaphore>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
@@ -132,16 +132,20 @@ void MainThread::perform(std::function<void()> work, bool waitUntilDone)
         return NSApplication::sharedApplication().post(std::move(work));
     if (std::this_thread::get_id() == s_mainThread.load())
         return work();
-    std::promise<void> done;
+    std::binary_semaphore done(0);
+    std::exception_ptr raised;
     NSApplication::sharedApplication().post([&] {
         try {
             work();
-            done.set_value();
         } catch (...) {
-            done.set_exception(std::current_exception());
+            raised = std::current_exception();
         }
+        // Only now, so that the exception is the waiting thread's alone.
+        done.release();
     });
-    done.get_future().get();
+    done.acquire();
+    if (raised)
+        std::rethrow_exception(raised);
 }
 
 void MainThread::setExecutorForTesting(Executor executor)
