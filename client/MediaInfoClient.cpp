@@ -1,6 +1,5 @@
 #include "client/MediaInfoClient.h"
 
-#include "Base/Media/MVMediaTypeReader.h"
 #include "client/ServiceNames.h"
 
 namespace mv {
@@ -16,7 +15,7 @@ Result<std::optional<Record>> MediaInfoClient::build(const Path& path)
 
 Result<std::optional<Record>> describeFile(ServiceBus& bus, const Path& path)
 {
-    return MediaInfoClient(bus, describingService(MVMediaTypeReader::type(path))).build(path);
+    return MediaInfoClient(bus, describingService(path)).build(path);
 }
 
 } // namespace mv

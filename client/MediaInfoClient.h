@@ -26,7 +26,7 @@ private:
     std::string_view m_service;
 };
 
-/// The record of a file from the service that its media type calls for.
+/// The record of a file from the service that the ending of its name calls for.
 Result<std::optional<Record>> describeFile(ServiceBus& bus, const Path& path);
 
 } // namespace mv

@@ -1,10 +1,27 @@
 #include "client/ServiceNames.h"
 
+#include "Base/Core/Text.h"
+
+#include <algorithm>
+
 namespace mv {
 
-std::string_view describingService(std::int32_t mediaType)
+namespace {
+
+// Pictures that the image service takes though their endings have no media type code.
+constexpr std::array<std::string_view, 6> kMorePictures { "tif", "tiff", "webp", "heic", "heif", "avif" };
+
+bool isMorePicture(std::string_view extension)
 {
-    switch (mediaType) {
+    return std::any_of(kMorePictures.begin(), kMorePictures.end(),
+        [&](std::string_view one) { return equalIgnoringAsciiCase(one, extension); });
+}
+
+} // namespace
+
+std::string_view describingService(const Path& path)
+{
+    switch (MVMediaTypeReader::type(path)) {
     case MVMediaTypeMP3:
         return MP3ParserService;
     case MVMediaTypeM4A:
@@ -17,6 +34,8 @@ std::string_view describingService(std::int32_t mediaType)
     case MVMediaTypeGIF:
     case MVMediaTypePNG:
         return ImageParserService;
+    case MVMediaTypeUnknown:
+        return isMorePicture(path.pathExtension()) ? ImageParserService : AVParserService;
     default:
         return AVParserService;
     }

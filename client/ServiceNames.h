@@ -3,7 +3,6 @@
 #include "Base/Media/MVMediaTypeReader.h"
 
 #include <array>
-#include <cstdint>
 #include <string_view>
 
 namespace mv {
@@ -32,8 +31,8 @@ inline constexpr std::array kServiceNames {
     BasicAudioParserService,
 };
 
-/// The service that describes files of a media type: MP3 files, M4A files, FLAC and Ogg files and pictures have a
-/// service of their own, every other type goes to the audio/video parser.
-std::string_view describingService(std::int32_t mediaType);
+/// The service that describes a file, by the ending of its name: MP3 files, M4A files, FLAC and Ogg files and pictures
+/// have a service of their own, everything else goes to the audio/video parser.
+std::string_view describingService(const Path& path);
 
 } // namespace mv

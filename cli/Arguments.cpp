@@ -1,0 +1,90 @@
+#include "cli/Arguments.h"
+
+#include "Base/Core/Text.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace mv::cli {
+
+namespace {
+
+Error misuse(const std::string& text) { return { Error::Kind::Format, text }; }
+
+const Option* findOption(std::span<const Option> options, std::string_view name)
+{
+    auto found = std::find_if(options.begin(), options.end(), [&](const Option& one) { return one.name == name; });
+    return found == options.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+Result<Arguments> Arguments::parse(std::span<const Option> options, const std::vector<std::string>& words)
+{
+    Arguments arguments;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        std::string_view word = words[i];
+        if (word == "--") {
+            arguments.m_files.insert(
+                arguments.m_files.end(), words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end());
+            break;
+        }
+        // A single dash stands for standard input or output.
+        if (!word.starts_with('-') || word == "-") {
+            arguments.m_files.emplace_back(word);
+            continue;
+        }
+        auto equals = word.find('=');
+        std::string name(word.substr(0, equals));
+        const Option* option = name.starts_with("--") ? findOption(options, name.substr(2)) : nullptr;
+        if (!option)
+            return misuse("there is no option " + name);
+        std::string value;
+        if (!option->value && equals != std::string_view::npos)
+            return misuse("the option " + name + " takes no value");
+        if (option->value && equals == std::string_view::npos && i + 1 == words.size())
+            return misuse("the option " + name + " needs a value: " + option->value);
+        if (option->value)
+            value = equals != std::string_view::npos ? std::string(word.substr(equals + 1)) : words[++i];
+        arguments.m_options.push_back({ name.substr(2), value });
+    }
+    return arguments;
+}
+
+bool Arguments::has(std::string_view option) const
+{
+    return std::any_of(m_options.begin(), m_options.end(), [&](const Given& one) { return one.name == option; });
+}
+
+std::string Arguments::value(std::string_view option, std::string_view fallback) const
+{
+    std::string found(fallback);
+    for (const Given& one : m_options) {
+        if (one.name == option)
+            found = one.value;
+    }
+    return found;
+}
+
+std::vector<std::string> Arguments::values(std::string_view option) const
+{
+    std::vector<std::string> found;
+    for (const Given& one : m_options) {
+        if (one.name == option)
+            found.push_back(one.value);
+    }
+    return found;
+}
+
+Result<int> numberIn(std::string_view option, const std::string& text, int minimum, int maximum)
+{
+    int value = 0;
+    const char* end = text.data() + text.size();
+    auto [stopped, failure] = std::from_chars(text.data(), end, value);
+    if (failure != std::errc() || stopped != end || value < minimum || value > maximum)
+        return misuse(formatText("--%s takes a whole number from %d to %d, not \"%s\"", std::string(option).c_str(),
+            minimum, maximum, text.c_str()));
+    return value;
+}
+
+} // namespace mv::cli

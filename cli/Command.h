@@ -1,0 +1,40 @@
+#pragma once
+
+#include "cli/Arguments.h"
+
+#include <span>
+
+namespace mv::cli {
+
+/// A subcommand: what it is called, what its help says, what it does.
+struct Command {
+    const char* name;
+    const char* synopsis; ///< what follows the name
+    const char* summary; ///< one line
+    const char* details; ///< more for the command's own help; may be empty
+    std::span<const Option> options; ///< its own; every command has the common ones besides
+    std::size_t minimumFiles;
+    std::size_t maximumFiles;
+    /// The exit status. Has told the reason on standard error when that is not 0.
+    int (*run)(const Arguments&);
+};
+
+extern const Command describeCommand;
+extern const Command statusCommand;
+extern const Command quitCommand;
+extern const Command exifCommand;
+extern const Command thumbnailCommand;
+extern const Command sheetCommand;
+extern const Command dumpCommand;
+extern const Command tagCommand;
+extern const Command podcastCommand;
+extern const Command encodeCommand;
+extern const Command convertCommand;
+extern const Command exportCommand;
+
+inline constexpr std::size_t AnyNumber = SIZE_MAX;
+
+/// Runs the tool with the words behind its own name; the exit status.
+int runTool(const std::vector<std::string>& words);
+
+} // namespace mv::cli

@@ -1,0 +1,91 @@
+#include "cli/Command.h"
+#include "cli/InputPath.h"
+#include "cli/JsonText.h"
+#include "cli/RecordText.h"
+#include "cli/ServiceAccess.h"
+#include "cli/Terminal.h"
+#include "client/ExifClient.h"
+
+#include <cstdio>
+
+namespace mv::cli {
+
+namespace {
+
+constexpr const char* Name = "exif";
+constexpr std::size_t NameColumns = 18;
+
+std::string jsonInfo(const std::string& file, const MVExifInfo& info)
+{
+    JsonObject object;
+    object.text("file", file);
+    for (const ExifTextProperty& property : exifTextProperties()) {
+        if (const auto& text = info.*property.field)
+            object.text(property.name, *text);
+    }
+    object.add("versionNumber", std::to_string(info.versionNumber));
+    if (info.date)
+        object.text("date", isoDate(*info.date));
+    return object.line() + "\n";
+}
+
+std::string readableInfo(const std::string& file, const MVExifInfo& info)
+{
+    std::string out = terminalText(file) + "\n";
+    auto row = [&](std::string_view name, const std::string& text) {
+        out += "  " + padded(name, NameColumns) + terminalText(text) + "\n";
+    };
+    for (const ExifTextProperty& property : exifTextProperties()) {
+        if (const auto& text = info.*property.field)
+            row(property.name, *text);
+    }
+    if (info.versionNumber != 0)
+        row("versionNumber", std::to_string(info.versionNumber));
+    if (info.date)
+        row("date", localDate(*info.date));
+    return out;
+}
+
+Result<std::string> exifOf(ServiceBus& bus, const std::string& file, bool json)
+{
+    MV_TRY(path, inputPath(file));
+    MV_TRY(info, ExifClient(bus).extractExif(path));
+    if (!info)
+        return Error { Error::Kind::Format, "has no EXIF data" };
+    return json ? jsonInfo(file, *info) : readableInfo(file, *info);
+}
+
+int run(const Arguments& arguments)
+{
+    auto service = openService(Name, arguments);
+    if (!service)
+        return 1;
+    int status = 0;
+    for (const std::string& file : arguments.files()) {
+        auto text = exifOf(*service->bus, file, arguments.has("json"));
+        if (text) {
+            std::fputs(text->c_str(), stdout);
+            continue;
+        }
+        complain(Name, file, sentenceFor(text.error()));
+        status = 1;
+    }
+    return status;
+}
+
+constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+
+} // namespace
+
+const Command exifCommand {
+    .name = Name,
+    .synopsis = "[--json] FILE...",
+    .summary = "Show the camera and exposure facts of pictures",
+    .details = "",
+    .options = kOptions,
+    .minimumFiles = 1,
+    .maximumFiles = AnyNumber,
+    .run = run,
+};
+
+} // namespace mv::cli

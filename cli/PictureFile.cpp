@@ -1,0 +1,177 @@
+#include "cli/PictureFile.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Core/Handle.h"
+#include "Base/Core/Text.h"
+#include "cli/JsonText.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <jpeglib.h>
+#include <zlib.h>
+
+namespace mv::cli {
+
+namespace {
+
+constexpr int JpegQuality = 85;
+constexpr std::size_t Channels = 4;
+constexpr std::size_t JpegChannels = 3;
+// PNG's filter that stores the difference to the pixel on the left.
+constexpr std::uint8_t SubFilter = 1;
+
+void chunk(Bytes& png, std::string_view name, ByteView body)
+{
+    ByteWriter writer(png);
+    writer.u32be(static_cast<std::uint32_t>(body.size()));
+    std::size_t start = png.size();
+    writer.text(name);
+    writer.bytes(body);
+    writer.u32be(static_cast<std::uint32_t>(crc32(0, png.data() + start, static_cast<uInt>(png.size() - start))));
+}
+
+Bytes filteredRows(const Bitmap& bitmap)
+{
+    std::size_t rowBytes = static_cast<std::size_t>(bitmap.width) * Channels;
+    Bytes rows;
+    rows.reserve((rowBytes + 1) * static_cast<std::size_t>(bitmap.height));
+    for (std::size_t start = 0; start < bitmap.pixels.size(); start += rowBytes) {
+        rows.push_back(SubFilter);
+        for (std::size_t i = 0; i < rowBytes; ++i) {
+            std::uint8_t left = i < Channels ? std::uint8_t { 0 } : bitmap.pixels[start + i - Channels];
+            rows.push_back(static_cast<std::uint8_t>(bitmap.pixels[start + i] - left));
+        }
+    }
+    return rows;
+}
+
+struct JpegFailure {
+    jpeg_error_mgr manager; // first, so that the library's pointer to it is one to this
+    jmp_buf leave;
+};
+
+void leaveLibrary(j_common_ptr info) { std::longjmp(reinterpret_cast<JpegFailure*>(info->err)->leave, 1); }
+
+/// Nothing here has a destructor: the library's failures jump over it.
+bool compressRows(const std::uint8_t* rgb, int width, int height, unsigned char** out, unsigned long* size)
+{
+    jpeg_compress_struct info;
+    JpegFailure failure;
+    info.err = jpeg_std_error(&failure.manager);
+    failure.manager.error_exit = leaveLibrary;
+    if (setjmp(failure.leave)) {
+        jpeg_destroy_compress(&info);
+        return false;
+    }
+    jpeg_create_compress(&info);
+    jpeg_mem_dest(&info, out, size);
+    info.image_width = static_cast<JDIMENSION>(width);
+    info.image_height = static_cast<JDIMENSION>(height);
+    info.input_components = static_cast<int>(JpegChannels);
+    info.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, JpegQuality, TRUE);
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height) {
+        auto* row
+            = const_cast<std::uint8_t*>(rgb) + std::size_t { info.next_scanline } * info.image_width * JpegChannels;
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    return true;
+}
+
+bool isOpaque(const Bitmap& bitmap)
+{
+    for (std::size_t i = Channels - 1; i < bitmap.pixels.size(); i += Channels) {
+        if (bitmap.pixels[i] != 255)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+Result<Bitmap> bitmapOf(const Bytes& picture)
+{
+    auto image = NSImage::initWithData(picture);
+    auto representation = image ? image->bestRepresentationForDevice() : nullptr;
+    if (!representation || representation->pixelsWide() < 1 || representation->pixelsHigh() < 1)
+        return Error { Error::Kind::Format, "is no picture that can be read" };
+    return representation->scaledTo(representation->pixelsWide(), representation->pixelsHigh());
+}
+
+Bitmap flattened(Bitmap bitmap, NSColor background)
+{
+    const std::uint8_t ground[] = { background.red, background.green, background.blue };
+    for (std::size_t i = 0; i + Channels <= bitmap.pixels.size(); i += Channels) {
+        unsigned alpha = bitmap.pixels[i + 3];
+        for (std::size_t j = 0; j < JpegChannels; ++j) {
+            unsigned mixed = bitmap.pixels[i + j] * alpha + ground[j] * (255 - alpha);
+            bitmap.pixels[i + j] = static_cast<std::uint8_t>((mixed + 127) / 255);
+        }
+        bitmap.pixels[i + 3] = 255;
+    }
+    return bitmap;
+}
+
+Bytes pngOf(const Bitmap& bitmap)
+{
+    Bytes png { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n' };
+    Bytes header;
+    ByteWriter writer(header);
+    writer.u32be(static_cast<std::uint32_t>(bitmap.width));
+    writer.u32be(static_cast<std::uint32_t>(bitmap.height));
+    // 8 bits a channel, red, green, blue and alpha, not interlaced.
+    writer.bytes(Bytes { 8, 6, 0, 0, 0 });
+    chunk(png, "IHDR", header);
+    Bytes rows = filteredRows(bitmap);
+    Bytes packed(compressBound(rows.size()));
+    uLongf packedSize = packed.size();
+    compress(packed.data(), &packedSize, rows.data(), rows.size());
+    chunk(png, "IDAT", ByteView(packed).first(packedSize));
+    chunk(png, "IEND", {});
+    return png;
+}
+
+Result<Bytes> jpegOf(const Bitmap& bitmap)
+{
+    Bytes rgb;
+    rgb.reserve(bitmap.pixels.size() / Channels * JpegChannels);
+    for (std::size_t i = 0; i + Channels <= bitmap.pixels.size(); i += Channels)
+        rgb.insert(rgb.end(), bitmap.pixels.begin() + static_cast<std::ptrdiff_t>(i),
+            bitmap.pixels.begin() + static_cast<std::ptrdiff_t>(i + JpegChannels));
+    unsigned char* out = nullptr;
+    unsigned long size = 0;
+    bool done = compressRows(rgb.data(), bitmap.width, bitmap.height, &out, &size);
+    std::unique_ptr<unsigned char, CloseWith<std::free>> owner(out);
+    if (!done)
+        return Error { Error::Kind::Limit, "the picture cannot be made a JPEG" };
+    return Bytes(out, out + size);
+}
+
+Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)
+{
+    std::string ending = toLowerAscii(extension);
+    if (ending == "tif" || ending == "tiff")
+        return tiff;
+    if (ending != "png" && ending != "jpg" && ending != "jpeg")
+        return Error { Error::Kind::Unsupported, "the name must end in .tif, .png or .jpg" };
+    MV_TRY(bitmap, bitmapOf(tiff));
+    if (ending == "png")
+        return pngOf(bitmap);
+    return jpegOf(flattened(std::move(bitmap), NSColor::whiteColor()));
+}
+
+Result<std::string> dataAddress(const Bytes& tiff)
+{
+    MV_TRY(bitmap, bitmapOf(tiff));
+    if (!isOpaque(bitmap))
+        return "data:image/png;base64," + base64(pngOf(bitmap));
+    MV_TRY(jpeg, jpegOf(bitmap));
+    return "data:image/jpeg;base64," + base64(jpeg);
+}
+
+} // namespace mv::cli

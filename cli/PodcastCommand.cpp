@@ -1,0 +1,75 @@
+#include "cli/Command.h"
+#include "cli/InputPath.h"
+#include "cli/JsonText.h"
+#include "cli/ServiceAccess.h"
+#include "cli/Terminal.h"
+#include "client/TagClient.h"
+
+#include <cstdio>
+
+namespace mv::cli {
+
+namespace {
+
+constexpr const char* Name = "podcast";
+
+std::string jsonInfo(const std::string& file, const TagClient::PodcastInfo& info)
+{
+    JsonObject object;
+    object.text("file", file);
+    if (info.episodeId)
+        object.text("episodeId", *info.episodeId);
+    if (info.channelUrl)
+        object.text("channelUrl", *info.channelUrl);
+    return object.line() + "\n";
+}
+
+std::string readableInfo(const std::string& file, const TagClient::PodcastInfo& info)
+{
+    return terminalText(file) + "\n  episode  " + terminalText(info.episodeId.value_or("(unknown)")) + "\n  channel  "
+        + terminalText(info.channelUrl.value_or("(unknown)")) + "\n";
+}
+
+Result<std::string> podcastOf(ServiceBus& bus, const std::string& file, bool json)
+{
+    MV_TRY(path, inputPath(file));
+    MV_TRY(info, TagClient(bus).podcastInfo(path));
+    if (!info)
+        return Error { Error::Kind::NotFound, "is no podcast episode" };
+    return json ? jsonInfo(file, *info) : readableInfo(file, *info);
+}
+
+int run(const Arguments& arguments)
+{
+    auto service = openService(Name, arguments);
+    if (!service)
+        return 1;
+    int status = 0;
+    for (const std::string& file : arguments.files()) {
+        auto text = podcastOf(*service->bus, file, arguments.has("json"));
+        if (text) {
+            std::fputs(text->c_str(), stdout);
+            continue;
+        }
+        complain(Name, file, sentenceFor(text.error()));
+        status = 1;
+    }
+    return status;
+}
+
+constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+
+} // namespace
+
+const Command podcastCommand {
+    .name = Name,
+    .synopsis = "[--json] FILE...",
+    .summary = "Show the episode and the channel that a podcast file's tags name",
+    .details = "",
+    .options = kOptions,
+    .minimumFiles = 1,
+    .maximumFiles = AnyNumber,
+    .run = run,
+};
+
+} // namespace mv::cli

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "cli/Arguments.h"
+#include "client/ServiceBus.h"
+#include "client/ServiceProcess.h"
+
+#include <memory>
+
+namespace mv::cli {
+
+/// The running service and a connection to it, for the time of a command.
+struct ServiceAccess {
+    std::unique_ptr<ServiceProcess> process;
+    std::unique_ptr<ServiceBus> bus;
+};
+
+/// Uses or starts the service; has complained when it gives nothing.
+std::optional<ServiceAccess> openService(std::string_view command, const Arguments& arguments);
+
+} // namespace mv::cli

@@ -1,0 +1,114 @@
+#include "Base/Core/Text.h"
+#include "cli/Command.h"
+#include "cli/JsonText.h"
+#include "cli/RecordText.h"
+#include "cli/Terminal.h"
+#include "client/ServiceBus.h"
+#include "client/ServiceNames.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace mv::cli {
+
+namespace {
+
+constexpr const char* Name = "status";
+constexpr std::size_t NameColumns = 34;
+
+/// Seconds since the process started, from the kernel's process table.
+std::optional<std::int64_t> uptimeOf(int processId)
+{
+    std::ifstream statFile("/proc/" + std::to_string(processId) + "/stat");
+    std::ifstream uptimeFile("/proc/uptime");
+    std::string line;
+    double sinceBoot = 0;
+    if (!std::getline(statFile, line) || !(uptimeFile >> sinceBoot))
+        return std::nullopt;
+    // The program's name may hold blanks and parentheses; the fields behind it are numbers.
+    std::istringstream fields(line.substr(std::min(line.rfind(')') + 1, line.size())));
+    constexpr int FieldsBeforeStart = 19;
+    std::string skipped;
+    for (int i = 0; i < FieldsBeforeStart; ++i)
+        fields >> skipped;
+    long long startTicks = 0;
+    if (!(fields >> startTicks))
+        return std::nullopt;
+    double started = static_cast<double>(startTicks) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    return static_cast<std::int64_t>(std::max(0.0, sinceBoot - started));
+}
+
+struct Row {
+    std::string_view service;
+    int processId = 0; ///< 0 when nobody answers
+};
+
+std::vector<Row> askAll(ServiceBus& bus)
+{
+    std::vector<Row> rows;
+    for (std::string_view service : kServiceNames) {
+        auto processId = bus.processIdOf(service);
+        rows.push_back({ service, processId ? *processId : 0 });
+    }
+    return rows;
+}
+
+std::string readableRow(const Row& row)
+{
+    std::string text = padded(row.service, NameColumns);
+    if (row.processId == 0)
+        return text + "not running\n";
+    text += "process " + std::to_string(row.processId);
+    if (auto uptime = uptimeOf(row.processId))
+        text += ", up " + readableLength(*uptime);
+    return text + "\n";
+}
+
+std::string jsonRow(const Row& row)
+{
+    JsonObject object;
+    object.text("service", row.service).add("running", row.processId ? "true" : "false");
+    if (row.processId)
+        object.add("pid", std::to_string(row.processId));
+    if (auto uptime = row.processId ? uptimeOf(row.processId) : std::nullopt)
+        object.add("uptime", std::to_string(*uptime));
+    return object.line() + "\n";
+}
+
+int run(const Arguments& arguments)
+{
+    auto bus = ServiceBus::open();
+    if (!bus) {
+        complain(Name, "there is no session bus, so no service runs on it");
+        return 1;
+    }
+    std::vector<Row> rows = askAll(**bus);
+    for (const Row& row : rows)
+        std::fputs((arguments.has("json") ? jsonRow(row) : readableRow(row)).c_str(), stdout);
+    auto missing = std::count_if(rows.begin(), rows.end(), [](const Row& row) { return row.processId == 0; });
+    if (missing == 0)
+        return 0;
+    complain(
+        Name, formatText("%d of %d services do not run", static_cast<int>(missing), static_cast<int>(rows.size())));
+    return 1;
+}
+
+constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+
+} // namespace
+
+const Command statusCommand {
+    .name = Name,
+    .synopsis = "[--json]",
+    .summary = "Show which services run on the session bus",
+    .details = "Starts nothing. The exit status is 0 when all nine services run.",
+    .options = kOptions,
+    .minimumFiles = 0,
+    .maximumFiles = 0,
+    .run = run,
+};
+
+} // namespace mv::cli

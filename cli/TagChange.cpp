@@ -1,0 +1,154 @@
+#include "cli/TagChange.h"
+
+#include "Base/Core/Text.h"
+#include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
+#include "cli/InputPath.h"
+#include "cli/PictureFile.h"
+#include "platform/system/InputFile.h"
+
+#include <algorithm>
+#include <array>
+
+namespace mv::cli {
+
+namespace {
+
+using Kind = TagField::Kind;
+
+constexpr std::array kFields {
+    TagField { "title", MediaDBMusicColumnTitle, Kind::Text, true, true },
+    TagField { "artist", MediaDBMusicColumnArtist, Kind::Text, true, true },
+    TagField { "album", MediaDBMusicColumnAlbum, Kind::Text, true, true },
+    TagField { "album-artist", MediaDBMusicColumnAlbumArtist, Kind::Text, false, true },
+    TagField { "composer", MediaDBMusicColumnComposer, Kind::Text, true, true },
+    TagField { "genre", MediaDBMusicColumnGenre, Kind::Text, true, true },
+    TagField { "date", MediaDBMusicColumnDateReleased, Kind::Text, false, true },
+    TagField { "comment", MediaDBCommonColumnReservedText, Kind::Text, true, false },
+    TagField { "track", MediaDBMusicColumnTrackNo, Kind::Number, true, true },
+    TagField { "disc", MediaDBMusicColumnDiscNo, Kind::Number, false, true },
+    TagField { "art", MediaDBMusicColumnAlbumArt, Kind::Picture, true, true },
+};
+
+// The texts that an MP3 file loses when the record lacks them.
+constexpr std::array kWholeStateOfMP3 { MediaDBMusicColumnTitle, MediaDBMusicColumnAlbum, MediaDBMusicColumnArtist,
+    MediaDBCommonColumnReservedText, MediaDBMusicColumnComposer };
+
+// A track number is one byte in the ID3 writer.
+constexpr int LargestNumber = 255;
+// The whole message must stay below the bus's limit.
+constexpr std::uint64_t MaxPictureBytes = 16u << 20;
+
+Error misuse(const std::string& text) { return { Error::Kind::Format, text }; }
+
+Result<Value> pictureValue(const std::string& name)
+{
+    MV_TRY(path, inputPath(name));
+    MV_TRY(content, readWholeFile(path, MaxPictureBytes));
+    bool isJpeg = content.size() > 3 && content[0] == 0xff && content[1] == 0xd8 && content[2] == 0xff;
+    if (isJpeg)
+        return Value(std::move(content));
+    // Covers are JPEG pictures in every format; the ID3 writer would call any other bytes so as well.
+    MV_TRY(bitmap, bitmapOf(content));
+    MV_TRY(jpeg, jpegOf(flattened(std::move(bitmap), NSColor::whiteColor())));
+    return Value(std::move(jpeg));
+}
+
+Result<Value> valueFor(const TagField& field, const std::string& text)
+{
+    switch (field.kind) {
+    case Kind::Text:
+        if (!isValidUtf8(text))
+            return misuse(formatText("the %s is not UTF-8", field.name));
+        return Value(text);
+    case Kind::Number: {
+        MV_TRY(number, numberIn(field.name, text, 1, LargestNumber));
+        return Value(std::int32_t { number });
+    }
+    case Kind::Picture: {
+        auto picture = pictureValue(text);
+        if (!picture)
+            return misuse(text + ": " + picture.error().text);
+        return picture;
+    }
+    }
+    return Value();
+}
+
+/// What empties a field: the ID3 writer takes the null object for the texts it knows as a whole and for pictures,
+/// the MP4 writer for pictures; everything else is emptied by an empty text or the number 0.
+Value emptying(std::int32_t mediaType, const TagField& field)
+{
+    bool wholeState = std::find(kWholeStateOfMP3.begin(), kWholeStateOfMP3.end(), field.key) != kWholeStateOfMP3.end();
+    if (field.kind == Kind::Picture || (mediaType == MVMediaTypeMP3 && wholeState))
+        return NullObject();
+    return field.kind == Kind::Number ? Value(std::int32_t { 0 }) : Value("");
+}
+
+} // namespace
+
+std::span<const TagField> tagFields() { return kFields; }
+
+Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
+{
+    std::vector<TagChange> changes;
+    for (const TagField& field : kFields) {
+        if (!arguments.has(field.name))
+            continue;
+        MV_TRY(value, valueFor(field, arguments.value(field.name)));
+        changes.push_back({ &field, std::move(value) });
+    }
+    for (const std::string& name : arguments.values("clear")) {
+        auto field
+            = std::find_if(kFields.begin(), kFields.end(), [&](const TagField& one) { return name == one.name; });
+        if (field == kFields.end())
+            return misuse("there is no field \"" + name + "\" to clear");
+        if (arguments.has(field->name))
+            return misuse("the " + name + " cannot be set and cleared at once");
+        changes.emplace_back().field = &*field;
+    }
+    return changes;
+}
+
+Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes)
+{
+    if (mediaType != MVMediaTypeMP3 && mediaType != MVMediaTypeM4A)
+        return misuse("only MP3 and M4A files have tags that the service writes");
+    Record record { { MediaDBCommonColumnMediaType, mediaType } };
+    if (mediaType == MVMediaTypeMP3) {
+        for (std::string_view key : kWholeStateOfMP3) {
+            if (const Value* value = current.find(key))
+                record.set(key, *value);
+        }
+    } else {
+        // Neither a picture nor the null object: the MP4 writer leaves the cover alone.
+        record.set(MediaDBMusicColumnAlbumArt, "");
+    }
+    for (const TagChange& change : changes) {
+        if (!(mediaType == MVMediaTypeMP3 ? change.field->inMP3 : change.field->inM4A))
+            return misuse(formatText(
+                "the service writes no %s into %s files", change.field->name, MVMediaTypeReader::typeName(mediaType)));
+        record.set(change.field->key, change.value.isNull() ? emptying(mediaType, *change.field) : change.value);
+    }
+    return record;
+}
+
+bool isDone(const TagChange& change, const Record& now)
+{
+    const Value* value = now.find(change.field->key);
+    switch (change.field->kind) {
+    case Kind::Picture:
+        return change.value.isNull() == (value == nullptr);
+    case Kind::Number:
+        return (value ? value->integerValue().value_or(0) : 0) == change.value.integerValue().value_or(0);
+    case Kind::Text:
+        break;
+    }
+    std::string wanted = change.value.string() ? *change.value.string() : "";
+    std::string found = value && value->string() ? *value->string() : "";
+    // The parser's word for "no genre".
+    bool unknownGenre = change.field->key == MediaDBMusicColumnGenre && wanted.empty() && found == "Unknown";
+    return wanted == found || unknownGenre;
+}
+
+} // namespace mv::cli

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Base/Core/Result.h"
+#include "Base/Media/Record.h"
+#include "cli/Arguments.h"
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace mv::cli {
+
+/// A field of a tag that the tool can change.
+struct TagField {
+    enum class Kind { Text, Number, Picture };
+
+    const char* name; ///< of its option
+    std::string_view key;
+    Kind kind;
+    bool inMP3;
+    bool inM4A;
+};
+
+std::span<const TagField> tagFields();
+
+/// What a command line asks of a tag.
+struct TagChange {
+    const TagField* field = nullptr;
+    Value value; ///< null: the field is to be emptied
+};
+
+/// Fails with a sentence at an unknown field, a number that is none, or a picture that cannot be read.
+Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
+
+/// The record that the tag updater is to get for a file of that media type, so that the changes are made and nothing
+/// else changes. The writers read a record differently: for MP3 files it is the complete state of the texts, for M4A
+/// files a missing cover means "remove it". Fails where the format has no such field.
+Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes);
+
+/// True when the record that the file has now shows the change.
+bool isDone(const TagChange& change, const Record& now);
+
+} // namespace mv::cli

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Base/Core/Error.h"
+
+#include <string>
+#include <string_view>
+
+namespace mv::cli {
+
+/// Text as it may go to a terminal: valid UTF-8, control characters (so that a tag cannot send commands to the
+/// terminal) and bytes that are no UTF-8 as escapes.
+std::string terminalText(std::string_view text);
+
+/// "mivo COMMAND: TEXT" on standard error, as one line.
+void complain(std::string_view command, std::string_view text);
+/// The same about a file.
+void complain(std::string_view command, std::string_view file, std::string_view text);
+
+/// True when standard output, or standard error, is a terminal.
+bool outputIsTerminal();
+bool errorIsTerminal();
+/// Columns of the terminal behind standard error; 80 where it does not say.
+int terminalWidth();
+
+/// Why a call to the service failed, as a sentence for people.
+std::string sentenceFor(const Error& error);
+
+} // namespace mv::cli

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/graphics/NSImage.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace mv::cli {
+
+/// How a terminal takes pictures.
+enum class PictureProtocol { Kitty, ITerm, Sixel };
+
+std::optional<PictureProtocol> protocolNamed(std::string_view name);
+/// What the terminal behind standard output can do: known ones by the environment, others by asking them.
+std::optional<PictureProtocol> terminalProtocol();
+
+/// The bytes that make a terminal show the picture.
+std::string terminalPicture(const Bitmap& bitmap, PictureProtocol protocol);
+
+} // namespace mv::cli
