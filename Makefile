@@ -42,6 +42,10 @@ fuzz:
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
 
+# Kills, full disks, failing calls and rivals while files are updated, at full length (some ten minutes).
+faults: build
+	@tests/faults/run_faults.py --programs build/tests
+
 install: build
 	@cmake --install build
 

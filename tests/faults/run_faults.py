@@ -1,0 +1,438 @@
+#!/usr/bin/python3
+"""What happens to files whose update is killed, runs out of room, meets failing calls or rivals.
+
+run_faults.py --programs FOLDER [--short] [--kills N] [PART...]
+
+Parts: kills, calls, room, rights, turns, kinds; all of them without a name. Every part prints its counts; the exit
+status is 1 when a file was ever anything but its old or its new content.
+"""
+import argparse
+import errno
+import hashlib
+import os
+import random
+import shutil
+import signal
+import stat
+import subprocess
+import sys
+import tempfile
+import time
+
+NOBODY = 65534
+SKIPPED = 77
+failures = []
+programs = None
+
+
+def fail(text):
+    failures.append(text)
+    print("FAILED:", text)
+
+
+def digest(path):
+    hash_ = hashlib.blake2b()
+    with open(path, "rb") as file:
+        while block := file.read(1 << 20):
+            hash_.update(block)
+    return hash_.hexdigest()
+
+
+def litter(folder):
+    return [name for name in os.listdir(folder) if name.startswith(".mivo")]
+
+
+# ---- files -----------------------------------------------------------------------------------------------------------
+
+def make_mp3(path, megabytes):
+    """Valid frame headers with noise behind them: no block of the file is like another."""
+    source = random.Random(megabytes)
+    block = b"".join(b"\xff\xfb\x90\x64" + source.randbytes(413) for _ in range(2514))  # about 1 MB
+    with open(path, "wb") as file:
+        for i in range(megabytes):
+            file.write(i.to_bytes(4, "big").join([block[:4], block[8:]]))
+
+
+def make_m4a(path, megabytes, flags=()):
+    seconds = megabytes * 1_000_000 / 88_200
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}",
+                    "-c:a", "alac", "-sample_fmt", "s16p", *flags, path], check=True)
+
+
+def make(path, megabytes):
+    if path.endswith(".mp3"):
+        make_mp3(path, megabytes)
+    else:
+        make_m4a(path, megabytes, ["-movflags", "+faststart"] if "fast" in path else [])
+
+
+def audio_hash(path):
+    command = ["ffmpeg", "-v", "quiet", "-i", path, "-map", "0:a", "-c", "copy", "-f", "md5", "-"]
+    return subprocess.run(command, capture_output=True, text=True).stdout
+
+
+# ---- updates ---------------------------------------------------------------------------------------------------------
+
+class Records:
+    """Two records by turns: one with a cover of 300 KB, one without any."""
+
+    def __init__(self, folder):
+        self.picture = os.path.join(folder, "cover.png")
+        # Noise does not compress: a PNG and a JPEG of it are large.
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+                        "nullsrc=s=320x320,geq=random(1)*255:128:128", "-frames:v", "1", self.picture], check=True)
+
+    def arguments(self, turn):
+        if turn % 2:
+            return ["Title=" + "x" * 1500, "Artist=with", f"AlbumArt=@{self.picture}"]
+        return ["Title=short", "Artist=without", "AlbumArt=null"]
+
+
+def command(path, arguments):
+    return [os.path.join(programs, "tag_updater"), path, *arguments]
+
+
+def update(path, arguments, environment=None, prefix=()):
+    return subprocess.run([*prefix, *command(path, arguments)], capture_output=True, text=True,
+                          env={**os.environ, **(environment or {})})
+
+
+def updated_copy(path, arguments, folder):
+    copy = os.path.join(folder, "copy-" + os.path.basename(path))
+    shutil.copyfile(path, copy)
+    begin = time.monotonic()
+    update(copy, arguments)
+    return digest(copy), time.monotonic() - begin
+
+
+# ---- (a) kills -------------------------------------------------------------------------------------------------------
+
+def kill_rounds(path, rounds, records, work, linked):
+    """Kills updates of one file at random moments; every next update has to leave the new content and nothing else."""
+    counts = {"old": 0, "new": 0, "journalled": 0, "litter": 0}
+    folder = os.path.dirname(path)
+    audio = audio_hash(path)
+    for turn in range(rounds):
+        arguments = records.arguments(turn + 1)
+        old = digest(path)
+        new, duration = updated_copy(path, arguments, work)
+        child = subprocess.Popen(command(path, arguments), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        time.sleep(random.uniform(0, duration * 1.05))
+        child.send_signal(signal.SIGKILL)
+        child.wait()
+        left = litter(folder)
+        counts["litter"] += bool(left)
+        found = digest(path)
+        if found in (old, new):
+            counts["new" if found == new else "old"] += 1
+        elif linked and any(name.startswith(".mivo-journal") for name in left):
+            counts["journalled"] += 1  # torn, and its complete old content lies beside it
+        else:
+            fail(f"{path}: torn after kill {turn}")
+            return counts
+        update(path, arguments)
+        if digest(path) != new:
+            fail(f"{path}: not the new content after the update that followed kill {turn}")
+        if litter(folder):
+            fail(f"{path}: litter after the update that followed kill {turn}: {litter(folder)}")
+    if audio_hash(path) != audio:
+        fail(f"{path}: other audio than before")
+    return counts
+
+
+def kills(folder, options):
+    records = Records(folder)
+    sizes = [(1, 2), (5, 1)] if options.short else [(1, 8), (5, 6), (50, 4), (200, 2)]
+    kinds = ["end.m4a", "fast.m4a", "plain.mp3", "linked.mp3", "linked.m4a"]
+    unit = options.kills / (len(kinds) * sum(weight for _, weight in sizes))
+    total = {}
+    done = 0
+    for megabytes, weight in sizes:
+        for kind in kinds:
+            place = os.path.join(folder, f"{megabytes}-{kind}")
+            os.mkdir(place)
+            path = os.path.join(place, kind)
+            make(path, megabytes)
+            linked = "linked" in kind
+            if linked:
+                os.link(path, os.path.join(place, "second name"))
+            rounds = max(1, round(unit * weight))
+            for key, count in kill_rounds(path, rounds, records, folder, linked).items():
+                total[key] = total.get(key, 0) + count
+            done += rounds
+            if linked and not os.path.samefile(path, os.path.join(place, "second name")):
+                fail(f"{path}: lost its second name")
+            shutil.rmtree(place)
+    print(f"kills: {done} kills over files of {sizes[0][0]} to {sizes[-1][0]} MB: {total['old']} old, {total['new']} new,"
+          f" {total['journalled']} in place with a journal, {total['litter']} left litter that the next update removed")
+
+
+# ---- (b) failing calls -----------------------------------------------------------------------------------------------
+
+RETRIED = ["pwrite", "pread", "copy_file_range", "fsync", "ftruncate", "flock"]
+OTHERS = ["renameat", "openat", "fchmod", "fsetxattr", "fallocate"]
+SHORT = ["pwrite", "pread", "copy_file_range"]
+
+
+def faulty_update(path, arguments, call, error, index, report):
+    preload = os.path.join(programs, "libfault_interposer.so")
+    result = update(path, arguments, {"LD_PRELOAD": preload, "FAULT_CALL": call, "FAULT_ERROR": str(error),
+                                      "FAULT_INDEX": str(index), "FAULT_REPORT": report,
+                                      "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"})
+    came = os.path.exists(report)
+    if came:
+        os.unlink(report)
+    return result, came
+
+
+def judge_faulty(name, path, result, old, new, must_succeed):
+    found = digest(path)
+    if found not in (old, new):
+        fail(f"{name}: neither the old nor the new content")
+    if must_succeed and found != new:
+        fail(f"{name}: not continued")
+    opened = "MP4Tag file open fail" not in result.stderr
+    if result.stdout != ("true\n" if opened else "false\n"):
+        fail(f"{name}: answered {result.stdout!r}")
+    if found == old and opened and result.stderr.count("Cannot replace the content of") != 1:
+        fail(f"{name}: no reason in the log: {result.stderr!r}")
+    if litter(os.path.dirname(path)):
+        fail(f"{name}: litter {litter(os.path.dirname(path))}")
+    return "new" if found == new else "old"
+
+
+def failing_calls(folder, options):
+    records = Records(folder)
+    arguments = records.arguments(1)
+    counts = {"old": 0, "new": 0}
+    for kind in ["plain.mp3", "end.m4a", "linked.mp3"]:
+        place = os.path.join(folder, kind + "-calls")
+        os.mkdir(place)
+        pristine = os.path.join(folder, kind)
+        make(pristine, 1)
+        path = os.path.join(place, kind)
+
+        def fresh():
+            shutil.rmtree(place)
+            os.mkdir(place)
+            shutil.copyfile(pristine, path)
+            os.setxattr(path, "user.mood", b"calm")
+            if "linked" in kind:
+                os.link(path, os.path.join(place, "second"))
+
+        fresh()
+        update(path, arguments)
+        old, new = digest(pristine), digest(path)
+        cases = [(call, error) for call in RETRIED + OTHERS for error in (errno.ENOSPC, errno.EIO)]
+        cases += [(call, errno.EINTR) for call in RETRIED] + [(call, "short") for call in SHORT]
+        for call, error in cases:
+            step = 5 if options.short and call == "pread" else 1
+            for index in range(0, 400, step):
+                fresh()
+                result, came = faulty_update(path, arguments, call, error, index, os.path.join(folder, "report"))
+                if not came:
+                    break
+                name = f"{kind}: {call} {index} -> {error}"
+                counts[judge_faulty(name, path, result, old, new, error in (errno.EINTR, "short"))] += 1
+        # A disk that fails for good while a file is rewritten in place: the next update restores it.
+        for call in ("pwrite", "fsync"):
+            fresh()
+            faulty_update(path, arguments, call, errno.EIO, "all", os.path.join(folder, "report"))
+            update(path, arguments)
+            if digest(path) != new or litter(place):
+                fail(f"{kind}: not right after every {call} had failed")
+    print(f"calls: {counts['old'] + counts['new']} failing calls: {counts['old']} kept the old content,"
+          f" {counts['new']} went on to the new")
+
+
+# ---- (c) no room -----------------------------------------------------------------------------------------------------
+
+def room(folder, options):
+    mount = os.path.join(folder, "small")
+    os.mkdir(mount)
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=6m", "none", mount], capture_output=True).returncode:
+        print("room: skipped, cannot mount a small tmpfs here")
+        return
+    try:
+        records = Records(folder)
+        counts = {"old": 0, "new": 0}
+        for kind in ["plain.mp3", "end.m4a", "linked.mp3"]:
+            pristine = os.path.join(folder, "room-" + kind)
+            make(pristine, 2)
+            path = os.path.join(mount, kind)
+            reference = os.path.join(folder, "reference-" + kind)
+            shutil.copyfile(pristine, reference)
+            update(reference, records.arguments(1))
+            for tenth in range(0, 13):
+                shutil.copyfile(pristine, path)
+                if "linked" in kind:
+                    os.link(path, os.path.join(mount, "second"))
+                free = os.statvfs(mount).f_bavail * os.statvfs(mount).f_bsize
+                ballast = max(0, free - tenth * 256 * 1024)
+                with open(os.path.join(mount, "ballast"), "wb") as file:
+                    file.write(b"\1" * ballast)
+                result = update(path, records.arguments(1))
+                counts[judge_faulty(f"{kind} with {tenth * 256} KB free", path, result, digest(pristine),
+                                    digest(reference), False)] += 1
+                for name in os.listdir(mount):
+                    os.unlink(os.path.join(mount, name))
+        print(f"room: {sum(counts.values())} updates on a small file system: {counts['old']} kept the old content,"
+              f" {counts['new']} had room")
+        if not counts["old"] or not counts["new"]:
+            fail("room: not both outcomes were seen")
+    finally:
+        subprocess.run(["umount", mount], check=True)
+
+
+# ---- (d) no right ----------------------------------------------------------------------------------------------------
+
+def expect_refused(name, path, arguments, prefix, mp4_answer):
+    before, facts = digest(path), os.stat(path)
+    result = update(path, arguments, prefix=prefix)
+    answer = mp4_answer if path.endswith(".m4a") else "true"
+    if result.stdout.strip() != answer or digest(path) != before or os.stat(path).st_ctime_ns != facts.st_ctime_ns:
+        fail(f"{name}: answered {result.stdout.strip()}, {result.stderr.strip()}")
+    if not result.stderr:
+        fail(f"{name}: no log line")
+
+
+def rights(folder, options):
+    if os.geteuid() != 0:
+        print("rights: skipped, only root can take rights away")
+        return
+    os.chmod(folder, 0o755)
+    local = os.path.join(folder, "tag_updater")
+    shutil.copy(os.path.join(programs, "tag_updater"), local)
+    global_programs = programs
+    globals()["programs"] = folder
+    nobody = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups"]
+    arguments = ["Title=t"]
+    count = 0
+    for kind in ["plain.mp3", "end.m4a"]:
+        place = os.path.join(folder, "rights-" + kind)
+        os.mkdir(place)
+        path = os.path.join(place, kind)
+        make(path, 1)
+        os.chown(place, NOBODY, NOBODY)
+        os.chown(path, NOBODY, NOBODY)
+        os.chmod(path, 0o400)
+        expect_refused(f"{kind}: mode 0400", path, arguments, nobody, "false")
+        os.chmod(path, 0o644)
+        os.chmod(place, 0o555)
+        expect_refused(f"{kind}: folder of mode 0555", path, arguments, nobody, "true")
+        os.chmod(place, 0o755)
+        count += 2
+        if subprocess.run(["chattr", "+i", path], capture_output=True).returncode == 0:
+            expect_refused(f"{kind}: immutable", path, arguments, [], "false")
+            subprocess.run(["chattr", "-i", path], check=True)
+            count += 1
+        if subprocess.run(["mount", "--bind", place, place], capture_output=True).returncode == 0:
+            subprocess.run(["mount", "-o", "remount,ro,bind", place], check=True)
+            expect_refused(f"{kind}: read-only mount", path, arguments, [], "false")
+            subprocess.run(["umount", place], check=True)
+            count += 1
+        # A writable file of somebody else in one's own folder: replaced, and then one's own.
+        os.chown(path, 0, 0)
+        os.chmod(path, 0o666)
+        result = update(path, arguments, prefix=nobody)
+        if result.stdout != "true\n" or stat.S_IMODE(os.stat(path).st_mode) != 0o666:
+            fail(f"{kind}: foreign owner: {result.stdout} {result.stderr}")
+        count += 1
+    globals()["programs"] = global_programs
+    print(f"rights: {count} updates without a right: each refused and logged, or done, as it should")
+
+
+# ---- (e) rivals ------------------------------------------------------------------------------------------------------
+
+def turns(folder, options):
+    rounds = 25 if options.short else 200
+    for kind, keys in [("plain.mp3", ("Genre=g", "TrackNo=")), ("end.m4a", ("Title=g", "TrackNo=")),
+                       ("linked.mp3", ("Genre=g", "TrackNo="))]:
+        place = os.path.join(folder, "turns-" + kind)
+        os.mkdir(place)
+        path = os.path.join(place, kind)
+        make(path, 1)
+        audio = audio_hash(path)
+        if "linked" in kind:
+            os.link(path, os.path.join(place, "second"))
+        script = 'for i in $(seq 1 $3); do "$0" "$1" "$2$i" || exit 1; done'
+        rivals = [subprocess.Popen(["sh", "-c", script, command(path, [])[0], path, key, str(rounds)],
+                                   stdout=subprocess.DEVNULL) for key in keys]
+        if any(rival.wait() for rival in rivals):
+            fail(f"{kind}: a rival failed")
+        probe = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags", "-of", "default=nk=0", path],
+                               capture_output=True, text=True).stdout
+        found = dict(line.removeprefix("TAG:").split("=", 1) for line in probe.splitlines() if "=" in line)
+        name = keys[0].split("=")[0].lower()
+        if found.get(name) != f"g{rounds}" or found.get("track", "").split("/")[0] != str(rounds):
+            fail(f"{kind}: an update was lost: {found}")
+        if audio_hash(path) != audio or litter(place):
+            fail(f"{kind}: audio or litter after {rounds} turns")
+    print(f"turns: 3 files, two processes with {rounds} updates each: no update lost")
+
+
+# ---- (f) kinds of files ----------------------------------------------------------------------------------------------
+
+def kinds(folder, options):
+    count = 0
+    for kind in ["plain.mp3", "end.m4a"]:
+        place = os.path.join(folder, "kinds-" + kind)
+        os.mkdir(place)
+        path = os.path.join(place, kind)
+        link = os.path.join(place, "link" + path[-4:])
+        make(path, 1)
+        os.symlink(kind, link)
+        os.setxattr(path, "user.mood", b"calm")
+        acl = subprocess.run(["setfacl", "-m", "u:1234:rw", path], capture_output=True).returncode == 0
+        if os.geteuid() == 0:
+            os.chown(path, 1234, 2345)
+            os.chmod(path, 0o400)
+            if acl:
+                subprocess.run(["setfacl", "-m", "u:1234:r", path], check=True)
+        rights_before = subprocess.run(["getfacl", "-p", path], capture_output=True, text=True).stdout if acl else ""
+        before = os.stat(path)
+        audio = audio_hash(path)
+        result = update(link, ["Title=" + "t" * 1000])
+        after = os.stat(path)
+        rights_after = subprocess.run(["getfacl", "-p", path], capture_output=True, text=True).stdout if acl else ""
+        same = (before.st_mode, before.st_uid, before.st_gid) == (after.st_mode, after.st_uid, after.st_gid)
+        if result.stdout != "true\n" or before.st_ino == after.st_ino or not same or rights_before != rights_after:
+            fail(f"{kind}: mode, owner or ACL changed: {result.stderr}")
+        if not os.path.islink(link) or os.getxattr(path, "user.mood") != b"calm" or audio_hash(path) != audio:
+            fail(f"{kind}: symlink, attribute or audio changed")
+        second = os.path.join(place, "second")
+        os.link(path, second)
+        update(path, ["Title=linked"])
+        if not os.path.samefile(path, second) or audio_hash(second) != audio or litter(place):
+            fail(f"{kind}: hard link lost")
+        count += 2
+    print(f"kinds: {count} updates through a symlink (mode 0400, foreign owner, attribute, ACL) and of a hard link: kept")
+
+
+PARTS = {"kills": kills, "calls": failing_calls, "room": room, "rights": rights, "turns": turns, "kinds": kinds}
+
+
+def main():
+    global programs
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", required=True, help="folder of tag_updater and libfault_interposer.so")
+    parser.add_argument("--short", action="store_true", help="small files, few rounds")
+    parser.add_argument("--kills", type=int, help="how many (50 when short, else 1000)")
+    parser.add_argument("--seed", type=int, default=None, help="of the random moments")
+    parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
+    options = parser.parse_args()
+    options.kills = options.kills or (50 if options.short else 1000)
+    programs = options.programs
+    random.seed(options.seed)
+    if not shutil.which("ffmpeg"):
+        print("skipped: ffmpeg is not installed")
+        return SKIPPED
+    for part in options.parts or PARTS:
+        with tempfile.TemporaryDirectory(prefix="mivo-faults-") as folder:
+            begin = time.monotonic()
+            PARTS[part](folder, options)
+            print(f"{part}: {time.monotonic() - begin:.0f} s")
+    return 1 if failures else 0
+
+
+sys.exit(main())
