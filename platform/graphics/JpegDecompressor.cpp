@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <jerror.h>
 #include <memory>
 
 namespace mv {
@@ -14,7 +15,6 @@ constexpr std::size_t BufferBytes = 64u << 10;
 constexpr std::array<std::uint8_t, 2> EndOfImage { 0xFF, 0xD9 };
 
 void ignoreMessage(j_common_ptr) { }
-void ignoreLevel(j_common_ptr, int) { }
 void ignoreState(j_decompress_ptr) { }
 
 } // namespace
@@ -27,7 +27,8 @@ JpegDecompressor::JpegDecompressor(const PictureSource& source, JpegStretches st
     m_state.err = jpeg_std_error(&m_errors.manager);
     m_errors.manager.error_exit = failed;
     m_errors.manager.output_message = ignoreMessage;
-    m_errors.manager.emit_message = ignoreLevel;
+    m_errors.manager.emit_message = noteWarning;
+    m_errors.owner = this;
     m_progress.progress_monitor = watchScans;
     m_input.manager.init_source = ignoreState;
     m_input.manager.fill_input_buffer = fillBuffer;
@@ -107,6 +108,12 @@ Bytes JpegDecompressor::profile()
 
 void JpegDecompressor::failed(j_common_ptr state) { std::longjmp(reinterpret_cast<Errors*>(state->err)->jump, 1); }
 
+void JpegDecompressor::noteWarning(j_common_ptr state, int level)
+{
+    if (level < 0 && state->err->msg_code == JWRN_HIT_MARKER)
+        reinterpret_cast<Errors*>(state->err)->owner->m_ranDry = true;
+}
+
 void JpegDecompressor::watchScans(j_common_ptr state)
 {
     if (state->is_decompressor && reinterpret_cast<j_decompress_ptr>(state)->input_scan_number > MaxJpegScans)
@@ -142,6 +149,7 @@ boolean JpegDecompressor::fillBuffer(j_decompress_ptr state)
     Input* input = reinterpret_cast<Input*>(state->src);
     std::size_t count = input->owner->refill();
     // Where the data ends early, the library fills the rest of the picture by itself when it sees the end marker.
+    input->owner->m_inputEnded = count == 0;
     input->manager.next_input_byte = count ? input->owner->m_buffer.data() : EndOfImage.data();
     input->manager.bytes_in_buffer = count ? count : EndOfImage.size();
     return TRUE;

@@ -41,6 +41,8 @@ public:
     /// How many rows came; 0 or less: none, and none will come.
     int readRows(JSAMPROW* rows, int count);
     Bytes profile();
+    /// True when the library had to make up pixels because the file ends too early.
+    bool madeUpPixels() const { return m_inputEnded && m_ranDry; }
 
     /// The library's own state, to read the header and set the wishes between readHeader() and start().
     jpeg_decompress_struct& state() { return m_state; }
@@ -49,6 +51,7 @@ private:
     struct Errors {
         jpeg_error_mgr manager; // first, as the library knows only this part
         std::jmp_buf jump;
+        JpegDecompressor* owner;
     };
     struct Input {
         jpeg_source_mgr manager; // first, for the same reason
@@ -61,6 +64,7 @@ private:
     void skip(std::uint64_t count);
 
     static void failed(j_common_ptr state);
+    static void noteWarning(j_common_ptr state, int level);
     static void watchScans(j_common_ptr state);
     static boolean fillBuffer(j_decompress_ptr state);
     static void skipBytes(j_decompress_ptr state, long count);
@@ -77,6 +81,8 @@ private:
     jpeg_progress_mgr m_progress {};
     jpeg_decompress_struct m_state {};
     bool m_created = false;
+    bool m_inputEnded = false;
+    bool m_ranDry = false;
 };
 
 } // namespace mv

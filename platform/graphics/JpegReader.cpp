@@ -146,7 +146,10 @@ Result<void> JpegReader::deliver(JpegDecompressor& jpeg, int denominator, RowSin
     for (int i = 0; i < RowsAtOnce; i++)
         rows[i] = &buffer[stride * i];
     bool invertInks = m_header.model == PixelModel::Cmyk && !state.saw_Adobe_marker;
-    for (int count = jpeg.readRows(rows, RowsAtOnce); count > 0; count = jpeg.readRows(rows, RowsAtOnce)) {
+    int count = jpeg.readRows(rows, RowsAtOnce);
+    if (jpeg.madeUpPixels() && !jpeg_has_multiple_scans(&state))
+        return Error { Error::Kind::Format, "a JPEG that ends before its first row" };
+    for (; count > 0; count = jpeg.readRows(rows, RowsAtOnce)) {
         for (int i = 0; i < count; i++) {
             if (invertInks)
                 invert(rows[i], stride);

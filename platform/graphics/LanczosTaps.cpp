@@ -37,25 +37,21 @@ void LanczosTaps::setRow(int output, int inputCount, double ratio)
 {
     double stretch = std::max(1.0, ratio);
     double centre = (output + 0.5) * ratio - 0.5;
-    int first = std::clamp(static_cast<int>(std::ceil(centre - Lobes * stretch)), 0, inputCount - 1);
-    int last = std::clamp(static_cast<int>(std::floor(centre + Lobes * stretch)), first, inputCount - 1);
-    last = std::min(last, first + static_cast<int>(m_stride) - 1);
+    int from = static_cast<int>(std::ceil(centre - Lobes * stretch));
+    int to = static_cast<int>(std::floor(centre + Lobes * stretch));
+    int first = std::clamp(from, 0, inputCount - 1);
+    int last = std::clamp(to, first, std::min(inputCount, first + static_cast<int>(m_stride)) - 1);
 
-    float* row = &m_weights[static_cast<std::size_t>(output) * m_stride];
+    std::vector<double> weights(static_cast<std::size_t>(last - first + 1));
     double sum = 0;
-    for (int input = first; input <= last; input++) {
+    for (int input = from; input <= to; input++) {
         double weight = lanczos((input - centre) / stretch);
-        row[input - first] = static_cast<float>(weight);
+        weights[static_cast<std::size_t>(std::clamp(input, first, last) - first)] += weight;
         sum += weight;
     }
-    // Past an edge that lies far outside (a ratio that is not the true one) nothing has weight: take the edge.
-    if (sum < 1e-6) {
-        std::fill(row, row + (last - first + 1), 0.0F);
-        row[centre < first ? 0 : last - first] = 1;
-        sum = 1;
-    }
-    for (int input = first; input <= last; input++)
-        row[input - first] = static_cast<float>(row[input - first] / sum);
+    float* row = &m_weights[static_cast<std::size_t>(output) * m_stride];
+    for (std::size_t i = 0; i < weights.size(); i++)
+        row[i] = static_cast<float>(weights[i] / sum);
     m_first[static_cast<std::size_t>(output)] = first;
     m_count[static_cast<std::size_t>(output)] = last - first + 1;
     m_maxCount = std::max(m_maxCount, last - first + 1);

@@ -7,7 +7,7 @@ namespace mv {
 
 /// The weights that make one output row (or column) out of input rows, for a whole axis. Lanczos with three lobes,
 /// widened by the ratio when shrinking; sample k stands for the interval k to k + 1, so that output and input share
-/// their outer edges. Weights at the borders are cut off and scaled back to a sum of 1.
+/// their outer edges. Beyond a border the outermost sample goes on. Weights sum to 1.
 class LanczosTaps {
 public:
     LanczosTaps() = default;

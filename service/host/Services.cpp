@@ -8,7 +8,6 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 #include "service/image/ExifExtractor.h"
 #include "service/image/UnifiedImageInfoBuider.h"
-#include "service/parsers/MP3Parser.h"
 #include "service/parsers/MP4Parser.h"
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
@@ -32,8 +31,7 @@ template <class Adaptor> std::unique_ptr<ServedObject> makePlaceholder() { retur
 constexpr std::array kServices {
     ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser",
         makeRoot<MediaInfoAdaptor, QuickTimeAVParser> },
-    ServiceRow {
-        "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makeRoot<MediaInfoAdaptor, MP3Parser> },
+    ServiceRow { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makePlaceholder<MediaInfoAdaptor> },
     ServiceRow { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser",
         makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },
     ServiceRow { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater",

@@ -1,0 +1,329 @@
+#include "service/image/NSImageExtension.h"
+
+#include "Base/Core/NSException.h"
+#include "platform/graphics/Canvas.h"
+#include "platform/graphics/NSBitmapImageRep.h"
+#include "service/image/ThumbnailGeometry.h"
+#include "tests/service/image/TiffPicture.h"
+#include "tests/support/LogCapture.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <limits>
+#include <stdexcept>
+
+namespace mv {
+namespace {
+
+using test::TiffPicture;
+using test::tiffPicture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr NSColor kRed { 255, 0, 0, 255 };
+constexpr NSColor kGreen { 0, 255, 0, 255 };
+constexpr NSColor kBlack = NSColor::blackColor();
+constexpr NSColor kWhite = NSColor::whiteColor();
+
+Bitmap plain(int width, int height, NSColor color)
+{
+    Bitmap bitmap { width, height, {} };
+    for (int i = 0; i < width * height; i++)
+        bitmap.pixels.insert(bitmap.pixels.end(), { color.red, color.green, color.blue, color.alpha });
+    return bitmap;
+}
+
+NSImage imageOf(Bitmap bitmap) { return NSImage(std::make_shared<NSBitmapImageRep>(std::move(bitmap))); }
+NSImage plainImage(int width, int height, NSColor color = kGreen) { return imageOf(plain(width, height, color)); }
+
+/// A representation that is asked for more than it can do.
+class FakeRep final : public NSImageRep {
+public:
+    FakeRep(int width, int height)
+        : m_width(width)
+        , m_height(height)
+    {
+    }
+    int pixelsWide() const override { return m_width; }
+    int pixelsHigh() const override { return m_height; }
+    Result<NSColor> colorAtXY(int x, int y) const override
+    {
+        EXPECT_EQ(x, 1);
+        EXPECT_EQ(y, 1);
+        return color;
+    }
+    Result<Bitmap> scaledTo(int width, int height) const override
+    {
+        if (onDraw)
+            onDraw();
+        if (failing)
+            return Error { Error::Kind::Format, "broken" };
+        return plain(width, height, kGreen);
+    }
+
+    std::function<void()> onDraw;
+    bool failing = false;
+    Result<NSColor> color = kRed;
+
+private:
+    int m_width;
+    int m_height;
+};
+
+constexpr int kOther = 7;
+
+TEST(ThumbnailGeometry, DefaultMaxima)
+{
+    for (auto [category, width, height] :
+        { std::tuple { 1, 200.0F, 200.0F }, { 2, 100.0F, 100.0F }, { 3, 130.0F, 90.0F }, { 0, 100.0F, 100.0F },
+            { 4, 100.0F, 100.0F }, { 7, 100.0F, 100.0F }, { -1, 100.0F, 100.0F } }) {
+        EXPECT_EQ(defaultThumbnailMaximum(category).width, width) << category;
+        EXPECT_EQ(defaultThumbnailMaximum(category).height, height) << category;
+    }
+}
+
+struct GeometryCase {
+    int width, height, category;
+    FloatSize maximum;
+    ThumbnailGeometry expected;
+};
+
+TEST(ThumbnailGeometry, Table)
+{
+    const GeometryCase cases[] {
+        { 640, 480, 2, { 100, 100 }, { 100, 75, 100, 75, 0, 0 } },
+        { 640, 480, 3, { 130, 90 }, { 120, 90, 130, 90, 5, 0 } },
+        { 640, 480, 1, { 200, 200 }, { 200, 150, 200, 200, 0, 25 } },
+        { 480, 640, 2, { 100, 100 }, { 75, 100, 75, 100, 0, 0 } },
+        { 50, 50, 2, { 100, 100 }, { 100, 100, 100, 100, 0, 0 } }, // scaled up; a tie
+        { 1000, 1, 2, { 100, 100 }, { 100, 1, 100, 1, 0, 0 } }, // the lost side keeps its source pixels
+        { 1000, 3, 2, { 100, 100 }, { 100, 3, 100, 3, 0, 0 } },
+        { 1, 1000, 2, { 100, 100 }, { 1, 100, 1, 100, 0, 0 } },
+        { 640, 480, 2, { 100.9F, 100.9F }, { 100, 75, 100, 75, 0, 0 } }, // fractions are cut off
+        { 640, 480, 2, { 0.5F, 0.5F }, { 640, 480, 640, 480, 0, 0 } },
+        { 640, 480, kOther, { 0.5F, 0.5F }, { 640, 480, 0, 0, -320, -240 } },
+        { 640, 480, 2, { 0, 100 }, { 640, 480, 640, 480, 0, 0 } },
+        { 101, 100, kOther, { 50, 60 }, { 50, 49, 50, 60, 0, 5 } }, // 11 / 2
+        { 50, 100'000, kOther, { 1, 100 }, { 50, 100, 1, 100, -24, 0 } }, // wider than its canvas: -49 / 2
+        { 640, 480, 2, { 100, -100 }, { 100, 75, 100, 75, 0, 0 } }, // one negative side does not bind
+        { 640, 480, 2, { -100, -100 }, { -133, -100, -133, -100, 0, 0 } },
+        // 333 / (1000 / 100) in single precision
+        { 333, 1000, 2, { 100, 100 }, { 33, 100, 33, 100, 0, 0 } },
+        // 4032 / (3024 / 90) = 120 in single precision, 119.99 would be cut to 119
+        { 4032, 3024, 3, { 130, 90 }, { 120, 90, 130, 90, 5, 0 } },
+        { 3000, 2000, 2, { 100, 100 }, { 100, 66, 100, 66, 0, 0 } },
+    };
+    for (const GeometryCase& row : cases) {
+        ThumbnailGeometry got = thumbnailGeometry(row.width, row.height, row.category, row.maximum);
+        EXPECT_EQ(got, row.expected) << row.width << " x " << row.height << " category " << row.category << ": "
+                                     << got.width << " x " << got.height << " on " << got.canvasWidth << " x "
+                                     << got.canvasHeight << " at " << got.x << ", " << got.y;
+    }
+}
+
+TEST(NSImageExtension, PictureCategoryIsTheScaledPictureItself)
+{
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(640, 480), 2));
+    EXPECT_EQ(thumbnail.width, 100);
+    EXPECT_EQ(thumbnail.height, 75);
+    for (auto [x, y] : { std::pair { 0, 0 }, std::pair { 99, 0 }, std::pair { 0, 74 }, std::pair { 99, 74 } })
+        EXPECT_EQ(thumbnail.at(x, y), kGreen);
+}
+
+TEST(NSImageExtension, VideoFrameHasBlackMargins)
+{
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(640, 480, kRed), 3));
+    EXPECT_EQ(thumbnail.width, 130);
+    EXPECT_EQ(thumbnail.height, 90);
+    EXPECT_EQ(thumbnail.at(4, 45), kBlack);
+    EXPECT_EQ(thumbnail.at(5, 0), kRed);
+    EXPECT_EQ(thumbnail.at(124, 89), kRed);
+    EXPECT_EQ(thumbnail.at(125, 45), kBlack);
+}
+
+TEST(NSImageExtension, AlbumArtTakesItsMarginFromTheSourcePixel11)
+{
+    Bitmap bitmap = plain(100, 50, kGreen);
+    // Only the pixel in the second column of the second row is red.
+    bitmap.pixels[(100 + 1) * 4] = 255;
+    bitmap.pixels[(100 + 1) * 4 + 1] = 0;
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(imageOf(std::move(bitmap)), 1));
+    EXPECT_EQ(thumbnail.width, 200);
+    EXPECT_EQ(thumbnail.height, 200);
+    EXPECT_EQ(thumbnail.at(0, 0), kRed);
+    EXPECT_EQ(thumbnail.at(199, 49), kRed);
+    EXPECT_EQ(thumbnail.at(150, 60), kGreen);
+    EXPECT_EQ(thumbnail.at(0, 150), kRed);
+}
+
+TEST(NSImageExtension, OtherCategoriesHaveTheContextsBlack)
+{
+    for (int category : { 7, 0, -3, 4 }) {
+        TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(200, 100), category));
+        EXPECT_EQ(thumbnail.width, 100);
+        EXPECT_EQ(thumbnail.height, 100);
+        EXPECT_EQ(thumbnail.at(50, 24), kBlack);
+        EXPECT_EQ(thumbnail.at(50, 25), kGreen);
+        EXPECT_EQ(thumbnail.at(50, 75), kBlack);
+    }
+}
+
+// The canvas is addressed from its top left corner: an odd row that is left over goes to the bottom.
+TEST(NSImageExtension, OddMarginsRoundTowardTheTopLeft)
+{
+    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(101, 100), kOther, { 50, 60 });
+    TiffPicture thumbnail = tiffPicture(*bytes);
+    EXPECT_EQ(thumbnail.at(25, 4), kBlack);
+    EXPECT_EQ(thumbnail.at(25, 5), kGreen);
+    EXPECT_EQ(thumbnail.at(25, 53), kGreen);
+    EXPECT_EQ(thumbnail.at(25, 54), kBlack);
+}
+
+TEST(NSImageExtension, SmallPicturesAreScaledUp)
+{
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(50, 50), 2));
+    EXPECT_EQ(thumbnail.width, 100);
+    EXPECT_EQ(thumbnail.height, 100);
+    EXPECT_EQ(thumbnail.at(99, 99), kGreen);
+}
+
+TEST(NSImageExtension, ThinPictureKeepsItsHeight)
+{
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(1000, 1), 2));
+    EXPECT_EQ(thumbnail.width, 100);
+    EXPECT_EQ(thumbnail.height, 1);
+}
+
+TEST(NSImageExtension, PictureWiderThanItsCanvasIsCutOff)
+{
+    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(50, 1000), kOther, { 1, 10 });
+    TiffPicture thumbnail = tiffPicture(*bytes);
+    EXPECT_EQ(thumbnail.width, 1);
+    EXPECT_EQ(thumbnail.height, 10);
+    EXPECT_EQ(thumbnail.at(0, 9), kGreen);
+}
+
+TEST(NSImageExtension, MaximumBelowOneIsAFullSizeCopyInThePictureCategory)
+{
+    Bitmap bitmap = plain(5, 3, kRed);
+    for (std::size_t i = 0; i < bitmap.pixels.size(); i += 4)
+        bitmap.pixels[i] = static_cast<std::uint8_t>(i * 3);
+    Bytes expected = bitmap.pixels;
+    NSImage image = imageOf(std::move(bitmap));
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategoryWithMaxSize(image, 2, { 0.5F, 0.5F }));
+    EXPECT_EQ(thumbnail.width, 5);
+    EXPECT_EQ(thumbnail.pixels, expected);
+
+    test::LogCapture log;
+    for (int category : { 1, 3, kOther })
+        EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(image, category, { 0.5F, 0.5F })) << category;
+    EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(image, 1, { 100, 0.5F }));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(NSImageExtension, NothingToDrawIsNilWithoutAWord)
+{
+    test::LogCapture log;
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage {}, 2));
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(std::shared_ptr<NSImageRep>()), 2));
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(std::make_shared<FakeRep>(0, 10)), 2));
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(std::make_shared<FakeRep>(10, 0)), 2));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(NSImageExtension, OnlyTheFirstRepresentationCounts)
+{
+    NSImage image = plainImage(10, 10);
+    image.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(900, 300, kRed)));
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(image, 2));
+    EXPECT_EQ(thumbnail.height, 100);
+    EXPECT_EQ(thumbnail.at(50, 50), kGreen);
+
+    NSImage broken { std::shared_ptr<NSImageRep>() };
+    broken.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(9, 9, kRed)));
+    EXPECT_FALSE(makeThumbnailForContentCategory(broken, 2));
+}
+
+TEST(NSImageExtension, CanvasThatCannotBeMadeIsLogged)
+{
+    constexpr float Infinity = std::numeric_limits<float>::infinity();
+    const FloatSize maxima[] { { NAN, NAN }, { Infinity, Infinity }, { -Infinity, -100 }, { -100, -100 }, { 1e9F, 1e9F },
+        { 1e30F, 1e30F }, { 100'000, 100'000 }, { 2147483520.0F, 2147483520.0F } };
+    for (FloatSize maximum : maxima) {
+        for (int category : { 1, 2, 3, kOther }) {
+            test::LogCapture log;
+            EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(plainImage(64, 48), category, maximum));
+            EXPECT_THAT(log.lines(), ElementsAre("Could not render image")) << maximum.width << ", " << category;
+        }
+    }
+}
+
+TEST(NSImageExtension, OneNegativeSideStillMakesAPicture)
+{
+    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(640, 480), 2, { 100, -100 });
+    EXPECT_EQ(tiffPicture(*bytes).height, 75);
+}
+
+TEST(NSImageExtension, FailedDecodingIsLogged)
+{
+    auto rep = std::make_shared<FakeRep>(10, 10);
+    rep->failing = true;
+    test::LogCapture log;
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(rep), 1));
+    EXPECT_THAT(log.lines(), ElementsAre("Could not render image"));
+}
+
+TEST(NSImageExtension, PlatformExceptionIsLoggedOthersPass)
+{
+    auto rep = std::make_shared<FakeRep>(10, 10);
+    rep->onDraw = [] { throw NSException(NSInvalidArgumentException, "no such frame"); };
+    test::LogCapture log;
+    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(rep), 3));
+    EXPECT_THAT(log.lines(), ElementsAre("makeThumbnailWithMaxSize Exception : no such frame"));
+
+    rep->onDraw = [] { throw std::runtime_error("another"); };
+    EXPECT_THROW(makeThumbnailForContentCategory(NSImage(rep), 3), std::runtime_error);
+}
+
+TEST(NSImageExtension, SourcePixelThatCannotBeHadLeavesBlack)
+{
+    auto rep = std::make_shared<FakeRep>(100, 50);
+    rep->color = Error { Error::Kind::Format, "broken" };
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(NSImage(rep), 1)).at(0, 0), kBlack);
+}
+
+TEST(NSImageExtension, ClearPartsShowTheFill)
+{
+    NSImage clear = plainImage(100, 50, { 9, 9, 9, 0 });
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 2)).at(50, 25), kWhite);
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 3)).at(65, 45), kBlack);
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 1)).at(0, 0), (NSColor { 0, 0, 0, 0 }));
+    // Half of red over white
+    NSImage half = plainImage(10, 10, { 255, 0, 0, 128 });
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(half, 2)).at(5, 5), (NSColor { 255, 127, 127, 255 }));
+}
+
+TEST(NSImageExtension, BytesAreAnUncompressedTiffOfFourChannels)
+{
+    Bytes bytes = *makeThumbnailForContentCategory(plainImage(640, 480), 2);
+    TiffPicture picture = tiffPicture(bytes);
+    EXPECT_EQ(picture.bits, 8);
+    EXPECT_EQ(picture.samples, 4);
+    EXPECT_EQ(picture.compression, 1);
+    EXPECT_EQ(picture.photometric, 2);
+    EXPECT_EQ(picture.extraSample, 1);
+    EXPECT_EQ(picture.pages, 1);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), std::string("II*\0", 4));
+    EXPECT_EQ(bytes.size(), 8U + 100 * 75 * 4 + 190);
+}
+
+TEST(Canvas, RefusesWhatIsTooLarge)
+{
+    EXPECT_FALSE(Canvas::create(0, 5));
+    EXPECT_FALSE(Canvas::create(5, -1));
+    EXPECT_FALSE(Canvas::create(8193, 8193));
+    EXPECT_TRUE(Canvas::create(1, 1));
+}
+
+} // namespace
+} // namespace mv
