@@ -24,9 +24,7 @@ public:
     /// buffer must have room for `sampleCount` frames of pcmFormat's size, or the answer is -1.
     std::int32_t readPCMSampleCount(AudioBufferList* buffer, std::uint32_t sampleCount) override;
 
-    /// After prepareWithPath: from now on reads give two channels of signed 32-bit samples, exact in depth, mono on
-    /// both, more than two channels mixed down. False when the platform refuses.
-    bool deliverExactStereo();
+    bool deliverExactStereo() override;
 
 private:
     bool closeOpenFile();

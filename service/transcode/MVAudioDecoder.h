@@ -39,6 +39,9 @@ public:
     std::int32_t readPCMSampleCount(AudioBufferList* buffer, std::uint32_t sampleCount) override;
     bool canDecodeWithPath(const Path& path) override;
     bool prepareWithPath(const Path& path) override;
+    /// After prepareWithPath: from now on reads give two channels of signed 32-bit samples, exact in depth, mono on
+    /// both, more than two channels mixed down. False where that cannot be done.
+    virtual bool deliverExactStereo();
 
 protected:
     PcmFormat m_pcmFormat;

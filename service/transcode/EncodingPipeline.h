@@ -1,0 +1,81 @@
+#pragma once
+
+#include "platform/system/BatchQueue.h"
+#include "service/transcode/LameLibrary.h"
+#include "service/transcode/MVAudioDecoder.h"
+
+#include "Base/Core/Bytes.h"
+
+#include <array>
+#include <atomic>
+#include <exception>
+#include <thread>
+
+namespace mv {
+
+/// Bytes of the area that the encoding library writes a block into.
+inline constexpr std::size_t Mp3BufferSize = 147'456;
+/// The most frames a block can have: an MPEG 1 frame.
+inline constexpr std::size_t MaximumFrameSize = 1152;
+/// One block of samples for the encoding library: two channels of 32-bit samples.
+using SampleBlock = std::int32_t[2][MaximumFrameSize];
+
+/// Decodes ahead of the encoding library and lets the library run ahead of the job, each on a thread of its own.
+/// The blocks come out in order, the same as if one thread had done it all; what was done ahead of a job that is
+/// cancelled is thrown away.
+class EncodingPipeline {
+public:
+    /// A block as it was encoded.
+    struct Block {
+        std::int32_t frames = 0; ///< that were read for it; 0 or less for the last one, the flushed rest
+        int result = 0; ///< the library's: bytes, or negative
+        Bytes mp3;
+    };
+
+    /// `decoder` and `lame` belong to the pipeline's threads until it is destroyed or the last block was taken;
+    /// `frameSize` (1 to 1152) frames are read for a block.
+    EncodingPipeline(MVAudioDecoderBase& decoder, const LameLibrary& library, lame_t lame, std::uint32_t frameSize);
+    /// Stops within a block.
+    ~EncodingPipeline();
+    EncodingPipeline(const EncodingPipeline&) = delete;
+    EncodingPipeline& operator=(const EncodingPipeline&) = delete;
+
+    /// The next block. Not to be called again after the last one or one with a negative result. Raises what a
+    /// thread raised.
+    Block next();
+
+private:
+    struct PcmBlock {
+        std::int32_t frames = 0;
+        std::uint32_t bytes = 0;
+        Bytes samples;
+    };
+
+    void decode();
+    void encode();
+    void encodeBlocks();
+    PcmBlock readBlock();
+    Block encodeBlock(const PcmBlock& pcm);
+    Block flush();
+
+    MVAudioDecoderBase& m_decoder;
+    const LameLibrary& m_library;
+    lame_t m_lame;
+    std::uint32_t m_frameSize;
+    BatchQueue<PcmBlock> m_decoded;
+    BatchQueue<Block> m_encoded;
+    std::deque<Block> m_taken; // the job's thread only
+    // Written before a thread closes its queue, read when the queue of encoded blocks was found closed and empty.
+    std::exception_ptr m_decodingRaised;
+    std::exception_ptr m_encodingRaised;
+    // The encoding thread only. The block of samples outlives its contents: a reader of what a short block left
+    // unwritten finds what the block before it had there, as with a single buffer.
+    Bytes m_pcm;
+    SampleBlock m_samples {};
+    std::array<unsigned char, Mp3BufferSize> m_mp3 {};
+    // Last: they use all of the above.
+    std::thread m_decodingThread;
+    std::thread m_encodingThread;
+};
+
+} // namespace mv

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "service/transcode/EncoderOutput.h"
+#include "service/transcode/LameLibrary.h"
+#include "service/transcode/MVAudioDecoder.h"
+#include "service/transcode/MVAudioEncoder.h"
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace mv {
+
+/// What a job is made of, so that a test can put in its own.
+struct MP3EncoderParts {
+    const LameLibrary* library; ///< must outlive the encoder
+    std::function<std::unique_ptr<MVAudioDecoder>()> makeDecoder; ///< null means it could not be made
+    std::function<std::unique_ptr<EncoderOutput>()> makeOutput;
+
+    /// The real ones.
+    static MP3EncoderParts standard();
+};
+
+/// Encodes every audio file that the platform opens to MP3. Reusable; attributes persist between jobs. A delegate's
+/// messages come from the thread that called encodeFileOutputFile, or from the thread of the job.
+class MP3Encoder final : public MVAudioEncoder {
+public:
+    MP3Encoder();
+    explicit MP3Encoder(MP3EncoderParts parts);
+    /// Jobs that still run on threads end within a block as if their delegates had cancelled them; waits for that.
+    ~MP3Encoder() override;
+
+    void setAttributes(const Record& attributes) override;
+
+    /// True when no error occurred (success or cancellation). Nil paths raise NSInternalInconsistencyException. An
+    /// output that is the input under any name cannot be opened for writing and stays as it is; a cancelled job removes
+    /// its output, a failed one leaves what was written.
+    bool encodeFileOutputFile(const Path& input, const Path& output) override;
+
+    /// Puts the paths into the attributes ("_InputFile", "_OutputFile", where they stay) and starts a thread, which
+    /// takes them from there: two jobs started back to back on one encoder may both see the second pair. Deliberate;
+    /// whoever wants both jobs waits for the first one's encoderDidStart. A nil path raises
+    /// NSInvalidArgumentException, as nothing nil can be put there.
+    void encodeOnThreadFileOutputFile(const Path& input, const Path& output) override;
+
+    /// The body of a job's thread: encodes what the attributes name.
+    void encodeThread();
+
+    /// Splits a block of interleaved samples into the library's two channels; see buildSampleBlock, the list's first
+    /// buffer must have room for 8 bytes a frame.
+    static void buildBufferFrameCountBuffer(
+        const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152]);
+
+private:
+    class Job;
+
+    struct Worker {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> done;
+    };
+
+    void reapWorkers() MV_REQUIRES(m_workersLock);
+
+    MP3EncoderParts m_parts;
+    std::atomic<bool> m_closing = false;
+    Mutex m_workersLock;
+    std::vector<Worker> m_workers MV_GUARDED_BY(m_workersLock);
+};
+
+} // namespace mv
