@@ -12,6 +12,7 @@
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "service/tags/MediaTag.h"
+#include "service/transcode/MP3Encoder.h"
 
 #include <array>
 
@@ -42,8 +43,8 @@ constexpr std::array kServices {
         "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser", makeRoot<MediaInfoAdaptor, MP4Parser> },
     ServiceRow { "MivoExifExtractor_1.3.0.12062", "failed to register Mivo Exif Extractor",
         makeRoot<ExifExtractorAdaptor, ExifExtractor> },
-    ServiceRow {
-        "MivoMp3Encoder_1.3.0.12062", "failed to register Mivo MP3 Encoder", makePlaceholder<AudioEncoderAdaptor> },
+    ServiceRow { "MivoMp3Encoder_1.3.0.12062", "failed to register Mivo MP3 Encoder",
+        makeRoot<AudioEncoderAdaptor, MP3Encoder> },
     ServiceRow { "MivoBasicAudioParser_1.3.0.12062", "failed to register Mivo basicaudio parser",
         makeRoot<MediaInfoAdaptor, MVBasicAudioParser> },
 };
