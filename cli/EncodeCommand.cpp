@@ -87,8 +87,9 @@ private:
 
 class Listener final : public EncodeListener {
 public:
-    Listener(ProgressDisplay& display, std::size_t job, const Interruption& interruption)
-        : m_display(display)
+    Listener(std::string input, ProgressDisplay& display, std::size_t job, const Interruption& interruption)
+        : m_input(std::move(input))
+        , m_display(display)
         , m_job(job)
         , m_interruption(interruption)
     {
@@ -100,12 +101,11 @@ public:
     void ended(const Result<EncodeOutcome>& outcome) override
     {
         m_outcome = outcome;
+        m_display.finish(m_job, succeeded() ? "done" : cancelled() ? "cancelled" : "failed");
         if (!outcome)
-            m_display.finish(m_job, sentenceFor(outcome.error()));
+            complain(Name, m_input, sentenceFor(outcome.error()));
         else if (outcome->end == EncodeOutcome::End::Failed)
-            m_display.finish(m_job, encoderErrorText(outcome->code));
-        else
-            m_display.finish(m_job, outcome->end == EncodeOutcome::End::Done ? "done" : "cancelled");
+            complain(Name, m_input, encoderErrorText(outcome->code));
     }
 
     bool succeeded() const { return m_outcome && m_outcome->ok() && (*m_outcome)->end == EncodeOutcome::End::Done; }
@@ -115,6 +115,7 @@ public:
     }
 
 private:
+    std::string m_input;
     ProgressDisplay& m_display;
     std::size_t m_job;
     const Interruption& m_interruption;
@@ -175,7 +176,7 @@ Result<bool> encode(ServiceBus& bus, std::vector<EncodeJob> jobs, const Record& 
     Interruption interruption;
     std::vector<std::unique_ptr<Listener>> listeners;
     for (EncodeJob& job : jobs) {
-        listeners.push_back(std::make_unique<Listener>(display, listeners.size(), interruption));
+        listeners.push_back(std::make_unique<Listener>(job.input.text(), display, listeners.size(), interruption));
         job.listener = listeners.back().get();
     }
     Mp3EncoderClient encoder(bus);

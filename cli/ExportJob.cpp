@@ -56,12 +56,9 @@ bool runExport(const char* command, ServiceBus& bus, const ExportPaths& paths, c
     display.start(0);
     auto code = call(exporter, listener);
     bool done = code.ok() && *code == 0;
-    if (!code.ok())
-        display.finish(0, sentenceFor(code.error()));
-    else
-        display.finish(0, done ? "done" : exporterErrorText(*code));
+    display.finish(0, done ? "done" : interruption.asked() ? "cancelled" : "failed");
     if (!done)
-        complain(command, paths.source.text(), interruption.asked() ? "cancelled" : "failed");
+        complain(command, paths.source.text(), code.ok() ? exporterErrorText(*code) : sentenceFor(code.error()));
     return done;
 }
 

@@ -10,8 +10,8 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"
 
-#include <gmock/gmock.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <limits>
 #include <sys/stat.h>
 
