@@ -1,0 +1,124 @@
+#pragma once
+
+#include "client/ServiceNames.h"
+#include "platform/ipc/NSConnection.h"
+#include "service/host/adaptors/AudioEncoderAdaptor.h"
+#include "service/host/adaptors/ExifExtractorAdaptor.h"
+#include "service/host/adaptors/ImageInfoAdaptor.h"
+#include "service/host/adaptors/MP4ExporterAdaptor.h"
+#include "service/host/adaptors/MediaInfoAdaptor.h"
+#include "service/host/adaptors/MediaTagAdaptor.h"
+
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace mv::test {
+
+// Root objects that do what a test tells them, served on the test's bus by the real adaptors.
+
+struct FakeInfoBuilder final : MVMediaInfoBuilder {
+    std::function<std::optional<Record>(const Path&)> answer;
+    std::optional<Record> build(const Path& path) override { return answer(path); }
+};
+
+struct FakeImageBuilder final : MVImageInfoBuilder {
+    std::function<std::optional<Record>(const Path&, FloatSize)> thumbnail;
+    std::optional<Record> build(const Path&) override { return std::nullopt; }
+    std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) override
+    {
+        return thumbnail(path, maximum);
+    }
+};
+
+struct FakeTag final : MVMediaTagBase {
+    std::optional<Record> podcast;
+    std::function<bool(const Path&, const Record&)> update;
+    std::optional<Record> podcastInfo(const Path&) override { return podcast; }
+    bool updateTagWithDictionary(const Path& path, const Record& record) override { return update(path, record); }
+};
+
+struct FakeExif final : MVExifExtractorBase {
+    std::shared_ptr<MVExifInfo> info;
+    std::shared_ptr<MVExifInfo> extractExif(const Path&) override { return info; }
+};
+
+struct FakeExporter final : MVMP4ExporterBase {
+    std::vector<std::int32_t> percents;
+    std::int32_t code = 0;
+    std::int32_t seenBitrate = 0;
+    bool sawDelegate = false;
+
+    std::int32_t run(MVMP4ExporterDelegate* delegate)
+    {
+        sawDelegate = delegate != nullptr;
+        for (std::int32_t percent : percents) {
+            if (delegate && !delegate->MP4ExporterProgress(percent))
+                return -1;
+        }
+        return code;
+    }
+    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const Path&, const Path&) override
+    {
+        return run(delegate);
+    }
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
+        MVMP4ExporterDelegate* delegate, const Path&, const Path&, std::int32_t bitrate) override
+    {
+        seenBitrate = bitrate;
+        return run(delegate);
+    }
+    bool isAlacAudio(const Path& path) override { return path.pathExtension() == "m4a"; }
+};
+
+/// Does of every job what its input's name asks for: "fail-4", or an end.
+struct FakeEncoder final : MVAudioEncoderBase {
+    Record own { { MVAudioEncoderBitrateAttribute, 192000 } };
+    std::shared_ptr<MVAudioEncoderDelegate> delegate;
+    std::vector<std::jthread> workers;
+
+    void setAttributes(const Record& attributes) override { own.merge(attributes); }
+    Record attributes() const override { return own; }
+    void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> one) override { delegate = std::move(one); }
+    bool encodeFileOutputFile(const Path&, const Path&) override { return false; }
+    void encodeOnThreadFileOutputFile(const Path& input, const Path&) override
+    {
+        workers.emplace_back([this, input, listener = delegate] { work(input, *listener); });
+    }
+
+    void work(const Path& input, MVAudioEncoderDelegate& listener)
+    {
+        if (input.text().starts_with("fail-")) {
+            listener.encoderDidFailWithError(
+                *this, { std::string(MVAudioEncoderErrorDomain), input.text().back() - '0' });
+            return;
+        }
+        listener.encoderDidStart(*this);
+        for (int percent = 25; percent <= 100; percent += 25) {
+            if (listener.shouldEncodeStop())
+                return;
+            listener.encoderProgress(*this, static_cast<float>(percent));
+        }
+        listener.encoderDidEnd(*this);
+    }
+};
+
+/// Publishes a fake and gives the test a way to it.
+template <class Adaptor, class Fake> class Served {
+public:
+    explicit Served(std::string_view name)
+    {
+        auto fake = std::make_unique<Fake>();
+        m_fake = fake.get();
+        m_connection = NSConnection::serviceConnectionWithName(name, std::make_unique<Adaptor>(std::move(fake)));
+        m_connection->runInNewThread();
+    }
+    Fake* operator->() { return m_fake; }
+    void end() { m_connection->invalidate(); }
+
+private:
+    Fake* m_fake;
+    std::unique_ptr<NSConnection> m_connection;
+};
+
+} // namespace mv::test
