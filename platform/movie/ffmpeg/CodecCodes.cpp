@@ -104,7 +104,8 @@ bool isPrintable(OSType code)
 
 AVCodecID codecFromTags(OSType dataFormat, std::initializer_list<const AVCodecTag*> tags, AVMediaType type)
 {
-    if (std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
+    // FFmpeg's tables know a codec of code 0; here it means that there is no code.
+    if (dataFormat == 0 || std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
         return AV_CODEC_ID_NONE;
     for (const CodeRow& row : kCodes) {
         if (row.dataFormat == dataFormat && avcodec_get_type(row.codec) == type)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <string_view>
 
 namespace mv {
 
@@ -55,6 +56,17 @@ void FrameGrabber::rewindTo(std::int64_t time)
     avcodec_flush_buffers(m_decoder.get());
 }
 
+void FrameGrabber::rewindToStart()
+{
+    // MPEG streams have no index: a search by time can end behind the first key frame.
+    if (std::string_view(m_input.context().iformat->name).starts_with("mpeg")) {
+        av_seek_frame(&m_input.context(), -1, 0, AVSEEK_FLAG_BYTE);
+        avcodec_flush_buffers(m_decoder.get());
+    } else {
+        rewindTo(m_stream.start_time == AV_NOPTS_VALUE ? 0 : m_stream.start_time);
+    }
+}
+
 Result<FrameHandle> FrameGrabber::frameAt(std::int64_t time)
 {
     // ISO media count from the movie's start, other containers from wherever their first stream begins.
@@ -62,14 +74,18 @@ Result<FrameHandle> FrameGrabber::frameAt(std::int64_t time)
     std::int64_t origin = m_input.isIsoMedia() || start == AV_NOPTS_VALUE ? 0 : start;
     if (__builtin_add_overflow(origin, time, &time))
         return Error { Error::Kind::Format, "no such time" };
-    std::int64_t target = av_rescale_q_rnd(time, AV_TIME_BASE_Q, m_stream.time_base, AV_ROUND_DOWN);
+    std::int64_t target = inStreamTime(time);
     Candidate shown;
     for (std::int64_t step : kStepsBack) {
-        std::int64_t from = time - std::min(step, time > origin ? time - origin : 0);
-        rewindTo(av_rescale_q_rnd(from, AV_TIME_BASE_Q, m_stream.time_base, AV_ROUND_DOWN));
+        std::int64_t from = time - std::min(step, std::max<std::int64_t>(time - origin, 0));
+        bool atStart = from <= origin;
+        if (atStart)
+            rewindToStart();
+        else
+            rewindTo(inStreamTime(from));
         shown = decodeUpTo(target);
         bool early = shown.frame && (shown.time == AV_NOPTS_VALUE || shown.time <= target);
-        if (early || from <= origin || m_input.expired())
+        if (early || atStart || m_input.expired())
             break;
     }
     if (!shown.frame)
@@ -77,9 +93,14 @@ Result<FrameHandle> FrameGrabber::frameAt(std::int64_t time)
     return std::move(shown.frame);
 }
 
+std::int64_t FrameGrabber::inStreamTime(std::int64_t time) const
+{
+    return av_rescale_q_rnd(time, AV_TIME_BASE_Q, m_stream.time_base, AV_ROUND_DOWN);
+}
+
 Result<FrameHandle> FrameGrabber::firstFrame()
 {
-    rewindTo(m_stream.start_time == AV_NOPTS_VALUE ? 0 : m_stream.start_time);
+    rewindToStart();
     Candidate first = decodeUpTo(std::numeric_limits<std::int64_t>::min());
     if (!first.frame)
         return Error { Error::Kind::Format, "no frame can be decoded" };

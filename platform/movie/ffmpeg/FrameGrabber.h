@@ -30,7 +30,9 @@ private:
     {
     }
     Result<void> openDecoder();
+    std::int64_t inStreamTime(std::int64_t time) const;
     void rewindTo(std::int64_t time);
+    void rewindToStart();
     void skipUnneeded(const AVPacket& packet, std::int64_t target);
     /// Decodes up to the frame shown at `target` from wherever the demuxer stands.
     Candidate decodeUpTo(std::int64_t target);

@@ -24,7 +24,8 @@ Scaler makeScaler(const AVFrame& frame, int width, int height)
 {
     // Averaging every source pixel is best for shrinking; it does not interpolate when it enlarges.
     bool shrinks = width <= frame.width && height <= frame.height;
-    int flags = (shrinks ? SWS_AREA : SWS_BICUBIC) | SWS_ACCURATE_RND;
+    // Without full chroma interpolation two neighbours share a colour in the small picture too.
+    int flags = (shrinks ? SWS_AREA : SWS_BICUBIC) | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
     auto format = static_cast<AVPixelFormat>(frame.format);
     Scaler scaler(sws_getContext(
         frame.width, frame.height, format, width, height, AV_PIX_FMT_RGBA, flags, nullptr, nullptr, nullptr));

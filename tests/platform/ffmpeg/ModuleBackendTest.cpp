@@ -1,0 +1,81 @@
+#include "Base/Core/ByteReader.h"
+#include "platform/ffmpeg/BackendParts.h"
+#include "platform/ffmpeg/MediaBackend.h"
+#include "platform/movie/MovieBackend.h"
+#include "platform/movie/QTKit.h"
+#include "tests/support/Scratch.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+#include <vector>
+
+namespace mv {
+namespace {
+
+bool ffmpegIsLoaded()
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find("libavformat") != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+// The tests of this file are one program run each; in a run of all of them the first one still comes first.
+
+TEST(ModuleBackendTest, FfmpegIsLoadedAtTheFirstUseOnly)
+{
+    test::ScratchFolder folder;
+    EXPECT_FALSE(ffmpegIsLoaded());
+    // What needs no FFmpeg does not load it.
+    EXPECT_TRUE(QTKit::shared().findNextComponent({ fourCC("mhlr"), fourCC("vide") }));
+    EXPECT_FALSE(QTKit::shared().canInitWithFile("/no/such/file"));
+    Bytes box { 0, 0, 0, 8, 'f', 'r', 'e', 'e' };
+    EXPECT_TRUE(QTKit::shared().canInitWithFile(folder.write("a.mp4", ByteView(box))));
+    EXPECT_FALSE(ffmpegIsLoaded());
+    EXPECT_TRUE(QTKit::shared().findNextComponent({ fourCC("imdc"), fourCC("avc1") }));
+    EXPECT_TRUE(ffmpegIsLoaded());
+}
+
+TEST(ModuleBackendTest, ThereIsOneForAllThreads)
+{
+    std::vector<MediaBackend*> found(8);
+    std::vector<std::thread> threads;
+    for (MediaBackend*& backend : found)
+        threads.emplace_back([&backend] { backend = &mediaBackend(); });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (MediaBackend* backend : found)
+        EXPECT_EQ(backend, found.front());
+    EXPECT_NE(&mediaBackend().movies(), &unavailableMovieBackend());
+}
+
+TEST(ModuleBackendTest, WithoutTheModuleNothingOpens)
+{
+    // The same program, where no module lies beside it.
+    test::ScratchFolder folder;
+    std::string program = folder.copy("/proc/self/exe", "bin");
+    ASSERT_EQ(chmod(program.c_str(), 0755), 0);
+    std::string output = test::outputOf(
+        test::quoted(program) + " --gtest_also_run_disabled_tests --gtest_filter='*DISABLED_MissingModule' 2>&1");
+    EXPECT_NE(output.find("cannot load the media module: no "), std::string::npos) << output;
+    EXPECT_NE(output.find("[  PASSED  ] 1 test."), std::string::npos) << output;
+}
+
+/// Run by the test above only.
+TEST(ModuleBackendTest, DISABLED_MissingModule)
+{
+    test::ScratchFolder folder;
+    EXPECT_FALSE(QTKit::shared().findNextComponent({ fourCC("imdc"), fourCC("avc1") }));
+    EXPECT_FALSE(QTKit::shared().canInitWithFile(folder.write("a.txt", std::string_view("text"))));
+    EXPECT_EQ(&mediaBackend().movies(), &unavailableMovieBackend());
+    auto movie = QTKit::shared().initWithFile(folder.file("a.txt"));
+    ASSERT_FALSE(movie.ok());
+    EXPECT_EQ(movie.error().text, "the media module is missing");
+}
+
+} // namespace
+} // namespace mv
