@@ -3,9 +3,12 @@
 #include "Base/Core/Result.h"
 #include "platform/graphics/NSImage.h"
 #include "platform/movie/MovieDescription.h"
+#include "platform/movie/MovieToolbox.h"
 #include "platform/system/InputFile.h"
+#include "platform/system/OutputFile.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 namespace mv {
@@ -42,6 +45,16 @@ public:
     virtual bool hasAudioDecoder(OSType) { return false; }
     /// Whether the data format is plain PCM, which needs no decompressor.
     virtual bool isUncompressedAudio(OSType) { return false; }
+
+    /// Part of the movie that is done, 0 to 1; false cancels.
+    using Progress = std::function<bool(double done)>;
+    /// Writes the pictures and sounds of a movie, as they are, into an MPEG-4 file that the caller names afterwards.
+    /// Unsupported for streams that such a file cannot hold; Cancelled; Format for a movie that ends too early.
+    virtual Result<void> passThrough(
+        const Path& /*source*/, OutputFile& /*target*/, const MovieExportSettings&, const Progress&)
+    {
+        return Error { Error::Kind::Unsupported, "the media module is missing" };
+    }
 };
 
 } // namespace mv

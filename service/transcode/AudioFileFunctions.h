@@ -4,12 +4,19 @@
 
 namespace mv {
 
-/// The platform calls that a decoder makes, one for one, so that a test can make any of them fail.
+/// The platform calls that decoder, encoder and file wrapper make, one for one, so that a test can make any of them
+/// fail.
 class AudioFileFunctions {
 public:
     virtual ~AudioFileFunctions() = default;
     virtual OSStatus makeRef(const Path& path, FSRef& ref) const { return FSPathMakeRef(path, ref); }
     virtual OSStatus open(const FSRef& ref, ExtAudioFileRef* file) const { return ExtAudioFileOpen(ref, file); }
+    virtual OSStatus openURL(const Path& path, ExtAudioFileRef* file) const { return ExtAudioFileOpenURL(path, file); }
+    virtual OSStatus create(const Path& path, std::uint32_t fileType, const AudioStreamBasicDescription& description,
+        std::uint32_t flags, ExtAudioFileRef* file) const
+    {
+        return ExtAudioFileCreateWithURL(path, fileType, description, nullptr, flags, file);
+    }
     virtual OSStatus getProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t* size, void* data) const
     {
         return ExtAudioFileGetProperty(file, property, size, data);
@@ -22,6 +29,15 @@ public:
     virtual OSStatus read(ExtAudioFileRef file, std::uint32_t* frames, AudioBufferList* data) const
     {
         return ExtAudioFileRead(file, frames, data);
+    }
+    virtual OSStatus write(ExtAudioFileRef file, std::uint32_t frames, const AudioBufferList* data) const
+    {
+        return ExtAudioFileWrite(file, frames, data);
+    }
+    virtual OSStatus setConverterProperty(
+        AudioConverterRef converter, std::uint32_t property, std::uint32_t size, const void* data) const
+    {
+        return AudioConverterSetProperty(converter, property, size, data);
     }
     virtual OSStatus dispose(ExtAudioFileRef file) const { return ExtAudioFileDispose(file); }
 };

@@ -1,6 +1,7 @@
 #include "platform/ffmpeg/BackendParts.h"
 #include "platform/movie/ffmpeg/CodecCodes.h"
 #include "platform/movie/ffmpeg/FfmpegMovie.h"
+#include "platform/movie/ffmpeg/PassThrough.h"
 
 namespace mv {
 
@@ -16,6 +17,11 @@ public:
     bool hasVideoDecoder(OSType format) override { return avcodec_find_decoder(videoCodecOf(format)) != nullptr; }
     bool hasAudioDecoder(OSType format) override { return avcodec_find_decoder(audioCodecOf(format)) != nullptr; }
     bool isUncompressedAudio(OSType format) override { return isPcm(audioCodecOf(format)); }
+    Result<void> passThrough(const Path& source, OutputFile& target, const MovieExportSettings& settings,
+        const Progress& progress) override
+    {
+        return passMovieThrough(source, target, settings, progress);
+    }
 };
 
 } // namespace

@@ -1,0 +1,289 @@
+#include "platform/movie/ffmpeg/PassThrough.h"
+
+#include "Base/Core/Text.h"
+#include "platform/ffmpeg/FfmpegError.h"
+#include "platform/ffmpeg/MediaInput.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <vector>
+
+namespace mv {
+
+namespace {
+
+constexpr int OutputBufferSize = 256 << 10;
+// What the muxer's hinting builds; smaller packets cannot be had.
+constexpr std::uint32_t HintedPacketSize = 1450;
+
+// The file being written, as the muxer sees it.
+class OutputStream {
+public:
+    explicit OutputStream(OutputFile& file)
+        : m_file(file)
+    {
+        auto* buffer = static_cast<unsigned char*>(av_malloc(OutputBufferSize));
+        if (buffer)
+            m_io.reset(avio_alloc_context(buffer, OutputBufferSize, 1, this, nullptr, write, seek));
+        if (!m_io)
+            av_free(buffer);
+    }
+
+    AVIOContext* context() { return m_io.get(); }
+    /// Why writing failed, where it did.
+    const std::optional<Error>& failure() const { return m_failure; }
+
+private:
+    static int write(void* self, std::uint8_t* bytes, int size)
+    {
+        auto& stream = *static_cast<OutputStream*>(self);
+        auto written = stream.m_file.writeAt(
+            static_cast<std::uint64_t>(stream.m_position), { bytes, static_cast<std::size_t>(size) });
+        if (!written) {
+            stream.m_failure = written.error();
+            return AVERROR(EIO);
+        }
+        stream.m_position += size;
+        stream.m_size = std::max(stream.m_size, stream.m_position);
+        return size;
+    }
+    static std::int64_t seek(void* self, std::int64_t offset, int whence)
+    {
+        auto& stream = *static_cast<OutputStream*>(self);
+        if (whence & AVSEEK_SIZE)
+            return stream.m_size;
+        std::int64_t base = whence == SEEK_CUR ? stream.m_position : whence == SEEK_END ? stream.m_size : 0;
+        if (offset < -base)
+            return AVERROR(EINVAL);
+        return stream.m_position = base + offset;
+    }
+
+    OutputFile& m_file;
+    std::int64_t m_position = 0;
+    std::int64_t m_size = 0;
+    std::optional<Error> m_failure;
+    IoContext m_io;
+};
+
+bool isCopied(const AVStream& stream)
+{
+    AVMediaType type = stream.codecpar->codec_type;
+    bool isCover = stream.disposition & AV_DISPOSITION_ATTACHED_PIC;
+    return (type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO) && !isCover;
+}
+
+// Telephone codecs stand in the 3GPP flavour of the container only.
+bool isTelephoneCodec(AVCodecID codec)
+{
+    return codec == AV_CODEC_ID_AMR_NB || codec == AV_CODEC_ID_AMR_WB || codec == AV_CODEC_ID_H263;
+}
+
+// Doubles the file and gains nothing: HEVC over RTP wants parameters that hint tracks do not carry.
+bool isNeverHinted(AVCodecID codec) { return codec == AV_CODEC_ID_HEVC; }
+
+class Copier {
+public:
+    Copier(MediaInput& input, OutputFile& target, const MovieExportSettings& settings)
+        : m_input(input)
+        , m_stream(target)
+        , m_settings(settings)
+    {
+    }
+
+    Result<void> start();
+    Result<void> copy(const MovieBackend::Progress& progress);
+
+private:
+    bool contains(bool (*test)(AVCodecID)) const;
+    Result<void> makeOutput(bool hinted);
+    Result<void> addStream(const AVStream& from);
+    Result<void> writeHeader(bool hinted);
+    Result<void> writePacket(AVPacket& packet);
+    void keepOrder(AVPacket& packet, std::size_t output);
+    double doneAt(const AVPacket& packet) const;
+    Error failure(int code, const char* what) const;
+
+    MediaInput& m_input;
+    OutputStream m_stream;
+    const MovieExportSettings& m_settings;
+    OutputContext m_output;
+    std::vector<int> m_outputOf; // by input stream, -1 for what is left out
+    std::vector<std::int64_t> m_lastDts; // by output stream
+};
+
+Error Copier::failure(int code, const char* what) const
+{
+    return m_stream.failure() ? *m_stream.failure() : ffmpegError(code, what);
+}
+
+bool Copier::contains(bool (*test)(AVCodecID)) const
+{
+    const AVFormatContext& context = m_input.context();
+    return std::any_of(context.streams, context.streams + context.nb_streams,
+        [test](const AVStream* stream) { return isCopied(*stream) && test(stream->codecpar->codec_id); });
+}
+
+Result<void> Copier::addStream(const AVStream& from)
+{
+    AVStream* to = avformat_new_stream(m_output.get(), nullptr);
+    int status = to ? avcodec_parameters_copy(to->codecpar, from.codecpar) : AVERROR(ENOMEM);
+    if (status < 0)
+        return ffmpegError(status, "cannot copy");
+    // The container's own code for the codec; Apple players take HEVC by this one alone.
+    to->codecpar->codec_tag = from.codecpar->codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0;
+    to->time_base = from.time_base;
+    to->avg_frame_rate = from.avg_frame_rate;
+    to->sample_aspect_ratio = from.sample_aspect_ratio;
+    to->disposition = from.disposition;
+    for (int i = 0; i < from.nb_side_data; ++i) {
+        const AVPacketSideData& data = from.side_data[i];
+        if (auto* copy = av_stream_new_side_data(to, data.type, data.size))
+            std::copy_n(data.data, data.size, copy);
+    }
+    av_dict_copy(&to->metadata, from.metadata, 0);
+    return {};
+}
+
+Result<void> Copier::makeOutput(bool hinted)
+{
+    const char* muxer = contains(isTelephoneCodec) ? "3gp" : "mp4";
+    AVFormatContext* made = nullptr;
+    int status = avformat_alloc_output_context2(&made, nullptr, muxer, nullptr);
+    m_output.reset(made);
+    if (status < 0 || !m_stream.context())
+        return ffmpegError(status < 0 ? status : AVERROR(ENOMEM), "cannot export");
+    avio_seek(m_stream.context(), 0, SEEK_SET); // an attempt before this one may have written
+    m_output->pb = m_stream.context();
+    m_output->flags |= AVFMT_FLAG_AUTO_BSF | AVFMT_FLAG_BITEXACT;
+    av_dict_copy(&m_output->metadata, m_input.context().metadata, 0);
+    m_outputOf.assign(m_input.context().nb_streams, -1);
+    for (unsigned i = 0; i < m_input.context().nb_streams; ++i) {
+        AVStream& from = *m_input.context().streams[i];
+        if (!isCopied(from)) {
+            from.discard = AVDISCARD_ALL;
+            continue;
+        }
+        m_outputOf[i] = static_cast<int>(m_output->nb_streams);
+        MV_TRY_VOID(addStream(from));
+    }
+    if (m_output->nb_streams == 0)
+        return Error { Error::Kind::Unsupported, "neither pictures nor sound" };
+    m_lastDts.assign(m_output->nb_streams, AV_NOPTS_VALUE);
+    return writeHeader(hinted);
+}
+
+Result<void> Copier::writeHeader(bool hinted)
+{
+    Options options;
+    options.set("brand", fourCharacterText(m_settings.brand).c_str());
+    if (hinted)
+        options.set("movflags", "rtphint");
+    int status = avformat_write_header(m_output.get(), options.address());
+    if (status >= 0)
+        return {};
+    Error error = failure(status, "cannot export");
+    // The muxer refuses a codec that it has no place for as an invalid argument.
+    if (error.kind == Error::Kind::Format)
+        error.kind = Error::Kind::Unsupported;
+    return error;
+}
+
+Result<void> Copier::start()
+{
+    bool hinted = m_settings.hinted && m_settings.packetSize >= HintedPacketSize && !contains(isNeverHinted);
+    auto started = makeOutput(hinted);
+    // Some codecs can be held but not hinted.
+    if (!started && hinted && started.error().kind != Error::Kind::Io)
+        return makeOutput(false);
+    return started;
+}
+
+double Copier::doneAt(const AVPacket& packet) const
+{
+    const AVFormatContext& context = m_input.context();
+    if (packet.dts == AV_NOPTS_VALUE || context.duration <= 0)
+        return 0;
+    double seconds = static_cast<double>(packet.dts) * av_q2d(context.streams[packet.stream_index]->time_base);
+    return seconds * AV_TIME_BASE / static_cast<double>(context.duration);
+}
+
+// Sloppy files repeat a decoding time; a container needs them to grow.
+void Copier::keepOrder(AVPacket& packet, std::size_t output)
+{
+    std::int64_t& last = m_lastDts[output];
+    if (packet.dts != AV_NOPTS_VALUE && last != AV_NOPTS_VALUE && packet.dts <= last) {
+        packet.dts = last + 1;
+        if (packet.pts != AV_NOPTS_VALUE)
+            packet.pts = std::max(packet.pts, packet.dts);
+    }
+    if (packet.dts != AV_NOPTS_VALUE)
+        last = packet.dts;
+}
+
+Result<void> Copier::writePacket(AVPacket& packet)
+{
+    auto from = static_cast<std::size_t>(packet.stream_index);
+    auto to = static_cast<std::size_t>(m_outputOf[from]);
+    av_packet_rescale_ts(&packet, m_input.context().streams[from]->time_base, m_output->streams[to]->time_base);
+    packet.stream_index = static_cast<int>(to);
+    packet.pos = -1;
+    keepOrder(packet, to);
+    int status = av_interleaved_write_frame(m_output.get(), &packet);
+    if (status < 0)
+        return failure(status, "cannot export");
+    return {};
+}
+
+Result<void> Copier::copy(const MovieBackend::Progress& progress)
+{
+    PacketHandle packet = makePacket();
+    if (!packet)
+        return ffmpegError(AVERROR(ENOMEM), "cannot export");
+    int status = 0;
+    while ((status = av_read_frame(&m_input.context(), packet.get())) >= 0) {
+        if (m_outputOf[static_cast<std::size_t>(packet->stream_index)] < 0) {
+            av_packet_unref(packet.get());
+            continue;
+        }
+        if (!progress(doneAt(*packet)))
+            return Error { Error::Kind::Cancelled, "cancelled" };
+        MV_TRY_VOID(writePacket(*packet));
+    }
+    if (status != AVERROR_EOF)
+        return ffmpegError(status, "cannot read the movie");
+    status = av_write_trailer(m_output.get());
+    if (status < 0 || m_stream.failure())
+        return failure(status, "cannot export");
+    return {};
+}
+
+// The header of ISO media tells everything but the size of some old codecs' pictures.
+bool needsStreamInfo(const MediaInput& input)
+{
+    if (!input.isIsoMedia())
+        return true;
+    const AVFormatContext& context = input.context();
+    return std::any_of(context.streams, context.streams + context.nb_streams, [](const AVStream* stream) {
+        return stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && stream->codecpar->width == 0;
+    });
+}
+
+} // namespace
+
+Result<void> passMovieThrough(
+    const Path& source, OutputFile& target, const MovieExportSettings& settings, const MovieBackend::Progress& progress)
+{
+    MediaInput::Settings guard;
+    guard.deadline.reset(); // a long movie takes its time
+    guard.generatePts = true;
+    MV_TRY(input, MediaInput::open(source, guard));
+    if (needsStreamInfo(*input))
+        MV_TRY_VOID(input->findStreamInfo());
+    Copier copier(*input, target, settings);
+    MV_TRY_VOID(copier.start());
+    return copier.copy(progress);
+}
+
+} // namespace mv

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "Base/Media/Record.h"
+#include "platform/movie/MovieToolbox.h"
+#include "platform/system/Mutex.h"
+#include "service/include/MVMP4ExporterBase.h"
+#include "service/transcode/AudioFileFunctions.h"
+
+#include <functional>
+#include <optional>
+
+namespace mv {
+
+class MVExtAudioFile;
+
+/// What the exporter works with; a test puts its own in their place.
+struct MP4ExporterTools {
+    MovieToolbox* toolbox; ///< never null
+    const AudioFileFunctions* audioFiles; ///< never null
+    std::function<std::optional<Record>(const Path&)> describeMP3;
+    std::function<std::optional<Record>(const Path&)> describeMP4;
+    std::function<bool(const Path&, const Record&)> updateTag;
+
+    /// The real ones: parsers and tag updater are made for the call.
+    static MP4ExporterTools platform();
+};
+
+/// Exports movies, converts audio and looks for Apple Lossless, one job at a time in the whole process. Entered on its
+/// own serving thread only; the delegate is called on that thread while the job's lock is held.
+class MP4ExporterImpl final : public MVMP4ExporterBase {
+public:
+    MP4ExporterImpl();
+    explicit MP4ExporterImpl(MP4ExporterTools tools);
+
+    /// The destination is replaced; when the export fails nothing is there. -50 where source or destination cannot be
+    /// had, or where they are one file (which is left alone).
+    std::int32_t exportWithDelegateFromPathToMp4Path(
+        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination) override MV_EXCLUDES(s_jobLock);
+    /// A cancelled conversion leaves what was written until then, a playable file with the source's tags; one that
+    /// fails leaves the destination as it was.
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate, const Path& source,
+        const Path& destination, std::int32_t bitrate) override MV_EXCLUDES(s_jobLock);
+    bool isAlacAudio(const Path& path) override MV_EXCLUDES(s_jobLock);
+
+private:
+    struct Conversion; // one that is under way
+
+    OSStatus exportMovie(MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+        MV_REQUIRES(s_jobLock);
+    OSStatus convertMovie(Movie& movie, const DataReference& destination) MV_REQUIRES(s_jobLock);
+    bool hasAlacTrack(const Path& path) MV_REQUIRES(s_jobLock);
+
+    std::optional<Record> tagsOf(const Path& source) const;
+    OSStatus openFiles(Conversion& job) const;
+    void copyFrames(Conversion& job) const;
+    OSStatus closeFiles(Conversion& job) const;
+
+    static inline Mutex s_jobLock;
+    MP4ExporterTools m_tools;
+};
+
+/// What the toolbox calls while it exports; `context` is the delegate. noErr to go on, -1 to cancel.
+OSStatus myMovieProgressProc(
+    Movie& movie, std::int16_t message, std::int16_t operation, Fixed percentDone, void* context);
+
+} // namespace mv
