@@ -13,6 +13,7 @@
 #include "service/parsers/QuickTimeAVParser.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP3Encoder.h"
+#include "service/transcode/MP4ExporterImpl.h"
 
 #include <array>
 
@@ -37,8 +38,8 @@ constexpr std::array kServices {
         makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },
     ServiceRow { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater",
         makeRoot<MediaTagAdaptor, MediaTag> },
-    ServiceRow {
-        "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter", makePlaceholder<MP4ExporterAdaptor> },
+    ServiceRow { "MivoMP4Exporter_1.3.0.12062", "failed to register Mivo MP4 Exporter",
+        makeRoot<MP4ExporterAdaptor, MP4ExporterImpl> },
     ServiceRow {
         "MivoMP4Parser_1.3.0.12062", "failed to register Mivo MP4 Parser", makeRoot<MediaInfoAdaptor, MP4Parser> },
     ServiceRow { "MivoExifExtractor_1.3.0.12062", "failed to register Mivo Exif Extractor",
