@@ -144,8 +144,12 @@ Result<void> MoovEditor::takeEmptyPlace(StructureReader& reader, const Box& movi
     MV_TRY(endOfUserData, endOfBoxes(reader, udta->payloadOffset(), udta->end()));
     m_begin = m_end = endOfUserData;
     auto meta = emptyMetadata(reader, *udta);
-    if (!meta)
+    if (!meta) {
+        // In front of metadata of another kind: many readers look into the first box only.
+        if (auto other = findChild(reader, *udta, fourCC("meta")))
+            m_begin = m_end = other->offset;
         return {};
+    }
     m_parents.push_back(*meta);
     m_missing = Missing::Nothing;
     MV_TRY(endOfMeta, endOfBoxes(reader, metaChildrenOffset(reader, *meta), meta->end()));
