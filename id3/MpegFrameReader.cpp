@@ -40,7 +40,6 @@ std::uint64_t behindPadding(SourceWindow& window, std::uint64_t begin, std::uint
 std::optional<MpegFrame> findUnproven(
     MpegStream& stream, SourceWindow& window, std::uint64_t begin, std::uint64_t until)
 {
-    begin = behindPadding(window, begin, until);
     for (auto sync = stream.findSync(begin, until); sync; sync = stream.findSync(*sync + 1, until)) {
         auto frame = stream.frameAt(*sync);
         // A byte order mark and a letter look like layer I.
@@ -57,6 +56,11 @@ std::optional<MpegFrame> findUnproven(
 std::optional<MpegFrame> findFirst(MpegStream& stream, SourceWindow& window, std::uint64_t begin)
 {
     std::uint64_t until = std::min(stream.end(), begin + MpegFrameReader::MaximumSearch);
+    // An encoder's table where the stream has to begin is proof enough, also when damage follows.
+    begin = behindPadding(window, begin, until);
+    auto inPlace = stream.frameAt(begin);
+    if (inPlace && vbrHeaderOf(window, *inPlace))
+        return inPlace;
     auto proven = stream.findProven(begin, until);
     return proven ? proven : findUnproven(stream, window, begin, until);
 }
@@ -91,6 +95,8 @@ double secondsWithoutTable(
     MpegFrame audio = first;
     if (table) {
         auto next = front.frameBehind(first);
+        if (!next)
+            next = front.findProven(first.offset + MpegHeader::Size, front.end());
         if (!next)
             return 0;
         audio = *next;
