@@ -76,39 +76,43 @@ double lanczos3(double x)
     return 3 * std::sin(turn) * std::sin(turn / 3) / (turn * turn);
 }
 
-/// One axis: `count` samples `step` apart become `target` samples `targetStep` apart.
-void referenceAxis(const double* from, int count, std::size_t step, double* to, int target, std::size_t targetStep)
+/// Makes `target` vectors of `length` out of `count` of them that stand one after the other.
+std::vector<double> referenceAxis(const std::vector<double>& from, int count, std::size_t length, int target)
 {
+    std::vector<double> to(static_cast<std::size_t>(target) * length);
     double ratio = static_cast<double>(count) / target;
     double stretch = std::max(1.0, ratio);
     for (int i = 0; i < target; i++) {
         double centre = (i + 0.5) * ratio - 0.5;
-        double sum = 0;
+        double* sum = &to[static_cast<std::size_t>(i) * length];
         double weights = 0;
         int last = static_cast<int>(std::floor(centre + 3 * stretch));
         for (int k = static_cast<int>(std::ceil(centre - 3 * stretch)); k <= last; k++) {
             double weight = lanczos3((k - centre) / stretch);
-            sum += weight * from[static_cast<std::size_t>(std::clamp(k, 0, count - 1)) * step];
+            const double* row = &from[static_cast<std::size_t>(std::clamp(k, 0, count - 1)) * length];
+            for (std::size_t n = 0; n < length; n++)
+                sum[n] += weight * row[n];
             weights += weight;
         }
-        to[static_cast<std::size_t>(i) * targetStep] = sum / weights;
+        for (std::size_t n = 0; n < length; n++)
+            sum[n] /= weights;
     }
+    return to;
 }
 
 } // namespace
 
 Bitmap referenceLanczos(const Bitmap& source, int width, int height)
 {
-    std::size_t stride = static_cast<std::size_t>(source.width) * 4;
     std::vector<double> samples(source.pixels.begin(), source.pixels.end());
-    std::vector<double> middle(stride * height);
-    for (std::size_t column = 0; column < stride; column++)
-        referenceAxis(&samples[column], source.height, stride, &middle[column], height, stride);
-    std::size_t targetStride = static_cast<std::size_t>(width) * 4;
-    std::vector<double> result(targetStride * height);
-    for (std::size_t y = 0; y < static_cast<std::size_t>(height); y++) {
-        for (std::size_t c = 0; c < 4; c++)
-            referenceAxis(&middle[y * stride + c], source.width, 4, &result[y * targetStride + c], width, 4);
+    std::vector<double> rows
+        = referenceAxis(samples, source.height, static_cast<std::size_t>(source.width) * 4, height);
+    std::vector<double> result;
+    for (int y = 0; y < height; y++) {
+        auto start = rows.begin() + static_cast<std::ptrdiff_t>(y) * source.width * 4;
+        std::vector<double> columns
+            = referenceAxis({ start, start + static_cast<std::ptrdiff_t>(source.width) * 4 }, source.width, 4, width);
+        result.insert(result.end(), columns.begin(), columns.end());
     }
     Bitmap bitmap { width, height, {} };
     for (double value : result)
