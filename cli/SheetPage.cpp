@@ -27,10 +27,11 @@ main { max-width: 1400px; margin: 0 auto; padding: 8px 24px 48px }
 h2 { margin: 28px 0 12px; font-size: 17px }
 h2 span, h3 span { color: var(--soft); font-weight: normal }
 h3 { margin: 20px 0 10px; font-size: 15px }
-.cards { display: grid; grid-template-columns: repeat(auto-fill, minmax(190px, 1fr)); gap: 16px }
+.cards { display: grid; grid-template-columns: repeat(auto-fill, minmax(210px, 1fr)); gap: 16px }
 figure { margin: 0; background: var(--card); border: 1px solid var(--line); border-radius: 10px; overflow: hidden }
 .frame { aspect-ratio: 4 / 3; background: var(--shade); display: flex; align-items: center; justify-content: center }
 .Music .frame { aspect-ratio: 1 }
+.Video .frame { aspect-ratio: 13 / 9; background: #000 }
 .frame img { width: 100%; height: 100%; object-fit: contain; display: block }
 .frame b { font-size: 40px; color: var(--soft); font-weight: normal }
 figcaption { padding: 10px 12px 12px }

@@ -1,0 +1,73 @@
+#include "cli/Arguments.h"
+
+#include <array>
+#include <gmock/gmock.h>
+
+namespace mv::cli {
+namespace {
+
+constexpr std::array kOptions {
+    Option { "json", nullptr, "" },
+    Option { "size", "WxH", "" },
+    Option { "clear", "FIELD", "" },
+};
+
+TEST(Arguments, SortsOptionsFromFiles)
+{
+    auto arguments = Arguments::parse(kOptions, { "a", "--size", "3x4", "--json", "b", "-" });
+    ASSERT_TRUE(arguments.ok());
+    EXPECT_THAT(arguments->files(), testing::ElementsAre("a", "b", "-"));
+    EXPECT_TRUE(arguments->has("json"));
+    EXPECT_EQ(arguments->value("size"), "3x4");
+    EXPECT_FALSE(arguments->has("clear"));
+    EXPECT_EQ(arguments->value("clear", "none"), "none");
+}
+
+TEST(Arguments, TakesValuesBehindAnEqualsSignAndTheLastOneWins)
+{
+    auto arguments = Arguments::parse(kOptions, { "--size=1x1", "--size=2x=2", "--clear=a", "--clear", "b" });
+    ASSERT_TRUE(arguments.ok());
+    EXPECT_EQ(arguments->value("size"), "2x=2");
+    EXPECT_THAT(arguments->values("clear"), testing::ElementsAre("a", "b"));
+}
+
+TEST(Arguments, TwoDashesEndTheOptions)
+{
+    auto arguments = Arguments::parse(kOptions, { "--json", "--", "--size", "--" });
+    ASSERT_TRUE(arguments.ok());
+    EXPECT_THAT(arguments->files(), testing::ElementsAre("--size", "--"));
+}
+
+struct Misuse {
+    std::vector<std::string> words;
+    const char* text;
+};
+
+TEST(Arguments, SaysWhatIsWrong)
+{
+    const Misuse kRows[] = {
+        { { "--nothing" }, "there is no option --nothing" },
+        { { "-j" }, "there is no option -j" },
+        { { "--jso" }, "there is no option --jso" },
+        { { "--size" }, "the option --size needs a value: WxH" },
+        { { "--json=1" }, "the option --json takes no value" },
+    };
+    for (const Misuse& row : kRows) {
+        auto arguments = Arguments::parse(kOptions, row.words);
+        ASSERT_FALSE(arguments.ok()) << row.text;
+        EXPECT_EQ(arguments.error().text, row.text);
+    }
+}
+
+TEST(Arguments, NumbersAreWholeAndInRange)
+{
+    EXPECT_EQ(*numberIn("track", "7", 1, 255), 7);
+    for (const char* text : { "0", "256", "", "7x", " 7", "7.0", "99999999999" }) {
+        auto number = numberIn("track", text, 1, 255);
+        ASSERT_FALSE(number.ok()) << text;
+        EXPECT_EQ(number.error().text, std::string("--track takes a whole number from 1 to 255, not \"") + text + "\"");
+    }
+}
+
+} // namespace
+} // namespace mv::cli
