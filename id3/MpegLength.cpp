@@ -57,27 +57,55 @@ private:
     double m_seconds = 0;
 };
 
-/// True when at this place frames of the same kind and bit rate are found.
-bool looksLike(MpegStream& stream, const MpegFrame& first, std::uint64_t place)
-{
-    auto frame = stream.findProven(place, place + 2 * first.size + MpegHeader::MaximumFrameSize);
-    for (int i = 0; i < MpegStream::ProvingFrames; ++i) {
-        if (!frame || !frame->header.continues(first.header) || frame->header.bitrate != first.header.bitrate)
-            return false;
-        if (frame->end() + MpegHeader::Size > stream.end())
-            break;
-        frame = stream.frameBehind(*frame);
+/// Looks into a stream here and there.
+class Looks {
+public:
+    Looks(MpegStream& stream, const MpegFrame& first)
+        : m_stream(stream)
+        , m_first(first)
+    {
     }
-    return true;
-}
+
+    /// True when at this place frames of the same kind and bit rate are found.
+    bool findsTheSameAt(std::uint64_t place)
+    {
+        auto frame = m_stream.findProven(place, place + 2 * m_first.size + MpegHeader::MaximumFrameSize);
+        for (int i = 0; i < MpegStream::ProvingFrames; ++i) {
+            if (!frame || !frame->header.continues(m_first.header) || frame->header.bitrate != m_first.header.bitrate)
+                return false;
+            m_anyPadded = m_anyPadded || frame->header.isPadded;
+            if (frame->end() + MpegHeader::Size > m_stream.end())
+                break;
+            frame = m_stream.frameBehind(*frame);
+        }
+        return true;
+    }
+
+    /// Encoders pad frames to keep the bit rate to the bit, or never do; then every frame is a little short of it.
+    double secondsOfBytes(std::uint64_t count) const
+    {
+        auto bytes = static_cast<double>(count);
+        if (m_anyPadded)
+            return bytes * 8 / m_first.header.bitrate;
+        MpegHeader unpadded = m_first.header;
+        unpadded.isPadded = false;
+        return bytes / static_cast<double>(unpadded.frameSize()) * secondsOf(unpadded);
+    }
+
+private:
+    MpegStream& m_stream;
+    const MpegFrame& m_first;
+    bool m_anyPadded = false;
+};
 
 } // namespace
 
 std::optional<double> secondsOfConstantStream(MpegStream& stream, const MpegFrame& first)
 {
+    Looks looks(stream, first);
     std::uint64_t place = first.offset;
     for (; place + LookInterval < stream.end(); place += LookInterval) {
-        if (!looksLike(stream, first, place))
+        if (!looks.findsTheSameAt(place))
             return std::nullopt;
     }
     // The last stretch may end in what is no audio.
@@ -85,10 +113,8 @@ std::optional<double> secondsOfConstantStream(MpegStream& stream, const MpegFram
     auto frame = stream.findProven(lastStretch, stream.end());
     if (!frame)
         return std::nullopt;
-    std::uint64_t begin = frame->offset;
-    double end = Walk(stream, *frame).run();
-    double bytesPerSecond = static_cast<double>(first.header.bitrate) / 8;
-    return static_cast<double>(begin - first.offset) / bytesPerSecond + end;
+    std::uint64_t before = frame->offset - first.offset;
+    return looks.secondsOfBytes(before) + Walk(stream, *frame).run();
 }
 
 double secondsByWalking(MpegStream& stream, const MpegFrame& first) { return Walk(stream, first).run(); }
