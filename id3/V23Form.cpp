@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 
+#include <algorithm>
 #include <array>
 
 namespace mv {
@@ -166,6 +167,14 @@ bool isLatin1Number(ByteView value)
     return leadingInteger(charsOf(value)) <= 255;
 }
 
+constexpr std::size_t YearDigits = 4;
+
+bool beginsWithYear(ByteView value)
+{
+    return value.size() >= YearDigits
+        && std::all_of(value.begin(), value.begin() + YearDigits, [](std::uint8_t c) { return c >= '0' && c <= '9'; });
+}
+
 /// One value of a v2.4 text frame in the form v2.3 writes it, in UTF-16LE.
 Bytes v23Value(std::string_view id, std::string_view storedId, Bytes value)
 {
@@ -176,9 +185,8 @@ Bytes v23Value(std::string_view id, std::string_view storedId, Bytes value)
     if (id == "TCON" && plain && isLatin1Number(narrow)) {
         value.insert(value.begin(), { '(', 0 });
         value.insert(value.end(), { ')', 0 });
-    } else if (storedId == "TDRC" || storedId == "TDOR") {
-        constexpr std::size_t YearBytes = 4 * 2;
-        value.resize(std::min(value.size(), YearBytes));
+    } else if ((storedId == "TDRC" || storedId == "TDOR") && plain && beginsWithYear(narrow)) {
+        value.resize(YearDigits * 2);
     }
     return value;
 }

@@ -8,6 +8,7 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 #include "service/image/ExifExtractor.h"
 #include "service/image/UnifiedImageInfoBuider.h"
+#include "service/parsers/MP3Parser.h"
 #include "service/parsers/MP4Parser.h"
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
@@ -33,7 +34,8 @@ template <class Adaptor> std::unique_ptr<ServedObject> makePlaceholder() { retur
 constexpr std::array kServices {
     ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser",
         makeRoot<MediaInfoAdaptor, QuickTimeAVParser> },
-    ServiceRow { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makePlaceholder<MediaInfoAdaptor> },
+    ServiceRow {
+        "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser", makeRoot<MediaInfoAdaptor, MP3Parser> },
     ServiceRow { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser",
         makeRoot<ImageInfoAdaptor, UnifiedImageInfoBuilder> },
     ServiceRow { "MivoMediaTagUpdater_1.3.0.12062", "failed to register Mivo Media Tag Updater",

@@ -1,0 +1,211 @@
+#include "service/host/adaptors/AudioEncoderAdaptor.h"
+
+#include "tests/service/host/AdaptorTest.h"
+
+#include <atomic>
+#include <thread>
+
+namespace mv {
+namespace {
+
+/// Sends the messages of a job: start, then a question and a percent ten times, then the end.
+struct FakeEncoder final : MVAudioEncoderBase {
+    ~FakeEncoder() override
+    {
+        if (worker.joinable())
+            worker.join();
+    }
+    void setAttributes(const Record& given) override { values.merge(given); }
+    Record attributes() const override { return values; }
+    void encodeOnThreadFileOutputFile(const Path&, const Path&) override
+    {
+        worker = std::thread([this, held = delegate] { run(held); });
+    }
+    bool encodeFileOutputFile(const Path& input, const Path&) override
+    {
+        if (input.text() == "/fail") {
+            delegate->encoderDidFailWithError(*this, { "MVAudioEncoderErrorDomain", 4 });
+            return false;
+        }
+        return run(delegate);
+    }
+    void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> given) override { delegate = std::move(given); }
+
+    bool run(const std::shared_ptr<MVAudioEncoderDelegate>& held)
+    {
+        if (!held)
+            return true;
+        held->encoderDidStart(*this);
+        for (int i = 1; i <= 10; ++i) {
+            if (held->shouldEncodeStop())
+                return true;
+            held->encoderProgress(*this, static_cast<float>(i * 10));
+        }
+        held->encoderDidEnd(*this);
+        return true;
+    }
+
+    Record values { { MVAudioEncoderBitrateAttribute, 192000 } };
+    std::shared_ptr<MVAudioEncoderDelegate> delegate;
+    std::thread worker;
+};
+
+struct Delegate {
+    std::vector<std::string> messages;
+    std::vector<std::string> senders;
+    std::string failing;
+    bool stop = false;
+
+    /// Notes the message; the answer is an error where the test asks for one.
+    bool note(sd_bus_message* message, const std::string& text)
+    {
+        messages.push_back(text);
+        senders.emplace_back(sd_bus_message_get_sender(message));
+        return !failing.empty() && text.starts_with(failing);
+    }
+};
+
+int refuse(sd_bus_error* error) { return sd_bus_error_set(error, "org.example.No", "no"); }
+
+int didStart(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    auto& delegate = *static_cast<Delegate*>(userdata);
+    if (delegate.note(message, "start " + WireReader(message).objectPath()))
+        return refuse(error);
+    return sd_bus_reply_method_return(message, "");
+}
+
+int shouldStop(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    auto& delegate = *static_cast<Delegate*>(userdata);
+    if (delegate.note(message, "stop?"))
+        return refuse(error);
+    return sd_bus_reply_method_return(message, "b", delegate.stop);
+}
+
+int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    auto& delegate = *static_cast<Delegate*>(userdata);
+    WireReader in(message);
+    std::string encoder = in.objectPath();
+    if (delegate.note(message, "progress " + encoder + " " + std::to_string(static_cast<int>(in.real()))))
+        return refuse(error);
+    return sd_bus_reply_method_return(message, "");
+}
+
+int didFail(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    WireReader in(message);
+    std::string encoder = in.objectPath();
+    auto [domain, code] = in.stringAndInteger();
+    static_cast<Delegate*>(userdata)->note(message, "fail " + encoder + " " + domain + " " + std::to_string(code));
+    return sd_bus_reply_method_return(message, "");
+}
+
+int didEnd(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    static_cast<Delegate*>(userdata)->note(message, "end " + WireReader(message).objectPath());
+    return sd_bus_reply_method_return(message, "");
+}
+
+constexpr sd_bus_vtable kDelegate[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("encoderDidStart", "o", "", didStart, 0),
+    SD_BUS_METHOD("shouldEncodeStop", "", "b", shouldStop, 0),
+    SD_BUS_METHOD("encoderProgress", "od", "", progress, 0),
+    SD_BUS_METHOD("encoderDidFailWithError", "o(si)", "", didFail, 0),
+    SD_BUS_METHOD("encoderDidEnd", "o", "", didEnd, 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr const char* Interface = "Mivo.MVAudioEncoderBase";
+
+class AudioEncoderAdaptorTest : public test::AdaptorTest {
+protected:
+    AudioEncoderAdaptorTest()
+    {
+        serve(std::make_unique<AudioEncoderAdaptor>(std::make_unique<FakeEncoder>()));
+        exportDelegate("/delegate", "Mivo.MVAudioEncoderDelegate", kDelegate, &m_delegate);
+        call(Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); });
+    }
+    ~AudioEncoderAdaptorTest() override { m_connection.reset(); }
+
+    bool encode(const char* input = "/in")
+    {
+        auto answer = m_client.callAndServe(BusName, "/", Interface, "encodeFileOutputFile",
+            [&](WireWriter& out) { out.string(input).string("/out"); });
+        EXPECT_TRUE(answer.ok()) << answer.text;
+        return answer.ok() && answer.reader().boolean();
+    }
+
+    Delegate m_delegate;
+};
+
+TEST_F(AudioEncoderAdaptorTest, AttributesMerge)
+{
+    call(Interface, "setAttributes", [](WireWriter& out) { out.record({ { MVAudioEncoderVBRAttribute, true } }); });
+    Record attributes = call(Interface, "attributes").reader().record();
+    EXPECT_EQ(attributes.integer("MVAudioEncoderBitrateAttribute"), 192000);
+    EXPECT_EQ(attributes.boolean("MVAudioEncoderVBRAttribute"), true);
+}
+
+TEST_F(AudioEncoderAdaptorTest, EveryMessageInOrderWithTheEncoder)
+{
+    EXPECT_TRUE(encode());
+    ASSERT_EQ(m_delegate.messages.size(), 22u);
+    EXPECT_EQ(m_delegate.messages.front(), "start /");
+    EXPECT_EQ(m_delegate.messages[1], "stop?");
+    EXPECT_EQ(m_delegate.messages[2], "progress / 10");
+    EXPECT_EQ(m_delegate.messages[20], "progress / 100");
+    EXPECT_EQ(m_delegate.messages.back(), "end /");
+    EXPECT_EQ(m_delegate.senders.front(), m_client.ownerOf(BusName)) << "on the service's own connection";
+}
+
+TEST_F(AudioEncoderAdaptorTest, AJobOnAThreadSpeaksFromAConnectionOfItsOwn)
+{
+    auto answer
+        = call(Interface, "encodeOnThreadFileOutputFile", [](WireWriter& out) { out.string("/in").string("/out"); });
+    ASSERT_TRUE(answer.ok());
+    m_client.serveUntil([&] { return m_delegate.messages.size() == 22; });
+    ASSERT_EQ(m_delegate.messages.size(), 22u);
+    EXPECT_EQ(m_delegate.messages.back(), "end /");
+    EXPECT_NE(m_delegate.senders.front(), m_client.ownerOf(BusName));
+}
+
+TEST_F(AudioEncoderAdaptorTest, ErrorsCarryDomainAndCode)
+{
+    EXPECT_FALSE(encode("/fail"));
+    EXPECT_EQ(m_delegate.messages, std::vector<std::string> { "fail / MVAudioEncoderErrorDomain 4" });
+}
+
+TEST_F(AudioEncoderAdaptorTest, YesStops)
+{
+    m_delegate.stop = true;
+    EXPECT_TRUE(encode());
+    EXPECT_EQ(m_delegate.messages, (std::vector<std::string> { "start /", "stop?" }));
+}
+
+TEST_F(AudioEncoderAdaptorTest, AnyMessageThatFailsAsksToCancelAndTheDelegateIsNotAskedAgain)
+{
+    m_delegate.failing = "start";
+    EXPECT_TRUE(encode());
+    EXPECT_EQ(m_delegate.messages, std::vector<std::string> { "start /" });
+    m_delegate.messages.clear();
+    m_delegate.failing = "progress / 30";
+    EXPECT_TRUE(encode()) << "the next job starts afresh";
+    EXPECT_EQ(m_delegate.messages.back(), "progress / 30");
+    m_delegate.messages.clear();
+    m_delegate.failing = "stop?";
+    EXPECT_TRUE(encode());
+    EXPECT_EQ(m_delegate.messages.size(), 2u);
+}
+
+TEST_F(AudioEncoderAdaptorTest, WithoutADelegateAJobRunsInSilence)
+{
+    call(Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/"); });
+    EXPECT_TRUE(encode());
+    EXPECT_TRUE(m_delegate.messages.empty());
+}
+
+} // namespace
+} // namespace mv

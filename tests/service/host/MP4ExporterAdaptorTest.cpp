@@ -1,0 +1,124 @@
+#include "service/host/adaptors/MP4ExporterAdaptor.h"
+
+#include "tests/service/host/AdaptorTest.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace mv {
+namespace {
+
+/// Reports 1, 2, 3 ... until the delegate says no; answers how often it was asked.
+struct FakeExporter final : MVMP4ExporterBase {
+    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const Path&, const Path&) override
+    {
+        if (!delegate)
+            return -50;
+        std::int32_t asked = 1;
+        while (asked < 100 && delegate->MP4ExporterProgress(asked))
+            ++asked;
+        return asked;
+    }
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
+        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate) override
+    {
+        return delegate ? -1 : static_cast<std::int32_t>(source.text().size() + destination.text().size()) + bitrate;
+    }
+    bool isAlacAudio(const Path& path) override { return path.text() == "/alac"; }
+};
+
+struct Delegate {
+    int limit = 1000;
+    bool fail = false;
+    std::vector<int> percents;
+};
+
+int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    auto& delegate = *static_cast<Delegate*>(userdata);
+    delegate.percents.push_back(WireReader(message).integer());
+    if (delegate.fail)
+        return sd_bus_error_set(error, "org.example.No", "no");
+    return sd_bus_reply_method_return(message, "b", static_cast<int>(delegate.percents.size()) < delegate.limit);
+}
+
+constexpr sd_bus_vtable kDelegate[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("MP4ExporterProgress", "i", "b", progress, 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr const char* Interface = "Mivo.MVMP4ExporterBase";
+
+class MP4ExporterAdaptorTest : public test::AdaptorTest {
+protected:
+    MP4ExporterAdaptorTest()
+    {
+        serve(std::make_unique<MP4ExporterAdaptor>(std::make_unique<FakeExporter>()));
+        exportDelegate("/delegate", "Mivo.MVMP4ExporterDelegate", kDelegate, &m_delegate);
+    }
+    ~MP4ExporterAdaptorTest() override { m_connection.reset(); }
+
+    std::int32_t exportWith(const char* delegate)
+    {
+        auto answer = m_client.callAndServe(BusName, "/", Interface, "exportWithDelegateFromPathToMp4Path",
+            [&](WireWriter& out) { out.objectPath(delegate).string("/s").string("/d"); });
+        return answer.ok() ? answer.reader().integer() : -9999;
+    }
+
+    Delegate m_delegate;
+};
+
+TEST_F(MP4ExporterAdaptorTest, TheDelegateHearsEveryPercentInOrder)
+{
+    EXPECT_EQ(exportWith("/delegate"), 100);
+    ASSERT_EQ(m_delegate.percents.size(), 99u);
+    EXPECT_EQ(m_delegate.percents.front(), 1);
+    EXPECT_EQ(m_delegate.percents.back(), 99);
+}
+
+TEST_F(MP4ExporterAdaptorTest, ANoCancels)
+{
+    m_delegate.limit = 5;
+    EXPECT_EQ(exportWith("/delegate"), 5);
+}
+
+TEST_F(MP4ExporterAdaptorTest, AnErrorOfTheDelegateCancels)
+{
+    m_delegate.fail = true;
+    EXPECT_EQ(exportWith("/delegate"), 1);
+}
+
+TEST_F(MP4ExporterAdaptorTest, APathWithoutADelegateCancels) { EXPECT_EQ(exportWith("/nobody"), 1); }
+
+TEST_F(MP4ExporterAdaptorTest, SlashIsNoDelegate) { EXPECT_EQ(exportWith("/"), -50); }
+
+TEST_F(MP4ExporterAdaptorTest, AClientThatLeavesCancelsAndTheServiceGoesOn)
+{
+    pid_t child = fork();
+    if (child == 0) {
+        test::BusClient client;
+        sd_bus_message* message = nullptr;
+        sd_bus_message_new_method_call(
+            client.bus(), &message, BusName, "/", Interface, "exportWithDelegateFromPathToMp4Path");
+        sd_bus_message_append(message, "oss", "/delegate", "/s", "/d");
+        sd_bus_send(client.bus(), message, nullptr);
+        sd_bus_flush(client.bus());
+        usleep(100'000);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(exportWith("/"), -50);
+}
+
+TEST_F(MP4ExporterAdaptorTest, ArgumentsArriveAsGiven)
+{
+    auto answer = call(Interface, "convertToAacWithDelegateFromPathToMp4PathBitrate",
+        [](WireWriter& out) { out.objectPath("/").string("/abc").string("/de").integer(128000); });
+    EXPECT_EQ(answer.reader().integer(), 128007);
+    EXPECT_TRUE(call(Interface, "isAlacAudio", [](WireWriter& out) { out.string("/alac"); }).reader().boolean());
+    EXPECT_FALSE(call(Interface, "isAlacAudio", [](WireWriter& out) { out.string("/other"); }).reader().boolean());
+}
+
+} // namespace
+} // namespace mv
