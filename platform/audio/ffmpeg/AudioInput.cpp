@@ -133,7 +133,8 @@ Result<bool> AudioInput::readWhole(AVPacket& packet)
             return audioError(status, "cannot read", ioErr);
         if (status < 0)
             return false; // the end, or a file so damaged that nothing follows
-        if (packet.stream_index == m_stream->index && !(packet.flags & AV_PKT_FLAG_CORRUPT))
+        bool whole = !(packet.flags & AV_PKT_FLAG_CORRUPT) || isSampled(m_codec->codec_id);
+        if (packet.stream_index == m_stream->index && whole)
             return true;
     }
 }

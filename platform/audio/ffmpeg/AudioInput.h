@@ -24,7 +24,8 @@ public:
     bool isIsoMedia() const { return m_input->isIsoMedia(); }
 
     /// The stream's next whole packet; false at the end of the file. Packets that the end of the file cut off are
-    /// left out. AMR comes one frame at a time: the decoder takes no more, and containers pack several.
+    /// left out, but for uncompressed samples, of which the whole ones count. AMR comes one frame at a time: the
+    /// decoder takes no more, and containers pack several.
     Result<bool> read(AVPacket& packet);
 
 private:

@@ -61,22 +61,6 @@ Result<std::int64_t> countByDecoding(const Path& path, FrameDecoder::End end)
     }
 }
 
-bool packetsTell(AudioInput& input)
-{
-    switch (input.codec().codec_id) {
-    case AV_CODEC_ID_MP1:
-    case AV_CODEC_ID_MP2:
-    case AV_CODEC_ID_MP3:
-    case AV_CODEC_ID_AAC:
-    case AV_CODEC_ID_ALAC:
-    case AV_CODEC_ID_AMR_NB:
-    case AV_CODEC_ID_AMR_WB:
-        return true;
-    default:
-        return isSampled(input.codec().codec_id);
-    }
-}
-
 // "iTunSMPB": hexadecimal numbers, of which the fourth is the length without gaps. 0 where there is none.
 std::int64_t gaplessFrames(const AVFormatContext& container)
 {
@@ -133,7 +117,7 @@ Result<FrameCount> countFrames(const Path& path)
     if (input.isContainer("flac") && flacTotalHolds(input.file(), input))
         return FrameCount { input.stream().duration };
     std::optional<std::int64_t> frames;
-    if (packetsTell(input)) {
+    if (AVCodecID id = input.codec().codec_id; isOneFrameAPacket(id) || isSampled(id)) {
         MV_TRY(told, countPackets(input));
         frames = told;
     }

@@ -37,6 +37,7 @@ Result<FrameDecoder::Run> FrameDecoder::next()
             m_frameWaits = true;
             bool gap = m_anyGood && makeSilence();
             m_anyGood = true;
+            m_owed = false;
             m_damaged = 0;
             if (gap)
                 return Run { m_silence.get(), 0, m_silence->nb_samples };
@@ -44,7 +45,7 @@ Result<FrameDecoder::Run> FrameDecoder::next()
         }
         if (m_draining)
             return Run {};
-        if (status != AVERROR(EAGAIN))
+        if (status != AVERROR(EAGAIN) || m_owed)
             noteDamage();
         MV_TRY_VOID(feed());
     }
@@ -63,6 +64,7 @@ Result<void> FrameDecoder::feed()
     int status = avcodec_send_packet(&m_input.codec(), more ? m_packet.get() : nullptr);
     if (more && status < 0)
         noteDamage();
+    m_owed = more && status >= 0 && isOneFrameAPacket(m_input.codec().codec_id);
     return {};
 }
 

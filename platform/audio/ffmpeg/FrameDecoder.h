@@ -37,6 +37,7 @@ private:
     GapTrim m_trim;
     std::int64_t m_damaged = 0; // frames lost since the last good one
     bool m_anyGood = false;
+    bool m_owed = false; // the packet that was fed must give a frame
     bool m_frameWaits = false; // m_frame is decoded, silence goes first
     bool m_draining = false;
 };

@@ -45,11 +45,11 @@ std::int64_t losslessFrames(ByteView packet, std::int64_t usual)
     reader.skip(2);
     bool sizeFollows = reader.u8() & SizeFollows;
     if (!sizeFollows || reader.failed())
-        return reader.failed() ? 0 : usual;
+        return usual;
     reader.seek(2);
     std::uint64_t bits = static_cast<std::uint64_t>(reader.u8()) << 32 | reader.u32be(); // bits 16 to 55
     std::int64_t size = static_cast<std::int64_t>(bits >> 1 & 0xFFFFFFFF);
-    return reader.failed() || size > usual ? 0 : size;
+    return reader.failed() || size > usual ? usual : size; // a damaged header: the rest of the file is as usual
 }
 
 } // namespace
@@ -77,9 +77,28 @@ std::int64_t packetFrames(AudioInput& input, const AVPacket& packet)
         frames = 320;
         break;
     default:
-        frames = byDuration(input, packet);
+        if (isSampled(input.codec().codec_id))
+            frames = av_get_audio_frame_duration2(input.stream().codecpar, packet.size);
+        if (frames <= 0)
+            frames = byDuration(input, packet);
     }
     return std::clamp<std::int64_t>(frames, 0, MostFrames);
+}
+
+bool isOneFrameAPacket(AVCodecID id)
+{
+    switch (id) {
+    case AV_CODEC_ID_MP1:
+    case AV_CODEC_ID_MP2:
+    case AV_CODEC_ID_MP3:
+    case AV_CODEC_ID_AAC:
+    case AV_CODEC_ID_ALAC:
+    case AV_CODEC_ID_AMR_NB:
+    case AV_CODEC_ID_AMR_WB:
+        return true;
+    default:
+        return false;
+    }
 }
 
 GapTrim::Kept GapTrim::keep(std::int64_t count, std::int64_t skip, std::int64_t discard, bool unwanted)

@@ -9,6 +9,9 @@ namespace mv {
 /// number or the duration that the container gives. At most 65,536.
 std::int64_t packetFrames(AudioInput& input, const AVPacket& packet);
 
+/// Formats whose every packet is one frame for the decoder, given at once; a packet that gives none is damaged.
+bool isOneFrameAPacket(AVCodecID id);
+
 /// Takes off a stream's frames what its packets declare as gap.
 class GapTrim {
 public:

@@ -1,0 +1,432 @@
+#include "tests/platform/audio/DecodedFile.h"
+#include "tests/support/Corpus.h"
+#include "tests/support/Scratch.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <map>
+#include <set>
+#include <sys/stat.h>
+
+using namespace mv;
+using namespace mv::test;
+
+namespace {
+
+std::string rawFormat(std::uint32_t depth)
+{
+    return depth == 8 ? "s8" : depth == 16 ? "s16le" : depth == 24 ? "s24be" : "s32le";
+}
+
+/// What the ffmpeg program makes of a file's first audio stream, in the same shape.
+Bytes decodedByFfmpeg(const std::string& path, const AudioStreamBasicDescription& client)
+{
+    ScratchFolder scratch;
+    std::string raw = scratch.file("raw");
+    run("ffmpeg -v quiet -y -i " + test::quoted(path) + " -map 0:a:0 -f " + rawFormat(client.mBitsPerChannel) + " "
+        + test::quoted(raw));
+    struct stat facts { };
+    return stat(raw.c_str(), &facts) == 0 ? readFile(raw) : Bytes {};
+}
+
+std::int64_t framesIn(const Bytes& samples, const DecodedFile& file)
+{
+    return static_cast<std::int64_t>(samples.size() / file.client.mBytesPerFrame);
+}
+
+/// Where the ffmpeg program is known to deliver another number of frames: ours minus its.
+const std::map<std::string, std::int64_t> KnownDifferences {
+    // It cuts off up to a block too much at the end of a Vorbis stream; ours end where oggdec's do.
+    { "audio/multipagecomment.ogg", 128 },
+    { "audio/vorbis.ogg", 128 },
+    // It decodes the last packet whole, ours end with the edit list.
+    { "mp4/bbb_mono_8kHz_12.2kbps_amrnb.3gp", -110 },
+    { "mp4/mdir_tags.mp4", -583 },
+    { "mp4/mdta_tags.mp4", -583 },
+    { "mp4/mp3.mp4", -146 },
+    { "mp4/opus.mp4", -360 },
+    { "mp4/sample-multi-data.m4a", -106 },
+    { "mp4/sample.m4a", -106 },
+    { "mp4/sample_opus.mp4", -24 },
+    { "mp4/test-pod.m4a", -23 },
+    { "video/dolbyVision-hdr.MOV", -425 },
+    { "video/fixture-imovie.mp4", -34 },
+    { "video/fixture.3gp", -21 },
+    { "video/internal_emulator_transformer_output_180_rotated.mp4", -20 },
+    // It leaves out the end of the gapless information.
+    { "mp4/full.m4a", -892 },
+    { "mp4/soundcheck-nonascii.m4a", -892 },
+};
+
+/// Packets of several AMR frames, of which the program decodes the first alone: every fifth, or 38th of the sound.
+const std::set<std::string> PackedAmr { "mp4/sample-multi-track.3gp", "video/MOV00006.3gp" };
+
+void compareWithFfmpeg(const std::string& folder)
+{
+    for (const std::string& name : corpusFiles(folder)) {
+        SCOPED_TRACE(name);
+        DecodedFile ours(corpusFile(name));
+        if (ours.opened != noErr)
+            continue;
+        EXPECT_EQ(ours.ended, noErr);
+        EXPECT_EQ(ours.announced, ours.delivered);
+        if (PackedAmr.contains(name))
+            continue;
+        Bytes theirs = decodedByFfmpeg(corpusFile(name), ours.client);
+        auto known = KnownDifferences.find(name);
+        std::int64_t difference = known == KnownDifferences.end() ? 0 : known->second;
+        EXPECT_EQ(ours.delivered - framesIn(theirs, ours), difference);
+        std::size_t common = std::min(ours.samples.size(), theirs.size());
+        EXPECT_TRUE(std::equal(
+            ours.samples.begin(), ours.samples.begin() + static_cast<std::ptrdiff_t>(common), theirs.begin()))
+            << "samples differ";
+    }
+}
+
+} // namespace
+
+/// A recipe of the ffmpeg program for two seconds of two different channels.
+std::string twoTones(int rate, const std::string& length = "2")
+{
+    return "ffmpeg -v error -y -f lavfi -i \"aevalsrc='0.4*sin(440*2*PI*t)+0.1*sin(4000*t*t)|0.3*sin(660*2*PI*t)':s="
+        + std::to_string(rate) + ":d=" + length + "\" ";
+}
+
+void expectEqualToFfmpeg(const DecodedFile& ours, const std::string& path)
+{
+    ASSERT_EQ(ours.opened, noErr);
+    EXPECT_EQ(ours.announced, ours.delivered);
+    Bytes theirs = decodedByFfmpeg(path, ours.client);
+    EXPECT_EQ(ours.delivered, framesIn(theirs, ours));
+    EXPECT_TRUE(ours.samples == theirs) << "samples differ";
+}
+
+void putLittle32(Bytes& bytes, std::size_t at, std::uint32_t value)
+{
+    for (std::size_t i = 0; i < 4; ++i)
+        bytes[at + i] = static_cast<std::uint8_t>(value >> 8 * i);
+}
+
+Bytes slice(const Bytes& bytes, std::size_t from, std::size_t count)
+{
+    auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return { begin, begin + static_cast<std::ptrdiff_t>(count) };
+}
+
+#define NEEDS(program)                                                                                                 \
+    if (!haveProgram(program))                                                                                         \
+    GTEST_SKIP() << program << " is not installed"
+
+TEST(Decoding, AudioFilesEqualFfmpeg)
+{
+    MV_NEEDS_CORPUS();
+    NEEDS("ffmpeg");
+    compareWithFfmpeg("audio");
+}
+
+TEST(Decoding, Mp3FilesEqualFfmpeg)
+{
+    MV_NEEDS_CORPUS();
+    NEEDS("ffmpeg");
+    compareWithFfmpeg("mp3");
+}
+
+TEST(Decoding, Mp4FilesEqualFfmpeg)
+{
+    MV_NEEDS_CORPUS();
+    NEEDS("ffmpeg");
+    compareWithFfmpeg("mp4");
+}
+
+TEST(Decoding, SoundOfVideosEqualsFfmpeg)
+{
+    MV_NEEDS_CORPUS();
+    NEEDS("ffmpeg");
+    compareWithFfmpeg("video");
+}
+
+// The length of a FLAC that was written to a pipe is not in its header.
+TEST(Decoding, FlacWithoutATotal)
+{
+    NEEDS("ffmpeg");
+    NEEDS("flac");
+    ScratchFolder scratch;
+    std::string path = scratch.file("piped.flac");
+    ASSERT_EQ(run(twoTones(44100, "2.5")
+                  + "-f s16le - | flac -s --endian=little --sign=signed --channels=2 --bps=16"
+                    " --sample-rate=44100 -c - | cat >"
+                  + test::quoted(path)),
+        0);
+    Bytes head = readFile(path);
+    ASSERT_EQ(head[21] & 15, 0);
+    ASSERT_EQ(slice(head, 22, 4), Bytes(4, 0));
+    DecodedFile file(path);
+    EXPECT_EQ(file.announced, 110250);
+    expectEqualToFfmpeg(file, path);
+}
+
+TEST(Decoding, FlacThatWasCutOffEndsWithItsLastWholeFrame)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string path = scratch.file("whole.flac");
+    ASSERT_EQ(run(twoTones(44100) + "-c:a flac -sample_fmt s16 " + test::quoted(path)), 0);
+    Bytes whole = readFile(path);
+    std::string cut = scratch.write("cut.flac", ByteView(whole).first(whole.size() * 6 / 10));
+    DecodedFile file(cut);
+    EXPECT_GT(file.announced, 20000);
+    EXPECT_LT(file.announced, 88200);
+    expectEqualToFfmpeg(file, cut);
+}
+
+TEST(Decoding, SizesInWaveFilesAreCutToTheFile)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string path = scratch.file("sound.wav");
+    ASSERT_EQ(run(twoTones(44100, "0.5") + "-c:a pcm_s16le -bitexact " + test::quoted(path)), 0);
+    Bytes wave = readFile(path);
+    ASSERT_EQ(charsOf(slice(wave, 36, 4)), "data");
+    for (std::uint32_t lie : { 0xFFFFFFFFu, 0x7FFFFFFFu, 88201u }) {
+        putLittle32(wave, 40, lie);
+        std::string lying = scratch.write("lying.wav", ByteView(wave));
+        DecodedFile file(lying);
+        EXPECT_EQ(file.announced, 22050) << lie;
+        expectEqualToFfmpeg(file, lying);
+    }
+    putLittle32(wave, 40, 88200);
+    std::string cut = scratch.write("cut.wav", ByteView(wave).first(44 + 40001));
+    DecodedFile file(cut);
+    EXPECT_EQ(file.announced, 10000);
+    EXPECT_EQ(file.delivered, 10000);
+}
+
+TEST(Decoding, EveryDepthOfWaveFiles)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    struct Row {
+        const char* codec;
+        std::uint32_t flags;
+        std::uint32_t bits;
+        std::uint32_t clientBits;
+    };
+    const Row rows[] { { "pcm_u8", 8, 8, 8 }, { "pcm_s16le", 12, 16, 16 }, { "pcm_s24le", 12, 24, 24 },
+        { "pcm_s32le", 12, 32, 32 }, { "pcm_f32le", 9, 32, 32 }, { "pcm_f64le", 9, 32, 32 } };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.codec);
+        std::string path = scratch.file(std::string(row.codec) + ".wav");
+        ASSERT_EQ(run(twoTones(48000, "0.3") + "-c:a " + row.codec + " " + test::quoted(path)), 0);
+        DecodedFile file(path);
+        EXPECT_EQ(file.file, linearPcm(48000, 2, row.bits, row.flags & ~8u));
+        EXPECT_EQ(file.client.mBitsPerChannel, row.clientBits);
+        EXPECT_EQ(file.announced, 14400);
+        expectEqualToFfmpeg(file, path);
+    }
+}
+
+TEST(Decoding, AiffIsMostSignificantByteFirst)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    for (const char* codec : { "pcm_s8", "pcm_s16be", "pcm_s24be" }) {
+        SCOPED_TRACE(codec);
+        std::string path = scratch.file(std::string(codec) + ".aiff");
+        ASSERT_EQ(run(twoTones(22050, "0.3") + "-c:a " + codec + " " + test::quoted(path)), 0);
+        DecodedFile file(path);
+        EXPECT_EQ(file.file.mFormatID, kAudioFormatLinearPCM);
+        EXPECT_EQ(file.announced, 6615);
+        expectEqualToFfmpeg(file, path);
+    }
+}
+
+TEST(Decoding, GaplessInformationOfMp3)
+{
+    NEEDS("ffmpeg");
+    NEEDS("lame");
+    ScratchFolder scratch;
+    std::string wave = scratch.file("sound.wav");
+    ASSERT_EQ(run(twoTones(44100, "1.2346") + "-c:a pcm_s16le " + test::quoted(wave)), 0);
+    std::int64_t frames = DecodedFile(wave).announced;
+    for (const char* options : { "-b 128", "-V 2", "--resample 22.05 -b 64", "-m m -b 64" }) {
+        SCOPED_TRACE(options);
+        std::string path = scratch.file("sound.mp3");
+        ASSERT_EQ(run(std::string("lame --quiet ") + options + " " + test::quoted(wave) + " " + test::quoted(path)), 0);
+        DecodedFile file(path);
+        EXPECT_EQ(file.file.mFormatID, kAudioFormatMPEGLayer3);
+        EXPECT_EQ(file.file.mBitsPerChannel, 0u);
+        EXPECT_EQ(file.announced * 44100, frames * static_cast<std::int64_t>(file.file.mSampleRate));
+        expectEqualToFfmpeg(file, path);
+    }
+    // Without the tag nobody knows of the gaps: whole frames, the encoder's delay included.
+    std::string bare = scratch.file("bare.mp3");
+    ASSERT_EQ(run("lame --quiet -t -b 128 " + test::quoted(wave) + " " + test::quoted(bare)), 0);
+    DecodedFile file(bare);
+    EXPECT_EQ(file.announced % 1152, 0);
+    EXPECT_GE(file.announced, frames + 1105);
+    expectEqualToFfmpeg(file, bare);
+}
+
+TEST(Decoding, Mp3EqualsLameWithinOneUnit)
+{
+    NEEDS("ffmpeg");
+    NEEDS("lame");
+    ScratchFolder scratch;
+    std::string path = scratch.file("sound.mp3");
+    std::string decoded = scratch.file("decoded.wav");
+    ASSERT_EQ(run(twoTones(44100, "1") + "-f wav - | lame --quiet -b 192 - " + test::quoted(path)), 0);
+    ASSERT_EQ(run("lame --quiet --decode " + test::quoted(path) + " " + test::quoted(decoded)), 0);
+    DecodedFile ours(path);
+    DecodedFile theirs(decoded);
+    ASSERT_EQ(ours.samples.size(), theirs.samples.size());
+    int largest = 0;
+    for (std::size_t i = 0; i + 1 < ours.samples.size(); i += 2) {
+        auto sample = [i](const Bytes& bytes) { return static_cast<std::int16_t>(bytes[i] | bytes[i + 1] << 8); };
+        largest = std::max(largest, std::abs(sample(ours.samples) - sample(theirs.samples)));
+    }
+    EXPECT_LE(largest, 1);
+}
+
+TEST(Decoding, SoxAgreesOnWaveFiles)
+{
+    NEEDS("ffmpeg");
+    NEEDS("sox");
+    ScratchFolder scratch;
+    std::string path = scratch.file("sound.wav");
+    std::string raw = scratch.file("raw");
+    ASSERT_EQ(run(twoTones(44100, "0.4") + "-c:a pcm_s24le " + test::quoted(path)), 0);
+    ASSERT_EQ(run("sox " + test::quoted(path) + " -t raw -B -e signed -b 24 " + test::quoted(raw)), 0);
+    EXPECT_TRUE(DecodedFile(path).samples == readFile(raw));
+}
+
+TEST(Decoding, LossyAndLosslessFormatsAreExactlyAsLongAsTheirSource)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    struct Row {
+        const char* name;
+        const char* options;
+        std::uint32_t format;
+        int rate;
+    };
+    const Row rows[] {
+        { "a.m4a", "-c:a aac -b:a 96k -movie_timescale 44100", kAudioFormatMPEG4AAC, 44100 },
+        { "alac.m4a", "-c:a alac", kAudioFormatAppleLossless, 44100 },
+        { "flac.flac", "-c:a flac", kAudioFormatFLAC, 44100 },
+        { "vorbis.ogg", "-c:a libvorbis", fourCC("vorb"), 44100 },
+        { "opus.opus", "-c:a libopus", fourCC("opus"), 48000 },
+        { "opus.ogg", "-c:a libopus -ar 48000", fourCC("opus"), 48000 },
+        { "flac.ogg", "-c:a flac", kAudioFormatFLAC, 44100 },
+        { "wave.caf", "-c:a pcm_s16be", kAudioFormatLinearPCM, 44100 },
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string path = scratch.file(row.name);
+        ASSERT_EQ(run(twoTones(row.rate, "1.37") + row.options + " " + test::quoted(path)), 0);
+        DecodedFile file(path);
+        ASSERT_EQ(file.opened, noErr);
+        EXPECT_EQ(file.file.mFormatID, row.format);
+        EXPECT_EQ(file.file.mSampleRate, row.rate);
+        EXPECT_EQ(file.announced, row.rate * 137 / 100);
+        EXPECT_EQ(file.delivered, file.announced);
+    }
+}
+
+TEST(Decoding, LosslessDepths)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string alac = scratch.file("a.m4a");
+    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a alac -sample_fmt s32p " + test::quoted(alac)), 0);
+    DecodedFile lossless(alac);
+    EXPECT_EQ(lossless.file.mFormatFlags, kAppleLosslessFormatFlag_24BitSourceData);
+    EXPECT_EQ(lossless.file.mBitsPerChannel, 0u);
+    EXPECT_EQ(lossless.client.mBitsPerChannel, 24u);
+    expectEqualToFfmpeg(lossless, alac);
+    std::string flac = scratch.file("a.flac");
+    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a flac -sample_fmt s32 " + test::quoted(flac)), 0);
+    DecodedFile deep(flac);
+    EXPECT_EQ(deep.file.mBitsPerChannel, 24u);
+    EXPECT_EQ(deep.client.mBitsPerChannel, 24u);
+    expectEqualToFfmpeg(deep, flac);
+}
+
+TEST(Decoding, ADamagedPacketIsSilenceOfItsLength)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string path = scratch.file("sound.m4a");
+    ASSERT_EQ(run(twoTones(44100) + "-c:a alac -movflags +faststart " + test::quoted(path)), 0);
+    DecodedFile whole(path);
+    Bytes bytes = readFile(path);
+    // A part of the sound is overwritten, which one packet or two cannot survive.
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), 300, std::uint8_t { 0xFF });
+    DecodedFile damaged(scratch.write("damaged.m4a", ByteView(bytes)));
+    EXPECT_EQ(damaged.opened, noErr);
+    EXPECT_EQ(damaged.ended, noErr);
+    EXPECT_EQ(damaged.announced, whole.announced);
+    EXPECT_EQ(damaged.delivered, whole.announced);
+    std::size_t packet = 4096 * 4;
+    std::size_t changed = 0;
+    for (std::size_t at = 0; at < whole.samples.size(); at += packet) {
+        std::size_t size = std::min(packet, whole.samples.size() - at);
+        changed += slice(damaged.samples, at, size) != slice(whole.samples, at, size);
+    }
+    EXPECT_GE(changed, 1u);
+    EXPECT_LE(changed, 2u);
+}
+
+TEST(Decoding, FloatClientFormatOfACompressedFile)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string path = scratch.file("sound.m4a");
+    std::string raw = scratch.file("raw");
+    ASSERT_EQ(run(twoTones(44100, "0.7") + "-c:a aac -movie_timescale 44100 " + test::quoted(path)), 0);
+    auto wanted = linearPcm(44100, 2, 32, kAudioFormatFlagIsFloat);
+    DecodedFile file(path, &wanted);
+    EXPECT_EQ(file.client, wanted);
+    ASSERT_EQ(run("ffmpeg -v error -y -i " + test::quoted(path) + " -f f32le " + test::quoted(raw)), 0);
+    Bytes theirs = readFile(raw);
+    ASSERT_GE(theirs.size(), file.samples.size());
+    EXPECT_TRUE(file.samples == slice(theirs, 0, file.samples.size()));
+}
+
+TEST(Decoding, WhatIsNoAudioFile)
+{
+    ScratchFolder scratch;
+    EXPECT_EQ(DecodedFile(scratch.file("missing.wav")).opened, fnfErr);
+    EXPECT_EQ(DecodedFile(scratch.path()).opened, kAudioFileUnsupportedFileTypeError);
+    EXPECT_EQ(DecodedFile(scratch.write("empty.mp3", "")).opened, kAudioFileUnsupportedFileTypeError);
+    EXPECT_EQ(DecodedFile(scratch.write("text.wav", "This is a text, whatever its name says.\n")).opened,
+        kAudioFileUnsupportedFileTypeError);
+    std::string list = scratch.write("list.m3u8", "#EXTM3U\n#EXTINF:1,\n/etc/passwd\n");
+    EXPECT_EQ(DecodedFile(list).opened, kAudioFileUnsupportedFileTypeError);
+    std::string fifo = scratch.file("fifo.wav");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(DecodedFile(fifo).opened, kAudioFileUnsupportedFileTypeError);
+}
+
+TEST(Decoding, AFileWithoutASampleIsAudioOfLengthZero)
+{
+    ScratchFolder scratch;
+    Bytes wave;
+    ByteWriter out(wave);
+    out.text("RIFF");
+    out.u32le(36);
+    out.text("WAVEfmt ");
+    out.u32le(16);
+    out.u16le(1);
+    out.u16le(2);
+    out.u32le(44100);
+    out.u32le(44100 * 4);
+    out.u16le(4);
+    out.u16le(16);
+    out.text("data");
+    out.u32le(0);
+    DecodedFile file(scratch.write("none.wav", ByteView(wave)));
+    EXPECT_EQ(file.opened, noErr);
+    EXPECT_EQ(file.announced, 0);
+    EXPECT_EQ(file.delivered, 0);
+    EXPECT_EQ(file.ended, noErr);
+}
