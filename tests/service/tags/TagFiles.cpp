@@ -86,12 +86,24 @@ Bytes joined(std::initializer_list<Bytes> parts)
 
 std::vector<std::string> mutagenLines(const std::string& kind, const std::string& path)
 {
-    std::istringstream output(
-        outputOf(MIVO_SOURCE_DIR "/tests/service/tags/read_back.py " + kind + " " + quoted(path)));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(output, line);)
-        lines.push_back(line);
-    return lines;
+    return mutagenLinesOfAll(kind, { path }).at(0);
+}
+
+std::vector<std::vector<std::string>> mutagenLinesOfAll(const std::string& kind, const std::vector<std::string>& paths)
+{
+    std::string command = MIVO_SOURCE_DIR "/tests/service/tags/read_back.py " + kind;
+    for (const std::string& path : paths)
+        command += " " + quoted(path);
+    std::istringstream output(outputOf(command));
+    std::vector<std::vector<std::string>> all(1);
+    for (std::string line; std::getline(output, line);) {
+        if (line.empty())
+            all.emplace_back();
+        else
+            all.back().push_back(line);
+    }
+    all.pop_back();
+    return all;
 }
 
 Bytes tinyJpeg() { return readFile(MIVO_SOURCE_DIR "/tests/data/tags/red.jpg"); }

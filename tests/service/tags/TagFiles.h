@@ -28,8 +28,11 @@ Bytes id3v1Tag(const std::string& title, const std::string& year, int track, int
 
 Bytes joined(std::initializer_list<Bytes> parts);
 
-/// Lines of read_back.py: the frames ("id3") or items ("mp4") that mutagen finds, sorted.
+/// Lines of read_back.py: the frames ("id3") or items ("mp4") that mutagen finds, sorted; "unreadable" alone for a file
+/// that it cannot read.
 std::vector<std::string> mutagenLines(const std::string& kind, const std::string& path);
+/// The same of many files in one run, in their order.
+std::vector<std::vector<std::string>> mutagenLinesOfAll(const std::string& kind, const std::vector<std::string>& paths);
 
 /// A JPEG and a PNG of a few hundred bytes that decode.
 Bytes tinyJpeg();

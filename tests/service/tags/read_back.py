@@ -1,8 +1,10 @@
 #!/usr/bin/python3
-"""What mutagen finds in a file's tags, one line a frame or item, sorted. Usage: read_back.py id3|mp4 FILE"""
+"""What mutagen finds in files' tags, one line a frame or item, sorted; "none" where there are none,
+"unreadable" for what it cannot open, and an empty line behind each file. Usage: read_back.py id3|mp4 FILE..."""
 import hashlib
 import sys
 
+from mutagen import MutagenError
 from mutagen.id3 import ID3
 from mutagen.mp4 import MP4
 
@@ -41,5 +43,8 @@ def mp4_lines(path):
             yield "%s=%s" % (key, "|".join(v.decode("utf-8", "replace") if isinstance(v, bytes) else str(v) for v in values))
 
 
-lines = {"id3": id3_lines, "mp4": mp4_lines}[sys.argv[1]](sys.argv[2])
-print("\n".join(sorted(lines)))
+for path in sys.argv[2:]:
+    try:
+        print("\n".join(sorted({"id3": id3_lines, "mp4": mp4_lines}[sys.argv[1]](path))) or "none", end="\n\n")
+    except MutagenError:
+        print("unreadable\n")
