@@ -253,20 +253,18 @@ void MP4ExporterImpl::copyFrames(Conversion& job) const
 {
     std::int64_t total = job.source->totalFrame();
     ConversionProgress progress(job.delegate, total);
-    std::int64_t read = 0;
+    std::int64_t copied = 0;
     while (!job.cancelled) {
         Bytes buffer = job.source->readDataWithNumberFrames(FramesPerBuffer);
-        if (buffer.empty())
-            return;
-        bool failed = job.source->lastError() != noErr;
-        job.destination->writeData(buffer);
-        if (job.destination->lastError() == noErr)
-            job.cancelled = !progress.bufferWritten();
         // Deliberate: what cannot be read is written as silence. A source that fails for good would go on for ever;
         // it ends where the announced length does.
-        read += FramesPerBuffer;
-        if (failed && read >= total)
+        bool failedForGood = job.source->lastError() != noErr && copied >= total;
+        if (buffer.empty() || failedForGood)
             return;
+        job.destination->writeData(buffer);
+        copied += FramesPerBuffer;
+        if (job.destination->lastError() == noErr)
+            job.cancelled = !progress.bufferWritten();
     }
 }
 

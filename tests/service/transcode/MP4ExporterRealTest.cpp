@@ -50,7 +50,8 @@ protected:
     }
     static std::string hashes(const std::string& path, const std::string& options = "")
     {
-        return outputOf("ffmpeg -v error -i " + shell(path) + " " + options + " -map 0:v? -map 0:a? -c copy -f streamhash - ");
+        return outputOf(
+            "ffmpeg -v error -i " + shell(path) + " " + options + " -map 0:v? -map 0:a? -c copy -f streamhash - ");
     }
     std::vector<std::string> folder() const
     {
@@ -77,12 +78,13 @@ TEST_F(MP4ExporterRealTest, ConvertsWav)
 
 TEST_F(MP4ExporterRealTest, ExportsPicturesAndSound)
 {
-    std::string source = make("a.mov",
-        "-f lavfi -i testsrc=d=2:s=160x120:r=25 -f lavfi -i sine=d=2 -c:v libx264 -g 10 -c:a aac");
+    std::string source
+        = make("a.mov", "-f lavfi -i testsrc=d=2:s=160x120:r=25 -f lavfi -i sine=d=2 -c:v libx264 -g 10 -c:a aac");
     std::string target = m_scratch.file("b.mp4");
     EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(&m_delegate, source, target), 0);
     EXPECT_EQ(hashes(source), hashes(target));
-    EXPECT_EQ(outputOf("ffprobe -v error -show_entries format_tags=major_brand -of csv=p=0 " + shell(target)), "mp42\n");
+    EXPECT_EQ(
+        outputOf("ffprobe -v error -show_entries format_tags=major_brand -of csv=p=0 " + shell(target)), "mp42\n");
     EXPECT_EQ(m_delegate.percents.front(), 1);
     EXPECT_EQ(m_delegate.percents.back(), 100);
 }
