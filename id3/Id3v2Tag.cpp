@@ -92,6 +92,7 @@ public:
         m_bytes = m_tag.m_bytes;
         m_position = extendedHeaderSize();
         while (readFrame()) { }
+        m_tag.m_framesEnd = m_position;
     }
 
 private:
@@ -267,14 +268,16 @@ std::optional<Id3v2Tag::Header> Id3v2Tag::parseHeader(ByteView bytes) { return p
 
 std::optional<Id3v2Tag::Header> Id3v2Tag::parseFooter(ByteView bytes) { return parseTenBytes(bytes, "3DI"); }
 
-Id3v2Tag Id3v2Tag::parse(const Header& header, TagExtent extent, Bytes body, std::size_t unpackLimit)
+Id3v2Tag Id3v2Tag::parse(
+    const Header& header, std::uint64_t offset, std::uint64_t fileSize, Bytes body, std::size_t unpackLimit)
 {
     Id3v2Tag tag;
     tag.m_header = header;
-    tag.m_extent = extent;
     tag.m_bytes = std::move(body);
     tag.m_complete = tag.m_bytes.size() >= header.bodySize;
     Id3v2Parser(tag, unpackLimit).parse();
+    bool inFile = header.totalSize() <= fileSize - offset;
+    tag.m_extent = { offset, inFile ? header.totalSize() : HeaderSize + tag.m_framesEnd };
     return tag;
 }
 

@@ -59,16 +59,18 @@ public:
     /// The same for a footer ("3DI").
     static std::optional<Header> parseFooter(ByteView bytes);
 
-    /// Takes the tag apart. `body` is what lies behind the header, at most the header's bodySize of it; `unpackLimit`
-    /// what its frames together may take beside it.
-    static Id3v2Tag parse(const Header& header, TagExtent extent, Bytes body, std::size_t unpackLimit);
+    /// Takes the tag apart that lies at `offset` of a file of `fileSize` bytes. `body` is what lies behind the header,
+    /// at most the header's bodySize of it; `unpackLimit` what its frames together may take beside it.
+    static Id3v2Tag parse(
+        const Header& header, std::uint64_t offset, std::uint64_t fileSize, Bytes body, std::size_t unpackLimit);
 
     Id3v2Tag(Id3v2Tag&&) = default;
     Id3v2Tag& operator=(Id3v2Tag&&) = default;
 
     const Header& header() const { return m_header; }
     int majorVersion() const { return m_header.majorVersion; }
-    /// Where it lies in the file: header, extended header, frames, padding and footer, cut at the end of the file.
+    /// Where it lies in the file: header, extended header, frames, padding and footer. A tag that claims more than the
+    /// file has ends with its last whole frame: its size is what is wrong, and audio may follow.
     TagExtent extent() const { return m_extent; }
     /// All frames in the order of the file, unknown ones too.
     const std::vector<TagFrame>& frames() const { return m_frames; }
@@ -87,6 +89,7 @@ private:
     Bytes m_bytes;
     std::deque<Bytes> m_unpacked;
     std::size_t m_bytesUnpacked = 0;
+    std::size_t m_framesEnd = 0;
     std::vector<TagFrame> m_frames;
     bool m_complete = true;
 };

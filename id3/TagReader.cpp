@@ -87,7 +87,6 @@ private:
         std::vector<Id3v2Tag>& list, const Id3v2Tag::Header& header, std::uint64_t offset, ByteView known)
     {
         std::uint64_t inFile = m_source.size() - offset;
-        TagExtent extent { offset, std::min(header.totalSize(), inFile) };
         std::uint64_t wanted = std::min<std::uint64_t>(header.bodySize, m_readLeft);
         wanted = std::min(wanted, inFile - Id3v2Tag::HeaderSize);
         auto count = static_cast<std::size_t>(wanted);
@@ -100,7 +99,7 @@ private:
             body = std::move(read);
         }
         m_readLeft -= body.size();
-        list.push_back(Id3v2Tag::parse(header, extent, std::move(body), m_unpackLeft));
+        list.push_back(Id3v2Tag::parse(header, offset, m_source.size(), std::move(body), m_unpackLeft));
         m_unpackLeft -= std::min(m_unpackLeft, list.back().bytesUnpacked());
         return {};
     }

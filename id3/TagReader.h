@@ -15,8 +15,7 @@ namespace mv {
 ///
 /// From the front: any number of ID3v2 tags one behind the other (zero bytes between them are padding), then maybe an
 /// APE tag, then audio. From the end: an ID3v1 tag, before it Lyrics3 and APE tags in any order, before them ID3v2 tags
-/// that end in a footer. Nothing of a tag's content moves these borders; a tag that claims more than the file has ends
-/// with the file.
+/// that end in a footer. A tag that claims more than the file has ends with its last whole frame.
 struct TagSet {
     /// What is read of all tags together. Covers have grown to tens of megabytes; a tag can claim 256.
     static constexpr std::size_t MaximumBytesRead = std::size_t { 64 } << 20;

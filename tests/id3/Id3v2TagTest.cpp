@@ -20,7 +20,7 @@ Id3v2Tag parsed(const std::string& bytes, std::size_t unpackLimit = UnpackLimit)
     EXPECT_TRUE(header);
     ByteView body = bytesOf(bytes).subspan(Id3v2Tag::HeaderSize);
     body = body.first(std::min<std::size_t>(body.size(), header->bodySize));
-    return Id3v2Tag::parse(*header, { 0, bytes.size() }, Bytes(body.begin(), body.end()), unpackLimit);
+    return Id3v2Tag::parse(*header, 0, bytes.size(), Bytes(body.begin(), body.end()), unpackLimit);
 }
 
 std::vector<std::string> idsOf(const Id3v2Tag& tag)
