@@ -14,7 +14,7 @@ namespace mv {
 /// containers FFmpeg opens at once.
 class FileMovie final : public QTMovie {
 public:
-    /// `deadline` bounds the work of opening, and then that of all frames.
+    /// `deadline` bounds FFmpeg's work on the movie, opening and frames together.
     static Result<std::unique_ptr<QTMovie>> open(const Path& path, std::chrono::milliseconds deadline);
 
     Attribute attributeForKey(std::string_view key) const override;

@@ -9,7 +9,7 @@ namespace mv {
 /// The toolkit on real files; QTKit::shared() is one with the default deadline.
 class FileQTKit final : public QTKit {
 public:
-    /// `deadline` bounds the opening of a movie, and then the work on its frames.
+    /// `deadline` bounds FFmpeg's work on a movie, opening and frames together.
     explicit FileQTKit(std::chrono::milliseconds deadline)
         : m_deadline(deadline)
     {
