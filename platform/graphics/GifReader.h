@@ -36,7 +36,6 @@ private:
     PictureHeader m_header;
     Frame m_frame;
     int m_transparentIndex = -1;
-    std::uint64_t m_frameOffset = 0; ///< of the first image descriptor
     std::array<std::array<std::uint8_t, 4>, 256> m_colors {};
 };
 
