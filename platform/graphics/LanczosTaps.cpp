@@ -17,7 +17,9 @@ double lanczos(double x)
     if (std::fabs(x) >= Lobes)
         return 0;
     double turn = std::numbers::pi * x;
-    return Lobes * std::sin(turn) * std::sin(turn / Lobes) / (turn * turn);
+    double slow = std::sin(turn / Lobes);
+    double fast = slow * (3 - 4 * slow * slow); // the sine of three times the angle
+    return Lobes * fast * slow / (turn * turn);
 }
 
 } // namespace

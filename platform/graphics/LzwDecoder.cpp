@@ -7,25 +7,28 @@ namespace mv {
 
 namespace {
 
-constexpr std::size_t WindowBytes = 16u << 10;
+constexpr std::size_t InputBytes = 16u << 10;
+constexpr std::size_t OutputBytes = 32u << 10;
 
 } // namespace
 
 LzwDecoder::LzwDecoder(const PictureSource& source, std::uint64_t offset)
     : m_source(source)
-    , m_offset(offset)
-    , m_window(WindowBytes)
+    , m_offset(offset + 1)
+    // A string may begin on the last free place.
+    , m_output(OutputBytes + MaxCodes)
 {
-    m_minimumBits = fillWindow() ? m_window[m_used++] : 0;
+    std::uint8_t bits = 0;
+    source.readAt(offset, { &bits, 1 });
+    m_minimumBits = bits;
     // 8 bits are the most indices; up to 11 leave room for one more bit, and such files exist.
     m_ended = m_minimumBits < 1 || m_minimumBits >= MaxBits;
     if (m_ended)
         return;
     m_clearCode = 1 << m_minimumBits;
     for (int code = 0; code < m_clearCode; code++) {
-        m_last[static_cast<std::size_t>(code)] = m_first[static_cast<std::size_t>(code)]
-            = static_cast<std::uint8_t>(code);
-        m_length[static_cast<std::size_t>(code)] = 1;
+        std::uint8_t index = static_cast<std::uint8_t>(code);
+        m_entries[static_cast<std::size_t>(code)] = { 0, 1, index, index };
     }
     clear();
 }
@@ -33,41 +36,39 @@ LzwDecoder::LzwDecoder(const PictureSource& source, std::uint64_t offset)
 void LzwDecoder::clear()
 {
     m_bits = m_minimumBits + 1;
-    m_nextEntry = m_clearCode + 2;
+    m_nextEntry = static_cast<std::size_t>(m_clearCode) + 2;
     m_previous = NoCode;
 }
 
-bool LzwDecoder::fillWindow()
+/// Takes the lengths out of as many sub-blocks as there are in one read.
+bool LzwDecoder::fillInput()
 {
-    m_offset += m_filled;
-    m_used = 0;
-    m_filled = m_source.readAt(m_offset, m_window);
-    return m_filled > 0;
-}
-
-/// A byte of the sub-blocks' content, or -1.
-int LzwDecoder::nextByte()
-{
-    if (m_blockLeft == 0) {
-        if (m_used == m_filled && !fillWindow())
-            return -1;
-        m_blockLeft = m_window[m_used++];
-        if (m_blockLeft == 0)
-            return -1;
+    m_input.resize(InputBytes);
+    m_input.resize(m_source.readAt(m_offset, m_input));
+    std::size_t from = 0;
+    std::size_t to = 0;
+    while (from < m_input.size() && m_input[from] != 0) {
+        std::size_t length = m_input[from];
+        std::size_t there = std::min(length, m_input.size() - from - 1);
+        // A block that the read cut off comes again, unless the file is cut off there itself.
+        if (there < length && from > 0)
+            break;
+        std::memmove(&m_input[to], &m_input[from] + 1, there);
+        from += there + 1;
+        to += there;
     }
-    if (m_used == m_filled && !fillWindow())
-        return -1;
-    m_blockLeft--;
-    return m_window[m_used++];
+    m_offset += from;
+    m_input.resize(to);
+    m_inputUsed = 0;
+    return to > 0;
 }
 
 int LzwDecoder::nextCode()
 {
     while (m_poolBits < m_bits) {
-        int byte = nextByte();
-        if (byte < 0)
+        if (m_inputUsed == m_input.size() && !fillInput())
             return NoCode;
-        m_pool |= static_cast<std::uint32_t>(byte) << m_poolBits;
+        m_pool |= std::uint64_t { m_input[m_inputUsed++] } << m_poolBits;
         m_poolBits += 8;
     }
     int code = static_cast<int>(m_pool & ((1U << m_bits) - 1));
@@ -76,61 +77,57 @@ int LzwDecoder::nextCode()
     return code;
 }
 
-void LzwDecoder::addEntry(int prefix, std::uint8_t last)
-{
-    if (m_nextEntry >= MaxCodes)
-        return;
-    std::size_t entry = static_cast<std::size_t>(m_nextEntry++);
-    std::size_t from = static_cast<std::size_t>(prefix);
-    m_prefix[entry] = static_cast<std::uint16_t>(prefix);
-    m_last[entry] = last;
-    m_first[entry] = m_first[from];
-    m_length[entry] = static_cast<std::uint16_t>(m_length[from] + 1);
-    if (m_nextEntry == 1 << m_bits && m_bits < MaxBits)
-        m_bits++;
-}
-
-/// Puts the string of the code at hand; false for a code that cannot be.
+/// Appends the string of a code to the output; false for a code that cannot be.
 bool LzwDecoder::expand(int code)
 {
-    if (m_previous != NoCode) {
-        if (code > m_nextEntry || (code == m_nextEntry && m_nextEntry >= MaxCodes))
+    std::size_t entry = static_cast<std::size_t>(code);
+    if (m_previous == NoCode) {
+        if (code >= m_clearCode)
             return false;
+    } else {
+        if (entry > m_nextEntry || entry == MaxCodes)
+            return false;
+        const Entry& before = m_entries[static_cast<std::size_t>(m_previous)];
         // A code that is about to be made repeats the first index of the string before it.
-        int known = code == m_nextEntry ? m_previous : code;
-        addEntry(m_previous, m_first[static_cast<std::size_t>(known)]);
-    } else if (code >= m_clearCode) {
-        return false;
+        std::uint8_t last = entry == m_nextEntry ? before.first : m_entries[entry].first;
+        if (m_nextEntry < MaxCodes) {
+            m_entries[m_nextEntry++] = { static_cast<std::uint16_t>(m_previous),
+                static_cast<std::uint16_t>(before.length + 1), before.first, last };
+            if (m_nextEntry == std::size_t { 1 } << m_bits && m_bits < MaxBits)
+                m_bits++;
+        }
     }
     m_previous = code;
-    m_stringLength = m_length[static_cast<std::size_t>(code)];
-    m_stringUsed = 0;
-    for (std::size_t place = m_stringLength, entry = static_cast<std::size_t>(code); place-- > 0;) {
-        m_string[place] = m_last[entry];
-        entry = m_prefix[entry];
+    std::size_t length = m_entries[entry].length;
+    std::uint8_t* place = &m_output[m_outputFilled + length];
+    for (std::size_t i = 0; i < length; i++) {
+        *--place = m_entries[entry].last;
+        entry = m_entries[entry].prefix;
     }
+    m_outputFilled += length;
     return true;
+}
+
+bool LzwDecoder::fillOutput()
+{
+    m_outputUsed = m_outputFilled = 0;
+    while (!m_ended && m_outputFilled < OutputBytes) {
+        int code = nextCode();
+        if (code == m_clearCode)
+            clear();
+        else
+            m_ended = code == NoCode || code == m_clearCode + 1 || !expand(code);
+    }
+    return m_outputFilled > 0;
 }
 
 std::size_t LzwDecoder::read(std::uint8_t* target, std::size_t count)
 {
     std::size_t done = 0;
-    while (done < count) {
-        if (m_stringUsed == m_stringLength) {
-            int code = m_ended ? NoCode : nextCode();
-            if (code == m_clearCode && !m_ended) {
-                clear();
-                continue;
-            }
-            if (code == NoCode || code == m_clearCode + 1 || !expand(code)) {
-                m_ended = true;
-                m_stringUsed = m_stringLength = 0;
-                break;
-            }
-        }
-        std::size_t part = std::min(count - done, m_stringLength - m_stringUsed);
-        std::memcpy(target + done, &m_string[m_stringUsed], part);
-        m_stringUsed += part;
+    while (done < count && (m_outputUsed < m_outputFilled || fillOutput())) {
+        std::size_t part = std::min(count - done, m_outputFilled - m_outputUsed);
+        std::memcpy(target + done, &m_output[m_outputUsed], part);
+        m_outputUsed += part;
         done += part;
     }
     return done;

@@ -17,39 +17,40 @@ public:
 
 private:
     static constexpr int MaxBits = 12;
-    static constexpr int MaxCodes = 1 << MaxBits;
+    static constexpr std::size_t MaxCodes = std::size_t { 1 } << MaxBits;
     static constexpr int NoCode = -1;
+
+    struct Entry {
+        std::uint16_t prefix = 0; ///< the code of the string without its last index
+        std::uint16_t length = 0;
+        std::uint8_t first = 0;
+        std::uint8_t last = 0;
+    };
 
     void clear();
     int nextCode();
-    int nextByte();
-    bool fillWindow();
+    bool fillInput();
+    bool fillOutput();
     bool expand(int code);
-    void addEntry(int prefix, std::uint8_t last);
 
     const PictureSource& m_source;
-    std::uint64_t m_offset;
-    Bytes m_window;
-    std::size_t m_used = 0;
-    std::size_t m_filled = 0;
-    std::size_t m_blockLeft = 0;
-
-    int m_minimumBits = 0;
-    int m_clearCode = 0;
-    int m_bits = 0;
-    int m_nextEntry = 0;
-    int m_previous = NoCode;
-    std::uint32_t m_pool = 0;
+    std::uint64_t m_offset; ///< of the next sub-block
+    Bytes m_input; ///< the content of some sub-blocks
+    std::size_t m_inputUsed = 0;
+    std::uint64_t m_pool = 0;
     int m_poolBits = 0;
-    bool m_ended = false;
 
-    std::array<std::uint16_t, MaxCodes> m_prefix {};
-    std::array<std::uint8_t, MaxCodes> m_last {};
-    std::array<std::uint8_t, MaxCodes> m_first {};
-    std::array<std::uint16_t, MaxCodes> m_length {};
-    std::array<std::uint8_t, MaxCodes + 1> m_string {}; ///< of the code at hand
-    std::size_t m_stringUsed = 0;
-    std::size_t m_stringLength = 0;
+    int m_clearCode = 0;
+    int m_minimumBits = 0;
+    int m_bits = 0;
+    std::size_t m_nextEntry = 0;
+    int m_previous = NoCode;
+    bool m_ended = false;
+    std::array<Entry, MaxCodes> m_entries {};
+
+    Bytes m_output;
+    std::size_t m_outputUsed = 0;
+    std::size_t m_outputFilled = 0;
 };
 
 } // namespace mv

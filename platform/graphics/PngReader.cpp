@@ -192,8 +192,8 @@ bool decodePass(const PngHeader& header, const Pass& pass, PixelStream& stream, 
         return true;
     std::size_t rowBytes = header.rowBytes(width);
     // The byte before a row names its filter.
-    Bytes current(rowBytes + 1);
-    Bytes above(rowBytes + 1);
+    Bytes current(rowBytes + 1 + PngFilterSlack);
+    Bytes above(rowBytes + 1 + PngFilterSlack);
     RowExpander expander(header);
     for (int y = pass.y; y < header.picture.height; y += pass.dy) {
         if (!stream.read(current.data(), rowBytes + 1)

@@ -150,20 +150,40 @@ void Resampler::accumulate(const std::uint8_t* pixels)
         closeBoxRow();
 }
 
-template <int Channels> void Resampler::averageBoxes(float* middle) const
+/// The boxes that are not cut off by the edge; their width is known to the compiler, or 0 for any. Tells their number.
+template <int Channels, int Width> int Resampler::averageWholeBoxes(float* middle) const
 {
+    const int width = Width ? Width : m_boxWidth;
+    const int boxes = m_layout.width / width;
     const std::uint16_t* sums = m_boxSums.data();
-    for (int left = m_layout.width; left > 0; left -= m_boxWidth) {
-        int columns = std::min(left, m_boxWidth);
+    const float scale = 1.0F / (static_cast<float>(width) * static_cast<float>(m_rowsInBox));
+    for (int box = 0; box < boxes; box++, middle += Channels) {
         std::uint32_t total[Channels] = {};
-        for (int column = 0; column < columns; column++, sums += Channels) {
+        for (int column = 0; column < width; column++, sums += Channels) {
             for (int c = 0; c < Channels; c++)
                 total[c] += sums[c];
         }
-        float scale = 1.0F / (static_cast<float>(columns) * static_cast<float>(m_rowsInBox));
         for (int c = 0; c < Channels; c++)
-            *middle++ = static_cast<float>(total[c]) * scale;
+            middle[c] = static_cast<float>(total[c]) * scale;
     }
+    return boxes;
+}
+
+template <int Channels> void Resampler::averageBoxes(float* middle) const
+{
+    int boxes = m_boxWidth == 1 ? averageWholeBoxes<Channels, 1>(middle)
+        : m_boxWidth == 2       ? averageWholeBoxes<Channels, 2>(middle)
+        : m_boxWidth == 3       ? averageWholeBoxes<Channels, 3>(middle)
+                                : averageWholeBoxes<Channels, 0>(middle);
+    int left = m_layout.width - boxes * m_boxWidth;
+    if (left == 0)
+        return;
+    const std::uint16_t* sums = &m_boxSums[static_cast<std::size_t>(boxes) * m_boxWidth * Channels];
+    std::uint32_t total[Channels] = {};
+    for (int i = 0; i < left * Channels; i++)
+        total[i % Channels] += sums[i];
+    for (int c = 0; c < Channels; c++)
+        middle[boxes * Channels + c] = static_cast<float>(total[c]) / static_cast<float>(left * m_rowsInBox);
 }
 
 void Resampler::closeBoxRow()
@@ -241,10 +261,18 @@ template <int Channels> void Resampler::shrinkColumnsOf(int output)
         int count = m_columns.count(x);
         float value[4] = {};
         if constexpr (Channels >= 3) {
-            Float4 total = {};
-            for (int k = 0; k < count; k++)
-                total += load4(from + k * Channels) * weights[k];
-            std::memcpy(value, &total, sizeof value);
+            // Two sums, so that an addition need not wait for the one before.
+            Float4 even = {};
+            Float4 odd = {};
+            int k = 0;
+            for (; k + 2 <= count; k += 2) {
+                even += load4(from + k * Channels) * weights[k];
+                odd += load4(from + (k + 1) * Channels) * weights[k + 1];
+            }
+            if (k < count)
+                even += load4(from + k * Channels) * weights[k];
+            even += odd;
+            std::memcpy(value, &even, sizeof value);
         } else {
             for (int k = 0; k < count; k++) {
                 for (int c = 0; c < Channels; c++)

@@ -45,6 +45,7 @@ private:
     void shrinkColumns(int output);
     template <int Channels> void shrinkColumnsOf(int output);
     template <int Channels> void averageBoxes(float* middle) const;
+    template <int Channels, int Width> int averageWholeBoxes(float* middle) const;
     Row& middleRow(int y) { return m_middle[static_cast<std::size_t>(y % m_ringRows)]; }
 
     int m_targetWidth;
