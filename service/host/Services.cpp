@@ -27,9 +27,6 @@ template <class Adaptor, class Root> std::unique_ptr<ServedObject> makeRoot()
     return std::make_unique<Adaptor>(std::make_unique<Root>());
 }
 
-/// A service whose root object does not exist yet: it has its name, and answers every operation with NotSupported.
-template <class Adaptor> std::unique_ptr<ServedObject> makePlaceholder() { return std::make_unique<Adaptor>(nullptr); }
-
 // Order, names and texts are what clients and their logs rely on, odd capitals included.
 constexpr std::array kServices {
     ServiceRow { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser",

@@ -3,9 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Handle.h"
 #include "Base/Media/MVMediaTypeReader.h"
-#if __has_include("service/parsers/MP3Parser.h")
 #include "service/parsers/MP3Parser.h"
-#endif
 #include "service/parsers/MP4Parser.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExportSetting.h"
@@ -116,16 +114,12 @@ OSStatus myMovieProgressProc(Movie&, std::int16_t message, std::int16_t, Fixed p
 MP4ExporterTools MP4ExporterTools::platform()
 {
     static const AudioFileFunctions functions;
-    return
-    {
-        &MovieToolbox::shared(), &functions,
-#if __has_include("service/parsers/MP3Parser.h")
-            [](const Path& path) { return MP3Parser {}.build(path); },
-#else
-            [](const Path&) { return std::optional<Record> {}; },
-#endif
-            [](const Path& path) { return MP4Parser {}.build(path); },
-            [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
+    return {
+        &MovieToolbox::shared(),
+        &functions,
+        [](const Path& path) { return MP3Parser {}.build(path); },
+        [](const Path& path) { return MP4Parser {}.build(path); },
+        [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
     };
 }
 
