@@ -1,0 +1,255 @@
+#include "service/transcode/CoreAudioDecoder.h"
+#include "tests/service/transcode/DebugGate.h"
+#include "tests/service/transcode/EncoderFakes.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+
+using namespace mv;
+using namespace mv::test;
+
+// Real files through the real encoder, against the lame program and against what a listener expects.
+
+namespace {
+
+std::string tone(const std::string& layout, const std::string& length, const std::string& rest)
+{
+    return "ffmpeg -v error -y -f lavfi -i \"aevalsrc='" + layout + "':s=44100:d=" + length + "\" " + rest + " ";
+}
+
+constexpr const char* Stereo = "0.4*sin(440*2*PI*t)+0.1*sin(3000*t*t)|0.3*sin(660*2*PI*t)+0.05*sin(9000*t)";
+
+bool encode(const std::string& input, const std::string& output, const Record& attributes = {})
+{
+    MP3Encoder encoder;
+    encoder.setAttributes(attributes);
+    return encoder.encodeFileOutputFile(input, output);
+}
+
+/// The decoded samples of a file, as 16-bit channels side by side.
+std::vector<std::vector<double>> decoded(const std::string& path, int channels)
+{
+    ScratchFolder scratch;
+    std::string raw = scratch.file("raw");
+    EXPECT_EQ(run("ffmpeg -v error -y -i " + test::quoted(path) + " -f s16le -ac " + std::to_string(channels) + " "
+                  + test::quoted(raw)),
+        0);
+    Bytes bytes = readFile(raw);
+    std::vector<std::vector<double>> sides(static_cast<std::size_t>(channels));
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
+        sides[i / 2 % sides.size()].push_back(static_cast<std::int16_t>(bytes[i] | bytes[i + 1] << 8));
+    return sides;
+}
+
+/// Decibels of `wanted` over the difference between both.
+double signalToNoise(const std::vector<double>& wanted, const std::vector<double>& got)
+{
+    double signal = 0;
+    double noise = 1e-9;
+    for (std::size_t i = 0; i < std::min(wanted.size(), got.size()); ++i) {
+        signal += wanted[i] * wanted[i];
+        noise += (wanted[i] - got[i]) * (wanted[i] - got[i]);
+    }
+    return 10 * std::log10(signal / noise);
+}
+
+#define NEEDS_PROGRAMS()                                                                                               \
+    if (!haveProgram("ffmpeg") || !haveProgram("lame"))                                                                \
+    GTEST_SKIP() << "ffmpeg or lame is not installed"
+
+} // namespace
+
+TEST(MP3Encoding, SameBytesAsLame)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    std::string ours = scratch.file("ours.mp3");
+    std::string theirs = scratch.file("theirs.mp3");
+    ASSERT_EQ(run(tone(Stereo, "3.3", "-c:a pcm_s16le -bitexact") + test::quoted(input)), 0);
+    struct Row {
+        Record attributes;
+        const char* options;
+    };
+    // The program analyses loudness unless told not to, and writes the gain into its tag frame.
+    const Row rows[] {
+        { {}, "-b 192 -m s -q 5" },
+        { { { MVAudioEncoderBitrateAttribute, 128000 }, { MVMP3EncoderStereoModeAttribte, 3 } }, "-b 128 -m j -q 5" },
+        { { { MVMP3EncoderQualityAttribute, 0 } }, "-b 192 -m s -q 7" },
+        { { { MVMP3EncoderQualityAttribute, 2 }, { MVAudioEncoderBitrateAttribute, 320000 } }, "-b 320 -m s -q 2" },
+        { { { MVMP3EncoderStereoModeAttribte, 1 }, { MVAudioEncoderBitrateAttribute, 96000 } }, "-b 96 -m m -q 5" },
+        { { { MVAudioEncoderSamplingRateAttribute, 22050 }, { MVAudioEncoderBitrateAttribute, 64000 } },
+            "-b 64 -m s -q 5 --resample 22.05" },
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.options);
+        ASSERT_TRUE(encode(input, ours, row.attributes));
+        ASSERT_EQ(run(std::string("lame --quiet --noreplaygain ") + row.options + " " + test::quoted(input) + " "
+                      + test::quoted(theirs)),
+            0);
+        EXPECT_TRUE(readFile(ours) == readFile(theirs));
+    }
+}
+
+TEST(MP3Encoding, VariableBitRateIsLamesDefault)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    std::string ours = scratch.file("ours.mp3");
+    std::string theirs = scratch.file("theirs.mp3");
+    ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s16le -bitexact") + test::quoted(input)), 0);
+    for (std::int32_t rate : { 64000, 192000 }) {
+        ASSERT_TRUE(
+            encode(input, ours, { { MVAudioEncoderVBRAttribute, true }, { MVAudioEncoderBitrateAttribute, rate } }));
+        ASSERT_EQ(
+            run("lame --quiet --noreplaygain -V 4 -m s -q 5 " + test::quoted(input) + " " + test::quoted(theirs)), 0);
+        EXPECT_TRUE(readFile(ours) == readFile(theirs));
+    }
+}
+
+TEST(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.flac");
+    ASSERT_EQ(run(tone(Stereo, "4", "-c:a flac -sample_fmt s16") + test::quoted(input)), 0);
+    ASSERT_TRUE(encode(input, scratch.file("silent.mp3")));
+    MP3Encoder encoder;
+    auto delegate = std::make_shared<WatchedDelegate>();
+    encoder.setDelegate(delegate);
+    ASSERT_TRUE(encoder.encodeFileOutputFile(input, scratch.file("watched.mp3")));
+    EXPECT_EQ(readFile(scratch.file("silent.mp3")), readFile(scratch.file("watched.mp3")));
+    EXPECT_EQ(delegate->percents.size(), 100u);
+    EXPECT_EQ(delegate->percents.back(), 100.0f);
+    EXPECT_EQ(delegate->questions, 44100 * 4 / 1152 + 2);
+}
+
+TEST(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string wave = scratch.file("in.wav");
+    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(wave)), 0);
+    ASSERT_TRUE(encode(wave, scratch.file("wave.mp3")));
+    for (const char* name : { "in.flac", "in.aiff", "in.m4a" }) {
+        std::string codec = std::string(name) == "in.m4a" ? " -c:a alac " : " ";
+        ASSERT_EQ(run("ffmpeg -v error -i " + test::quoted(wave) + codec + test::quoted(scratch.file(name))), 0);
+        ASSERT_TRUE(encode(scratch.file(name), scratch.file("other.mp3"))) << name;
+        EXPECT_EQ(readFile(scratch.file("other.mp3")), readFile(scratch.file("wave.mp3"))) << name;
+    }
+}
+
+TEST(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    ASSERT_EQ(run(tone(Stereo, "1", "-af atrim=end_sample=0 -c:a pcm_s16le") + test::quoted(input)), 0);
+    MP3Encoder encoder;
+    auto delegate = std::make_shared<WatchedDelegate>();
+    encoder.setDelegate(delegate);
+    EXPECT_TRUE(encoder.encodeFileOutputFile(input, scratch.file("out.mp3")));
+    EXPECT_THAT(delegate->messages, testing::ElementsAre("start", "end"));
+    Bytes mp3 = readFile(scratch.file("out.mp3"));
+    std::string_view text = charsOf(mp3);
+    EXPECT_NE(text.find("Info"), std::string_view::npos); // the tag frame stands in front
+}
+
+TEST(MP3Encoding, WhatIsNoAudioIsError1)
+{
+    ScratchFolder scratch;
+    MP3Encoder encoder;
+    auto delegate = std::make_shared<WatchedDelegate>();
+    encoder.setDelegate(delegate);
+    EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.file("missing"), scratch.file("out.mp3")));
+    EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.write("text.mp3", "text"), scratch.file("out.mp3")));
+    EXPECT_THAT(delegate->messages,
+        testing::ElementsAre("fail MVAudioEncoderErrorDomain 1", "fail MVAudioEncoderErrorDomain 1"));
+    EXPECT_NE(access(scratch.file("out.mp3").c_str(), F_OK), 0);
+}
+
+// By the fixed rules mono is noise; exactly converted it sounds on both sides.
+TEST(MP3Encoding, MonoByTheRulesAndExactly)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    std::string output = scratch.file("out.mp3");
+    ASSERT_EQ(run(tone("0.4*sin(440*2*PI*t)", "2", "-c:a pcm_s16le") + test::quoted(input)), 0);
+    auto wanted = decoded(input, 1)[0];
+    ASSERT_TRUE(encode(input, output));
+    EXPECT_LT(signalToNoise(wanted, decoded(output, 2)[0]), 3);
+    ASSERT_TRUE(encode(input, output, { { MVAudioEncoderExactConversionAttribute, true } }));
+    auto exact = decoded(output, 2);
+    EXPECT_GT(signalToNoise(wanted, exact[0]), 30);
+    EXPECT_GT(signalToNoise(wanted, exact[1]), 30);
+    ASSERT_TRUE(encode(
+        input, output, { { MVAudioEncoderExactConversionAttribute, true }, { MVMP3EncoderStereoModeAttribte, 1 } }));
+    EXPECT_GT(signalToNoise(wanted, decoded(output, 1)[0]), 30);
+}
+
+TEST(MP3Encoding, DeepSamplesByTheRulesAndExactly)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string reference = scratch.file("reference.wav");
+    std::string output = scratch.file("out.mp3");
+    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(reference)), 0);
+    auto wanted = decoded(reference, 2)[0];
+    for (const char* codec : { "pcm_s24le", "pcm_s32le", "pcm_f32le" }) {
+        SCOPED_TRACE(codec);
+        std::string input = scratch.file("in.wav");
+        ASSERT_EQ(run(tone(Stereo, "2", std::string("-c:a ") + codec) + test::quoted(input)), 0);
+        ASSERT_TRUE(encode(input, output));
+        double byTheRules = signalToNoise(wanted, decoded(output, 2)[0]);
+        if (std::string(codec) == "pcm_s24le")
+            EXPECT_LT(byTheRules, 10); // sign-extended lower bytes
+        else
+            EXPECT_GT(byTheRules, 20);
+        ASSERT_TRUE(encode(input, output, { { MVAudioEncoderExactConversionAttribute, true } }));
+        EXPECT_GT(signalToNoise(wanted, decoded(output, 2)[0]), 20);
+    }
+}
+
+// Six channels do not fit into a block: by the rules the first read fails and the MP3 has no sound.
+TEST(MP3Encoding, SixChannelsByTheRulesAndExactly)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    std::string output = scratch.file("out.mp3");
+    ASSERT_EQ(
+        run(tone("0.4*sin(440*2*PI*t)|0.2*sin(990*2*PI*t)|0|0|0|0:c=5.1", "1", "-c:a pcm_s16le") + test::quoted(input)),
+        0);
+    DebugGate gate(3);
+    MP3Encoder encoder;
+    auto delegate = std::make_shared<WatchedDelegate>();
+    encoder.setDelegate(delegate);
+    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_THAT(delegate->messages, testing::ElementsAre("start", "end"));
+    EXPECT_THAT(gate.lines(),
+        testing::ElementsAre(testing::HasSubstr(
+            "the size of buffer is smaller than your request, buffersize(13824), requestSize(9216)")));
+    encoder.setAttributes({ { MVAudioEncoderExactConversionAttribute, true } });
+    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    auto sides = decoded(output, 2);
+    auto front = decoded(input, 6);
+    double scale = 1 / (1 + std::sqrt(2.0));
+    for (auto& side : front)
+        for (double& sample : side)
+            sample *= scale;
+    EXPECT_GT(signalToNoise(front[0], sides[0]), 30);
+    EXPECT_GT(signalToNoise(front[1], sides[1]), 25);
+}
+
+TEST(MP3Encoding, SixteenBitStereoIsTheSameExactlyConverted)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    ASSERT_EQ(run(tone(Stereo, "1", "-c:a pcm_s16le") + test::quoted(input)), 0);
+    ASSERT_TRUE(encode(input, scratch.file("rules.mp3")));
+    ASSERT_TRUE(encode(input, scratch.file("exact.mp3"), { { MVAudioEncoderExactConversionAttribute, true } }));
+    EXPECT_EQ(readFile(scratch.file("rules.mp3")), readFile(scratch.file("exact.mp3")));
+}
