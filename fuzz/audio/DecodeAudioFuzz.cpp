@@ -1,0 +1,75 @@
+// Decodes a file of any bytes through the extended audio file functions: containers, packets, lengths, gaps,
+// conversion.
+
+#include "platform/audio/ExtAudioFile.h"
+
+#include "Base/Core/Handle.h"
+
+#include <cstdlib>
+#include <string>
+#include <sys/mman.h>
+#include <vector>
+
+using namespace mv;
+
+namespace {
+
+/// A few bytes can stand for hours of silence; the fuzzer looks at the beginning.
+constexpr int MostReads = 400;
+constexpr std::uint32_t FramesARead = 1152;
+
+template <class T> T property(ExtAudioFileRef file, std::uint32_t id)
+{
+    T value {};
+    std::uint32_t size = sizeof value;
+    if (ExtAudioFileGetProperty(file, id, &size, &value) != noErr || size != sizeof value)
+        std::abort();
+    return value;
+}
+
+void readAll(ExtAudioFileRef file)
+{
+    auto client = property<AudioStreamBasicDescription>(file, kExtAudioFileProperty_ClientDataFormat);
+    auto announced = property<std::int64_t>(file, kExtAudioFileProperty_FileLengthFrames);
+    std::vector<std::uint8_t> block(std::size_t { FramesARead } * client.mBytesPerFrame);
+    std::int64_t delivered = 0;
+    for (int i = 0; i < MostReads; ++i) {
+        AudioBufferList list { 1, { { 2, static_cast<std::uint32_t>(block.size()), block.data() } } };
+        std::uint32_t frames = FramesARead;
+        OSStatus status = ExtAudioFileRead(file, &frames, &list);
+        if (frames > FramesARead || list.mBuffers[0].mDataByteSize != frames * client.mBytesPerFrame)
+            std::abort();
+        delivered += frames;
+        if (status != noErr || frames == 0)
+            break;
+    }
+    if (delivered > announced)
+        std::abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    UniqueFd memory(memfd_create("audio", MFD_CLOEXEC));
+    if (!memory || write(memory.get(), data, size) != static_cast<ssize_t>(size))
+        std::abort();
+    ExtAudioFileRef file = nullptr;
+    OSStatus status = ExtAudioFileOpenURL("/proc/self/fd/" + std::to_string(memory.get()), &file);
+    if ((status == noErr) != (file != nullptr))
+        std::abort();
+    if (!file)
+        return 0;
+    // The size picks a client format: the default one, stereo 32-bit integers, or floats.
+    auto format = property<AudioStreamBasicDescription>(file, kExtAudioFileProperty_FileDataFormat);
+    auto stereo = linearPcm(0, 2, 32, kAudioFormatFlagIsSignedInteger);
+    auto floats = linearPcm(0, format.mChannelsPerFrame, 32, kAudioFormatFlagIsFloat);
+    const auto* wanted = size % 3 == 0 ? nullptr : size % 3 == 1 ? &stereo : &floats;
+    if (wanted
+        && ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof *wanted, wanted) != noErr)
+        std::abort();
+    readAll(file);
+    if (ExtAudioFileDispose(file) != noErr)
+        std::abort();
+    return 0;
+}
