@@ -26,10 +26,10 @@ std::uint64_t bytesOfUnitSamples(const TrackFacts& track)
     return uncompressed && frame ? saturatingMultiply(count, frame) : count;
 }
 
-/// Calls `row` for every row of `rowSize` bytes that the box holds, at most `count`.
-template <class Row>
-void forEachRow(StructureReader& reader, const Box& box, std::size_t header, std::size_t rowSize, std::uint64_t count,
-    const Row& row)
+/// Calls `visit` with stretches of whole rows: every row of `rowSize` bytes that the box holds, at most `count`.
+template <class Visit>
+void forEachStretch(StructureReader& reader, const Box& box, std::size_t header, std::size_t rowSize,
+    std::uint64_t count, const Visit& visit)
 {
     if (box.payloadSize() < header)
         return;
@@ -38,32 +38,61 @@ void forEachRow(StructureReader& reader, const Box& box, std::size_t header, std
     const std::size_t rowsPerPeek = StructureReader::WindowSize / rowSize;
     while (left > 0) {
         std::size_t rows = static_cast<std::size_t>(std::min<std::uint64_t>(left, rowsPerPeek));
-        ByteReader fields(reader.peek(offset, rows * rowSize));
-        if (fields.size() == 0)
+        ByteView stretch = reader.peek(offset, rows * rowSize);
+        if (stretch.empty())
             return;
-        for (std::size_t i = 0; i < rows; i++)
-            row(fields);
+        visit(stretch);
         offset += rows * rowSize;
         left -= rows;
     }
 }
 
-std::uint64_t compactBytes(StructureReader& reader, const Box& box, std::uint8_t fieldSize, std::uint64_t count)
+std::uint32_t fromBigEndian(std::uint32_t value) { return __builtin_bswap32(value); }
+std::uint32_t fromBigEndian(std::uint16_t value) { return __builtin_bswap16(value); }
+std::uint32_t fromBigEndian(std::uint8_t value) { return value; }
+static_assert(std::endian::native == std::endian::little);
+
+/// Sum of the box's big-endian numbers. A loop this plain becomes wide loads; a long movie has a million rows.
+template <std::unsigned_integral T>
+std::uint64_t sumOfRows(StructureReader& reader, const Box& box, std::uint64_t count)
 {
     std::uint64_t total = 0;
-    if (fieldSize == 16) {
-        forEachRow(reader, box, RowsBehindHeader, 2, count, [&](ByteReader& row) { total += row.u16be(); });
-    } else if (fieldSize == 8) {
-        forEachRow(reader, box, RowsBehindHeader, 1, count, [&](ByteReader& row) { total += row.u8(); });
-    } else if (fieldSize == 4) {
-        std::uint64_t left = count;
-        forEachRow(reader, box, RowsBehindHeader, 1, count / 2 + count % 2, [&](ByteReader& row) {
-            std::uint8_t pair = row.u8();
+    forEachStretch(reader, box, RowsBehindHeader, sizeof(T), count, [&](ByteView rows) {
+        for (std::size_t at = 0; at < rows.size(); at += sizeof(T)) {
+            T value;
+            std::memcpy(&value, rows.data() + at, sizeof value);
+            total += fromBigEndian(value);
+        }
+    });
+    return total;
+}
+
+/// Two samples a byte, the first in the high half.
+std::uint64_t sumOfHalfBytes(StructureReader& reader, const Box& box, std::uint64_t count)
+{
+    std::uint64_t total = 0;
+    std::uint64_t left = count;
+    forEachStretch(reader, box, RowsBehindHeader, 1, count / 2 + count % 2, [&](ByteView pairs) {
+        for (std::uint8_t pair : pairs) {
             total += left > 1 ? (pair >> 4) + (pair & 15) : pair >> 4;
             left -= std::min<std::uint64_t>(left, 2);
-        });
-    }
+        }
+    });
     return total;
+}
+
+std::uint64_t compactBytes(StructureReader& reader, const Box& box, std::uint8_t fieldSize, std::uint64_t count)
+{
+    switch (fieldSize) {
+    case 16:
+        return sumOfRows<std::uint16_t>(reader, box, count);
+    case 8:
+        return sumOfRows<std::uint8_t>(reader, box, count);
+    case 4:
+        return sumOfHalfBytes(reader, box, count);
+    default:
+        return 0; // no such width
+    }
 }
 
 } // namespace
@@ -101,9 +130,7 @@ std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track)
         return bytesOfUnitSamples(track);
     if (size != 0)
         return saturatingMultiply(size, count);
-    std::uint64_t total = 0;
-    forEachRow(reader, box, RowsBehindHeader, 4, count, [&](ByteReader& row) { total += row.u32be(); });
-    return total;
+    return sumOfRows<std::uint32_t>(reader, box, count);
 }
 
 std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track)
@@ -115,9 +142,12 @@ std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track)
     fields.skip(4);
     std::uint32_t count = fields.u32be();
     std::uint64_t total = 0;
-    forEachRow(reader, *track.boxes.timeToSample, HeaderSize, 8, count, [&](ByteReader& row) {
-        std::uint64_t samples = row.u32be();
-        total = saturatingAdd(total, samples * row.u32be());
+    forEachStretch(reader, *track.boxes.timeToSample, HeaderSize, 8, count, [&](ByteView rows) {
+        ByteReader row(rows);
+        while (!row.atEnd()) {
+            std::uint64_t samples = row.u32be();
+            total = saturatingAdd(total, samples * row.u32be());
+        }
     });
     return total;
 }

@@ -1,0 +1,127 @@
+// How many MPEG-4 files are described in a second, and what reading one costs.
+// Usage: bench_mp4 bus|direct SECONDS FILE...   prints records a second
+//        bench_mp4 structure FILE               prints bytes read, reads, microseconds
+#include "mp4/mp4.h"
+#include "service/parsers/MP4Parser.h"
+#include "tests/support/BusClient.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/ServiceProcess.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace mv {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Files = std::vector<std::string>;
+
+constexpr const char* Service = "MivoMP4Parser_1._3._0._12062";
+
+double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+/// Describes one file after another for that long; records a second.
+double rateOf(const Files& files, double seconds, const std::function<bool(const std::string&)>& describe)
+{
+    std::size_t done = 0;
+    auto start = Clock::now();
+    while (secondsSince(start) < seconds) {
+        for (const std::string& file : files) {
+            if (!describe(file)) {
+                std::fprintf(stderr, "not described: %s\n", file.c_str());
+                std::exit(1);
+            }
+            done++;
+        }
+    }
+    return static_cast<double>(done) / secondsSince(start);
+}
+
+/// Calls with several always on their way, as a client that imports a folder makes them.
+double rateOfOverlappingCalls(test::BusClient& client, const Files& files, double seconds)
+{
+    constexpr int Outstanding = 16;
+    struct State {
+        int inFlight = 0;
+        std::size_t done = 0;
+        bool failed = false;
+    } state;
+    auto answered = [](sd_bus_message* message, void* userdata, sd_bus_error*) {
+        auto& shared = *static_cast<State*>(userdata);
+        shared.inFlight--;
+        shared.done++;
+        shared.failed = shared.failed || sd_bus_message_is_method_error(message, nullptr) != 0;
+        return 0;
+    };
+    std::size_t next = 0;
+    auto start = Clock::now();
+    while (secondsSince(start) < seconds || state.inFlight > 0) {
+        while (state.inFlight < Outstanding && secondsSince(start) < seconds) {
+            sd_bus_call_method_async(client.bus(), nullptr, Service, "/", "Mivo.MVMediaInfoBuilder", "build", answered,
+                &state, "s", files[next++ % files.size()].c_str());
+            state.inFlight++;
+        }
+        if (sd_bus_process(client.bus(), nullptr) == 0)
+            sd_bus_wait(client.bus(), UINT64_MAX);
+    }
+    if (state.failed)
+        std::exit(1);
+    return static_cast<double>(state.done) / secondsSince(start);
+}
+
+void benchBus(const Files& files, double seconds)
+{
+    test::PrivateBus bus;
+    test::ServiceProcess service;
+    service.waitUntilReady();
+    test::BusClient client;
+    auto describe = [&](const std::string& file) {
+        auto answer = client.build(Service, file);
+        return answer && *answer;
+    };
+    rateOf(files, 0.2, describe);
+    std::printf("%.0f %.0f\n", rateOf(files, seconds, describe), rateOfOverlappingCalls(client, files, seconds));
+}
+
+void benchStructure(const std::string& path)
+{
+    auto start = Clock::now();
+    auto file = MP4Read(path);
+    if (!file.ok())
+        std::exit(1);
+    MP4Tags tags;
+    MP4TagsFetch(tags, *file);
+    MP4GetTrackBitRate(*file, MP4FindTrackId(*file, 0, "soun", 0));
+    double seconds = secondsSince(start);
+    std::printf("%llu %llu %.0f\n", static_cast<unsigned long long>(file->reader().bytesRead()),
+        static_cast<unsigned long long>(file->reader().readCount()), seconds * 1e6);
+}
+
+} // namespace
+} // namespace mv
+
+int main(int count, char** arguments)
+{
+    if (count < 3)
+        return 2;
+    std::string mode = arguments[1];
+    if (mode == "structure") {
+        mv::benchStructure(arguments[2]);
+        return 0;
+    }
+    mv::Files files(arguments + 3, arguments + count);
+    double seconds = std::atof(arguments[2]);
+    if (files.empty() || seconds <= 0)
+        return 2;
+    if (mode == "bus")
+        mv::benchBus(files, seconds);
+    else
+        std::printf("%.0f\n", mv::rateOf(files, seconds, [](const std::string& file) {
+            return mv::MP4Parser {}.build(file).has_value();
+        }));
+    return 0;
+}
