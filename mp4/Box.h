@@ -67,7 +67,7 @@ std::vector<Box> findChildren(StructureReader& reader, const Box& parent, std::u
 /// The first `count` bytes of a box's payload, or what it has, or what one peek can show, if that is less.
 ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count);
 
-/// Where the boxes of the file begin: 0, or behind an ID3v2 tag. Files with such a tag in front are made on purpose by
+/// Where the boxes of the file begin: 0, or behind ID3v2 tags. Files with such a tag in front are made on purpose by
 /// audio conversion, so that readers of either kind of tag find one.
 std::uint64_t firstBoxOffset(StructureReader& reader);
 

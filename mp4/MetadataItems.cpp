@@ -144,7 +144,8 @@ MP4ItmfItem parseItem(std::uint32_t code, ByteView payload)
 {
     MP4ItmfItem item { .code = code };
     forEachBox(payload, [&](std::uint32_t type, ByteView content, ByteView whole) {
-        if (type == fourCC("data") && content.size() >= BoxHeaderSize)
+        bool isValue = type == fourCC("data") && content.size() >= BoxHeaderSize;
+        if (isValue && item.dataList.size() < MaxItemValues)
             item.dataList.push_back(parseData(content));
         else if (type == fourCC("mean") && code == FreeformCode)
             item.mean = boxText(content);

@@ -36,7 +36,7 @@ struct MP4ItmfItem {
     std::string mean; ///< of freeform items ('----'): "com.apple.iTunes"
     std::string name; ///< of freeform items: "ISRC"
     std::vector<MP4ItmfData> dataList;
-    Bytes otherBoxes; ///< what else the item holds (some writers name their pictures), as it is in the file
+    Bytes otherBoxes; ///< what else the item holds (some writers name their pictures), as in the file
 
     bool operator==(const MP4ItmfItem&) const = default;
 };
@@ -46,6 +46,7 @@ using MP4ItmfItemList = std::vector<MP4ItmfItem>;
 // Limits of the metadata list. A song with every field and ten pictures has some 60 items in 20 MB.
 inline constexpr std::uint64_t MaxMetadataBytes = 64u << 20; ///< pictures are bounded by this alone
 inline constexpr std::size_t MaxMetadataItems = 1u << 16;
+inline constexpr std::size_t MaxItemValues = 4096; ///< further ones of one item stay among its other boxes
 
 /// Where iTunes-style metadata lies: moov/udta/meta/ilst, the meta box's handler being 'mdir' (or missing, as some
 /// writers leave it). Lists with keys ('mdta') and the texts of QuickTime user data are no tags.

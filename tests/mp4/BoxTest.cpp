@@ -100,6 +100,9 @@ TEST(FirstBoxOffset, PassesOverAnId3v2Tag)
     EXPECT_EQ(offset(freeBox(20)), 0u);
     EXPECT_EQ(offset({}), 0u);
     EXPECT_EQ(offset(joined({ bytes("ID3"), Bytes { 3, 0, 0, 0, 0, 2, 1 }, Bytes(300) })), 10u + 257u);
+    EXPECT_EQ(
+        offset(joined({ bytes("ID3"), Bytes { 3, 0, 0, 0, 0, 0, 0 }, bytes("ID3"), Bytes { 3, 0, 0, 0, 0, 0, 7 } })),
+        27u);
     EXPECT_EQ(offset(joined({ bytes("ID3"), Bytes { 4, 0, 0x10, 0, 0, 0, 5 }, Bytes(300) })), 25u);
 }
 

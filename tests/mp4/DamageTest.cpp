@@ -4,8 +4,11 @@
 #include "tests/support/Scratch.h"
 
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace mv {
@@ -103,6 +106,70 @@ TEST(Damage, MediaCutShortDoNotMatter)
     auto opened = Mp4File::open(StructureReader(ByteView(made.bytes)));
     ASSERT_TRUE(opened.ok());
     EXPECT_EQ(tagsFromItems(opened->items()).name, "name");
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool CountsMemory = false; // a sanitizer's own memory would count too
+#else
+constexpr bool CountsMemory = true;
+#endif
+
+/// Runs `work` in a process that may take `bytes` of memory more than it has; true when that was enough.
+template <class Work> bool fitsIntoMemory(std::size_t limit, const Work& work)
+{
+    pid_t child = fork();
+    if (child == 0) {
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        rlim_t most = static_cast<rlim_t>(pages) * 4096 + limit;
+        struct rlimit bound {
+            most, most
+        };
+        setrlimit(RLIMIT_AS, &bound);
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            _exit(1);
+        }
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+Bytes repeated(const Bytes& part, std::size_t size)
+{
+    Bytes all;
+    all.reserve(size + part.size());
+    while (all.size() < size)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+TEST(Memory, ReadingTakesAtMost64MebibytesAndThreeTimesTheMovieBox)
+{
+    if (!CountsMemory)
+        GTEST_SKIP() << "not under a sanitizer";
+    constexpr std::size_t Much = 8u << 20;
+    std::vector<Mp4Spec> hostile(6);
+    hostile[0].items = box("covr", repeated(dataBox(13, {}), Much)); // a million empty pictures
+    hostile[1].items = box("covr", dataBox(13, Bytes(Much))); // a large one
+    hostile[2].items = repeated(box("abcd", Bytes {}), Much);
+    hostile[3].items = repeated(textItem("abcd", ""), Much);
+    hostile[4].extraInMovie = repeated(box("udta", Bytes {}), Much);
+    hostile[5].extraInMovie = repeated(box("trak", Bytes {}), Much);
+    for (std::size_t i = 0; i < hostile.size(); i++) {
+        MadeMp4 made = makeMp4(hostile[i]);
+        ScratchFolder folder;
+        std::string path = folder.write("hostile.m4a", ByteView(made.bytes));
+        EXPECT_TRUE(fitsIntoMemory((64u << 20) + 3 * made.movieSize, [&] {
+            auto file = MP4Read(path);
+            MP4Tags tags;
+            MP4TagsFetch(tags, *file);
+            MP4GetTrackBitRate(*file, 1);
+        })) << i;
+    }
 }
 
 TEST(NotAnMp4, FailsToOpen)
