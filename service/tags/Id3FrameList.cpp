@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "id3/V23Form.h"
+#include "service/tags/Id3Chapters.h"
 
 #include <algorithm>
 
@@ -77,7 +78,9 @@ void Id3FrameList::carry(const Id3v2Tag& tag)
             std::uint16_t flags = ByteReader(frame.stored.subspan(8, 2)).u16be();
             m_frames.push_back({ frame.id, flags, Bytes(content.begin(), content.end()) });
         } else if (frame.readable && frame.id.size() == 4 && !frame.body.empty()) {
-            m_frames.push_back({ frame.id, 0, Bytes(frame.body.begin(), frame.body.end()) });
+            bool isChapter = tag.majorVersion() == 4 && (frame.id == "CHAP" || frame.id == "CTOC");
+            m_frames.push_back({ frame.id, 0,
+                isChapter ? v23ChapterBody(frame.id, frame.body) : Bytes(frame.body.begin(), frame.body.end()) });
             if (frame.storedId == "TDRC")
                 carryDate(frame);
         }

@@ -56,14 +56,21 @@ void mutate(Bytes& bytes, std::mt19937_64& random)
     }
 }
 
-/// Whether ffprobe would find streams with a packet: its library, asked in this process.
+/// Covers do not count: an update may take them out on purpose.
+bool isMedia(const AVStream& stream) { return !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC); }
+
+/// Whether ffprobe would find a packet of sound or video: its library, asked in this process.
 bool isReadable(const std::string& path)
 {
     AVFormatContext* context = nullptr;
     if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) != 0)
         return false;
     AVPacket* packet = av_packet_alloc();
-    bool readable = context->nb_streams > 0 && av_read_frame(context, packet) == 0;
+    bool readable = false;
+    while (!readable && av_read_frame(context, packet) == 0) {
+        readable = isMedia(*context->streams[packet->stream_index]);
+        av_packet_unref(packet);
+    }
     av_packet_free(&packet);
     avformat_close_input(&context);
     return readable;

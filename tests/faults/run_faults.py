@@ -142,7 +142,7 @@ def kill_rounds(path, rounds, records, work, linked):
 
 def kills(folder, options):
     records = Records(folder)
-    sizes = [(1, 2), (5, 1)] if options.short else [(1, 8), (5, 6), (50, 4), (200, 2)]
+    sizes = [(1, 2), (5, 1)] if options.short else [(1, 10), (5, 7), (50, 2), (200, 1)]
     kinds = ["end.m4a", "fast.m4a", "plain.mp3", "linked.mp3", "linked.m4a"]
     unit = options.kills / (len(kinds) * sum(weight for _, weight in sizes))
     total = {}
@@ -157,7 +157,9 @@ def kills(folder, options):
             if linked:
                 os.link(path, os.path.join(place, "second name"))
             rounds = max(1, round(unit * weight))
-            for key, count in kill_rounds(path, rounds, records, folder, linked).items():
+            counts = kill_rounds(path, rounds, records, folder, linked)
+            print(f"  {rounds} kills, {megabytes} MB {kind}: {counts}", flush=True)
+            for key, count in counts.items():
                 total[key] = total.get(key, 0) + count
             done += rounds
             if linked and not os.path.samefile(path, os.path.join(place, "second name")):

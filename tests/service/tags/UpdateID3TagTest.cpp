@@ -246,6 +246,23 @@ TEST_F(UpdateID3TagTest, AV24TagBecomesV23WithoutLosingItsDate)
             "TYER enc=1 2005", "version=2.3"));
 }
 
+TEST_F(UpdateID3TagTest, ChaptersOfAV24TagBecomeV23ToTheirInnerFrames)
+{
+    std::string title(200, 't'); // in v2.4 its size is written otherwise
+    std::string inner(charsOf(test::id3Tag(4, { { "TIT2", "\3\u00E4" + title } })).substr(10));
+    std::string chapter = latin1("").insert(0, "ch1") + std::string(16, '\1') + inner;
+    std::string contents = std::string("toc\0\3\1ch1\0", 10) + inner;
+    std::string path = file(test::id3Tag(4, { { "CHAP", chapter }, { "CTOC", contents } }));
+    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
+    EXPECT_EQ(test::outputOf("/usr/bin/python3 -c "
+                  + test::quoted(
+                      "import sys\nfrom mutagen.id3 import ID3\n"
+                      "t = ID3(sys.argv[1], translate=False)\n"
+                      "for f in t.getall('CHAP') + t.getall('CTOC'): print(f.element_id, *f.sub_frames['TIT2'].text)")
+                  + " " + test::quoted(path)),
+        "ch1 \u00E4" + title + "\ntoc \u00E4" + title + "\n");
+}
+
 TEST_F(UpdateID3TagTest, FramesOfATagAtTheEndAreTakenOverWhereThereIsNoneAtTheFront)
 {
     Bytes appended = test::id3Tag(4, { { "TIT2", "\3old" }, { "TBPM", "\003120" } });
