@@ -1,0 +1,42 @@
+// Any bytes as an MP3 file, described whole, cover included. The movie toolkit opens nothing here; it has a target of
+// its own.
+
+#include "Base/Media/MediaDB.h"
+#include "platform/movie/QTKit.h"
+#include "platform/system/MainThread.h"
+#include "service/parsers/MP3Parser.h"
+
+#include <cstdlib>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+class NoMovies final : public mv::QTKit {
+public:
+    bool canInitWithFile(const mv::Path&) override { return false; }
+    mv::Result<std::unique_ptr<mv::QTMovie>> initWithFile(const mv::Path&) override
+    {
+        return mv::Error { mv::Error::Kind::Unsupported, "no movies here" };
+    }
+    void enterQTKitOnThread() override { }
+    void exitQTKitOnThread() override { }
+    bool findNextComponent(const mv::ComponentDescription&) override { return false; }
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static int file = memfd_create("fuzz", MFD_CLOEXEC);
+    static std::string path = "/proc/self/fd/" + std::to_string(file);
+    static NoMovies movies;
+    mv::MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+    if (ftruncate(file, static_cast<off_t>(size)) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size))
+        std::abort();
+    auto record = mv::MP3Parser(movies).build(path);
+    if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
+        std::abort();
+    return 0;
+}
