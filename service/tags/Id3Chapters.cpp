@@ -40,7 +40,8 @@ Bytes v23ChapterBody(std::string_view id, ByteView content)
     std::size_t begin = innerFramesBegin(id, content);
     ByteView inner = content.subspan(begin);
     Id3v2Tag::Header header { 4, 0, static_cast<std::uint32_t>(inner.size()) };
-    Id3v2Tag tag = Id3v2Tag::parse(header, {}, Bytes(inner.begin(), inner.end()), MaxUnpackedBytes);
+    Id3v2Tag tag = Id3v2Tag::parse(
+        header, 0, Id3v2Tag::HeaderSize + inner.size(), Bytes(inner.begin(), inner.end()), MaxUnpackedBytes);
     bool allReadable = std::all_of(tag.frames().begin(), tag.frames().end(),
         [](const TagFrame& frame) { return frame.readable && frame.id.size() == 4; });
     if (!tag.complete() || !allReadable)
