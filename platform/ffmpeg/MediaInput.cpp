@@ -2,7 +2,7 @@
 
 #include "platform/ffmpeg/FfmpegError.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -20,6 +20,12 @@ constexpr const char* kProtocols = "none";
 constexpr int kIoBufferSize = 32768;
 
 int denyOpening(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) { return AVERROR(EACCES); }
+
+std::int64_t videoStreamCount(const AVFormatContext& context)
+{
+    return std::count_if(context.streams, context.streams + context.nb_streams,
+        [](const AVStream* stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO; });
+}
 
 bool isAllowed(const AVInputFormat& format)
 {
@@ -138,8 +144,9 @@ Result<void> MediaInput::findStreamInfo()
 {
     std::vector<Options> perStream(m_context->nb_streams);
     std::vector<AVDictionary*> dictionaries;
+    std::int64_t share = MaximumAnalyzedPixels / std::max<std::int64_t>(1, videoStreamCount(*m_context));
     for (Options& options : perStream) {
-        options.set("max_pixels", MaximumPixels);
+        options.set("max_pixels", share);
         options.set("threads", 1);
         dictionaries.push_back(std::exchange(*options.address(), nullptr));
     }

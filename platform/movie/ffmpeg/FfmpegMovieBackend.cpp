@@ -17,8 +17,8 @@ public:
     bool hasVideoDecoder(OSType format) override { return avcodec_find_decoder(videoCodecOf(format)) != nullptr; }
     bool hasAudioDecoder(OSType format) override { return avcodec_find_decoder(audioCodecOf(format)) != nullptr; }
     bool isUncompressedAudio(OSType format) override { return isPcm(audioCodecOf(format)); }
-    Result<void> passThrough(const Path& source, OutputFile& target, const MovieExportSettings& settings,
-        const Progress& progress) override
+    Result<void> passThrough(
+        const Path& source, OutputFile& target, const MovieExportSettings& settings, const Progress& progress) override
     {
         return passMovieThrough(source, target, settings, progress);
     }

@@ -41,8 +41,10 @@ Result<void> FrameGrabber::openDecoder()
     if (status < 0)
         return ffmpegError(status, "cannot decode");
     m_decoder->pkt_timebase = m_stream.time_base;
-    m_decoder->thread_count = kDecoderThreads;
+    bool isLarge = std::int64_t { m_decoder->width } * m_decoder->height > LargestThreadedFrame;
+    m_decoder->thread_count = isLarge ? 1 : kDecoderThreads;
     m_decoder->max_pixels = MaximumPixels;
+    m_budget.watch(*m_decoder);
     status = avcodec_open2(m_decoder.get(), codec, nullptr);
     if (status < 0)
         return ffmpegError(status, "cannot decode");

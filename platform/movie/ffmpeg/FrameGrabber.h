@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ffmpeg/MediaInput.h"
+#include "platform/movie/ffmpeg/FrameBudget.h"
 
 namespace mv {
 
@@ -40,6 +41,7 @@ private:
 
     MediaInput& m_input;
     AVStream& m_stream;
+    FrameBudget m_budget;
     CodecContext m_decoder;
 };
 
