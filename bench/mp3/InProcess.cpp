@@ -90,11 +90,11 @@ void measure(const std::vector<std::string>& files)
         if (input.ok())
             MpegFrameReader::read(FileSource(*input), 0, input->size());
     };
-    std::printf("build      %8.1f us\n", medianMicroseconds(files, build));
-    std::printf("open       %8.1f us\n", medianMicroseconds(files, open));
-    std::printf("open+tags  %8.1f us\n", medianMicroseconds(files, tags));
-    std::printf("open+tags+id3lib %2.1f us\n", medianMicroseconds(files, linked));
-    std::printf("open+audio %8.1f us\n", medianMicroseconds(files, audio));
+    std::printf("  in the process: build            %8.1f us\n", medianMicroseconds(files, build));
+    std::printf("    open                           %8.1f us\n", medianMicroseconds(files, open));
+    std::printf("    open, tags                     %8.1f us\n", medianMicroseconds(files, tags));
+    std::printf("    open, tags, id3lib             %8.1f us\n", medianMicroseconds(files, linked));
+    std::printf("    open, audio                    %8.1f us\n", medianMicroseconds(files, audio));
 }
 
 } // namespace
