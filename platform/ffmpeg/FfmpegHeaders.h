@@ -14,3 +14,7 @@ extern "C" {
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
+
+// The macro's own text is a C99 literal, which clang refuses in C++.
+#undef AV_TIME_BASE_Q
+#define AV_TIME_BASE_Q (AVRational { 1, AV_TIME_BASE })
