@@ -19,7 +19,7 @@ public:
     std::uint64_t size() const override { return m_bytes.size(); }
     std::size_t readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override
     {
-        if (offset >= m_bytes.size())
+        if (offset >= m_bytes.size() || target.empty())
             return 0;
         std::size_t count = std::min(target.size(), m_bytes.size() - static_cast<std::size_t>(offset));
         std::memcpy(target.data(), m_bytes.data() + offset, count);

@@ -43,13 +43,10 @@ public:
 private:
     bool refill()
     {
-        m_used = m_filled = 0;
-        while (m_filled == 0) {
-            if (m_inflater.wantsInput() && !readInput())
-                return false;
-            bool hadInput = !m_inflater.wantsInput();
-            m_filled = m_inflater.inflate(m_output);
-            if (m_filled == 0 && hadInput && !m_inflater.wantsInput())
+        m_used = 0;
+        // The decompressor may still hold pixels when all of its input is used up, so it is asked first.
+        while ((m_filled = m_inflater.inflate(m_output)) == 0) {
+            if (!m_inflater.wantsInput() || !readInput())
                 return false;
         }
         return true;

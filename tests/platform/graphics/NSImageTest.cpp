@@ -8,6 +8,7 @@
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace mv {
@@ -145,6 +146,72 @@ TEST(NSImage, DamageOfEveryFormat)
         }
         EXPECT_GT(pictures, 0) << name;
     }
+}
+
+/// Headers that promise more than anybody may ask for, each small in itself.
+struct Bomb {
+    const char* name;
+    Bytes file;
+};
+
+Bytes hugePng(int side)
+{
+    PngWish wish { .colorType = 0 };
+    wish.sample = [](int, int, int) { return 0; };
+    wish.headerWidth = wish.headerHeight = side;
+    return makePng(wish);
+}
+
+std::vector<Bomb> bombs()
+{
+    GifWish gif { .screenWidth = 65535, .screenHeight = 65535, .palette = { 1, 2, 3 } };
+    gif.index = [](int, int) { return 0; };
+    Bytes jpeg = makeJpeg(photo(64, 64));
+    const Bytes marker { 0xFF, 0xC0 };
+    auto frame = std::search(jpeg.begin(), jpeg.end(), marker.begin(), marker.end());
+    const Bytes side { 0xFF, 0xDC, 0xFF, 0xDC }; // 65500
+    std::copy(side.begin(), side.end(), frame + 5);
+    return { { "PNG of 30000", hugePng(30'000) }, { "PNG of 2 billion", hugePng(0x7FFFFFFF) },
+        { "GIF of 65535", makeGif(gif) }, { "JPEG of 65500", jpeg },
+        { "BMP of 40000", makeBmp({ .width = 40'000, .height = 40'000, .pixels = Bytes(100) }) } };
+}
+
+/// The most memory that the process ever had, in megabytes.
+long peakMegabytes()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+TEST(NSImage, PixelBombsAreNothing)
+{
+    for (const Bomb& bomb : bombs())
+        EXPECT_FALSE(NSImage::initWithData(bomb.file).has_value()) << bomb.name;
+}
+
+/// Below the limit of pixels, but with next to no data behind the header: little memory, whatever comes out.
+TEST(NSImage, LargeEmptyPicturesTakeLittleMemory)
+{
+    long before = peakMegabytes();
+    for (int side : { 5000, 20'000 }) {
+        auto image = NSImage::initWithData(hugePng(side));
+        ASSERT_TRUE(image.has_value());
+        (void)image->representations().front()->scaledTo(100, 100);
+    }
+    auto bmp = NSImage::initWithData(
+        makeBmp({ .width = 20'000, .height = 20'000, .depth = 8, .compression = 1, .pixels = { 9, 1, 0, 1 } }));
+    ASSERT_TRUE(bmp.has_value());
+    (void)bmp->representations().front()->scaledTo(100, 100);
+    EXPECT_LT(peakMegabytes() - before, 60);
+}
+
+/// Inputs that once broke a reader, or the rules that the sanitizers watch over.
+TEST(NSImage, FoundByFuzzing)
+{
+    auto gif = NSImage::initWithData(readFile(MIVO_SOURCE_DIR "/tests/data/gif/no-colour-table.gif"));
+    ASSERT_TRUE(gif.has_value()); // a sound header, but not one pixel
+    EXPECT_FALSE(gif->representations().front()->scaledTo(10, 10).ok());
 }
 
 } // namespace

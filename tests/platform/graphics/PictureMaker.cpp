@@ -300,8 +300,8 @@ Bytes makePng(const PngWish& wish)
     Bytes file { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n' };
     Bytes header;
     ByteWriter writer(header);
-    writer.u32be(static_cast<std::uint32_t>(wish.width));
-    writer.u32be(static_cast<std::uint32_t>(wish.height));
+    writer.u32be(static_cast<std::uint32_t>(wish.headerWidth ? wish.headerWidth : wish.width));
+    writer.u32be(static_cast<std::uint32_t>(wish.headerHeight ? wish.headerHeight : wish.height));
     for (int value : { wish.depth, wish.colorType, 0, 0, wish.interlaced ? 1 : 0 })
         writer.u8(static_cast<std::uint8_t>(value));
     appendChunk(file, "IHDR", header);

@@ -36,6 +36,8 @@ struct PngWish {
     int height = 8;
     int depth = 8;
     int colorType = 2;
+    int headerWidth = 0; ///< what the header says, if not the truth
+    int headerHeight = 0;
     bool interlaced = false;
     int filter = 0; ///< 0 to 4, or 5: another one each row
     Bytes palette; ///< content of PLTE
