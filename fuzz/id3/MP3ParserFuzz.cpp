@@ -2,6 +2,8 @@
 // its own.
 
 #include "Base/Media/MediaDB.h"
+#include "platform/ffmpeg/BackendParts.h"
+#include "platform/ffmpeg/MediaBackend.h"
 #include "platform/movie/QTKit.h"
 #include "platform/system/MainThread.h"
 #include "service/parsers/MP3Parser.h"
@@ -25,7 +27,20 @@ public:
     bool findNextComponent(const mv::ComponentDescription&) override { return false; }
 };
 
+class NoMedia final : public mv::MediaBackend {
+public:
+    mv::MovieBackend& movies() override { return mv::unavailableMovieBackend(); }
+    mv::AudioBackend& audio() override { return mv::unavailableAudioBackend(); }
+};
+
 } // namespace
+
+/// No media library in this program.
+mv::MediaBackend& mv::mediaBackend()
+{
+    static NoMedia backend;
+    return backend;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
