@@ -150,6 +150,10 @@ Result<void> GifReader::decode(int, int, RowSink& sink)
         else
             wanted = wanted && sink.row(pixels.data());
     };
+    // The clear rows above a frame make no picture of one that has no row itself.
+    if (m_frame.y > 0
+        && LzwDecoder(*m_source, m_frame.dataOffset).read(indices.data(), indices.size()) < indices.size())
+        return {};
     for (int y = 0; y < std::min(m_frame.y, m_header.height); y++)
         deliver(y, clearRow);
     std::span<const Sweep> sweeps = kProgressive;
