@@ -200,7 +200,9 @@ void addFragments(StructureReader& reader, MovieFacts& facts)
     std::uint64_t movieDuration = movieExtendsDuration(reader, mvex);
     for (TrackFacts& track : facts.tracks) {
         addTotals(track, totals[track.id], facts.timeScale, movieDuration);
-        if (facts.duration == 0 || track.duration == 0) {
+        // With samples in the movie box too, its headers may tell the length of those alone.
+        bool partial = track.sampleCount != 0 && track.fragmentSamples != 0;
+        if (partial || facts.duration == 0 || track.duration == 0) {
             track.duration
                 = std::max(track.duration, rescaled(track.mediaDuration, track.mediaTimeScale, facts.timeScale));
         }

@@ -71,9 +71,9 @@ void writeData(ByteWriter& writer, const MP4ItmfData& data)
 
 std::uint64_t metaChildrenOffset(StructureReader& reader, const Box& meta)
 {
-    ByteReader start(payloadStart(reader, meta, BoxHeaderSize));
-    start.skip(4);
-    bool quickTime = start.u32be() == fourCC("hdlr");
+    // A version with its flags is 0; the size of a first box is not.
+    ByteReader start(payloadStart(reader, meta, VersionSize));
+    bool quickTime = start.u32be() >= BoxHeaderSize;
     return meta.payloadOffset() + (quickTime || meta.payloadSize() < VersionSize ? 0 : VersionSize);
 }
 

@@ -83,7 +83,7 @@ struct MovieFacts {
     std::optional<Date> creationDate; ///< of mvhd; absent where the field is 0
     std::optional<Date> modificationDate;
     std::uint32_t timeScale = 0; ///< ticks per second
-    std::uint64_t duration = 0; ///< in timeScale ticks; of a fragmented file its longest track, if mvhd has none
+    std::uint64_t duration = 0; ///< in timeScale ticks; of a fragmented file at least its longest track
     double preferredRate = 0; ///< of mvhd, 1.0 is normal speed
     std::uint32_t posterTime = 0; ///< in timeScale ticks; QuickTime's, 0 in other files
     bool isFragmented() const { return extendsBox.has_value(); }

@@ -106,6 +106,17 @@ TEST(Fragments, CountsBeyondTheRunAreThoseOfItsRows)
     EXPECT_EQ(lengthsOf(emptyTrack, extends(20, 100), fragment(plain, { many })).duration, UINT32_MAX * 20ull);
 }
 
+TEST(Fragments, LengthenAMovieWhoseHeaderTellsOfItsFirstSamplesOnly)
+{
+    Mp4Spec spec; // a movie header of one second
+    spec.tracks = { { .timeScale = 1000, .duration = 1000, .sampleSizes = { 100 } } };
+    spec.extraInMovie = extends(1000, 1);
+    spec.behind = fragment(fullBox("tfhd", 0, 0, { number(1, 4) }), { fullBox("trun", 0, 0, { number(4, 4) }) });
+    Bytes file = makeMp4(spec).bytes;
+    StructureReader reader { ByteView(file) };
+    EXPECT_EQ(readMovieFacts(reader)->durationInSeconds(), 5.0);
+}
+
 TEST(Fragments, GiveTheMovieItsDuration)
 {
     Bytes header = fullBox("mvhd", 0, 0, { number(0, 8), number(600, 4), number(0, 4), Bytes(80) });

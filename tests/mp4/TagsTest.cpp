@@ -298,6 +298,19 @@ TEST(Metadata, QuickTimeMetaHasNoVersion)
     EXPECT_EQ(tagsFromItems(file->items()).name, "x");
 }
 
+TEST(Metadata, ABoxWithoutHandlerIsRead)
+{
+    Bytes list = box("ilst", textItem("\251nam", "x"));
+    for (const Bytes& meta : { box("meta", list), fullBox("meta", 0, 0, { list }) }) {
+        Mp4Spec spec;
+        spec.hasUserData = false;
+        spec.extraInMovie = box("udta", meta);
+        Bytes bytes = makeMp4(spec).bytes;
+        auto file = Mp4File::open(StructureReader(ByteView(bytes)));
+        EXPECT_EQ(tagsFromItems(file->items()).name, "x");
+    }
+}
+
 TEST(Metadata, UserDataTextsAndKeyedListsAreNoTags)
 {
     Bytes text = box("\251nam", { number(4, 2), number(0, 2), bytes("text") });
