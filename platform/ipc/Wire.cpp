@@ -22,11 +22,30 @@ Value narrowest(std::int64_t value)
     return value;
 }
 
+/// Bytes of the noncharacter (U+FDD0 to U+FDEF, and the last two of every plane) at the front of well-formed UTF-8,
+/// or 0. They are legal text, but buses refuse them.
+std::size_t noncharacterLength(std::string_view text)
+{
+    auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+    bool endsPlane = (byte(0) & 0xF0) == 0xF0 && (byte(1) & 0x0F) == 0x0F && byte(2) == 0xBF && byte(3) >= 0xBE;
+    if (endsPlane)
+        return 4;
+    bool endsFirstPlane = byte(0) == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE;
+    bool isReserved = byte(0) == 0xEF && byte(1) == 0xB7 && byte(2) >= 0x90 && byte(2) <= 0xAF;
+    return endsFirstPlane || isReserved ? 3 : 0;
+}
+
 std::string cleaned(std::string_view text)
 {
     std::string out = isValidUtf8(text) ? std::string(text) : cleanedUtf8(text);
-    for (std::size_t at = 0; (at = out.find('\0', at)) != std::string::npos;)
-        out.replace(at, 1, "\xEF\xBF\xBD");
+    constexpr std::string_view Replacement = "\xEF\xBF\xBD";
+    for (std::size_t at = 0; at < out.size(); ++at) {
+        auto lead = static_cast<unsigned char>(out[at]);
+        if (lead != 0 && lead < 0xEF)
+            continue;
+        if (std::size_t length = lead == 0 ? 1 : noncharacterLength(std::string_view(out).substr(at)))
+            out.replace(at, length, Replacement);
+    }
     return out;
 }
 

@@ -123,6 +123,23 @@ TEST_F(Wire, TextIsCleanedOnTheWay)
         "b");
 }
 
+TEST_F(Wire, NoncharactersAreReplacedBecauseBusesRefuseThem)
+{
+    const std::string replaced = "\xEF\xBF\xBD";
+    BusMessage out = message();
+    WireWriter(out.get())
+        .string("a\xEF\xB7\x90z") // U+FDD0
+        .string("a\xEF\xBF\xBE\xEF\xBF\xBF") // U+FFFE, U+FFFF
+        .string("\xF0\x9F\xBF\xBE|\xF4\x8F\xBF\xBF") // U+1FFFE, U+10FFFF
+        .string("\xEF\xBF\xBD\xEF\xBF\xAE\xEF\xB7\xB0\xF0\x9F\xBE\xBE"); // neighbours of theirs
+    seal(out);
+    WireReader in(out.get());
+    EXPECT_EQ(in.string(), "a" + replaced + "z");
+    EXPECT_EQ(in.string(), "a" + replaced + replaced);
+    EXPECT_EQ(in.string(), replaced + "|" + replaced);
+    EXPECT_EQ(in.string(), "\xEF\xBF\xBD\xEF\xBF\xAE\xEF\xB7\xB0\xF0\x9F\xBE\xBE");
+}
+
 TEST_F(Wire, MoreThan32MiBIsRefused)
 {
     BusMessage fits = message();
