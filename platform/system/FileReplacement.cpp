@@ -256,6 +256,8 @@ Result<LockedTarget> lockedTarget(const Path& path)
         MV_TRY(target, LockedTarget::open(file, deadline));
         if (target)
             return std::move(*target);
+        if (Clock::now() >= deadline)
+            return Error { Error::Kind::State, "another program keeps replacing the file" };
     }
 }
 

@@ -1,5 +1,6 @@
 // The ID3 writer, row by row and step by step, judged by what mutagen reads back.
 #include "service/tags/UpdateID3Tag.h"
+#include "service/tags/UpdateMP4Tag.h"
 
 #include "Base/Core/NSException.h"
 #include "Base/Core/Text.h"
@@ -402,6 +403,22 @@ TEST_F(Id3BeforeMovieTest, OffsetsMoveAlongWhenTheTagComesGrowsAndGoes)
         EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnAlbumArt, NullObject() } }));
         EXPECT_EQ(test::readFile(path), original) << flags;
     }
+}
+
+TEST_F(Id3BeforeMovieTest, MetadataOfTheMovieCanBeWrittenBehindTheTag)
+{
+    if (!test::haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not installed";
+    std::string path = movie("-movflags +faststart");
+    std::string hash = audioHash(path);
+    update(path, { { MediaDBMusicColumnTitle, "in front" } });
+    test::LogCapture log;
+    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, std::string(3000, 'b') } }));
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(audioHash(path), hash);
+    EXPECT_THAT(test::mutagenLines("id3", path), Contains("TIT2 enc=1 in front"));
+    EXPECT_THAT(test::outputOf("ffprobe -v error -f mp4 -show_entries format_tags=title -of csv " + test::quoted(path)),
+        HasSubstr(std::string(3000, 'b')));
 }
 
 class ID3PodcastInfoTest : public UpdateID3TagTest { };
