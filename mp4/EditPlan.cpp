@@ -109,6 +109,15 @@ std::optional<Patch> closedLastBox(const FileLayout& layout)
     return patch;
 }
 
+FileContent inPlace(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+{
+    FileContent content;
+    appendCopy(content, 0, layout.movie.offset);
+    content.push_back(FileSegment::literal(editor.rebuilt(layout.movie.size - editor.sizeWithoutPadding())));
+    appendCopy(content, layout.movie.end(), reader.size());
+    return content;
+}
+
 FileContent inSlot(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     std::uint64_t slot = layout.slotEnd - layout.slotBegin;
@@ -184,6 +193,21 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
     return content;
 }
 
+/// The layouts in the order in which they disturb a file.
+Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+{
+    std::uint64_t size = editor.sizeWithoutPadding();
+    bool isLast = layout.slotEnd == reader.size();
+    if (fitsInto(size, layout.movie.size))
+        return EditPlan { EditPlan::Layout::InPlace, inPlace(reader, layout, editor) };
+    if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
+        return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };
+    if (auto content = atTheEnd(reader, layout, editor))
+        return EditPlan { EditPlan::Layout::AtTheEnd, std::move(*content) };
+    MV_TRY(content, shifted(reader, layout, editor));
+    return EditPlan { EditPlan::Layout::Shifted, std::move(content) };
+}
+
 Error changed(const char* what) { return { Error::Kind::Format, std::string("the edited file lost its ") + what }; }
 
 } // namespace
@@ -199,8 +223,7 @@ Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
         return Error { Error::Kind::Limit, "too many metadata items" };
     MV_TRY(editor, MoovEditor::load(reader, layout.movie));
     editor.setItems(items);
-    std::uint64_t size = editor.sizeWithoutPadding();
-    if (size > MoovEditor::MaxMovieBoxBytes)
+    if (editor.listSize() > MaxMetadataBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
         return Error { Error::Kind::Limit, "metadata too large" };
     if (anyChunkInside(editor.bytes(), layout.movie.offset, layout.movie.end()))
         return Error { Error::Kind::Unsupported, "media inside the movie box" };
@@ -208,20 +231,7 @@ Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
         layout.slotBegin = layout.movie.offset;
         layout.slotEnd = layout.movie.end();
     }
-    if (fitsInto(size, layout.movie.size)) {
-        FileContent content;
-        appendCopy(content, 0, layout.movie.offset);
-        content.push_back(FileSegment::literal(editor.rebuilt(layout.movie.size - size)));
-        appendCopy(content, layout.movie.end(), reader.size());
-        return EditPlan { EditPlan::Layout::InPlace, std::move(content) };
-    }
-    bool isLast = layout.slotEnd == reader.size();
-    if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
-        return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };
-    if (auto content = atTheEnd(reader, layout, editor))
-        return EditPlan { EditPlan::Layout::AtTheEnd, std::move(*content) };
-    MV_TRY(content, shifted(reader, layout, editor));
-    return EditPlan { EditPlan::Layout::Shifted, std::move(content) };
+    return firstThatFits(reader, layout, editor);
 }
 
 Result<void> checkEdit(StructureReader& before, StructureReader& after, const MP4ItmfItemList& items)

@@ -26,6 +26,8 @@ public:
 
     /// Takes new items; those equal to old ones keep their very bytes.
     void setItems(const MP4ItmfItemList& items);
+    /// Size of the new list.
+    std::uint64_t listSize() const { return m_list.size(); }
     /// Size of the rebuilt box without padding.
     std::uint64_t sizeWithoutPadding() const;
     /// The rebuilt box with `padding` bytes of free space (0, or at least FreeBoxHeader) behind its list.

@@ -292,6 +292,17 @@ TEST(Edit, UnknownItemsKeepTheirBytes)
         EXPECT_NE(charsOf(edited.bytes).find(charsOf(kept)), std::string_view::npos);
 }
 
+TEST(Edit, AListThatCouldNotBeReadAgainIsRefused)
+{
+    Bytes source = makeMp4(namedSpec()).bytes;
+    StructureReader reader { ByteView(source) };
+    MP4Tags tags;
+    MP4TagsAddArtwork(tags, { Bytes(MaxMetadataBytes), MP4_ART_JPEG });
+    auto plan = planEdit(reader, itemsWithTags({}, tags));
+    ASSERT_FALSE(plan.ok());
+    EXPECT_EQ(plan.error().kind, Error::Kind::Limit);
+}
+
 TEST(Edit, ADamagedListIsNotEdited)
 {
     Mp4Spec spec = namedSpec();
