@@ -136,6 +136,8 @@ Result<void> OutputFile::moveUp(std::uint64_t length, std::uint64_t distance)
     return {};
 }
 
+Result<InputFile> OutputFile::reopened() const { return InputFile::open(formatText("/proc/self/fd/%d", m_file.get())); }
+
 Result<void> OutputFile::giveHiddenName()
 {
     if (!m_hiddenName.empty())

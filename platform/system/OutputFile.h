@@ -4,6 +4,7 @@
 #include "Base/Core/Handle.h"
 #include "Base/Core/Path.h"
 #include "Base/Core/Result.h"
+#include "platform/system/InputFile.h"
 
 #include <cstdint>
 #include <string>
@@ -27,6 +28,8 @@ public:
     Result<void> writeAt(std::uint64_t offset, ByteView bytes);
     /// As much as there is; short only at the end of what was written.
     Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const;
+    /// What was written so far, to be read by others; before commit() only.
+    Result<InputFile> reopened() const;
     /// Moves the first `length` bytes up by `distance`; what lies in the gap afterwards is not defined.
     Result<void> moveUp(std::uint64_t length, std::uint64_t distance);
 

@@ -94,6 +94,8 @@ public:
 
     Result<void> start();
     Result<void> copy(const MovieBackend::Progress& progress);
+    /// Streams of the new file.
+    std::size_t streamCount() const { return m_lastDts.size(); }
 
 private:
     bool contains(bool (*test)(AVCodecID)) const;
@@ -103,7 +105,7 @@ private:
     Result<void> writePacket(AVPacket& packet);
     void keepOrder(AVPacket& packet, std::size_t output);
     double doneAt(const AVPacket& packet) const;
-    Error failure(int code, const char* what) const;
+    Result<void> writeStatus(int status) const;
 
     MediaInput& m_input;
     OutputStream m_stream;
@@ -113,9 +115,17 @@ private:
     std::vector<std::int64_t> m_lastDts; // by output stream
 };
 
-Error Copier::failure(int code, const char* what) const
+// What is not the disk's fault is the muxer's refusal of what it was given.
+Result<void> Copier::writeStatus(int status) const
 {
-    return m_stream.failure() ? *m_stream.failure() : ffmpegError(code, what);
+    if (m_stream.failure())
+        return *m_stream.failure();
+    if (status >= 0)
+        return {};
+    Error error = ffmpegError(status, "cannot export");
+    if (error.kind != Error::Kind::Limit)
+        error.kind = Error::Kind::Unsupported;
+    return error;
 }
 
 bool Copier::contains(bool (*test)(AVCodecID)) const
@@ -157,6 +167,8 @@ Result<void> Copier::makeOutput(bool hinted)
     avio_seek(m_stream.context(), 0, SEEK_SET); // an attempt before this one may have written
     m_output->pb = m_stream.context();
     m_output->flags |= AVFMT_FLAG_AUTO_BSF | AVFMT_FLAG_BITEXACT;
+    // So the library calls mappings of codecs that are settled by now (FLAC).
+    m_output->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     av_dict_copy(&m_output->metadata, m_input.context().metadata, 0);
     m_outputOf.assign(m_input.context().nb_streams, -1);
     for (unsigned i = 0; i < m_input.context().nb_streams; ++i) {
@@ -180,14 +192,7 @@ Result<void> Copier::writeHeader(bool hinted)
     options.set("brand", fourCharacterText(m_settings.brand).c_str());
     if (hinted)
         options.set("movflags", "rtphint");
-    int status = avformat_write_header(m_output.get(), options.address());
-    if (status >= 0)
-        return {};
-    Error error = failure(status, "cannot export");
-    // The muxer refuses a codec that it has no place for as an invalid argument.
-    if (error.kind == Error::Kind::Format)
-        error.kind = Error::Kind::Unsupported;
-    return error;
+    return writeStatus(avformat_write_header(m_output.get(), options.address()));
 }
 
 Result<void> Copier::start()
@@ -195,7 +200,7 @@ Result<void> Copier::start()
     bool hinted = m_settings.hinted && m_settings.packetSize >= HintedPacketSize && !contains(isNeverHinted);
     auto started = makeOutput(hinted);
     // Some codecs can be held but not hinted.
-    if (!started && hinted && started.error().kind != Error::Kind::Io)
+    if (!started && hinted && started.error().kind == Error::Kind::Unsupported)
         return makeOutput(false);
     return started;
 }
@@ -209,17 +214,22 @@ double Copier::doneAt(const AVPacket& packet) const
     return seconds * AV_TIME_BASE / static_cast<double>(context.duration);
 }
 
-// Sloppy files repeat a decoding time; a container needs them to grow.
+// Sloppy files repeat a decoding time, or show a frame before they decode it; a container needs both in order.
 void Copier::keepOrder(AVPacket& packet, std::size_t output)
 {
+    if (packet.dts == AV_NOPTS_VALUE)
+        return;
     std::int64_t& last = m_lastDts[output];
-    if (packet.dts != AV_NOPTS_VALUE && last != AV_NOPTS_VALUE && packet.dts <= last) {
-        packet.dts = last + 1;
-        if (packet.pts != AV_NOPTS_VALUE)
-            packet.pts = std::max(packet.pts, packet.dts);
+    std::int64_t next = last == AV_NOPTS_VALUE ? packet.dts : last + 1;
+    if (packet.pts != AV_NOPTS_VALUE && packet.pts < packet.dts) {
+        std::array<std::int64_t, 3> guesses { packet.pts, packet.dts, next };
+        std::sort(guesses.begin(), guesses.end());
+        packet.pts = packet.dts = guesses[1];
     }
-    if (packet.dts != AV_NOPTS_VALUE)
-        last = packet.dts;
+    packet.dts = std::max(packet.dts, next);
+    if (packet.pts != AV_NOPTS_VALUE)
+        packet.pts = std::max(packet.pts, packet.dts);
+    last = packet.dts;
 }
 
 Result<void> Copier::writePacket(AVPacket& packet)
@@ -230,10 +240,7 @@ Result<void> Copier::writePacket(AVPacket& packet)
     packet.stream_index = static_cast<int>(to);
     packet.pos = -1;
     keepOrder(packet, to);
-    int status = av_interleaved_write_frame(m_output.get(), &packet);
-    if (status < 0)
-        return failure(status, "cannot export");
-    return {};
+    return writeStatus(av_interleaved_write_frame(m_output.get(), &packet));
 }
 
 Result<void> Copier::copy(const MovieBackend::Progress& progress)
@@ -253,10 +260,7 @@ Result<void> Copier::copy(const MovieBackend::Progress& progress)
     }
     if (status != AVERROR_EOF)
         return ffmpegError(status, "cannot read the movie");
-    status = av_write_trailer(m_output.get());
-    if (status < 0 || m_stream.failure())
-        return failure(status, "cannot export");
-    return {};
+    return writeStatus(av_write_trailer(m_output.get()));
 }
 
 // The header of ISO media tells everything but the size of some old codecs' pictures.
@@ -270,6 +274,33 @@ bool needsStreamInfo(const MediaInput& input)
     });
 }
 
+// The header lists every sample: a file that ends before the last of them was cut. Without this the copy would end
+// early and look whole. (Fragments list theirs as they come; a cut one is whole as far as it goes.)
+Result<void> refuseCutMovie(const MediaInput& input)
+{
+    const AVFormatContext& context = input.context();
+    auto size = static_cast<std::int64_t>(input.file().size());
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        AVStream* stream = context.streams[i];
+        for (int entry = 0; isCopied(*stream) && entry < avformat_index_get_entries_count(stream); ++entry) {
+            const AVIndexEntry* sample = avformat_index_get_entry(stream, entry);
+            if (sample->pos + sample->size > size)
+                return Error { Error::Kind::Format, "the movie ends before its last sample" };
+        }
+    }
+    return {};
+}
+
+// What was written must open again with every stream in it.
+Result<void> verify(const OutputFile& made, std::size_t streams)
+{
+    MV_TRY(file, made.reopened());
+    MV_TRY(input, MediaInput::open(std::move(file), {}));
+    if (input->context().nb_streams < streams)
+        return Error { Error::Kind::Unsupported, "the export lacks a stream" };
+    return {};
+}
+
 } // namespace
 
 Result<void> passMovieThrough(
@@ -281,9 +312,12 @@ Result<void> passMovieThrough(
     MV_TRY(input, MediaInput::open(source, guard));
     if (needsStreamInfo(*input))
         MV_TRY_VOID(input->findStreamInfo());
+    if (input->isIsoMedia())
+        MV_TRY_VOID(refuseCutMovie(*input));
     Copier copier(*input, target, settings);
     MV_TRY_VOID(copier.start());
-    return copier.copy(progress);
+    MV_TRY_VOID(copier.copy(progress));
+    return verify(target, copier.streamCount());
 }
 
 } // namespace mv
