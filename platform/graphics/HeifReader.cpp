@@ -50,7 +50,8 @@ Result<PictureReaders> HeifReader::open(const SharedSource& source)
     return readers;
 }
 
-Result<void> HeifReader::readHeader()
+/// The library reads through these as it goes.
+void HeifReader::setCallbacks()
 {
     m_callbacks.reader_api_version = 1;
     m_callbacks.get_position
@@ -71,6 +72,11 @@ Result<void> HeifReader::readHeader()
             ? heif_reader_grow_status_size_reached
             : heif_reader_grow_status_size_beyond_eof;
     };
+}
+
+Result<void> HeifReader::readHeader()
+{
+    setCallbacks();
     m_context = m_heif.contextAlloc();
     if (!m_context)
         return Error { Error::Kind::Limit, "no memory for a HEIF" };

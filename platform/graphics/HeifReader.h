@@ -23,6 +23,7 @@ private:
     {
     }
 
+    void setCallbacks();
     Result<void> readHeader();
     Bytes readProfile() const;
     heif_image_handle* previewFor(int targetWidth, int targetHeight) const;

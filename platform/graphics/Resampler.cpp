@@ -53,6 +53,12 @@ void premultiply(int channels, const std::uint8_t* from, std::uint8_t* to, std::
         premultiplyRow<4>(from, to, pixels);
 }
 
+void toFloats(float* __restrict to, const std::uint8_t* __restrict from, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; i++)
+        to[i] = static_cast<float>(from[i]);
+}
+
 void addRow(std::uint16_t* __restrict sums, const std::uint8_t* __restrict row, std::size_t count)
 {
     for (std::size_t i = 0; i < count; i++)
@@ -138,7 +144,7 @@ void Resampler::accumulate(const std::uint8_t* pixels)
 {
     std::size_t samples = static_cast<std::size_t>(m_layout.width) * m_channels;
     if (m_boxWidth == 1 && m_boxHeight == 1) {
-        std::copy(pixels, pixels + samples, middleRow(m_middleCount).begin());
+        toFloats(middleRow(m_middleCount).data(), pixels, samples);
         pushMiddleRow();
         return;
     }
