@@ -36,7 +36,7 @@ public:
     const char* message() const { return m_error.message ? m_error.message : ""; }
 
 private:
-    sd_bus_error m_error = SD_BUS_ERROR_NULL;
+    sd_bus_error m_error { nullptr, nullptr, 0 };
 };
 
 } // namespace mv
