@@ -1,6 +1,6 @@
 // The tool as people start it, with the real service on a private bus.
 #include "Base/Media/MediaDB.h"
-#include "tests/support/Mp4Maker.h"
+#include "tests/service/image/ExifMaker.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
@@ -256,9 +256,34 @@ TEST_F(ToolOnBus, VideosGiveTheirFrame)
 
 TEST_F(ToolOnBus, ExifOfPictures)
 {
+    using test::ExifMaker;
+    Bytes block = ExifMaker()
+                      .ascii(ExifMaker::Ifd0, 0x0110, "Model \033[2J")
+                      .ascii(ExifMaker::Ifd0, 0x0132, "2013:05:01 12:00:00")
+                      .undefined(ExifMaker::ExifIfd, 0x9000, "0221")
+                      .block();
+    std::string file = m_folder.write("a.jpg", test::jpegPicture(8, 8, block));
+    Outcome exif = tool("exif " + file, "TZ=UTC");
+    EXPECT_EQ(exif.status, 0) << exif.err;
+    EXPECT_THAT(exif.out, StartsWith(file + "\n  model             Model \\x1b[2J\n"));
+    EXPECT_THAT(exif.out, HasSubstr("\n  version           Exif Version 2.21\n"));
+    EXPECT_THAT(exif.out, testing::EndsWith("\n  versionNumber     221\n  date              2013-05-01 12:00:00\n"));
+    EXPECT_THAT(tool("exif --json " + file).out,
+        HasSubstr("\"versionNumber\":221,\"date\":\"2013-05-01T12:00:00.000000Z\"}\n"));
     Outcome none = tool("exif " + picture("a.png"));
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.err, "mivo exif: " + m_folder.file("a.png") + ": has no EXIF data\n");
+}
+
+TEST_F(ToolOnBus, AnExceptionOfTheServiceIsToldByItsName)
+{
+    using test::ExifMaker;
+    Bytes block = ExifMaker().ascii(ExifMaker::Ifd0, 0x0132, "2013:13:01 12:00:00").block();
+    std::string file = m_folder.write("a.jpg", test::jpegPicture(8, 8, block));
+    Outcome described = tool("describe " + file);
+    EXPECT_EQ(described.status, 1);
+    EXPECT_THAT(
+        described.err, StartsWith("mivo describe: " + file + ": the service raised NSInvalidArgumentException: "));
 }
 
 TEST_F(ToolOnBus, ASheetOfAFolder)
@@ -304,6 +329,48 @@ TEST_F(ToolOnBus, TagsOfAnM4AFile)
     EXPECT_THAT(tool("describe --json " + song).out, testing::Not(HasSubstr("\"AlbumArt\"")));
     EXPECT_THAT(tool("tag --title x " + picture("d.png")).err,
         HasSubstr("only MP3 and M4A files have tags that the service writes"));
+}
+
+TEST_F(ToolOnBus, TagsOfAnMP3FileKeepWhatIsNotNamed)
+{
+    if (!test::haveProgram("lame"))
+        GTEST_SKIP() << "lame is not here";
+    std::string song = m_folder.file("a.mp3");
+    ASSERT_EQ(test::run("lame --quiet --add-id3v2 --tt Old --ta Someone --tl Sines --tc Remark --tn 3 --tg Ambient "
+                  + tone("a.wav") + " " + test::quoted(song)),
+        0);
+    Outcome changed = tool("tag --title 'Neuer Titel' --composer 작곡가 --art " + picture("c.png") + " " + song);
+    EXPECT_EQ(changed.status, 0) << changed.err;
+    EXPECT_THAT(changed.out, HasSubstr("  title        Old                            -> Neuer Titel\n"));
+    std::string described = tool("describe --json " + song).out;
+    for (const char* field :
+        { "\"Title\":\"Neuer Titel\"", "\"Artist\":\"Someone\"", "\"Album\":\"Sines\"", "\"ReservedText\":\"Remark\"",
+            "\"Composer\":\"작곡가\"", "\"Genre\":\"Ambient\"", "\"TrackNo\":3", "\"AlbumArt\"" })
+        EXPECT_THAT(described, HasSubstr(field));
+    Outcome cleared = tool("tag --clear comment --clear art --genre Rock " + song);
+    EXPECT_EQ(cleared.status, 0) << cleared.err;
+    described = tool("describe --json " + song).out;
+    for (const char* field : { "ReservedText", "AlbumArt" })
+        EXPECT_THAT(described, testing::Not(HasSubstr(field)));
+    for (const char* field : { "\"Title\":\"Neuer Titel\"", "\"Genre\":\"Rock\"", "\"TrackNo\":3" })
+        EXPECT_THAT(described, HasSubstr(field));
+    EXPECT_THAT(tool("tag --disc 1 " + song).err, HasSubstr("the service writes no disc into MP3 files"));
+}
+
+TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
+{
+    std::string song = m_folder.file("a.mp3");
+    tone("a.mp3");
+    std::string script = "from mutagen.id3 import ID3,TGID,WFED; t=ID3(); t.add(TGID(encoding=0,text='e-1')); "
+                         "t.add(WFED(url='u://feed')); t.save('"
+        + song + "',v2_version=3)";
+    if (test::run("python3 -c " + test::quoted(script)) != 0)
+        GTEST_SKIP() << "mutagen is not here";
+    Outcome podcast = tool("podcast " + song);
+    EXPECT_EQ(podcast.status, 0) << podcast.err;
+    EXPECT_EQ(podcast.out, song + "\n  episode  e-1\n  channel  u://feed\n");
+    EXPECT_EQ(tool("podcast --json " + song).out,
+        "{\"file\":\"" + song + "\",\"episodeId\":\"e-1\",\"channelUrl\":\"u://feed\"}\n");
 }
 
 TEST_F(ToolOnBus, PodcastsOfOtherFilesAreNone)
