@@ -364,7 +364,7 @@ TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
     std::string script = "from mutagen.id3 import ID3,TGID,WFED; t=ID3(); t.add(TGID(encoding=0,text='e-1')); "
                          "t.add(WFED(url='u://feed')); t.save('"
         + song + "',v2_version=3)";
-    if (test::run("python3 -c " + test::quoted(script)) != 0)
+    if (test::run("/usr/bin/python3 -c " + test::quoted(script)) != 0)
         GTEST_SKIP() << "mutagen is not here";
     Outcome podcast = tool("podcast " + song);
     EXPECT_EQ(podcast.status, 0) << podcast.err;
