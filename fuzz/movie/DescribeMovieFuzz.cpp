@@ -1,5 +1,6 @@
 // Describes a movie of any bytes: boxes, demuxers, codec tables, seeking, frames, thumbnail.
 
+#include "Base/Core/Handle.h"
 #include "platform/movie/FileQTKit.h"
 #include "platform/system/MainThread.h"
 #include "service/parsers/QuickTimeAVParser.h"

@@ -19,8 +19,6 @@ using test::shownByFfmpeg;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
-constexpr OSType Vide = fourCC("vide");
-constexpr OSType Soun = fourCC("soun");
 
 const std::string kH264 = " -c:v libx264 -preset ultrafast -pix_fmt yuv420p ";
 

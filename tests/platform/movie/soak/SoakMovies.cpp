@@ -2,6 +2,7 @@
 // Fails when one takes longer than 10 s, when memory passes 1 GiB, or when a record is not answered. Not part of the
 // test run; `soak` beside this file makes clips and runs it.
 
+#include "Base/Core/Handle.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Media/MediaDB.h"
 #include "platform/movie/QTKit.h"
@@ -114,7 +115,7 @@ int main(int argc, char** argv)
     if (argc < 3)
         return 2;
     MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
-    setLogSinkForTesting([](std::string_view) { }); // every other clip says that it cannot be opened
+    setLogSinkForTesting([](std::string_view) {}); // every other clip says that it cannot be opened
     int count = std::atoi(argv[1]);
     double longest = 0;
     int withPicture = 0;
