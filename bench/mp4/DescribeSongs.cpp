@@ -1,6 +1,6 @@
 // How many MPEG-4 files are described in a second, and what reading one costs.
-// Usage: bench_mp4 bus|direct SECONDS FILE...   prints records a second
-//        bench_mp4 structure FILE               prints bytes read, reads, microseconds
+// Usage: bench_mp4 bus|overlapping|direct SECONDS FILE...   prints records and records a second
+//        bench_mp4 structure FILE                           prints bytes read, reads, microseconds
 #include "mp4/mp4.h"
 #include "service/parsers/MP4Parser.h"
 #include "tests/support/BusClient.h"
@@ -24,8 +24,13 @@ constexpr const char* Service = "MivoMP4Parser_1._3._0._12062";
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// Describes one file after another for that long; records a second.
-double rateOf(const Files& files, double seconds, const std::function<bool(const std::string&)>& describe)
+void print(std::size_t records, Clock::time_point start)
+{
+    std::printf("%zu %.0f\n", records, static_cast<double>(records) / secondsSince(start));
+}
+
+/// Describes one file after another for that long.
+void benchInTurn(const Files& files, double seconds, const std::function<bool(const std::string&)>& describe)
 {
     std::size_t done = 0;
     auto start = Clock::now();
@@ -38,11 +43,11 @@ double rateOf(const Files& files, double seconds, const std::function<bool(const
             done++;
         }
     }
-    return static_cast<double>(done) / secondsSince(start);
+    print(done, start);
 }
 
 /// Calls with several always on their way, as a client that imports a folder makes them.
-double rateOfOverlappingCalls(test::BusClient& client, const Files& files, double seconds)
+void benchOverlapping(test::BusClient& client, const Files& files, double seconds)
 {
     constexpr int Outstanding = 16;
     struct State {
@@ -70,10 +75,10 @@ double rateOfOverlappingCalls(test::BusClient& client, const Files& files, doubl
     }
     if (state.failed)
         std::exit(1);
-    return static_cast<double>(state.done) / secondsSince(start);
+    print(state.done, start);
 }
 
-void benchBus(const Files& files, double seconds)
+void benchBus(const Files& files, double seconds, bool overlapping)
 {
     test::PrivateBus bus;
     test::ServiceProcess service;
@@ -83,8 +88,12 @@ void benchBus(const Files& files, double seconds)
         auto answer = client.build(Service, file);
         return answer && *answer;
     };
-    rateOf(files, 0.2, describe);
-    std::printf("%.0f %.0f\n", rateOf(files, seconds, describe), rateOfOverlappingCalls(client, files, seconds));
+    if (!describe(files[0]))
+        std::exit(1);
+    if (overlapping)
+        benchOverlapping(client, files, seconds);
+    else
+        benchInTurn(files, seconds, describe);
 }
 
 void benchStructure(const std::string& path)
@@ -117,11 +126,10 @@ int main(int count, char** arguments)
     double seconds = std::atof(arguments[2]);
     if (files.empty() || seconds <= 0)
         return 2;
-    if (mode == "bus")
-        mv::benchBus(files, seconds);
+    if (mode == "bus" || mode == "overlapping")
+        mv::benchBus(files, seconds, mode == "overlapping");
     else
-        std::printf("%.0f\n", mv::rateOf(files, seconds, [](const std::string& file) {
-            return mv::MP4Parser {}.build(file).has_value();
-        }));
+        mv::benchInTurn(
+            files, seconds, [](const std::string& file) { return mv::MP4Parser {}.build(file).has_value(); });
     return 0;
 }
