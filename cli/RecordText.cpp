@@ -73,7 +73,7 @@ std::string pictureText(const Bytes& data)
     auto best = image ? image->bestRepresentationForDevice() : nullptr;
     if (!best)
         return "data, " + size;
-    return formatText("picture, %d x %d pixels, %s", best->pixelsWide(), best->pixelsHigh(), size.c_str());
+    return formatText("picture, %d x %d, %s", best->pixelsWide(), best->pixelsHigh(), size.c_str());
 }
 
 } // namespace
