@@ -99,6 +99,46 @@ private:
     std::array<MaskedChannel, 4> m_channels;
 };
 
+/// The rows of a plain file by their place in it, some of them read at once in the direction that they are asked for.
+class StoredRows {
+public:
+    StoredRows(const PictureSource& source, const BmpHeader& header)
+        : m_source(source)
+        , m_header(header)
+        , m_perBlock(static_cast<int>(std::clamp<std::uint64_t>(BlockBytes / header.rowBytes(), 1, MaxSourceSide)))
+    {
+    }
+
+    /// Null for a row that is not there as a whole.
+    const std::uint8_t* at(int row)
+    {
+        if (row < m_first || row >= m_first + m_count)
+            read(row);
+        std::size_t start = static_cast<std::size_t>(row - m_first) * m_header.rowBytes();
+        return start + m_header.rowBytes() <= m_filled ? &m_block[start] : nullptr;
+    }
+
+private:
+    static constexpr std::uint64_t BlockBytes = 64u << 10;
+
+    void read(int row)
+    {
+        m_first = m_header.topDown ? row : std::max(0, row - m_perBlock + 1);
+        m_count = m_header.topDown ? std::min(m_perBlock, m_header.picture.height - row) : row - m_first + 1;
+        m_block.resize(static_cast<std::size_t>(m_count) * m_header.rowBytes());
+        m_filled
+            = m_source.readAt(m_header.dataOffset + static_cast<std::uint64_t>(m_first) * m_header.rowBytes(), m_block);
+    }
+
+    const PictureSource& m_source;
+    const BmpHeader& m_header;
+    int m_perBlock;
+    int m_first = 0;
+    int m_count = 0;
+    std::size_t m_filled = 0;
+    Bytes m_block;
+};
+
 } // namespace
 
 Result<PictureReaders> BmpReader::open(const SharedSource& source)
@@ -123,19 +163,17 @@ Result<void> BmpReader::decode(int, int, RowSink& sink)
 /// Most files hold the bottom row first. Of one that is cut short the top is missing then and stays black.
 void BmpReader::decodePlain(RowSink& sink) const
 {
-    std::uint64_t rowBytes = m_header.rowBytes();
     int height = m_header.picture.height;
-    Bytes row(static_cast<std::size_t>(rowBytes));
     Bytes pixels(static_cast<std::size_t>(m_header.picture.width) * channelsOf(m_header.picture.model));
     RowExpander expander(m_header);
-    bool complete = m_source->size() >= m_header.dataOffset + rowBytes;
+    StoredRows rows(*m_source, m_header);
+    bool complete = m_source->size() >= m_header.dataOffset + m_header.rowBytes();
     for (int y = 0; complete && y < height; y++) {
-        std::uint64_t index = static_cast<std::uint64_t>(m_header.topDown ? y : height - 1 - y);
-        bool got = m_source->readAt(m_header.dataOffset + index * rowBytes, row) == row.size();
-        if (!got && m_header.topDown)
+        const std::uint8_t* row = rows.at(m_header.topDown ? y : height - 1 - y);
+        if (!row && m_header.topDown)
             return;
-        if (got)
-            expander.expand(row.data(), pixels.data());
+        if (row)
+            expander.expand(row, pixels.data());
         else
             std::fill(pixels.begin(), pixels.end(), std::uint8_t { 0 });
         if (!sink.row(pixels.data()))

@@ -23,6 +23,7 @@ constexpr std::uint64_t MaxCompressedBytes = 256u << 20;
 // The decoder's own shrinking averages; leave this many times the target to the resampler.
 constexpr int ShrinkReserve = 4;
 constexpr int ShrinkFrom = 6;
+constexpr int SmoothFrom = 3;
 
 constexpr std::uint32_t Vp8x = fourCC("VP8X");
 constexpr std::uint32_t Iccp = fourCC("ICCP");
@@ -137,6 +138,8 @@ Result<Bytes> WebPReader::decodeFrame(int width, int height, int& rows) const
     config.options.use_scaling = width != m_frame.width || height != m_frame.height;
     config.options.scaled_width = width;
     config.options.scaled_height = height;
+    // Smoothing between blocks is the last step of a decoder and does not show when several pixels become one.
+    config.options.bypass_filtering = m_frame.width >= SmoothFrom * width && m_frame.height >= SmoothFrom * height;
     config.output.colorspace = channels == 4 ? MODE_RGBA : MODE_RGB;
     config.output.is_external_memory = 1;
     config.output.u.RGBA.rgba = pixels.data();
