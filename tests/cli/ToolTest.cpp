@@ -457,6 +457,11 @@ TEST_F(ToolOnBus, ConvertsToAacWithTheTags)
         test::outputOf("ffprobe -loglevel error -show_entries stream=codec_name -of csv=p=0 " + m_folder.file("c.m4a")),
         "aac\n");
     EXPECT_THAT(tool("describe --json " + m_folder.file("c.m4a")).out, HasSubstr("\"Title\":\"c\""));
+    std::string mp3 = made("d.mp3", "-f lavfi -i sine=duration=2 -metadata title=Tone -metadata genre=Rock");
+    EXPECT_EQ(tool("convert " + mp3 + " " + m_folder.file("d.m4a")).status, 0);
+    std::string described = tool("describe --json " + m_folder.file("d.m4a")).out;
+    EXPECT_THAT(described, HasSubstr("\"Title\":\"Tone\""));
+    EXPECT_THAT(described, HasSubstr("\"Genre\":\"Rock\""));
     EXPECT_THAT(tool("convert " + song + " " + song).err, HasSubstr("input and output are the same file"));
     Outcome nothing = tool("convert " + picture("a.png") + " " + m_folder.file("x.m4a"));
     EXPECT_EQ(nothing.status, 1);
