@@ -52,7 +52,8 @@ Result<FileLayout> readLayout(StructureReader& reader)
     }
     if (!found)
         return Error { Error::Kind::Format, "no movie box" };
-    layout.endsSoundly = !walker.damaged() && layout.last.end() == reader.size();
+    // Padding of zeros reads as a last box without a type; given a size, it would end some players' reading.
+    layout.endsSoundly = !walker.damaged() && layout.last.type != 0 && layout.last.end() == reader.size();
     return layout;
 }
 
@@ -194,12 +195,23 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
 }
 
 /// The layouts in the order in which they disturb a file.
+/// The boxes inside the movie box follow each other to its end.
+bool isWhole(StructureReader& reader, const Box& movie)
+{
+    BoxWalker walker(reader, movie);
+    while (walker.next()) { }
+    return !walker.damaged();
+}
+
 Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     std::uint64_t size = editor.sizeWithoutPadding();
     bool isLast = layout.slotEnd == reader.size();
     if (fitsInto(size, layout.movie.size))
         return EditPlan { EditPlan::Layout::InPlace, inPlace(reader, layout, editor) };
+    // What comes behind the damage would be read at another place than before.
+    if (!isWhole(reader, layout.movie))
+        return Error { Error::Kind::Format, "the movie box is damaged and has no room" };
     if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
         return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };
     if (auto content = atTheEnd(reader, layout, editor))
