@@ -22,6 +22,16 @@ bool canReplace(const Id3v2Tag& tag, std::uint64_t fileEnd)
     return tag.complete() || (wholeInFile && knownVersion && everyFrame);
 }
 
+/// A header may claim a footer that is not there: then its ten bytes are audio.
+Result<std::uint64_t> endOfTag(const ByteSource& file, const Id3v2Tag& tag)
+{
+    std::uint64_t end = tag.extent().end();
+    if (!tag.header().hasFooter() || tag.extent().size < tag.header().totalSize())
+        return end;
+    MV_TRY(footer, file.bytesAt(end - Id3v2Tag::FooterSize, Id3v2Tag::FooterSize));
+    return charsOf(footer).starts_with("3DI") ? end : end - Id3v2Tag::FooterSize;
+}
+
 std::uint64_t wholeBlocks(std::uint64_t bytes) { return (bytes + Block - 1) / Block * Block; }
 
 void syncsafe(ByteWriter& writer, std::uint64_t value)
@@ -32,7 +42,7 @@ void syncsafe(ByteWriter& writer, std::uint64_t value)
 
 } // namespace
 
-Result<Id3TagLayout> layOutTag(const TagSet& tags, std::size_t frameBytes)
+Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::size_t frameBytes)
 {
     Id3TagLayout layout;
     std::uint64_t bytesRead = 0;
@@ -40,7 +50,8 @@ Result<Id3TagLayout> layOutTag(const TagSet& tags, std::size_t frameBytes)
         bytesRead += tag.header().bodySize;
         if (bytesRead > TagSet::MaximumBytesRead || !canReplace(tag, tags.audioEnd))
             return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
-        layout.oldSize = tag.extent().end();
+        MV_TRY(end, endOfTag(file, tag));
+        layout.oldSize = end;
     }
     if (frameBytes == 0)
         return layout;

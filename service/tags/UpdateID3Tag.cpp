@@ -22,11 +22,12 @@ public:
 
     Result<std::optional<FileContent>> plan(const InputFile& current)
     {
-        MV_TRY(tags, readTags(FileSource(current)));
+        FileSource source(current);
+        MV_TRY(tags, readTags(source));
         m_frames = Id3FrameList::carriedFrom(tags);
         m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
-        MV_TRY(layout, layOutTag(tags, frames.size()));
+        MV_TRY(layout, layOutTag(source, tags, frames.size()));
         m_movie = MovieSummary::of(current);
         MV_TRY(content, contentBehindTag(current, layout));
         if (layout.newSize > 0)

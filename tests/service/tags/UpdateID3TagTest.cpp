@@ -247,6 +247,23 @@ TEST_F(UpdateID3TagTest, AV24TagBecomesV23WithoutLosingItsDate)
             "TYER enc=1 2005", "version=2.3"));
 }
 
+TEST_F(UpdateID3TagTest, AFooterThatIsNotThereCostsNoAudio)
+{
+    Bytes claims = test::id3Tag(4, { { "TIT2", "\3old" } });
+    claims[5] = 0x10; // has a footer
+    Bytes footer(claims.begin(), claims.begin() + 10);
+    std::copy_n("3DI", 3, footer.begin());
+    for (const Bytes& tag : { claims, test::joined({ claims, footer }) }) {
+        std::string path = file(tag);
+        update(path, { { MediaDBMusicColumnTitle, std::string(1000, 'x') } });
+        Bytes content = test::readFile(path);
+        Bytes audio = test::mp3Audio();
+        ASSERT_GT(content.size(), audio.size());
+        EXPECT_TRUE(std::equal(audio.rbegin(), audio.rend(), content.rbegin()));
+        EXPECT_EQ(content[content.size() - audio.size() - 1], 0); // padding: the footer is gone
+    }
+}
+
 TEST_F(UpdateID3TagTest, ChaptersOfAV24TagBecomeV23ToTheirInnerFrames)
 {
     std::string title(200, 't'); // in v2.4 its size is written otherwise
