@@ -60,8 +60,8 @@ private:
                 frontOffset = position;
             }
             ByteView rest = ByteView(front).subspan(static_cast<std::size_t>(position - frontOffset));
-            // Padding that the tag before did not count.
-            std::size_t zeros = m_tags.prependedTags.empty() ? 0 : leadingZeros(rest);
+            // Padding that the tag before did not count, or whatever left zeros in front of the first.
+            std::size_t zeros = leadingZeros(rest);
             auto header = Id3v2Tag::parseHeader(rest.subspan(zeros));
             if (!header)
                 break;

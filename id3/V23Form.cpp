@@ -216,6 +216,13 @@ Bytes joinedValues(std::string_view id, std::string_view storedId, std::uint8_t 
     return joined;
 }
 
+bool beginsLikePicture(ByteView data)
+{
+    constexpr std::array<std::string_view, 4> Marks = { "\xFF\xD8\xFF", "\x89PNG", "GIF8", "BM" };
+    return std::any_of(
+        Marks.begin(), Marks.end(), [&](std::string_view mark) { return charsOf(data).starts_with(mark); });
+}
+
 bool isTextFrame(std::string_view id) { return !id.empty() && id[0] == 'T' && id != "TXXX"; }
 
 std::optional<Bytes> v23TextBody(std::string_view id, std::string_view storedId, int version, ByteView content)
@@ -422,8 +429,15 @@ std::optional<ApicParts> splitApic(ByteView body)
         return std::nullopt;
     parts.pictureType = rest[0];
     rest = rest.subspan(1);
+    ByteView narrow = rest;
     takeString(encoding, rest);
     parts.data = rest;
+    // Programs that claim UTF-16 and end an empty description with one zero byte are around.
+    if (isUtf16(encoding) && !beginsLikePicture(rest)) {
+        takeString(Id3EncodingLatin1, narrow);
+        if (beginsLikePicture(narrow))
+            parts.data = narrow;
+    }
     return parts;
 }
 

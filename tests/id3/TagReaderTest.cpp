@@ -78,6 +78,14 @@ TEST(TagReader, TagsInARow)
     EXPECT_EQ(tags.audioBegin, first.size() + 50 + second.size() + third.size());
 }
 
+TEST(TagReader, ZerosInFrontOfTheFirstTag)
+{
+    TagSet tags = read(std::string(300, '\0') + id3Tag(3, title("a")) + Audio);
+    ASSERT_EQ(tags.prependedTags.size(), 1u);
+    EXPECT_EQ(tags.prependedTags[0].extent().offset, 300u);
+    EXPECT_TRUE(read(std::string(300, '\0') + Audio).prependedTags.empty());
+}
+
 TEST(TagReader, LargeTagIsReadWhole)
 {
     std::string tag = id3Tag(3, id3Frame(3, "APIC", std::string(100'000, 'p')) + title("behind"));

@@ -176,6 +176,10 @@ TEST(SplitApic, FindsTheData)
     parts = splitApic(bytesOf(wide));
     ASSERT_TRUE(parts);
     EXPECT_EQ(charsOf(parts->data), "DATA");
+    std::string oneZero = zeroed("\1image/png\0\3\0\x89PNG data");
+    parts = splitApic(bytesOf(oneZero));
+    ASSERT_TRUE(parts);
+    EXPECT_EQ(charsOf(parts->data), "\x89PNG data") << "UTF-16 by its first byte only";
     EXPECT_FALSE(splitApic({}));
     EXPECT_FALSE(splitApic(bytesOf(zeroed("\0image/png\0"))));
     std::string noEnd = zeroed("\0m\0\3no terminator");
