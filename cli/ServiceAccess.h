@@ -5,6 +5,7 @@
 #include "client/ServiceProcess.h"
 
 #include <memory>
+#include <optional>
 
 namespace mv::cli {
 

@@ -7,7 +7,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <gmock/gmock.h>
+#include <iterator>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -53,6 +55,32 @@ protected:
     std::string tone(const std::string& name, int seconds = 2)
     {
         return made(name, "-f lavfi -i sine=frequency=440:duration=" + std::to_string(seconds) + " -ac 2 -ar 44100");
+    }
+
+    /// The tool at work on a job that takes seconds, with its standard error in "err".
+    pid_t startedLongEncoding()
+    {
+        tone("long.wav", 200);
+        m_logs.write("err", std::string_view());
+        std::string err = m_logs.file("err");
+        std::string input = m_folder.file("long.wav");
+        std::string output = m_folder.file("long.mp3");
+        pid_t child = fork();
+        if (child == 0) {
+            if (freopen(err.c_str(), "w", stderr))
+                execl(kTool, kTool, "encode", "--quality", "best", input.c_str(), output.c_str(), nullptr);
+            _exit(99);
+        }
+        for (int i = 0; i < 2000 && text("err").find("started") == std::string::npos; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return child;
+    }
+    /// A process that ended and that nobody has waited for is not alive.
+    static bool isAlive(pid_t process)
+    {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string line;
+        return std::getline(file, line) && line.find(") Z") == std::string::npos;
     }
 
     test::ScratchFolder m_folder;
@@ -424,24 +452,29 @@ TEST_F(ToolOnBus, EncodingFailuresAreSentences)
 
 TEST_F(ToolOnBus, CtrlCCancelsAndLeavesNoOutput)
 {
-    tone("long.wav", 600);
-    m_logs.write("err", std::string_view());
-    pid_t child = fork();
-    if (child == 0) {
-        std::string err = m_logs.file("err");
-        if (!freopen(err.c_str(), "w", stderr))
-            _exit(99);
-        execl(kTool, kTool, "encode", m_folder.file("long.wav").c_str(), m_folder.file("long.mp3").c_str(), nullptr);
-        _exit(99);
-    }
-    for (int i = 0; i < 2000 && text("err").find("started") == std::string::npos; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    pid_t child = startedLongEncoding();
     kill(child, SIGINT);
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 1);
     EXPECT_THAT(text("err"), testing::EndsWith("long.mp3: cancelled\n"));
     EXPECT_NE(access(m_folder.file("long.mp3").c_str(), F_OK), 0);
+}
+
+TEST_F(ToolWithoutBus, AKilledToolTakesItsServiceAndItsBusAlong)
+{
+    pid_t child = startedLongEncoding();
+    std::string id = std::to_string(child);
+    std::ifstream list("/proc/" + id + "/task/" + id + "/children");
+    std::vector<pid_t> programs { std::istream_iterator<pid_t>(list), {} };
+    ASSERT_EQ(programs.size(), 2u);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    for (pid_t program : programs) {
+        for (int i = 0; i < 2000 && isAlive(program); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_FALSE(isAlive(program));
+    }
 }
 
 TEST_F(ToolOnBus, ConvertsToAacWithTheTags)
