@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/Core/Bytes.h"
+#include "id3/FrameNames.h"
 
 #include <optional>
 #include <string>
@@ -13,10 +14,6 @@ inline constexpr std::uint8_t Id3EncodingLatin1 = 0;
 inline constexpr std::uint8_t Id3EncodingUtf16 = 1;
 inline constexpr std::uint8_t Id3EncodingUtf16BE = 2;
 inline constexpr std::uint8_t Id3EncodingUtf8 = 3;
-
-/// The v2.3 name of a frame: of a three-letter v2.2 name its successor, of the v2.4 names with a v2.3 meaning that one
-/// (TDRC: TYER, TDOR: TORY, TIPL and TMCL: IPLS); any other name unchanged.
-std::string v23FrameId(std::string_view storedId);
 
 /// The v2.3 form of a frame's content, or nothing when it has that form already. `id` is the v2.3 name, `storedId` and
 /// `version` say what the content was written as. Content too short for its kind comes back as it is.
