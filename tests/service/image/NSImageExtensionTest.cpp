@@ -247,8 +247,8 @@ TEST(NSImageExtension, OnlyTheFirstRepresentationCounts)
 TEST(NSImageExtension, CanvasThatCannotBeMadeIsLogged)
 {
     constexpr float Infinity = std::numeric_limits<float>::infinity();
-    const FloatSize maxima[] { { NAN, NAN }, { Infinity, Infinity }, { -Infinity, -100 }, { -100, -100 }, { 1e9F, 1e9F },
-        { 1e30F, 1e30F }, { 100'000, 100'000 }, { 2147483520.0F, 2147483520.0F } };
+    const FloatSize maxima[] { { NAN, NAN }, { Infinity, Infinity }, { -Infinity, -100 }, { -100, -100 },
+        { 1e9F, 1e9F }, { 1e30F, 1e30F }, { 100'000, 100'000 }, { 2147483520.0F, 2147483520.0F } };
     for (FloatSize maximum : maxima) {
         for (int category : { 1, 2, 3, kOther }) {
             test::LogCapture log;
