@@ -18,7 +18,7 @@ Bytes number(std::uint64_t value, int width)
 {
     Bytes field;
     for (int shift = (width - 1) * 8; shift >= 0; shift -= 8)
-        field.push_back(static_cast<std::uint8_t>(value >> shift));
+        field.push_back(shift < 64 ? static_cast<std::uint8_t>(value >> shift) : std::uint8_t { 0 });
     return field;
 }
 
