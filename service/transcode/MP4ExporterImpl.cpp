@@ -114,12 +114,12 @@ OSStatus myMovieProgressProc(Movie&, std::int16_t message, std::int16_t, Fixed p
 MP4ExporterTools MP4ExporterTools::platform()
 {
     static const AudioFileFunctions functions;
-    return
-    {
-        &MovieToolbox::shared(), &functions,
-            [](const Path& path) { return MP3Parser {}.build(path); },
-            [](const Path& path) { return MP4Parser {}.build(path); },
-            [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
+    return {
+        &MovieToolbox::shared(),
+        &functions,
+        [](const Path& path) { return MP3Parser {}.build(path); },
+        [](const Path& path) { return MP4Parser {}.build(path); },
+        [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
     };
 }
 

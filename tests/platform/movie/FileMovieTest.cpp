@@ -19,7 +19,6 @@ using test::shownByFfmpeg;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
-
 const std::string kH264 = " -c:v libx264 -preset ultrafast -pix_fmt yuv420p ";
 
 class FileMovieTest : public testing::Test {
