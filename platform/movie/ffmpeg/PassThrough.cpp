@@ -94,8 +94,12 @@ public:
 
     Result<void> start();
     Result<void> copy(const MovieBackend::Progress& progress);
-    /// Streams of the new file.
-    std::size_t streamCount() const { return m_lastDts.size(); }
+    /// Streams of the new file that got a packet.
+    std::size_t streamCount() const
+    {
+        return m_lastDts.size()
+            - static_cast<std::size_t>(std::count(m_lastDts.begin(), m_lastDts.end(), AV_NOPTS_VALUE));
+    }
 
 private:
     bool contains(bool (*test)(AVCodecID)) const;
@@ -145,7 +149,8 @@ Result<void> Copier::addStream(const AVStream& from)
     to->codecpar->codec_tag = from.codecpar->codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0;
     to->time_base = from.time_base;
     to->avg_frame_rate = from.avg_frame_rate;
-    to->sample_aspect_ratio = from.sample_aspect_ratio;
+    // The container's word on the pixels' shape counts; the muxer wants the codec's parameters to agree.
+    to->sample_aspect_ratio = to->codecpar->sample_aspect_ratio = from.sample_aspect_ratio;
     to->disposition = from.disposition;
     for (int i = 0; i < from.nb_side_data; ++i) {
         const AVPacketSideData& data = from.side_data[i];
@@ -291,7 +296,7 @@ Result<void> refuseCutMovie(const MediaInput& input)
     return {};
 }
 
-// What was written must open again with every stream in it.
+// What was written must open again with every stream that is not empty.
 Result<void> verify(const OutputFile& made, std::size_t streams)
 {
     MV_TRY(file, made.reopened());
