@@ -31,8 +31,8 @@ Error encoderError(int code, const char* what)
     return error;
 }
 
-// Drops the encoder's name from the stream: the same input makes the same bytes, whatever the library's version says.
-constexpr int EncoderFlags = AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
+// The encoder cuts a bit rate that is too high by itself; one of a few bits per second it refuses.
+constexpr std::uint32_t LowestBitRate = 1000;
 
 class FfmpegAacEncoder final : public AacEncoder {
 public:
@@ -71,9 +71,9 @@ Result<void> FfmpegAacEncoder::open(const AacEncoderSettings& settings)
         return encoderError(AVERROR_ENCODER_NOT_FOUND, "no AAC encoder");
     m_context->sample_rate = static_cast<int>(settings.rate);
     m_context->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    m_context->bit_rate = settings.bitRate;
+    m_context->bit_rate = std::max(settings.bitRate, LowestBitRate);
     m_context->time_base = { 1, static_cast<int>(settings.rate) };
-    m_context->flags |= EncoderFlags;
+    m_context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     m_context->thread_count = 1;
     int status = settings.channels < kChannelMasks.size()
         ? av_channel_layout_from_mask(&m_context->ch_layout, kChannelMasks[settings.channels])
