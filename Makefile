@@ -1,5 +1,5 @@
 # The two commands of the README, and what else developers call. Everything real is in CMake presets and scripts/.
-.PHONY: all setup build demo test check bench asan tsan fuzz faults install clean
+.PHONY: all setup build demo test check bench asan tsan fuzz faults install package clean
 
 all: build
 
@@ -48,6 +48,10 @@ faults: build
 
 install: build
 	@cmake --install build
+
+# build/mivo_VERSION_ARCH.deb
+package: build
+	@cd build && cpack -G DEB
 
 clean:
 	@rm -rf build
