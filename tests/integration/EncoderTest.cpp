@@ -1,0 +1,173 @@
+#include "Base/Core/ByteReader.h"
+#include "tests/integration/RunningService.h"
+
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+using namespace mv;
+using namespace mv::test;
+
+// Jobs of the MP3 encoder from end to end: file, process, bus, delegate.
+
+namespace {
+
+constexpr const char* Encoder = "MivoMp3Encoder_1._3._0._12062";
+constexpr const char* Interface = "Mivo.MVAudioEncoderBase";
+
+/// What a client hears of its jobs.
+struct Heard {
+    int starts = 0;
+    int questions = 0;
+    int percents = 0;
+    int failures = 0;
+    int ends = 0;
+};
+
+Heard& heardBy(void* userdata) { return *static_cast<Heard*>(userdata); }
+
+int start(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    ++heardBy(userdata).starts;
+    return sd_bus_reply_method_return(message, "");
+}
+int question(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    ++heardBy(userdata).questions;
+    return sd_bus_reply_method_return(message, "b", 0);
+}
+int percent(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    ++heardBy(userdata).percents;
+    return sd_bus_reply_method_return(message, "");
+}
+int failure(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    ++heardBy(userdata).failures;
+    return sd_bus_reply_method_return(message, "");
+}
+int end(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    ++heardBy(userdata).ends;
+    return sd_bus_reply_method_return(message, "");
+}
+
+constexpr sd_bus_vtable kDelegate[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("encoderDidStart", "o", "", start, 0),
+    SD_BUS_METHOD("shouldEncodeStop", "", "b", question, 0),
+    SD_BUS_METHOD("encoderProgress", "od", "", percent, 0),
+    SD_BUS_METHOD("encoderDidFailWithError", "o(si)", "", failure, 0),
+    SD_BUS_METHOD("encoderDidEnd", "o", "", end, 0),
+    SD_BUS_VTABLE_END,
+};
+
+class EncoderOverTheBus : public RunningService {
+protected:
+    /// A stereo file of silence, so many blocks long.
+    std::string silence(std::uint32_t blocks)
+    {
+        std::uint32_t bytes = blocks * 1152 * 4;
+        Bytes wave;
+        ByteWriter out(wave);
+        out.text("RIFF");
+        out.u32le(36 + bytes);
+        out.text("WAVEfmt ");
+        out.u32le(16);
+        out.u16le(1);
+        out.u16le(2);
+        out.u32le(44100);
+        out.u32le(44100 * 4);
+        out.u16le(4);
+        out.u16le(16);
+        out.text("data");
+        out.u32le(bytes);
+        out.zeros(bytes);
+        return scratch.write("in.wav", ByteView(wave));
+    }
+    void serveDelegate(BusClient& client)
+    {
+        ASSERT_GE(sd_bus_add_object_vtable(
+                      client.bus(), nullptr, "/delegate", "Mivo.MVAudioEncoderDelegate", kDelegate, &heard),
+            0);
+        auto answer
+            = client.call(Encoder, "/", Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); });
+        ASSERT_TRUE(answer.ok()) << answer.text;
+    }
+    bool startOnThread(BusClient& client, const std::string& input)
+    {
+        return client
+            .callAndServe(Encoder, "/", Interface, "encodeOnThreadFileOutputFile",
+                [&](WireWriter& out) { out.string(input).string(output); })
+            .ok();
+    }
+    bool outputIsThere() const { return access(output.c_str(), F_OK) == 0; }
+    bool outputGoes() const
+    {
+        for (int i = 0; i < 1000 && outputIsThere(); ++i)
+            usleep(10'000);
+        return !outputIsThere();
+    }
+
+    ScratchFolder scratch;
+    std::string output = scratch.file("out.mp3");
+    Heard heard;
+};
+
+} // namespace
+
+TEST_F(EncoderOverTheBus, AJobFromEndToEnd)
+{
+    serveDelegate(m_client);
+    std::string input = silence(250);
+    auto answer = m_client.callAndServe(
+        Encoder, "/", Interface, "encodeFileOutputFile", [&](WireWriter& out) { out.string(input).string(output); });
+    ASSERT_TRUE(answer.ok()) << answer.text;
+    EXPECT_TRUE(answer.reader().boolean());
+    EXPECT_EQ(heard.starts, 1);
+    EXPECT_EQ(heard.questions, 251);
+    EXPECT_EQ(heard.percents, 100);
+    EXPECT_EQ(heard.failures, 0);
+    EXPECT_EQ(heard.ends, 1);
+    EXPECT_TRUE(outputIsThere());
+}
+
+TEST_F(EncoderOverTheBus, AFailureReachesTheDelegateAndTheCaller)
+{
+    serveDelegate(m_client);
+    std::string input = scratch.file("missing.wav");
+    auto answer = m_client.callAndServe(
+        Encoder, "/", Interface, "encodeFileOutputFile", [&](WireWriter& out) { out.string(input).string(output); });
+    ASSERT_TRUE(answer.ok()) << answer.text;
+    EXPECT_FALSE(answer.reader().boolean());
+    EXPECT_EQ(heard.failures, 1);
+    EXPECT_EQ(heard.starts, 0);
+    EXPECT_EQ(heard.ends, 0);
+}
+
+TEST_F(EncoderOverTheBus, AClientThatLeavesInMidJobCancelsIt)
+{
+    std::string input = silence(10'000);
+    {
+        BusClient leaving;
+        serveDelegate(leaving);
+        ASSERT_TRUE(startOnThread(leaving, input));
+        leaving.serveUntil([&] { return heard.questions > 5; });
+        ASSERT_GT(heard.questions, 5);
+    }
+    EXPECT_TRUE(outputGoes());
+    EXPECT_TRUE(m_client.call(Encoder, "/", Interface, "attributes").ok());
+}
+
+TEST_F(EncoderOverTheBus, QuittingEndsAJobAndRemovesItsOutput)
+{
+    std::string input = silence(10'000);
+    serveDelegate(m_client);
+    ASSERT_TRUE(startOnThread(m_client, input));
+    m_client.serveUntil([&] { return heard.questions > 5; });
+    ASSERT_TRUE(quit());
+    m_client.serveUntil([&] { return !m_service.running(); }, 20'000);
+    EXPECT_EQ(m_service.waitForEnd(), 0);
+    EXPECT_FALSE(outputIsThere());
+    EXPECT_EQ(heard.ends, 0);
+}
