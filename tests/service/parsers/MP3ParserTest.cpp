@@ -12,6 +12,7 @@
 #include "tests/support/Scratch.h"
 
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -452,6 +453,21 @@ TEST_F(MP3ParserTest, TagThatClaims256Megabytes)
     ASSERT_TRUE(record);
     EXPECT_EQ(*record->string(MediaDBMusicColumnTitle), "Title");
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 2);
+}
+
+TEST_F(MP3ParserTest, FilesThatFuzzingFound)
+{
+    MainThreadStandIn mainThread;
+    m_toolkit.initError = Error { Error::Kind::Unsupported, "no movies here" };
+    std::size_t described = 0;
+    for (const auto& file : std::filesystem::directory_iterator(MIVO_SOURCE_DIR "/tests/data/mp3")) {
+        if (file.path().extension() != ".mp3")
+            continue;
+        auto record = m_parser.build(file.path().string());
+        EXPECT_FALSE(record && record->contains(MediaDBMusicColumnAlbumArt)) << file.path();
+        ++described;
+    }
+    EXPECT_GE(described, 1u);
 }
 
 } // namespace
