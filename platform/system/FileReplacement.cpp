@@ -13,6 +13,7 @@
 #include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -57,6 +58,19 @@ Result<void> lock(int fd, Clock::time_point deadline)
         std::this_thread::sleep_for(LockPoll);
     }
     return {};
+}
+
+/// Gives the lock back, and lets another thread close what may be the last handle of a replaced file: the file system
+/// then frees its blocks, which takes longer than all the rest for a small file.
+void releaseReplaced(int fd)
+{
+    UniqueFd last(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    flock(fd, LOCK_UN);
+    try {
+        std::thread([handle = std::move(last)] {}).detach();
+    } catch (const std::system_error&) {
+        // No thread to be had: the caller's own handle is the last one.
+    }
 }
 
 /// One locked target and one attempt to replace its content.
@@ -165,6 +179,7 @@ Attempt LockedTarget::replaceByRename(const FileContent& content, const FileRepl
         return systemError(errno, "rename");
     removePart.dismiss();
     MV_TRY_VOID(syncToDisk(m_folder.get(), "sync of the folder"));
+    releaseReplaced(m_file.fd());
     return std::optional(Outcome::Replaced);
 }
 
