@@ -88,6 +88,11 @@ OSStatus AudioFileReader::fill(std::uint8_t* target, std::uint32_t wanted, std::
             m_decoded = next ? *next : DecodedFrames {};
             if (!next)
                 m_failure = next.error().code;
+            // The converter was made for so many; reading on would leave the source's memory.
+            if (m_decoded.count > 0 && m_decoded.channels != m_source->format().description.mChannelsPerFrame) {
+                m_failure = kAudioFileInvalidFileError;
+                m_decoded = {};
+            }
             if (m_decoded.count == 0)
                 break;
         }

@@ -67,19 +67,22 @@ Result<void> AudioInput::learnParameters()
     int channels = parameters.ch_layout.nb_channels;
     if (rate <= 0 || rate > HighestSampleRate || channels <= 0 || channels > MostChannels)
         return audioError(AVERROR_INVALIDDATA, "no sound parameters", kAudioFileInvalidFileError);
+    m_parameters.reset(avcodec_parameters_alloc());
+    if (!m_parameters || avcodec_parameters_copy(m_parameters.get(), &parameters) < 0)
+        return audioError(AVERROR(ENOMEM), "cannot decode", memFullErr);
     return {};
 }
 
 Result<void> AudioInput::openDecoder()
 {
-    const AVCodec* decoder = avcodec_find_decoder(m_stream->codecpar->codec_id);
+    const AVCodec* decoder = avcodec_find_decoder(m_parameters->codec_id);
     if (!decoder)
         return audioError(AVERROR_DECODER_NOT_FOUND, "cannot decode", kAudioFileUnsupportedDataFormatError);
     m_codec.reset(avcodec_alloc_context3(decoder));
     m_packed = makePacket();
     if (!m_codec || !m_packed)
         return audioError(AVERROR(ENOMEM), "cannot decode", memFullErr);
-    int status = avcodec_parameters_to_context(m_codec.get(), m_stream->codecpar);
+    int status = avcodec_parameters_to_context(m_codec.get(), m_parameters.get());
     m_codec->pkt_timebase = m_stream->time_base;
     m_codec->thread_count = 1;
     // Start and end are trimmed by us: the library takes away too much at the end of Ogg streams.

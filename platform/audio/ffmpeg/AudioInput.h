@@ -16,7 +16,8 @@ public:
     static Result<AudioInput> open(const Path& path);
 
     AVStream& stream() { return *m_stream; }
-    const AVCodecParameters& parameters() const { return *m_stream->codecpar; }
+    /// As they were when the file was opened. The stream's own may change while it is read, when a frame says so.
+    AVCodecParameters& parameters() const { return *m_parameters; }
     AVCodecContext& codec() { return *m_codec; }
     AVFormatContext& container() { return m_input->context(); }
     const InputFile& file() const { return m_input->file(); }
@@ -37,6 +38,7 @@ private:
 
     std::unique_ptr<MediaInput> m_input;
     AVStream* m_stream = nullptr; // m_input's
+    CodecParameters m_parameters;
     CodecContext m_codec;
     PacketHandle m_packed; // frames of a packet that are still to be handed out
 };

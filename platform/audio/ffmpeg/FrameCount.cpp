@@ -79,7 +79,7 @@ std::int64_t withinEdit(AudioInput& input, std::int64_t frames)
     AVStream& stream = input.stream();
     std::int64_t edited = stream.duration == AV_NOPTS_VALUE
         ? 0
-        : av_rescale_q(stream.duration, stream.time_base, { 1, stream.codecpar->sample_rate });
+        : av_rescale_q(stream.duration, stream.time_base, { 1, input.parameters().sample_rate });
     if (edited > 0 && edited < frames && frames - edited <= LongestPacket)
         frames = edited;
     std::int64_t gapless = gaplessFrames(input.container());

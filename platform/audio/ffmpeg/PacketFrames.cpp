@@ -78,7 +78,7 @@ std::int64_t packetFrames(AudioInput& input, const AVPacket& packet)
         break;
     default:
         if (isSampled(input.codec().codec_id))
-            frames = av_get_audio_frame_duration2(input.stream().codecpar, packet.size);
+            frames = av_get_audio_frame_duration2(&input.parameters(), packet.size);
         if (frames <= 0)
             frames = byDuration(input, packet);
     }

@@ -430,3 +430,32 @@ TEST(Decoding, AFileWithoutASampleIsAudioOfLengthZero)
     EXPECT_EQ(file.delivered, 0);
     EXPECT_EQ(file.ended, noErr);
 }
+
+// Found by fuzzing: frames say mono, where the header says stereo. They are heard on both sides.
+TEST(Decoding, ChannelsThatChangeInMidFile)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    auto encode = [&](const std::string& name, const char* channels) {
+        std::string path = scratch.file(name);
+        EXPECT_EQ(
+            run(twoTones(44100, "0.5") + "-ac " + channels + " -c:a flac -sample_fmt s16 " + test::quoted(path)), 0);
+        return readFile(path);
+    };
+    Bytes mixed = encode("stereo.flac", "2");
+    Bytes mono = encode("mono.flac", "1");
+    std::size_t frames = 4; // behind the marker and the metadata blocks
+    for (bool last = false; !last && frames + 4 <= mono.size();) {
+        last = mono[frames] & 0x80;
+        frames += 4 + (std::size_t { mono[frames + 1] } << 16 | mono[frames + 2] << 8 | mono[frames + 3]);
+    }
+    ASSERT_LT(frames, mono.size());
+    mixed.insert(mixed.end(), mono.begin() + static_cast<std::ptrdiff_t>(frames), mono.end());
+    DecodedFile file(scratch.write("mixed.flac", ByteView(mixed)));
+    EXPECT_EQ(file.opened, noErr);
+    EXPECT_EQ(file.ended, noErr);
+    EXPECT_EQ(file.client.mChannelsPerFrame, 2u);
+    EXPECT_GE(file.delivered, 22050);
+    EXPECT_LE(file.delivered, file.announced);
+    EXPECT_EQ(file.samples.size(), static_cast<std::size_t>(file.delivered) * 4);
+}

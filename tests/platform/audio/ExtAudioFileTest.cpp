@@ -110,6 +110,17 @@ TEST(ExtAudioFile, AFailureComesAfterWhatWasDecodedAndStays)
     }
 }
 
+TEST(ExtAudioFile, ASourceThatChangesItsChannelsHasFailed)
+{
+    OneSource backend;
+    announce(*backend.source, 4);
+    addRun(*backend.source, { 1, 2 });
+    backend.source->announced.description.mChannelsPerFrame = 1;
+    backend.source->channelsGiven = 2;
+    OpenFile file;
+    EXPECT_EQ(readFrames(file.handle, 2, 100).status, kAudioFileInvalidFileError);
+}
+
 TEST(ExtAudioFile, TellsItsProperties)
 {
     OneSource backend;

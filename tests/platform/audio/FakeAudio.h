@@ -19,6 +19,7 @@ public:
     };
     std::vector<Run> runs;
     OSStatus failure = noErr; ///< after the last run
+    std::uint32_t channelsGiven = 0; ///< when not 0, a lie about the runs
 
     const AudioSourceFormat& format() const override { return announced; }
     Result<DecodedFrames> next() override
@@ -31,7 +32,8 @@ public:
         m_planes.clear();
         for (const Bytes& plane : run.planes)
             m_planes.push_back(plane.data());
-        return DecodedFrames { kind, planar, announced.description.mChannelsPerFrame, run.frames, m_planes.data() };
+        std::uint32_t channels = channelsGiven ? channelsGiven : announced.description.mChannelsPerFrame;
+        return DecodedFrames { kind, planar, channels, run.frames, m_planes.data() };
     }
 
 private:
