@@ -11,6 +11,10 @@ target_compile_options(mv_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
     # Designated initialisers may leave the rest of a plain struct at its defaults.
     -Wno-missing-field-initializers)
+# g++ 12 takes the sanitizers' own checks for uses of what is not initialised.
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+    target_compile_options(mv_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+endif()
 target_link_libraries(mv_options INTERFACE Threads::Threads)
 
 # mv_library(NAME SOURCES a.cpp... USES targets... PRIVATE_USES targets...)
