@@ -1,11 +1,9 @@
 #include "cli/Command.h"
+#include "cli/FileTexts.h"
 #include "cli/InputPath.h"
 #include "cli/JsonText.h"
-#include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
 #include "client/TagClient.h"
-
-#include <cstdio>
 
 namespace mv::cli {
 
@@ -39,23 +37,7 @@ Result<std::string> podcastOf(ServiceBus& bus, const std::string& file, bool jso
     return json ? jsonInfo(file, *info) : readableInfo(file, *info);
 }
 
-int run(const Arguments& arguments)
-{
-    auto service = openService(Name, arguments);
-    if (!service)
-        return 1;
-    int status = 0;
-    for (const std::string& file : arguments.files()) {
-        auto text = podcastOf(*service->bus, file, arguments.has("json"));
-        if (text) {
-            std::fputs(text->c_str(), stdout);
-            continue;
-        }
-        complain(Name, file, sentenceFor(text.error()));
-        status = 1;
-    }
-    return status;
-}
+int run(const Arguments& arguments) { return printFileTexts(Name, arguments, podcastOf); }
 
 constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
 
