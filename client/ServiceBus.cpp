@@ -6,6 +6,7 @@
 #include "platform/ipc/RemoteObject.h"
 
 #include <array>
+#include <csignal>
 #include <cstring>
 
 namespace mv {
@@ -77,6 +78,30 @@ Result<std::unique_ptr<ServiceBus>> ServiceBus::open()
 }
 
 ServiceBus::~ServiceBus() = default;
+
+namespace {
+
+/// Keeps interrupting signals back for a scope: a call that waits inside the bus library would fail by one. They are
+/// delivered at the end of the scope.
+class InterruptionsHeld {
+public:
+    InterruptionsHeld()
+    {
+        sigset_t held;
+        sigemptyset(&held);
+        sigaddset(&held, SIGINT);
+        sigaddset(&held, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &held, &m_before);
+    }
+    ~InterruptionsHeld() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    InterruptionsHeld(const InterruptionsHeld&) = delete;
+    InterruptionsHeld& operator=(const InterruptionsHeld&) = delete;
+
+private:
+    sigset_t m_before;
+};
+
+} // namespace
 
 Result<void> ServiceBus::processUntil(const std::function<bool()>& done)
 {
@@ -151,13 +176,17 @@ Result<void> ServiceBus::serveUntil(std::string_view service, const std::functio
     std::string match = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                         "member='NameOwnerChanged',arg0='"
         + busNameForService(service) + "'";
-    sd_bus_slot* watching = nullptr;
-    int code = sd_bus_add_match(m_bus.get(), &watching, match.c_str(), noteOwnerLeft, &left);
-    BusSlot slot(watching);
-    if (code < 0)
-        return systemError(code);
-    // It may have left before the match was there.
-    left = left || !hasOwner(service);
+    BusSlot slot;
+    {
+        InterruptionsHeld held;
+        sd_bus_slot* watching = nullptr;
+        int code = sd_bus_add_match(m_bus.get(), &watching, match.c_str(), noteOwnerLeft, &left);
+        slot.reset(watching);
+        if (code < 0)
+            return systemError(code);
+        // It may have left before the match was there.
+        left = left || !hasOwner(service);
+    }
     MV_TRY_VOID(processUntil([&] { return left || done(); }));
     if (!done())
         return Error { Error::Kind::Io, "the service ended before the job did" };
