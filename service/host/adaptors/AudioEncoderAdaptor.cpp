@@ -1,7 +1,7 @@
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 
 #include "service/host/adaptors/ClientDelegate.h"
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 #include <atomic>
 
@@ -83,30 +83,30 @@ std::span<const ServedInterface> AudioEncoderAdaptor::interfaces() const { retur
 void AudioEncoderAdaptor::setAttributes(Call& call)
 {
     Record attributes = call.arguments().record();
-    requireRoot(m_root).setAttributes(attributes);
+    m_root->setAttributes(attributes);
 }
 
-void AudioEncoderAdaptor::attributes(Call& call) { call.reply().record(requireRoot(m_root).attributes()); }
+void AudioEncoderAdaptor::attributes(Call& call) { call.reply().record(m_root->attributes()); }
 
 void AudioEncoderAdaptor::setDelegate(Call& call)
 {
     auto remote
         = ClientDelegate::remoteObject(call.sender(), call.arguments().objectPath(), "Mivo.MVAudioEncoderDelegate");
-    requireRoot(m_root).setDelegate(remote ? std::make_shared<DelegateProxy>(std::move(*remote)) : nullptr);
+    m_root->setDelegate(remote ? std::make_shared<DelegateProxy>(std::move(*remote)) : nullptr);
 }
 
 void AudioEncoderAdaptor::encodeFileOutputFile(Call& call)
 {
     Path input = pathFromWire(call.arguments().string());
     Path output = pathFromWire(call.arguments().string());
-    call.reply().boolean(requireRoot(m_root).encodeFileOutputFile(input, output));
+    call.reply().boolean(m_root->encodeFileOutputFile(input, output));
 }
 
 void AudioEncoderAdaptor::encodeOnThreadFileOutputFile(Call& call)
 {
     Path input = pathFromWire(call.arguments().string());
     Path output = pathFromWire(call.arguments().string());
-    requireRoot(m_root).encodeOnThreadFileOutputFile(input, output);
+    m_root->encodeOnThreadFileOutputFile(input, output);
 }
 
 } // namespace mv

@@ -1,7 +1,7 @@
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 
 #include "service/host/adaptors/ExifInfoAdaptor.h"
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
 
@@ -23,7 +23,7 @@ std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { retu
 void ExifExtractorAdaptor::extractExif(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
-    std::shared_ptr<MVExifInfo> info = requireRoot(m_root).extractExif(path);
+    std::shared_ptr<MVExifInfo> info = m_root->extractExif(path);
     std::string object = "/";
     if (info)
         object = call.host().serveForClient(std::make_unique<ExifInfoAdaptor>(std::move(info)), call.sender());

@@ -1,6 +1,6 @@
 #include "service/host/adaptors/ImageInfoAdaptor.h"
 
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
 
@@ -33,7 +33,7 @@ std::span<const ServedInterface> ImageInfoAdaptor::interfaces() const { return k
 void ImageInfoAdaptor::build(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
-    call.reply().optionalRecord(requireRoot(m_root).build(path));
+    call.reply().optionalRecord(m_root->build(path));
 }
 
 void ImageInfoAdaptor::makeThumbnailWithMaxSize(Call& call)
@@ -41,7 +41,7 @@ void ImageInfoAdaptor::makeThumbnailWithMaxSize(Call& call)
     Path path = pathFromWire(call.arguments().string());
     auto [width, height] = call.arguments().realPair();
     FloatSize maximum { static_cast<float>(width), static_cast<float>(height) };
-    call.reply().optionalRecord(requireRoot(m_root).makeThumbnailWithMaxSize(path, maximum));
+    call.reply().optionalRecord(m_root->makeThumbnailWithMaxSize(path, maximum));
 }
 
 } // namespace mv

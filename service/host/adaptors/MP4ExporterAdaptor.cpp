@@ -1,7 +1,7 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 
 #include "service/host/adaptors/ClientDelegate.h"
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
 
@@ -58,7 +58,7 @@ void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
     auto delegate = delegateOf(call);
     Path source = pathFromWire(call.arguments().string());
     Path destination = pathFromWire(call.arguments().string());
-    call.reply().integer(requireRoot(m_root).exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
+    call.reply().integer(m_root->exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
 }
 
 void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& call)
@@ -67,14 +67,14 @@ void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& 
     Path source = pathFromWire(call.arguments().string());
     Path destination = pathFromWire(call.arguments().string());
     std::int32_t bitrate = call.arguments().integer();
-    call.reply().integer(requireRoot(m_root).convertToAacWithDelegateFromPathToMp4PathBitrate(
-        delegate.get(), source, destination, bitrate));
+    call.reply().integer(
+        m_root->convertToAacWithDelegateFromPathToMp4PathBitrate(delegate.get(), source, destination, bitrate));
 }
 
 void MP4ExporterAdaptor::isAlacAudio(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
-    call.reply().boolean(requireRoot(m_root).isAlacAudio(path));
+    call.reply().boolean(m_root->isAlacAudio(path));
 }
 
 } // namespace mv

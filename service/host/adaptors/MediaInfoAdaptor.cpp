@@ -1,6 +1,6 @@
 #include "service/host/adaptors/MediaInfoAdaptor.h"
 
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
 
@@ -22,7 +22,7 @@ std::span<const ServedInterface> MediaInfoAdaptor::interfaces() const { return k
 void MediaInfoAdaptor::build(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
-    call.reply().optionalRecord(requireRoot(m_root).build(path));
+    call.reply().optionalRecord(m_root->build(path));
 }
 
 } // namespace mv

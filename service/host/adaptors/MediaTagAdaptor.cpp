@@ -1,6 +1,6 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 
-#include "service/host/adaptors/RootObject.h"
+#include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
 
@@ -24,14 +24,14 @@ std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return kI
 void MediaTagAdaptor::podcastInfo(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
-    call.reply().optionalRecord(requireRoot(m_root).podcastInfo(path));
+    call.reply().optionalRecord(m_root->podcastInfo(path));
 }
 
 void MediaTagAdaptor::updateTagWithDictionary(Call& call)
 {
     Path path = pathFromWire(call.arguments().string());
     Record record = call.arguments().record();
-    call.reply().boolean(requireRoot(m_root).updateTagWithDictionary(path, record));
+    call.reply().boolean(m_root->updateTagWithDictionary(path, record));
 }
 
 } // namespace mv

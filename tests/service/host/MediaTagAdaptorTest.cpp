@@ -69,15 +69,5 @@ TEST_F(MediaTagAdaptorTest, PodcastInfoIsNilOneOrEmpty)
     EXPECT_EQ(ask(), m_seen.podcast);
 }
 
-using Placeholder = test::AdaptorTest;
-
-TEST_F(Placeholder, AServiceWithoutItsRootAnswersNotSupported)
-{
-    serve(std::make_unique<MediaTagAdaptor>(nullptr));
-    auto answer = call(Interface, "podcastInfo", [](WireWriter& out) { out.string("/a.mp3"); });
-    EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.NotSupported");
-    m_connection.reset();
-}
-
 } // namespace
 } // namespace mv
