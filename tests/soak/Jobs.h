@@ -24,7 +24,7 @@ struct SoakFiles {
 /// One client that does every kind of job, picked at random; what it writes goes into a folder of its own.
 class SoakClient {
 public:
-    SoakClient(const SoakFiles& files, std::uint64_t seed, bool longJobs);
+    SoakClient(const SoakFiles& files, std::uint64_t seed);
     ~SoakClient();
 
     /// One call (a long job counts as one). Returns false when it was not answered at all.
@@ -45,7 +45,6 @@ private:
 
     const SoakFiles& m_files;
     std::mt19937_64 m_random;
-    bool m_longJobs;
     ScratchFolder m_folder;
     BusClient m_client;
     BusSlot m_encoderDelegate;

@@ -19,7 +19,7 @@ using namespace mv::test;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* Usage = R"(mivo-soak mixed CLIENTS SECONDS      every kind of job from CLIENTS clients at once
-mivo-soak calls CLIENTS COUNT        COUNT mixed calls; memory after a tenth of them and at the end
+mivo-soak calls CLIENTS COUNT        COUNT mixed calls; memory after each tenth of them
 mivo-soak mutate SERVICE FOLDER COUNT [SEED]
                                      COUNT mutated files of a corpus folder described by a service ("MP3Parser")
 Needs the corpus (../shared/corpus or $MIVO_CORPUS). Exit status 0 when the service answered everything and lives.
@@ -27,8 +27,9 @@ Needs the corpus (../shared/corpus or $MIVO_CORPUS). Exit status 0 when the serv
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// Runs clients until `goOn` says no; the number of calls, and of calls without an answer.
-std::pair<long, long> runClients(int clients, bool longJobs, const std::function<bool(long calls)>& goOn)
+/// Runs clients until `goOn` says no; the number of calls, and of calls without an answer. Every round calls
+/// something else.
+std::pair<long, long> runClients(int clients, int round, const std::function<bool(long calls)>& goOn)
 {
     static const SoakFiles files = SoakFiles::ofCorpus();
     std::atomic<long> calls = 0;
@@ -36,7 +37,7 @@ std::pair<long, long> runClients(int clients, bool longJobs, const std::function
     std::vector<std::thread> threads;
     for (int i = 0; i < clients; ++i) {
         threads.emplace_back([&, i] {
-            SoakClient client(files, static_cast<std::uint64_t>(i) + 1, longJobs);
+            SoakClient client(files, static_cast<std::uint64_t>(round * clients + i) + 1);
             while (goOn(calls++)) {
                 if (!client.doOne())
                     ++lost;
@@ -82,23 +83,30 @@ int mixed(int clients, int seconds)
     if (!service.waitUntilReady())
         return 1;
     auto start = Clock::now();
-    auto [calls, lost] = runClients(clients, true, [&](long) { return secondsSince(start) < seconds; });
+    auto [calls, lost] = runClients(clients, 0, [&](long) { return secondsSince(start) < seconds; });
     return report(service, calls, lost, secondsSince(start));
 }
 
 int countedCalls(int clients, long count)
 {
+    constexpr int Marks = 10;
     ServiceProcess service;
     if (!service.waitUntilReady())
         return 1;
     auto start = Clock::now();
-    auto [first, lostFirst] = runClients(clients, true, [&](long calls) { return calls < count / 10; });
-    long early = service.residentKiB();
-    auto [rest, lostRest] = runClients(clients, true, [&](long calls) { return calls < count - count / 10; });
-    long late = service.residentKiB();
-    std::printf("resident after %ld calls %ld KiB, after %ld calls %ld KiB: %+ld KiB\n", first, early, first + rest,
-        late, late - early);
-    return report(service, first + rest, lostFirst + lostRest, secondsSince(start));
+    long calls = 0;
+    long lost = 0;
+    std::vector<long> resident;
+    for (int mark = 0; mark < Marks; ++mark) {
+        auto [more, lostHere] = runClients(clients, mark, [&](long done) { return done < count / Marks; });
+        calls += more;
+        lost += lostHere;
+        resident.push_back(service.residentKiB());
+        std::printf("after %ld calls: %ld KiB resident, %d threads\n", calls, resident.back(), service.threadCount());
+        std::fflush(stdout);
+    }
+    std::printf("growth from the first mark to the last: %+ld KiB\n", resident.back() - resident.front());
+    return report(service, calls, lost, secondsSince(start));
 }
 
 int mutate(const std::string& serviceName, const std::string& folder, long count, std::uint64_t seed)
