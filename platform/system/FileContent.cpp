@@ -156,7 +156,8 @@ Result<std::uint64_t> ContentWriter::copyThroughBuffer(std::uint64_t from, std::
 Result<void> ContentWriter::copyBytes(std::uint64_t from, std::uint64_t length)
 {
     while (length > 0) {
-        std::uint64_t part = std::min(length, ChunkBytes);
+        // Up to a boundary of the target: a page written in two steps may go to the disk twice.
+        std::uint64_t part = std::min(length, ChunkBytes - m_position % ChunkBytes);
         MV_TRY(count, m_kernelCopyWorks ? copyInKernel(from, part) : copyThroughBuffer(from, part));
         MV_TRY_VOID(compareCopy(from, m_position, count));
         // Only an early start: whether the bytes arrived is what fsync tells.
