@@ -165,9 +165,17 @@ std::optional<FileContent> atTheEnd(const StructureReader& reader, const FileLay
     return content;
 }
 
+/// The movie box, larger than the old one by whole blocks: what follows then keeps its place within its block.
+Bytes movieOfWholeBlocksMore(const FileLayout& layout, const MoovEditor& editor)
+{
+    std::uint64_t size = editor.sizeWithoutPadding() + MoovEditor::DefaultPadding;
+    std::uint64_t beyond = (size - layout.movie.size) % SharedBlockBytes; // modulo 2^64, of which a block is a divisor
+    return editor.rebuilt(MoovEditor::DefaultPadding + (SharedBlockBytes - beyond) % SharedBlockBytes);
+}
+
 Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
-    Bytes movie = editor.rebuilt(MoovEditor::DefaultPadding);
+    Bytes movie = movieOfWholeBlocksMore(layout, editor);
     if (movie.size() < layout.movie.size)
         return Error { Error::Kind::Format, "the movie box has no place" };
     std::uint64_t end = layout.movie.end();
@@ -194,7 +202,6 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
     return content;
 }
 
-/// The layouts in the order in which they disturb a file.
 /// The boxes inside the movie box follow each other to its end.
 bool isWhole(StructureReader& reader, const Box& movie)
 {
@@ -203,6 +210,7 @@ bool isWhole(StructureReader& reader, const Box& movie)
     return !walker.damaged();
 }
 
+/// The layouts in the order in which they disturb a file.
 Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     std::uint64_t size = editor.sizeWithoutPadding();

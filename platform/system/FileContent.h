@@ -22,6 +22,10 @@ struct FileSegment {
     Bytes bytes; ///< literals only
 };
 
+/// File systems that share blocks between files mostly have blocks of this size. Content that moves within a file by
+/// whole blocks costs next to nothing there, whatever its length.
+inline constexpr std::uint64_t SharedBlockBytes = 4096;
+
 /// A file's whole new content, first stretch first.
 using FileContent = std::vector<FileSegment>;
 

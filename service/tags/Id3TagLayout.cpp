@@ -1,13 +1,12 @@
 #include "service/tags/Id3TagLayout.h"
 
 #include "Base/Core/ByteReader.h"
+#include "platform/system/FileContent.h"
 
 namespace mv {
 
 namespace {
 
-// The block size of the usual file systems.
-constexpr std::uint64_t Block = 4096;
 // Room that a growing tag gets besides its frames, so that the next small change keeps the size.
 constexpr std::uint64_t SparePadding = 1024;
 // A tag with more padding than this has lost a picture and gives the room back.
@@ -32,7 +31,10 @@ Result<std::uint64_t> endOfTag(const ByteSource& file, const Id3v2Tag& tag)
     return charsOf(footer).starts_with("3DI") ? end : end - Id3v2Tag::FooterSize;
 }
 
-std::uint64_t wholeBlocks(std::uint64_t bytes) { return (bytes + Block - 1) / Block * Block; }
+std::uint64_t wholeBlocks(std::uint64_t bytes)
+{
+    return (bytes + SharedBlockBytes - 1) / SharedBlockBytes * SharedBlockBytes;
+}
 
 void syncsafe(ByteWriter& writer, std::uint64_t value)
 {
@@ -60,7 +62,7 @@ Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::
     if (needed > layout.oldSize)
         layout.newSize += wholeBlocks(needed + SparePadding - layout.oldSize);
     else if (layout.oldSize - needed > MaxPadding)
-        layout.newSize -= (layout.oldSize - needed - SparePadding) / Block * Block;
+        layout.newSize -= (layout.oldSize - needed - SparePadding) / SharedBlockBytes * SharedBlockBytes;
     return layout;
 }
 

@@ -197,7 +197,7 @@ TEST(Edit, AFileThatEndsInSomethingElseIsShifted)
         MadeMp4 made = makeMp4(spec);
         Edited edited = rename(made.bytes, std::string(500, 'n'));
         EXPECT_EQ(edited.layout, Layout::Shifted);
-        EXPECT_EQ(chunkOffset(edited.bytes), made.mediaOffset + 496 + MoovEditor::DefaultPadding);
+        EXPECT_EQ(chunkOffset(edited.bytes), made.mediaOffset + SharedBlockBytes);
         EXPECT_TRUE(charsOf(edited.bytes).ends_with("TAG that some program put here"));
     }
 }
@@ -329,7 +329,7 @@ TEST(Edit, FragmentedFilesKeepTheMovieBoxInFront)
     Bytes source = makeMp4(spec).bytes;
     Edited edited = rename(source, std::string(500, 'n'));
     EXPECT_EQ(edited.layout, Layout::Shifted);
-    std::uint64_t delta = 496 + MoovEditor::DefaultPadding;
+    std::uint64_t delta = SharedBlockBytes;
     Bytes movedMoof = box("moof",
         box("traf",
             { fullBox("tfhd", 0, 1, { number(1, 4), number(fragment + delta, 8) }),
