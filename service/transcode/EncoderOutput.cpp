@@ -45,7 +45,10 @@ bool EncoderOutput::open(const Path& output, const Path& input)
     return m_file != nullptr;
 }
 
-bool EncoderOutput::write(ByteView bytes) { return std::fwrite(bytes.data(), 1, bytes.size(), m_file) == bytes.size(); }
+bool EncoderOutput::write(ByteView bytes)
+{
+    return bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), m_file) == bytes.size();
+}
 
 bool EncoderOutput::seek(std::uint64_t offset) { return fseeko(m_file, static_cast<off_t>(offset), SEEK_SET) == 0; }
 

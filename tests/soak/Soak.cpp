@@ -25,6 +25,9 @@ mivo-soak mutate SERVICE FOLDER COUNT [SEED]
 Needs the corpus (../shared/corpus or $MIVO_CORPUS). Exit status 0 when the service answered everything and lives.
 )";
 
+/// A service that died answers nothing any more.
+constexpr long TooManyLost = 100;
+
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 /// Runs clients until `goOn` says no; the number of calls, and of calls without an answer. Every round calls
@@ -39,8 +42,8 @@ std::pair<long, long> runClients(int clients, int round, const std::function<boo
         threads.emplace_back([&, i] {
             SoakClient client(files, static_cast<std::uint64_t>(round * clients + i) + 1);
             while (goOn(calls++)) {
-                if (!client.doOne())
-                    ++lost;
+                if (!client.doOne() && ++lost > TooManyLost)
+                    return;
             }
         });
     }
@@ -70,7 +73,8 @@ int report(ServiceProcess& service, long calls, long lost, double seconds)
     for (const char* word :
         { "ERROR: AddressSanitizer", "runtime error:", "WARNING: ThreadSanitizer", "LeakSanitizer" }) {
         if (auto at = log.find(word); at != std::string::npos) {
-            std::printf("%s\n", log.substr(at, 4000).c_str());
+            auto line = log.rfind('\n', at) + 1; // The place stands in front of the word.
+            std::printf("%s\n", log.substr(line, 4000).c_str());
             return 1;
         }
     }
