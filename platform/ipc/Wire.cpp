@@ -79,6 +79,13 @@ void WireReader::leave()
         failArguments("end of the list");
 }
 
+void WireReader::leaveOptional()
+{
+    if (!atEnd())
+        failArguments("end after one value");
+    leave();
+}
+
 bool WireReader::atEnd() { return sd_bus_message_at_end(m_message, 0) != 0; }
 
 std::string WireReader::string()
@@ -151,9 +158,9 @@ std::optional<Record> WireReader::optionalRecord()
 {
     std::optional<Record> result;
     enter('a', "a{sv}");
-    while (!atEnd())
+    if (!atEnd())
         result = record();
-    leave();
+    leaveOptional();
     return result;
 }
 
@@ -161,9 +168,9 @@ std::optional<std::string> WireReader::optionalString()
 {
     std::optional<std::string> result;
     enter('a', "s");
-    while (!atEnd())
+    if (!atEnd())
         result = string();
-    leave();
+    leaveOptional();
     return result;
 }
 
@@ -171,12 +178,12 @@ std::optional<Date> WireReader::optionalDate()
 {
     std::optional<Date> result;
     enter('a', "(x)");
-    while (enterNext('r', "x")) {
+    if (enterNext('r', "x")) {
         result.emplace();
         basic('x', &result->microseconds);
         leave();
     }
-    leave();
+    leaveOptional();
     return result;
 }
 

@@ -45,6 +45,7 @@ private:
     void enter(char type, const char* contents);
     bool enterNext(char type, const char* contents);
     void leave();
+    void leaveOptional();
     bool atEnd();
     Value variant();
 

@@ -78,6 +78,22 @@ TEST_F(Wire, OneElementIsTheValue)
     EXPECT_EQ(in.optionalDate(), Date { 9 });
 }
 
+TEST_F(Wire, TwoElementsAreNeitherNilNorAValue)
+{
+    BusMessage out = message();
+    ASSERT_GE(sd_bus_message_append(
+                  out.get(), "asa(x)aa{sv}", 2, "a", "b", 2, std::int64_t { 1 }, std::int64_t { 2 }, 2, 0, 0),
+        0);
+    seal(out);
+    EXPECT_THROW(WireReader(out.get()).optionalString(), BusError);
+    ASSERT_GE(sd_bus_message_rewind(out.get(), 1), 0);
+    ASSERT_GE(sd_bus_message_skip(out.get(), "as"), 0);
+    EXPECT_THROW(WireReader(out.get()).optionalDate(), BusError);
+    ASSERT_GE(sd_bus_message_rewind(out.get(), 1), 0);
+    ASSERT_GE(sd_bus_message_skip(out.get(), "asa(x)"), 0);
+    EXPECT_THROW(WireReader(out.get()).optionalRecord(), BusError);
+}
+
 TEST_F(Wire, AnyIntegerTypeIsTakenWhereANumberIsMeant)
 {
     BusMessage out = message();
