@@ -46,8 +46,10 @@ public:
     bool shouldEncodeStop() override
     {
         bool stop = true;
-        m_lost = m_lost || !m_client.send("shouldEncodeStop", {}, [&](WireReader& in) { stop = in.boolean(); });
-        return m_lost || stop;
+        bool lost = m_lost || !m_client.send("shouldEncodeStop", {}, [&](WireReader& in) { stop = in.boolean(); });
+        // A cancelled job sends nothing more; the next one may end before it starts, and then has a failure to tell.
+        m_lost = false;
+        return lost || stop;
     }
     void encoderProgress(MVAudioEncoderBase&, float percent) override
     {

@@ -200,6 +200,15 @@ TEST_F(AudioEncoderAdaptorTest, AnyMessageThatFailsAsksToCancelAndTheDelegateIsN
     EXPECT_EQ(m_delegate.messages.size(), 2u);
 }
 
+TEST_F(AudioEncoderAdaptorTest, ALostDelegateIsToldOfTheNextJobsFailure)
+{
+    m_delegate.failing = "progress / 30";
+    EXPECT_TRUE(encode());
+    m_delegate.messages.clear();
+    EXPECT_FALSE(encode("/fail"));
+    EXPECT_EQ(m_delegate.messages, std::vector<std::string> { "fail / MVAudioEncoderErrorDomain 4" });
+}
+
 TEST_F(AudioEncoderAdaptorTest, WithoutADelegateAJobRunsInSilence)
 {
     call(Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/"); });
