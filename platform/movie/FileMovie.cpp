@@ -110,6 +110,11 @@ std::optional<NSImage> FileMovie::frameImageAtTime(QTTime time)
 
 std::optional<NSImage> FileMovie::posterImage()
 {
+    QTTime time = m_description.posterTime;
+    if (time.timeScale > 0) {
+        if (auto poster = frameImageAtTime(time))
+            return poster;
+    }
     if (!opened())
         return std::nullopt;
     return imageOf(m_backend->firstFrame(m_description.naturalSize));

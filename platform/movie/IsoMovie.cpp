@@ -115,6 +115,7 @@ Result<MovieDescription> describeIsoMedia(InputFile file)
         description.hasAudio |= track.handler == fourCC("soun");
     }
     description.duration = durationOf(facts);
+    description.posterTime = timeIn(facts.posterTime, facts.timeScale);
     description.fullName = facts.title;
     description.creationTime = facts.creationDate;
     description.modificationTime = facts.modificationDate;

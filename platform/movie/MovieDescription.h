@@ -11,6 +11,7 @@ namespace mv {
 /// What a container's header tells of a movie.
 struct MovieDescription {
     QTTime duration; ///< scale 0 when it is not known
+    QTTime posterTime; ///< scale 0 when the movie names none, which then is its start
     bool hasVideo = false; ///< a track with pictures that is not cover art
     bool hasAudio = false;
     std::optional<std::string> fullName; ///< the movie's own title; never empty

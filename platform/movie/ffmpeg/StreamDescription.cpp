@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace mv {
 
@@ -57,6 +58,20 @@ std::optional<std::string> fullName(const AVFormatContext& context)
             return title;
     }
     return std::nullopt;
+}
+
+/// Matroska and others keep the moment at which the movie was made; none keeps that of its last change.
+std::optional<Date> creationTime(const AVFormatContext& context)
+{
+    const AVDictionaryEntry* entry = av_dict_get(context.metadata, "creation_time", nullptr, 0);
+    // Broadcast WAV has a time of day under the same name, which FFmpeg would take for one of today.
+    constexpr std::string_view WholeForm = "2000-01-01T00:00:00";
+    std::string_view text = entry ? entry->value : "";
+    std::int64_t microseconds = 0;
+    if (text.size() < WholeForm.size() || text[WholeForm.find('T')] != 'T'
+        || av_parse_time(&microseconds, entry->value, 0) < 0)
+        return std::nullopt;
+    return Date { microseconds };
 }
 
 NSSize naturalSize(AVFormatContext& context, AVStream& stream)
@@ -162,6 +177,7 @@ MovieDescription describeStreams(MediaInput& input)
     if (AVStream* pictures = pictureStream(context))
         description.naturalSize = naturalSize(context, *pictures);
     description.fullName = fullName(context);
+    description.creationTime = creationTime(context);
     description.duration = durationOf(input);
     return description;
 }

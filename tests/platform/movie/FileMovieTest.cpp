@@ -117,6 +117,27 @@ TEST_F(FileMovieTest, TimesComeFromTheMovieHeaderElseFromTheFile)
     }
 }
 
+TEST_F(FileMovieTest, OtherContainersKeepTheTimeOfCreation)
+{
+    std::string clip = makeClip(
+        m_folder, "a.mkv", movingPicture(64, 64, 10, 0.5) + kH264 + "-metadata creation_time=2010-05-06T07:08:09Z");
+    ASSERT_EQ(test::run("touch -d @1300000000 " + clip), 0);
+    auto movie = open(clip);
+    EXPECT_EQ(movie->attribute<Date>(QTMovieCreationTimeAttribute), Date::fromSeconds(1273129689));
+    EXPECT_EQ(movie->attribute<Date>(QTMovieModificationTimeAttribute), Date::fromSeconds(1300000000));
+}
+
+TEST_F(FileMovieTest, ATimeOfDayIsNoTimeOfCreation)
+{
+    // Broadcast WAV: FFmpeg gives the time's field the name of the whole moment.
+    std::string clip = makeClip(
+        m_folder, "a.wav", kTone + "0.5 -write_bext 1 -metadata creation_time=07:08:09 -metadata description=x");
+    auto movie = open(clip);
+    auto facts = NSFileManager::attributesOfItemAtPath(clip);
+    EXPECT_EQ(
+        movie->attribute<Date>(QTMovieCreationTimeAttribute), facts->creationDate.value_or(facts->modificationDate));
+}
+
 TEST_F(FileMovieTest, TheRateIsZeroAndUnknownAttributesAreMissing)
 {
     auto movie = openClip("a.mp4", movingPicture(64, 64, 10, 0.5) + kH264);
@@ -133,7 +154,10 @@ TEST_F(FileMovieTest, DurationsInEveryContainer)
     EXPECT_DOUBLE_EQ(secondsOf(*openClip("a.wav", kTone + "2.5")), 2.5);
     EXPECT_DOUBLE_EQ(secondsOf(*openClip("a.aiff", kTone + "2.5")), 2.5);
     EXPECT_DOUBLE_EQ(secondsOf(*openClip("a.flac", kTone + "2.5")), 2.5);
+    EXPECT_DOUBLE_EQ(secondsOf(*openClip("a.au", kTone + "2.5")), 2.5);
     EXPECT_NEAR(secondsOf(*openClip("a.ogg", kTone + "2.5")), 2.5, 0.001);
+    EXPECT_NEAR(secondsOf(*openClip("a.ac3", kTone + "2.5")), 2.5, 0.04);
+    EXPECT_NEAR(secondsOf(*openClip("a.eac3", kTone + "2.5")), 2.5, 0.04);
     EXPECT_NEAR(secondsOf(*openClip("a.mp3", kTone + "2.5")), 2.5, 0.06);
 }
 
@@ -329,6 +353,24 @@ TEST_F(FileMovieTest, AFrameOutlivesItsMovie)
     auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
     movie.reset();
     EXPECT_TRUE(image->representations().front()->scaledTo(32, 32).ok());
+}
+
+TEST_F(FileMovieTest, ThePosterIsTheFrameAtTheMoviesPosterTime)
+{
+    std::string clip = makeClip(m_folder, "a.mov", movingPicture(64, 64, 10, 2) + kH264);
+    Bitmap start = shownByFfmpeg(clip, 0, 64, 64);
+    Bitmap later = shownByFfmpeg(clip, 1.5, 64, 64);
+    auto poster = [&] { return *open(clip)->posterImage()->representations().front()->scaledTo(64, 64); };
+    EXPECT_GT(psnr(poster(), start), 45);
+
+    constexpr std::size_t PosterTime = 80; // in mvhd
+    const std::uint8_t oneAndAHalf[] = { 0, 0, 0x05, 0xDC }; // of the muxer's 1000 ticks a second
+    patchBox(clip, "mvhd", 0, PosterTime, oneAndAHalf);
+    EXPECT_GT(psnr(poster(), later), 45);
+
+    const std::uint8_t behindTheEnd[] = { 0, 0x10, 0, 0 };
+    patchBox(clip, "mvhd", 0, PosterTime, behindTheEnd);
+    EXPECT_GT(psnr(poster(), start), 45);
 }
 
 TEST_F(FileMovieTest, ADamagedEndStillHasAPoster)
