@@ -12,9 +12,8 @@ namespace {
 
 /// FFmpeg's names of the containers that are opened. A format that can name other files (playlists, image
 /// sequences, scripts) must never stand here.
-constexpr const char* kFormats
-    = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,mpeg,mpegts,mpegvideo,flv,asf,ogg,flac,wav,aiff,"
-      "mp3,aac,amr,caf";
+constexpr const char* kFormats = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,mpeg,mpegts,mpegvideo,flv,asf,ogg,flac,wav,"
+                                 "aiff,au,mp3,aac,ac3,eac3,amr,caf,dv";
 /// The format list already keeps other files shut; this and denyOpening are the second and third lock.
 constexpr const char* kProtocols = "none";
 constexpr int kIoBufferSize = 32768;

@@ -14,7 +14,7 @@ bool headerTellsAll(const MediaInput& input)
 {
     const AVFormatContext& context = input.context();
     std::string_view name = context.iformat->name;
-    if (name == "wav" || name == "aiff")
+    if (name == "wav" || name == "aiff" || name == "au")
         return true;
     if (!input.isIsoMedia())
         return false;

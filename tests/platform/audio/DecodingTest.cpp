@@ -318,6 +318,8 @@ TEST(Decoding, LossyAndLosslessFormatsAreExactlyAsLongAsTheirSource)
         { "opus.ogg", "-c:a libopus -ar 48000", fourCC("opus"), 48000 },
         { "flac.ogg", "-c:a flac", kAudioFormatFLAC, 44100 },
         { "wave.caf", "-c:a pcm_s16be", kAudioFormatLinearPCM, 44100 },
+        { "sun.au", "-c:a pcm_s16be", kAudioFormatLinearPCM, 44100 },
+        { "ulaw.au", "-c:a pcm_mulaw", fourCC("ulaw"), 44100 },
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);

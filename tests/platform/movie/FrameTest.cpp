@@ -51,6 +51,7 @@ const std::vector<ClipRow> kClips {
     { "h264.ts", source() + " -c:v libx264 -preset veryfast -g 20 -bf 2 -pix_fmt yuv420p" },
     { "mpeg2.mpg", source() + " -c:v mpeg2video -g 15 -bf 2 -q:v 3" },
     { "flv1.flv", source() + " -c:v flv -g 20 -q:v 3" },
+    { "pal.dv", movingPicture(720, 576, 25, 1) + " -c:v dvvideo -pix_fmt yuv420p" },
     { "wmv2.asf", source() + " -c:v wmv2 -g 20 -q:v 3" },
     { "theora.ogv", source() + " -c:v libtheora -g 20 -q:v 8" },
     { "uneven-times.mp4",
