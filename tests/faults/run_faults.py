@@ -1,14 +1,13 @@
 #!/usr/bin/python3
-"""What happens to files whose update is killed, runs out of room, meets failing calls or rivals.
+"""What happens to files whose update is killed, runs out of room, meets failing calls or rivals, or shares blocks.
 
 run_faults.py --programs FOLDER [--short] [--kills N] [PART...]
 
-Parts: kills, calls, room, rights, turns, kinds; all of them without a name. Every part prints its counts; the exit
+Parts: kills, calls, room, rights, turns, kinds, sharing; all of them without a name. Every part prints its counts; the exit
 status is 1 when a file was ever anything but its old or its new content.
 """
 import argparse
 import errno
-import hashlib
 import os
 import random
 import shutil
@@ -19,90 +18,12 @@ import sys
 import tempfile
 import time
 
+import faultlib
+from faultlib import (Records, audio_hash, command, digest, fail, faulty_update, judge_faulty, litter, make, update,
+                      updated_copy)
+
 NOBODY = 65534
 SKIPPED = 77
-failures = []
-programs = None
-
-
-def fail(text):
-    failures.append(text)
-    print("FAILED:", text)
-
-
-def digest(path):
-    hash_ = hashlib.blake2b()
-    with open(path, "rb") as file:
-        while block := file.read(1 << 20):
-            hash_.update(block)
-    return hash_.hexdigest()
-
-
-def litter(folder):
-    return [name for name in os.listdir(folder) if name.startswith(".mivo")]
-
-
-# ---- files -----------------------------------------------------------------------------------------------------------
-
-def make_mp3(path, megabytes):
-    """Valid frame headers with noise behind them: no block of the file is like another."""
-    source = random.Random(megabytes)
-    block = b"".join(b"\xff\xfb\x90\x64" + source.randbytes(413) for _ in range(2514))  # about 1 MB
-    with open(path, "wb") as file:
-        for i in range(megabytes):
-            file.write(i.to_bytes(4, "big").join([block[:4], block[8:]]))
-
-
-def make_m4a(path, megabytes, flags=()):
-    seconds = megabytes * 1_000_000 / 88_200
-    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}",
-                    "-c:a", "alac", "-sample_fmt", "s16p", *flags, path], check=True)
-
-
-def make(path, megabytes):
-    if path.endswith(".mp3"):
-        make_mp3(path, megabytes)
-    else:
-        make_m4a(path, megabytes, ["-movflags", "+faststart"] if "fast" in path else [])
-
-
-def audio_hash(path):
-    command = ["ffmpeg", "-v", "quiet", "-i", path, "-map", "0:a", "-c", "copy", "-f", "md5", "-"]
-    return subprocess.run(command, capture_output=True, text=True).stdout
-
-
-# ---- updates ---------------------------------------------------------------------------------------------------------
-
-class Records:
-    """Two records by turns: one with a cover of 300 KB, one without any."""
-
-    def __init__(self, folder):
-        self.picture = os.path.join(folder, "cover.png")
-        # Noise does not compress: a PNG and a JPEG of it are large.
-        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                        "nullsrc=s=320x320,geq=random(1)*255:128:128", "-frames:v", "1", self.picture], check=True)
-
-    def arguments(self, turn):
-        if turn % 2:
-            return ["Title=" + "x" * 1500, "Artist=with", f"AlbumArt=@{self.picture}"]
-        return ["Title=short", "Artist=without", "AlbumArt=null"]
-
-
-def command(path, arguments):
-    return [os.path.join(programs, "tag_updater"), path, *arguments]
-
-
-def update(path, arguments, environment=None, prefix=()):
-    return subprocess.run([*prefix, *command(path, arguments)], capture_output=True, text=True,
-                          env={**os.environ, **(environment or {})})
-
-
-def updated_copy(path, arguments, folder):
-    copy = os.path.join(folder, "copy-" + os.path.basename(path))
-    shutil.copyfile(path, copy)
-    begin = time.monotonic()
-    update(copy, arguments)
-    return digest(copy), time.monotonic() - begin
 
 
 # ---- (a) kills -------------------------------------------------------------------------------------------------------
@@ -174,33 +95,6 @@ def kills(folder, options):
 RETRIED = ["pwrite", "pread", "copy_file_range", "fsync", "ftruncate", "flock"]
 OTHERS = ["renameat", "openat", "fchmod", "fsetxattr", "fallocate"]
 SHORT = ["pwrite", "pread", "copy_file_range"]
-
-
-def faulty_update(path, arguments, call, error, index, report):
-    preload = os.path.join(programs, "libfault_interposer.so")
-    result = update(path, arguments, {"LD_PRELOAD": preload, "FAULT_CALL": call, "FAULT_ERROR": str(error),
-                                      "FAULT_INDEX": str(index), "FAULT_REPORT": report,
-                                      "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"})
-    came = os.path.exists(report)
-    if came:
-        os.unlink(report)
-    return result, came
-
-
-def judge_faulty(name, path, result, old, new, must_succeed):
-    found = digest(path)
-    if found not in (old, new):
-        fail(f"{name}: neither the old nor the new content")
-    if must_succeed and found != new:
-        fail(f"{name}: not continued")
-    opened = "MP4Tag file open fail" not in result.stderr
-    if result.stdout != ("true\n" if opened else "false\n"):
-        fail(f"{name}: answered {result.stdout!r}")
-    if found == old and opened and result.stderr.count("Cannot replace the content of") != 1:
-        fail(f"{name}: no reason in the log: {result.stderr!r}")
-    if litter(os.path.dirname(path)):
-        fail(f"{name}: litter {litter(os.path.dirname(path))}")
-    return "new" if found == new else "old"
 
 
 def failing_calls(folder, options):
@@ -304,9 +198,9 @@ def rights(folder, options):
         return
     os.chmod(folder, 0o755)
     local = os.path.join(folder, "tag_updater")
-    shutil.copy(os.path.join(programs, "tag_updater"), local)
-    global_programs = programs
-    globals()["programs"] = folder
+    shutil.copy(os.path.join(faultlib.programs, "tag_updater"), local)
+    everybodys = faultlib.programs
+    faultlib.programs = folder
     nobody = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups"]
     arguments = ["Title=t"]
     count = 0
@@ -340,7 +234,7 @@ def rights(folder, options):
         if result.stdout != "true\n" or stat.S_IMODE(os.stat(path).st_mode) != 0o666:
             fail(f"{kind}: foreign owner: {result.stdout} {result.stderr}")
         count += 1
-    globals()["programs"] = global_programs
+    faultlib.programs = everybodys
     print(f"rights: {count} updates without a right: each refused and logged, or done, as it should")
 
 
@@ -411,11 +305,79 @@ def kinds(folder, options):
     print(f"kinds: {count} updates through a symlink (mode 0400, foreign owner, attribute, ACL) and of a hard link: kept")
 
 
-PARTS = {"kills": kills, "calls": failing_calls, "room": room, "rights": rights, "turns": turns, "kinds": kinds}
+# ---- (g) shared blocks -----------------------------------------------------------------------------------------------
+
+ROOM_OF_UPDATE = 4 << 20  # a tag with its cover, and what a file system keeps for itself
+
+
+def mounted_image(folder, system):
+    """A new, empty file system of that kind in a file, or nothing where that cannot be had."""
+    image, mount = os.path.join(folder, system + ".image"), os.path.join(folder, system)
+    os.mkdir(mount)
+    with open(image, "wb") as file:
+        file.truncate(1 << 30)
+    steps = [["mkfs." + system, "-q", image], ["mount", "-o", "loop", image, mount]]
+    for step in steps:
+        if not shutil.which(step[0]) or subprocess.run(step, capture_output=True).returncode:
+            return None
+    return mount
+
+
+def free_room(mount):
+    subprocess.run(["sync", "-f", mount], check=True)
+    facts = os.statvfs(mount)
+    return facts.f_bfree * facts.f_bsize
+
+
+def share_rounds(mount, kind, records, work, megabytes):
+    """Updates with and without a cover: the content is what it is without sharing; how many took no second room."""
+    shared = 0
+    place = os.path.join(mount, kind + "-sharing")
+    os.mkdir(place)
+    path = os.path.join(place, kind)
+    make(path, megabytes)
+    if "linked" in kind:
+        os.link(path, os.path.join(place, "second"))
+    for turn in range(4):
+        expected, _ = updated_copy(path, records.arguments(turn + 1), work)
+        kept = os.path.join(place, f"kept-{turn}")  # as long as this one lives, its blocks are not given back
+        subprocess.run(["cp", "--reflink=always", path, kept], check=True)
+        before = free_room(mount)
+        update(path, records.arguments(turn + 1))
+        taken = before - free_room(mount)
+        if digest(path) != expected or litter(place):
+            fail(f"{path}: not the content of an update without sharing, or litter {litter(place)}")
+        if taken > ROOM_OF_UPDATE:
+            fail(f"{path}: update {turn} took {taken} bytes: the blocks are not shared")
+        shared += taken <= ROOM_OF_UPDATE
+    shutil.rmtree(place)
+    return shared
+
+
+def sharing(folder, options):
+    if os.geteuid() != 0:
+        print("sharing: skipped, only root can mount")
+        return
+    records = Records(folder)
+    megabytes = 20 if options.short else 100
+    for system in ("xfs", "btrfs"):
+        mount = mounted_image(folder, system)
+        if not mount:
+            print(f"sharing: skipped {system}, which cannot be made or mounted here")
+            continue
+        try:
+            kinds_ = ["plain.mp3", "end.m4a", "fast.m4a", "linked.mp3", "linked.m4a"]
+            shared = sum(share_rounds(mount, kind, records, folder, megabytes) for kind in kinds_)
+            print(f"sharing: {4 * len(kinds_)} updates of {megabytes} MB files on {system}: {shared} shared the media")
+        finally:
+            subprocess.run(["umount", mount], check=True)
+
+
+PARTS = {"kills": kills, "calls": failing_calls, "room": room, "rights": rights, "turns": turns, "kinds": kinds,
+         "sharing": sharing}
 
 
 def main():
-    global programs
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--programs", required=True, help="folder of tag_updater and libfault_interposer.so")
     parser.add_argument("--short", action="store_true", help="small files, few rounds")
@@ -424,7 +386,7 @@ def main():
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()
     options.kills = options.kills or (50 if options.short else 1000)
-    programs = options.programs
+    faultlib.programs = options.programs
     random.seed(options.seed)
     if not shutil.which("ffmpeg"):
         print("skipped: ffmpeg is not installed")
@@ -434,7 +396,7 @@ def main():
             begin = time.monotonic()
             PARTS[part](folder, options)
             print(f"{part}: {time.monotonic() - begin:.0f} s")
-    return 1 if failures else 0
+    return 1 if faultlib.failures else 0
 
 
 if __name__ == "__main__":
