@@ -1,16 +1,11 @@
 // The ID3 writer, row by row and step by step, judged by what mutagen reads back.
-#include "service/tags/UpdateID3Tag.h"
-#include "service/tags/UpdateMP4Tag.h"
+#include "tests/service/tags/Id3FileTest.h"
 
 #include "Base/Core/NSException.h"
 #include "Base/Core/Text.h"
-#include "Base/Media/GenreTable.h"
-#include "Base/Media/MediaDB.h"
-#include "tests/service/tags/TagFiles.h"
 #include "tests/support/LogCapture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace mv {
@@ -27,34 +22,7 @@ using testing::StartsWith;
 
 using Lines = std::vector<std::string>;
 
-class UpdateID3TagTest : public testing::Test {
-protected:
-    /// A file of a tag, audio and what follows.
-    std::string file(const Bytes& tag, const Bytes& after = {})
-    {
-        return m_folder.write("song.mp3", test::joined({ tag, test::mp3Audio(), after }));
-    }
-    /// A file with every frame that the rows speak of, and some more.
-    std::string fullFile()
-    {
-        return file(test::id3Tag(3,
-            { { "TIT2", latin1("old title") }, { "TALB", latin1("old album") }, { "TPE1", latin1("old artist") },
-                { "TPE2", latin1("old album artist") }, { "TPE3", latin1("old conductor") },
-                { "TCOM", latin1("old composer") }, { "COMM", latin1("eng") + latin1("old comment") },
-                { "COMM", latin1("eng") + "iTunNORM" + latin1(" 000") }, { "TCON", latin1("(9)") },
-                { "TRCK", latin1("3/12") }, { "APIC", latin1("image/png") + latin1("\3") + latin1("old picture") },
-                { "TYER", latin1("1999") }, { "TXXX", latin1("mood") + latin1("calm") },
-                { "PRIV", "owner" + latin1("\1\2\3") } },
-            100));
-    }
-    Lines update(const std::string& path, const Record& record)
-    {
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, record));
-        return test::mutagenLines("id3", path);
-    }
-
-    test::ScratchFolder m_folder;
-};
+class UpdateID3TagTest : public Id3FileTest { };
 
 const Record kWhole { { MediaDBMusicColumnTitle, "Tïtle" }, { MediaDBMusicColumnAlbum, "앨범" },
     { MediaDBMusicColumnArtist, "Ärtist \U0001F600" }, { MediaDBCommonColumnReservedText, "Cömment" },
@@ -205,105 +173,6 @@ TEST_F(UpdateID3TagTest, WithoutAnyFrameThereIsNoTag)
     EXPECT_EQ(test::readFile(path), test::mp3Audio());
 }
 
-TEST_F(UpdateID3TagTest, AudioAndTagsAtTheEndKeepTheirBytes)
-{
-    std::string lyrics = "LYRICSBEGINhello wordsLYRICSEND";
-    Bytes after = test::joined({ { lyrics.begin(), lyrics.end() }, test::id3v1Tag("v1 title", "1977", 5, 17) });
-    std::string path = file(test::id3Tag(3, { { "TIT2", latin1("old") } }), after);
-    update(path, { { MediaDBMusicColumnTitle, std::string(1500, 'x') } });
-    Bytes content = test::readFile(path);
-    Bytes expected = test::joined({ test::mp3Audio(), after });
-    ASSERT_GT(content.size(), expected.size());
-    EXPECT_TRUE(std::equal(expected.rbegin(), expected.rend(), content.rbegin()));
-}
-
-TEST_F(UpdateID3TagTest, WhatOnlyID3v1HasIsTakenOver)
-{
-    std::string path = file({}, test::id3v1Tag("v1 title", "1977", 5, 17));
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TCON enc=0 (17)", "TIT2 enc=1 new", "TRCK enc=0 5", "TYER enc=0 1977", "version=2.3"));
-    path = file(test::id3Tag(3, { { "TRCK", latin1("3/12") } }), test::id3v1Tag("v1 title", "", 5, 255));
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TIT2 enc=1 new", "TRCK enc=0 3/12", "version=2.3"));
-}
-
-TEST_F(UpdateID3TagTest, AV22TagBecomesV23)
-{
-    std::string path = file(test::id3Tag(2,
-        { { "TT2", latin1("old") }, { "TYE", latin1("1999") }, { "TXX", latin1("mood") + latin1("calm") },
-            { "PIC", latin1("PNG\3") + latin1("picture") } }));
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        IsSupersetOf({ "TIT2 enc=1 new", "TYER enc=0 1999", "TXXX mood=calm", "version=2.3" }));
-    EXPECT_THAT(test::mutagenLines("id3", path), Contains(StartsWith("APIC image/png type=3 desc= 7:")));
-}
-
-TEST_F(UpdateID3TagTest, AV24TagBecomesV23WithoutLosingItsDate)
-{
-    std::string path = file(test::id3Tag(4,
-        { { "TIT2", "\3old" }, { "TDRC", "\0032005-03-21T10:20:30" }, { "TSOP", "\3Ärtist, The" },
-            { "TXXX", "\3mood" + latin1("cälm") } }));
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TDAT enc=0 2103", "TIME enc=0 1020", "TIT2 enc=1 new", "TSOP enc=1 Ärtist, The", "TXXX mood=cälm",
-            "TYER enc=1 2005", "version=2.3"));
-}
-
-TEST_F(UpdateID3TagTest, AFooterThatIsNotThereCostsNoAudio)
-{
-    Bytes claims = test::id3Tag(4, { { "TIT2", "\3old" } });
-    claims[5] = 0x10; // has a footer
-    Bytes footer(claims.begin(), claims.begin() + 10);
-    std::copy_n("3DI", 3, footer.begin());
-    for (const Bytes& tag : { claims, test::joined({ claims, footer }) }) {
-        std::string path = file(tag);
-        update(path, { { MediaDBMusicColumnTitle, std::string(1000, 'x') } });
-        Bytes content = test::readFile(path);
-        Bytes audio = test::mp3Audio();
-        ASSERT_GT(content.size(), audio.size());
-        EXPECT_TRUE(std::equal(audio.rbegin(), audio.rend(), content.rbegin()));
-        EXPECT_EQ(content[content.size() - audio.size() - 1], 0); // padding: the footer is gone
-    }
-}
-
-TEST_F(UpdateID3TagTest, ChaptersOfAV24TagBecomeV23ToTheirInnerFrames)
-{
-    std::string title(200, 't'); // in v2.4 its size is written otherwise
-    std::string inner(charsOf(test::id3Tag(4, { { "TIT2", "\3\u00E4" + title } })).substr(10));
-    std::string chapter = latin1("").insert(0, "ch1") + std::string(16, '\1') + inner;
-    std::string contents = std::string("toc\0\3\1ch1\0", 10) + inner;
-    std::string path = file(test::id3Tag(4, { { "CHAP", chapter }, { "CTOC", contents } }));
-    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
-    EXPECT_EQ(test::outputOf("/usr/bin/python3 -c "
-                  + test::quoted(
-                      "import sys\nfrom mutagen.id3 import ID3\n"
-                      "t = ID3(sys.argv[1], translate=False)\n"
-                      "for f in t.getall('CHAP') + t.getall('CTOC'): print(f.element_id, *f.sub_frames['TIT2'].text)")
-                  + " " + test::quoted(path)),
-        "ch1 \u00E4" + title + "\ntoc \u00E4" + title + "\n");
-}
-
-TEST_F(UpdateID3TagTest, FramesOfATagAtTheEndAreTakenOverWhereThereIsNoneAtTheFront)
-{
-    Bytes appended = test::id3Tag(4, { { "TIT2", "\3old" }, { "TBPM", "\003120" } });
-    appended[5] = 0x10; // has a footer
-    Bytes footer(appended.begin(), appended.begin() + 10);
-    std::copy_n("3DI", 3, footer.begin());
-    Bytes after = test::joined({ appended, footer });
-    std::string path = file({}, after);
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TBPM enc=1 120", "TIT2 enc=1 new", "version=2.3"));
-    Bytes content = test::readFile(path);
-    EXPECT_TRUE(std::equal(after.rbegin(), after.rend(), content.rbegin()));
-}
-
-TEST_F(UpdateID3TagTest, SeveralTagsAtTheFrontBecomeOne)
-{
-    Bytes tags = test::joined(
-        { test::id3Tag(3, { { "TYER", latin1("1999") } }, 10), test::id3Tag(3, { { "TBPM", latin1("120") } }) });
-    std::string path = file(tags);
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TBPM enc=0 120", "TIT2 enc=1 new", "TYER enc=0 1999", "version=2.3"));
-}
-
 TEST_F(UpdateID3TagTest, ASmallChangeKeepsTheFileSizeAndTheSameOneWritesNothing)
 {
     std::string path = fullFile();
@@ -354,22 +223,6 @@ TEST_F(UpdateID3TagTest, AnUpdateThatFailsIsStillTrueAndLogged)
     EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("not a regular file")));
 }
 
-TEST_F(UpdateID3TagTest, ATagThatCannotBeReadWholeIsLeftAlone)
-{
-    Bytes future = test::id3Tag(3, { { "TIT2", latin1("old") } });
-    future[3] = 5;
-    Bytes cut = test::id3Tag(3, { { "TIT2", latin1("old") } });
-    cut[6] = 1; // claims two megabytes
-    for (const Bytes& tag : { future, cut }) {
-        std::string path = file(tag);
-        Bytes before = test::readFile(path);
-        test::LogCapture log;
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
-        EXPECT_EQ(test::readFile(path), before);
-        EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("the present ID3v2 tag cannot be read whole")));
-    }
-}
-
 TEST_F(UpdateID3TagTest, ValuesOfAWrongKindRaiseAndChangeNothing)
 {
     std::string path = fullFile();
@@ -387,123 +240,6 @@ TEST_F(UpdateID3TagTest, ValuesOfAWrongKindRaiseAndChangeNothing)
     raises(MediaDBMusicColumnTitle, 5);
     raises(MediaDBMusicColumnGenre, 17);
     EXPECT_EQ(test::readFile(path), before);
-}
-
-/// MPEG-4 files with the moov box before and behind the media, and in fragments.
-class Id3BeforeMovieTest : public UpdateID3TagTest {
-protected:
-    std::string movie(const std::string& flags)
-    {
-        std::string path = m_folder.file("song.m4a");
-        test::outputOf("ffmpeg -v error -y -f lavfi -i sine=d=2 -c:a aac -b:a 32k " + flags + " " + test::quoted(path));
-        return path;
-    }
-    static std::string audioHash(const std::string& path)
-    {
-        return test::outputOf("ffmpeg -v error -f mp4 -i " + test::quoted(path) + " -map 0:a -f md5 -");
-    }
-};
-
-TEST_F(Id3BeforeMovieTest, OffsetsMoveAlongWhenTheTagComesGrowsAndGoes)
-{
-    if (!test::haveProgram("ffmpeg"))
-        GTEST_SKIP() << "ffmpeg is not installed";
-    for (std::string flags : { "-movflags +faststart", "", "-movflags frag_keyframe+empty_moov",
-             "-movflags frag_keyframe+empty_moov+default_base_moof+global_sidx" }) {
-        std::string path = movie(flags);
-        Bytes original = test::readFile(path);
-        std::string hash = audioHash(path);
-        EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "t" } }), Contains("TIT2 enc=1 t"));
-        EXPECT_EQ(audioHash(path), hash) << flags;
-        EXPECT_THAT(update(path, { { MediaDBMusicColumnAlbumArt, Bytes(100'000, 1) } }), Contains(StartsWith("APIC")));
-        EXPECT_EQ(audioHash(path), hash) << flags;
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnAlbumArt, NullObject() } }));
-        EXPECT_EQ(test::readFile(path), original) << flags;
-    }
-}
-
-TEST_F(Id3BeforeMovieTest, MetadataOfTheMovieCanBeWrittenBehindTheTag)
-{
-    if (!test::haveProgram("ffmpeg"))
-        GTEST_SKIP() << "ffmpeg is not installed";
-    std::string path = movie("-movflags +faststart");
-    std::string hash = audioHash(path);
-    update(path, { { MediaDBMusicColumnTitle, "in front" } });
-    test::LogCapture log;
-    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, std::string(3000, 'b') } }));
-    EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_EQ(audioHash(path), hash);
-    EXPECT_THAT(test::mutagenLines("id3", path), Contains("TIT2 enc=1 in front"));
-    EXPECT_THAT(test::outputOf("ffprobe -v error -f mp4 -show_entries format_tags=title -of csv " + test::quoted(path)),
-        HasSubstr(std::string(3000, 'b')));
-}
-
-class ID3PodcastInfoTest : public UpdateID3TagTest { };
-
-TEST_F(ID3PodcastInfoTest, BothFramesGiveBothKeys)
-{
-    Record both { { kMediaTagPodcastEpisodeId, "episode-12" }, { kMediaTagPodcastChannelUrl, "http://example.com/f" } };
-    std::string path = file(test::id3Tag(
-        3, { { "TIT2", latin1("t") }, { "TGID", latin1("episode-12") }, { "WFED", latin1("http://example.com/f") } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(path), both);
-    path = file(test::id3Tag(
-        2, { { "TID", latin1("episode-12") }, { "TT2", latin1("t") }, { "WFD", "http://example.com/f" } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(path), both);
-    path = file(test::id3Tag(4, { { "WFED", latin1("http://example.com/f") }, { "TGID", latin1("episode-12") } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(path), both);
-}
-
-TEST_F(ID3PodcastInfoTest, AMissingOrEmptyFrameGivesNil)
-{
-    test::LogCapture log;
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TGID", latin1("e") } }))), std::nullopt);
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "WFED", latin1("f") } }))), std::nullopt);
-    EXPECT_EQ(
-        UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TGID", latin1("e") }, { "WFED", "" } }))), std::nullopt);
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file({})), std::nullopt);
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(m_folder.file("missing.mp3")), std::nullopt);
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(Path()), std::nullopt);
-    EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST_F(ID3PodcastInfoTest, NamesBelongToTheVersion)
-{
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TIDX", latin1("e") }, { "WFDX", latin1("f") } }))),
-        std::nullopt);
-}
-
-TEST_F(ID3PodcastInfoTest, TheLastFrameOfAKindCounts)
-{
-    std::string path
-        = file(test::id3Tag(3, { { "TGID", latin1("a") }, { "WFED", latin1("f") }, { "TGID", latin1("b") } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(path),
-        (Record { { kMediaTagPodcastEpisodeId, "b" }, { kMediaTagPodcastChannelUrl, "f" } }));
-}
-
-TEST_F(ID3PodcastInfoTest, OtherEncodingBytesStayInTheText)
-{
-    std::string path = file(test::id3Tag(4, { { "TGID", "\3ä" }, { "WFED", "http://f" } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(path),
-        (Record { { kMediaTagPodcastEpisodeId, "\3ä" }, { kMediaTagPodcastChannelUrl, "http://f" } }));
-}
-
-TEST_F(ID3PodcastInfoTest, LongBodiesAndInvalidTextLeaveTheirKeyOut)
-{
-    Record feedOnly { { kMediaTagPodcastChannelUrl, "f" } };
-    std::string longest = latin1(std::string(1022, 'e'));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TGID", longest }, { "WFED", latin1("f") } }))),
-        (Record { { kMediaTagPodcastEpisodeId, longest.substr(1) }, { kMediaTagPodcastChannelUrl, "f" } }));
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TGID", longest + "e" }, { "WFED", latin1("f") } }))),
-        feedOnly);
-    EXPECT_EQ(
-        UpdateID3Tag().podcastInfo(file(test::id3Tag(3, { { "TGID", latin1("\xE4") }, { "WFED", latin1("f") } }))),
-        feedOnly);
-    EXPECT_EQ(UpdateID3Tag().podcastInfo(file(test::id3Tag(3,
-                  { { "TGID",
-                        "\1\xFF\xFE"
-                        "a" },
-                      { "WFED", latin1("\xFF") } }))),
-        Record {});
 }
 
 } // namespace
