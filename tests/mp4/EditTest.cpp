@@ -1,84 +1,14 @@
 // Where an edit puts the movie box, and that every chunk is still found.
 #include "mp4/MoovEditor.h"
-#include "mp4/mp4.h"
-#include "tests/support/Mp4Maker.h"
-#include "tests/support/Scratch.h"
+#include "tests/mp4/EditedFile.h"
 
 #include <gtest/gtest.h>
-#include <numeric>
-#include <sys/stat.h>
 
 namespace mv {
 namespace {
 
 using namespace test;
 using Layout = EditPlan::Layout;
-
-Bytes countedMedia(std::size_t size)
-{
-    Bytes media(size);
-    std::iota(media.begin(), media.end(), std::uint8_t { 1 });
-    return media;
-}
-
-/// The planned content, made in memory.
-Bytes perform(const FileContent& content, const Bytes& source)
-{
-    Bytes result;
-    for (const FileSegment& segment : content) {
-        if (segment.isCopy) {
-            auto begin = source.begin() + static_cast<std::ptrdiff_t>(segment.offset);
-            result.insert(result.end(), begin, begin + static_cast<std::ptrdiff_t>(segment.length));
-        } else {
-            result.insert(result.end(), segment.bytes.begin(), segment.bytes.end());
-        }
-    }
-    return result;
-}
-
-std::uint64_t chunkOffset(const Bytes& file, std::size_t track = 0)
-{
-    StructureReader reader { ByteView(file) };
-    auto facts = readMovieFacts(reader);
-    const Box& table = *facts->tracks.at(track).boxes.chunkOffsets;
-    ByteReader fields(payloadStart(reader, table, 16));
-    fields.skip(8);
-    return table.type == fourCC("co64") ? fields.u64be() : fields.u32be();
-}
-
-struct Edited {
-    Layout layout;
-    Bytes bytes;
-};
-
-MP4ItmfItemList withName(const MP4ItmfItemList& items, std::string_view name)
-{
-    MP4Tags tags = tagsFromItems(items);
-    MP4TagsSetName(tags, name);
-    return itemsWithTags(items, tags);
-}
-
-/// Gives the file a name; checks that the chunk's bytes are the same and that nothing else was lost.
-Edited rename(const Bytes& source, std::string_view name)
-{
-    StructureReader before { ByteView(source) };
-    auto facts = readMovieFacts(before);
-    auto items = withName(readItems(before, facts->movieBox).value(), name);
-    auto plan = planEdit(before, items);
-    EXPECT_TRUE(plan.ok()) << (plan.ok() ? "" : plan.error().text);
-    if (!plan.ok())
-        return {};
-    Edited edited { plan->layout, plan->layout == Layout::Unchanged ? source : perform(plan->content, source) };
-    EXPECT_EQ(edited.bytes.size(), plan->layout == Layout::Unchanged ? source.size() : lengthOf(plan->content));
-    StructureReader after { ByteView(edited.bytes) };
-    auto checked = checkEdit(before, after, items);
-    EXPECT_TRUE(checked.ok()) << (checked.ok() ? "" : checked.error().text);
-    std::uint64_t oldChunk = chunkOffset(source);
-    std::uint64_t newChunk = chunkOffset(edited.bytes);
-    for (std::size_t i = 0; i < 100 && oldChunk + i < source.size(); i++)
-        EXPECT_EQ(source.at(oldChunk + i), edited.bytes.at(newChunk + i)) << i;
-    return edited;
-}
 
 std::vector<std::uint32_t> topLevel(const Bytes& file)
 {
@@ -89,14 +19,6 @@ std::vector<std::uint32_t> topLevel(const Bytes& file)
         types.push_back(box->type);
     EXPECT_FALSE(walker.damaged());
     return types;
-}
-
-Mp4Spec namedSpec()
-{
-    Mp4Spec spec;
-    spec.items = joined({ textItem("\251nam", "name"), textItem("xyz ", "unknown"), textItem("\251ART", "artist") });
-    spec.media = countedMedia(600);
-    return spec;
 }
 
 TEST(Edit, TheSameItemsPlanNothing) { EXPECT_EQ(rename(makeMp4(namedSpec()).bytes, "name").layout, Layout::Unchanged); }
@@ -188,49 +110,6 @@ TEST(Edit, MediaThatLastUntilTheEndGetASize)
     EXPECT_EQ(chunkOffset(edited.bytes), made.mediaOffset);
 }
 
-TEST(Edit, AFileThatEndsInSomethingElseIsShifted)
-{
-    for (bool wide : { false, true }) {
-        Mp4Spec spec = namedSpec();
-        spec.behind = bytes("TAG that some program put here");
-        spec.tracks[0].wideOffsets = wide;
-        MadeMp4 made = makeMp4(spec);
-        Edited edited = rename(made.bytes, std::string(500, 'n'));
-        EXPECT_EQ(edited.layout, Layout::Shifted);
-        EXPECT_EQ(chunkOffset(edited.bytes), made.mediaOffset + SharedBlockBytes);
-        EXPECT_TRUE(charsOf(edited.bytes).ends_with("TAG that some program put here"));
-    }
-}
-
-Result<EditPlan> planLongName(const Bytes& source)
-{
-    StructureReader reader { ByteView(source) };
-    auto facts = readMovieFacts(reader);
-    return planEdit(reader, withName(readItems(reader, facts->movieBox).value(), std::string(500, 'n')));
-}
-
-TEST(Edit, UnsafeShiftsAreRefused)
-{
-    auto refused = [](Mp4Spec spec) {
-        spec.behind = bytes("not a box at all");
-        auto plan = planLongName(makeMp4(spec).bytes);
-        return !plan.ok() && plan.error().kind == Error::Kind::Unsupported;
-    };
-    Mp4Spec encrypted = namedSpec();
-    encrypted.tracks[0].code = "enca";
-    EXPECT_TRUE(refused(encrypted));
-    Mp4Spec external = namedSpec();
-    external.tracks[0].externalMedia = true;
-    EXPECT_TRUE(refused(external));
-    Mp4Spec located = namedSpec();
-    located.extraInMovie = fullBox("meta", 0, 0, { fullBox("iloc", 0, 0, { number(0, 8) }) });
-    EXPECT_TRUE(refused(located));
-    Mp4Spec narrow = namedSpec();
-    narrow.tracks[0].chunks = { 0xFFFFFF00 };
-    EXPECT_TRUE(refused(narrow));
-    EXPECT_FALSE(refused(namedSpec()));
-}
-
 TEST(Edit, EncryptedFilesAreEditedWhereNothingMoves)
 {
     Mp4Spec spec = namedSpec();
@@ -312,42 +191,6 @@ TEST(Edit, ADamagedListIsNotEdited)
     EXPECT_EQ(plan.error().kind, Error::Kind::Format);
 }
 
-TEST(Edit, FragmentedFilesKeepTheMovieBoxInFront)
-{
-    Mp4Spec spec = namedSpec();
-    spec.extraInMovie = box("mvex", fullBox("trex", 0, 0, { number(1, 4), number(1, 4), number(1024, 4), Bytes(8) }));
-    MadeMp4 plain = makeMp4(spec);
-    std::uint64_t fragment = plain.bytes.size();
-    Bytes moof = box("moof",
-        box("traf",
-            { fullBox("tfhd", 0, 1, { number(1, 4), number(fragment, 8) }), fullBox("trun", 0, 0, { number(5, 4) }) }));
-    Bytes table = fullBox("tfra", 1, 0,
-        { number(1, 4), number(0, 4), number(1, 4), number(0, 8), number(fragment, 8), number(0x010101, 3) });
-    Bytes index = fullBox("sidx", 0, 0, { number(1, 4), number(44100, 4), number(0, 4), number(77, 4), number(0, 4) });
-    spec.behind = joined({ moof, box("mdat", countedMedia(200)), box("mfra", table) });
-    spec.inFront = {};
-    Bytes source = makeMp4(spec).bytes;
-    Edited edited = rename(source, std::string(500, 'n'));
-    EXPECT_EQ(edited.layout, Layout::Shifted);
-    std::uint64_t delta = SharedBlockBytes;
-    Bytes movedMoof = box("moof",
-        box("traf",
-            { fullBox("tfhd", 0, 1, { number(1, 4), number(fragment + delta, 8) }),
-                fullBox("trun", 0, 0, { number(5, 4) }) }));
-    EXPECT_EQ(charsOf(edited.bytes).substr(fragment + delta, movedMoof.size()), charsOf(movedMoof));
-    Bytes movedTable = fullBox("tfra", 1, 0,
-        { number(1, 4), number(0, 4), number(1, 4), number(0, 8), number(fragment + delta, 8), number(0x010101, 3) });
-    EXPECT_TRUE(charsOf(edited.bytes).ends_with(charsOf(movedTable)));
-
-    // An index in front of the movie box counts from its own end.
-    Mp4Spec indexed = spec;
-    indexed.inFront = index;
-    Bytes movedIndex
-        = fullBox("sidx", 0, 0, { number(1, 4), number(44100, 4), number(0, 4), number(77 + delta, 4), number(0, 4) });
-    Edited second = rename(makeMp4(indexed).bytes, std::string(500, 'n'));
-    EXPECT_TRUE(charsOf(second.bytes).starts_with(charsOf(movedIndex)));
-}
-
 TEST(Edit, FilesBehindAnId3TagKeepIt)
 {
     Mp4Spec spec = namedSpec();
@@ -373,83 +216,6 @@ TEST(Edit, AWideMovieBoxStaysWide)
     StructureReader reader { ByteView(after) };
     EXPECT_EQ(readMovieFacts(reader)->movieBox.headerSize, 16u);
     EXPECT_TRUE(checkEdit(before, reader, items).ok());
-}
-
-TEST(Store, WritesAtCloseOnly)
-{
-    ScratchFolder folder;
-    MadeMp4 made = makeMp4(namedSpec());
-    std::string path = folder.write("song.m4a", ByteView(made.bytes));
-    auto file = MP4Modify(path, 0);
-    ASSERT_TRUE(file.ok());
-    MP4Tags tags = MP4TagsAlloc();
-    ASSERT_TRUE(MP4TagsFetch(tags, *file));
-    MP4TagsSetName(tags, "stored");
-    ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-    EXPECT_EQ(readFile(path), made.bytes);
-    ASSERT_NE(file->plan(), nullptr);
-    EXPECT_TRUE(MP4Close(std::move(*file), 0).ok());
-    auto again = MP4Read(path);
-    ASSERT_TRUE(again.ok());
-    EXPECT_EQ(tagsFromItems(again->items()).name, "stored");
-    EXPECT_EQ(tagsFromItems(again->items()).artist, "artist");
-}
-
-TEST(Store, NothingIsWrittenWithoutAChangeOrWithoutAClose)
-{
-    ScratchFolder folder;
-    MadeMp4 made = makeMp4(namedSpec());
-    std::string path = folder.write("song.m4a", ByteView(made.bytes));
-    struct stat before { };
-    ASSERT_EQ(stat(path.c_str(), &before), 0);
-    {
-        auto file = MP4Modify(path, 0);
-        MP4Tags tags;
-        MP4TagsFetch(tags, *file);
-        ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-        EXPECT_EQ(file->plan(), nullptr);
-        EXPECT_TRUE(MP4Close(std::move(*file), 0).ok());
-    }
-    {
-        auto file = MP4Modify(path, 0);
-        MP4Tags tags;
-        MP4TagsSetName(tags, "never written");
-        ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-    }
-    struct stat after { };
-    ASSERT_EQ(stat(path.c_str(), &after), 0);
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_EQ(readFile(path), made.bytes);
-}
-
-TEST(Store, NeedsAFileOpenedForModification)
-{
-    ScratchFolder folder;
-    std::string path = folder.write("song.m4a", ByteView(makeMp4(namedSpec()).bytes));
-    auto file = MP4Read(path);
-    MP4Tags tags;
-    auto stored = MP4TagsStore(tags, *file);
-    ASSERT_FALSE(stored.ok());
-    EXPECT_EQ(stored.error().kind, Error::Kind::State);
-}
-
-TEST(Store, ASecondOneStartsFromTheFirst)
-{
-    ScratchFolder folder;
-    std::string path = folder.write("song.m4a", ByteView(makeMp4(namedSpec()).bytes));
-    auto file = MP4Modify(path, 0);
-    MP4Tags tags;
-    MP4TagsFetch(tags, *file);
-    MP4TagsSetAlbum(tags, "album");
-    ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-    MP4TagsFetch(tags, *file);
-    EXPECT_EQ(tags.album, "album");
-    MP4TagsSetGenre(tags, "Rock");
-    ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-    ASSERT_TRUE(MP4Close(std::move(*file), 0).ok());
-    auto again = MP4Read(path);
-    EXPECT_EQ(tagsFromItems(again->items()).album, "album");
-    EXPECT_EQ(tagsFromItems(again->items()).genre, "Rock");
 }
 
 } // namespace
