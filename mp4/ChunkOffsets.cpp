@@ -26,14 +26,19 @@ void writeNumber(Bytes& bytes, std::uint64_t offset, std::size_t size, std::uint
 
 bool fits(std::uint64_t value, std::size_t size) { return size == 8 || value <= UINT32_MAX; }
 
-/// Calls `visit` with every box of that type below `parent`, through the containers that lead to sample tables.
-template <class Visit> void forEachTableBox(StructureReader& reader, const Box& parent, const Visit& visit)
+bool leadsToTables(const Box& box)
 {
     static constexpr std::array Containers
         = { fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl"), fourCC("dinf") };
+    return std::find(Containers.begin(), Containers.end(), box.type) != Containers.end();
+}
+
+/// Calls `visit` with every box below `parent`, through the containers that lead to sample tables.
+template <class Visit> void forEachTableBox(StructureReader& reader, const Box& parent, const Visit& visit)
+{
     BoxWalker walker(reader, parent);
     while (auto box = walker.next()) {
-        if (std::find(Containers.begin(), Containers.end(), box->type) != Containers.end())
+        if (leadsToTables(*box))
             forEachTableBox(reader, *box, visit);
         else
             visit(*box);
@@ -64,6 +69,83 @@ std::uint64_t rowAt(ByteView movieBox, const OffsetTable& table, std::uint64_t i
     ByteReader row(movieBox.subspan(static_cast<std::size_t>(table.rows + index * table.width), table.width));
     return table.width == 8 ? row.u64be() : row.u32be();
 }
+
+/// Copies a movie box, narrow tables that will not do replaced by wide ones, the boxes around them larger by that.
+class TableWidener {
+public:
+    TableWidener(ByteView movieBox, std::uint64_t first, std::uint64_t delta)
+        : m_source(movieBox)
+        , m_reader(movieBox)
+        , m_first(first)
+        , m_delta(delta)
+    {
+    }
+
+    Bytes widened()
+    {
+        if (auto movie = BoxWalker(m_reader, 0, m_source.size()).next())
+            copyContainer(*movie);
+        return std::move(m_result);
+    }
+
+private:
+    void copyBytes(std::uint64_t begin, std::uint64_t end)
+    {
+        ByteWriter(m_result).bytes(
+            m_source.subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+    }
+
+    void copyContainer(const Box& parent)
+    {
+        std::size_t begin = m_result.size();
+        copyBytes(parent.offset, parent.payloadOffset());
+        std::uint64_t copied = parent.payloadOffset();
+        BoxWalker walker(m_reader, parent);
+        for (auto box = walker.next(); box && !box->overruns; box = walker.next()) {
+            if (leadsToTables(*box))
+                copyContainer(*box);
+            else if (isTooNarrow(*box))
+                writeWide(*box);
+            else
+                copyBytes(box->offset, box->end());
+            copied = box->end();
+        }
+        copyBytes(copied, parent.end());
+        bool wide = parent.headerSize == 16;
+        if (!parent.toTheEnd)
+            writeNumber(m_result, begin + (wide ? 8 : 0), wide ? 8 : 4, m_result.size() - begin);
+    }
+
+    bool isTooNarrow(const Box& box)
+    {
+        auto table = offsetTable(m_reader, box);
+        for (std::uint64_t i = 0; table && table->width == 4 && i < table->count; i++) {
+            std::uint64_t offset = rowAt(m_source, *table, i);
+            if (offset >= m_first && !fits(offset + m_delta, table->width))
+                return true;
+        }
+        return false;
+    }
+
+    void writeWide(const Box& box)
+    {
+        OffsetTable table = *offsetTable(m_reader, box);
+        ByteWriter writer(m_result);
+        constexpr std::uint64_t HeaderSize = 16; // of the box, its version and count
+        writer.u32be(static_cast<std::uint32_t>(HeaderSize + table.count * 8)); // within twice the movie box's bound
+        writer.u32be(fourCC("co64"));
+        writer.u32be(0); // version
+        writer.u32be(static_cast<std::uint32_t>(table.count));
+        for (std::uint64_t i = 0; i < table.count; i++)
+            writer.u64be(rowAt(m_source, table, i));
+    }
+
+    ByteView m_source;
+    StructureReader m_reader;
+    std::uint64_t m_first;
+    std::uint64_t m_delta;
+    Bytes m_result;
+};
 
 /// Bit 0 of a reference's flags: the media are in this file.
 bool refersOutside(StructureReader& reader, const Box& dref)
@@ -200,6 +282,11 @@ bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end)
         });
     }
     return inside;
+}
+
+Bytes withWideOffsets(ByteView movieBox, std::uint64_t first, std::uint64_t delta)
+{
+    return TableWidener(movieBox, first, delta).widened();
 }
 
 Result<void> shiftChunkOffsets(Bytes& movieBox, std::uint64_t first, std::uint64_t delta)

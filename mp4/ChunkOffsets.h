@@ -7,6 +7,10 @@ namespace mv {
 /// True when a chunk of a track begins inside [begin, end) of the file, by the tables of the movie box in memory.
 bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end);
 
+/// The movie box, its tables of 32-bit chunk offsets made wide ones where an offset from `first` on would no longer fit
+/// when `delta` is added to it. The offsets are not moved; the box is larger by 4 bytes for each offset made wide.
+Bytes withWideOffsets(ByteView movieBox, std::uint64_t first, std::uint64_t delta);
+
 /// Adds `delta` to every chunk offset from `first` on. Fails with Unsupported where an offset no longer fits into its
 /// field, or where something else in the box may hold file offsets: encrypted samples, external media, item locations.
 Result<void> shiftChunkOffsets(Bytes& movieBox, std::uint64_t first, std::uint64_t delta);

@@ -165,12 +165,18 @@ std::optional<FileContent> atTheEnd(const StructureReader& reader, const FileLay
     return content;
 }
 
-/// The movie box, larger than the old one by whole blocks: what follows then keeps its place within its block.
+/// The movie box, larger than the old one by whole blocks: what follows then keeps its place within its block. Its
+/// chunk offsets are wide enough to be moved by that.
 Bytes movieOfWholeBlocksMore(const FileLayout& layout, const MoovEditor& editor)
 {
-    std::uint64_t size = editor.sizeWithoutPadding() + MoovEditor::DefaultPadding;
-    std::uint64_t beyond = (size - layout.movie.size) % SharedBlockBytes; // modulo 2^64, of which a block is a divisor
-    return editor.rebuilt(MoovEditor::DefaultPadding + (SharedBlockBytes - beyond) % SharedBlockBytes);
+    // More than the box can grow by, so that the padding does not decide which tables become wide.
+    std::uint64_t most = 2 * editor.sizeWithoutPadding() + MoovEditor::DefaultPadding + SharedBlockBytes;
+    auto padded
+        = [&](std::uint64_t padding) { return withWideOffsets(editor.rebuilt(padding), layout.movie.end(), most); };
+    Bytes movie = padded(MoovEditor::DefaultPadding);
+    // Modulo 2^64, of which a block is a divisor.
+    std::uint64_t beyond = (movie.size() - layout.movie.size) % SharedBlockBytes;
+    return beyond == 0 ? movie : padded(MoovEditor::DefaultPadding + SharedBlockBytes - beyond);
 }
 
 Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
