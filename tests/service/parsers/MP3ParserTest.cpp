@@ -1,15 +1,9 @@
-#include "service/parsers/MP3Parser.h"
+#include "tests/service/parsers/MP3ParserFixture.h"
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/ID3Columns.h"
-#include "tests/fakes/FakeQTKit.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/Mp3Maker.h"
-#include "tests/support/Scratch.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -27,7 +21,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 std::string text(const std::string& content) { return '\0' + content; }
-std::string frame3(std::string_view id, const std::string& content) { return id3Frame(3, id, text(content)); }
 
 /// A bitmap file of one colour.
 std::string bmp(std::uint8_t red, std::uint8_t green, std::uint8_t blue, int side = 16)
@@ -59,51 +52,6 @@ Bytes thumbnailOf(const std::string& picture)
     auto image = NSImage::initWithData(Bytes(bytes.begin(), bytes.end()));
     return image ? makeThumbnailForContentCategory(*image, ThumbnailCategoryAlbumArt).value_or(Bytes {}) : Bytes {};
 }
-
-/// The process's main thread, as far as the parser can tell: work goes to a thread of its own.
-class MainThreadStandIn {
-public:
-    MainThreadStandIn()
-    {
-        MainThread::setExecutorForTesting([this](const std::function<void()>& work) {
-            std::thread thread([&] {
-                id = std::this_thread::get_id();
-                ids.push_back(id);
-                work();
-            });
-            thread.join();
-        });
-    }
-    ~MainThreadStandIn() { MainThread::setExecutorForTesting({}); }
-
-    std::thread::id id;
-    std::vector<std::thread::id> ids;
-};
-
-class MP3ParserTest : public testing::Test {
-protected:
-    std::optional<Record> buildOf(const std::string& content, const std::string& name = "song.mp3")
-    {
-        return m_parser.build(m_scratch.write(name, content));
-    }
-    /// Of a file with these frames in a v2.3 tag.
-    Record recordOf(const std::string& frames)
-    {
-        return buildOf(id3Tag(3, frames) + mpegFrames(10)).value_or(Record {});
-    }
-
-    std::string stringOf(const std::string& frames, std::string_view key)
-    {
-        Record record = recordOf(frames);
-        const std::string* value = record.string(key);
-        return value ? *value : "(absent)";
-    }
-
-    ScratchFolder m_scratch;
-    LogCapture m_log;
-    FakeQTKit m_toolkit;
-    MP3Parser m_parser { m_toolkit };
-};
 
 TEST_F(MP3ParserTest, EveryColumn)
 {
@@ -353,98 +301,6 @@ TEST_F(MP3ParserTest, PathsOfAnyBytes)
         ASSERT_TRUE(record) << name;
         EXPECT_EQ(*record->string(MediaDBCommonColumnFileName), name);
     }
-}
-
-class MP3ParserFallbackTest : public MP3ParserTest {
-protected:
-    std::string m_notMpeg = std::string(10'000, 'n');
-    MainThreadStandIn m_mainThread;
-};
-
-TEST_F(MP3ParserFallbackTest, MovieFactsAndTheirFormulas)
-{
-    m_toolkit.movie.duration = { 3999, 1000 };
-    m_toolkit.movie.attributes[QTMovieRateAttribute] = 1.75F;
-    std::string content = id3Tag(3, frame3("TIT2", "Tagged")) + m_notMpeg;
-    auto record = buildOf(content);
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 3);
-    EXPECT_EQ(record->integer(MediaDBMusicColumnBitrate),
-        static_cast<int>(static_cast<double>(content.size()) * 8.0 / 3.999 / 1000.0));
-    EXPECT_EQ(record->integer(MediaDBMusicColumnSamplerate), 1) << "the rate at which it plays";
-    EXPECT_EQ(*record->string(MediaDBMusicColumnTitle), "Tagged");
-    EXPECT_EQ(record->integer(MediaDBCommonColumnMediaType), MVMediaTypeMP3);
-}
-
-TEST_F(MP3ParserFallbackTest, EntersAndLeavesOnTheMainThread)
-{
-    std::string path = m_scratch.write("movie.mp3", m_notMpeg);
-    ASSERT_TRUE(m_parser.build(path));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("enter", "init " + path, "QTMovieRateAttribute", "exit", "release"));
-    ASSERT_EQ(m_mainThread.ids.size(), 2u);
-    std::thread::id here = std::this_thread::get_id();
-    EXPECT_EQ(m_toolkit.calls[0].thread, m_mainThread.ids[0]);
-    EXPECT_EQ(m_toolkit.calls[1].thread, here);
-    EXPECT_EQ(m_toolkit.calls[2].thread, here);
-    EXPECT_EQ(m_toolkit.calls[3].thread, m_mainThread.ids[1]);
-    EXPECT_EQ(m_toolkit.calls[4].thread, here);
-}
-
-TEST_F(MP3ParserFallbackTest, AFileThatIsNoMovieEitherIsNothingAndTheToolkitIsNotLeft)
-{
-    m_toolkit.initError = Error { Error::Kind::Format, "no movie" };
-    std::string path = m_scratch.write("text.mp3", m_notMpeg);
-    EXPECT_FALSE(m_parser.build(path));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("enter", "init " + path));
-    EXPECT_THAT(m_log.lines(), IsEmpty());
-}
-
-TEST_F(MP3ParserFallbackTest, WithoutADurationOnlyTheRateIsSet)
-{
-    for (QTTime duration : { QTTime { 0, 1000 }, QTTime { -5, 1000 }, QTTime { 5, 0 } }) {
-        m_toolkit.movie.duration = duration;
-        m_toolkit.movie.attributes[QTMovieRateAttribute] = 2.0F;
-        auto record = buildOf(m_notMpeg);
-        ASSERT_TRUE(record);
-        EXPECT_FALSE(record->contains(MediaDBMusicColumnPlayLength));
-        EXPECT_FALSE(record->contains(MediaDBMusicColumnBitrate));
-        EXPECT_EQ(record->integer(MediaDBMusicColumnSamplerate), 2);
-    }
-}
-
-TEST_F(MP3ParserFallbackTest, NumbersBeyondTheColumnsAreHeldInside)
-{
-    m_toolkit.movie.duration = { 9'000'000'000'000'000'000, 1 };
-    auto record = buildOf(m_notMpeg);
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 2147483647);
-    EXPECT_EQ(record->integer(MediaDBMusicColumnBitrate), 0);
-}
-
-TEST_F(MP3ParserFallbackTest, WhatIsNoReadableFileGoesToTheToolkit)
-{
-    m_toolkit.initError = Error { Error::Kind::Unsupported, "no" };
-    std::string fifo = m_scratch.file("fifo.mp3");
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::string empty = m_scratch.write("empty.mp3", "");
-    for (const std::string& path : { fifo, empty, m_scratch.path() })
-        EXPECT_FALSE(m_parser.build(path)) << path;
-    EXPECT_EQ(m_toolkit.calls.size(), 6u);
-}
-
-TEST_F(MP3ParserFallbackTest, UnreadableFile)
-{
-    std::string path = m_scratch.write("secret.mp3", mpegFrames(10));
-    chmod(path.c_str(), 0);
-    m_toolkit.initError = Error { Error::Kind::Access, "no" };
-    // Root reads everything, so the test is somebody else for a while.
-    uid_t self = geteuid();
-    constexpr uid_t Nobody = 65534;
-    ASSERT_EQ(seteuid(self == 0 ? Nobody : self), 0);
-    auto record = m_parser.build(path);
-    ASSERT_EQ(seteuid(self), 0);
-    EXPECT_FALSE(record);
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("enter", "init " + path));
 }
 
 TEST_F(MP3ParserTest, TagThatClaims256Megabytes)
