@@ -329,7 +329,7 @@ def free_room(mount):
     return facts.f_bfree * facts.f_bsize
 
 
-def share_rounds(mount, kind, records, work, megabytes):
+def share_rounds(mount, kind, records, work, megabytes, rounds):
     """Updates with and without a cover: the content is what it is without sharing; how many took no second room."""
     shared = 0
     place = os.path.join(mount, kind + "-sharing")
@@ -338,7 +338,7 @@ def share_rounds(mount, kind, records, work, megabytes):
     make(path, megabytes)
     if "linked" in kind:
         os.link(path, os.path.join(place, "second"))
-    for turn in range(4):
+    for turn in range(rounds):
         expected, _ = updated_copy(path, records.arguments(turn + 1), work)
         kept = os.path.join(place, f"kept-{turn}")  # as long as this one lives, its blocks are not given back
         subprocess.run(["cp", "--reflink=always", path, kept], check=True)
@@ -359,7 +359,7 @@ def sharing(folder, options):
         print("sharing: skipped, only root can mount")
         return
     records = Records(folder)
-    megabytes = 20 if options.short else 100
+    megabytes, rounds = (8, 2) if options.short else (100, 4)
     for system in ("xfs", "btrfs"):
         mount = mounted_image(folder, system)
         if not mount:
@@ -367,8 +367,8 @@ def sharing(folder, options):
             continue
         try:
             kinds_ = ["plain.mp3", "end.m4a", "fast.m4a", "linked.mp3", "linked.m4a"]
-            shared = sum(share_rounds(mount, kind, records, folder, megabytes) for kind in kinds_)
-            print(f"sharing: {4 * len(kinds_)} updates of {megabytes} MB files on {system}: {shared} shared the media")
+            shared = sum(share_rounds(mount, kind, records, folder, megabytes, rounds) for kind in kinds_)
+            print(f"sharing: {rounds * len(kinds_)} updates of {megabytes} MB files on {system}: {shared} shared the media")
         finally:
             subprocess.run(["umount", mount], check=True)
 
