@@ -45,6 +45,7 @@ fuzz:
 # Kills, full disks, failing calls and rivals while files are updated, at full length (some ten minutes).
 faults: build
 	@tests/faults/run_faults.py --programs build/tests
+	@tests/faults/run_job_faults.py --programs build/bin
 
 install: build
 	@cmake --install build

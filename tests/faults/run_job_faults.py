@@ -1,0 +1,252 @@
+#!/usr/bin/python3
+"""What happens to files whose encoding, conversion or export is killed, runs out of room or meets a bad source.
+
+run_job_faults.py --programs FOLDER [--short] [--kills N] [PART...]
+
+FOLDER holds mivo and mivo-mediad. Parts: room, readonly, kills, cut, same; all of them without a name. Every part prints
+its counts; the exit status is 1 when a source was ever changed, a job reported success without its whole output, or
+an export or conversion left half a file under its final name. (An encoding that fails keeps what it wrote.)
+"""
+import argparse
+import os
+import random
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+from run_faults import SKIPPED, digest, fail, failures
+
+programs = None
+
+
+class Job:
+    """One kind of job: the command, its source, and what its whole output is."""
+
+    def __init__(self, command, source, output, folder):
+        self.command, self.source, self.output = command, source, output
+        self.before = digest(source)
+        whole = os.path.join(folder, "whole-" + output)
+        begin = time.monotonic()
+        result = self.run(whole)
+        self.duration = time.monotonic() - begin
+        if result.returncode:
+            raise RuntimeError(f"mivo {command} failed: {result.stderr}")
+        self.size, self.whole = os.path.getsize(whole), digest(whole)
+        os.unlink(whole)
+
+    def run(self, output, environment=None, source=None):
+        return subprocess.run([os.path.join(programs, "mivo"), self.command, source or self.source, output],
+                              capture_output=True, text=True, timeout=300, env={**os.environ, **(environment or {})})
+
+    def source_is_whole(self, name):
+        if digest(self.source) != self.before:
+            fail(f"{name}: the source changed")
+
+
+def make_jobs(folder, seconds):
+    sound, movie = os.path.join(folder, "sound.wav"), os.path.join(folder, "movie.mov")
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:a=0.3",
+                    "-ac", "2", sound], check=True)
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s=640x360:r=25:d={seconds}",
+                    "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}", "-c:v", "libx264", "-preset", "ultrafast",
+                    "-c:a", "aac", movie], check=True)
+    return [Job("encode", sound, "out.mp3", folder), Job("convert", sound, "out.m4a", folder),
+            Job("export", movie, "out.mp4", folder)]
+
+
+def expect_refused(name, job, result, output):
+    if result.returncode != 1 or not result.stderr:
+        fail(f"{name}: exit status {result.returncode}, {result.stderr!r}")
+    # A failed encoding keeps what was written, deliberately: an MP3 plays as far as it goes.
+    if job.command == "encode":
+        if os.path.getsize(output) >= job.size:
+            fail(f"{name}: refused, and yet the whole file is there")
+    elif os.listdir(os.path.dirname(output)):
+        fail(f"{name}: left {os.listdir(os.path.dirname(output))}")
+    job.source_is_whole(name)
+
+
+# ---- a full disk -----------------------------------------------------------------------------------------------------
+
+def room(folder, jobs, options):
+    """Room for none, one tenth ... nine tenths of the output, then room for all of it."""
+    mount = os.path.join(folder, "small")
+    os.mkdir(mount)
+    refused = 0
+    for job in jobs:
+        for tenth in list(range(10)) + [25]:
+            size = max(4096, job.size * tenth // 10)
+            if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", mount],
+                              capture_output=True).returncode:
+                print("room: skipped, cannot mount a small tmpfs here")
+                return
+            try:
+                name, output = f"{job.command} with {tenth} tenths of room", os.path.join(mount, job.output)
+                result = job.run(output)
+                if tenth > 9:
+                    if result.returncode or digest(output) != job.whole:
+                        fail(f"{name}: {result.stderr!r}")
+                    continue
+                expect_refused(name, job, result, output)
+                refused += 1
+            finally:
+                subprocess.run(["umount", mount], check=True)
+    print(f"room: {refused} jobs on a full disk: each refused, half a file left by encodings only;"
+          f" {len(jobs)} with room: done")
+
+
+def readonly(folder, jobs, options):
+    place = os.path.join(folder, "readonly")
+    os.mkdir(place)
+    if subprocess.run(["mount", "-t", "tmpfs", "none", place], capture_output=True).returncode:
+        print("readonly: skipped, cannot mount here")
+        return
+    try:
+        for job in jobs:
+            with open(os.path.join(place, job.output), "wb") as older:
+                older.write(b"older")
+        subprocess.run(["mount", "-o", "remount,ro", place], check=True)
+        for job in jobs:
+            older = os.path.join(place, job.output)
+            for output in (older, os.path.join(place, "new-" + job.output)):
+                result = job.run(output)
+                if result.returncode != 1 or not result.stderr:
+                    fail(f"{job.command} to a read-only mount: {result.returncode}, {result.stderr!r}")
+                job.source_is_whole("readonly")
+            if open(older, "rb").read() != b"older":
+                fail(f"{job.command}: changed a file of a read-only mount")
+        print(f"readonly: {2 * len(jobs)} jobs to a read-only mount: each refused")
+    finally:
+        subprocess.run(["umount", place], check=True)
+
+
+# ---- kills -----------------------------------------------------------------------------------------------------------
+
+class Session:
+    """A bus and the service on it."""
+
+    def __init__(self):
+        bus = subprocess.run(["dbus-daemon", "--session", "--fork", "--print-address=1", "--print-pid=1"],
+                             capture_output=True, text=True, check=True).stdout.split()
+        self.environment, self.bus = {"DBUS_SESSION_BUS_ADDRESS": bus[0]}, int(bus[1])
+        self.service = subprocess.Popen([os.path.join(programs, "mivo-mediad")], stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL, env={**os.environ, **self.environment})
+
+    def end(self):
+        self.service.kill()
+        self.service.wait()
+        os.kill(self.bus, signal.SIGTERM)
+
+
+def kills(folder, jobs, options):
+    """SIGKILL at random moments of a job, over an older file of the final name every other time."""
+    counts = {"nothing": 0, "older": 0, "whole": 0, "half an MP3": 0}
+    rounds = max(1, options.kills // len(jobs))
+    for job in jobs:
+        place = os.path.join(folder, "kills-" + job.command)
+        os.mkdir(place)
+        output = os.path.join(place, job.output)
+        for turn in range(rounds):
+            if turn % 2:
+                with open(output, "wb") as older:
+                    older.write(b"older")
+            session = Session()
+            client = subprocess.Popen([os.path.join(programs, "mivo"), job.command, job.source, output],
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                      env={**os.environ, **session.environment})
+            time.sleep(random.uniform(0, job.duration * 1.05))
+            session.end()
+            client.wait(60)
+            judge_kill(job, output, client.returncode, counts)
+            for name in os.listdir(place):
+                os.unlink(os.path.join(place, name))
+    print(f"kills: {rounds * len(jobs)} services killed in mid-job: {counts}")
+
+
+def judge_kill(job, output, status, counts):
+    name = f"kill of {job.command}"
+    job.source_is_whole(name)
+    if not os.path.exists(output):
+        counts["nothing"] += 1
+    elif digest(output) == job.whole:
+        counts["whole"] += 1
+        return
+    elif open(output, "rb").read(6) == b"older":
+        counts["older"] += 1
+    elif job.command == "encode":
+        counts["half an MP3"] += 1  # written under its name from the first block on, as its listeners know it
+    else:
+        fail(f"{name}: half a file of {os.path.getsize(output)} bytes under the final name")
+    if status == 0:
+        fail(f"{name}: reported success")
+
+
+# ---- sources ---------------------------------------------------------------------------------------------------------
+
+def cut(folder, jobs, options):
+    """Sources that end early: an answer, and a file only with success or, of sound, as far as the source went."""
+    counts = {"done": 0, "refused": 0}
+    steps = 5 if options.short else 20
+    for job in jobs:
+        source = os.path.join(folder, "cut" + os.path.splitext(job.source)[1])
+        for step in range(steps):
+            shutil.copyfile(job.source, source)
+            os.truncate(source, os.path.getsize(source) * step // steps)
+            output = os.path.join(folder, "cut-" + job.output)
+            result = job.run(output, source=source)
+            if result.returncode not in (0, 1) or (result.returncode == 0) != os.path.exists(output):
+                fail(f"{job.command} of {step}/{steps} of its source: {result.returncode}, {result.stderr!r}")
+            counts["refused" if result.returncode else "done"] += 1
+            if os.path.exists(output):
+                os.unlink(output)
+    print(f"cut: {steps * len(jobs)} cut sources: {counts}")
+
+
+def same(folder, jobs, options):
+    """The destination is the source, by its own name, a symlink or a second name."""
+    count = 0
+    for job in jobs:
+        for kind in ("itself", "symlink", "link"):
+            output = job.source
+            if kind != "itself":
+                output = os.path.join(folder, f"{kind}-{job.output}")
+                (os.symlink if kind == "symlink" else os.link)(job.source, output)
+            result = job.run(output)
+            if result.returncode != 1:
+                fail(f"{job.command} onto its source by {kind}: {result.returncode}, {result.stderr!r}")
+            job.source_is_whole(f"{job.command} onto its source by {kind}")
+            count += 1
+    print(f"same: {count} jobs onto their own source: each refused, the source whole")
+
+
+PARTS = {"room": room, "readonly": readonly, "kills": kills, "cut": cut, "same": same}
+
+
+def main():
+    global programs
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--programs", required=True, help="folder of mivo and mivo-mediad")
+    parser.add_argument("--short", action="store_true", help="short sources, few rounds")
+    parser.add_argument("--kills", type=int, help="how many (15 when short, else 300)")
+    parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
+    options = parser.parse_args()
+    options.kills = options.kills or (15 if options.short else 300)
+    programs = options.programs
+    os.environ.pop("DBUS_SESSION_BUS_ADDRESS", None)
+    if not shutil.which("ffmpeg") or not shutil.which("dbus-daemon"):
+        print("skipped: ffmpeg or dbus-daemon is not installed")
+        return SKIPPED
+    with tempfile.TemporaryDirectory(prefix="mivo-faults-") as folder:
+        jobs = make_jobs(folder, 5 if options.short else 60)
+        for part in options.parts or PARTS:
+            begin = time.monotonic()
+            PARTS[part](folder, jobs, options)
+            print(f"{part}: {time.monotonic() - begin:.0f} s", flush=True)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
