@@ -31,7 +31,11 @@ NSBundle NSBundle::mainBundle()
 
 Path NSBundle::pathForResource(std::string_view name, std::string_view type) const
 {
-    return bundlePath().appending("Resources").appending(std::string(name) + "." + std::string(type));
+    std::string file = std::string(name) + "." + std::string(type);
+    Path inFolder = bundlePath().appending("Resources").appending(file);
+    Path beside = bundlePath().appending(file);
+    bool onlyBeside = access(inFolder.c_str(), F_OK) != 0 && access(beside.c_str(), F_OK) == 0;
+    return onlyBeside ? beside : inFolder;
 }
 
 void NSBundle::setMainExecutablePathForTesting(Path path)

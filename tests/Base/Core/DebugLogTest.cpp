@@ -35,6 +35,15 @@ TEST_F(DebugLog, ReadsAnXmlPropertyListAnewEachTime)
     EXPECT_EQ(currentDebugLevel(), 6);
 }
 
+TEST_F(DebugLog, TheListMayLieBesideTheExecutable)
+{
+    m_bundle.write(
+        "DEBUG.plist", "<plist version=\"1.0\"><dict><key>DEBUG_LEVEL</key><integer>4</integer></dict></plist>");
+    EXPECT_EQ(currentDebugLevel(), 4);
+    writeLevel("<integer>6</integer>");
+    EXPECT_EQ(currentDebugLevel(), 6) << "the resources' folder comes first";
+}
+
 TEST_F(DebugLog, ReadsABinaryPropertyList)
 {
     const std::string list("bplist00"
