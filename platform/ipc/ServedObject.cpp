@@ -20,6 +20,18 @@ BusMessage newReply(sd_bus_message* request)
     return BusMessage(reply);
 }
 
+/// Null when the object has no method of that name.
+const sd_bus_vtable* findMethod(const ServedObject& object, std::string_view name)
+{
+    for (const ServedInterface& interface : object.interfaces()) {
+        for (const sd_bus_vtable* entry = interface.members; entry->type != _SD_BUS_VTABLE_END; ++entry) {
+            if (entry->type == _SD_BUS_VTABLE_METHOD && name == entry->x.method.member)
+                return entry;
+        }
+    }
+    return nullptr;
+}
+
 int fail(sd_bus_error* error, const std::string& name, const std::string& message)
 {
     return sd_bus_error_set(error, name.c_str(), message.c_str());
@@ -46,6 +58,20 @@ void Call::send()
 {
     if (int code = sd_bus_send(nullptr, m_reply.get(), nullptr); code < 0)
         NSLog("cannot answer %s: %s", sd_bus_message_get_member(m_request), std::strerror(-code));
+}
+
+int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error)
+{
+    const char* name = sd_bus_message_get_member(request);
+    if (!name || sd_bus_message_get_interface(request))
+        return 0;
+    auto* object = static_cast<ServedObject*>(userdata);
+    const sd_bus_vtable* method = findMethod(*object, name);
+    if (!method)
+        return 0;
+    if (!sd_bus_message_has_signature(request, method->x.method.signature))
+        return fail(error, BusErrorInvalidArgs, std::string("expected arguments: ") + method->x.method.signature);
+    return method->x.method.handler(request, object, error);
 }
 
 int answerCall(

@@ -69,6 +69,10 @@ public:
 int answerCall(
     sd_bus_message* request, ServedObject& object, sd_bus_error* error, void (*operation)(ServedObject&, Call&));
 
+/// Answers a call that names no interface, which the bus allows and sd-bus's tables do not find: the first of the
+/// object's methods of that name does it. `userdata` is the ServedObject. For sd_bus_add_object.
+int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error);
+
 /// The handler of a method of an adaptor class, for sd-bus's tables.
 template <class Adaptor, void (Adaptor::*Method)(Call&)>
 int servedMethod(sd_bus_message* request, void* userdata, sd_bus_error* error)

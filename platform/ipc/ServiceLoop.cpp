@@ -39,6 +39,10 @@ ServiceLoop::~ServiceLoop() { stop(); }
 int ServiceLoop::serve(const char* path, ServedObject& object, std::vector<BusSlot>& slots)
 {
     object.host = this;
+    sd_bus_slot* anyCall = nullptr;
+    if (int code = sd_bus_add_object(bus(), &anyCall, path, answerWithoutInterface, &object); code < 0)
+        return code;
+    slots.emplace_back(anyCall);
     for (const ServedInterface& interface : object.interfaces()) {
         sd_bus_slot* slot = nullptr;
         int code = sd_bus_add_object_vtable(bus(), &slot, path, interface.name, interface.members, &object);

@@ -50,8 +50,9 @@ BusMessage BusClient::request(const std::string& destination, const std::string&
     const std::string& member, const Encode& arguments)
 {
     sd_bus_message* message = nullptr;
-    int code = sd_bus_message_new_method_call(
-        bus(), &message, destination.c_str(), path.c_str(), interface.c_str(), member.c_str());
+    const char* named = interface.empty() ? nullptr : interface.c_str();
+    int code
+        = sd_bus_message_new_method_call(bus(), &message, destination.c_str(), path.c_str(), named, member.c_str());
     if (code < 0)
         throw std::runtime_error(std::strerror(-code));
     BusMessage holder(message);

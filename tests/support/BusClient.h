@@ -29,7 +29,7 @@ public:
     sd_bus* bus() const { return m_bus.get(); }
     std::string uniqueName() const;
 
-    /// Calls and waits; nothing else on this connection is answered meanwhile.
+    /// Calls and waits; nothing else on this connection is answered meanwhile. An empty interface is left out.
     Answer call(const std::string& destination, const std::string& path, const std::string& interface,
         const std::string& member, const Encode& arguments = {});
     /// The same, while objects that this client serves are answered; for calls that come back to a delegate.

@@ -126,6 +126,25 @@ TEST_F(NSConnectionTest, AnswersUnderTheEscapedName)
     EXPECT_EQ(answer.reader().string(), "안녕");
 }
 
+TEST_F(NSConnectionTest, ACallMayLeaveTheInterfaceOut)
+{
+    BusClient client;
+    auto callWithout = [&](const char* member, const BusClient::Encode& arguments, const std::string& path = "/") {
+        return client.call(BusName, path, "", member, arguments);
+    };
+    auto text = [](WireWriter& out) { out.string("안녕"); };
+    Answer answer = callWithout("echo", text);
+    ASSERT_TRUE(answer.ok()) << answer.text;
+    EXPECT_EQ(answer.reader().string(), "안녕");
+    EXPECT_EQ(callWithout("echo", {}).error, "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_EQ(callWithout("nothing", {}).error, "org.freedesktop.DBus.Error.UnknownMethod");
+    EXPECT_EQ(callWithout("echo", text, "/elsewhere").error, "org.freedesktop.DBus.Error.UnknownObject");
+    EXPECT_EQ(callWithout("raise", {}).error, "Mivo.Exception.NSInvalidArgumentException");
+    std::string given = callWithout("give", {}).reader().objectPath();
+    EXPECT_TRUE(callWithout("echo", text, given).ok());
+    EXPECT_TRUE(callWithout("release", {}, given).ok());
+}
+
 TEST_F(NSConnectionTest, ATakenNameYieldsNoConnection)
 {
     EXPECT_EQ(NSConnection::serviceConnectionWithName(Service, std::make_unique<Sample>()), nullptr);
