@@ -1,5 +1,7 @@
 #include "platform/audio/AudioFileReader.h"
 
+#include "platform/audio/WaveSource.h"
+
 #include <algorithm>
 
 namespace mv {
@@ -38,6 +40,8 @@ AudioStreamBasicDescription defaultClientFormat(const AudioStreamBasicDescriptio
 
 Result<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const Path& path)
 {
+    if (auto wave = WaveSource::open(path))
+        return std::make_unique<AudioFileReader>(std::move(wave));
     MV_TRY(source, audioBackend().openSource(path));
     return std::make_unique<AudioFileReader>(std::move(source));
 }

@@ -78,6 +78,15 @@ template <class T> void storeSigned24(std::uint8_t* to, T value)
 template <class T> void storeSigned32(std::uint8_t* to, T value) { storeAs(to, narrowed<32>(value)); }
 template <class T> void storeFloat32(std::uint8_t* to, T value) { storeAs(to, floating(value)); }
 
+bool isIdentity(const MixMatrix& matrix)
+{
+    for (std::size_t output = 0; output < matrix.size(); ++output)
+        for (std::size_t input = 0; input < matrix[output].size(); ++input)
+            if (matrix[output][input] != (input == output ? 1.0 : 0.0))
+                return false;
+    return true;
+}
+
 std::size_t sizeOf(SampleKind kind)
 {
     switch (kind) {
@@ -132,7 +141,15 @@ PcmConverter::PcmConverter(const AudioSourceFormat& source, const AudioStreamBas
     , m_frameSize(client.mBytesPerFrame)
     , m_sampleSize(client.mBytesPerFrame / client.mChannelsPerFrame)
     , m_matrix(mixMatrix(source.description.mChannelsPerFrame, source.channelMask, client.mChannelsPerFrame))
+    , m_keepsChannels(isIdentity(m_matrix))
 {
+}
+
+bool PcmConverter::isTarget(SampleKind kind) const
+{
+    return (kind == SampleKind::Signed16 && m_target == Target::Signed16)
+        || (kind == SampleKind::Signed32 && m_target == Target::Signed32)
+        || (kind == SampleKind::Float32 && m_target == Target::Float32);
 }
 
 PcmConverter::Plane PcmConverter::planeOf(const DecodedFrames& frames, std::uint32_t channel, std::uint32_t first)
@@ -210,6 +227,11 @@ void PcmConverter::mixChannel(const DecodedFrames& frames, std::uint32_t first, 
 
 void PcmConverter::convert(const DecodedFrames& frames, std::uint32_t first, std::uint32_t count, std::uint8_t* target)
 {
+    if (m_keepsChannels && !frames.planar && isTarget(frames.kind)) {
+        std::memcpy(
+            target, frames.planes[0] + std::size_t { first } * m_frameSize, std::size_t { count } * m_frameSize);
+        return;
+    }
     for (std::size_t output = 0; output < m_matrix.size(); ++output) {
         const std::vector<double>& weights = m_matrix[output];
         Sink sink { target + output * m_sampleSize, m_frameSize };

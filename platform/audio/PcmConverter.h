@@ -29,6 +29,7 @@ private:
     struct Sink; // and on the way out
 
     static Plane planeOf(const DecodedFrames& frames, std::uint32_t channel, std::uint32_t first);
+    bool isTarget(SampleKind kind) const;
     template <class Load> void store(Load load, std::uint32_t count, const Sink& sink) const;
     void convertChannel(const Plane& plane, std::uint32_t count, const Sink& sink) const;
     void mixChannel(const DecodedFrames& frames, std::uint32_t first, std::uint32_t count,
@@ -38,6 +39,7 @@ private:
     std::uint32_t m_frameSize;
     std::uint32_t m_sampleSize;
     MixMatrix m_matrix;
+    bool m_keepsChannels;
     std::vector<double> m_mixed;
 };
 

@@ -31,7 +31,8 @@ void* openModule(std::string& problem)
             problem = "no " + module.string();
             continue;
         }
-        if (void* handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL))
+        // Lazily: of the calls between some 130 libraries a process makes few.
+        if (void* handle = dlopen(module.c_str(), RTLD_LAZY | RTLD_LOCAL))
             return handle;
         problem = dlerror();
         return nullptr;

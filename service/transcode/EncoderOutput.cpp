@@ -18,6 +18,9 @@ bool isSameFile(int fd, const Path& path)
         && one.st_ino == other.st_ino;
 }
 
+// A second of sound or two go to the disk at once.
+constexpr std::size_t WriteBuffer = 1 << 16;
+
 bool makeEmpty(int fd)
 {
     struct stat facts { };
@@ -40,8 +43,10 @@ bool EncoderOutput::open(const Path& output, const Path& input)
     if (!fd || isSameFile(fd.get(), input) || !makeEmpty(fd.get()))
         return false;
     m_file = fdopen(fd.get(), "wb");
-    if (m_file)
+    if (m_file) {
         fd.release();
+        std::setvbuf(m_file, nullptr, _IOFBF, WriteBuffer);
+    }
     return m_file != nullptr;
 }
 

@@ -11,7 +11,10 @@ namespace {
 // A block is 26 ms of sound and some 0.2 ms of work. So many may lie between two threads, and so many wake the next
 // one: far fewer switches than blocks, and still nothing that a listener to progress would notice.
 constexpr std::size_t QueuedBlocks = 64;
-constexpr std::size_t BlocksAtOnce = 8;
+constexpr std::size_t BlocksAtOnce = 16;
+
+// False where a short block makes the conversion read on into what an earlier block left.
+bool isComplete(std::uint32_t bytes, std::uint32_t frames) { return sampleWidth(bytes, frames) * 2 * frames <= bytes; }
 
 } // namespace
 
@@ -72,10 +75,11 @@ void EncodingPipeline::decode()
 EncodingPipeline::PcmBlock EncodingPipeline::readBlock()
 {
     PcmBlock block;
-    block.samples.resize(m_pcm.size());
-    AudioBufferList list { 1, { { 2, static_cast<std::uint32_t>(block.samples.size()), block.samples.data() } } };
+    block.samples = std::make_unique_for_overwrite<std::uint8_t[]>(m_pcm.size());
+    auto room = static_cast<std::uint32_t>(m_pcm.size());
+    AudioBufferList list { 1, { { 2, room, block.samples.get() } } };
     block.frames = m_decoder.readPCMSampleCount(&list, m_frameSize);
-    block.bytes = std::min(list.mBuffers[0].mDataByteSize, static_cast<std::uint32_t>(block.samples.size()));
+    block.bytes = std::min(list.mBuffers[0].mDataByteSize, room);
     return block;
 }
 
@@ -107,8 +111,12 @@ void EncodingPipeline::encodeBlocks()
 EncodingPipeline::Block EncodingPipeline::encodeBlock(const PcmBlock& pcm)
 {
     auto frames = std::min(static_cast<std::uint32_t>(pcm.frames), m_frameSize);
-    std::copy_n(pcm.samples.begin(), pcm.bytes, m_pcm.begin());
-    buildSampleBlock({ m_pcm.data(), m_pcm.size() }, pcm.bytes, frames, m_samples);
+    ByteView area { pcm.samples.get(), pcm.bytes };
+    if (!isComplete(pcm.bytes, frames)) {
+        std::copy(area.begin(), area.end(), m_pcm.begin());
+        area = m_pcm;
+    }
+    buildSampleBlock(area, pcm.bytes, frames, m_samples);
     int result = m_library.encodeBufferInt(
         m_lame, m_samples[0], m_samples[1], static_cast<int>(frames), m_mp3.data(), static_cast<int>(m_mp3.size()));
     std::size_t bytes = result > 0 ? static_cast<std::size_t>(result) : 0;

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <thread>
 
 namespace mv {
@@ -48,7 +49,7 @@ private:
     struct PcmBlock {
         std::int32_t frames = 0;
         std::uint32_t bytes = 0;
-        Bytes samples;
+        std::unique_ptr<std::uint8_t[]> samples; // as many bytes as m_pcm, the first `bytes` of them written
     };
 
     void decode();
@@ -68,8 +69,8 @@ private:
     // Written before a thread closes its queue, read when the queue of encoded blocks was found closed and empty.
     std::exception_ptr m_decodingRaised;
     std::exception_ptr m_encodingRaised;
-    // The encoding thread only. The block of samples outlives its contents: a reader of what a short block left
-    // unwritten finds what the block before it had there, as with a single buffer.
+    // The encoding thread only (but for the size). Short blocks are converted here: what they leave unwritten is what
+    // the block before them had there, as with a single buffer.
     Bytes m_pcm;
     SampleBlock m_samples {};
     std::array<unsigned char, Mp3BufferSize> m_mp3 {};

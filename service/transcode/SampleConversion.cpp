@@ -50,13 +50,17 @@ void split(
 
 } // namespace
 
+std::uint32_t sampleWidth(std::uint32_t byteSize, std::uint32_t frames)
+{
+    std::uint32_t width = byteSize / frames / 2;
+    return width == 0 || width > 3 ? 4 : width;
+}
+
 void buildSampleBlock(ByteView area, std::uint32_t byteSize, std::uint32_t frames, std::int32_t (&samples)[2][1152])
 {
     if (frames == 0)
         return;
-    std::uint32_t width = byteSize / frames / 2;
-    if (width == 0 || width > 3)
-        width = 4;
+    std::uint32_t width = sampleWidth(byteSize, frames);
     frames = std::min({ frames, std::uint32_t { 1152 }, static_cast<std::uint32_t>(area.size() / (2 * width)) });
     switch (width) {
     case 1:
