@@ -1,6 +1,5 @@
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 
-#include "service/host/adaptors/ClientDelegate.h"
 #include "service/host/adaptors/PathArgument.h"
 
 #include <atomic>
@@ -34,8 +33,8 @@ constexpr const char* EncoderPath = "/";
 /// delegate that fails one is lost for the rest of the job, which it thereby asks to cancel.
 class DelegateProxy final : public MVAudioEncoderDelegate {
 public:
-    explicit DelegateProxy(RemoteObject remote)
-        : m_client(std::move(remote))
+    DelegateProxy(RemoteObject remote, std::uint64_t timeout)
+        : m_client(std::move(remote), timeout)
     {
     }
 
@@ -94,7 +93,7 @@ void AudioEncoderAdaptor::setDelegate(Call& call)
 {
     auto remote
         = ClientDelegate::remoteObject(call.sender(), call.arguments().objectPath(), "Mivo.MVAudioEncoderDelegate");
-    m_root->setDelegate(remote ? std::make_shared<DelegateProxy>(std::move(*remote)) : nullptr);
+    m_root->setDelegate(remote ? std::make_shared<DelegateProxy>(std::move(*remote), m_delegateTimeout) : nullptr);
 }
 
 void AudioEncoderAdaptor::encodeFileOutputFile(Call& call)

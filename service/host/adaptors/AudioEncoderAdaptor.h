@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ipc/ServedObject.h"
+#include "service/host/adaptors/ClientDelegate.h"
 #include "service/include/MVAudioEncoderBase.h"
 
 namespace mv {
@@ -8,8 +9,10 @@ namespace mv {
 /// Mivo.MVAudioEncoderBase, with the client's delegate as Mivo.MVAudioEncoderDelegate.
 class AudioEncoderAdaptor final : public ServedObject {
 public:
-    explicit AudioEncoderAdaptor(std::unique_ptr<MVAudioEncoderBase> root)
+    explicit AudioEncoderAdaptor(
+        std::unique_ptr<MVAudioEncoderBase> root, std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
         : m_root(std::move(root))
+        , m_delegateTimeout(delegateTimeout)
     {
     }
     std::span<const ServedInterface> interfaces() const override;
@@ -22,6 +25,7 @@ public:
 
 private:
     std::unique_ptr<MVAudioEncoderBase> m_root;
+    std::uint64_t m_delegateTimeout;
 };
 
 } // namespace mv

@@ -18,7 +18,7 @@ bool ClientDelegate::send(
     const char* member, const RemoteObject::Encode& arguments, const RemoteObject::Decode& results) const
 {
     try {
-        m_remote.call(member, DelegateTimeoutMicroseconds, arguments, results);
+        m_remote.call(member, m_timeout, arguments, results);
         return true;
     } catch (const BusError& error) {
         NSLog("the delegate did not answer %s: %s", member, error.message().c_str());

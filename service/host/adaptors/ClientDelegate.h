@@ -7,7 +7,7 @@
 
 namespace mv {
 
-/// Longest wait for one answer of a client's delegate.
+/// Longest wait for one answer of a client's delegate. Tests have less patience.
 inline constexpr std::uint64_t DelegateTimeoutMicroseconds = 60'000'000;
 
 /// The bus side of a client's delegate. A message that fails (the client has left, answers with an error, or does
@@ -18,8 +18,9 @@ public:
     static std::optional<RemoteObject> remoteObject(
         const std::string& client, const std::string& path, const char* interface);
 
-    explicit ClientDelegate(RemoteObject remote)
+    ClientDelegate(RemoteObject remote, std::uint64_t timeoutMicroseconds)
         : m_remote(std::move(remote))
+        , m_timeout(timeoutMicroseconds)
     {
     }
 
@@ -29,6 +30,7 @@ public:
 
 private:
     RemoteObject m_remote;
+    std::uint64_t m_timeout;
 };
 
 } // namespace mv

@@ -1,6 +1,5 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 
-#include "service/host/adaptors/ClientDelegate.h"
 #include "service/host/adaptors/PathArgument.h"
 
 namespace mv {
@@ -22,31 +21,34 @@ constexpr sd_bus_vtable kMembers[] = {
 
 constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMP4ExporterBase", kMembers } };
 
+/// A delegate that fails a message has cancelled, and is not waited for again.
 class DelegateProxy final : public MVMP4ExporterDelegate {
 public:
-    explicit DelegateProxy(RemoteObject remote)
-        : m_client(std::move(remote))
+    DelegateProxy(RemoteObject remote, std::uint64_t timeout)
+        : m_client(std::move(remote), timeout)
     {
     }
     bool MP4ExporterProgress(std::int32_t percent) override
     {
         bool goOn = false;
-        bool answered = m_client.send(
-            "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
-            [&](WireReader& in) { goOn = in.boolean(); });
-        return answered && goOn;
+        m_lost = m_lost
+            || !m_client.send(
+                "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
+                [&](WireReader& in) { goOn = in.boolean(); });
+        return !m_lost && goOn;
     }
 
 private:
     ClientDelegate m_client;
+    bool m_lost = false;
 };
 
 /// Null for a nil delegate.
-std::unique_ptr<DelegateProxy> delegateOf(Call& call)
+std::unique_ptr<DelegateProxy> delegateOf(Call& call, std::uint64_t timeout)
 {
     auto remote
         = ClientDelegate::remoteObject(call.sender(), call.arguments().objectPath(), "Mivo.MVMP4ExporterDelegate");
-    return remote ? std::make_unique<DelegateProxy>(std::move(*remote)) : nullptr;
+    return remote ? std::make_unique<DelegateProxy>(std::move(*remote), timeout) : nullptr;
 }
 
 } // namespace
@@ -55,7 +57,7 @@ std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return
 
 void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
 {
-    auto delegate = delegateOf(call);
+    auto delegate = delegateOf(call, m_delegateTimeout);
     Path source = pathFromWire(call.arguments().string());
     Path destination = pathFromWire(call.arguments().string());
     call.reply().integer(m_root->exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
@@ -63,7 +65,7 @@ void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
 
 void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& call)
 {
-    auto delegate = delegateOf(call);
+    auto delegate = delegateOf(call, m_delegateTimeout);
     Path source = pathFromWire(call.arguments().string());
     Path destination = pathFromWire(call.arguments().string());
     std::int32_t bitrate = call.arguments().integer();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ipc/ServedObject.h"
+#include "service/host/adaptors/ClientDelegate.h"
 #include "service/include/MVMP4ExporterBase.h"
 
 namespace mv {
@@ -8,8 +9,10 @@ namespace mv {
 /// Mivo.MVMP4ExporterBase, with the client's delegate as Mivo.MVMP4ExporterDelegate.
 class MP4ExporterAdaptor final : public ServedObject {
 public:
-    explicit MP4ExporterAdaptor(std::unique_ptr<MVMP4ExporterBase> root)
+    explicit MP4ExporterAdaptor(
+        std::unique_ptr<MVMP4ExporterBase> root, std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
         : m_root(std::move(root))
+        , m_delegateTimeout(delegateTimeout)
     {
     }
     std::span<const ServedInterface> interfaces() const override;
@@ -20,6 +23,7 @@ public:
 
 private:
     std::unique_ptr<MVMP4ExporterBase> m_root;
+    std::uint64_t m_delegateTimeout;
 };
 
 } // namespace mv

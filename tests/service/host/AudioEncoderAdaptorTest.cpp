@@ -54,6 +54,7 @@ struct Delegate {
     std::vector<std::string> messages;
     std::vector<std::string> senders;
     std::string failing;
+    std::string hanging;
     bool stop = false;
 
     /// Notes the message; the answer is an error where the test asks for one.
@@ -64,6 +65,12 @@ struct Delegate {
         return !failing.empty() && text.starts_with(failing);
     }
 };
+
+// No answer is sent, ever.
+bool hangs(const Delegate& delegate)
+{
+    return !delegate.hanging.empty() && delegate.messages.back().starts_with(delegate.hanging);
+}
 
 int refuse(sd_bus_error* error) { return sd_bus_error_set(error, "org.example.No", "no"); }
 
@@ -80,6 +87,8 @@ int shouldStop(sd_bus_message* message, void* userdata, sd_bus_error* error)
     auto& delegate = *static_cast<Delegate*>(userdata);
     if (delegate.note(message, "stop?"))
         return refuse(error);
+    if (hangs(delegate))
+        return 1;
     return sd_bus_reply_method_return(message, "b", delegate.stop);
 }
 
@@ -90,6 +99,8 @@ int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
     std::string encoder = in.objectPath();
     if (delegate.note(message, "progress " + encoder + " " + std::to_string(static_cast<int>(in.real()))))
         return refuse(error);
+    if (hangs(delegate))
+        return 1;
     return sd_bus_reply_method_return(message, "");
 }
 
@@ -122,9 +133,9 @@ constexpr const char* Interface = "Mivo.MVAudioEncoderBase";
 
 class AudioEncoderAdaptorTest : public test::AdaptorTest {
 protected:
-    AudioEncoderAdaptorTest()
+    explicit AudioEncoderAdaptorTest(std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
     {
-        serve(std::make_unique<AudioEncoderAdaptor>(std::make_unique<FakeEncoder>()));
+        serve(std::make_unique<AudioEncoderAdaptor>(std::make_unique<FakeEncoder>(), delegateTimeout));
         exportDelegate("/delegate", "Mivo.MVAudioEncoderDelegate", kDelegate, &m_delegate);
         call(Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); });
     }
@@ -207,6 +218,33 @@ TEST_F(AudioEncoderAdaptorTest, ALostDelegateIsToldOfTheNextJobsFailure)
     m_delegate.messages.clear();
     EXPECT_FALSE(encode("/fail"));
     EXPECT_EQ(m_delegate.messages, std::vector<std::string> { "fail / MVAudioEncoderErrorDomain 4" });
+}
+
+/// Long enough for a client on a busy machine, short enough for a test.
+class ImpatientAudioEncoderAdaptorTest : public AudioEncoderAdaptorTest {
+protected:
+    ImpatientAudioEncoderAdaptorTest()
+        : AudioEncoderAdaptorTest(2'000'000)
+    {
+    }
+};
+
+TEST_F(ImpatientAudioEncoderAdaptorTest, AQuestionWithoutAnAnswerAsksToCancel)
+{
+    m_delegate.hanging = "stop?";
+    EXPECT_TRUE(encode()) << "a cancelled job is no failure";
+    EXPECT_EQ(m_delegate.messages, (std::vector<std::string> { "start /", "stop?" }));
+    m_delegate.messages.clear();
+    m_delegate.hanging.clear();
+    EXPECT_TRUE(encode());
+    EXPECT_EQ(m_delegate.messages.back(), "end /") << "the next job starts afresh";
+}
+
+TEST_F(ImpatientAudioEncoderAdaptorTest, AMessageWithoutAnAnswerAsksToCancelAndIsTheLast)
+{
+    m_delegate.hanging = "progress / 20";
+    EXPECT_TRUE(encode());
+    EXPECT_EQ(m_delegate.messages.back(), "progress / 20");
 }
 
 TEST_F(AudioEncoderAdaptorTest, WithoutADelegateAJobRunsInSilence)

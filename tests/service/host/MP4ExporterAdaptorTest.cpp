@@ -30,6 +30,7 @@ struct FakeExporter final : MVMP4ExporterBase {
 struct Delegate {
     int limit = 1000;
     bool fail = false;
+    bool hang = false; ///< no answer is sent, ever
     std::vector<int> percents;
 };
 
@@ -39,6 +40,8 @@ int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
     delegate.percents.push_back(WireReader(message).integer());
     if (delegate.fail)
         return sd_bus_error_set(error, "org.example.No", "no");
+    if (delegate.hang)
+        return 1;
     return sd_bus_reply_method_return(message, "b", static_cast<int>(delegate.percents.size()) < delegate.limit);
 }
 
@@ -52,9 +55,9 @@ constexpr const char* Interface = "Mivo.MVMP4ExporterBase";
 
 class MP4ExporterAdaptorTest : public test::AdaptorTest {
 protected:
-    MP4ExporterAdaptorTest()
+    explicit MP4ExporterAdaptorTest(std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
     {
-        serve(std::make_unique<MP4ExporterAdaptor>(std::make_unique<FakeExporter>()));
+        serve(std::make_unique<MP4ExporterAdaptor>(std::make_unique<FakeExporter>(), delegateTimeout));
         exportDelegate("/delegate", "Mivo.MVMP4ExporterDelegate", kDelegate, &m_delegate);
     }
     ~MP4ExporterAdaptorTest() override { m_connection.reset(); }
@@ -75,6 +78,22 @@ TEST_F(MP4ExporterAdaptorTest, TheDelegateHearsEveryPercentInOrder)
     ASSERT_EQ(m_delegate.percents.size(), 99u);
     EXPECT_EQ(m_delegate.percents.front(), 1);
     EXPECT_EQ(m_delegate.percents.back(), 99);
+}
+
+/// Long enough for a client on a busy machine, short enough for a test.
+class ImpatientMP4ExporterAdaptorTest : public MP4ExporterAdaptorTest {
+protected:
+    ImpatientMP4ExporterAdaptorTest()
+        : MP4ExporterAdaptorTest(2'000'000)
+    {
+    }
+};
+
+TEST_F(ImpatientMP4ExporterAdaptorTest, ADelegateThatDoesNotAnswerInTimeCancels)
+{
+    m_delegate.hang = true;
+    EXPECT_EQ(exportWith("/delegate"), 1);
+    EXPECT_EQ(m_delegate.percents, std::vector<int> { 1 });
 }
 
 TEST_F(MP4ExporterAdaptorTest, ANoCancels)
