@@ -91,6 +91,47 @@ TEST(MP3Encoding, SameBytesAsLame)
     }
 }
 
+// Whatever the source is, what is heard is as close to the original as what lame makes of the same source. (It reads
+// WAV and MP3 itself and is handed the rest by ffmpeg.)
+TEST(MP3Encoding, AsCloseToTheOriginalAsLame)
+{
+    NEEDS_PROGRAMS();
+    ScratchFolder scratch;
+    std::string original = scratch.file("original.wav");
+    std::string piped = scratch.file("piped.wav");
+    std::string ours = scratch.file("ours.mp3");
+    std::string theirs = scratch.file("theirs.mp3");
+    ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s24le") + test::quoted(original)), 0);
+    auto wanted = decoded(original, 2);
+    struct Row {
+        const char* name;
+        const char* codec;
+        const char* depth; ///< that lame is given
+    };
+    const Row rows[] { { "deep.wav", "pcm_s24le", "pcm_s24le" }, { "float.wav", "pcm_f32le", "pcm_s32le" },
+        { "deep.flac", "flac", "pcm_s24le" }, { "lossless.m4a", "alac", "pcm_s24le" },
+        { "lossy.m4a", "aac -b:a 256k -movie_timescale 44100", "pcm_s16le" },
+        { "lossy.mp3", "libmp3lame -b:a 320k", "pcm_s16le" }, { "lossy.ogg", "libvorbis -q:a 8", "pcm_s16le" } };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string input = scratch.file(row.name);
+        ASSERT_EQ(
+            run("ffmpeg -v error -y -i " + test::quoted(original) + " -c:a " + row.codec + " " + test::quoted(input)),
+            0);
+        ASSERT_EQ(
+            run("ffmpeg -v error -y -i " + test::quoted(input) + " -c:a " + row.depth + " " + test::quoted(piped)), 0);
+        ASSERT_EQ(run("lame --quiet -b 192 -m s -q 5 " + test::quoted(piped) + " " + test::quoted(theirs)), 0);
+        ASSERT_TRUE(encode(input, ours, { { MVAudioEncoderExactConversionAttribute, true } }));
+        for (std::size_t side : { 0u, 1u }) {
+            double here = signalToNoise(wanted[side], decoded(ours, 2)[side]);
+            double there = signalToNoise(wanted[side], decoded(theirs, 2)[side]);
+            RecordProperty(std::string(row.name) + (side ? " right" : " left"), std::to_string(here - there));
+            EXPECT_GT(here, 20);
+            EXPECT_NEAR(here, there, 0.05);
+        }
+    }
+}
+
 TEST(MP3Encoding, VariableBitRateIsLamesDefault)
 {
     NEEDS_PROGRAMS();
