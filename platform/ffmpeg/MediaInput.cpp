@@ -47,8 +47,8 @@ int MediaInput::readPacket(void* self, std::uint8_t* target, int size)
     auto& input = *static_cast<MediaInput*>(self);
     if (input.expired())
         return AVERROR_EXIT;
-    auto got
-        = input.m_file.readAt(static_cast<std::uint64_t>(input.m_position), { target, static_cast<std::size_t>(size) });
+    auto got = input.m_file.readAt(
+        input.m_start + static_cast<std::uint64_t>(input.m_position), { target, static_cast<std::size_t>(size) });
     if (!got)
         return AVERROR(EIO);
     if (*got == 0)
@@ -60,7 +60,7 @@ int MediaInput::readPacket(void* self, std::uint8_t* target, int size)
 std::int64_t MediaInput::seek(void* self, std::int64_t offset, int whence)
 {
     auto& input = *static_cast<MediaInput*>(self);
-    auto size = static_cast<std::int64_t>(input.m_file.size());
+    auto size = static_cast<std::int64_t>(input.m_file.size() - input.m_start);
     if (whence & AVSEEK_SIZE)
         return size;
     std::int64_t base = 0;
@@ -95,6 +95,7 @@ bool MediaInput::makeIoContext()
 Result<std::unique_ptr<MediaInput>> MediaInput::open(InputFile file, const Settings& settings)
 {
     std::unique_ptr<MediaInput> input(new MediaInput(std::move(file)));
+    input->m_start = std::min(settings.start, input->m_file.size());
     if (settings.deadline)
         input->m_deadline = std::chrono::steady_clock::now() + *settings.deadline;
     AVFormatContext* context = avformat_alloc_context();
@@ -115,7 +116,8 @@ Result<std::unique_ptr<MediaInput>> MediaInput::open(InputFile file, const Setti
     options.set("probesize", MaximumProbeBytes);
     options.set("analyzeduration", MaximumAnalyzeDuration);
     // No name is given: the content alone decides. A failed call frees the context.
-    int status = avformat_open_input(&context, nullptr, nullptr, options.address());
+    const AVInputFormat* container = settings.container ? av_find_input_format(settings.container) : nullptr;
+    int status = avformat_open_input(&context, nullptr, container, options.address());
     if (status < 0)
         return ffmpegError(input->expired() ? AVERROR_EXIT : status, "cannot open");
     input->m_context.reset(context);

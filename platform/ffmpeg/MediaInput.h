@@ -20,6 +20,10 @@ public:
         std::optional<std::chrono::milliseconds> deadline = DefaultDeadline;
         /// Makes up presentation times where the container has none (AVI with B frames), for copying packets.
         bool generatePts = false;
+        /// Where in the file the media begins: what is before it is as if it were not there.
+        std::uint64_t start = 0;
+        /// FFmpeg's name of a container of our list; the content is then not asked what it is.
+        const char* container = nullptr;
     };
 
     static Result<std::unique_ptr<MediaInput>> open(InputFile file, const Settings& settings);
@@ -53,6 +57,7 @@ private:
     bool makeIoContext();
 
     InputFile m_file;
+    std::uint64_t m_start = 0; // positions count from here
     std::int64_t m_position = 0;
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
     // In this order: the format context reads through the I/O context until it is closed.

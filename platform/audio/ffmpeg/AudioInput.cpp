@@ -1,5 +1,6 @@
 #include "platform/audio/ffmpeg/AudioInput.h"
 
+#include "platform/audio/ffmpeg/HiddenMpegStream.h"
 #include "platform/ffmpeg/FfmpegError.h"
 
 #include <array>
@@ -22,14 +23,32 @@ OSStatus statusOfOpening(Error::Kind kind)
     return kind == Error::Kind::Format ? kAudioFileUnsupportedFileTypeError : statusOfKind(kind);
 }
 
+// A job over a long file takes as long as it takes, so there is no deadline.
+constexpr MediaInput::Settings NoDeadline { .deadline = std::nullopt };
+
+// What is nothing known may still be an MP3 with something in front that players step over.
+Result<std::unique_ptr<MediaInput>> openMedia(const Path& path)
+{
+    auto input = MediaInput::open(path, NoDeadline);
+    if (input || statusOfOpening(input.error().kind) != kAudioFileUnsupportedFileTypeError)
+        return input;
+    auto file = InputFile::open(path);
+    auto start = file ? findHiddenMpegStream(*file) : std::nullopt;
+    if (!start)
+        return input;
+    MediaInput::Settings settings = NoDeadline;
+    settings.start = *start;
+    settings.container = "mp3";
+    return MediaInput::open(std::move(*file), settings);
+}
+
 } // namespace
 
 bool isSampled(AVCodecID id) { return id >= AV_CODEC_ID_FIRST_AUDIO && id < AV_CODEC_ID_ADPCM_IMA_QT; }
 
 Result<AudioInput> AudioInput::open(const Path& path)
 {
-    // A job over a long file takes as long as it takes, so there is no deadline.
-    auto input = MediaInput::open(path, { .deadline = std::nullopt });
+    auto input = openMedia(path);
     if (!input)
         return withStatus(input.error(), statusOfOpening(input.error().kind));
     AudioInput audio;

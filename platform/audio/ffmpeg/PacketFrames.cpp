@@ -1,7 +1,7 @@
 #include "platform/audio/ffmpeg/PacketFrames.h"
 
 #include "Base/Core/ByteReader.h"
-#include "platform/audio/MpegFrameHeader.h"
+#include "id3/MpegHeader.h"
 
 #include <algorithm>
 
@@ -23,8 +23,8 @@ std::int64_t mpegFrames(ByteView packet)
     std::size_t zeros = 0; // the decoder skips them too
     while (zeros < packet.size() && packet[zeros] == 0)
         ++zeros;
-    auto header = MpegFrameHeader::parse(packet.subspan(zeros));
-    return header ? header->samplesPerFrame : 0;
+    auto header = MpegHeader::parse(packet.subspan(zeros));
+    return header && !header->isFreeFormat() ? header->samplesPerFrame : 0;
 }
 
 // The usual number of frames in a packet stands behind size, name and version of the codec's configuration.

@@ -1,7 +1,6 @@
 #include "platform/audio/ExtAudioFile.h"
 
 #include "platform/audio/AudioFileReader.h"
-#include "platform/audio/MpegFrameHeader.h"
 #include "tests/platform/audio/FakeAudio.h"
 #include "tests/support/Scratch.h"
 
@@ -241,35 +240,4 @@ TEST(ExtAudioFile, StatusesAsText)
     EXPECT_EQ(UTCreateStringForOSType(kAudioFileInvalidFileError), "dta?");
     EXPECT_EQ(fnfErr, -43);
     EXPECT_EQ(permErr, -54);
-}
-
-TEST(MpegFrameHeader, KnowsVersionsLayersAndJunk)
-{
-    auto parse = [](std::initializer_list<std::uint8_t> bytes) {
-        Bytes copy(bytes);
-        return MpegFrameHeader::parse(copy);
-    };
-    auto full = parse({ 0xFF, 0xFB, 0x90, 0x64 });
-    ASSERT_TRUE(full);
-    EXPECT_EQ(full->sampleRate, 44100u);
-    EXPECT_EQ(full->samplesPerFrame, 1152u);
-    EXPECT_EQ(full->channels, 2u);
-    EXPECT_EQ(full->layer, 3);
-    auto low = parse({ 0xFF, 0xF3, 0x44, 0xC4 });
-    ASSERT_TRUE(low);
-    EXPECT_EQ(low->sampleRate, 24000u);
-    EXPECT_EQ(low->samplesPerFrame, 576u);
-    EXPECT_EQ(low->channels, 1u);
-    auto lowest = parse({ 0xFF, 0xE3, 0x18, 0xC4 });
-    ASSERT_TRUE(lowest);
-    EXPECT_EQ(lowest->sampleRate, 8000u);
-    EXPECT_EQ(parse({ 0xFF, 0xFF, 0x90, 0x64 })->samplesPerFrame, 384u);
-    EXPECT_EQ(parse({ 0xFF, 0xFD, 0x90, 0x64 })->samplesPerFrame, 1152u);
-    EXPECT_FALSE(parse({ 0xFF, 0xFB, 0x90 }));
-    EXPECT_FALSE(parse({ 'T', 'A', 'G', 0 }));
-    EXPECT_FALSE(parse({ 0xFF, 0xEB, 0x90, 0x64 })); // no such version
-    EXPECT_FALSE(parse({ 0xFF, 0xF9, 0x90, 0x64 })); // no such layer
-    EXPECT_FALSE(parse({ 0xFF, 0xFB, 0x00, 0x64 })); // free format
-    EXPECT_FALSE(parse({ 0xFF, 0xFB, 0xF0, 0x64 }));
-    EXPECT_FALSE(parse({ 0xFF, 0xFB, 0x9C, 0x64 }));
 }
