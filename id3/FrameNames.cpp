@@ -12,7 +12,7 @@ struct Rename {
 };
 
 // Names that v2.2 tags, and programs that put v2.2 names or their own into later tags, use. From the v2.2 and v2.3
-// documents' frame lists; the last rows are the names that podcast and sort-order frames got.
+// documents' frame lists; the last rows are the names that podcast, work and sort-order frames got.
 constexpr std::array Renames = {
     Rename { "BUF", "RBUF" },
     Rename { "CNT", "PCNT" },
@@ -74,6 +74,9 @@ constexpr std::array Renames = {
     Rename { "WCP", "WCOP" },
     Rename { "WPB", "WPUB" },
     Rename { "WXX", "WXXX" },
+    Rename { "GP1", "GRP1" },
+    Rename { "MVI", "MVIN" },
+    Rename { "MVN", "MVNM" },
     Rename { "PCS", "PCST" },
     Rename { "TCP", "TCMP" },
     Rename { "TCT", "TCAT" },

@@ -136,7 +136,12 @@ bool beginsLikePicture(ByteView data)
         Marks.begin(), Marks.end(), [&](std::string_view mark) { return charsOf(data).starts_with(mark); });
 }
 
-bool isTextFrame(std::string_view id) { return !id.empty() && id[0] == 'T' && id != "TXXX"; }
+/// Those of the standard, and those of one player that are like them.
+bool isTextFrame(std::string_view id)
+{
+    bool ofPlayer = id == "GRP1" || id == "MVNM" || id == "MVIN";
+    return ofPlayer || (id.starts_with('T') && id != "TXXX");
+}
 
 std::optional<Bytes> v23TextBody(std::string_view id, std::string_view storedId, int version, ByteView content)
 {
@@ -190,74 +195,97 @@ std::optional<Bytes> v23LanguageBody(ByteView content)
     return body.take();
 }
 
-/// A description, then a text of the same encoding (TXXX) or what is no text (WXXX: an address).
-std::optional<Bytes> v23DescriptionBody(ByteView content, bool textFollows)
-{
-    std::uint8_t encoding = content[0];
-    if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
-        return std::nullopt;
-    ByteView rest = content.subspan(1);
-    Utf16Body body;
-    body.string(encoding, takeString(encoding, rest));
-    body.terminator();
-    if (textFollows)
-        body.string(encoding, takeString(encoding, rest));
-    else
-        body.raw(rest);
-    return body.take();
-}
+/// One part of a frame's body behind its encoding byte.
+struct Part {
+    enum Kind {
+        None, ///< the body has fewer parts
+        Latin1, ///< a terminated string that is Latin-1 in every encoding
+        Raw, ///< bytes that say something else, as many as `length`
+        Text, ///< a terminated string
+        LastText, ///< a string to the end
+        Rest, ///< bytes to the end
+        Texts, ///< terminated strings to the end, bytes of `length` behind each
+    };
 
-std::optional<Bytes> v23ApicBody(ByteView content)
-{
-    std::uint8_t encoding = content[0];
-    if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
-        return std::nullopt;
-    ByteView rest = content.subspan(1);
-    ByteView mimeType = takeString(Id3EncodingLatin1, rest);
-    if (rest.empty())
-        return std::nullopt;
-    Utf16Body body;
-    body.raw(mimeType);
-    const std::uint8_t endAndType[] = { 0, rest[0] };
-    body.raw(endAndType);
-    rest = rest.subspan(1);
-    body.string(encoding, takeString(encoding, rest));
-    body.terminator();
-    body.raw(rest);
-    return body.take();
-}
+    Kind kind = None;
+    std::size_t length = 0;
+};
 
-/// IPLS: strings one behind the other.
-std::optional<Bytes> v23ListBody(ByteView content)
-{
-    std::uint8_t encoding = content[0];
-    if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
-        return std::nullopt;
-    ByteView rest = content.subspan(1);
-    Utf16Body body;
-    while (!rest.empty()) {
-        body.string(encoding, takeString(encoding, rest));
-        body.terminator();
-    }
-    return body.take();
-}
+constexpr Part Language { Part::Raw, 3 };
+constexpr Part Date { Part::Raw, 8 };
 
-/// GEOB: mime type, file name, description, object.
-std::optional<Bytes> v23ObjectBody(ByteView content)
+struct Shape {
+    std::string_view id;
+    std::array<Part, 7> parts;
+};
+
+/// The frames with an encoding byte, but for plain texts and those in which a missing byte order mark can be known.
+constexpr Shape Shapes[] = {
+    { "APIC", { { { Part::Latin1 }, { Part::Raw, 1 }, { Part::Text }, { Part::Rest } } } },
+    { "COMR",
+        { { { Part::Latin1 }, Date, { Part::Latin1 }, { Part::Raw, 1 }, { Part::Text }, { Part::Text },
+            { Part::Rest } } } },
+    { "GEOB", { { { Part::Latin1 }, { Part::Text }, { Part::Text }, { Part::Rest } } } },
+    { "IPLS", { { { Part::Texts } } } },
+    { "OWNE", { { { Part::Latin1 }, Date, { Part::LastText } } } },
+    { "SYLT", { { Language, { Part::Raw, 2 }, { Part::Text }, { Part::Texts, 4 } } } },
+    { "TXXX", { { { Part::Text }, { Part::LastText } } } },
+    { "USER", { { Language, { Part::LastText } } } },
+    { "WXXX", { { { Part::Text }, { Part::Rest } } } },
+};
+
+void convertPart(Part part, std::uint8_t encoding, ByteView& rest, Utf16Body& body)
 {
-    std::uint8_t encoding = content[0];
-    if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
-        return std::nullopt;
-    ByteView rest = content.subspan(1);
-    Utf16Body body;
-    body.raw(takeString(Id3EncodingLatin1, rest));
-    const std::uint8_t end[] = { 0 };
-    body.raw(end);
-    for (int i = 0; i < 2; ++i) {
+    auto takeRaw = [&](std::size_t length) {
+        length = std::min(length, rest.size());
+        body.raw(rest.first(length));
+        rest = rest.subspan(length);
+    };
+    auto takeText = [&] {
         body.string(encoding, takeString(encoding, rest));
         body.terminator();
+    };
+    switch (part.kind) {
+    case Part::None:
+        break;
+    case Part::Latin1:
+        body.raw(takeString(Id3EncodingLatin1, rest));
+        body.raw(Bytes(1));
+        break;
+    case Part::Raw:
+        takeRaw(part.length);
+        break;
+    case Part::Text:
+        takeText();
+        break;
+    case Part::LastText:
+        body.string(encoding, takeString(encoding, rest));
+        break;
+    case Part::Rest:
+        takeRaw(rest.size());
+        break;
+    case Part::Texts:
+        while (!rest.empty()) {
+            takeText();
+            takeRaw(part.length);
+        }
+        break;
     }
-    body.raw(rest);
+}
+
+/// Only UTF-16 without a byte order mark and UTF-8 are unknown to v2.3.
+std::optional<Bytes> v23ShapedBody(const Shape& shape, ByteView content)
+{
+    std::uint8_t encoding = content[0];
+    if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
+        return std::nullopt;
+    ByteView rest = content.subspan(1);
+    Utf16Body body;
+    for (Part part : shape.parts) {
+        if (part.kind == Part::Raw && rest.size() < part.length)
+            return std::nullopt;
+        convertPart(part, encoding, rest, body);
+    }
     return body.take();
 }
 
@@ -353,19 +381,10 @@ std::optional<Bytes> v23Body(std::string_view id, std::string_view storedId, int
         return bodyOfPic(content);
     if (isTextFrame(id))
         return v23TextBody(id, storedId, version, content);
-    if (id == "IPLS")
-        return v23ListBody(content);
     if (id == "COMM" || id == "USLT")
         return v23LanguageBody(content);
-    if (id == "TXXX")
-        return v23DescriptionBody(content, true);
-    if (id == "WXXX")
-        return v23DescriptionBody(content, false);
-    if (id == "APIC")
-        return v23ApicBody(content);
-    if (id == "GEOB")
-        return v23ObjectBody(content);
-    return std::nullopt;
+    auto shape = std::find_if(std::begin(Shapes), std::end(Shapes), [&](const Shape& each) { return each.id == id; });
+    return shape == std::end(Shapes) ? std::nullopt : v23ShapedBody(*shape, content);
 }
 
 } // namespace mv

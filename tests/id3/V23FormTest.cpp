@@ -24,6 +24,7 @@ TEST(V23FrameId, NamesOfOtherVersions)
     EXPECT_EQ(v23FrameId("TYE"), "TYER");
     EXPECT_EQ(v23FrameId("TID"), "TGID");
     EXPECT_EQ(v23FrameId("WFD"), "WFED");
+    EXPECT_EQ(v23FrameId("GP1"), "GRP1");
     EXPECT_EQ(v23FrameId("TIPL"), "IPLS");
     EXPECT_EQ(v23FrameId("TIT2"), "TIT2");
     EXPECT_EQ(v23FrameId("XYZ"), "XYZ");
@@ -161,7 +162,22 @@ TEST(V23Body, DescriptionsOfV24)
     EXPECT_EQ(form("WXXX", 4, zeroed("\3d\0http")), "\1" + desc + "http");
     EXPECT_EQ(form("GEOB", 4, zeroed("\3a/b\0f\0d\0DATA")),
         zeroed("\1a/b\0") + MarkLE + utf16LE("f") + zeroed("\0\0") + desc + "DATA");
-    EXPECT_EQ(form("TIPL", 4, zeroed("\3d\0e")), "\1" + desc + MarkLE + utf16LE("e") + zeroed("\0\0"));
+    std::string second = MarkLE + utf16LE("e") + zeroed("\0\0");
+    EXPECT_EQ(form("TIPL", 4, zeroed("\3d\0e")), "\1" + desc + second);
+    EXPECT_EQ(form("USER", 4, "\3engd"), "\1eng" + MarkLE + utf16LE("d"));
+    EXPECT_EQ(form("OWNE", 4, zeroed("\3EUR1\00020260101d")), zeroed("\1EUR1\00020260101") + MarkLE + utf16LE("d"));
+    EXPECT_EQ(form("COMR", 4, zeroed("\3EUR1\00020260101http\0\5d\0e\0a/b\0LOGO")),
+        zeroed("\1EUR1\00020260101http\0\5") + desc + second + zeroed("a/b\0LOGO"));
+    EXPECT_EQ(form("SYLT", 4, zeroed("\3eng\2\1d\0d\0\0\0\0\1e\0\0\0\0\2")),
+        "\1eng\2\1" + desc + desc + zeroed("\0\0\0\1") + second + zeroed("\0\0\0\2"));
+    EXPECT_EQ(form("GRP1", 4, "\3d"), "\1" + MarkLE + utf16LE("d"));
+}
+
+TEST(V23Body, WhatEndsTooEarlyComesBackAsItIs)
+{
+    for (auto [id, content] :
+        { std::pair { "APIC", "\3image/png" }, { "USER", "\3en" }, { "OWNE", "\3EUR1" }, { "SYLT", "\3eng\2" } })
+        EXPECT_EQ(form(id, 4, content), content) << id;
 }
 
 TEST(SplitApic, FindsTheData)
