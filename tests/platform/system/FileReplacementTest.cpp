@@ -79,12 +79,37 @@ protected:
         EXPECT_THAT(log.lines(), ElementsAre(HasSubstr(reason)));
     }
 
+    std::string song() { return m_folder.write("song.mp3", std::string_view("0123456789")); }
+    /// The same with a second name.
+    std::pair<std::string, std::string> linkedSong()
+    {
+        std::string path = song();
+        std::string second = m_folder.file("second.mp3");
+        EXPECT_EQ(link(path.c_str(), second.c_str()), 0);
+        return { path, second };
+    }
+    /// An update that is killed as soon as the new content is written.
+    static void killUpdateOf(const std::string& path, std::string_view content)
+    {
+        pid_t child = fork();
+        if (child == 0) {
+            (void)FileReplacement::perform(path, fixed({ literal(content) }), [](const InputFile&) -> Result<void> {
+                raise(SIGKILL);
+                return {};
+            });
+            _exit(1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status));
+    }
+
     test::ScratchFolder m_folder;
 };
 
 TEST_F(FileReplacementTest, JoinsLiteralsAndStretchesOfTheOldContent)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     expectReplaced(
         path, { literal("new "), FileSegment::copy(4, 6), literal("!"), FileSegment::copy(0, 2) }, "new 456789!01");
     EXPECT_THAT(namesIn(m_folder.path()), ElementsAre("song.mp3"));
@@ -104,14 +129,14 @@ TEST_F(FileReplacementTest, CopiesStretchesOfManyChunksAtEveryAlignment)
 
 TEST_F(FileReplacementTest, MayBecomeEmptyAndBeFilledFromEmpty)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     expectReplaced(path, {}, "");
     expectReplaced(path, { literal("a") }, "a");
 }
 
 TEST_F(FileReplacementTest, WritesNothingWhenTheFileAlreadyHoldsTheContent)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     struct stat before = factsOf(path);
     auto same = FileReplacement::perform(
         path, fixed({ FileSegment::copy(0, 3), literal("345"), FileSegment::copy(6, 4) }), noCheck);
@@ -128,7 +153,7 @@ TEST_F(FileReplacementTest, WritesNothingWhenTheFileAlreadyHoldsTheContent)
 
 TEST_F(FileReplacementTest, AFailingPlanOrCheckKeepsTheOldContent)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     Error reason { Error::Kind::Format, "the tag does not read back" };
     expectFailure(
         path, fixed({ literal("new") }), [&](const InputFile&) { return reason; }, "the tag does not read back");
@@ -140,7 +165,7 @@ TEST_F(FileReplacementTest, AFailingPlanOrCheckKeepsTheOldContent)
 
 TEST_F(FileReplacementTest, TheCheckSeesTheNewContent)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     auto check = [](const InputFile& made) -> Result<void> {
         auto bytes = made.bytesAt(0, made.size());
         EXPECT_EQ(charsOf(*bytes), "new 89");
@@ -161,14 +186,14 @@ TEST_F(FileReplacementTest, RefusesWhatIsNoWritableRegularFile)
 
 TEST_F(FileReplacementTest, RefusesAStretchPastTheEnd)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     expectFailure(path, fixed({ FileSegment::copy(5, 6) }), noCheck, "became shorter");
     EXPECT_EQ(textOf(path), "0123456789");
 }
 
 TEST_F(FileReplacementTest, KeepsModeOwnerAndAttributes)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     bool attributes = setxattr(path.c_str(), "user.mood", "calm", 4, 0) == 0;
     bool owner = chown(path.c_str(), 1234, 2345) == 0;
     ASSERT_EQ(chmod(path.c_str(), 02640), 0);
@@ -217,9 +242,7 @@ TEST_F(FileReplacementTest, ASymlinkStaysAndItsTargetIsReplaced)
 
 TEST_F(FileReplacementTest, AFileOfSeveralNamesKeepsThem)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
-    std::string second = m_folder.file("second.mp3");
-    ASSERT_EQ(link(path.c_str(), second.c_str()), 0);
+    auto [path, second] = linkedSong();
     expectReplaced(path, { literal("longer than before "), FileSegment::copy(2, 8) }, "longer than before 23456789");
     EXPECT_EQ(textOf(second), "longer than before 23456789");
     expectReplaced(second, { FileSegment::copy(0, 6) }, "longer");
@@ -230,9 +253,7 @@ TEST_F(FileReplacementTest, AFileOfSeveralNamesKeepsThem)
 
 TEST_F(FileReplacementTest, AFailedRewriteInPlaceIsUndone)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
-    std::string second = m_folder.file("second.mp3");
-    ASSERT_EQ(link(path.c_str(), second.c_str()), 0);
+    auto [path, second] = linkedSong();
     Error reason { Error::Kind::Format, "unreadable" };
     expectFailure(
         path, fixed({ literal("other content") }), [&](const InputFile&) { return reason; }, "unreadable");
@@ -243,20 +264,8 @@ TEST_F(FileReplacementTest, AFailedRewriteInPlaceIsUndone)
 
 TEST_F(FileReplacementTest, AKilledRewriteInPlaceIsRestoredThroughAnyNameInTheFolder)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
-    std::string second = m_folder.file("second.mp3");
-    ASSERT_EQ(link(path.c_str(), second.c_str()), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        (void)FileReplacement::perform(path, fixed({ literal("torn") }), [](const InputFile&) -> Result<void> {
-            raise(SIGKILL);
-            return {};
-        });
-        _exit(1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    auto [path, second] = linkedSong();
+    killUpdateOf(path, "torn");
     ASSERT_EQ(textOf(path), "torn");
     ASSERT_EQ(namesIn(m_folder.path()).size(), 3u);
     auto outcome = FileReplacement::perform(
@@ -273,19 +282,9 @@ TEST_F(FileReplacementTest, AKilledRewriteInPlaceIsRestoredThroughAnyNameInTheFo
 
 TEST_F(FileReplacementTest, AKilledUpdateLeavesTheOldContentAndTheNextNoLitter)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     std::string other = m_folder.write("other.mp3", std::string_view("other"));
-    pid_t child = fork();
-    if (child == 0) {
-        (void)FileReplacement::perform(path, fixed({ literal("half") }), [](const InputFile&) -> Result<void> {
-            raise(SIGKILL);
-            return {};
-        });
-        _exit(1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    killUpdateOf(path, "half");
     EXPECT_EQ(textOf(path), "0123456789");
     ASSERT_EQ(namesIn(m_folder.path()).size(), 3u);
     expectReplaced(other, { literal("O") }, "O");
@@ -296,7 +295,7 @@ TEST_F(FileReplacementTest, AKilledUpdateLeavesTheOldContentAndTheNextNoLitter)
 
 TEST_F(FileReplacementTest, PlansAgainWhenTheTargetChangedMeanwhile)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     int plans = 0;
     auto plan = [&](const InputFile& current) -> Result<std::optional<FileContent>> {
         ++plans;
@@ -316,7 +315,7 @@ TEST_F(FileReplacementTest, PlansAgainWhenTheTargetChangedMeanwhile)
 
 TEST_F(FileReplacementTest, GivesUpOnAFileThatKeepsChanging)
 {
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
+    std::string path = song();
     int edits = 0;
     auto check = [&](const InputFile&) -> Result<void> {
         m_folder.write("song.mp3", "edit " + std::to_string(++edits));
@@ -349,18 +348,8 @@ TEST_F(FileReplacementTest, AForgedJournalOfAnotherUserIsNotBelieved)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can make another user's file";
-    std::string path = m_folder.write("song.mp3", std::string_view("0123456789"));
-    std::string second = m_folder.file("second.mp3");
-    ASSERT_EQ(link(path.c_str(), second.c_str()), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        (void)FileReplacement::perform(path, fixed({ literal("torn") }), [](const InputFile&) -> Result<void> {
-            raise(SIGKILL);
-            return {};
-        });
-        _exit(1);
-    }
-    waitpid(child, nullptr, 0);
+    auto [path, second] = linkedSong();
+    killUpdateOf(path, "torn");
     std::string journal = namesIn(m_folder.path()).front();
     ASSERT_THAT(journal, HasSubstr(".mivo-journal-"));
     ASSERT_EQ(chown(m_folder.file(journal).c_str(), 1234, 1234), 0);
