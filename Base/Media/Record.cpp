@@ -4,24 +4,56 @@
 
 namespace mv {
 
+namespace {
+
+// Ours have 30; a client may send any number.
+constexpr std::size_t UnindexedEntries = 64;
+
+} // namespace
+
 Record::Record(std::initializer_list<std::pair<std::string_view, Value>> entries)
 {
     for (const auto& [key, value] : entries)
         set(key, value);
 }
 
+std::size_t Record::placeOf(std::string_view key) const
+{
+    if (!m_places.empty()) {
+        auto place = m_places.find(key);
+        return place == m_places.end() ? m_entries.size() : place->second;
+    }
+    auto entry = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.first == key; });
+    return static_cast<std::size_t>(entry - m_entries.begin());
+}
+
+void Record::indexFrom(std::size_t place)
+{
+    for (; place < m_entries.size(); ++place)
+        m_places[m_entries[place].first] = place;
+}
+
 void Record::set(std::string_view key, Value value)
 {
-    auto entry = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.first == key; });
-    if (entry != m_entries.end())
-        entry->second = std::move(value);
-    else
-        m_entries.emplace_back(std::string(key), std::move(value));
+    std::size_t place = placeOf(key);
+    if (place < m_entries.size()) {
+        m_entries[place].second = std::move(value);
+        return;
+    }
+    m_entries.emplace_back(std::string(key), std::move(value));
+    if (m_entries.size() > UnindexedEntries)
+        indexFrom(m_places.empty() ? 0 : place);
 }
 
 void Record::remove(std::string_view key)
 {
-    std::erase_if(m_entries, [&](const Entry& entry) { return entry.first == key; });
+    std::size_t place = placeOf(key);
+    if (place == m_entries.size())
+        return;
+    m_entries.erase(m_entries.begin() + static_cast<std::ptrdiff_t>(place));
+    m_places.clear();
+    if (m_entries.size() > UnindexedEntries)
+        indexFrom(0);
 }
 
 void Record::merge(const Record& other)
@@ -32,11 +64,8 @@ void Record::merge(const Record& other)
 
 const Value* Record::find(std::string_view key) const
 {
-    for (const Entry& entry : m_entries) {
-        if (entry.first == key)
-            return &entry.second;
-    }
-    return nullptr;
+    std::size_t place = placeOf(key);
+    return place < m_entries.size() ? &m_entries[place].second : nullptr;
 }
 
 const std::string* Record::string(std::string_view key) const

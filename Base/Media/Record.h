@@ -2,8 +2,10 @@
 
 #include "Base/Media/Value.h"
 
+#include <functional>
 #include <initializer_list>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -45,7 +47,18 @@ public:
     bool operator==(const Record& other) const;
 
 private:
+    struct KeyHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view> {}(key); }
+    };
+
+    /// size() when the key is missing.
+    std::size_t placeOf(std::string_view key) const;
+    void indexFrom(std::size_t place);
+
     std::vector<Entry> m_entries;
+    /// Places by key; empty while there are so few entries that looking through them is faster.
+    std::unordered_map<std::string, std::size_t, KeyHash, std::equal_to<>> m_places;
 };
 
 } // namespace mv

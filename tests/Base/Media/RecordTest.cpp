@@ -50,6 +50,32 @@ TEST(Record, SetReplacesAndKeepsTheOrder)
     EXPECT_EQ(record.integer("a"), 2);
 }
 
+TEST(Record, ManyKeysAreFoundReplacedAndRemovedLikeFew)
+{
+    constexpr int Count = 1000;
+    auto key = [](int i) { return "key " + std::to_string(i); };
+    Record record;
+    for (int i = 0; i < Count; ++i)
+        record.set(key(i), i);
+    record.set(key(7), "seven");
+    record.remove(key(500));
+    record.remove("missing");
+    EXPECT_EQ(record.size(), Count - 1u);
+    EXPECT_EQ(record.find(key(500)), nullptr);
+    EXPECT_EQ(*record.string(key(7)), "seven");
+    EXPECT_EQ(record.integer(key(999)), 999);
+    EXPECT_EQ((record.begin() + 500)->first, key(501)) << "in the order in which they came";
+    Record copy = record;
+    copy.set(key(Count), Count);
+    EXPECT_EQ(copy.integer(key(Count)), Count);
+    EXPECT_EQ(record.find(key(Count)), nullptr);
+    for (int i = 10; i <= Count; ++i)
+        copy.remove(key(i));
+    EXPECT_EQ(copy.size(), 10u);
+    EXPECT_EQ(copy.integer(key(9)), 9);
+    EXPECT_EQ(copy.find(key(10)), nullptr);
+}
+
 TEST(Record, LookupsOfMissingAndForeignKinds)
 {
     Record record { { "n", 1 }, { "s", "x" }, { "d", Bytes { 1, 2 } }, { "t", Date { 9 } } };
