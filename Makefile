@@ -30,11 +30,12 @@ bench:
 	@cmake --build --preset bench
 	@scripts/bench
 
+# The thread sanitizer wants its address space where it expects it.
 asan tsan:
 	@scripts/setup
 	@cmake --preset $@ >/dev/null
 	@cmake --build --preset $@
-	@ctest --preset $@ -j 2
+	@$(if $(filter tsan,$@),setarch -R )ctest --preset $@ -j 2
 
 # Builds the fuzz targets and their seed corpora; run one with build/fuzz/NAME build/fuzz/seeds/NAME.
 fuzz:
