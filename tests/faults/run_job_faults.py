@@ -135,6 +135,13 @@ class Session:
         self.environment, self.bus = {"DBUS_SESSION_BUS_ADDRESS": bus[0]}, int(bus[1])
         self.service = subprocess.Popen([os.path.join(programs, "mivo-mediad")], stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL, env={**os.environ, **self.environment})
+        # A client that comes too early would start a service of its own.
+        while not self.ready():
+            time.sleep(0.01)
+
+    def ready(self):
+        return subprocess.run([os.path.join(programs, "mivo"), "status"], capture_output=True,
+                              env={**os.environ, **self.environment}).returncode == 0
 
     def end(self):
         self.service.kill()

@@ -156,6 +156,15 @@ TEST_F(Wire, NoncharactersAreReplacedBecauseBusesRefuseThem)
     EXPECT_EQ(in.string(), "\xEF\xBF\xBD\xEF\xBF\xAE\xEF\xB7\xB0\xF0\x9F\xBE\xBE");
 }
 
+TEST_F(Wire, AMillionZeroBytesAreReplacedInOnePass)
+{
+    constexpr std::size_t Count = 1'000'000;
+    BusMessage out = message();
+    WireWriter(out.get()).string(std::string(Count, '\0'));
+    seal(out);
+    EXPECT_EQ(WireReader(out.get()).string().size(), 3 * Count);
+}
+
 TEST_F(Wire, MoreThan32MiBIsRefused)
 {
     BusMessage fits = message();

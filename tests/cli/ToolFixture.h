@@ -1,0 +1,100 @@
+#pragma once
+
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Scratch.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace mv::cli {
+
+inline constexpr const char* kTool = MIVO_BINARY_DIR "/bin/mivo";
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+/// The tool as people start it, with the real service.
+class ToolTest : public testing::Test {
+protected:
+    /// Runs the tool with a shell's words.
+    Outcome tool(const std::string& words, const std::string& before = {})
+    {
+        std::string command = before + " " + test::quoted(kTool) + " " + words + " >" + test::quoted(m_logs.file("out"))
+            + " 2>" + test::quoted(m_logs.file("err"));
+        int status = std::system(command.c_str());
+        return { WEXITSTATUS(status), text("out"), text("err") };
+    }
+    std::string text(const std::string& name)
+    {
+        Bytes bytes = test::readFile(m_logs.file(name));
+        return { bytes.begin(), bytes.end() };
+    }
+    /// A file of that name made by ffmpeg, quoted for the shell.
+    std::string made(const std::string& name, const std::string& arguments)
+    {
+        std::string path = m_folder.file(name);
+        EXPECT_EQ(test::run("ffmpeg -nostdin -loglevel error -y " + arguments + " " + test::quoted(path)), 0);
+        return test::quoted(path);
+    }
+    std::string picture(const std::string& name) { return made(name, "-f lavfi -i testsrc=size=64x48 -frames:v 1"); }
+    std::string tone(const std::string& name, int seconds = 2)
+    {
+        return made(name, "-f lavfi -i sine=frequency=440:duration=" + std::to_string(seconds) + " -ac 2 -ar 44100");
+    }
+
+    /// The tool at work on a job that takes seconds, with its standard error in "err".
+    pid_t startedLongEncoding()
+    {
+        tone("long.wav", 200);
+        m_logs.write("err", std::string_view());
+        std::string err = m_logs.file("err");
+        std::string input = m_folder.file("long.wav");
+        std::string output = m_folder.file("long.mp3");
+        pid_t child = fork();
+        if (child == 0) {
+            if (freopen(err.c_str(), "w", stderr))
+                execl(kTool, kTool, "encode", "--quality", "best", input.c_str(), output.c_str(), nullptr);
+            _exit(99);
+        }
+        for (int i = 0; i < 2000 && text("err").find("started") == std::string::npos; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return child;
+    }
+    /// A process that ended and that nobody has waited for is not alive.
+    static bool isAlive(pid_t process)
+    {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string line;
+        return std::getline(file, line) && line.find(") Z") == std::string::npos;
+    }
+
+    test::ScratchFolder m_folder;
+    test::ScratchFolder m_logs;
+};
+
+/// With a bus; the service is started by the first command and quits at the end.
+class ToolOnBus : public ToolTest {
+protected:
+    ~ToolOnBus() override { tool("quit"); }
+    test::PrivateBus m_bus;
+};
+
+/// Without one.
+class ToolWithoutBus : public ToolTest {
+protected:
+    ToolWithoutBus()
+    {
+        unsetenv("DBUS_SESSION_BUS_ADDRESS");
+        setenv("XDG_RUNTIME_DIR", m_logs.path().c_str(), 1);
+    }
+};
+
+} // namespace mv::cli
