@@ -1,6 +1,6 @@
 #include "Base/Core/ByteReader.h"
+#include "tests/platform/graphics/BmpMaker.h"
 #include "tests/platform/graphics/Decoded.h"
-#include "tests/platform/graphics/PictureMaker.h"
 
 namespace mv {
 namespace {

@@ -1,5 +1,6 @@
 #include "tests/platform/graphics/Decoded.h"
 #include "tests/platform/graphics/PictureMaker.h"
+#include "tests/platform/graphics/ProfileMaker.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"

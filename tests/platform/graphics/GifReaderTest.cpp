@@ -1,5 +1,5 @@
 #include "tests/platform/graphics/Decoded.h"
-#include "tests/platform/graphics/PictureMaker.h"
+#include "tests/platform/graphics/GifMaker.h"
 
 namespace mv {
 namespace {

@@ -1,5 +1,6 @@
 #include "tests/platform/graphics/Decoded.h"
-#include "tests/platform/graphics/PictureMaker.h"
+#include "tests/platform/graphics/PngMaker.h"
+#include "tests/platform/graphics/ProfileMaker.h"
 
 namespace mv {
 namespace {

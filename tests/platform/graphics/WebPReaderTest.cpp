@@ -1,6 +1,7 @@
 #include "Base/Core/ByteReader.h"
 #include "tests/platform/graphics/Decoded.h"
 #include "tests/platform/graphics/PictureMaker.h"
+#include "tests/platform/graphics/ProfileMaker.h"
 
 #include <cstdlib>
 #include <webp/encode.h>

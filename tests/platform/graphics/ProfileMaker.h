@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Base/Core/Bytes.h"
+
+namespace mv::test {
+
+/// A matrix profile whose red and blue primaries are exchanged, so that its effect cannot be overlooked.
+Bytes swappedProfile();
+/// The platform library's own description of sRGB, as a file.
+Bytes srgbProfile();
+
+} // namespace mv::test
