@@ -3,6 +3,7 @@
 #include "Base/Core/Handle.h"
 #include "platform/system/Mutex.h"
 
+#include <cstring>
 #include <deque>
 #include <functional>
 #include <lcms2.h>
@@ -65,23 +66,49 @@ cmsColorSpaceSignature spaceOf(PixelModel model)
     }
 }
 
-void plainToRgba(const std::uint8_t* from, PixelModel model, std::uint8_t* to)
+template <PixelModel Model> void plainRowToRgba(const std::uint8_t* from, std::uint8_t* to, std::size_t count)
+{
+    constexpr int Channels = channelsOf(Model);
+    for (std::size_t i = 0; i < count; i++, from += Channels, to += 4) {
+        if constexpr (Model == PixelModel::Ycc) {
+            auto [red, green, blue] = rgbOfYcc(from);
+            const std::uint8_t pixel[] { red, green, blue, 255 };
+            std::memcpy(to, pixel, sizeof pixel);
+            continue;
+        }
+        for (int c = 0; c < 3; c++)
+            to[c] = Model == PixelModel::Cmyk ? static_cast<std::uint8_t>((from[c] * from[Channels - 1] + 127) / 255)
+                                              : from[Channels < 3 ? 0 : c];
+        to[3] = hasAlpha(Model) ? from[Channels - 1] : 255;
+    }
+}
+
+void plainToRgba(const std::uint8_t* from, PixelModel model, std::uint8_t* to, std::size_t count)
 {
     switch (model) {
     case PixelModel::Gray:
+        return plainRowToRgba<PixelModel::Gray>(from, to, count);
     case PixelModel::GrayAlpha:
-        to[0] = to[1] = to[2] = from[0];
-        break;
+        return plainRowToRgba<PixelModel::GrayAlpha>(from, to, count);
+    case PixelModel::RgbAlpha:
+        return plainRowToRgba<PixelModel::RgbAlpha>(from, to, count);
+    case PixelModel::Ycc:
+        return plainRowToRgba<PixelModel::Ycc>(from, to, count);
     case PixelModel::Cmyk:
-        for (int c = 0; c < 3; c++)
-            to[c] = static_cast<std::uint8_t>((from[c] * from[3] + 127) / 255);
-        break;
+        return plainRowToRgba<PixelModel::Cmyk>(from, to, count);
     default:
-        for (int c = 0; c < 3; c++)
-            to[c] = from[c];
-        break;
+        return plainRowToRgba<PixelModel::Rgb>(from, to, count);
     }
-    to[3] = hasAlpha(model) ? from[channelsOf(model) - 1] : 255;
+}
+
+Bytes rgbRowOfYcc(ByteView ycc)
+{
+    Bytes rgb(ycc.size());
+    for (std::size_t i = 0; i + 3 <= rgb.size(); i += 3) {
+        auto pixel = rgbOfYcc(&ycc[i]);
+        std::memcpy(&rgb[i], pixel.data(), pixel.size());
+    }
+    return rgb;
 }
 
 } // namespace
@@ -134,6 +161,8 @@ Bytes toSrgb(ByteView pixels, PixelModel model, ByteView profile)
 {
     std::size_t channels = static_cast<std::size_t>(channelsOf(model));
     std::size_t count = pixels.size() / channels;
+    if (model == PixelModel::Ycc && !profile.empty())
+        return toSrgb(rgbRowOfYcc(pixels), PixelModel::Rgb, profile);
     Bytes rgba(count * 4);
     if (!profile.empty()) {
         if (auto conversion = ColorConversion::fromProfile(profile, model)) {
@@ -141,8 +170,7 @@ Bytes toSrgb(ByteView pixels, PixelModel model, ByteView profile)
             return rgba;
         }
     }
-    for (std::size_t i = 0; i < count; i++)
-        plainToRgba(&pixels[i * channels], model, &rgba[i * 4]);
+    plainToRgba(pixels.data(), model, rgba.data(), count);
     return rgba;
 }
 

@@ -3,6 +3,7 @@
 #include "Base/Core/Bytes.h"
 #include "platform/graphics/PixelRows.h"
 
+#include <array>
 #include <memory>
 
 namespace mv {
@@ -32,6 +33,19 @@ private:
     void* m_transform;
     PixelModel m_model;
 };
+
+/// Red, green and blue of JPEG's brightness and differences of colour, exact to the rounding of libjpeg.
+inline std::array<std::uint8_t, 3> rgbOfYcc(const std::uint8_t* ycc)
+{
+    // The standard's factors (1.402, 0.344136, 0.714136, 1.772) in 65536ths.
+    constexpr int Half = 32768;
+    auto clamped = [](int value) { return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value); };
+    int y = ycc[0];
+    int blue = ycc[1] - 128;
+    int red = ycc[2] - 128;
+    return { clamped(y + ((91881 * red + Half) >> 16)), clamped(y + ((-22554 * blue - 46802 * red + Half) >> 16)),
+        clamped(y + ((116130 * blue + Half) >> 16)) };
+}
 
 /// Pixels of any model as red, green, blue, alpha in sRGB: by the profile where it is usable, else by plain rules
 /// (gray three times; an ink takes its share away).

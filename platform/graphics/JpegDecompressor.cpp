@@ -19,9 +19,8 @@ void ignoreState(j_decompress_ptr) { }
 
 } // namespace
 
-JpegDecompressor::JpegDecompressor(const PictureSource& source, JpegStretches stretches)
+JpegDecompressor::JpegDecompressor(const PictureSource& source)
     : m_source(source)
-    , m_stretches(std::move(stretches))
     , m_buffer(BufferBytes)
 {
     m_state.err = jpeg_std_error(&m_errors.manager);
@@ -122,26 +121,14 @@ void JpegDecompressor::watchScans(j_common_ptr state)
 
 std::size_t JpegDecompressor::refill()
 {
-    while (m_stretch < m_stretches.size()) {
-        const JpegStretch& stretch = m_stretches[m_stretch];
-        std::uint64_t offset = stretch.offset + m_position;
-        std::size_t wanted
-            = static_cast<std::size_t>(std::min<std::uint64_t>(m_buffer.size(), stretch.length - m_position));
-        std::size_t count = wanted ? m_source.readAt(offset, { m_buffer.data(), wanted }) : 0;
-        if (count == 0) {
-            m_stretch++;
-            m_position = 0;
-            continue;
-        }
-        for (std::size_t i = 0; i < m_patch.size(); i++) {
-            std::uint64_t place = m_patchOffset + i;
-            if (m_patchOffset != UINT64_MAX && place >= offset && place < offset + count)
-                m_buffer[static_cast<std::size_t>(place - offset)] = m_patch[i];
-        }
-        m_position += count;
-        return count;
+    std::size_t count = m_source.readAt(m_position, m_buffer);
+    for (std::size_t i = 0; i < m_patch.size(); i++) {
+        std::uint64_t place = m_patchOffset + i;
+        if (m_patchOffset != UINT64_MAX && place >= m_position && place < m_position + count)
+            m_buffer[static_cast<std::size_t>(place - m_position)] = m_patch[i];
     }
-    return 0;
+    m_position += count;
+    return count;
 }
 
 boolean JpegDecompressor::fillBuffer(j_decompress_ptr state)
@@ -155,20 +142,6 @@ boolean JpegDecompressor::fillBuffer(j_decompress_ptr state)
     return TRUE;
 }
 
-void JpegDecompressor::skip(std::uint64_t count)
-{
-    while (m_stretch < m_stretches.size()) {
-        std::uint64_t left = m_stretches[m_stretch].length - m_position;
-        if (count < left) {
-            m_position += count;
-            return;
-        }
-        count -= left;
-        m_stretch++;
-        m_position = 0;
-    }
-}
-
 void JpegDecompressor::skipBytes(j_decompress_ptr state, long count)
 {
     if (count <= 0)
@@ -178,8 +151,7 @@ void JpegDecompressor::skipBytes(j_decompress_ptr state, long count)
     std::size_t here = std::min(distance, input->manager.bytes_in_buffer);
     input->manager.next_input_byte += here;
     input->manager.bytes_in_buffer -= here;
-    if (distance > here)
-        input->owner->skip(distance - here);
+    input->owner->m_position += distance - here;
 }
 
 } // namespace mv

@@ -6,7 +6,6 @@
 #include <csetjmp>
 #include <cstdio>
 #include <jpeglib.h>
-#include <vector>
 
 namespace mv {
 
@@ -15,19 +14,12 @@ inline constexpr long MaxJpegMemory = 384L << 20;
 /// Encoders write about ten scans. Every scan passes over all coefficients, so thousands of empty ones are an attack.
 inline constexpr int MaxJpegScans = 200;
 
-/// Stretches of a JPEG that are handed to the library one after the other, as if the rest were not there.
-struct JpegStretch {
-    std::uint64_t offset = 0;
-    std::uint64_t length = 0;
-};
-using JpegStretches = std::vector<JpegStretch>;
-
 /// libjpeg's decompressor with an owner. The library leaves a function by longjmp when it fails, so every call into
 /// it sits in a small member here that has nothing to destroy on the way; all of them answer false or a negative
 /// count after a failure, and nothing but the destructor may be called then.
 class JpegDecompressor {
 public:
-    JpegDecompressor(const PictureSource& source, JpegStretches stretches);
+    explicit JpegDecompressor(const PictureSource& source);
     ~JpegDecompressor();
     JpegDecompressor(const JpegDecompressor&) = delete;
     JpegDecompressor& operator=(const JpegDecompressor&) = delete;
@@ -61,7 +53,6 @@ private:
     bool create();
     bool readProfile(JOCTET** data, unsigned* length);
     std::size_t refill();
-    void skip(std::uint64_t count);
 
     static void failed(j_common_ptr state);
     static void noteWarning(j_common_ptr state, int level);
@@ -70,9 +61,7 @@ private:
     static void skipBytes(j_decompress_ptr state, long count);
 
     const PictureSource& m_source;
-    JpegStretches m_stretches;
-    std::size_t m_stretch = 0; ///< the one being read
-    std::uint64_t m_position = 0; ///< within it
+    std::uint64_t m_position = 0;
     std::uint64_t m_patchOffset = UINT64_MAX;
     std::array<std::uint8_t, 2> m_patch {};
     Bytes m_buffer;

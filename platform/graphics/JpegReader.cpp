@@ -1,8 +1,10 @@
 #include "platform/graphics/JpegReader.h"
 
 #include "platform/graphics/JpegDecompressor.h"
+#include "platform/graphics/JpegShrinker.h"
 
 #include <algorithm>
+#include <array>
 
 namespace mv {
 
@@ -30,6 +32,24 @@ Result<PixelModel> modelOf(const jpeg_decompress_struct& state)
         return PixelModel::Cmyk;
     default:
         return Error { Error::Kind::Unsupported, "a JPEG of an odd number of components" };
+    }
+}
+
+std::optional<JpegColors> colorsOf(const jpeg_decompress_struct& state)
+{
+    switch (state.jpeg_color_space) {
+    case JCS_GRAYSCALE:
+        return JpegColors::Gray;
+    case JCS_YCbCr:
+        return JpegColors::Ycc;
+    case JCS_RGB:
+        return JpegColors::Rgb;
+    case JCS_CMYK:
+        return JpegColors::Cmyk;
+    case JCS_YCCK:
+        return JpegColors::Ycck;
+    default:
+        return std::nullopt;
     }
 }
 
@@ -63,59 +83,59 @@ Result<PictureReaders> JpegReader::open(const SharedSource& source)
 
 Result<void> JpegReader::readHeader()
 {
-    JpegDecompressor jpeg(*m_source, { { 0, m_source->size() } });
+    JpegDecompressor jpeg(*m_source);
     if (!jpeg.keepProfile() || !jpeg.readHeader())
         return Error { Error::Kind::Format, "a JPEG header that cannot be read" };
     const jpeg_decompress_struct& state = jpeg.state();
     MV_TRY_VOID(checkPictureSize(state.image_width, state.image_height));
     MV_TRY(model, modelOf(state));
     m_header = { static_cast<int>(state.image_width), static_cast<int>(state.image_height), model, jpeg.profile() };
+    m_colors = colorsOf(state);
+    m_invertInks = model == PixelModel::Cmyk && !state.saw_Adobe_marker;
     for (int i = 0; i < state.num_components; i++) {
         const jpeg_component_info& component = state.comp_info[i];
-        if (component.h_samp_factor == state.max_h_samp_factor && component.v_samp_factor == state.max_v_samp_factor)
-            m_fullComponents.push_back(component.component_id);
+        m_coarseness = std::max({ m_coarseness, state.max_h_samp_factor / component.h_samp_factor,
+            state.max_v_samp_factor / component.v_samp_factor });
     }
     return {};
 }
 
-bool JpegReader::needsDetails(const JpegScan& scan) const
+/// The smallest size that leaves enough of the picture for this target, if the file is of a kind for it.
+std::optional<JpegShrinkPlan> JpegReader::shrinkPlan(int targetWidth, int targetHeight) const
 {
-    if (scan.spectralStart == 0 || scan.componentCount != 1)
-        return true;
-    return std::find(m_fullComponents.begin(), m_fullComponents.end(), scan.componentId) == m_fullComponents.end();
-}
-
-/// At one eighth a block of a full component is its mean, which the scans of details do not touch: they are left out.
-/// Coarser components still give two or more pixels a block and keep theirs.
-JpegStretches JpegReader::stretchesAtOneEighth() const
-{
-    JpegStretches kept;
-    std::uint64_t begin = 0;
-    for (const JpegScan& scan : m_outline.scans) {
-        if (needsDetails(scan))
+    // How many times the target must be left. Means of blocks are blunter than what is transformed back.
+    constexpr std::array<double, 4> Least { 2.0, 1.5, 1.5, 1.5 };
+    constexpr double LeastOfColour = 1.5;
+    if (!m_colors)
+        return std::nullopt;
+    double left = std::min(m_header.width / static_cast<double>(targetWidth),
+                      m_header.height / static_cast<double>(targetHeight))
+        / JpegBlockSide;
+    for (int numerator = 1; numerator <= (m_outline.progressive ? 1 : 4); numerator++) {
+        if (left * numerator < Least[static_cast<std::size_t>(numerator - 1)])
             continue;
-        kept.push_back({ begin, scan.offset - begin });
-        begin = scan.offset + scan.length;
+        bool coarse = numerator == 1 && m_coarseness > 1 && left / m_coarseness >= LeastOfColour;
+        return JpegShrinkPlan { numerator, coarse, *m_colors, m_invertInks, m_header.width, m_header.height };
     }
-    kept.push_back({ begin, m_source->size() - begin });
-    return kept;
+    return std::nullopt;
 }
 
 Result<void> JpegReader::decode(int targetWidth, int targetHeight, RowSink& sink)
 {
-    int denominator = denominatorFor(m_header, targetWidth, targetHeight);
-    JpegStretches stretches { { 0, m_source->size() } };
-    if (denominator == 8 && m_outline.progressive)
-        stretches = stretchesAtOneEighth();
-    JpegDecompressor jpeg(*m_source, std::move(stretches));
-    return deliver(jpeg, denominator, sink);
+    if (auto plan = shrinkPlan(targetWidth, targetHeight)) {
+        MV_TRY(delivered, JpegShrinker(*m_source, *plan).deliver(sink));
+        if (delivered)
+            return {};
+    }
+    JpegDecompressor jpeg(*m_source);
+    return deliver(jpeg, denominatorFor(m_header, targetWidth, targetHeight), sink);
 }
 
 /// A progressive file is read with a height that ends soon after the row: its scans are then passed over quickly,
 /// and the rows above are the same to the bit.
 Result<void> JpegReader::decodeTop(int y, RowSink& sink)
 {
-    JpegDecompressor jpeg(*m_source, { { 0, m_source->size() } });
+    JpegDecompressor jpeg(*m_source);
     int height = (y / MaxBlockRowLines + 2) * MaxBlockRowLines;
     if (m_outline.progressive && height < m_header.height)
         jpeg.patch(
@@ -145,13 +165,12 @@ Result<void> JpegReader::deliver(JpegDecompressor& jpeg, int denominator, RowSin
     JSAMPROW rows[RowsAtOnce];
     for (int i = 0; i < RowsAtOnce; i++)
         rows[i] = &buffer[stride * i];
-    bool invertInks = m_header.model == PixelModel::Cmyk && !state.saw_Adobe_marker;
     int count = jpeg.readRows(rows, RowsAtOnce);
     if (jpeg.madeUpPixels() && !jpeg_has_multiple_scans(&state))
         return Error { Error::Kind::Format, "a JPEG that ends before its first row" };
     for (; count > 0; count = jpeg.readRows(rows, RowsAtOnce)) {
         for (int i = 0; i < count; i++) {
-            if (invertInks)
+            if (m_invertInks)
                 invert(rows[i], stride);
             if (!sink.row(rows[i]))
                 return {};

@@ -2,12 +2,16 @@
 
 #include "platform/graphics/JpegDecompressor.h"
 #include "platform/graphics/JpegOutline.h"
+#include "platform/graphics/JpegStrips.h"
 #include "platform/graphics/PictureReader.h"
+
+#include <optional>
 
 namespace mv {
 
-/// JPEG, baseline and progressive, gray, colour and four inks. Large pictures are decoded at a half, a quarter or an
-/// eighth, straight from the coefficients; the orientation that Exif states is not applied.
+/// JPEG, baseline and progressive, gray, colour and four inks. Large pictures are shrunk while they are decoded: by
+/// JpegShrinker where it can, by libjpeg at a half, a quarter or an eighth otherwise. The orientation that Exif states
+/// is not applied.
 class JpegReader final : public PictureReader {
 public:
     static Result<PictureReaders> open(const SharedSource& source);
@@ -24,14 +28,15 @@ private:
     }
 
     Result<void> readHeader();
+    std::optional<JpegShrinkPlan> shrinkPlan(int targetWidth, int targetHeight) const;
     Result<void> deliver(JpegDecompressor& jpeg, int denominator, RowSink& sink);
-    bool needsDetails(const JpegScan& scan) const;
-    JpegStretches stretchesAtOneEighth() const;
 
     SharedSource m_source;
     JpegOutline m_outline;
     PictureHeader m_header;
-    std::vector<int> m_fullComponents; ///< ids of those that are not sampled more coarsely than others
+    std::optional<JpegColors> m_colors; ///< nothing for an odd kind
+    bool m_invertInks = false;
+    int m_coarseness = 1; ///< the most luminance samples across or down for one of colour
 };
 
 } // namespace mv

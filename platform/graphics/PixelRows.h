@@ -5,8 +5,9 @@
 namespace mv {
 
 /// What the 8-bit channels of a pixel mean. Alpha is not multiplied in. Inks count as printing reverses them: 255
-/// is no ink, 0 is full ink.
-enum class PixelModel { Gray, GrayAlpha, Rgb, RgbAlpha, Cmyk };
+/// is no ink, 0 is full ink. Ycc is JPEG's brightness and two differences of colour: a linear form of Rgb, so that
+/// pictures can be shrunk before the few pixels that are left are converted.
+enum class PixelModel { Gray, GrayAlpha, Rgb, RgbAlpha, Ycc, Cmyk };
 
 constexpr int channelsOf(PixelModel model)
 {
@@ -16,6 +17,7 @@ constexpr int channelsOf(PixelModel model)
     case PixelModel::GrayAlpha:
         return 2;
     case PixelModel::Rgb:
+    case PixelModel::Ycc:
         return 3;
     default:
         return 4;

@@ -1,5 +1,7 @@
 #include "platform/graphics/Resampler.h"
 
+#include "platform/graphics/RowKernels.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -21,12 +23,6 @@ Float4 load4(const float* from)
     Float4 value;
     std::memcpy(&value, from, sizeof value);
     return value;
-}
-
-std::uint8_t toByte(float value)
-{
-    value += 0.5F;
-    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
 }
 
 std::uint8_t timesAlpha(unsigned value, unsigned alpha)
@@ -53,12 +49,6 @@ void premultiply(int channels, const std::uint8_t* from, std::uint8_t* to, std::
         premultiplyRow<4>(from, to, pixels);
 }
 
-void toFloats(float* __restrict to, const std::uint8_t* __restrict from, std::size_t count)
-{
-    for (std::size_t i = 0; i < count; i++)
-        to[i] = static_cast<float>(from[i]);
-}
-
 void addRow(std::uint16_t* __restrict sums, const std::uint8_t* __restrict row, std::size_t count)
 {
     for (std::size_t i = 0; i < count; i++)
@@ -71,18 +61,35 @@ int boxFor(int source, int target)
     return static_cast<int>(std::clamp<std::int64_t>(source / (std::int64_t { target } * BoxReserve), 1, MaxBox));
 }
 
-template <int Channels> void storePixel(std::uint8_t* to, const float* value, bool alpha)
+/// Rounds and clamps all four at once.
+void toBytes(Float4 value, std::uint8_t* to, int count)
 {
-    if (!alpha) {
-        for (int c = 0; c < Channels; c++)
-            to[c] = toByte(value[c]);
+    using Int4 [[gnu::vector_size(16)]] = int;
+    value += 0.5F;
+    value = value > 0 ? value : Float4 {};
+    Int4 whole = __builtin_convertvector(value < 255 ? value : Float4 {} + 255.0F, Int4);
+    for (int c = 0; c < count; c++)
+        to[c] = static_cast<std::uint8_t>(whole[c]);
+}
+
+/// The standard's factors; what is shrunk in JPEG's own colours becomes red, green and blue before it is rounded.
+Float4 rgbOf(Float4 ycc)
+{
+    float blue = ycc[1] - 128.0F;
+    float red = ycc[2] - 128.0F;
+    return Float4 { red * 1.402F, blue * -0.344136F - red * 0.714136F, blue * 1.772F, 0 } + ycc[0];
+}
+
+template <int Channels> void storePixel(std::uint8_t* to, Float4 value, PixelModel model)
+{
+    if (!hasAlpha(model)) {
+        toBytes(model == PixelModel::Ycc ? rgbOf(value) : value, to, Channels);
         return;
     }
     float opacity = std::clamp(value[Channels - 1], 0.0F, 255.0F);
-    float scale = opacity > 0 ? 255.0F / opacity : 0.0F;
-    for (int c = 0; c < Channels - 1; c++)
-        to[c] = toByte(value[c] * scale);
-    to[Channels - 1] = toByte(opacity);
+    value *= opacity > 0 ? 255.0F / opacity : 0.0F;
+    value[Channels - 1] = opacity;
+    toBytes(value, to, Channels);
 }
 
 } // namespace
@@ -102,8 +109,8 @@ bool Resampler::begin(const RowLayout& layout)
     double spanWidth = layout.spanWidth > 0 ? layout.spanWidth : layout.width;
     double spanHeight = layout.spanHeight > 0 ? layout.spanHeight : layout.height;
     m_pixels.assign(static_cast<std::size_t>(m_targetWidth) * m_targetHeight * m_channels, 0);
-    m_copy = layout.width == m_targetWidth && layout.height == m_targetHeight && spanWidth == layout.width
-        && spanHeight == layout.height;
+    m_copy = layout.model != PixelModel::Ycc && layout.width == m_targetWidth && layout.height == m_targetHeight
+        && spanWidth == layout.width && spanHeight == layout.height;
     if (m_copy)
         return true;
 
@@ -144,7 +151,7 @@ void Resampler::accumulate(const std::uint8_t* pixels)
 {
     std::size_t samples = static_cast<std::size_t>(m_layout.width) * m_channels;
     if (m_boxWidth == 1 && m_boxHeight == 1) {
-        toFloats(middleRow(m_middleCount).data(), pixels, samples);
+        rowToFloats(pixels, middleRow(m_middleCount).data(), samples);
         pushMiddleRow();
         return;
     }
@@ -232,60 +239,41 @@ void Resampler::sumRows(int output)
 {
     int first = m_rows.first(output);
     int count = m_rows.count(output);
-    const float* weights = m_rows.weights(output);
-    std::size_t samples = static_cast<std::size_t>(m_middleWidth) * m_channels;
-    float* __restrict sum = m_sum.data();
-    std::fill(m_sum.begin(), m_sum.end(), 0.0F);
-    int k = 0;
-    for (; k + 4 <= count; k += 4) {
-        const float* __restrict a = middleRow(first + k).data();
-        const float* __restrict b = middleRow(first + k + 1).data();
-        const float* __restrict c = middleRow(first + k + 2).data();
-        const float* __restrict d = middleRow(first + k + 3).data();
-        float wa = weights[k];
-        float wb = weights[k + 1];
-        float wc = weights[k + 2];
-        float wd = weights[k + 3];
-        for (std::size_t i = 0; i < samples; i++)
-            sum[i] += wa * a[i] + wb * b[i] + wc * c[i] + wd * d[i];
-    }
-    for (; k < count; k++) {
-        const float* __restrict a = middleRow(first + k).data();
-        float wa = weights[k];
-        for (std::size_t i = 0; i < samples; i++)
-            sum[i] += wa * a[i];
-    }
+    m_rowsToSum.clear();
+    for (int k = 0; k < count; k++)
+        m_rowsToSum.push_back(middleRow(first + k).data());
+    sumWeightedRows(
+        m_rowsToSum, m_rows.weights(output), m_sum.data(), static_cast<std::size_t>(m_middleWidth) * m_channels);
 }
 
 template <int Channels> void Resampler::shrinkColumnsOf(int output)
 {
-    bool alpha = hasAlpha(m_layout.model);
     std::uint8_t* to = &m_pixels[static_cast<std::size_t>(output) * m_targetWidth * Channels];
     for (int x = 0; x < m_targetWidth; x++, to += Channels) {
         const float* from = &m_sum[static_cast<std::size_t>(m_columns.first(x)) * Channels];
         const float* weights = m_columns.weights(x);
         int count = m_columns.count(x);
-        float value[4] = {};
+        Float4 value = {};
         if constexpr (Channels >= 3) {
             // Two sums, so that an addition need not wait for the one before.
-            Float4 even = {};
             Float4 odd = {};
             int k = 0;
             for (; k + 2 <= count; k += 2) {
-                even += load4(from + k * Channels) * weights[k];
+                value += load4(from + k * Channels) * weights[k];
                 odd += load4(from + (k + 1) * Channels) * weights[k + 1];
             }
             if (k < count)
-                even += load4(from + k * Channels) * weights[k];
-            even += odd;
-            std::memcpy(value, &even, sizeof value);
+                value += load4(from + k * Channels) * weights[k];
+            value += odd;
         } else {
+            float sums[2] = {};
             for (int k = 0; k < count; k++) {
                 for (int c = 0; c < Channels; c++)
-                    value[c] += from[k * Channels + c] * weights[k];
+                    sums[c] += from[k * Channels + c] * weights[k];
             }
+            value = Float4 { sums[0], sums[1], 0, 0 };
         }
-        storePixel<Channels>(to, value, alpha);
+        storePixel<Channels>(to, value, m_layout.model);
     }
 }
 

@@ -26,8 +26,9 @@ public:
 
     /// How many rows came, or whether any pixels were scattered.
     int rowsTaken() const { return m_rowsTaken; }
-    PixelModel model() const { return m_layout.model; }
-    /// The target's pixels in the layout's model. Rows that never came repeat the last one that did; an error when
+    /// What the target's pixels are: the layout's model, or Rgb for Ycc.
+    PixelModel model() const { return m_layout.model == PixelModel::Ycc ? PixelModel::Rgb : m_layout.model; }
+    /// The target's pixels. Rows that never came repeat the last one that did; an error when
     /// none came.
     Result<Bytes> finish();
 
@@ -71,6 +72,7 @@ private:
     std::vector<std::uint32_t> m_scatterCounts;
     std::vector<Row> m_middle;
     Row m_sum;
+    std::vector<const float*> m_rowsToSum;
     Bytes m_pixels;
 };
 

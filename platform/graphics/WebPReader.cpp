@@ -21,8 +21,8 @@ constexpr int MaxChunks = 1000;
 // The library wants the compressed picture in one piece; the largest one possible is not compressed to more.
 constexpr std::uint64_t MaxCompressedBytes = 256u << 20;
 // The decoder's own shrinking averages; leave this many times the target to the resampler.
-constexpr int ShrinkReserve = 4;
-constexpr int ShrinkFrom = 6;
+constexpr int ShrinkReserve = 2;
+constexpr int ShrinkFrom = 4;
 constexpr int SmoothFrom = 3;
 
 constexpr std::uint32_t Vp8x = fourCC("VP8X");

@@ -1,5 +1,7 @@
 #include "tests/platform/graphics/Decoded.h"
+#include "tests/platform/graphics/JpegMaker.h"
 #include "tests/platform/graphics/PictureMaker.h"
+#include "tests/platform/graphics/ProfileMaker.h"
 
 #include <algorithm>
 
@@ -19,7 +21,8 @@ std::vector<QualityCase> qualityCases()
     std::vector<QualityCase> cases;
     const int sizes[][4] { { 641, 479, 100, 74 }, { 1001, 667, 100, 66 }, { 1601, 1199, 100, 75 },
         { 1607, 1205, 100, 75 }, { 1999, 1501, 100, 75 }, { 2049, 1535, 130, 90 }, { 803, 603, 200, 150 },
-        { 599, 601, 200, 200 }, { 333, 777, 42, 100 }, { 117, 93, 100, 79 }, { 61, 47, 100, 77 } };
+        { 599, 601, 200, 200 }, { 600, 600, 200, 200 }, { 600, 600, 100, 100 }, { 451, 449, 100, 100 },
+        { 333, 777, 42, 100 }, { 117, 93, 100, 79 }, { 61, 47, 100, 77 } };
     for (auto [width, height, targetWidth, targetHeight] : sizes) {
         for (bool progressive : { false, true }) {
             for (int sampling : { 1, 2 })
