@@ -62,6 +62,10 @@ Result<AudioInput> AudioInput::open(const Path& path)
 Result<void> AudioInput::chooseStream()
 {
     AVFormatContext& context = m_input->context();
+    // Program streams, FLV and DV show their streams only while they are read.
+    if (context.ctx_flags & AVFMTCTX_NOHEADER)
+        if (auto found = m_input->findStreamInfo(); !found)
+            return withStatus(found.error(), statusOfKind(found.error().kind));
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         AVStream* stream = context.streams[i];
         if (!m_stream && stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)

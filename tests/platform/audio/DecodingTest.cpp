@@ -347,6 +347,7 @@ TEST(Decoding, LossyAndLosslessFormatsAreExactlyAsLongAsTheirSource)
         { "flac.ogg", "-c:a flac", kAudioFormatFLAC, 44100 },
         { "wave.caf", "-c:a pcm_s16be", kAudioFormatLinearPCM, 44100 },
         { "sun.au", "-c:a pcm_s16be", kAudioFormatLinearPCM, 44100 },
+        { "wave.flv", "-c:a pcm_s16le", kAudioFormatLinearPCM, 44100 },
         { "ulaw.au", "-c:a pcm_mulaw", fourCC("ulaw"), 44100 },
     };
     for (const Row& row : rows) {
