@@ -111,9 +111,15 @@ OSStatus MovieToolbox::ConvertMovieToDataRef(
         return statusOf(output.error(), ioErr);
     if (OSStatus answer = movie.report(movieProgressOpen, 0); answer != noErr)
         return userCanceledErr;
-    auto progress = [&movie](double done) {
-        auto fixed = static_cast<Fixed>(std::lround(std::clamp(done, 0.0, 1.0) * 65536));
-        return movie.report(movieProgressUpdatePercent, fixed) == noErr;
+    // There are many more packets than percents, and whoever listens may be another process.
+    int reported = -1;
+    auto progress = [&movie, &reported](double done) {
+        done = std::clamp(done, 0.0, 1.0);
+        auto percent = static_cast<int>(std::lround(done * 100));
+        if (percent <= reported)
+            return true;
+        reported = percent;
+        return movie.report(movieProgressUpdatePercent, static_cast<Fixed>(std::lround(done * 65536))) == noErr;
     };
     auto copied = mediaBackend().movies().passThrough(movie.source().path, *output, exporter.settings, progress);
     if (!copied)

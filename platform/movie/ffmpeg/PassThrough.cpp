@@ -106,6 +106,8 @@ private:
     Result<void> makeOutput(bool hinted);
     Result<void> addStream(const AVStream& from);
     Result<void> writeHeader(bool hinted);
+    bool isWanted(const AVPacket& packet) const;
+    void beginAtZero(AVPacket& packet) const;
     Result<void> writePacket(AVPacket& packet);
     void keepOrder(AVPacket& packet, std::size_t output);
     double doneAt(const AVPacket& packet) const;
@@ -219,6 +221,28 @@ double Copier::doneAt(const AVPacket& packet) const
     return seconds * AV_TIME_BASE / static_cast<double>(context.duration);
 }
 
+/// Streams that come to light only while the file is read have no place in the output, whose header is written.
+bool Copier::isWanted(const AVPacket& packet) const
+{
+    auto from = static_cast<std::size_t>(packet.stream_index);
+    return from < m_outputOf.size() && m_outputOf[from] >= 0;
+}
+
+/// Broadcast streams and the like count from anywhere, and their movie begins with the first stream. ISO media have a
+/// timeline of their own.
+void Copier::beginAtZero(AVPacket& packet) const
+{
+    const AVFormatContext& context = m_input.context();
+    if (m_input.isIsoMedia() || context.start_time == AV_NOPTS_VALUE || context.start_time <= 0)
+        return;
+    AVRational timeBase = context.streams[packet.stream_index]->time_base;
+    std::int64_t start = av_rescale_q(context.start_time, AV_TIME_BASE_Q, timeBase);
+    if (packet.pts != AV_NOPTS_VALUE)
+        packet.pts -= start;
+    if (packet.dts != AV_NOPTS_VALUE)
+        packet.dts -= start;
+}
+
 // Sloppy files repeat a decoding time, or show a frame before they decode it; a container needs both in order.
 void Copier::keepOrder(AVPacket& packet, std::size_t output)
 {
@@ -255,10 +279,11 @@ Result<void> Copier::copy(const MovieBackend::Progress& progress)
         return ffmpegError(AVERROR(ENOMEM), "cannot export");
     int status = 0;
     while ((status = av_read_frame(&m_input.context(), packet.get())) >= 0) {
-        if (m_outputOf[static_cast<std::size_t>(packet->stream_index)] < 0) {
+        if (!isWanted(*packet)) {
             av_packet_unref(packet.get());
             continue;
         }
+        beginAtZero(*packet);
         if (!progress(doneAt(*packet)))
             return Error { Error::Kind::Cancelled, "cancelled" };
         MV_TRY_VOID(writePacket(*packet));
