@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace mv {
@@ -143,6 +144,9 @@ bool MediaInput::recognises(InputFile file)
 
 Result<void> MediaInput::findStreamInfo()
 {
+    // FFmpeg dies of a second time where streams came to light in the first.
+    if (std::exchange(m_askedForStreamInfo, true))
+        return {};
     std::vector<Options> perStream(m_context->nb_streams);
     std::vector<AVDictionary*> dictionaries;
     std::int64_t share = MaximumAnalyzedPixels / std::max<std::int64_t>(1, videoStreamCount(*m_context));

@@ -41,7 +41,8 @@ public:
     /// MP4, QuickTime and their kin.
     bool isIsoMedia() const;
 
-    /// avformat_find_stream_info within the limits: reads and decodes as far as needed to know every codec.
+    /// avformat_find_stream_info within the limits: reads and decodes as far as needed to know every codec. Once: a
+    /// second call answers as after success.
     Result<void> findStreamInfo();
     /// True once the deadline has passed; loops over packets ask it.
     bool expired() const;
@@ -59,6 +60,7 @@ private:
     InputFile m_file;
     std::uint64_t m_start = 0; // positions count from here
     std::int64_t m_position = 0;
+    bool m_askedForStreamInfo = false;
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
     // In this order: the format context reads through the I/O context until it is closed.
     IoContext m_io;

@@ -363,6 +363,23 @@ TEST(Decoding, LossyAndLosslessFormatsAreExactlyAsLongAsTheirSource)
     }
 }
 
+TEST(Decoding, SoundThatComesLate)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    std::string pictures = scratch.file("pictures.mpg");
+    std::string both = scratch.file("both.mpg");
+    std::string joined = scratch.file("joined.mpg");
+    const std::string source = "ffmpeg -v error -y -f lavfi -i testsrc2=d=2 ";
+    ASSERT_EQ(run(source + "-c:v mpeg1video " + test::quoted(pictures)), 0);
+    ASSERT_EQ(run(source + "-f lavfi -i sine=d=2 -c:v mpeg1video -c:a mp2 " + test::quoted(both)), 0);
+    std::string parts = test::quoted(pictures) + " " + test::quoted(both) + " " + test::quoted(pictures);
+    ASSERT_EQ(run("cat " + parts + " >" + test::quoted(joined)), 0);
+    DecodedFile file(joined);
+    ASSERT_EQ(file.opened, noErr);
+    EXPECT_NEAR(static_cast<double>(file.delivered), 2 * 44100, 2 * 1152);
+}
+
 TEST(Decoding, LosslessDepths)
 {
     NEEDS("ffmpeg");
