@@ -83,6 +83,17 @@ TEST(JpegReader, InksComeOutAsColours)
     }
 }
 
+TEST(JpegReader, ProfileOfInksIsApplied)
+{
+    // Cyan is yellow in this profile; drawn at full size by libjpeg, shrunken by our own reader.
+    for (bool adobe : { true, false }) {
+        Bytes jpeg = makeInkJpeg(96, 96, { 255, 0, 0, 0 }, adobe, swappedInkProfile());
+        expectNear(pixelOf(decoded(jpeg), 5, 5), { 255, 255, 0, 255 }, 6);
+        expectNear(*repOf(jpeg)->colorAtXY(1, 1), { 255, 255, 0, 255 }, 6);
+        expectNear(pixelOf(*repOf(jpeg)->scaledTo(6, 6), 3, 3), { 255, 255, 0, 255 }, 6);
+    }
+}
+
 TEST(JpegReader, ProfileIsApplied)
 {
     Bytes jpeg
