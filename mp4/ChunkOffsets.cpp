@@ -26,19 +26,12 @@ void writeNumber(Bytes& bytes, std::uint64_t offset, std::size_t size, std::uint
 
 bool fits(std::uint64_t value, std::size_t size) { return size == 8 || value <= UINT32_MAX; }
 
-bool leadsToTables(const Box& box)
-{
-    static constexpr std::array Containers
-        = { fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl"), fourCC("dinf") };
-    return std::find(Containers.begin(), Containers.end(), box.type) != Containers.end();
-}
-
 /// Calls `visit` with every box below `parent`, through the containers that lead to sample tables.
 template <class Visit> void forEachTableBox(StructureReader& reader, const Box& parent, const Visit& visit)
 {
     BoxWalker walker(reader, parent);
     while (auto box = walker.next()) {
-        if (leadsToTables(*box))
+        if (leadsToSampleTables(parent, *box))
             forEachTableBox(reader, *box, visit);
         else
             visit(*box);
@@ -102,7 +95,7 @@ private:
         std::uint64_t copied = parent.payloadOffset();
         BoxWalker walker(m_reader, parent);
         for (auto box = walker.next(); box && !box->overruns; box = walker.next()) {
-            if (leadsToTables(*box))
+            if (leadsToSampleTables(parent, *box))
                 copyContainer(*box);
             else if (isTooNarrow(*box))
                 writeWide(*box);
@@ -267,6 +260,23 @@ Result<void> addIndexPatch(StructureReader& reader, const Box& sidx, std::uint64
 }
 
 } // namespace
+
+bool leadsToSampleTables(const Box& parent, const Box& child)
+{
+    struct Step {
+        std::uint32_t parent;
+        std::uint32_t child;
+    };
+    static constexpr Step Path[] = {
+        { fourCC("moov"), fourCC("trak") },
+        { fourCC("trak"), fourCC("mdia") },
+        { fourCC("mdia"), fourCC("minf") },
+        { fourCC("minf"), fourCC("stbl") },
+        { fourCC("minf"), fourCC("dinf") },
+    };
+    return std::any_of(std::begin(Path), std::end(Path),
+        [&](const Step& step) { return step.parent == parent.type && step.child == child.type; });
+}
 
 bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end)
 {

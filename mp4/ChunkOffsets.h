@@ -4,6 +4,10 @@
 
 namespace mv {
 
+/// Whether a box is the next one on the way from the movie box to sample tables and data references. At most five boxes
+/// lead there, however deep a file nests others.
+bool leadsToSampleTables(const Box& parent, const Box& child);
+
 /// True when a chunk of a track begins inside [begin, end) of the file, by the tables of the movie box in memory.
 bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end);
 

@@ -3,6 +3,7 @@
 #include "mp4/ChunkOffsets.h"
 #include "mp4/MoovEditor.h"
 #include "mp4/MovieFacts.h"
+#include "mp4/MovieWholeness.h"
 
 namespace mv {
 
@@ -208,14 +209,6 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
     return content;
 }
 
-/// The boxes inside the movie box follow each other to its end.
-bool isWhole(StructureReader& reader, const Box& movie)
-{
-    BoxWalker walker(reader, movie);
-    while (walker.next()) { }
-    return !walker.damaged();
-}
-
 /// The layouts in the order in which they disturb a file.
 Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
@@ -224,7 +217,7 @@ Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout
     if (fitsInto(size, layout.movie.size))
         return EditPlan { EditPlan::Layout::InPlace, inPlace(reader, layout, editor) };
     // What comes behind the damage would be read at another place than before.
-    if (!isWhole(reader, layout.movie))
+    if (!isWholeMovie(reader, layout.movie))
         return Error { Error::Kind::Format, "the movie box is damaged and has no room" };
     if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
         return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };

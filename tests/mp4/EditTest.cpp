@@ -191,6 +191,41 @@ TEST(Edit, ADamagedListIsNotEdited)
     EXPECT_EQ(plan.error().kind, Error::Kind::Format);
 }
 
+TEST(Edit, AMovieBoxWithTablesThatOverrunIsNotMoved)
+{
+    MadeMp4 made = makeMp4(namedSpec());
+    auto damaged = [&](std::string_view mark, std::size_t distance, std::uint8_t value) {
+        Bytes source = made.bytes;
+        std::size_t place = charsOf(source).find(mark);
+        source.at(place + distance) = value;
+        return source;
+    };
+    EXPECT_TRUE(planLongName(made.bytes).ok());
+    // The count of descriptions, the size of one, and counts of rows.
+    for (const Bytes& source : { damaged("stsd", 8, 1), damaged("mp4a", static_cast<std::size_t>(-3), 1),
+             damaged("stts", 9, 1), damaged("stsc", 9, 1), damaged("stsz", 13, 1), damaged("stco", 9, 1) }) {
+        auto plan = planLongName(source);
+        ASSERT_FALSE(plan.ok());
+        EXPECT_EQ(plan.error().text, "the movie box is damaged and has no room");
+    }
+}
+
+TEST(Edit, BoxesNestedWithoutEndAreNotFollowed)
+{
+    constexpr std::uint64_t Depth = 200'000;
+    Bytes nested;
+    ByteWriter writer(nested);
+    for (std::uint64_t i = Depth; i > 0; i--) {
+        writer.u32be(static_cast<std::uint32_t>(i * 8));
+        writer.text("trak");
+    }
+    Mp4Spec spec = namedSpec();
+    spec.extraInMovie = nested;
+    EXPECT_EQ(rename(makeMp4(spec).bytes, std::string(500, 'n')).layout, Layout::AtTheEnd);
+    spec.behind = bytes("no box");
+    EXPECT_EQ(rename(makeMp4(spec).bytes, std::string(500, 'n')).layout, Layout::Shifted);
+}
+
 TEST(Edit, FilesBehindAnId3TagKeepIt)
 {
     Mp4Spec spec = namedSpec();
