@@ -75,13 +75,20 @@ bool isCopied(const AVStream& stream)
 }
 
 // Telephone codecs stand in the 3GPP flavour of the container only.
-bool isTelephoneCodec(AVCodecID codec)
+bool isTelephoneCodec(const AVCodecParameters& parameters)
 {
+    AVCodecID codec = parameters.codec_id;
     return codec == AV_CODEC_ID_AMR_NB || codec == AV_CODEC_ID_AMR_WB || codec == AV_CODEC_ID_H263;
 }
 
-// Doubles the file and gains nothing: HEVC over RTP wants parameters that hint tracks do not carry.
-bool isNeverHinted(AVCodecID codec) { return codec == AV_CODEC_ID_HEVC; }
+// HEVC doubles the file and gains nothing: over RTP it wants parameters that hint tracks do not carry. AAC with a
+// header before each frame loses it in the new file, but the library's hinting takes it off once more, and a frame of
+// fewer bytes than that is then read far beyond its end.
+bool isNeverHinted(const AVCodecParameters& parameters)
+{
+    bool isFramedAac = parameters.codec_id == AV_CODEC_ID_AAC && parameters.extradata_size == 0;
+    return isFramedAac || parameters.codec_id == AV_CODEC_ID_HEVC;
+}
 
 class Copier {
 public:
@@ -102,7 +109,7 @@ public:
     }
 
 private:
-    bool contains(bool (*test)(AVCodecID)) const;
+    bool contains(bool (*test)(const AVCodecParameters&)) const;
     Result<void> makeOutput(bool hinted);
     Result<void> addStream(const AVStream& from);
     Result<void> writeHeader(bool hinted);
@@ -134,11 +141,11 @@ Result<void> Copier::writeStatus(int status) const
     return error;
 }
 
-bool Copier::contains(bool (*test)(AVCodecID)) const
+bool Copier::contains(bool (*test)(const AVCodecParameters&)) const
 {
     const AVFormatContext& context = m_input.context();
     return std::any_of(context.streams, context.streams + context.nb_streams,
-        [test](const AVStream* stream) { return isCopied(*stream) && test(stream->codecpar->codec_id); });
+        [test](const AVStream* stream) { return isCopied(*stream) && test(*stream->codecpar); });
 }
 
 Result<void> Copier::addStream(const AVStream& from)

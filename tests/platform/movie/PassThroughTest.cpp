@@ -32,7 +32,8 @@ class PassThroughTest : public testing::Test {
 protected:
     void SetUp() override { MV_NEEDS_FFMPEG(); }
 
-    OSStatus exportTo(const std::string& target, const std::string& source)
+    OSStatus exportTo(const std::string& target, const std::string& source,
+        MovieExporter exporter = { { fourCC("mp42"), true, true, false, 1450 } })
     {
         MovieToolbox& toolbox = MovieToolbox::shared();
         std::unique_ptr<Movie> movie;
@@ -40,7 +41,6 @@ protected:
         if (status != noErr)
             return status;
         toolbox.SetMovieProgressProc(*movie, note, &m_percents);
-        MovieExporter exporter { { fourCC("mp42"), true, true, false, 1450 } };
         return toolbox.ConvertMovieToDataRef(*movie, { target }, fourCC("mpg4"), fourCC("TVOD"), 0, exporter);
     }
 
@@ -84,6 +84,16 @@ TEST_F(PassThroughTest, AStreamThatComesLateIsLeftOut)
     ASSERT_EQ(exportTo(m_target, joined), noErr);
     EXPECT_THAT(probed(m_target, "stream=codec_type"), testing::Not(testing::HasSubstr("audio")));
     EXPECT_GT(number(probed(m_target, "format=duration")), 9.9);
+}
+
+TEST_F(PassThroughTest, FramesShorterThanTheirHeadersAreNotHinted)
+{
+    // Silence: a frame has six bytes, its ADTS header seven.
+    std::string source = makeClip(m_folder, "a.aac", " -f lavfi -i anullsrc=r=44100:cl=mono -t 2 -c:a aac");
+    MovieExporter exporter { { fourCC("mp42"), true, true, true, 1450 } };
+    ASSERT_EQ(exportTo(m_target, source, exporter), noErr);
+    EXPECT_EQ(probed(m_target, "stream=codec_name"), "aac\n");
+    EXPECT_NEAR(number(probed(m_target, "format=duration")), 2, 0.1);
 }
 
 TEST_F(PassThroughTest, APercentIsReportedOnce)
