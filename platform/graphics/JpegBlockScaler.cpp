@@ -101,6 +101,12 @@ void JpegBlockScaler::scale(const Block& block, int last, std::uint8_t* to, std:
     switch (m_across * 10 + m_down) {
     case 22:
         return scaleIn<4, 2, 2>(block, diagonal, to, stride);
+    case 33:
+        return scaleIn<4, 3, 3>(block, diagonal, to, stride);
+    case 63:
+        return scaleIn<8, 6, 3>(block, diagonal, to, stride);
+    case 66:
+        return scaleIn<8, 6, 6>(block, diagonal, to, stride);
     case 42:
         return scaleIn<4, 4, 2>(block, diagonal, to, stride);
     case 44:
