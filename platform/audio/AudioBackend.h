@@ -28,7 +28,7 @@ struct DecodedFrames {
 struct AudioSourceFormat {
     AudioStreamBasicDescription description; ///< of the file's data
     std::uint64_t channelMask = 0; ///< one bit for each channel in order, as in WAVE files; 0 when not known
-    std::int64_t frames = 0; ///< what decoding delivers, exactly
+    std::int64_t frames = 0; ///< what decoding delivers, exactly; but for damage at the end, which may give less
 };
 
 /// An audio file that is being decoded, on one thread at a time. The code of its errors is an OSStatus.

@@ -3,6 +3,7 @@
 #include "platform/audio/WaveSource.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace mv {
 
@@ -104,6 +105,12 @@ OSStatus AudioFileReader::fill(std::uint8_t* target, std::uint32_t wanted, std::
         m_converter.convert(m_decoded, m_used, count, target + std::size_t { done } * m_clientFormat.mBytesPerFrame);
         m_used += count;
         done += count;
+    }
+    if (done < wanted && m_failure == noErr) {
+        // The last packets are damaged. The length was announced, so it is kept.
+        std::size_t missing = std::size_t { wanted - done } * m_clientFormat.mBytesPerFrame;
+        std::memset(target + std::size_t { done } * m_clientFormat.mBytesPerFrame, 0, missing);
+        done = wanted;
     }
     return done == 0 ? m_failure : noErr;
 }

@@ -71,7 +71,8 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, std::uint32_t property, s
 
 /// Reads up to `*frames` frames, as many as have room in the first buffer; fewer only at the end, 0 after it.
 /// `*frames` and the buffer's byte size tell what was delivered. A packet that cannot be decoded is heard as silence
-/// of its own length; a file that cannot be read any more is an error, and stays one.
+/// of its own length, damage at the end as silence up to the announced length; a file that cannot be read any more is
+/// an error, and stays one.
 OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* frames, AudioBufferList* data);
 
 /// Finishes and closes the file; the handle is gone whatever the result.

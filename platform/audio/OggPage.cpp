@@ -52,11 +52,13 @@ std::optional<OggPage> OggPage::parse(ByteView bytes)
     page.beginsStream = reader.u8() & BeginsStreamFlag;
     page.granule = reader.u64le();
     page.serial = reader.u32le();
-    reader.u32le(); // the page's number
+    page.number = reader.u32le();
     std::uint32_t checksum = reader.u32le();
     std::size_t bodySize = 0;
-    for (std::uint8_t segment : reader.take(reader.u8()))
+    for (std::uint8_t segment : reader.take(reader.u8())) {
         bodySize += segment;
+        page.packetEnds += segment < 255; // a full one goes on in the next
+    }
     page.body = reader.take(bodySize);
     if (reader.failed())
         return std::nullopt;

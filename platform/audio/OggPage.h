@@ -15,6 +15,8 @@ struct OggPage {
     bool beginsStream = false;
     std::uint64_t granule = NoGranule; ///< the codec's own measure of time at the end of the page
     std::uint32_t serial = 0; ///< which of the interleaved streams
+    std::uint32_t number = 0; ///< of the page in its stream, from 0
+    std::uint32_t packetEnds = 0; ///< packets that end on the page
     std::size_t size = 0; ///< bytes of the whole page
     ByteView body;
 

@@ -23,6 +23,9 @@ Result<std::uint64_t> flacFramesByTail(const InputFile& file);
 /// chain. In a chain of several sample rates every link counts by its time at the first one's rate. Error kinds as
 /// above.
 Result<StreamLength> measureOgg(const InputFile& file);
+/// Whether an Ogg file is one stream of undamaged Vorbis or Opus pages from its first byte to its last, which began
+/// when its time did: decoding it then gives as many frames as measureOgg says. Reads the whole file.
+bool isWholeOggStream(const InputFile& file);
 /// The same, but a stream other than FLAC is Unsupported.
 Result<StreamLength> measureOggFlac(const InputFile& file);
 

@@ -96,6 +96,8 @@ Result<FrameCount> countOgg(const Path& path, const InputFile& file)
         return FrameCount { trimmed, FrameDecoder::End::Trimmed };
     }
     // The end is where the last granule position says. The decoding library takes off up to a block more.
+    if (isWholeOggStream(file))
+        return FrameCount { static_cast<std::int64_t>(length->frames), FrameDecoder::End::Whole };
     MV_TRY(decoded, countByDecoding(path, FrameDecoder::End::Whole));
     return FrameCount { std::min(decoded, static_cast<std::int64_t>(length->frames)), FrameDecoder::End::Whole };
 }

@@ -81,6 +81,17 @@ TEST(ExtAudioFile, ReadsAcrossRunsAndEndsAtTheAnnouncedLength)
     EXPECT_EQ(end.bytes, 0u);
 }
 
+TEST(ExtAudioFile, WhatIsMissingAtTheEndIsSilence)
+{
+    OneSource backend;
+    announce(*backend.source, 6);
+    addRun(*backend.source, { 1, 2, 3 });
+    OpenFile file;
+    EXPECT_THAT(readFrames(file.handle, 4, 100).samples, ElementsAre(1, 2, 3, 0));
+    EXPECT_THAT(readFrames(file.handle, 4, 100).samples, ElementsAre(0, 0));
+    EXPECT_EQ(readFrames(file.handle, 4, 100).frames, 0u);
+}
+
 TEST(ExtAudioFile, ReadsNoMoreThanTheBufferHolds)
 {
     OneSource backend;
