@@ -1,5 +1,5 @@
-#include "Base/Core/ByteReader.h"
 #include "tests/integration/RunningService.h"
+#include "tests/support/WaveMaker.h"
 
 #include <memory>
 #include <unistd.h>
@@ -67,23 +67,9 @@ protected:
     /// A stereo file of silence, so many blocks long.
     std::string silence(std::uint32_t blocks)
     {
-        std::uint32_t bytes = blocks * 1152 * 4;
-        Bytes wave;
-        ByteWriter out(wave);
-        out.text("RIFF");
-        out.u32le(36 + bytes);
-        out.text("WAVEfmt ");
-        out.u32le(16);
-        out.u16le(1);
-        out.u16le(2);
-        out.u32le(44100);
-        out.u32le(44100 * 4);
-        out.u16le(4);
-        out.u16le(16);
-        out.text("data");
-        out.u32le(bytes);
-        out.zeros(bytes);
-        return scratch.write("in.wav", ByteView(wave));
+        WaveMaker wave;
+        wave.format(1, 2, 44100, 16).silence(std::size_t { blocks } * 1152 * 4);
+        return scratch.write("in.wav", wave.bytes());
     }
     void serveDelegate(BusClient& client)
     {

@@ -1,4 +1,5 @@
 #include "tests/platform/audio/AgainstFfmpeg.h"
+#include "tests/support/WaveMaker.h"
 
 using namespace mv;
 using namespace mv::test;
@@ -313,21 +314,9 @@ TEST(Decoding, WhatIsNoAudioFile)
 TEST(Decoding, AFileWithoutASampleIsAudioOfLengthZero)
 {
     ScratchFolder scratch;
-    Bytes wave;
-    ByteWriter out(wave);
-    out.text("RIFF");
-    out.u32le(36);
-    out.text("WAVEfmt ");
-    out.u32le(16);
-    out.u16le(1);
-    out.u16le(2);
-    out.u32le(44100);
-    out.u32le(44100 * 4);
-    out.u16le(4);
-    out.u16le(16);
-    out.text("data");
-    out.u32le(0);
-    DecodedFile file(scratch.write("none.wav", ByteView(wave)));
+    WaveMaker wave;
+    wave.format(1, 2, 44100, 16).silence(0);
+    DecodedFile file(scratch.write("none.wav", wave.bytes()));
     EXPECT_EQ(file.opened, noErr);
     EXPECT_EQ(file.announced, 0);
     EXPECT_EQ(file.delivered, 0);

@@ -2,6 +2,7 @@
 #include "tests/platform/audio/DecodedSource.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Scratch.h"
+#include "tests/support/WaveMaker.h"
 
 #include <gmock/gmock.h>
 
@@ -26,57 +27,7 @@ void expectAsFfmpegDecodes(const std::string& path)
     EXPECT_TRUE(one.samples == other.samples) << "samples differ";
 }
 
-/// A WAVE file put together from chunks. The sizes are as given, whatever follows.
-class Wave {
-public:
-    Wave()
-        : m_out(m_bytes)
-    {
-        m_out.text("RIFF");
-        m_out.u32le(0x7FFFFFFF);
-        m_out.text("WAVE");
-    }
-
-    Wave& chunk(std::string_view id, ByteView content) { return chunk(id, content, content.size()); }
-    Wave& chunk(std::string_view id, ByteView content, std::size_t size)
-    {
-        m_out.text(id);
-        m_out.u32le(static_cast<std::uint32_t>(size));
-        m_out.bytes(content);
-        return *this;
-    }
-    Wave& format(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits)
-    {
-        return format(tag, channels, rate, bits, static_cast<std::uint16_t>(channels * bits / 8));
-    }
-    Wave& format(
-        std::uint16_t tag, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits, std::uint16_t frameBytes)
-    {
-        Bytes content;
-        ByteWriter out(content);
-        out.u16le(tag);
-        out.u16le(channels);
-        out.u32le(rate);
-        out.u32le(rate * frameBytes);
-        out.u16le(frameBytes);
-        out.u16le(bits);
-        return chunk("fmt ", content);
-    }
-    Wave& sound(std::size_t bytes)
-    {
-        Bytes content(bytes);
-        for (std::size_t i = 0; i < bytes; ++i)
-            content[i] = static_cast<std::uint8_t>(i * i / 7);
-        return chunk("data", content);
-    }
-    ByteView bytes() const { return m_bytes; }
-
-private:
-    Bytes m_bytes;
-    ByteWriter m_out;
-};
-
-bool isTaken(const Wave& wave)
+bool isTaken(const WaveMaker& wave)
 {
     ScratchFolder scratch;
     return WaveSource::open(scratch.write("sound.wav", wave.bytes())) != nullptr;
@@ -91,7 +42,7 @@ TEST(WaveSource, EveryDepthIsDecodedAsByFfmpeg)
         { std::pair<std::uint16_t, std::uint16_t> { 1, 8 }, { 1, 16 }, { 1, 24 }, { 1, 32 }, { 3, 32 }, { 3, 64 } })
         for (std::uint16_t channels : { 1, 2, 6 }) {
             SCOPED_TRACE(testing::Message() << tag << " " << bits << " " << channels);
-            Wave wave;
+            WaveMaker wave;
             wave.format(tag, channels, 44100, bits).sound(96'000);
             expectAsFfmpegDecodes(scratch.write("sound.wav", wave.bytes()));
         }
@@ -101,11 +52,11 @@ TEST(WaveSource, OtherChunksAreSteppedOver)
 {
     ScratchFolder scratch;
     Bytes odd(13, 'x');
-    Wave wave;
+    WaveMaker wave;
     wave.chunk("JUNK", odd);
     Bytes padded(wave.bytes().begin(), wave.bytes().end());
     padded.push_back(0); // the byte that fills up
-    Wave rest;
+    WaveMaker rest;
     rest.chunk("id3 ", Bytes(40, 'i')).format(1, 2, 48000, 16).sound(4000).chunk("LIST", bytesOf("INFO"));
     padded.insert(padded.end(), rest.bytes().begin() + 12, rest.bytes().end());
     std::string path = scratch.write("sound.wav", ByteView(padded));
@@ -119,7 +70,7 @@ TEST(WaveSource, SizesAreCutToTheFileAndToWholeFrames)
     Bytes content(4003, 7);
     for (std::size_t size : { std::size_t { 0xFFFFFFFF - 1 }, std::size_t { 8000 }, std::size_t { 4000 } }) {
         SCOPED_TRACE(size);
-        Wave wave;
+        WaveMaker wave;
         wave.format(1, 2, 44100, 16).chunk("data", ByteView(content).first(std::min<std::size_t>(size, 4003)), size);
         std::string path = scratch.write("sound.wav", wave.bytes());
         expectAsFfmpegDecodes(path);
@@ -143,26 +94,26 @@ TEST(WaveSource, AnExtensibleFormatNamesItsSpeakers)
     out.u32le(0x600); // the sides
     out.u16le(1);
     out.bytes(Bytes { 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71 });
-    Wave wave;
+    WaveMaker wave;
     wave.chunk("fmt ", content).sound(6000);
     std::string path = scratch.write("sound.wav", wave.bytes());
     expectAsFfmpegDecodes(path);
     EXPECT_EQ(WaveSource::open(path)->format().channelMask, 0x600u);
     content[20] = 7; // three speakers for two channels
-    Wave other;
+    WaveMaker other;
     other.chunk("fmt ", content).sound(6000);
     path = scratch.write("other.wav", other.bytes());
     expectAsFfmpegDecodes(path);
     EXPECT_EQ(WaveSource::open(path)->format().channelMask, 0u);
     content[18] = 20; // fewer bits than the samples have room for
-    Wave narrow;
+    WaveMaker narrow;
     narrow.chunk("fmt ", content).sound(6000);
     EXPECT_FALSE(isTaken(narrow));
 }
 
 TEST(WaveSource, WhatIsUnusualIsLeftToOthers)
 {
-    Wave compressed, mismatch, twice, twoFormats, none, odd, noFormat, surround, large;
+    WaveMaker compressed, mismatch, twice, twoFormats, none, odd, noFormat, surround, large;
     EXPECT_FALSE(isTaken(compressed.format(2, 2, 44100, 16).sound(400)));
     EXPECT_FALSE(isTaken(mismatch.format(1, 2, 44100, 16, 8).sound(400)));
     EXPECT_FALSE(isTaken(twice.format(1, 2, 44100, 16).sound(400).sound(400)));

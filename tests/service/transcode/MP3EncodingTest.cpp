@@ -53,20 +53,31 @@ double signalToNoise(const std::vector<double>& wanted, const std::vector<double
     return 10 * std::log10(signal / noise);
 }
 
-#define NEEDS_PROGRAMS()                                                                                               \
-    if (!haveProgram("ffmpeg") || !haveProgram("lame"))                                                                \
-    GTEST_SKIP() << "ffmpeg or lame is not installed"
+class MP3Encoding : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!haveProgram("ffmpeg") || !haveProgram("lame"))
+            GTEST_SKIP() << "ffmpeg or lame is not installed";
+    }
+    /// Makes the input.
+    void make(const std::string& layout, const std::string& seconds, const std::string& codec)
+    {
+        ASSERT_EQ(run(tone(layout, seconds, "-c:a " + codec) + test::quoted(input)), 0);
+    }
+
+    ScratchFolder scratch;
+    std::string input = scratch.file("in.wav");
+    std::string output = scratch.file("out.mp3");
+};
 
 } // namespace
 
-TEST(MP3Encoding, SameBytesAsLame)
+TEST_F(MP3Encoding, SameBytesAsLame)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
     std::string ours = scratch.file("ours.mp3");
     std::string theirs = scratch.file("theirs.mp3");
-    ASSERT_EQ(run(tone(Stereo, "3.3", "-c:a pcm_s16le -bitexact") + test::quoted(input)), 0);
+    make(Stereo, "3.3", "pcm_s16le -bitexact");
     struct Row {
         Record attributes;
         const char* options;
@@ -93,10 +104,8 @@ TEST(MP3Encoding, SameBytesAsLame)
 
 // Whatever the source is, what is heard is as close to the original as what lame makes of the same source. (It reads
 // WAV and MP3 itself and is handed the rest by ffmpeg.)
-TEST(MP3Encoding, AsCloseToTheOriginalAsLame)
+TEST_F(MP3Encoding, AsCloseToTheOriginalAsLame)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
     std::string original = scratch.file("original.wav");
     std::string piped = scratch.file("piped.wav");
     std::string ours = scratch.file("ours.mp3");
@@ -114,7 +123,7 @@ TEST(MP3Encoding, AsCloseToTheOriginalAsLame)
         { "lossy.mp3", "libmp3lame -b:a 320k", "pcm_s16le" }, { "lossy.ogg", "libvorbis -q:a 8", "pcm_s16le" } };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        std::string input = scratch.file(row.name);
+        input = scratch.file(row.name);
         ASSERT_EQ(
             run("ffmpeg -v error -y -i " + test::quoted(original) + " -c:a " + row.codec + " " + test::quoted(input)),
             0);
@@ -132,14 +141,11 @@ TEST(MP3Encoding, AsCloseToTheOriginalAsLame)
     }
 }
 
-TEST(MP3Encoding, VariableBitRateIsLamesDefault)
+TEST_F(MP3Encoding, VariableBitRateIsLamesDefault)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
     std::string ours = scratch.file("ours.mp3");
     std::string theirs = scratch.file("theirs.mp3");
-    ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s16le -bitexact") + test::quoted(input)), 0);
+    make(Stereo, "3", "pcm_s16le -bitexact");
     for (std::int32_t rate : { 64000, 192000 }) {
         ASSERT_TRUE(
             encode(input, ours, { { MVAudioEncoderVBRAttribute, true }, { MVAudioEncoderBitrateAttribute, rate } }));
@@ -149,12 +155,10 @@ TEST(MP3Encoding, VariableBitRateIsLamesDefault)
     }
 }
 
-TEST(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
+TEST_F(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.flac");
-    ASSERT_EQ(run(tone(Stereo, "4", "-c:a flac -sample_fmt s16") + test::quoted(input)), 0);
+    input = scratch.file("in.flac");
+    make(Stereo, "4", "flac -sample_fmt s16");
     ASSERT_TRUE(encode(input, scratch.file("silent.mp3")));
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
@@ -166,10 +170,8 @@ TEST(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
     EXPECT_EQ(delegate->questions, 44100 * 4 / 1152 + 2);
 }
 
-TEST(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
+TEST_F(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
     std::string wave = scratch.file("in.wav");
     ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(wave)), 0);
     ASSERT_TRUE(encode(wave, scratch.file("wave.mp3")));
@@ -181,11 +183,8 @@ TEST(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
     }
 }
 
-TEST(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
+TEST_F(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
     ASSERT_EQ(run(tone(Stereo, "1", "-af atrim=end_sample=0 -c:a pcm_s16le") + test::quoted(input)), 0);
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
@@ -197,9 +196,8 @@ TEST(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
     EXPECT_NE(text.find("Info"), std::string_view::npos); // the tag frame stands in front
 }
 
-TEST(MP3Encoding, WhatIsNoAudioIsError1)
+TEST_F(MP3Encoding, WhatIsNoAudioIsError1)
 {
-    ScratchFolder scratch;
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
@@ -211,13 +209,9 @@ TEST(MP3Encoding, WhatIsNoAudioIsError1)
 }
 
 // By the fixed rules mono is noise; exactly converted it sounds on both sides.
-TEST(MP3Encoding, MonoByTheRulesAndExactly)
+TEST_F(MP3Encoding, MonoByTheRulesAndExactly)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
-    std::string output = scratch.file("out.mp3");
-    ASSERT_EQ(run(tone("0.4*sin(440*2*PI*t)", "2", "-c:a pcm_s16le") + test::quoted(input)), 0);
+    make("0.4*sin(440*2*PI*t)", "2", "pcm_s16le");
     auto wanted = decoded(input, 1)[0];
     ASSERT_TRUE(encode(input, output));
     EXPECT_LT(signalToNoise(wanted, decoded(output, 2)[0]), 3);
@@ -230,17 +224,13 @@ TEST(MP3Encoding, MonoByTheRulesAndExactly)
     EXPECT_GT(signalToNoise(wanted, decoded(output, 1)[0]), 30);
 }
 
-TEST(MP3Encoding, DeepSamplesByTheRulesAndExactly)
+TEST_F(MP3Encoding, DeepSamplesByTheRulesAndExactly)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
     std::string reference = scratch.file("reference.wav");
-    std::string output = scratch.file("out.mp3");
     ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(reference)), 0);
     auto wanted = decoded(reference, 2)[0];
     for (const char* codec : { "pcm_s24le", "pcm_s32le", "pcm_f32le" }) {
         SCOPED_TRACE(codec);
-        std::string input = scratch.file("in.wav");
         ASSERT_EQ(run(tone(Stereo, "2", std::string("-c:a ") + codec) + test::quoted(input)), 0);
         ASSERT_TRUE(encode(input, output));
         double byTheRules = signalToNoise(wanted, decoded(output, 2)[0]);
@@ -254,15 +244,9 @@ TEST(MP3Encoding, DeepSamplesByTheRulesAndExactly)
 }
 
 // Six channels do not fit into a block: by the rules the first read fails and the MP3 has no sound.
-TEST(MP3Encoding, SixChannelsByTheRulesAndExactly)
+TEST_F(MP3Encoding, SixChannelsByTheRulesAndExactly)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
-    std::string output = scratch.file("out.mp3");
-    ASSERT_EQ(
-        run(tone("0.4*sin(440*2*PI*t)|0.2*sin(990*2*PI*t)|0|0|0|0:c=5.1", "1", "-c:a pcm_s16le") + test::quoted(input)),
-        0);
+    make("0.4*sin(440*2*PI*t)|0.2*sin(990*2*PI*t)|0|0|0|0:c=5.1", "1", "pcm_s16le");
     DebugGate gate(3);
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
@@ -284,12 +268,9 @@ TEST(MP3Encoding, SixChannelsByTheRulesAndExactly)
     EXPECT_GT(signalToNoise(front[1], sides[1]), 25);
 }
 
-TEST(MP3Encoding, SixteenBitStereoIsTheSameExactlyConverted)
+TEST_F(MP3Encoding, SixteenBitStereoIsTheSameExactlyConverted)
 {
-    NEEDS_PROGRAMS();
-    ScratchFolder scratch;
-    std::string input = scratch.file("in.wav");
-    ASSERT_EQ(run(tone(Stereo, "1", "-c:a pcm_s16le") + test::quoted(input)), 0);
+    make(Stereo, "1", "pcm_s16le");
     ASSERT_TRUE(encode(input, scratch.file("rules.mp3")));
     ASSERT_TRUE(encode(input, scratch.file("exact.mp3"), { { MVAudioEncoderExactConversionAttribute, true } }));
     EXPECT_EQ(readFile(scratch.file("rules.mp3")), readFile(scratch.file("exact.mp3")));
