@@ -85,6 +85,7 @@ JpegBitReader::Pool JpegBitReader::refilledByBytes(Pool pool)
                 }
                 if (code != 0) {
                     m_atMarker = true;
+                    m_isLast = !jpeg_marker::isRestart(code);
                     continue;
                 }
             }
@@ -116,6 +117,7 @@ bool JpegBitReader::restart(int number)
         int ahead = code - jpeg_marker::Restart0 - number;
         m_atMarker = true;
         if (code < 0 || !jpeg_marker::isRestart(code)) {
+            m_isLast = true;
             m_madeUp = 8; // dry from the start
             return false;
         }

@@ -56,6 +56,9 @@ public:
     /// True when the file ended, as opposed to a marker in the way.
     bool fileEnded() const { return m_fileEnded; }
 
+    /// True when nothing can come any more: the file ended, or a marker that is no restart.
+    bool isOver() const { return ranDry() && (m_fileEnded || m_isLast); }
+
     /// Goes on behind the restart marker of this number (0 to 7), passing over damaged data. False when it is not
     /// found; the data of this interval are then lost, but a later one may be found.
     bool restart(int number);
@@ -76,6 +79,7 @@ private:
     Pool m_pool;
     int m_madeUp = 0;
     bool m_atMarker = false;
+    bool m_isLast = false; ///< the marker is no restart
     bool m_fileEnded = false;
 };
 

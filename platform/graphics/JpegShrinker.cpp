@@ -212,8 +212,11 @@ void JpegShrinker::forEachBlock(const JpegScanHeader& scan, JpegScanReader& read
     int down = alone ? m_frame.blocksDown(first) : m_frame.unitsDown();
     for (int y = 0; y < down; y++) {
         for (int x = 0; x < across; x++) {
-            if (!reader.beginUnit())
+            if (!reader.beginUnit()) {
+                if (reader.bits().isOver())
+                    return;
                 continue;
+            }
             for (std::size_t part = 0; part < scan.parts.size(); part++) {
                 const JpegComponent& component = m_frame.components[scan.parts[part].component];
                 int h = alone ? 1 : component.h;
