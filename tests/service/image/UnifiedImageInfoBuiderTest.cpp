@@ -1,5 +1,6 @@
 #include "service/image/UnifiedImageInfoBuider.h"
 
+#include "Base/Core/ByteReader.h"
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/NSException.h"
 #include "Base/Media/MVMediaTypeReader.h"
@@ -10,6 +11,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <limits>
@@ -52,6 +54,33 @@ std::pair<unsigned, unsigned> tiffSize(const Bytes& tiff)
             size.second = value;
     }
     return size;
+}
+
+/// A gray TIFF with a page of each size.
+Bytes pagesOf(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& sizes)
+{
+    constexpr std::uint32_t EntryCount = 8;
+    Bytes file;
+    ByteWriter writer(file);
+    writer.text("II");
+    writer.u16le(42);
+    writer.u32le(8);
+    for (std::size_t i = 0; i < sizes.size(); i++) {
+        auto [width, height] = sizes[i];
+        std::uint32_t pixels = static_cast<std::uint32_t>(file.size()) + 2 + EntryCount * 12 + 4;
+        const std::uint32_t entries[EntryCount][2] { { 256, width }, { 257, height }, { 258, 8 }, { 259, 1 },
+            { 262, 1 }, { 273, pixels }, { 278, height }, { 279, width * height } };
+        writer.u16le(EntryCount);
+        for (auto [tag, value] : entries) {
+            writer.u16le(static_cast<std::uint16_t>(tag));
+            writer.u16le(4);
+            writer.u32le(1);
+            writer.u32le(value);
+        }
+        writer.u32le(i + 1 < sizes.size() ? pixels + width * height : 0);
+        writer.zeros(width * height);
+    }
+    return file;
 }
 
 class UnifiedImageInfoBuilderTest : public testing::Test {
@@ -284,8 +313,41 @@ TEST_F(UnifiedImageInfoBuilderTest, OddMaximaAreSurvived)
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     constexpr float infinity = std::numeric_limits<float>::infinity();
     std::string path = m_folder.write("a.jpg", test::jpegPicture(64, 48));
-    for (float value : { nan, infinity, -infinity, -5.0f, 0.0f, 1e30f })
-        m_builder.makeThumbnailWithMaxSize(path, { value, value });
+    for (float value : { nan, infinity, -infinity, -5.0f, 1e30f })
+        EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(path, { value, value })) << value;
+    auto whole = m_builder.makeThumbnailWithMaxSize(path, { 0, 0 });
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(tiffSize(*whole->data("data")), std::pair(64u, 48u));
+}
+
+// The drawn picture is the first page, the stated size that of the largest.
+TEST_F(UnifiedImageInfoBuilderTest, OfSeveralPagesTheFirstIsDrawnAndTheLargestIsStated)
+{
+    std::string path = m_folder.write("a.tif", pagesOf({ { 8, 16 }, { 60, 20 }, { 30, 10 } }));
+    auto thumbnail = m_builder.makeThumbnailWithMaxSize(path, { 100, 100 });
+    ASSERT_TRUE(thumbnail);
+    EXPECT_EQ(*thumbnail->find("width"), Value(60.0));
+    EXPECT_EQ(*thumbnail->find("height"), Value(20.0));
+    EXPECT_EQ(tiffSize(*thumbnail->data("data")), std::pair(50u, 100u));
+    auto record = m_builder.build(path);
+    ASSERT_TRUE(record);
+    EXPECT_EQ(*record->find(MediaDBPhotoColumnWidth), Value(8));
+    EXPECT_EQ(*record->find(MediaDBPhotoColumnHeight), Value(16));
+    EXPECT_EQ(tiffSize(*record->data(MediaDBPhotoColumnImage)), std::pair(50u, 100u));
+}
+
+TEST_F(UnifiedImageInfoBuilderTest, AHeaderWithoutPixelsIsDescribedWithoutAThumbnail)
+{
+    test::LogCapture log;
+    Bytes jpeg = test::jpegPicture(640, 480, ExifMaker().ascii(Ifd0, TagModel, "Model").block());
+    const Bytes scan { 0xFF, 0xDA };
+    jpeg.erase(std::search(jpeg.begin(), jpeg.end(), scan.begin(), scan.end()) + 14, jpeg.end());
+    Record record = describe("a.jpg", jpeg);
+    EXPECT_FALSE(record.contains(MediaDBPhotoColumnImage));
+    EXPECT_EQ(*record.find(MediaDBPhotoColumnWidth), Value(640));
+    EXPECT_EQ(*record.string(MediaDBPhotoColumnCameraModel), "Model");
+    EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(m_folder.file("a.jpg"), { 10, 10 }));
+    EXPECT_THAT(log.lines(), testing::ElementsAre("Could not render image", "Could not render image"));
 }
 
 TEST_F(UnifiedImageInfoBuilderTest, MissingArgumentsAreOneGatedLine)
