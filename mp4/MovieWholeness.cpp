@@ -40,15 +40,16 @@ bool holdsItsRows(StructureReader& reader, const Box& box)
     return header.failed() || sameSizes || count * shape->rowSize <= box.payloadSize() - headerSize;
 }
 
-bool holdsItsEntries(StructureReader& reader, const Box& stsd)
+/// Of a sample description or a list of data references.
+bool holdsItsEntries(StructureReader& reader, const Box& list)
 {
     constexpr std::uint64_t HeaderSize = 8;
-    ByteReader header(payloadStart(reader, stsd, HeaderSize));
+    ByteReader header(payloadStart(reader, list, HeaderSize));
     header.skip(4);
     std::uint32_t count = header.u32be();
     if (header.failed())
         return true;
-    BoxWalker entries(reader, stsd.payloadOffset() + HeaderSize, stsd.end());
+    BoxWalker entries(reader, list.payloadOffset() + HeaderSize, list.end());
     for (std::uint32_t i = 0; i < count; i++) {
         auto entry = entries.next();
         if (!entry || entry->overruns)
@@ -61,8 +62,9 @@ bool holdsItsBoxes(StructureReader& reader, const Box& parent)
 {
     BoxWalker walker(reader, parent);
     while (auto box = walker.next()) {
+        bool hasEntries = box->type == fourCC("stsd") || box->type == fourCC("dref");
         bool whole = leadsToSampleTables(parent, *box) ? holdsItsBoxes(reader, *box)
-            : box->type == fourCC("stsd")              ? holdsItsEntries(reader, *box)
+            : hasEntries                               ? holdsItsEntries(reader, *box)
                                                        : holdsItsRows(reader, *box);
         if (!whole || box->overruns)
             return false;

@@ -201,9 +201,10 @@ TEST(Edit, AMovieBoxWithTablesThatOverrunIsNotMoved)
         return source;
     };
     EXPECT_TRUE(planLongName(made.bytes).ok());
-    // The count of descriptions, the size of one, and counts of rows.
-    for (const Bytes& source : { damaged("stsd", 8, 1), damaged("mp4a", static_cast<std::size_t>(-3), 1),
-             damaged("stts", 9, 1), damaged("stsc", 9, 1), damaged("stsz", 13, 1), damaged("stco", 9, 1) }) {
+    // Counts of descriptions, references and rows, and the size of a description.
+    for (const Bytes& source :
+        { damaged("stsd", 8, 1), damaged("mp4a", static_cast<std::size_t>(-3), 1), damaged("dref", 9, 1),
+            damaged("stts", 9, 1), damaged("stsc", 9, 1), damaged("stsz", 13, 1), damaged("stco", 9, 1) }) {
         auto plan = planLongName(source);
         ASSERT_FALSE(plan.ok());
         EXPECT_EQ(plan.error().text, "the movie box is damaged and has no room");
