@@ -156,7 +156,7 @@ Result<std::uint64_t> ContentWriter::copyThroughBuffer(std::uint64_t from, std::
 Result<void> ContentWriter::copyBytes(std::uint64_t from, std::uint64_t length)
 {
     while (length > 0) {
-        // Up to a boundary of the target: a page written in two steps may go to the disk twice.
+        // Up to a boundary of the target: an aligned piece of it that comes in two steps may go to the disk twice.
         std::uint64_t part = std::min(length, ChunkBytes - m_position % ChunkBytes);
         MV_TRY(count, m_kernelCopyWorks ? copyInKernel(from, part) : copyThroughBuffer(from, part));
         MV_TRY_VOID(compareCopy(from, m_position, count));
