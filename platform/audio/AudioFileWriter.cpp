@@ -18,6 +18,7 @@ constexpr double LargestRate = 768000; // twice the highest that any device has
 constexpr std::uint32_t DefaultBitRatePerChannel = 64000;
 // Blocks of a few thousand frames: enough to even out a decoder's and an encoder's strides.
 constexpr std::size_t MostQueuedBlocks = 32;
+constexpr std::size_t BlocksToWakeFor = 16;
 constexpr std::size_t PacketBufferSize = 256u << 10;
 
 // The rates of the MPEG-4 table.
@@ -115,6 +116,7 @@ AudioFileWriter::AudioFileWriter(OutputFile file, const AudioStreamBasicDescript
           linearPcm(description.mSampleRate, description.mChannelsPerFrame, 16, kAudioFormatFlagIsSignedInteger))
     , m_converter(*this)
     , m_bitRate(DefaultBitRatePerChannel * description.mChannelsPerFrame)
+    , m_queue(MostQueuedBlocks, BlocksToWakeFor)
 {
 }
 
@@ -184,7 +186,7 @@ OSStatus AudioFileWriter::write(std::uint32_t frames, const AudioBufferList& dat
         if (OSStatus status = startEncoder(); status != noErr)
             return status;
     }
-    enqueue(planar(frames, static_cast<const std::uint8_t*>(buffer.mData)));
+    m_queue.push(planar(frames, static_cast<const std::uint8_t*>(buffer.mData)));
     m_framesWritten += frames;
     return failure();
 }
@@ -216,50 +218,20 @@ OSStatus AudioFileWriter::finish()
             return status;
     }
     if (m_thread.joinable()) {
-        closeQueue();
+        m_queue.close();
         m_thread.join();
     }
     return failure();
 }
 
-void AudioFileWriter::enqueue(Block block)
-{
-    MutexLock guard(m_lock);
-    while (m_queue.size() >= MostQueuedBlocks && m_failure == noErr)
-        m_changed.wait(m_lock);
-    if (m_failure != noErr)
-        return;
-    m_queue.push_back(std::move(block));
-    m_changed.notify_all();
-}
-
-void AudioFileWriter::closeQueue()
-{
-    MutexLock guard(m_lock);
-    m_closed = true;
-    m_changed.notify_all();
-}
-
-bool AudioFileWriter::nextBlock(Block& block)
-{
-    MutexLock guard(m_lock);
-    while (m_queue.empty() && !m_closed && m_failure == noErr)
-        m_changed.wait(m_lock);
-    if (m_queue.empty() || m_failure != noErr)
-        return false;
-    block = std::move(m_queue.front());
-    m_queue.pop_front();
-    m_changed.notify_all();
-    return true;
-}
-
 void AudioFileWriter::fail(const Error& error)
 {
-    MutexLock guard(m_lock);
-    if (m_failure == noErr)
-        m_failure = error.code;
-    m_queue.clear();
-    m_changed.notify_all();
+    {
+        MutexLock guard(m_lock);
+        if (m_failure == noErr)
+            m_failure = error.code;
+    }
+    m_queue.close();
 }
 
 OSStatus AudioFileWriter::failure()
@@ -276,20 +248,28 @@ void AudioFileWriter::encodeBlocks()
 
 Result<void> AudioFileWriter::encodeAll()
 {
-    auto sink = [this](ByteView packet) { return appendPacket(packet); };
-    Block block;
-    std::vector<const float*> planes(m_track.channels);
-    while (nextBlock(block)) {
-        for (std::size_t channel = 0; channel < planes.size(); ++channel)
-            planes[channel] = block.samples.data() + channel * block.frames;
-        MV_TRY_VOID(m_encoder->encode(planes.data(), block.frames, sink));
+    std::deque<Block> blocks;
+    for (m_queue.takeAll(blocks); !blocks.empty(); m_queue.takeAll(blocks)) {
+        for (const Block& block : blocks) {
+            if (failure() != noErr)
+                return {}; // given up
+            MV_TRY_VOID(encode(block));
+        }
     }
     if (failure() != noErr)
-        return {}; // given up
-    MV_TRY(frames, m_encoder->finish(sink));
+        return {};
+    MV_TRY(frames, m_encoder->finish([this](ByteView packet) { return appendPacket(packet); }));
     m_track.frames = frames;
     MV_TRY_VOID(flushPackets());
     return writeHeader();
+}
+
+Result<void> AudioFileWriter::encode(const Block& block)
+{
+    std::array<const float*, LargestChannelCount> planes {};
+    for (std::size_t channel = 0; channel < m_track.channels; ++channel)
+        planes[channel] = block.samples.data() + channel * block.frames;
+    return m_encoder->encode(planes.data(), block.frames, [this](ByteView packet) { return appendPacket(packet); });
 }
 
 Result<void> AudioFileWriter::appendPacket(ByteView packet)

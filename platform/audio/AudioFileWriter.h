@@ -3,11 +3,9 @@
 #include "platform/audio/AacEncoder.h"
 #include "platform/audio/ExtAudioFileObject.h"
 #include "platform/audio/M4aHeader.h"
-#include "platform/system/Mutex.h"
+#include "platform/system/BatchQueue.h"
 #include "platform/system/OutputFile.h"
 
-#include <condition_variable>
-#include <deque>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -56,15 +54,13 @@ private:
     AudioFileWriter(OutputFile file, const AudioStreamBasicDescription& description);
     OSStatus startEncoder();
     Block planar(std::uint32_t frames, const std::uint8_t* samples) const;
-    void enqueue(Block block) MV_EXCLUDES(m_lock);
-    void closeQueue() MV_EXCLUDES(m_lock);
-    bool nextBlock(Block& block) MV_EXCLUDES(m_lock);
     void fail(const Error& error) MV_EXCLUDES(m_lock);
     OSStatus failure() MV_EXCLUDES(m_lock);
 
     // On the encoder's thread.
     void encodeBlocks();
     Result<void> encodeAll();
+    Result<void> encode(const Block& block);
     Result<void> appendPacket(ByteView packet);
     Result<void> flushPackets();
     Result<void> writeHeader();
@@ -83,10 +79,8 @@ private:
     Bytes m_packets;
     std::uint64_t m_fileSize = 0;
 
+    BatchQueue<Block> m_queue;
     Mutex m_lock;
-    std::condition_variable_any m_changed;
-    std::deque<Block> m_queue MV_GUARDED_BY(m_lock);
-    bool m_closed MV_GUARDED_BY(m_lock) = false;
     OSStatus m_failure MV_GUARDED_BY(m_lock) = noErr;
 };
 
