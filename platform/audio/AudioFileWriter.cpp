@@ -15,6 +15,9 @@ namespace {
 
 constexpr std::uint32_t LargestChannelCount = 8;
 constexpr double LargestRate = 768000; // twice the highest that any device has
+// Sound has 4,000 Hz and more. A file that claims a few Hz would grow a thousand times on the way to AAC's lowest rate,
+// and a small one keep the service busy for minutes.
+constexpr double SmallestRate = 1000;
 constexpr std::uint32_t DefaultBitRatePerChannel = 64000;
 // Blocks of a few thousand frames: enough to even out a decoder's and an encoder's strides.
 constexpr std::size_t MostQueuedBlocks = 32;
@@ -38,7 +41,7 @@ std::optional<SampleType> sampleTypeOf(const AudioStreamBasicDescription& format
     return std::nullopt;
 }
 
-bool isUsableRate(double rate) { return rate >= 1 && rate <= LargestRate; } // false for NaN
+bool isUsableRate(double rate) { return rate >= SmallestRate && rate <= LargestRate; } // false for NaN
 
 OSStatus statusOf(const Error& error)
 {

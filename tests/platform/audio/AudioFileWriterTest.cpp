@@ -228,8 +228,9 @@ TEST_F(AudioFileWriterTest, BitRatesOutOfReachBecomeTheNearest)
 
 TEST_F(AudioFileWriterTest, RatesThatAacLacksBecomeTheNearest)
 {
-    for (auto [rate, nearest] : std::vector<std::pair<std::uint32_t, std::uint32_t>> { { 50'000, 48'000 },
-             { 176'400, 96'000 }, { 192'000, 96'000 }, { 6000, 7350 }, { 44'056, 44'100 }, { 22'050, 22'050 } }) {
+    for (auto [rate, nearest] :
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> { { 50'000, 48'000 }, { 176'400, 96'000 },
+            { 192'000, 96'000 }, { 6000, 7350 }, { 1000, 7350 }, { 44'056, 44'100 }, { 22'050, 22'050 } }) {
         std::string path = make("a.m4a", rate, 2, rate);
         EXPECT_EQ(probe(path, "stream=sample_rate"), std::to_string(nearest));
         EXPECT_NEAR(std::stod(probe(path, "stream=duration_ts")), nearest, 1) << rate;
@@ -309,6 +310,7 @@ TEST_F(AudioFileWriterTest, WhatCannotBeCreated)
     EXPECT_EQ(attempt(path, kAudioFileM4AType, aac(44'100, 9)), kAudioFileUnsupportedDataFormatError);
     EXPECT_EQ(attempt(path, kAudioFileM4AType, aac(0, 2)), kAudioFileUnsupportedDataFormatError);
     EXPECT_EQ(attempt(path, kAudioFileM4AType, aac(NAN, 2)), kAudioFileUnsupportedDataFormatError);
+    EXPECT_EQ(attempt(path, kAudioFileM4AType, aac(999, 2)), kAudioFileUnsupportedDataFormatError);
     EXPECT_EQ(attempt(m_scratch.file("no/a.m4a"), kAudioFileM4AType, aac(44'100, 2)), fnfErr);
     EXPECT_EQ(attempt(Path {}, kAudioFileM4AType, aac(44'100, 2)), paramErr);
     m_scratch.write("a.m4a", "older");
