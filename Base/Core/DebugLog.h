@@ -14,7 +14,7 @@ inline constexpr int DebugLevelParameters = 6;
 /// every call; 0 when the file, the dictionary or the key is missing.
 int currentDebugLevel();
 
-/// Kept for callers of old; deliberately 0 whatever the property list says, and not used by the gate.
+/// Deliberately 0 whatever the property list says: it is there to be called, and the gate does not use it.
 inline int GET_MV_DEBUG_LEVEL() { return 0; }
 
 /// Writes "[file:function-(line)] message" through NSLog when the gate is open at `level`.

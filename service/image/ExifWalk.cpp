@@ -21,7 +21,7 @@ constexpr std::uint64_t MaxExifSearchBytes = 64u << 20;
 constexpr std::size_t ReadBytes = 64u << 10;
 // The portions in which the library itself reads a file; its recognition of a file's kind looks at the first one.
 constexpr std::size_t PortionBytes = 1024;
-// What callers of old get to see of one value, its final zero included.
+// The longest text of one value that is given out, its final zero included.
 constexpr std::size_t ValueTextBytes = 1024;
 
 /// Feeds the loader; false when it wants no more.
