@@ -37,11 +37,14 @@ asan tsan:
 	@cmake --build --preset $@
 	@$(if $(filter tsan,$@),setarch -R )ctest --preset $@ -j 2
 
-# Builds the fuzz targets and their seed corpora; run one with build/fuzz/NAME build/fuzz/seeds/NAME.
+# Builds the fuzz programs and what they start from, and starts each for a second: make fuzz SECONDS=600 for longer.
+# fuzz/run starts one by its name.
+SECONDS = 1
 fuzz:
 	@scripts/setup build test fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
+	@fuzz/run $(SECONDS)
 
 # Kills, full disks, failing calls and rivals while files are updated, at full length (some ten minutes).
 faults: build

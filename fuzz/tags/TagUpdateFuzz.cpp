@@ -14,16 +14,22 @@ namespace {
 
 using namespace mv;
 
-/// One file in a folder of memory, the same for every run.
+/// A folder of memory, gone at the end of the program.
+struct MemoryFolder {
+    MemoryFolder()
+    {
+        if (!mkdtemp(path.data()))
+            abort();
+    }
+    ~MemoryFolder() { std::filesystem::remove_all(path); }
+    std::string path = "/dev/shm/fuzz-tags-XXXXXX";
+};
+
+/// One file of that folder, the same for every run.
 std::string scratchFile(const char* name)
 {
-    static const std::string folder = [] {
-        std::string pattern = "/dev/shm/fuzz-tags-XXXXXX";
-        if (!mkdtemp(pattern.data()))
-            abort();
-        return pattern;
-    }();
-    return folder + "/" + name;
+    static const MemoryFolder folder;
+    return folder.path + "/" + name;
 }
 
 void write(const std::string& path, const std::uint8_t* data, std::size_t size)
