@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t HeaderBytes = 8;
 constexpr std::size_t PixelBytes = 4;
+constexpr std::uint8_t White = 255; // of each channel, alpha too
 
 enum TiffType : std::uint16_t { Short = 3, Long = 4, Rational = 5 };
 
@@ -27,10 +28,12 @@ std::uint8_t timesAlpha(unsigned value, unsigned alpha)
     return static_cast<std::uint8_t>((value * alpha + 127) / 255);
 }
 
-std::array<std::uint8_t, 4> premultiplied(const std::uint8_t* color)
+/// Lays a colour, alpha not multiplied in, over an opaque pixel, which stays opaque.
+void paintOver(std::uint8_t* pixel, const std::uint8_t* color)
 {
     unsigned alpha = color[3];
-    return { timesAlpha(color[0], alpha), timesAlpha(color[1], alpha), timesAlpha(color[2], alpha), color[3] };
+    for (std::size_t c = 0; c < 3; c++)
+        pixel[c] = static_cast<std::uint8_t>(timesAlpha(color[c], alpha) + timesAlpha(pixel[c], 255U - alpha));
 }
 
 void writeEntry(ByteWriter& writer, const TiffEntry& entry)
@@ -50,7 +53,7 @@ Canvas::Canvas(int width, int height)
     std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * PixelBytes;
     constexpr std::size_t DirectoryBytes = 256;
     m_file.reserve(HeaderBytes + pixels + DirectoryBytes);
-    m_file.resize(HeaderBytes + pixels);
+    m_file.resize(HeaderBytes + pixels, White);
 }
 
 std::optional<Canvas> Canvas::create(int width, int height)
@@ -68,9 +71,8 @@ std::uint8_t* Canvas::pixelAt(int x, int y)
 void Canvas::fill(NSColor color)
 {
     const std::uint8_t straight[] = { color.red, color.green, color.blue, color.alpha };
-    auto pixel = premultiplied(straight);
     for (std::size_t i = HeaderBytes; i < m_file.size(); i += PixelBytes)
-        std::memcpy(&m_file[i], pixel.data(), PixelBytes);
+        paintOver(&m_file[i], straight);
 }
 
 void Canvas::draw(const Bitmap& bitmap, int x, int y)
@@ -85,13 +87,10 @@ void Canvas::draw(const Bitmap& bitmap, int x, int y)
             = &bitmap.pixels[(static_cast<std::size_t>(row - y) * bitmap.width + (left - x)) * PixelBytes];
         std::uint8_t* to = pixelAt(left, row);
         for (int column = left; column < right; column++, from += PixelBytes, to += PixelBytes) {
-            if (from[3] == 255) {
+            if (from[3] == 255)
                 std::memcpy(to, from, PixelBytes);
-                continue;
-            }
-            auto over = premultiplied(from);
-            for (std::size_t c = 0; c < PixelBytes; c++)
-                to[c] = static_cast<std::uint8_t>(over[c] + timesAlpha(to[c], 255U - from[3]));
+            else
+                paintOver(to, from);
         }
     }
 }

@@ -9,7 +9,8 @@ namespace mv {
 /// The largest canvas that is made: 256 MB, more than any picture that a phone takes at full size.
 inline constexpr std::int64_t MaxCanvasPixels = 64 << 20;
 
-/// A drawing surface of 8-bit red, green, blue and alpha, clear at first. Rows and places count from the top left.
+/// A drawing surface of 8-bit red, green, blue and alpha, white at first. What is painted lies over what is there, so
+/// every pixel stays opaque. Rows and places count from the top left.
 class Canvas {
 public:
     /// Nothing when a side is below 1 or the canvas would be too large.
@@ -17,12 +18,12 @@ public:
 
     int width() const { return m_width; }
     int height() const { return m_height; }
-    /// Fills everything; a colour with alpha lets the clear canvas through.
+    /// Paints everything; a colour with alpha lets what is there through.
     void fill(NSColor color);
-    /// Lays the bitmap over what is there, its top left corner at (x, y); what lies outside is cut off.
+    /// Paints the bitmap, its top left corner at (x, y); what lies outside is cut off.
     void draw(const Bitmap& bitmap, int x, int y);
-    /// Everything as an uncompressed TIFF, RGBA with 8 bits each, colours multiplied by alpha (as the format's
-    /// associated alpha). The canvas is used up.
+    /// Everything as an uncompressed TIFF, RGBA with 8 bits each, every alpha 255 (in the format's words associated
+    /// alpha, as readers have it). The canvas is used up.
     Bytes tiffRepresentation() &&;
 
 private:

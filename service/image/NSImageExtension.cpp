@@ -21,29 +21,22 @@ NSColor fillColor(const NSImageRep& source, int category)
     return NSColor::blackColor();
 }
 
-/// True when the scaled picture is one that can be made at all.
-bool canDraw(const ThumbnailGeometry& geometry)
-{
-    return geometry.width > 0 && geometry.height > 0
-        && std::int64_t { geometry.width } * geometry.height <= MaxCanvasPixels;
-}
-
 std::optional<Bytes> render(const NSImageRep& source, int category, const ThumbnailGeometry& geometry)
 {
-    // The limits are asked before anything is allocated for the picture.
-    std::optional<Canvas> canvas;
-    if (canDraw(geometry))
-        canvas = Canvas::create(geometry.canvasWidth, geometry.canvasHeight);
-    if (canvas) {
-        // Scaled first: on its way it often finds the pixel that the fill needs.
-        if (auto scaled = source.scaledTo(geometry.width, geometry.height)) {
-            canvas->fill(fillColor(source, category));
-            canvas->draw(*scaled, geometry.x, geometry.y);
-            return std::move(*canvas).tiffRepresentation();
-        }
+    // First, as its limit bounds what is allocated for the picture too: that is as large at most, or as thin as the
+    // source.
+    auto canvas = Canvas::create(geometry.canvasWidth, geometry.canvasHeight);
+    if (!canvas) {
+        NSLog("Could not render image");
+        return std::nullopt;
     }
-    NSLog("Could not render image");
-    return std::nullopt;
+    // Scaled first: on its way it often finds the pixel that the fill needs.
+    auto scaled = source.scaledTo(geometry.width, geometry.height);
+    if (!scaled)
+        return std::nullopt;
+    canvas->fill(fillColor(source, category));
+    canvas->draw(*scaled, geometry.x, geometry.y);
+    return std::move(*canvas).tiffRepresentation();
 }
 
 std::optional<Bytes> makeThumbnail(const NSImage& image, int category, FloatSize maximum)

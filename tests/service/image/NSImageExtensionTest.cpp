@@ -264,13 +264,22 @@ TEST(NSImageExtension, OneNegativeSideStillMakesAPicture)
     EXPECT_EQ(tiffPicture(*bytes).height, 75);
 }
 
-TEST(NSImageExtension, FailedDecodingIsLogged)
+TEST(NSImageExtension, PixelsThatCannotBeDecodedAreNilWithoutAWord)
 {
     auto rep = std::make_shared<FakeRep>(10, 10);
     rep->failing = true;
     test::LogCapture log;
-    EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(rep), 1));
-    EXPECT_THAT(log.lines(), ElementsAre("Could not render image"));
+    for (int category : { 1, 2, 3, kOther })
+        EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(rep), category)) << category;
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(NSImageExtension, NothingIsDecodedForACanvasThatCannotBeMade)
+{
+    auto rep = std::make_shared<FakeRep>(10, 10);
+    rep->onDraw = [] { ADD_FAILURE() << "decoded"; };
+    for (int category : { 1, 2, 3, kOther })
+        EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(NSImage(rep), category, { 100'000, 100'000 }));
 }
 
 TEST(NSImageExtension, PlatformExceptionIsLoggedOthersPass)
@@ -297,10 +306,55 @@ TEST(NSImageExtension, ClearPartsShowTheFill)
     NSImage clear = plainImage(100, 50, { 9, 9, 9, 0 });
     EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 2)).at(50, 25), kWhite);
     EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 3)).at(65, 45), kBlack);
-    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 1)).at(0, 0), (NSColor { 0, 0, 0, 0 }));
     // Half of red over white
     NSImage half = plainImage(10, 10, { 255, 0, 0, 128 });
     EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(half, 2)).at(5, 5), (NSColor { 255, 127, 127, 255 }));
+}
+
+bool isOpaque(const TiffPicture& picture)
+{
+    for (std::size_t alpha = 3; alpha < picture.pixels.size(); alpha += 4) {
+        if (picture.pixels[alpha] != 255)
+            return false;
+    }
+    return true;
+}
+
+TEST(NSImageExtension, AlbumArtOfAClearColourIsWhite)
+{
+    for (NSColor clear : { NSColor { 0, 0, 0, 0 }, NSColor { 255, 0, 0, 0 } }) {
+        TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(100, 50, clear), 1));
+        EXPECT_TRUE(isOpaque(thumbnail));
+        EXPECT_EQ(thumbnail.at(0, 0), kWhite); // the margin
+        EXPECT_EQ(thumbnail.at(100, 100), kWhite); // the picture
+    }
+}
+
+TEST(NSImageExtension, AlbumArtOfHalfAColourIsMixedWithWhite)
+{
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(100, 50, { 255, 0, 0, 128 }), 1));
+    EXPECT_TRUE(isOpaque(thumbnail));
+    EXPECT_EQ(thumbnail.at(0, 0), (NSColor { 255, 127, 127, 255 }));
+    // The picture lies over the margin's colour.
+    EXPECT_EQ(thumbnail.at(100, 100), (NSColor { 255, 63, 63, 255 }));
+}
+
+TEST(NSImageExtension, EveryMixtureOfColourAndAlphaGivesAnOpaqueThumbnail)
+{
+    // A column for each alpha, a row for each brightness.
+    Bitmap bitmap { 256, 256, {} };
+    for (int y = 0; y < 256; y++) {
+        for (int x = 0; x < 256; x++) {
+            auto bright = static_cast<std::uint8_t>(y);
+            bitmap.pixels.insert(bitmap.pixels.end(), { bright, bright, 0, static_cast<std::uint8_t>(x) });
+        }
+    }
+    for (int category : { 1, 2, 3, kOther })
+        EXPECT_TRUE(isOpaque(tiffPicture(*makeThumbnailForContentCategory(imageOf(bitmap), category)))) << category;
+    // At its own size: brightness by alpha, over white.
+    TiffPicture copy = tiffPicture(*makeThumbnailForContentCategoryWithMaxSize(imageOf(bitmap), 2, { 256, 256 }));
+    for (auto [x, y] : { std::pair { 0, 7 }, { 64, 200 }, { 128, 0 }, { 200, 255 }, { 255, 99 } })
+        EXPECT_NEAR(copy.at(x, y).red, (y * x + 255 * (255 - x)) / 255.0, 1.0) << x << ", " << y;
 }
 
 TEST(NSImageExtension, BytesAreAnUncompressedTiffOfFourChannels)
@@ -315,6 +369,12 @@ TEST(NSImageExtension, BytesAreAnUncompressedTiffOfFourChannels)
     EXPECT_EQ(picture.pages, 1);
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), std::string("II*\0", 4));
     EXPECT_EQ(bytes.size(), 8U + 100 * 75 * 4 + 190);
+}
+
+TEST(Canvas, IsWhiteUntilItIsPainted)
+{
+    TiffPicture picture = tiffPicture(Canvas::create(3, 2).value().tiffRepresentation());
+    EXPECT_EQ(picture.pixels, Bytes(3 * 2 * 4, 255));
 }
 
 TEST(Canvas, RefusesWhatIsTooLarge)

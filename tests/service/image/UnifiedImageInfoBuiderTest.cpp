@@ -347,7 +347,7 @@ TEST_F(UnifiedImageInfoBuilderTest, AHeaderWithoutPixelsIsDescribedWithoutAThumb
     EXPECT_EQ(*record.find(MediaDBPhotoColumnWidth), Value(640));
     EXPECT_EQ(*record.string(MediaDBPhotoColumnCameraModel), "Model");
     EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(m_folder.file("a.jpg"), { 10, 10 }));
-    EXPECT_THAT(log.lines(), testing::ElementsAre("Could not render image", "Could not render image"));
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
 TEST_F(UnifiedImageInfoBuilderTest, MissingArgumentsAreOneGatedLine)
