@@ -162,6 +162,7 @@ TEST_F(ExifExtractorFacts, DateNeedsExactlyNineteenCharactersThatAreADate)
 {
     auto date = [&](const char* text) { return extract(ExifMaker().ascii(Ifd0, 0x0132, text))->date; };
     EXPECT_EQ(date("2013:05:01 12:00:00"), dateFromExifText("2013:05:01 12:00:00"));
+    EXPECT_EQ(date("2013: 5: 1 12: 0: 0"), dateFromExifText("2013:05:01 12:00:00"));
     EXPECT_EQ(date("2013:05:01 12:00:00 "), std::nullopt);
     EXPECT_EQ(date("2013:05:01"), std::nullopt);
     EXPECT_EQ(date("2013:13:01 12:00:00"), std::nullopt);

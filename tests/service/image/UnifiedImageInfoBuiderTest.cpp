@@ -8,6 +8,7 @@
 #include "platform/system/NSDateFormatter.h"
 #include "platform/system/NSFileManager.h"
 #include "tests/service/image/ExifMaker.h"
+#include "tests/support/LocalZone.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"
 
@@ -225,6 +226,26 @@ TEST_F(UnifiedImageInfoBuilderTest, ADateOfAnotherLengthIsIgnored)
     for (const char* text : { "2013:05:01", "2013:05:01 12:00:00 ", "", "2013:13:01 12:00:0" })
         EXPECT_FALSE(describe(ExifMaker().ascii(Ifd0, TagDateTime, text)).contains(MediaDBPhotoColumnDatePictured))
             << text;
+}
+
+TEST_F(UnifiedImageInfoBuilderTest, ADatePaddedWithBlanksIsADate)
+{
+    Record record
+        = describe(ExifMaker().ascii(Ifd0, TagDateTime, "2013: 5: 1 12: 0: 0").ascii(Ifd0, TagModel, "Model"));
+    EXPECT_EQ(*record.date(MediaDBPhotoColumnDatePictured), *dateFromExifText("2013:05:01 12:00:00"));
+    EXPECT_EQ(*record.string(MediaDBPhotoColumnCameraModel), "Model");
+}
+
+/// The camera's clock is read in the zone of the process; an offset in another entry does not count.
+TEST_F(UnifiedImageInfoBuilderTest, TheDateIsLocalTime)
+{
+    constexpr int TagOffsetTime = 0x9010;
+    ExifMaker exif;
+    exif.ascii(Ifd0, TagDateTime, "2013:05:01 12:00:00").ascii(ExifMaker::ExifIfd, TagOffsetTime, "+03:00");
+    for (auto [zone, seconds] : { std::pair { "UTC0", 1'367'409'600 }, { "KST-9", 1'367'377'200 } }) {
+        test::LocalZone local(zone);
+        EXPECT_EQ(*describe(exif).date(MediaDBPhotoColumnDatePictured), Date::fromSeconds(seconds)) << zone;
+    }
 }
 
 TEST_F(UnifiedImageInfoBuilderTest, NineteenCharactersThatAreNoDateRaise)
