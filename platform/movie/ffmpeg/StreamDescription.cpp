@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "platform/movie/ffmpeg/CodecCodes.h"
+#include "platform/system/NSDateFormatter.h"
 
 #include <algorithm>
 #include <cstring>
@@ -60,18 +61,16 @@ std::optional<std::string> fullName(const AVFormatContext& context)
     return std::nullopt;
 }
 
-/// Matroska and others keep the moment at which the movie was made; none keeps that of its last change.
+/// Matroska and others keep the moment at which the movie was made; none keeps that of its last change. (Broadcast WAV
+/// has a time of day under the same name, which is no moment.)
 std::optional<Date> creationTime(const AVFormatContext& context)
 {
     const AVDictionaryEntry* entry = av_dict_get(context.metadata, "creation_time", nullptr, 0);
-    // Broadcast WAV has a time of day under the same name, which FFmpeg would take for one of today.
-    constexpr std::string_view WholeForm = "2000-01-01T00:00:00";
     std::string_view text = entry ? entry->value : "";
-    std::int64_t microseconds = 0;
-    if (text.size() < WholeForm.size() || text[WholeForm.find('T')] != 'T'
-        || av_parse_time(&microseconds, entry->value, 0) < 0)
-        return std::nullopt;
-    return Date { microseconds };
+    // Cameras end the line.
+    while (text.ends_with('\n') || text.ends_with('\r') || text.ends_with(' '))
+        text.remove_suffix(1);
+    return dateFromMetadataText(text);
 }
 
 NSSize naturalSize(AVFormatContext& context, AVStream& stream)

@@ -4,6 +4,7 @@
 #include "platform/movie/FileQTKit.h"
 #include "platform/system/NSFileManager.h"
 #include "tests/platform/movie/Clips.h"
+#include "tests/support/LocalZone.h"
 
 #include <gmock/gmock.h>
 
@@ -125,6 +126,59 @@ TEST_F(FileMovieTest, OtherContainersKeepTheTimeOfCreation)
     auto movie = open(clip);
     EXPECT_EQ(movie->attribute<Date>(QTMovieCreationTimeAttribute), Date::fromSeconds(1273129689));
     EXPECT_EQ(movie->attribute<Date>(QTMovieModificationTimeAttribute), Date::fromSeconds(1300000000));
+}
+
+/// An AVI that says when it was made: `text` as cameras write it into the chunk IDIT, in front of the media.
+std::string withRecordingDate(const test::ScratchFolder& folder, const std::string& avi, std::string_view text)
+{
+    Bytes content = readFile(avi);
+    std::size_t media = charsOf(content).find("movi") - 8;
+    Bytes chunk;
+    ByteWriter writer(chunk);
+    writer.text("IDIT");
+    writer.u32le(static_cast<std::uint32_t>(text.size()));
+    writer.text(text);
+    if (text.size() % 2)
+        writer.u8(0);
+    content.insert(content.begin() + static_cast<std::ptrdiff_t>(media), chunk.begin(), chunk.end());
+    return folder.write("dated.avi", content);
+}
+
+TEST_F(FileMovieTest, AviSaysWhenItWasMadeInLocalTime)
+{
+    std::string clip = makeClip(m_folder, "a.avi", movingPicture(64, 64, 10, 0.5) + " -c:v mpeg4");
+    constexpr std::int64_t kMoment = 1'047'308'683; // 2003-03-10 15:04:43 UTC
+    struct {
+        std::string_view text;
+        std::int64_t seconds;
+    } const cases[] = {
+        { std::string_view("Mon Mar 10 15:04:43 2003\n\0", 26), kMoment },
+        { "2003/03/10 15:04:43", kMoment },
+        { "2003/03/10/ 15:04", kMoment - 43 },
+        { "2003/ 3/10  3:04PM", kMoment - 43 },
+    };
+    for (const char* zone : { "UTC0", "KST-9" }) {
+        test::LocalZone local(zone);
+        std::int64_t ahead = zone == std::string_view("UTC0") ? 0 : 9 * 3600;
+        for (const auto& [text, seconds] : cases)
+            EXPECT_EQ(open(withRecordingDate(m_folder, clip, text))->attribute<Date>(QTMovieCreationTimeAttribute),
+                Date::fromSeconds(seconds - ahead))
+                << text << " " << zone;
+    }
+}
+
+TEST_F(FileMovieTest, FlvSaysWhenItWasMadeWithABlankInTheMiddle)
+{
+    // Under a name of the same length, as the muxer would put a T between day and time.
+    std::string clip = makeClip(
+        m_folder, "a.flv", movingPicture(64, 64, 10, 0.5) + kH264 + "-metadata creation_tim_='2010-05-06 07:08:09'");
+    Bytes content = readFile(clip);
+    std::size_t name = charsOf(content).find("creation_tim_");
+    ASSERT_NE(name, std::string::npos);
+    content[name + 12] = 'e';
+    clip = m_folder.write("dated.flv", content);
+    test::LocalZone local("KST-9");
+    EXPECT_EQ(open(clip)->attribute<Date>(QTMovieCreationTimeAttribute), Date::fromSeconds(1'273'129'689 - 9 * 3600));
 }
 
 TEST_F(FileMovieTest, ATimeOfDayIsNoTimeOfCreation)
