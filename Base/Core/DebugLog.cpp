@@ -21,8 +21,10 @@ PlistHandle readPropertyList(const Path& path)
     if (!file)
         return nullptr;
     std::string content { std::istreambuf_iterator<char>(file), {} };
+    auto size = static_cast<std::uint32_t>(content.size());
     plist_t root = nullptr;
-    plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &root);
+    // Not by plist_from_memory: libplist's versions declare it differently, and later ones read further formats by it.
+    (plist_is_binary(content.data(), size) ? plist_from_bin : plist_from_xml)(content.data(), size, &root);
     return PlistHandle(root);
 }
 
