@@ -2,6 +2,8 @@
 
 #include "cli/Arguments.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace mv::cli {

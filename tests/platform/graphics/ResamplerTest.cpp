@@ -2,6 +2,7 @@
 
 #include "tests/platform/graphics/PictureMaker.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace mv {

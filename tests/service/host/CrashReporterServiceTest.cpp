@@ -4,6 +4,7 @@
 #include "Base/Core/NSException.h"
 #include "tests/support/LogCapture.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 
