@@ -1,16 +1,14 @@
 #include "platform/movie/ffmpeg/FrameBudget.h"
 
+#include "platform/ffmpeg/FfmpegVersions.h"
+
 namespace mv {
 
 void FrameBudget::watch(AVCodecContext& decoder)
 {
     decoder.opaque = this;
     decoder.get_buffer2 = getBuffer;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // Later versions of FFmpeg take it for granted; this one would make every frame on the calling thread without it.
-    decoder.thread_safe_callbacks = 1;
-#pragma GCC diagnostic pop
+    allowThreadedCallbacks(decoder);
 }
 
 /// Called on the decoder's threads.

@@ -1,6 +1,7 @@
 #include "platform/movie/ffmpeg/FrameGrabber.h"
 
 #include "platform/ffmpeg/FfmpegError.h"
+#include "platform/ffmpeg/FfmpegVersions.h"
 
 #include <algorithm>
 #include <limits>
@@ -144,7 +145,7 @@ bool FrameGrabber::takeFrames(std::int64_t target, Candidate& shown)
         bool timed = time != AV_NOPTS_VALUE;
         if (shown.frame && timed && time > target)
             return true;
-        std::int64_t duration = frame->pkt_duration;
+        std::int64_t duration = durationOf(*frame);
         shown = { std::move(frame), time };
         if (timed && (time > target || (duration > 0 && time > target - duration)))
             return true;

@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "platform/ffmpeg/FfmpegError.h"
+#include "platform/ffmpeg/FfmpegVersions.h"
 #include "platform/ffmpeg/MediaInput.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ public:
     const std::optional<Error>& failure() const { return m_failure; }
 
 private:
-    static int write(void* self, std::uint8_t* bytes, int size)
+    static int write(void* self, IoBytes* bytes, int size)
     {
         auto& stream = *static_cast<OutputStream*>(self);
         auto written = stream.m_file.writeAt(
@@ -161,11 +162,7 @@ Result<void> Copier::addStream(const AVStream& from)
     // The container's word on the pixels' shape counts; the muxer wants the codec's parameters to agree.
     to->sample_aspect_ratio = to->codecpar->sample_aspect_ratio = from.sample_aspect_ratio;
     to->disposition = from.disposition;
-    for (int i = 0; i < from.nb_side_data; ++i) {
-        const AVPacketSideData& data = from.side_data[i];
-        if (auto* copy = av_stream_new_side_data(to, data.type, data.size))
-            std::copy_n(data.data, data.size, copy);
-    }
+    copySideData(*to, from);
     av_dict_copy(&to->metadata, from.metadata, 0);
     return {};
 }

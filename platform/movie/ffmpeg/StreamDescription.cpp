@@ -2,11 +2,13 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
+#include "platform/ffmpeg/FfmpegVersions.h"
 #include "platform/movie/ffmpeg/CodecCodes.h"
 #include "platform/system/NSDateFormatter.h"
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 namespace mv {
@@ -149,12 +151,11 @@ AVStream* pictureStream(AVFormatContext& context)
 
 Orientation orientationOf(const AVStream& stream)
 {
-    std::size_t size = 0;
-    const std::uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    std::span<const std::uint8_t> data = sideDataOf(stream, AV_PKT_DATA_DISPLAYMATRIX);
     std::array<std::int32_t, 9> matrix {};
-    if (!data || size < sizeof matrix)
+    if (data.size() < sizeof matrix)
         return {};
-    std::memcpy(matrix.data(), data, sizeof matrix);
+    std::memcpy(matrix.data(), data.data(), sizeof matrix);
     return Orientation::fromMatrix(matrix);
 }
 
