@@ -1,14 +1,17 @@
 # The two commands of the README, and what else developers call. Everything real is in CMake presets and scripts/.
 .PHONY: all setup build demo test check bench asan tsan fuzz faults install package clean
 
+# PRESET=dev makes warnings errors: for whoever works on the tree.
+PRESET = release
+
 all: build
 
 setup:
 	@scripts/setup
 
 build: setup
-	@cmake --preset release >/dev/null
-	@cmake --build --preset release
+	@cmake --preset $(PRESET) >/dev/null
+	@cmake --build --preset $(PRESET)
 
 # Installs what is missing, builds, starts the service on a private bus, describes sample files, shows the records.
 demo: build
@@ -16,7 +19,7 @@ demo: build
 
 # Installs what is missing, builds, runs every test.
 test: build check
-	@ctest --preset release -j 2
+	@ctest --preset $(PRESET) -j 2
 
 # Format and direction of includes.
 check:
