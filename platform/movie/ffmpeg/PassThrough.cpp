@@ -4,6 +4,7 @@
 #include "platform/ffmpeg/FfmpegError.h"
 #include "platform/ffmpeg/FfmpegVersions.h"
 #include "platform/ffmpeg/MediaInput.h"
+#include "platform/movie/ffmpeg/StreamDescription.h"
 
 #include <algorithm>
 #include <array>
@@ -82,6 +83,13 @@ bool isTelephoneCodec(const AVCodecParameters& parameters)
     return codec == AV_CODEC_ID_AMR_NB || codec == AV_CODEC_ID_AMR_WB || codec == AV_CODEC_ID_H263;
 }
 
+// Later versions of the library give PCM a box of its own, which players do not know.
+bool isBareSound(const AVCodecParameters& parameters)
+{
+    return parameters.codec_type == AVMEDIA_TYPE_AUDIO && parameters.codec_id >= AV_CODEC_ID_FIRST_AUDIO
+        && parameters.codec_id < AV_CODEC_ID_ADPCM_IMA_QT;
+}
+
 // HEVC doubles the file and gains nothing: over RTP it wants parameters that hint tracks do not carry. AAC with a
 // header before each frame loses it in the new file, but the library's hinting takes it off once more, and a frame of
 // fewer bytes than that is then read far beyond its end.
@@ -97,6 +105,7 @@ public:
         : m_input(input)
         , m_stream(target)
         , m_settings(settings)
+        , m_length(lengthOf(input.context()))
     {
     }
 
@@ -124,6 +133,7 @@ private:
     MediaInput& m_input;
     OutputStream m_stream;
     const MovieExportSettings& m_settings;
+    std::int64_t m_length; // microseconds, 0 where nobody knows
     OutputContext m_output;
     std::vector<int> m_outputOf; // by input stream, -1 for what is left out
     std::vector<std::int64_t> m_lastDts; // by output stream
@@ -188,6 +198,8 @@ Result<void> Copier::makeOutput(bool hinted)
             from.discard = AVDISCARD_ALL;
             continue;
         }
+        if (isBareSound(*from.codecpar))
+            return Error { Error::Kind::Unsupported, "no sound without a codec in MPEG-4 files" };
         m_outputOf[i] = static_cast<int>(m_output->nb_streams);
         MV_TRY_VOID(addStream(from));
     }
@@ -218,11 +230,10 @@ Result<void> Copier::start()
 
 double Copier::doneAt(const AVPacket& packet) const
 {
-    const AVFormatContext& context = m_input.context();
-    if (packet.dts == AV_NOPTS_VALUE || context.duration <= 0)
+    if (packet.dts == AV_NOPTS_VALUE || m_length <= 0)
         return 0;
-    double seconds = static_cast<double>(packet.dts) * av_q2d(context.streams[packet.stream_index]->time_base);
-    return seconds * AV_TIME_BASE / static_cast<double>(context.duration);
+    AVRational timeBase = m_input.context().streams[packet.stream_index]->time_base;
+    return static_cast<double>(packet.dts) * av_q2d(timeBase) * AV_TIME_BASE / static_cast<double>(m_length);
 }
 
 /// Streams that come to light only while the file is read have no place in the output, whose header is written.

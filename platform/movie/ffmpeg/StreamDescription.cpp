@@ -120,7 +120,7 @@ QTTime durationOf(MediaInput& input)
         if (!sound && context.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
             sound = context.streams[i];
     }
-    std::int64_t duration = context.duration > 0 ? context.duration : longestStream(context);
+    std::int64_t duration = lengthOf(context);
     // A length guessed from the size and the first frames' bit rate can be far off. Sound is quick to measure.
     bool guessed = duration <= 0 || context.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
     if (guessed && sound && !hasPictures) {
@@ -133,6 +133,11 @@ QTTime durationOf(MediaInput& input)
 }
 
 } // namespace
+
+std::int64_t lengthOf(const AVFormatContext& context)
+{
+    return context.duration > 0 ? context.duration : longestStream(context);
+}
 
 AVStream* pictureStream(AVFormatContext& context)
 {

@@ -10,6 +10,10 @@ namespace mv {
 /// length.
 MovieDescription describeStreams(MediaInput& input);
 
+/// Microseconds, as the container tells or else its longest stream does; 0 where neither does. (FFmpeg's versions take
+/// a header's word for the whole at different times.)
+std::int64_t lengthOf(const AVFormatContext& context);
+
 /// The video stream whose pictures are the movie's: the first enabled one, else the first; null without one.
 AVStream* pictureStream(AVFormatContext& context);
 
