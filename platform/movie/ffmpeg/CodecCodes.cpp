@@ -3,8 +3,9 @@
 #include "Base/Core/ByteReader.h"
 
 #include <algorithm>
-#include <bit>
-#include <cctype>
+#include <array>
+#include <string_view>
+#include <vector>
 
 namespace mv {
 
@@ -15,16 +16,20 @@ struct CodeRow {
     OSType dataFormat;
 };
 
-/// What stands in a QuickTime file, or would, for a codec that arrives in another container.
+/// What stands in a QuickTime file, or would, for a codec that arrives in another container. The first row of a codec
+/// counts; further ones are only understood.
 constexpr CodeRow kCodes[] = {
     { AV_CODEC_ID_H264, fourCC("avc1") },
     { AV_CODEC_ID_HEVC, fourCC("hvc1") },
+    { AV_CODEC_ID_HEVC, fourCC("HEVC") }, // in AVI files; FFmpeg keeps the table with these two to itself
+    { AV_CODEC_ID_HEVC, fourCC("H265") },
     { AV_CODEC_ID_AV1, fourCC("av01") },
     { AV_CODEC_ID_VP8, fourCC("vp08") },
     { AV_CODEC_ID_VP9, fourCC("vp09") },
     { AV_CODEC_ID_MPEG4, fourCC("mp4v") },
     { AV_CODEC_ID_H263, fourCC("h263") },
     { AV_CODEC_ID_FLV1, fourCC("FLV1") },
+    { AV_CODEC_ID_FLASHSV2, fourCC("FSV2") },
     { AV_CODEC_ID_VP6, fourCC("VP6 ") },
     { AV_CODEC_ID_VP6F, fourCC("VP6F") },
     { AV_CODEC_ID_VP6A, fourCC("VP6A") },
@@ -45,6 +50,7 @@ constexpr CodeRow kCodes[] = {
     { AV_CODEC_ID_RAWVIDEO, fourCC("raw ") },
 
     { AV_CODEC_ID_AAC, fourCC("mp4a") },
+    { AV_CODEC_ID_AAC_LATM, fourCC("mp4a") },
     { AV_CODEC_ID_MP3, fourCC(".mp3") },
     { AV_CODEC_ID_MP2, fourCC(".mp2") },
     { AV_CODEC_ID_MP1, fourCC(".mp1") },
@@ -65,7 +71,9 @@ constexpr CodeRow kCodes[] = {
     { AV_CODEC_ID_NELLYMOSER, fourCC("nmos") },
     { AV_CODEC_ID_ADPCM_IMA_WAV, fourCC("ima4") },
     { AV_CODEC_ID_ADPCM_IMA_QT, fourCC("ima4") },
-    { AV_CODEC_ID_ADPCM_MS, 0x6D730002 }, // 'ms' and the wave format's number
+    { AV_CODEC_ID_TRUEHD, fourCC("mlpa") },
+    { AV_CODEC_ID_TTA, fourCC("TTA1") },
+    { AV_CODEC_ID_WAVPACK, fourCC("wvpk") },
     { AV_CODEC_ID_PCM_ALAW, fourCC("alaw") },
     { AV_CODEC_ID_PCM_MULAW, fourCC("ulaw") },
     { AV_CODEC_ID_PCM_U8, fourCC("raw ") },
@@ -80,6 +88,8 @@ constexpr CodeRow kCodes[] = {
     { AV_CODEC_ID_PCM_F32BE, fourCC("fl32") },
     { AV_CODEC_ID_PCM_F64LE, fourCC("fl64") },
     { AV_CODEC_ID_PCM_F64BE, fourCC("fl64") },
+    { AV_CODEC_ID_PCM_BLURAY, fourCC("lpcm") },
+    { AV_CODEC_ID_PCM_DVD, fourCC("lpcm") },
 
     { AV_CODEC_ID_MOV_TEXT, fourCC("tx3g") },
     { AV_CODEC_ID_SUBRIP, fourCC("text") },
@@ -89,8 +99,11 @@ constexpr CodeRow kCodes[] = {
 /// Encrypted samples: the code hides the codec, and nothing here holds a key.
 constexpr OSType kEncrypted[] = { fourCC("encv"), fourCC("enca"), fourCC("drms"), fourCC("drmi") };
 
-/// FFmpeg writes codes with the first character in the low byte.
-constexpr std::uint32_t ffmpegTag(OSType code) { return __builtin_bswap32(code); }
+/// What stands in front of the number of a wave format where a format has no code of its own.
+constexpr OSType kWaveFormatPrefixes[] = { fourCC("ms\0\0"), fourCC("TS\0\0") };
+
+/// Between our codes and FFmpeg's, which have the first character in the low byte; either way.
+constexpr std::uint32_t swapped(std::uint32_t code) { return __builtin_bswap32(code); }
 
 bool isPrintable(OSType code)
 {
@@ -102,55 +115,122 @@ bool isPrintable(OSType code)
     return true;
 }
 
-AVCodecID codecFromTags(OSType dataFormat, std::initializer_list<const AVCodecTag*> tags, AVMediaType type)
+bool canBeDecoded(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
+
+AVCodecID codecInTable(OSType dataFormat, AVMediaType type)
 {
-    // FFmpeg's tables know a codec of code 0; here it means that there is no code.
-    if (dataFormat == 0 || std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
-        return AV_CODEC_ID_NONE;
     for (const CodeRow& row : kCodes) {
         if (row.dataFormat == dataFormat && avcodec_get_type(row.codec) == type)
             return row.codec;
     }
-    const AVCodecTag* table[] = { nullptr, nullptr };
-    for (const AVCodecTag* one : tags) {
-        table[0] = one;
-        AVCodecID codec = av_codec_get_id(table, ffmpegTag(dataFormat));
+    return AV_CODEC_ID_NONE;
+}
+
+/// FFmpeg's tables of the codes in files of a kind, each a list of its own.
+std::vector<std::array<const AVCodecTag*, 2>> ffmpegTables(AVMediaType type)
+{
+    if (type == AVMEDIA_TYPE_AUDIO)
+        return { { avformat_get_mov_audio_tags(), nullptr } };
+    return { { avformat_get_mov_video_tags(), nullptr }, { avformat_get_riff_video_tags(), nullptr } };
+}
+
+AVCodecID codecInFfmpegsTables(OSType dataFormat, AVMediaType type)
+{
+    for (const auto& table : ffmpegTables(type)) {
+        AVCodecID codec = av_codec_get_id(table.data(), swapped(dataFormat));
         if (codec != AV_CODEC_ID_NONE)
             return codec;
     }
     return AV_CODEC_ID_NONE;
 }
 
+AVCodecID codecOfWaveFormat(OSType dataFormat)
+{
+    const AVCodecTag* table[] = { avformat_get_riff_audio_tags(), nullptr };
+    for (OSType prefix : kWaveFormatPrefixes) {
+        if ((dataFormat & 0xFFFF0000) == prefix)
+            return av_codec_get_id(table, dataFormat & 0xFFFF);
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+/// The front of FFmpeg's name of a codec, for one that no table has a code for: "mlp ", "adpc", "meta".
+OSType codeOfName(AVCodecID codec)
+{
+    OSType code = 0;
+    std::string_view name = avcodec_get_name(codec);
+    int letters = 0;
+    for (std::size_t i = 0; letters < 4; ++i) {
+        char letter = i < name.size() ? name[i] : ' ';
+        if (letter == '_' || letter == '.')
+            continue;
+        code = code << 8 | static_cast<unsigned char>(letter);
+        ++letters;
+    }
+    return code;
+}
+
+/// One of the codecs with that name in front; all of them can be decoded.
+AVCodecID codecOfName(OSType dataFormat, AVMediaType type)
+{
+    for (const AVCodecDescriptor* known = nullptr; (known = avcodec_descriptor_next(known));) {
+        if (known->type == type && codeOfName(known->id) == dataFormat && canBeDecoded(known->id))
+            return known->id;
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+AVCodecID codecOf(OSType dataFormat, AVMediaType type)
+{
+    // FFmpeg's tables know a codec of code 0; here it means that there is no code.
+    if (dataFormat == 0 || std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
+        return AV_CODEC_ID_NONE;
+    AVCodecID codec = codecInTable(dataFormat, type);
+    if (codec == AV_CODEC_ID_NONE)
+        codec = codecInFfmpegsTables(dataFormat, type);
+    if (codec == AV_CODEC_ID_NONE && type == AVMEDIA_TYPE_AUDIO)
+        codec = codecOfWaveFormat(dataFormat);
+    return codec == AV_CODEC_ID_NONE ? codecOfName(dataFormat, type) : codec;
+}
+
+/// Whether a code may stand for a codec: whoever asks whether it can be decoded gets the codec's answer.
+bool mayStandFor(OSType code, const AVCodecParameters& codec)
+{
+    return isPrintable(code) && (!canBeDecoded(codec.codec_id) || canBeDecoded(codecOf(code, codec.codec_type)));
+}
+
+OSType ffmpegsCodeOf(const AVCodecParameters& codec)
+{
+    for (const auto& table : ffmpegTables(codec.codec_type)) {
+        OSType code = swapped(av_codec_get_tag(table.data(), codec.codec_id));
+        if (mayStandFor(code, codec))
+            return code;
+    }
+    return 0;
+}
+
 } // namespace
 
 OSType dataFormatOf(const AVCodecParameters& codec, bool isAvi)
 {
-    OSType own = __builtin_bswap32(codec.codec_tag);
-    if (isAvi && codec.codec_type == AVMEDIA_TYPE_VIDEO && isPrintable(own))
+    OSType own = swapped(codec.codec_tag);
+    bool ownServes = mayStandFor(own, codec);
+    if (isAvi && codec.codec_type == AVMEDIA_TYPE_VIDEO && ownServes)
         return own;
     for (const CodeRow& row : kCodes) {
         if (row.codec == codec.codec_id)
             return row.dataFormat;
     }
-    return isPrintable(own) ? own : 0;
+    if (ownServes)
+        return own;
+    if (!canBeDecoded(codec.codec_id))
+        return 0;
+    OSType code = ffmpegsCodeOf(codec);
+    return code ? code : codeOfName(codec.codec_id);
 }
 
-AVCodecID videoCodecOf(OSType dataFormat)
-{
-    return codecFromTags(
-        dataFormat, { avformat_get_mov_video_tags(), avformat_get_riff_video_tags() }, AVMEDIA_TYPE_VIDEO);
-}
-
-AVCodecID audioCodecOf(OSType dataFormat)
-{
-    AVCodecID codec = codecFromTags(dataFormat, { avformat_get_mov_audio_tags() }, AVMEDIA_TYPE_AUDIO);
-    // 'ms' in front of the number of a wave format.
-    if (codec == AV_CODEC_ID_NONE && dataFormat >> 16 == 0x6D73) {
-        const AVCodecTag* table[] = { avformat_get_riff_audio_tags(), nullptr };
-        codec = av_codec_get_id(table, dataFormat & 0xFFFF);
-    }
-    return codec;
-}
+AVCodecID videoCodecOf(OSType dataFormat) { return codecOf(dataFormat, AVMEDIA_TYPE_VIDEO); }
+AVCodecID audioCodecOf(OSType dataFormat) { return codecOf(dataFormat, AVMEDIA_TYPE_AUDIO); }
 
 bool isPcm(AVCodecID codec) { return codec >= AV_CODEC_ID_PCM_S16LE && codec < AV_CODEC_ID_ADPCM_IMA_QT; }
 
