@@ -122,6 +122,8 @@ Result<std::unique_ptr<MediaInput>> MediaInput::open(InputFile file, const Setti
     if (status < 0)
         return ffmpegError(input->expired() ? AVERROR_EXIT : status, "cannot open");
     input->m_context.reset(context);
+    if (!container && context->probe_score < settings.lowestScore)
+        return ffmpegError(AVERROR_INVALIDDATA, "cannot open");
     return input;
 }
 
@@ -138,8 +140,8 @@ bool MediaInput::recognises(InputFile file)
     const AVInputFormat* format = nullptr;
     if (!input.makeIoContext())
         return false;
-    int status = av_probe_input_buffer2(input.m_io.get(), &format, nullptr, nullptr, 0, MaximumProbeBytes);
-    return status >= 0 && format && isAllowed(*format);
+    int score = av_probe_input_buffer2(input.m_io.get(), &format, nullptr, nullptr, 0, MaximumProbeBytes);
+    return score >= LowestMovieScore && format && isAllowed(*format);
 }
 
 Result<void> MediaInput::findStreamInfo()

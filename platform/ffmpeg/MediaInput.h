@@ -22,13 +22,15 @@ public:
         bool generatePts = false;
         /// Where in the file the media begins: what is before it is as if it were not there.
         std::uint64_t start = 0;
+        /// FFmpeg's sureness of the container, of 100, below which the content is none.
+        int lowestScore = 0;
         /// FFmpeg's name of a container of our list; the content is then not asked what it is.
         const char* container = nullptr;
     };
 
     static Result<std::unique_ptr<MediaInput>> open(InputFile file, const Settings& settings);
     static Result<std::unique_ptr<MediaInput>> open(const Path& path, const Settings& settings);
-    /// Whether the content is one of the containers that open() takes: reads the beginning only.
+    /// Whether the content is one of the containers that open() takes for a movie: reads the beginning only.
     static bool recognises(InputFile file);
 
     ~MediaInput() = default;

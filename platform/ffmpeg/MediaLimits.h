@@ -25,6 +25,9 @@ inline constexpr int MaximumStreams = 64;
 inline constexpr int MaximumProbeBytes = 2 << 20;
 /// Microseconds of the file looked at to find out its codecs.
 inline constexpr std::int64_t MaximumAnalyzeDuration = 5'000'000;
+/// FFmpeg's sureness of a movie's container, of 100, below which it is none. Text with a G here and there is a
+/// transport stream to it with 2, bytes with a frame's mark among them are sound with 1.
+inline constexpr int LowestMovieScore = 3;
 /// From opening a file to the end of the work on it, where the work is to describe it.
 inline constexpr std::chrono::milliseconds DefaultDeadline { 20'000 };
 

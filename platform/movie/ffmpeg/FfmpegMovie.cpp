@@ -30,9 +30,12 @@ bool headerTellsAll(const MediaInput& input)
 
 Result<std::unique_ptr<BackendMovie>> FfmpegMovie::open(InputFile file, std::chrono::milliseconds deadline)
 {
-    MV_TRY(input, MediaInput::open(std::move(file), { .deadline = deadline }));
+    MV_TRY(input, MediaInput::open(std::move(file), { .deadline = deadline, .lowestScore = LowestMovieScore }));
     if (!headerTellsAll(*input))
         MV_TRY_VOID(input->findStreamInfo());
+    // Text whose lines have a transport stream's length looks like one, and holds nothing.
+    if (input->context().nb_streams == 0)
+        return Error { Error::Kind::Format, "cannot open: nothing in it" };
     std::unique_ptr<FfmpegMovie> movie(new FfmpegMovie(std::move(input)));
     movie->m_description = describeStreams(*movie->m_input);
     if (movie->m_input->expired())

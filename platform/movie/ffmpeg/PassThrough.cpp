@@ -354,6 +354,7 @@ Result<void> passMovieThrough(
     MediaInput::Settings guard;
     guard.deadline.reset(); // a long movie takes its time
     guard.generatePts = true;
+    guard.lowestScore = LowestMovieScore;
     MV_TRY(input, MediaInput::open(source, guard));
     if (needsStreamInfo(*input))
         MV_TRY_VOID(input->findStreamInfo());

@@ -3,7 +3,6 @@
 #include "tests/platform/movie/Clips.h"
 #include "tests/support/LogCapture.h"
 
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -48,17 +47,18 @@ TEST_F(HostileFileTest, PicturesAreNoMovies)
     }
 }
 
-/// Text that names other files opens none of them, under whatever name it comes.
-TEST_F(HostileFileTest, PlaylistsAreNoMovies)
+/// Playlists of every kind, each naming `secret` as often as told.
+std::vector<std::string> playlistsOf(const std::string& secret, int times)
 {
-    MV_NEEDS_FFMPEG();
-    // A G among so few bytes is a transport stream's sync byte to the prober; the folder's name may have one.
-    std::filesystem::current_path(m_folder.path());
-    std::string secret = "secret.ts";
-    makeClip(m_folder, secret, movingPicture(64, 64, 10, 1) + " -c:v mpeg2video");
-    const std::string playlists[] = {
-        "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + secret + "\n#EXT-X-ENDLIST\n",
-        "ffconcat version 1.0\nfile " + secret + "\n",
+    std::string segments;
+    std::string files;
+    for (int i = 0; i < times; ++i) {
+        segments += "#EXTINF:1,\n" + secret + "\n";
+        files += "file " + secret + "\n";
+    }
+    return {
+        "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n" + segments + "#EXT-X-ENDLIST\n",
+        "ffconcat version 1.0\n" + files,
         "<?xml version=\"1.0\"?><MPD type=\"static\" mediaPresentationDuration=\"PT1S\"><Period><AdaptationSet "
         "mimeType=\"video/mp2t\"><Representation id=\"1\" bandwidth=\"1\"><BaseURL>"
             + secret + "</BaseURL></Representation></AdaptationSet></Period></MPD>",
@@ -67,13 +67,88 @@ TEST_F(HostileFileTest, PlaylistsAreNoMovies)
         "[playlist]\nFile1=" + secret + "\nNumberOfEntries=1\n",
         "<ASX version=\"3.0\"><ENTRY><REF HREF=\"" + secret + "\"/></ENTRY></ASX>",
     };
-    for (const std::string& playlist : playlists) {
+}
+
+/// Text that names other files opens none of them, under whatever name it comes.
+TEST_F(HostileFileTest, PlaylistsAreNoMovies)
+{
+    MV_NEEDS_FFMPEG();
+    std::string secret = makeClip(m_folder, "secret.ts", movingPicture(64, 64, 10, 1) + " -c:v mpeg2video");
+    for (const std::string& playlist : playlistsOf(secret, 1)) {
         for (const char* name : { "list.mp4", "list.ogg", "list.m3u8", "list.ts", "list.avi" }) {
             std::string path = m_folder.write(name, playlist);
             EXPECT_FALSE(m_toolkit.canInitWithFile(path)) << name << " " << playlist;
             EXPECT_FALSE(opens(path)) << name << " " << playlist;
         }
     }
+}
+
+/// The name of a folder can look like the marks that containers are known by, and stands in the playlist.
+TEST_F(HostileFileTest, PlaylistsAreNoMoviesWhateverTheirFolderIsCalled)
+{
+    const std::string folders[] = {
+        "G",
+        "Gaps",
+        "My Games",
+        "GGGGGGGGGGGGGGGG",
+        std::string(250, 'G'), // a transport stream's sync byte
+        "\x47\x1F\xFF\x10", // one of its empty packets
+        "\xFF\xFB\x90\x64",
+        "\xFF\xFD\x90\x44",
+        "\xFF\xFE\x90\x64", // MPEG audio of three layers
+        "\xFF\xF1\x50\x80\x1F\xFC", // AAC
+        "\x0B\x77\x11\x22\x14\x40\x43", // AC-3
+        "OggS",
+        "fLaC",
+        "FLV\x01\x05",
+        "ID3\x03",
+        "RIFF1234AVI LIST",
+        "RIFF1234WAVEfmt ",
+        "FORM1234AIFF",
+        "caff",
+        ".snd",
+        "#!AMR",
+        "\x1A\x45\xDF\xA3",
+        "ftypisom",
+        "moov",
+        "mdat",
+    };
+    for (const std::string& folder : folders) {
+        for (int times : { 1, 2, 12 }) {
+            for (const std::string& playlist : playlistsOf("/media/" + folder + "/secret.ts", times)) {
+                std::string path = m_folder.write("list.mp4", playlist);
+                EXPECT_FALSE(m_toolkit.canInitWithFile(path)) << times << " " << playlist;
+                EXPECT_FALSE(opens(path)) << times << " " << playlist;
+            }
+        }
+    }
+}
+
+/// Lines of a transport stream's packet length: FFmpeg has no doubt then. There is nothing in it all the same.
+TEST_F(HostileFileTest, ATextInStepWithATransportStreamIsNoMovie)
+{
+    for (std::size_t packet : { 188u, 192u, 204u }) {
+        std::string line = "/media/Games/" + std::string(packet - 14, 'x') + "\n";
+        std::string text;
+        for (int i = 0; i < 50; ++i)
+            text += line;
+        EXPECT_FALSE(opens(m_folder.write("list.ts", text))) << packet;
+    }
+}
+
+TEST_F(HostileFileTest, AFewPacketsOfATransportStreamAreNoMovie)
+{
+    Bytes packets;
+    for (int i = 0; i < 8; ++i) {
+        Bytes packet(188, 0xFF);
+        packet[0] = 0x47;
+        packet[1] = 0x1F;
+        packet[3] = 0x10;
+        packets.insert(packets.end(), packet.begin(), packet.end());
+    }
+    std::string path = m_folder.write("few.ts", packets);
+    EXPECT_FALSE(m_toolkit.canInitWithFile(path));
+    EXPECT_FALSE(opens(path));
 }
 
 TEST_F(HostileFileTest, AMovieBoxWithoutItsEndOpensAsFarAsItGoesOrNot)
