@@ -23,9 +23,10 @@ namespace {
 
 // A program that rewrites the file over and over must not keep us busy for ever.
 constexpr int MaxAttempts = 5;
-// Our own updates of the largest files take seconds; whoever holds the lock longer is somebody else.
-constexpr auto LockWait = std::chrono::seconds(30);
-constexpr auto LockPoll = std::chrono::milliseconds(2);
+// Short, so that it hits the moment between two updates of a rival who makes many.
+constexpr auto LockPoll = std::chrono::microseconds(500);
+// Rivals who replace the file again and again, as our own updates do, get more patience than who holds one lock.
+constexpr auto LongestTurnWait = std::chrono::seconds(20);
 
 using Clock = std::chrono::steady_clock;
 using Outcome = FileReplacement::Outcome;
@@ -169,15 +170,18 @@ Result<void> LockedTarget::makeAndCheck(int target, const FileContent& content, 
 Attempt LockedTarget::replaceByRename(const FileContent& content, const FileReplacement::Check& check)
 {
     MV_TRY(part, m_neighbours.makePart());
-    ScopeGuard removePart([&] { m_neighbours.remove(part.name); });
+    ScopeGuard discardPart([&] { m_neighbours.discard(part); });
     MV_TRY_VOID(makeAndCheck(part.fd.get(), content, check));
     MV_TRY_VOID(copyFileMetadata(m_file.fd(), part.fd.get()));
     MV_TRY_VOID(syncToDisk(part.fd.get(), "sync"));
+    // From here to the rename a kill leaves a file behind, and what somebody else writes into the target is lost:
+    // nothing else is done in between.
+    MV_TRY_VOID(m_neighbours.name(part));
     if (!isStill())
         return StartAgain;
     if (renameat(m_folder.get(), part.name.c_str(), m_folder.get(), m_name.c_str()) != 0)
         return systemError(errno, "rename");
-    removePart.dismiss();
+    discardPart.dismiss();
     MV_TRY_VOID(syncToDisk(m_folder.get(), "sync of the folder"));
     releaseReplaced(m_file.fd());
     return std::optional(Outcome::Replaced);
@@ -187,11 +191,11 @@ Attempt LockedTarget::replaceByRename(const FileContent& content, const FileRepl
 Result<std::string> LockedTarget::makeJournal()
 {
     MV_TRY(part, m_neighbours.makePart());
-    ScopeGuard removePart([&] { m_neighbours.remove(part.name); });
+    ScopeGuard discardPart([&] { m_neighbours.discard(part); });
     MV_TRY_VOID(writeContent(part.fd.get(), m_file, { FileSegment::copy(0, m_file.size()) }));
     MV_TRY_VOID(syncToDisk(part.fd.get(), "sync of the journal"));
-    MV_TRY(journal, m_neighbours.makeJournal(part.name, journalKey(m_facts, m_file.fd())));
-    removePart.dismiss();
+    MV_TRY(journal, m_neighbours.makeJournal(part, journalKey(m_facts, m_file.fd())));
+    discardPart.dismiss();
     if (auto synced = syncToDisk(m_folder.get(), "sync of the folder"); !synced.ok()) {
         m_neighbours.remove(journal);
         return synced.error();
@@ -263,24 +267,23 @@ Result<Path> resolved(const Path& path)
 }
 
 /// An update of ours that ends while we wait for its lock gives the name to another file: wait for that one's then.
-Result<LockedTarget> lockedTarget(const Path& path)
+Result<LockedTarget> lockedTarget(const Path& path, Clock::time_point end)
 {
-    Clock::time_point deadline = Clock::now() + LockWait;
-    for (;;) {
+    do {
         MV_TRY(file, resolved(path));
-        MV_TRY(target, LockedTarget::open(file, deadline));
+        MV_TRY(target, LockedTarget::open(file, std::min(end, Clock::now() + FileReplacement::LongestLockWait)));
         if (target)
             return std::move(*target);
-        if (Clock::now() >= deadline)
-            return Error { Error::Kind::State, "another program keeps replacing the file" };
-    }
+    } while (Clock::now() < end);
+    return Error { Error::Kind::State, "another program keeps replacing the file" };
 }
 
 Result<Outcome> performAttempts(
     const Path& path, const FileReplacement::Plan& plan, const FileReplacement::Check& check)
 {
+    Clock::time_point end = Clock::now() + LongestTurnWait;
     for (int attempt = 0; attempt < MaxAttempts; ++attempt) {
-        MV_TRY(target, lockedTarget(path));
+        MV_TRY(target, lockedTarget(path, end));
         MV_TRY(outcome, target.replace(plan, check));
         if (outcome)
             return *outcome;

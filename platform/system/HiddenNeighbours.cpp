@@ -38,6 +38,9 @@ Result<std::string> unpredictable()
 
 std::string journalPrefix(const std::string& key) { return ".mivo-journal-" + key + "-"; }
 
+/// Leads to the file itself, also to one without a name.
+std::string pathOf(const UniqueFd& fd) { return formatText("/proc/self/fd/%d", fd.get()); }
+
 using Directory = std::unique_ptr<DIR, CloseWith<closedir>>;
 
 } // namespace
@@ -58,26 +61,66 @@ HiddenNeighbours::HiddenNeighbours(int folder, std::string targetName)
 {
 }
 
-Result<HiddenNeighbours::Made> HiddenNeighbours::makePart() const
+Result<PartFile> HiddenNeighbours::makePart() const
+{
+    auto nameless = makeNamelessPart();
+    return nameless.ok() ? std::move(nameless) : makeNamedPart();
+}
+
+Result<PartFile> HiddenNeighbours::makeNamelessPart() const
+{
+    UniqueFd fd(openat(m_folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (!fd)
+        return systemError(errno, "making a nameless file in the folder");
+    // Without /proc it could not be given a name.
+    if (access(pathOf(fd).c_str(), F_OK) != 0)
+        return systemError(errno, "finding a nameless file");
+    return PartFile { {}, std::move(fd) };
+}
+
+Result<PartFile> HiddenNeighbours::makeNamedPart() const
 {
     MV_TRY(suffix, unpredictable());
     std::string name = m_partPrefix + suffix;
     UniqueFd fd(openat(m_folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!fd)
         return systemError(errno, "making a file in the folder");
-    return Made { std::move(name), std::move(fd) };
+    return PartFile { std::move(name), std::move(fd) };
 }
 
-Result<std::string> HiddenNeighbours::makeJournal(const std::string& part, const std::string& key) const
+Result<void> HiddenNeighbours::giveName(PartFile& part, std::string name) const
+{
+    bool named = part.name.empty()
+        ? linkat(AT_FDCWD, pathOf(part.fd).c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0
+        : renameat(m_folder, part.name.c_str(), m_folder, name.c_str()) == 0;
+    if (!named)
+        return systemError(errno, "naming a file in the folder");
+    part.name = std::move(name);
+    return {};
+}
+
+Result<void> HiddenNeighbours::name(PartFile& part) const
+{
+    if (!part.name.empty())
+        return {};
+    MV_TRY(suffix, unpredictable());
+    return giveName(part, m_partPrefix + suffix);
+}
+
+Result<std::string> HiddenNeighbours::makeJournal(PartFile& part, const std::string& key) const
 {
     MV_TRY(suffix, unpredictable());
-    std::string name = journalPrefix(key) + suffix;
-    if (renameat(m_folder, part.c_str(), m_folder, name.c_str()) != 0)
-        return systemError(errno, "naming the journal");
-    return name;
+    MV_TRY_VOID(giveName(part, journalPrefix(key) + suffix));
+    return part.name;
 }
 
 void HiddenNeighbours::remove(const std::string& name) const { unlinkat(m_folder, name.c_str(), 0); }
+
+void HiddenNeighbours::discard(const PartFile& part) const
+{
+    if (!part.name.empty())
+        remove(part.name);
+}
 
 std::vector<std::string> HiddenNeighbours::ours(const std::string& prefix) const
 {

@@ -1,10 +1,13 @@
 /* Preloaded into tag_updater: makes the FAULT_INDEX-th call (from 0) of FAULT_CALL fail with FAULT_ERROR (a number), or
- * with FAULT_ERROR=short do a part of the work. FAULT_INDEX=all makes every call fail. Whether the call came is
- * told by creating the file FAULT_REPORT. Standard output and error are left alone. */
+ * with FAULT_ERROR=short do a part of the work, or with FAULT_ERROR=kill end the process before the call does
+ * anything. FAULT_INDEX=all makes every call fail. FAULT_CALL=any counts all calls that can fail, and "tmpfile" those of
+ * openat that make a nameless file. Whether the call came is told by creating the file FAULT_REPORT. FAULT_NAMED=1
+ * refuses nameless files, whatever else is to fail. Standard output and error are left alone. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,7 +21,7 @@ enum { Pass, Fail, Short };
 static int fault(const char* call)
 {
     const char* wanted = getenv("FAULT_CALL");
-    if (!wanted || strcmp(wanted, call) != 0)
+    if (!wanted || (strcmp(wanted, call) != 0 && strcmp(wanted, "any") != 0))
         return Pass;
     const char* index = getenv("FAULT_INDEX");
     int now = s_count++;
@@ -29,6 +32,8 @@ static int fault(const char* call)
     close(open_(getenv("FAULT_REPORT"), O_CREAT | O_WRONLY, 0600));
     if (strcmp(getenv("FAULT_ERROR"), "short") == 0)
         return Short;
+    if (strcmp(getenv("FAULT_ERROR"), "kill") == 0)
+        raise(SIGKILL);
     errno = atoi(getenv("FAULT_ERROR"));
     return Fail;
 }
@@ -75,6 +80,18 @@ int renameat(int from, const char* old, int to, const char* name)
     return fault("renameat") ? -1 : REAL(int, "renameat", int, const char*, int, const char*)(from, old, to, name);
 }
 
+int linkat(int from, const char* old, int to, const char* name, int flags)
+{
+    return fault("linkat")
+        ? -1
+        : REAL(int, "linkat", int, const char*, int, const char*, int)(from, old, to, name, flags);
+}
+
+int unlinkat(int folder, const char* name, int flags)
+{
+    return fault("unlinkat") ? -1 : REAL(int, "unlinkat", int, const char*, int)(folder, name, flags);
+}
+
 #define TRUNCATE(name)                                                                                                 \
     int name(int fd, off64_t size) { return fault("ftruncate") ? -1 : REAL(int, #name, int, off64_t)(fd, size); }
 TRUNCATE(ftruncate)
@@ -99,14 +116,27 @@ int fsetxattr(int fd, const char* name, const void* value, size_t size, int flag
 
 int flock(int fd, int operation) { return fault("flock") ? -1 : REAL(int, "flock", int, int)(fd, operation); }
 
+static int makesNameless(int flags) { return (flags & O_TMPFILE) == O_TMPFILE; }
+
+static int refused(int flags)
+{
+    if (!makesNameless(flags))
+        return fault("openat");
+    if (getenv("FAULT_NAMED")) {
+        errno = EOPNOTSUPP;
+        return Fail;
+    }
+    return fault("tmpfile");
+}
+
 #define OPENAT(name)                                                                                                   \
     int name(int folder, const char* path, int flags, ...)                                                             \
     {                                                                                                                  \
         va_list list;                                                                                                  \
         va_start(list, flags);                                                                                         \
-        mode_t mode = flags & O_CREAT ? va_arg(list, mode_t) : 0;                                                      \
+        mode_t mode = flags & O_CREAT || makesNameless(flags) ? va_arg(list, mode_t) : 0;                              \
         va_end(list);                                                                                                  \
-        return fault("openat") ? -1 : REAL(int, #name, int, const char*, int, ...)(folder, path, flags, mode);         \
+        return refused(flags) ? -1 : REAL(int, #name, int, const char*, int, ...)(folder, path, flags, mode);          \
     }
 OPENAT(openat)
 OPENAT(openat64)

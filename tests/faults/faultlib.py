@@ -27,6 +27,18 @@ def litter(folder):
     return [name for name in os.listdir(folder) if name.startswith(".mivo")]
 
 
+def parts(folder):
+    return [os.path.join(folder, name) for name in litter(folder) if name.startswith(".mivo-part")]
+
+
+def has_nameless_files(folder):
+    try:
+        os.close(os.open(folder, os.O_TMPFILE | os.O_RDWR))
+    except OSError:
+        return False
+    return True
+
+
 # ---- files -----------------------------------------------------------------------------------------------------------
 
 def make_mp3(path, megabytes):
@@ -90,11 +102,13 @@ def updated_copy(path, arguments, folder):
     return digest(copy), time.monotonic() - begin
 
 
-def faulty_update(path, arguments, call, error, index, report):
+def faulty_update(path, arguments, call, error, index, report, named=False):
+    """`named`: as on a file system that has no nameless files."""
     preload = os.path.join(programs, "libfault_interposer.so")
     result = update(path, arguments, {"LD_PRELOAD": preload, "FAULT_CALL": call, "FAULT_ERROR": str(error),
                                       "FAULT_INDEX": str(index), "FAULT_REPORT": report,
-                                      "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"})
+                                      "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
+                                      **({"FAULT_NAMED": "1"} if named else {})})
     came = os.path.exists(report)
     if came:
         os.unlink(report)

@@ -3,7 +3,7 @@
 
 run_faults.py --programs FOLDER [--short] [--kills N] [PART...]
 
-Parts: kills, calls, room, rights, turns, kinds, sharing; all of them without a name. Every part prints its counts; the exit
+Parts: kills, steps, calls, room, rights, turns, kinds, sharing; all of them without a name. Every part prints its counts; the exit
 status is 1 when a file was ever anything but its old or its new content.
 """
 import argparse
@@ -20,8 +20,8 @@ import time
 
 import faultlib
 import sharing
-from faultlib import (Records, audio_hash, command, digest, fail, faulty_update, judge_faulty, litter, make, update,
-                      updated_copy)
+from faultlib import (Records, audio_hash, command, digest, fail, faulty_update, has_nameless_files, judge_faulty,
+                      litter, make, parts, update, updated_copy)
 
 NOBODY = 65534
 SKIPPED = 77
@@ -29,10 +29,27 @@ SKIPPED = 77
 
 # ---- (a) kills -------------------------------------------------------------------------------------------------------
 
+def judge_killed(name, path, old, new, linked, nameless):
+    """What a kill may leave: the old or the new content, in place also both with a journal; and beside it nothing but,
+    between the last two calls, a whole new file."""
+    folder = os.path.dirname(path)
+    left = parts(folder)
+    if nameless and (len(left) > 1 or any(digest(part) != new for part in left)):
+        fail(f"{name}: left {litter(folder)}")
+    found = digest(path)
+    if found in (old, new):
+        return ("new" if found == new else "old"), bool(left)
+    if linked and any(kept.startswith(".mivo-journal") for kept in litter(folder)):
+        return "journalled", bool(left)  # torn, and its complete old content lies beside it
+    fail(f"{name}: torn")
+    return "torn", bool(left)
+
+
 def kill_rounds(path, rounds, records, work, linked):
     """Kills updates of one file at random moments; every next update has to leave the new content and nothing else."""
     counts = {"old": 0, "new": 0, "journalled": 0, "litter": 0}
     folder = os.path.dirname(path)
+    nameless = has_nameless_files(folder)
     audio = audio_hash(path)
     for turn in range(rounds):
         arguments = records.arguments(turn + 1)
@@ -42,16 +59,11 @@ def kill_rounds(path, rounds, records, work, linked):
         time.sleep(random.uniform(0, duration * 1.05))
         child.send_signal(signal.SIGKILL)
         child.wait()
-        left = litter(folder)
-        counts["litter"] += bool(left)
-        found = digest(path)
-        if found in (old, new):
-            counts["new" if found == new else "old"] += 1
-        elif linked and any(name.startswith(".mivo-journal") for name in left):
-            counts["journalled"] += 1  # torn, and its complete old content lies beside it
-        else:
-            fail(f"{path}: torn after kill {turn}")
+        found, left = judge_killed(f"{path}: kill {turn}", path, old, new, linked, nameless)
+        if found == "torn":
             return counts
+        counts[found] += 1
+        counts["litter"] += left
         update(path, arguments)
         if digest(path) != new:
             fail(f"{path}: not the new content after the update that followed kill {turn}")
@@ -88,13 +100,56 @@ def kills(folder, options):
                 fail(f"{path}: lost its second name")
             shutil.rmtree(place)
     print(f"kills: {done} kills over files of {sizes[0][0]} to {sizes[-1][0]} MB: {total['old']} old, {total['new']} new,"
-          f" {total['journalled']} in place with a journal, {total['litter']} left litter that the next update removed")
+          f" {total['journalled']} in place with a journal, {total['litter']} left a hidden file for the next update")
+
+
+def steps_of(pristine, arguments, work, named):
+    """Kills an update of copies of a file before its first call, its second, and so on until it ends by itself; how many
+    calls that were, and after how many of them a hidden file was left."""
+    kind = os.path.basename(pristine)
+    place = os.path.join(work, f"{kind}-steps-{named}")
+    os.mkdir(place)
+    path = os.path.join(place, kind)
+    nameless = not named and has_nameless_files(place)
+    new, _ = updated_copy(pristine, arguments, work)
+    came, calls, left_some = True, 0, 0
+    while came:
+        shutil.copyfile(pristine, path)
+        if "linked" in kind:
+            os.link(path, os.path.join(place, "second"))
+        _, came = faulty_update(path, arguments, "any", "kill", calls, os.path.join(work, "report"), named)
+        name = f"{kind}, {'named' if named else 'nameless'} parts: killed before call {calls}"
+        found, left = judge_killed(name, path, digest(pristine), new, "linked" in kind, nameless)
+        if not came and found != "new":
+            fail(f"{name}, which never came: {found}")
+        calls, left_some = calls + came, left_some + left
+        update(path, arguments)
+        if digest(path) != new or litter(place):
+            fail(f"{name}: the next update left {litter(place)}")
+        for name in os.listdir(place):
+            os.unlink(os.path.join(place, name))
+    # The one moment is that between the two last names. A journal has the right one at once.
+    if nameless and left_some != (0 if "linked" in kind else 1):
+        fail(f"{kind}: a kill leaves a hidden file at {left_some} moments")
+    return calls, left_some
+
+
+def steps(folder, options):
+    """Kills updates before each system call that they make, also as on a file system without nameless files."""
+    records = Records(folder)
+    counts = []
+    for kind in ["plain.mp3", "end.m4a", "linked.mp3"]:
+        pristine = os.path.join(folder, kind)
+        make(pristine, 1)
+        counts += [steps_of(pristine, records.arguments(1), folder, named) for named in (False, True)]
+    calls, left = (sum(column) for column in zip(*counts))
+    print(f"steps: {calls} updates killed before one of their calls: {left} left a hidden file for the next update")
 
 
 # ---- (b) failing calls -----------------------------------------------------------------------------------------------
 
 RETRIED = ["pwrite", "pread", "copy_file_range", "fsync", "ftruncate", "flock"]
-OTHERS = ["renameat", "openat", "fchmod", "fsetxattr", "fallocate"]
+OTHERS = ["linkat", "renameat", "openat", "tmpfile", "fchmod", "fsetxattr", "fallocate"]
 SHORT = ["pwrite", "pread", "copy_file_range"]
 
 
@@ -252,7 +307,10 @@ def turns(folder, options):
         audio = audio_hash(path)
         if "linked" in kind:
             os.link(path, os.path.join(place, "second"))
-        script = 'for i in $(seq 1 $3); do "$0" "$1" "$2$i" || exit 1; done'
+        # A disk that takes seconds for one update makes the other one give up, and say so: it comes again.
+        script = """for i in $(seq 1 $3); do
+            while "$0" "$1" "$2$i" 2>&1 >/dev/null | tee /dev/stderr | grep -q "another program"; do :; done
+        done"""
         rivals = [subprocess.Popen(["sh", "-c", script, command(path, [])[0], path, key, str(rounds)],
                                    stdout=subprocess.DEVNULL) for key in keys]
         if any(rival.wait() for rival in rivals):
@@ -306,7 +364,7 @@ def kinds(folder, options):
     print(f"kinds: {count} updates through a symlink (mode 0400, foreign owner, attribute, ACL) and of a hard link: kept")
 
 
-PARTS = {"kills": kills, "calls": failing_calls, "room": room, "rights": rights, "turns": turns, "kinds": kinds,
+PARTS = {"kills": kills, "steps": steps, "calls": failing_calls, "room": room, "rights": rights, "turns": turns, "kinds": kinds,
          "sharing": sharing.sharing}
 
 

@@ -4,8 +4,8 @@
 run_job_faults.py --programs FOLDER [--short] [--kills N] [PART...]
 
 FOLDER holds mivo and mivo-mediad. Parts: room, readonly, kills, cut, same; all of them without a name. Every part prints
-its counts; the exit status is 1 when a source was ever changed, a job reported success without its whole output, or
-an export or conversion left half a file under its final name. (An encoding that fails keeps what it wrote.)
+its counts; the exit status is 1 when a source was ever changed, a job reported success without its whole output, or an
+export or conversion left half a file under its final name or a hidden one. (An encoding that fails keeps what it wrote.)
 """
 import argparse
 import os
@@ -17,7 +17,7 @@ import sys
 import tempfile
 import time
 
-from faultlib import audio_hash, digest, fail, failures
+from faultlib import audio_hash, digest, fail, failures, has_nameless_files
 
 SKIPPED = 77
 programs = None
@@ -177,6 +177,11 @@ def kills(folder, jobs, options):
 def judge_kill(job, output, status, counts):
     name = f"kill of {job.command}"
     job.source_is_whole(name)
+    # Only between its two names, when it is whole, does an output leave anything else.
+    place = os.path.dirname(output)
+    hidden = [os.path.join(place, other) for other in os.listdir(place) if other != job.output]
+    if has_nameless_files(place) and any(audio_hash(other) != job.audio for other in hidden):
+        fail(f"{name}: left {hidden}")
     if not os.path.exists(output):
         counts["nothing"] += 1
     elif audio_hash(output) == job.audio:
