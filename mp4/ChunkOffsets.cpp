@@ -24,7 +24,8 @@ void writeNumber(Bytes& bytes, std::uint64_t offset, std::size_t size, std::uint
         bytes[static_cast<std::size_t>(offset) + i] = static_cast<std::uint8_t>(value >> ((size - 1 - i) * 8));
 }
 
-bool fits(std::uint64_t value, std::size_t size) { return size == 8 || value <= UINT32_MAX; }
+/// No file is larger than 2^63 bytes: a wide offset beyond, moved, would come out at the front.
+bool fits(std::uint64_t value, std::size_t size) { return value <= (size == 8 ? INT64_MAX : UINT32_MAX); }
 
 /// Calls `visit` with every box below `parent`, through the containers that lead to sample tables.
 template <class Visit> void forEachTableBox(StructureReader& reader, const Box& parent, const Visit& visit)
@@ -36,31 +37,6 @@ template <class Visit> void forEachTableBox(StructureReader& reader, const Box& 
         else
             visit(*box);
     }
-}
-
-/// A table of chunk offsets: where its rows are, and how wide.
-struct OffsetTable {
-    std::uint64_t rows = 0; // offset of the first one
-    std::uint64_t count = 0;
-    std::size_t width = 4;
-};
-
-std::optional<OffsetTable> offsetTable(StructureReader& reader, const Box& box)
-{
-    constexpr std::uint64_t HeaderSize = 8;
-    if ((box.type != fourCC("stco") && box.type != fourCC("co64")) || box.payloadSize() < HeaderSize)
-        return std::nullopt;
-    OffsetTable table { .rows = box.payloadOffset() + HeaderSize, .width = box.type == fourCC("co64") ? 8u : 4u };
-    ByteReader fields(payloadStart(reader, box, HeaderSize));
-    fields.skip(4);
-    table.count = std::min<std::uint64_t>(fields.u32be(), (box.payloadSize() - HeaderSize) / table.width);
-    return table;
-}
-
-std::uint64_t rowAt(ByteView movieBox, const OffsetTable& table, std::uint64_t index)
-{
-    ByteReader row(movieBox.subspan(static_cast<std::size_t>(table.rows + index * table.width), table.width));
-    return table.width == 8 ? row.u64be() : row.u32be();
 }
 
 /// Copies a movie box, narrow tables that will not do replaced by wide ones, the boxes around them larger by that.
@@ -139,20 +115,6 @@ private:
     std::uint64_t m_delta;
     Bytes m_result;
 };
-
-/// Bit 0 of a reference's flags: the media are in this file.
-bool refersOutside(StructureReader& reader, const Box& dref)
-{
-    if (dref.payloadSize() < 8)
-        return false;
-    BoxWalker walker(reader, dref.payloadOffset() + 8, dref.end());
-    while (auto entry = walker.next()) {
-        ByteReader fields(payloadStart(reader, *entry, 4));
-        if (!(fields.u32be() & 1))
-            return true;
-    }
-    return false;
-}
 
 bool isEncrypted(StructureReader& reader, const Box& stsd)
 {
@@ -276,6 +238,38 @@ bool leadsToSampleTables(const Box& parent, const Box& child)
     };
     return std::any_of(std::begin(Path), std::end(Path),
         [&](const Step& step) { return step.parent == parent.type && step.child == child.type; });
+}
+
+std::optional<OffsetTable> offsetTable(StructureReader& reader, const Box& box)
+{
+    constexpr std::uint64_t HeaderSize = 8;
+    if ((box.type != fourCC("stco") && box.type != fourCC("co64")) || box.payloadSize() < HeaderSize)
+        return std::nullopt;
+    OffsetTable table { .rows = box.payloadOffset() + HeaderSize, .width = box.type == fourCC("co64") ? 8u : 4u };
+    ByteReader fields(payloadStart(reader, box, HeaderSize));
+    fields.skip(4);
+    table.count = std::min<std::uint64_t>(fields.u32be(), (box.payloadSize() - HeaderSize) / table.width);
+    return table;
+}
+
+std::uint64_t rowAt(ByteView movieBox, const OffsetTable& table, std::uint64_t index)
+{
+    ByteReader row(movieBox.subspan(static_cast<std::size_t>(table.rows + index * table.width), table.width));
+    return table.width == 8 ? row.u64be() : row.u32be();
+}
+
+/// Bit 0 of a reference's flags: the media are in this file.
+bool refersOutside(StructureReader& reader, const Box& dref)
+{
+    if (dref.payloadSize() < 8)
+        return false;
+    BoxWalker walker(reader, dref.payloadOffset() + 8, dref.end());
+    while (auto entry = walker.next()) {
+        ByteReader fields(payloadStart(reader, *entry, 4));
+        if (!(fields.u32be() & 1))
+            return true;
+    }
+    return false;
 }
 
 bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end)

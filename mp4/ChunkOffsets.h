@@ -8,6 +8,20 @@ namespace mv {
 /// lead there, however deep a file nests others.
 bool leadsToSampleTables(const Box& parent, const Box& child);
 
+/// A table of chunk offsets: where its rows are, and how wide.
+struct OffsetTable {
+    std::uint64_t rows = 0; ///< offset of the first one
+    std::uint64_t count = 0; ///< those that the box holds
+    std::size_t width = 4;
+};
+/// Nothing for a box that is none.
+std::optional<OffsetTable> offsetTable(StructureReader& reader, const Box& box);
+/// One of the rows, of a table in that box in memory.
+std::uint64_t rowAt(ByteView movieBox, const OffsetTable& table, std::uint64_t index);
+
+/// True when a list of data references names other files.
+bool refersOutside(StructureReader& reader, const Box& dref);
+
 /// True when a chunk of a track begins inside [begin, end) of the file, by the tables of the movie box in memory.
 bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end);
 

@@ -1,5 +1,6 @@
 #include "mp4/EditPlan.h"
 
+#include "mp4/ChunkExtents.h"
 #include "mp4/ChunkOffsets.h"
 #include "mp4/MoovEditor.h"
 #include "mp4/MovieFacts.h"
@@ -137,10 +138,16 @@ FileContent inSlot(const StructureReader& reader, const FileLayout& layout, cons
     return content;
 }
 
+/// Whether samples are said to lie behind the end of the file, which was cut. What is put there would be played.
+bool isCut(const StructureReader& reader, const MoovEditor& editor)
+{
+    return anyChunk(editor.bytes(), [&](const ChunkExtent& chunk) { return chunk.end > reader.size(); });
+}
+
 /// Nothing where a movie box at the end would not be found, or must not be.
 std::optional<FileContent> atTheEnd(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
-    if (!layout.endsSoundly)
+    if (!layout.endsSoundly || isCut(reader, editor))
         return std::nullopt;
     FileContent content;
     if (layout.slotEnd == reader.size()) {
@@ -187,6 +194,8 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
         return Error { Error::Kind::Format, "the movie box has no place" };
     std::uint64_t end = layout.movie.end();
     std::uint64_t delta = movie.size() - layout.movie.size;
+    if (anyChunk(editor.bytes(), [&](const ChunkExtent& chunk) { return chunk.begin < end && chunk.end > end; }))
+        return Error { Error::Kind::Unsupported, "media reach over the movie box" };
     MV_TRY_VOID(shiftChunkOffsets(movie, end, delta));
     MV_TRY(patches, shiftedFileOffsets(reader, layout.firstBox, end, delta));
     FileContent content;

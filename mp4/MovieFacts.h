@@ -23,6 +23,7 @@ struct EditSegment {
 struct SampleTableBoxes {
     std::optional<Box> sampleSizes; ///< stsz or stz2
     std::optional<Box> timeToSample; ///< stts
+    std::optional<Box> sampleToChunk; ///< stsc
     std::optional<Box> chunkOffsets; ///< stco or co64
 };
 

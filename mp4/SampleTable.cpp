@@ -13,11 +13,10 @@ constexpr std::size_t RowsBehindHeader = 12;
 
 /// QuickTime counts uncompressed sound in frames "of one byte" and says the real size of a frame in the sample
 /// description; compressed sound of description 1 likewise in packets.
-std::uint64_t bytesOfUnitSamples(const TrackFacts& track)
+std::uint64_t bytesOfUnitSamples(const TrackFacts& track, std::uint64_t count)
 {
     static constexpr std::array<std::uint32_t, 10> Uncompressed = { fourCC("sowt"), fourCC("twos"), fourCC("raw "),
         fourCC("NONE"), fourCC("in24"), fourCC("in32"), fourCC("fl32"), fourCC("fl64"), fourCC("lpcm"), 0 };
-    std::uint64_t count = track.sampleCount;
     if (track.samplesPerPacket && track.bytesPerFrame)
         return saturatingMultiply(count / track.samplesPerPacket, track.bytesPerFrame);
     bool uncompressed = !track.descriptionCodes.empty()
@@ -26,15 +25,16 @@ std::uint64_t bytesOfUnitSamples(const TrackFacts& track)
     return uncompressed && frame ? saturatingMultiply(count, frame) : count;
 }
 
-/// Calls `visit` with stretches of whole rows: every row of `rowSize` bytes that the box holds, at most `count`.
+/// Calls `visit` with stretches of whole rows: every row of `rowSize` bytes that the box holds from `begin` of its
+/// payload on, at most `count`.
 template <class Visit>
-void forEachStretch(StructureReader& reader, const Box& box, std::size_t header, std::size_t rowSize,
+void forEachStretch(StructureReader& reader, const Box& box, std::uint64_t begin, std::size_t rowSize,
     std::uint64_t count, const Visit& visit)
 {
-    if (box.payloadSize() < header)
+    if (box.payloadSize() < begin)
         return;
-    std::uint64_t left = std::min(count, (box.payloadSize() - header) / rowSize);
-    std::uint64_t offset = box.payloadOffset() + header;
+    std::uint64_t left = std::min(count, (box.payloadSize() - begin) / rowSize);
+    std::uint64_t offset = box.payloadOffset() + begin;
     const std::size_t rowsPerPeek = StructureReader::WindowSize / rowSize;
     while (left > 0) {
         std::size_t rows = static_cast<std::size_t>(std::min<std::uint64_t>(left, rowsPerPeek));
@@ -53,11 +53,11 @@ std::uint32_t fromBigEndian(std::uint8_t value) { return value; }
 static_assert(std::endian::native == std::endian::little);
 
 /// Sum of the box's big-endian numbers. A loop this plain becomes wide loads; a long movie has a million rows.
-template <std::unsigned_integral T>
-std::uint64_t sumOfRows(StructureReader& reader, const Box& box, std::uint64_t count)
+template <std::unsigned_integral T> std::uint64_t sumOfRows(StructureReader& reader, const Box& box, SampleRange range)
 {
     std::uint64_t total = 0;
-    forEachStretch(reader, box, RowsBehindHeader, sizeof(T), count, [&](ByteView rows) {
+    std::uint64_t begin = RowsBehindHeader + range.first * sizeof(T);
+    forEachStretch(reader, box, begin, sizeof(T), range.count, [&](ByteView rows) {
         for (std::size_t at = 0; at < rows.size(); at += sizeof(T)) {
             T value;
             std::memcpy(&value, rows.data() + at, sizeof value);
@@ -68,28 +68,33 @@ std::uint64_t sumOfRows(StructureReader& reader, const Box& box, std::uint64_t c
 }
 
 /// Two samples a byte, the first in the high half.
-std::uint64_t sumOfHalfBytes(StructureReader& reader, const Box& box, std::uint64_t count)
+std::uint64_t sumOfHalfBytes(StructureReader& reader, const Box& box, SampleRange range)
 {
     std::uint64_t total = 0;
-    std::uint64_t left = count;
-    forEachStretch(reader, box, RowsBehindHeader, 1, count / 2 + count % 2, [&](ByteView pairs) {
+    std::uint64_t left = range.count;
+    bool lowHalf = range.first % 2;
+    std::uint64_t begin = RowsBehindHeader + range.first / 2;
+    forEachStretch(reader, box, begin, 1, (range.count + lowHalf + 1) / 2, [&](ByteView pairs) {
         for (std::uint8_t pair : pairs) {
-            total += left > 1 ? (pair >> 4) + (pair & 15) : pair >> 4;
-            left -= std::min<std::uint64_t>(left, 2);
+            if (!lowHalf && left > 0)
+                total += pair >> 4, left--;
+            if (left > 0)
+                total += pair & 15, left--;
+            lowHalf = false;
         }
     });
     return total;
 }
 
-std::uint64_t compactBytes(StructureReader& reader, const Box& box, std::uint8_t fieldSize, std::uint64_t count)
+std::uint64_t compactBytes(StructureReader& reader, const Box& box, std::uint8_t fieldSize, SampleRange range)
 {
     switch (fieldSize) {
     case 16:
-        return sumOfRows<std::uint16_t>(reader, box, count);
+        return sumOfRows<std::uint16_t>(reader, box, range);
     case 8:
-        return sumOfRows<std::uint8_t>(reader, box, count);
+        return sumOfRows<std::uint8_t>(reader, box, range);
     case 4:
-        return sumOfHalfBytes(reader, box, count);
+        return sumOfHalfBytes(reader, box, range);
     default:
         return 0; // no such width
     }
@@ -113,7 +118,7 @@ std::uint32_t declaredSampleCount(StructureReader& reader, const TrackFacts& tra
     return fields.u32be();
 }
 
-std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track)
+std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track, SampleRange range)
 {
     if (!track.boxes.sampleSizes)
         return 0;
@@ -121,16 +126,17 @@ std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track)
     ByteReader fields(payloadStart(reader, box, RowsBehindHeader));
     fields.skip(4);
     std::uint32_t size = fields.u32be();
-    std::uint32_t count = fields.u32be();
-    if (fields.failed())
+    std::uint64_t count = fields.u32be();
+    if (fields.failed() || range.first > count)
         return 0;
+    range.count = std::min(range.count, count - range.first);
     if (box.type == fourCC("stz2"))
-        return compactBytes(reader, box, static_cast<std::uint8_t>(size), count);
+        return compactBytes(reader, box, static_cast<std::uint8_t>(size), range);
     if (size == 1 && track.handler == fourCC("soun"))
-        return bytesOfUnitSamples(track);
+        return bytesOfUnitSamples(track, range.count);
     if (size != 0)
-        return saturatingMultiply(size, count);
-    return sumOfRows<std::uint32_t>(reader, box, count);
+        return saturatingMultiply(size, range.count);
+    return sumOfRows<std::uint32_t>(reader, box, range);
 }
 
 std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track)

@@ -7,9 +7,15 @@ namespace mv {
 /// The number of samples that stsz or stz2 states; 0 without one.
 std::uint32_t declaredSampleCount(StructureReader& reader, const TrackFacts& track);
 
-/// All sample bytes of the table, fragments not counted. Of a table that states more rows than it holds, those that
+/// Samples of a table, the first one being 0; those that there are not do not count.
+struct SampleRange {
+    std::uint64_t first = 0;
+    std::uint64_t count = UINT64_MAX;
+};
+
+/// The bytes of the table's samples, fragments not counted. Of a table that states more rows than it holds, those that
 /// it holds. Streams through the table. Saturates.
-std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track);
+std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track, SampleRange range = {});
 
 /// Sum of stts in media ticks; saturates.
 std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track);

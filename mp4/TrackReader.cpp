@@ -211,6 +211,9 @@ void readSampleTable(StructureReader& reader, const Box& stbl, TrackFacts& track
         case fourCC("stts"):
             keepFirst(track.boxes.timeToSample);
             break;
+        case fourCC("stsc"):
+            keepFirst(track.boxes.sampleToChunk);
+            break;
         case fourCC("stco"):
         case fourCC("co64"):
             keepFirst(track.boxes.chunkOffsets);

@@ -1,4 +1,6 @@
-// Read, edit, write, read again: the new tags are there, nothing else is lost, every chunk leads to the same bytes.
+// Read, edit, write, read again: the new tags are there, nothing else is lost, every chunk leads to the same bytes,
+// or to none as before.
+#include "mp4/ChunkExtents.h"
 #include "mp4/mp4.h"
 
 #include <cstddef>
@@ -57,6 +59,14 @@ void compareMedia(ByteView before, const std::vector<std::uint64_t>& oldOffsets,
     }
 }
 
+/// Whether samples lie behind the end of the file.
+bool isCut(ByteView file)
+{
+    StructureReader reader(file);
+    auto movie = readMovieFacts(reader)->movieBox;
+    return anyChunk(file.subspan(movie.offset, movie.size), [&](auto chunk) { return chunk.end > file.size(); });
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -87,5 +97,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     require(tagsFromItems(readItems(after, readMovieFacts(after)->userDataBoxes).value()) == tags);
     compareMedia(source, chunkOffsets(before), made, chunkOffsets(after));
+    require(isCut(source) == isCut(made));
     return 0;
 }

@@ -110,6 +110,45 @@ TEST(Edit, MediaThatLastUntilTheEndGetASize)
     EXPECT_EQ(chunkOffset(edited.bytes), made.mediaOffset);
 }
 
+TEST(Edit, NothingIsPutWhereCutMediaWouldBe)
+{
+    Mp4Spec spec = namedSpec();
+    spec.mediaSize = Mp4Spec::MediaSize::ToTheEnd;
+    MadeMp4 whole = makeMp4(spec);
+    for (std::size_t left : { 599u, 350u, 100u, 0u }) { // of 600 in one chunk
+        Bytes cut(whole.bytes.begin(), whole.bytes.begin() + static_cast<std::ptrdiff_t>(whole.mediaOffset + left));
+        Edited edited = rename(cut, std::string(500, 'n'));
+        EXPECT_EQ(edited.layout, Layout::Shifted) << left;
+        EXPECT_EQ(topLevel(edited.bytes), (std::vector { fourCC("ftyp"), fourCC("moov"), fourCC("mdat") }));
+        EXPECT_EQ(chunkOffset(edited.bytes) + left, edited.bytes.size()); // ends where it ended
+    }
+    // Room for the new name leaves everything in its place.
+    spec.freeBehind = 1000;
+    MadeMp4 roomy = makeMp4(spec);
+    roomy.bytes.pop_back();
+    EXPECT_EQ(rename(roomy.bytes, std::string(500, 'n')).layout, Layout::FreeSpace);
+}
+
+TEST(Edit, CutMediaThatCannotMoveAreRefused)
+{
+    Mp4Spec spec = namedSpec();
+    spec.mediaSize = Mp4Spec::MediaSize::ToTheEnd;
+    spec.tracks[0].code = "drms";
+    MadeMp4 made = makeMp4(spec);
+    made.bytes.pop_back();
+    auto plan = planLongName(made.bytes);
+    ASSERT_FALSE(plan.ok());
+    EXPECT_EQ(plan.error().kind, Error::Kind::Unsupported);
+}
+
+TEST(Edit, MediaOfOtherFilesAreNotCut)
+{
+    Mp4Spec spec = namedSpec();
+    spec.tracks[0].externalMedia = true;
+    spec.tracks[0].chunks = { 1'000'000 };
+    EXPECT_EQ(rename(makeMp4(spec).bytes, std::string(500, 'n')).layout, Layout::AtTheEnd);
+}
+
 TEST(Edit, EncryptedFilesAreEditedWhereNothingMoves)
 {
     Mp4Spec spec = namedSpec();

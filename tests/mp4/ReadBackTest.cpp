@@ -122,6 +122,23 @@ TEST_P(ReadBackOf, EditedFilePlaysAsBeforeAndShowsItsTags)
         outputOf("ffprobe -v error -show_entries format_tags=artist -of csv=p=0 " + test::quoted(path)), "Somebody\n");
 }
 
+TEST(ReadBack, MediaThatWereCutPlayAsFarAsBefore)
+{
+    MV_NEEDS_PROGRAMS();
+    ScratchFolder folder;
+    std::string path = makeFile(folder, kSources[1]);
+    Bytes file = readFile(path);
+    std::size_t media = charsOf(file).find("mdat");
+    ASSERT_NE(media, std::string::npos);
+    std::fill_n(file.begin() + static_cast<std::ptrdiff_t>(media) - 4, 4, std::uint8_t { 0 }); // to the end
+    file.resize(media + (file.size() - media) / 2);
+    folder.write("first.m4a", ByteView(file));
+    std::string before = decoded(path);
+    edit(path, [](MP4Tags& tags) { MP4TagsSetName(tags, std::string(5000, 'x')); });
+    EXPECT_EQ(mutagenTags(path).substr(0, 5002), "['" + std::string(5000, 'x'));
+    EXPECT_EQ(decoded(path), before);
+}
+
 TEST(ReadBack, WhatMutagenWroteIsKept)
 {
     MV_NEEDS_PROGRAMS();

@@ -70,6 +70,11 @@ TEST(Shift, UnsafeShiftsAreRefused)
     Mp4Spec located = namedSpec();
     located.extraInMovie = fullBox("meta", 0, 0, { fullBox("iloc", 0, 0, { number(0, 8) }) });
     EXPECT_TRUE(refused(located));
+    Mp4Spec around = namedSpec(); // one chunk from before the movie box to behind it
+    around.freeBefore = 100;
+    around.tracks[0].chunks = { 50 };
+    around.tracks[0].sampleSizes = { 100'000 };
+    EXPECT_TRUE(refused(around));
     EXPECT_FALSE(refused(namedSpec()));
 }
 
