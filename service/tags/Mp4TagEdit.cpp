@@ -1,5 +1,6 @@
 #include "service/tags/Mp4TagEdit.h"
 
+#include "Base/Media/GenreTable.h"
 #include "Base/Media/MediaDB.h"
 #include "platform/graphics/ImageEncoder.h"
 #include "platform/graphics/NSImage.h"
@@ -43,6 +44,14 @@ std::optional<Bytes> jpegOf(const Bytes& picture)
     return jpeg.ok() ? std::optional(std::move(*jpeg)) : std::nullopt;
 }
 
+/// A genre by number stays only where it says what the text says: programs differ in which of the two they show.
+void dropOtherGenreNumber(MP4Tags& tags)
+{
+    std::size_t index = std::size_t { tags.genreType.value_or(0) } - 1; // counts from one; 0 wraps, and is no genre
+    if (index >= ID3_v1_genre_description.size() || ID3_v1_genre_description[index] != tags.genre)
+        MP4TagsSetGenreType(tags, std::nullopt);
+}
+
 /// A new index keeps a total that is greater; else it is the total itself.
 MP4TagTrack renumbered(const std::optional<MP4TagTrack>& present, std::uint16_t index)
 {
@@ -61,6 +70,8 @@ Mp4TagEdit::Mp4TagEdit(const Record& record)
         if (value && !value->isNull())
             m_texts.push_back({ row.set, textOfValue(row.key, *value) });
     }
+    const Value* genre = record.find(MediaDBMusicColumnGenre);
+    m_setsGenre = genre && !genre->isNull();
     const Value* picture = record.find(MediaDBMusicColumnAlbumArt);
     m_clearsArtwork = !picture || picture->isNull();
     if (picture && picture->data())
@@ -71,6 +82,8 @@ void Mp4TagEdit::apply(MP4Tags& tags) const
 {
     for (const TextChange& change : m_texts)
         change.set(tags, change.text);
+    if (m_setsGenre)
+        dropOtherGenreNumber(tags);
     if (m_track)
         MP4TagsSetTrack(tags, renumbered(tags.track, *m_track));
     if (m_disc)

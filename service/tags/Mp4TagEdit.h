@@ -25,6 +25,7 @@ private:
     std::vector<TextChange> m_texts;
     std::optional<std::uint16_t> m_track;
     std::optional<std::uint16_t> m_disc;
+    bool m_setsGenre = false;
     bool m_clearsArtwork = false;
     std::optional<Bytes> m_artwork; ///< a JPEG
 };

@@ -3,6 +3,7 @@
 
 #include "Base/Core/NSException.h"
 #include "Base/Media/MediaDB.h"
+#include "mp4/mp4.h"
 #include "tests/service/tags/TagFiles.h"
 #include "tests/support/LogCapture.h"
 
@@ -88,6 +89,73 @@ TEST_F(UpdateMP4TagTest, FieldsThatTheRecordLacksOrNullsStay)
     EXPECT_THAT(update({ { MediaDBMusicColumnAlbum, "new" } }),
         IsSupersetOf({ "\u00A9nam=old", "\u00A9alb=new", "\u00A9cmt=comment", "tmpo=120", "\u00A9gen=Jazz",
             "----:com.apple.iTunes:ISRC=XX12" }));
+}
+
+/// A file with the genre by number that mutagen cannot write, in front of whatever else says one.
+class GenreTest : public UpdateMP4TagTest {
+protected:
+    void numberGenre(std::uint16_t number, const std::string& text = {})
+    {
+        auto file = MP4Modify(m_path, 0);
+        MP4Tags tags;
+        MP4TagsFetch(tags, *file);
+        MP4TagsSetGenreType(tags, number);
+        if (!text.empty())
+            MP4TagsSetGenre(tags, text);
+        ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
+        ASSERT_TRUE(MP4Close(std::move(*file), 0).ok());
+    }
+    std::optional<std::uint16_t> numberInFile() const
+    {
+        auto file = MP4Read(m_path);
+        return tagsFromItems(file->items()).genreType;
+    }
+    /// What each of three programs shows, blanks at the end left out.
+    void expectEverybodyShows(const std::string& genre) const
+    {
+        EXPECT_THAT(lines(), Contains("\u00A9gen=" + genre));
+        EXPECT_EQ(
+            test::outputOf("ffprobe -v error -show_entries format_tags=genre -of csv=p=0 " + m_path), genre + "\n");
+        if (test::haveProgram("exiftool")) {
+            EXPECT_EQ(test::outputOf("exiftool -a -s3 -Genre " + m_path), genre + "\n");
+        }
+    }
+};
+
+TEST_F(GenreTest, ANumberThatSaysSomethingElseGoes)
+{
+    for (std::uint16_t number : { 18, 150, 0, 65535 }) {
+        numberGenre(number, "Pop");
+        update({ { MediaDBMusicColumnGenre, "Jazz" } });
+        EXPECT_EQ(numberInFile(), std::nullopt) << number;
+        expectEverybodyShows("Jazz");
+    }
+    numberGenre(18); // without a text
+    update({ { MediaDBMusicColumnGenre, "My own" } });
+    EXPECT_EQ(numberInFile(), std::nullopt);
+    expectEverybodyShows("My own");
+    numberGenre(18); // beside the text that the update writes once more
+    update({ { MediaDBMusicColumnGenre, "My own" } });
+    EXPECT_EQ(numberInFile(), std::nullopt);
+    numberGenre(18);
+    update({ { MediaDBMusicColumnGenre, "" } });
+    EXPECT_EQ(numberInFile(), std::nullopt);
+}
+
+TEST_F(GenreTest, ANumberThatSaysTheSameStays)
+{
+    numberGenre(18);
+    update({ { MediaDBMusicColumnGenre, "Rock" } });
+    EXPECT_EQ(numberInFile(), 18);
+    EXPECT_EQ(test::outputOf("ffprobe -v error -show_entries format_tags=genre -of csv=p=0 " + m_path), "Rock\n");
+}
+
+TEST_F(GenreTest, ANumberStaysWhereTheRecordSaysNoGenre)
+{
+    numberGenre(18);
+    update({ { MediaDBMusicColumnTitle, "title" } });
+    update({ { MediaDBMusicColumnGenre, NullObject() } });
+    EXPECT_EQ(numberInFile(), 18);
 }
 
 TEST_F(UpdateMP4TagTest, AGreaterTotalStays)
