@@ -21,8 +21,8 @@ struct ErrorKindRow {
 constexpr std::array kErrorKinds {
     ErrorKindRow { "org.freedesktop.DBus.Error.ServiceUnknown", Error::Kind::NotFound },
     ErrorKindRow { "org.freedesktop.DBus.Error.NameHasNoOwner", Error::Kind::NotFound },
-    ErrorKindRow { "org.freedesktop.DBus.Error.NoServer", Error::Kind::NotFound },
-    ErrorKindRow { "org.freedesktop.DBus.Error.NoReply", Error::Kind::Io },
+    ErrorKindRow { BusErrorNoServer, Error::Kind::NotFound },
+    ErrorKindRow { BusErrorNoReply, Error::Kind::Io },
     ErrorKindRow { "org.freedesktop.DBus.Error.Disconnected", Error::Kind::Io },
     ErrorKindRow { BusErrorInvalidArgs, Error::Kind::Format },
     ErrorKindRow { BusErrorLimitsExceeded, Error::Kind::Limit },
@@ -160,13 +160,8 @@ Result<void> ServiceBus::call(const Operation& operation, const Encode& argument
 
 std::vector<BusSlot> ServiceBus::serve(ServedObject& object, const std::string& path)
 {
-    object.host = this;
     std::vector<BusSlot> slots;
-    for (const ServedInterface& interface : object.interfaces()) {
-        sd_bus_slot* slot = nullptr;
-        if (sd_bus_add_object_vtable(m_bus.get(), &slot, path.c_str(), interface.name, interface.members, &object) >= 0)
-            slots.emplace_back(slot);
-    }
+    serveAt(*this, path.c_str(), object, slots);
     return slots;
 }
 

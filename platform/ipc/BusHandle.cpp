@@ -12,16 +12,6 @@ Result<BusHandle> openSessionBus()
     return BusHandle(bus);
 }
 
-Result<sd_bus*> threadSessionBus()
-{
-    thread_local BusHandle connection;
-    if (!connection || sd_bus_is_open(connection.get()) <= 0) {
-        MV_TRY(opened, openSessionBus());
-        connection = std::move(opened);
-    }
-    return connection.get();
-}
-
 bool busNameHasOwner(sd_bus* bus, const char* name)
 {
     sd_bus_message* reply = nullptr;

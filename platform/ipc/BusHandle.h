@@ -16,10 +16,6 @@ using BusSlot = std::unique_ptr<sd_bus_slot, CloseWith<sd_bus_slot_unref>>;
 /// A new connection to the session bus, private to the caller.
 Result<BusHandle> openSessionBus();
 
-/// This thread's own private connection to the session bus, opened at first use and closed with the thread: for
-/// calls from threads that serve no bus. Not to be kept beyond the call.
-Result<sd_bus*> threadSessionBus();
-
 /// True when somebody owns the bus name.
 bool busNameHasOwner(sd_bus* bus, const char* name);
 

@@ -27,16 +27,22 @@ void NSConnection::invalidate() { m_loop->stop(); }
 
 std::unique_ptr<NSRemoteConnection> NSRemoteConnection::connectionWithRegisteredName(std::string_view name)
 {
-    auto bus = threadSessionBus();
+    auto bus = openSessionBus();
     std::string busName = busNameForService(name);
-    if (!bus || !busNameHasOwner(*bus, busName.c_str()))
+    if (!bus || !busNameHasOwner(bus->get(), busName.c_str()))
         return nullptr;
-    return std::unique_ptr<NSRemoteConnection>(new NSRemoteConnection(std::move(busName)));
+    return std::unique_ptr<NSRemoteConnection>(new NSRemoteConnection(std::move(*bus), std::move(busName)));
 }
 
 RemoteObject NSRemoteConnection::rootProxy(std::string_view protocol) const
 {
-    return RemoteObject(m_busName, "/", interfaceForProtocol(protocol));
+    return RemoteObject(m_busName, "/", interfaceForProtocol(protocol), m_bus);
+}
+
+void NSRemoteConnection::invalidate()
+{
+    sd_bus_flush(m_bus.get());
+    sd_bus_close(m_bus.get());
 }
 
 } // namespace mv

@@ -34,23 +34,29 @@ private:
     std::unique_ptr<ServiceLoop> m_loop;
 };
 
-/// A way to a service that somebody else published.
+/// A way to a service that somebody else published, over a bus connection of its own. One thread at a time, its
+/// proxies included.
 class NSRemoteConnection {
 public:
-    /// Null when nobody on this machine holds the service name.
+    /// Null when nobody on this machine holds the service name; then no connection stays open.
     static std::unique_ptr<NSRemoteConnection> connectionWithRegisteredName(std::string_view name);
+    ~NSRemoteConnection() { invalidate(); }
+    NSRemoteConnection(const NSRemoteConnection&) = delete;
+    NSRemoteConnection& operator=(const NSRemoteConnection&) = delete;
 
     /// The service's root object, speaking the protocol.
     RemoteObject rootProxy(std::string_view protocol) const;
-    /// Ends the connection; proxies stay usable only for failing.
-    void invalidate() { m_busName.clear(); }
+    /// Ends the connection and leaves the bus; proxies stay usable only for failing.
+    void invalidate();
 
 private:
-    explicit NSRemoteConnection(std::string busName)
-        : m_busName(std::move(busName))
+    NSRemoteConnection(BusHandle bus, std::string busName)
+        : m_bus(std::move(bus))
+        , m_busName(std::move(busName))
     {
     }
 
+    std::shared_ptr<sd_bus> m_bus;
     std::string m_busName;
 };
 

@@ -57,11 +57,11 @@ void NSDistributedNotificationCenter::removeObserver(const std::string& name, co
 
 bool NSDistributedNotificationCenter::post(const std::string& name, const std::string& object)
 {
-    auto bus = threadSessionBus();
+    auto bus = openSessionBus();
     if (!bus)
         return false;
-    return sd_bus_emit_signal(*bus, "/", Interface, Member, "ss", name.c_str(), object.c_str()) >= 0
-        && sd_bus_flush(*bus) >= 0;
+    return sd_bus_emit_signal(bus->get(), "/", Interface, Member, "ss", name.c_str(), object.c_str()) >= 0
+        && sd_bus_flush(bus->get()) >= 0;
 }
 
 void NSDistributedNotificationCenter::receive()

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace mv {
@@ -12,19 +13,22 @@ namespace mv {
 /// Waits as long as it takes.
 inline constexpr std::uint64_t CallWithoutTimeout = UINT64_MAX;
 
-/// An object on somebody's bus connection. Calls go through the connection that serves the calling thread, when it
-/// serves one, so that they keep their order with everything else that is sent there; a thread that serves none uses
-/// a private connection of its own, so that it never waits for another's call.
+/// An object on somebody's bus connection. Calls go through the connection that the object was given, or through the
+/// one that serves the calling thread, so that they keep their order with everything else that is sent there; a
+/// thread that has none cannot call. Calls that arrive on that connection meanwhile are answered while this one waits,
+/// unless it is made inside the answer to another: those wait their turn.
 class RemoteObject {
 public:
     using Encode = std::function<void(WireWriter&)>;
     using Decode = std::function<void(WireReader&)>;
 
     /// `destination` is a bus name, `interface` a full interface name.
-    RemoteObject(std::string destination, std::string path, std::string interface)
+    RemoteObject(
+        std::string destination, std::string path, std::string interface, std::shared_ptr<sd_bus> bus = nullptr)
         : m_destination(std::move(destination))
         , m_path(std::move(path))
         , m_interface(std::move(interface))
+        , m_bus(std::move(bus))
     {
     }
 
@@ -37,12 +41,17 @@ public:
         const Decode& results = {}) const;
 
 private:
+    sd_bus* busForCalls() const;
+
     std::string m_destination;
     std::string m_path;
     std::string m_interface;
+    std::shared_ptr<sd_bus> m_bus;
 };
 
 /// Names the connection that serves the current thread, for RemoteObject; null when it ends.
 void setThreadServingBus(sd_bus* bus);
+/// The connection that serves the current thread, or null.
+sd_bus* threadServingBus();
 
 } // namespace mv

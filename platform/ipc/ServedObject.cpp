@@ -60,40 +60,79 @@ void Call::send()
         NSLog("cannot answer %s: %s", sd_bus_message_get_member(m_request), std::strerror(-code));
 }
 
-int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error)
+int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots)
 {
-    const char* name = sd_bus_message_get_member(request);
-    if (!name || sd_bus_message_get_interface(request))
-        return 0;
-    auto* object = static_cast<ServedObject*>(userdata);
-    const sd_bus_vtable* method = findMethod(*object, name);
-    if (!method)
-        return 0;
-    if (!sd_bus_message_has_signature(request, method->x.method.signature))
-        return fail(error, BusErrorInvalidArgs, std::string("expected arguments: ") + method->x.method.signature);
-    return method->x.method.handler(request, object, error);
+    object.host = &host;
+    sd_bus_slot* anyCall = nullptr;
+    if (int code = sd_bus_add_object(host.bus(), &anyCall, path, answerWithoutInterface, &object); code < 0)
+        return code;
+    slots.emplace_back(anyCall);
+    for (const ServedInterface& interface : object.interfaces()) {
+        sd_bus_slot* slot = nullptr;
+        int code = sd_bus_add_object_vtable(host.bus(), &slot, path, interface.name, interface.members, &object);
+        if (code < 0)
+            return code;
+        slots.emplace_back(slot);
+    }
+    return 0;
 }
 
-int answerCall(
-    sd_bus_message* request, ServedObject& object, sd_bus_error* error, void (*operation)(ServedObject&, Call&))
+int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error)
+{
+    return answerGuarded(error, [&] {
+        const char* name = sd_bus_message_get_member(request);
+        if (!name || sd_bus_message_get_interface(request))
+            return 0;
+        auto* object = static_cast<ServedObject*>(userdata);
+        const sd_bus_vtable* method = findMethod(*object, name);
+        if (!method)
+            return 0;
+        if (!sd_bus_message_has_signature(request, method->x.method.signature))
+            return fail(error, BusErrorInvalidArgs, std::string("expected arguments: ") + method->x.method.signature);
+        return method->x.method.handler(request, object, error);
+    });
+}
+
+namespace {
+
+int answerFailure(sd_bus_error* error)
 {
     try {
+        throw;
+    } catch (const BusError& failure) {
+        return fail(error, failure.name(), cleanedUtf8(failure.message()));
+    } catch (const NSException& exception) {
+        return fail(error, BusErrorExceptionPrefix + exception.name(), cleanedUtf8(exception.reason()));
+    } catch (const std::bad_alloc&) {
+        return sd_bus_error_set_const(error, BusErrorNoMemory, "out of memory");
+    } catch (const std::exception& exception) {
+        return fail(error, BusErrorFailed, cleanedUtf8(exception.what()));
+    } catch (...) {
+        return sd_bus_error_set_const(error, BusErrorFailed, "unknown failure");
+    }
+}
+
+} // namespace
+
+int answerWithCurrentException(sd_bus_error* error) noexcept
+{
+    try {
+        return answerFailure(error);
+    } catch (...) {
+        // No room even for the text.
+        return sd_bus_error_set_const(error, BusErrorNoMemory, "out of memory");
+    }
+}
+
+int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* error,
+    void (*operation)(ServedObject&, Call&)) noexcept
+{
+    return answerGuarded(error, [&] {
         Call call(request, *object.host);
         operation(object, call);
         call.send();
         return 1;
-    } catch (const BusError& failure) {
-        return fail(error, failure.name(), cleanedUtf8(failure.message()));
-    } catch (const NSException& exception) {
-        std::string name = BusErrorExceptionPrefix + exception.name();
-        return fail(error, name, cleanedUtf8(exception.reason()));
-    } catch (const std::bad_alloc&) {
-        return fail(error, BusErrorNoMemory, "out of memory");
-    } catch (const std::exception& exception) {
-        return fail(error, BusErrorFailed, cleanedUtf8(exception.what()));
-    } catch (...) {
-        return fail(error, BusErrorFailed, "unknown failure");
-    }
+    });
 }
 
 } // namespace mv

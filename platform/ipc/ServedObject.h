@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace mv {
 
@@ -65,9 +66,28 @@ public:
     virtual ServedObject* objectAt(const std::string& path) const = 0;
 };
 
-/// Runs an operation, turning whatever leaves it into an error answer. Returns sd-bus's handler result.
-int answerCall(
-    sd_bus_message* request, ServedObject& object, sd_bus_error* error, void (*operation)(ServedObject&, Call&));
+/// Serves the object's interfaces at a path of the host's connection for as long as the slots live. Zero, or a negative
+/// error number.
+int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots);
+
+/// To be called while an exception is handled, of whatever kind: makes it the error that answers a call. Returns
+/// sd-bus's handler result.
+int answerWithCurrentException(sd_bus_error* error) noexcept;
+
+/// The edge of every handler that the bus library calls: runs `body` and returns its result; whatever leaves it becomes
+/// the error answer.
+template <class Body> int answerGuarded(sd_bus_error* error, const Body& body) noexcept
+{
+    try {
+        return body();
+    } catch (...) {
+        return answerWithCurrentException(error);
+    }
+}
+
+/// Runs an operation and sends its answer. Returns sd-bus's handler result.
+int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* error,
+    void (*operation)(ServedObject&, Call&)) noexcept;
 
 /// Answers a call that names no interface, which the bus allows and sd-bus's tables do not find: the first of the
 /// object's methods of that name does it. `userdata` is the ServedObject. For sd_bus_add_object.

@@ -18,7 +18,7 @@ Result<std::unique_ptr<ServiceLoop>> ServiceLoop::publish(
 {
     MV_TRY(bus, openSessionBus());
     std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(bus), busName, std::move(root)));
-    int code = loop->serve("/", *loop->m_root, loop->m_rootSlots);
+    int code = serveAt(*loop, "/", *loop->m_root, loop->m_rootSlots);
     if (code >= 0)
         code = sd_bus_request_name(loop->bus(), busName.c_str(), 0);
     if (code < 0)
@@ -35,23 +35,6 @@ ServiceLoop::ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<Ser
 }
 
 ServiceLoop::~ServiceLoop() { stop(); }
-
-int ServiceLoop::serve(const char* path, ServedObject& object, std::vector<BusSlot>& slots)
-{
-    object.host = this;
-    sd_bus_slot* anyCall = nullptr;
-    if (int code = sd_bus_add_object(bus(), &anyCall, path, answerWithoutInterface, &object); code < 0)
-        return code;
-    slots.emplace_back(anyCall);
-    for (const ServedInterface& interface : object.interfaces()) {
-        sd_bus_slot* slot = nullptr;
-        int code = sd_bus_add_object_vtable(bus(), &slot, path, interface.name, interface.members, &object);
-        if (code < 0)
-            return code;
-        slots.emplace_back(slot);
-    }
-    return 0;
-}
 
 void ServiceLoop::start(std::function<void()> onBusDeath)
 {
@@ -154,7 +137,7 @@ std::string ServiceLoop::serveForClient(std::unique_ptr<ServedObject> object, co
         return "/";
     std::string path = formatText("/info/%llu", static_cast<unsigned long long>(m_nextObject++));
     ClientObject entry { std::move(object), {}, client };
-    if (serve(path.c_str(), *entry.object, entry.slots) < 0)
+    if (serveAt(*this, path.c_str(), *entry.object, entry.slots) < 0)
         return "/";
     m_clientObjects.emplace(path, std::move(entry));
     return path;
@@ -192,13 +175,15 @@ bool ServiceLoop::watchClient(const std::string& client)
     return true;
 }
 
-int ServiceLoop::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error*)
+int ServiceLoop::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error)
 {
-    auto* self = static_cast<ServiceLoop*>(userdata);
-    const char* name = nullptr;
-    if (sd_bus_message_read(message, "s", &name) >= 0)
-        self->post([self, client = std::string(name)] { self->clientLeft(client); });
-    return 0;
+    return answerGuarded(error, [&] {
+        auto* self = static_cast<ServiceLoop*>(userdata);
+        const char* name = nullptr;
+        if (sd_bus_message_read(message, "s", &name) >= 0)
+            self->post([self, client = std::string(name)] { self->clientLeft(client); });
+        return 0;
+    });
 }
 
 void ServiceLoop::clientLeft(const std::string& client)

@@ -38,7 +38,6 @@ private:
 
     ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root);
 
-    int serve(const char* path, ServedObject& object, std::vector<BusSlot>& slots);
     void run();
     /// False when the bus is gone.
     bool processPending();

@@ -42,6 +42,9 @@ class MVAudioEncoderBase;
 class MVAudioEncoderDelegate {
 public:
     virtual ~MVAudioEncoderDelegate() = default;
+    /// The delegate that hears of one job, for a delegate that keeps something about each: asked for when the job
+    /// begins, on the job's thread, and dropped there when it ends. Null: this one hears of every job itself.
+    virtual std::shared_ptr<MVAudioEncoderDelegate> delegateOfJob(MVAudioEncoderBase&) { return nullptr; }
     virtual void encoderDidStart(MVAudioEncoderBase& encoder) = 0;
     /// True cancels the job. An unreachable delegate counts as asking to cancel.
     virtual bool shouldEncodeStop() = 0;

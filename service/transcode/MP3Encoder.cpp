@@ -72,7 +72,7 @@ public:
     Job(MP3Encoder& encoder, const Path& input, const Path& output)
         : m_encoder(encoder)
         , m_library(*encoder.m_parts.library)
-        , m_delegate(encoder.delegate())
+        , m_delegate(encoder.delegateOfJob())
         , m_attributes(encoder.attributes())
         , m_input(input)
         , m_output(output)
@@ -322,9 +322,14 @@ MP3Encoder::MP3Encoder(MP3EncoderParts parts)
 
 MP3Encoder::~MP3Encoder()
 {
-    m_closing = true;
-    MutexLock hold(m_workersLock);
-    for (Worker& worker : m_workers)
+    std::vector<Worker> workers;
+    {
+        MutexLock hold(m_workersLock);
+        m_closing = true;
+        workers.swap(m_workers);
+    }
+    // Not under the lock: a job's delegate may be asking for another job.
+    for (Worker& worker : workers)
         worker.thread.join();
 }
 
@@ -343,6 +348,8 @@ void MP3Encoder::encodeOnThreadFileOutputFile(const Path& input, const Path& out
         throw NSException(NSInvalidArgumentException, "attempt to insert nil value");
     mergeAttributes({ { InputFileKey, input.text() }, { OutputFileKey, output.text() } });
     MutexLock hold(m_workersLock);
+    if (m_closing)
+        throw NSException(NSGenericException, "the encoder is being closed");
     reapWorkers();
     m_workers.reserve(m_workers.size() + 1);
     auto done = std::make_shared<std::atomic<bool>>(false);
@@ -373,6 +380,8 @@ void MP3Encoder::encodeThread()
         encodeFileOutputFile(input ? Path(*input) : Path(), output ? Path(*output) : Path());
     } catch (const std::exception& problem) {
         NSLog("*** Terminating encoding thread due to uncaught exception: %s", problem.what());
+    } catch (...) {
+        NSLog("*** Terminating encoding thread due to uncaught exception of an unknown kind");
     }
 }
 

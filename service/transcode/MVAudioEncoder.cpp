@@ -41,4 +41,11 @@ std::shared_ptr<MVAudioEncoderDelegate> MVAudioEncoder::delegate() const
     return m_delegate;
 }
 
+std::shared_ptr<MVAudioEncoderDelegate> MVAudioEncoder::delegateOfJob()
+{
+    auto client = delegate();
+    auto own = client ? client->delegateOfJob(*this) : nullptr;
+    return own ? own : client;
+}
+
 } // namespace mv

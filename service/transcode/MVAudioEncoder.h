@@ -20,6 +20,8 @@ public:
 
 protected:
     std::shared_ptr<MVAudioEncoderDelegate> delegate() const;
+    /// The delegate for a job that begins on this thread; null without one.
+    std::shared_ptr<MVAudioEncoderDelegate> delegateOfJob();
     void mergeAttributes(const Record& attributes);
 
 private:

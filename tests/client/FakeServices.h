@@ -86,8 +86,10 @@ struct FakeEncoder final : MVAudioEncoderBase {
         workers.emplace_back([this, input, listener = delegate] { work(input, *listener); });
     }
 
-    void work(const Path& input, MVAudioEncoderDelegate& listener)
+    void work(const Path& input, MVAudioEncoderDelegate& client)
     {
+        auto job = client.delegateOfJob(*this);
+        MVAudioEncoderDelegate& listener = *job;
         if (input.text().starts_with("fail-")) {
             listener.encoderDidFailWithError(
                 *this, { std::string(MVAudioEncoderErrorDomain), input.text().back() - '0' });

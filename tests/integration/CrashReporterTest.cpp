@@ -10,6 +10,7 @@ namespace {
 struct Announcement {
     std::string name;
     std::int32_t pid = 0;
+    std::string sender;
     int count = 0;
     bool refuse = false;
 };
@@ -20,6 +21,7 @@ int addProcess(sd_bus_message* message, void* userdata, sd_bus_error* error)
     WireReader in(message);
     announcement->name = in.string();
     announcement->pid = in.integer();
+    announcement->sender = sd_bus_message_get_sender(message);
     ++announcement->count;
     if (announcement->refuse)
         return sd_bus_error_set(error, "Mivo.Exception.NSGenericException", "not now");
@@ -57,6 +59,14 @@ TEST_F(CrashReporter, HearsTheExecutablesFileNameAndPid)
     EXPECT_TRUE(service.waitUntilReady());
     EXPECT_EQ(m_announcement.count, 1);
     EXPECT_EQ(service.log(), "") << "a running reporter is not launched";
+}
+
+TEST_F(CrashReporter, TheConnectionToItEndsWithTheCall)
+{
+    test::ServiceProcess service;
+    m_reporter.serveUntil([&] { return m_announcement.count > 0; });
+    ASSERT_TRUE(service.waitUntilReady());
+    EXPECT_TRUE(m_reporter.waitForOwner(m_announcement.sender, false)) << m_announcement.sender;
 }
 
 TEST_F(CrashReporter, TheNameIsTheFilesOwn)

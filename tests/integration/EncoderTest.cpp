@@ -1,8 +1,11 @@
 #include "tests/integration/RunningService.h"
 #include "tests/support/WaveMaker.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace mv;
@@ -22,6 +25,7 @@ struct Heard {
     int percents = 0;
     int failures = 0;
     int ends = 0;
+    std::function<void(const std::string& sender)> onStart; ///< called once, inside the message
 };
 
 Heard& heardBy(void* userdata) { return *static_cast<Heard*>(userdata); }
@@ -29,6 +33,8 @@ Heard& heardBy(void* userdata) { return *static_cast<Heard*>(userdata); }
 int start(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
     ++heardBy(userdata).starts;
+    if (auto call = std::exchange(heardBy(userdata).onStart, nullptr))
+        call(sd_bus_message_get_sender(message));
     return sd_bus_reply_method_return(message, "");
 }
 int question(sd_bus_message* message, void* userdata, sd_bus_error*)
@@ -129,6 +135,34 @@ TEST_F(EncoderOverTheBus, AFailureReachesTheDelegateAndTheCaller)
     EXPECT_EQ(heard.failures, 1);
     EXPECT_EQ(heard.starts, 0);
     EXPECT_EQ(heard.ends, 0);
+}
+
+TEST_F(EncoderOverTheBus, TheSenderOfAJobsMessageIsTheEncoder)
+{
+    serveDelegate(m_client);
+    std::string input = silence(250);
+    std::string second = scratch.file("second.mp3");
+    std::optional<Record> attributes;
+    bool encoded = false;
+    heard.onStart = [&](const std::string& sender) {
+        BusClient other;
+        auto answer = other.call(sender, "/", Interface, "attributes");
+        if (answer.ok())
+            attributes = answer.reader().record();
+        // A whole job inside the other's message, with no delegate that would have to be asked.
+        other.call(sender, "/", Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/"); });
+        encoded = other
+                      .call(sender, "/", Interface, "encodeFileOutputFile",
+                          [&](WireWriter& out) { out.string(input).string(second); })
+                      .ok();
+    };
+    ASSERT_TRUE(startOnThread(m_client, input));
+    m_client.serveUntil([&] { return heard.ends > 0; }, 100'000);
+    EXPECT_EQ(heard.ends, 1);
+    ASSERT_TRUE(attributes.has_value());
+    EXPECT_EQ(*attributes->string("_InputFile"), input);
+    EXPECT_TRUE(encoded);
+    EXPECT_TRUE(readFile(second) == readFile(output));
 }
 
 TEST_F(EncoderOverTheBus, AClientThatLeavesInMidJobCancelsIt)

@@ -6,12 +6,12 @@
 
 namespace mv {
 
-/// Mivo.MVAudioEncoderBase, with the client's delegate as Mivo.MVAudioEncoderDelegate.
-class AudioEncoderAdaptor final : public ServedObject {
+/// Mivo.MVAudioEncoderBase of an encoder that is somebody else's, with the client's delegate as
+/// Mivo.MVAudioEncoderDelegate. An encoder has one for its service, and one for each job on a thread of its own.
+class AudioEncoderInterface : public ServedObject {
 public:
-    explicit AudioEncoderAdaptor(
-        std::unique_ptr<MVAudioEncoderBase> root, std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
-        : m_root(std::move(root))
+    AudioEncoderInterface(MVAudioEncoderBase& encoder, std::uint64_t delegateTimeout)
+        : m_encoder(encoder)
         , m_delegateTimeout(delegateTimeout)
     {
     }
@@ -24,8 +24,22 @@ public:
     void encodeOnThreadFileOutputFile(Call& call);
 
 private:
-    std::unique_ptr<MVAudioEncoderBase> m_root;
+    MVAudioEncoderBase& m_encoder;
     std::uint64_t m_delegateTimeout;
+};
+
+/// The root object of the encoder's service.
+class AudioEncoderAdaptor final : public AudioEncoderInterface {
+public:
+    explicit AudioEncoderAdaptor(
+        std::unique_ptr<MVAudioEncoderBase> root, std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
+        : AudioEncoderInterface(*root, delegateTimeout)
+        , m_root(std::move(root))
+    {
+    }
+
+private:
+    std::unique_ptr<MVAudioEncoderBase> m_root;
 };
 
 } // namespace mv

@@ -6,15 +6,23 @@
 
 namespace mv {
 
-std::optional<RemoteObject> ClientDelegate::remoteObject(
-    const std::string& client, const std::string& path, const char* interface)
+std::optional<ClientDelegate> ClientDelegate::ofCall(
+    Call& call, const char* interface, std::uint64_t timeoutMicroseconds)
 {
+    std::string path = call.arguments().objectPath();
     if (path == "/")
         return std::nullopt;
-    return RemoteObject(client, path, interface);
+    return ClientDelegate(RemoteObject(call.sender(), path, interface), timeoutMicroseconds);
 }
 
 bool ClientDelegate::send(
+    const char* member, const RemoteObject::Encode& arguments, const RemoteObject::Decode& results)
+{
+    m_lost = m_lost || !trySending(member, arguments, results);
+    return !m_lost;
+}
+
+bool ClientDelegate::trySending(
     const char* member, const RemoteObject::Encode& arguments, const RemoteObject::Decode& results) const
 {
     try {
@@ -24,6 +32,8 @@ bool ClientDelegate::send(
         NSLog("the delegate did not answer %s: %s", member, error.message().c_str());
     } catch (const NSException& exception) {
         NSLog("the delegate raised %s in %s: %s", exception.name().c_str(), member, exception.reason().c_str());
+    } catch (const std::exception& problem) {
+        NSLog("%s could not be sent to the delegate: %s", member, problem.what());
     }
     return false;
 }

@@ -21,34 +21,30 @@ constexpr sd_bus_vtable kMembers[] = {
 
 constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMP4ExporterBase", kMembers } };
 
-/// A delegate that fails a message has cancelled, and is not waited for again.
 class DelegateProxy final : public MVMP4ExporterDelegate {
 public:
-    DelegateProxy(RemoteObject remote, std::uint64_t timeout)
-        : m_client(std::move(remote), timeout)
+    explicit DelegateProxy(ClientDelegate client)
+        : m_client(std::move(client))
     {
     }
     bool MP4ExporterProgress(std::int32_t percent) override
     {
         bool goOn = false;
-        m_lost = m_lost
-            || !m_client.send(
-                "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
-                [&](WireReader& in) { goOn = in.boolean(); });
-        return !m_lost && goOn;
+        bool answered = m_client.send(
+            "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
+            [&](WireReader& in) { goOn = in.boolean(); });
+        return answered && goOn;
     }
 
 private:
     ClientDelegate m_client;
-    bool m_lost = false;
 };
 
 /// Null for a nil delegate.
 std::unique_ptr<DelegateProxy> delegateOf(Call& call, std::uint64_t timeout)
 {
-    auto remote
-        = ClientDelegate::remoteObject(call.sender(), call.arguments().objectPath(), "Mivo.MVMP4ExporterDelegate");
-    return remote ? std::make_unique<DelegateProxy>(std::move(*remote), timeout) : nullptr;
+    auto client = ClientDelegate::ofCall(call, "Mivo.MVMP4ExporterDelegate", timeout);
+    return client ? std::make_unique<DelegateProxy>(std::move(*client)) : nullptr;
 }
 
 } // namespace

@@ -336,6 +336,44 @@ TEST_F(NSConnectionTest, RemoteLookupFindsPublishedNamesOnly)
     }).join();
 }
 
+std::size_t connectionsOnTheBus(BusClient& client)
+{
+    Answer answer
+        = client.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "ListNames", {});
+    char** names = nullptr;
+    sd_bus_message_read_strv(answer.message.get(), &names);
+    std::size_t count = 0;
+    for (char** name = names; *name; free(*name++))
+        count += **name == ':';
+    free(names);
+    return count;
+}
+
+/// The bus learns a moment later that a connection was closed.
+bool becomes(BusClient& client, std::size_t connections)
+{
+    for (int i = 0; i < 1000 && connectionsOnTheBus(client) != connections; ++i)
+        usleep(5'000);
+    return connectionsOnTheBus(client) == connections;
+}
+
+TEST_F(NSConnectionTest, ARemoteConnectionLeavesTheBusWhenItIsInvalidated)
+{
+    BusClient client;
+    std::size_t before = connectionsOnTheBus(client);
+    EXPECT_EQ(NSRemoteConnection::connectionWithRegisteredName("MivoNobody_1.0"), nullptr);
+    EXPECT_TRUE(becomes(client, before)) << "a lookup that found nobody";
+    auto connection = NSRemoteConnection::connectionWithRegisteredName(Service);
+    ASSERT_NE(connection, nullptr);
+    RemoteObject root = connection->rootProxy("Test");
+    root.call("slow", CallWithoutTimeout);
+    EXPECT_EQ(connectionsOnTheBus(client), before + 1);
+    connection->invalidate();
+    EXPECT_TRUE(becomes(client, before));
+    EXPECT_THROW(root.call("slow", CallWithoutTimeout), BusError);
+    EXPECT_THROW(connection->rootProxy("Test").call("slow", CallWithoutTimeout), BusError);
+}
+
 TEST(NSConnectionWithoutBus, NothingCanBePublished)
 {
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);

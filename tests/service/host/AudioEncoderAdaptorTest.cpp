@@ -2,13 +2,16 @@
 
 #include "tests/service/host/AdaptorTest.h"
 
-#include <atomic>
+#include <functional>
+#include <optional>
 #include <thread>
+#include <utility>
 
 namespace mv {
 namespace {
 
-/// Sends the messages of a job: start, then a question and a percent ten times, then the end.
+/// Sends the messages of a job: start, then a question and a percent ten times, then the end. The input "/fail" fails
+/// instead, and "/two" is two jobs at once, whose first loses the delegate.
 struct FakeEncoder final : MVAudioEncoderBase {
     ~FakeEncoder() override
     {
@@ -24,17 +27,31 @@ struct FakeEncoder final : MVAudioEncoderBase {
     bool encodeFileOutputFile(const Path& input, const Path&) override
     {
         if (input.text() == "/fail") {
-            delegate->encoderDidFailWithError(*this, { "MVAudioEncoderErrorDomain", 4 });
+            delegate->delegateOfJob(*this)->encoderDidFailWithError(*this, { "MVAudioEncoderErrorDomain", 4 });
             return false;
         }
-        return run(delegate);
+        return input.text() == "/two" ? runTwo() : run(delegate);
     }
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> given) override { delegate = std::move(given); }
 
-    bool run(const std::shared_ptr<MVAudioEncoderDelegate>& held)
+    bool runTwo()
     {
-        if (!held)
+        auto first = delegate->delegateOfJob(*this);
+        auto second = delegate->delegateOfJob(*this);
+        first->encoderDidStart(*this);
+        second->encoderDidStart(*this);
+        first->encoderProgress(*this, 30);
+        EXPECT_FALSE(second->shouldEncodeStop());
+        EXPECT_TRUE(first->shouldEncodeStop());
+        second->encoderProgress(*this, 31);
+        second->encoderDidEnd(*this);
+        return true;
+    }
+    bool run(const std::shared_ptr<MVAudioEncoderDelegate>& client)
+    {
+        if (!client)
             return true;
+        auto held = client->delegateOfJob(*this);
         held->encoderDidStart(*this);
         for (int i = 1; i <= 10; ++i) {
             if (held->shouldEncodeStop())
@@ -56,6 +73,7 @@ struct Delegate {
     std::string failing;
     std::string hanging;
     bool stop = false;
+    std::function<void(const std::string& sender)> onProgress; ///< called once, inside the message
 
     /// Notes the message; the answer is an error where the test asks for one.
     bool note(sd_bus_message* message, const std::string& text)
@@ -101,6 +119,8 @@ int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
         return refuse(error);
     if (hangs(delegate))
         return 1;
+    if (auto call = std::exchange(delegate.onProgress, nullptr))
+        call(delegate.senders.back());
     return sd_bus_reply_method_return(message, "");
 }
 
@@ -149,6 +169,12 @@ protected:
         return answer.ok() && answer.reader().boolean();
     }
 
+    bool startOnThread()
+    {
+        auto arguments = [](WireWriter& out) { out.string("/in").string("/out"); };
+        return call(Interface, "encodeOnThreadFileOutputFile", arguments).ok();
+    }
+
     Delegate m_delegate;
 };
 
@@ -174,13 +200,55 @@ TEST_F(AudioEncoderAdaptorTest, EveryMessageInOrderWithTheEncoder)
 
 TEST_F(AudioEncoderAdaptorTest, AJobOnAThreadSpeaksFromAConnectionOfItsOwn)
 {
-    auto answer
-        = call(Interface, "encodeOnThreadFileOutputFile", [](WireWriter& out) { out.string("/in").string("/out"); });
-    ASSERT_TRUE(answer.ok());
+    ASSERT_TRUE(startOnThread());
     m_client.serveUntil([&] { return m_delegate.messages.size() == 22; });
     ASSERT_EQ(m_delegate.messages.size(), 22u);
     EXPECT_EQ(m_delegate.messages.back(), "end /");
     EXPECT_NE(m_delegate.senders.front(), m_client.ownerOf(BusName));
+}
+
+TEST_F(AudioEncoderAdaptorTest, WhoeverSendsAJobsMessageAnswersAsTheEncoder)
+{
+    std::vector<std::string> answers;
+    std::optional<std::int32_t> bitrate;
+    m_delegate.onProgress = [&](const std::string& sender) {
+        // Another connection of the client's: this one is in the middle of a message.
+        test::BusClient other;
+        auto ask = [&](const char* member, const test::BusClient::Encode& arguments = {},
+                       const char* interface = Interface, const char* path = "/") {
+            test::Answer answer = other.call(sender, path, interface, member, arguments);
+            answers.push_back(answer.error);
+            return answer;
+        };
+        auto attributes = ask("attributes");
+        bitrate = attributes.ok() ? attributes.reader().record().integer("MVAudioEncoderBitrateAttribute") : 0;
+        ask("attributes", {}, "");
+        ask("setAttributes", [](WireWriter& out) { out.record({ { MVAudioEncoderVBRAttribute, true } }); });
+        ask("Introspect", {}, "org.freedesktop.DBus.Introspectable");
+        ask("attributes", {}, Interface, "/elsewhere");
+    };
+    ASSERT_TRUE(startOnThread());
+    m_client.serveUntil([&] { return m_delegate.messages.size() == 22; }, 100'000);
+    EXPECT_EQ(answers, (std::vector<std::string> { "", "", "", "", "org.freedesktop.DBus.Error.UnknownObject" }));
+    EXPECT_EQ(bitrate, 192000);
+    EXPECT_EQ(m_delegate.messages.back(), "end /");
+    EXPECT_EQ(call(Interface, "attributes").reader().record().boolean("MVAudioEncoderVBRAttribute"), true);
+}
+
+TEST_F(AudioEncoderAdaptorTest, TheConnectionOfAJobEndsWithIt)
+{
+    ASSERT_TRUE(startOnThread());
+    m_client.serveUntil([&] { return m_delegate.messages.size() == 22; });
+    ASSERT_EQ(m_delegate.messages.size(), 22u);
+    EXPECT_TRUE(m_client.waitForOwner(m_delegate.senders.front(), false));
+}
+
+TEST_F(AudioEncoderAdaptorTest, AJobThatLosesItsDelegateCancelsNoOtherOfTheSame)
+{
+    m_delegate.failing = "progress / 30";
+    EXPECT_TRUE(encode("/two"));
+    EXPECT_EQ(m_delegate.messages,
+        (std::vector<std::string> { "start /", "start /", "progress / 30", "stop?", "progress / 31", "end /" }));
 }
 
 TEST_F(AudioEncoderAdaptorTest, ErrorsCarryDomainAndCode)

@@ -4,8 +4,10 @@
 #include "tests/service/transcode/EncoderFakes.h"
 
 #include <condition_variable>
+#include <functional>
 #include <gmock/gmock.h>
 #include <mutex>
+#include <semaphore>
 
 using namespace mv;
 using namespace mv::test;
@@ -58,6 +60,33 @@ private:
     int m_starts = 0;
     std::vector<std::int32_t> m_codes;
     std::vector<std::thread::id> m_threads;
+};
+
+/// Does what a test says; without a word, nothing, and no job stops.
+struct ScriptedDelegate final : MVAudioEncoderDelegate {
+    std::function<std::shared_ptr<MVAudioEncoderDelegate>(MVAudioEncoderBase&)> ofJob;
+    std::function<void()> onStart;
+    std::function<bool()> onQuestion;
+    std::function<void()> onDestruction;
+
+    ~ScriptedDelegate() override
+    {
+        if (onDestruction)
+            onDestruction();
+    }
+    std::shared_ptr<MVAudioEncoderDelegate> delegateOfJob(MVAudioEncoderBase& encoder) override
+    {
+        return ofJob ? ofJob(encoder) : nullptr;
+    }
+    void encoderDidStart(MVAudioEncoderBase&) override
+    {
+        if (onStart)
+            onStart();
+    }
+    bool shouldEncodeStop() override { return onQuestion && onQuestion(); }
+    void encoderProgress(MVAudioEncoderBase&, float) override { }
+    void encoderDidFailWithError(MVAudioEncoderBase&, const NSError&) override { }
+    void encoderDidEnd(MVAudioEncoderBase&) override { }
 };
 
 MP3EncoderParts fakeParts(std::int64_t frames)
@@ -199,6 +228,73 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayEndsItsJobsAsCancelled)
         delegate->waitForStarts(1);
     }
     EXPECT_NE(access(output.c_str(), F_OK), 0);
+}
+
+// The first job asks for another one when the second has ended, which the closing alone makes it do.
+TEST(MP3EncoderThread, AnEncoderThatGoesAwayStartsNoOtherJob)
+{
+    ScratchFolder scratch;
+    std::binary_semaphore firstAsks(0), secondStarts(0), secondEnds(0);
+    std::string refusal;
+    auto first = std::make_shared<ScriptedDelegate>();
+    auto second = std::make_shared<ScriptedDelegate>();
+    first->ofJob = [&](MVAudioEncoderBase& encoder) {
+        auto job = std::make_shared<ScriptedDelegate>();
+        job->onQuestion = [&] {
+            firstAsks.release();
+            secondEnds.acquire();
+            try {
+                encoder.encodeOnThreadFileOutputFile("/in", scratch.file("third.mp3"));
+            } catch (const NSException& exception) {
+                refusal = exception.reason();
+            }
+            return true;
+        };
+        return job;
+    };
+    second->ofJob = [&](MVAudioEncoderBase&) {
+        auto job = std::make_shared<ScriptedDelegate>();
+        job->onStart = [&] { secondStarts.release(); };
+        job->onDestruction = [&] { secondEnds.release(); };
+        return job;
+    };
+    {
+        MP3Encoder encoder(fakeParts(std::int64_t { 1152 } << 30));
+        encoder.setDelegate(first);
+        encoder.encodeOnThreadFileOutputFile("/in", scratch.file("first.mp3"));
+        firstAsks.acquire();
+        encoder.setDelegate(second);
+        encoder.encodeOnThreadFileOutputFile("/in", scratch.file("second.mp3"));
+        secondStarts.acquire();
+    }
+    EXPECT_EQ(refusal, "the encoder is being closed");
+    EXPECT_NE(access(scratch.file("third.mp3").c_str(), F_OK), 0);
+}
+
+TEST(MP3EncoderThread, AJobHasADelegateOfItsOwnOnItsThread)
+{
+    ScratchFolder scratch;
+    BatchQueue<std::thread::id> threads(16, 1);
+    auto noteThread = [&] { threads.push(std::this_thread::get_id()); };
+    auto client = std::make_shared<ScriptedDelegate>();
+    client->onStart = [] { ADD_FAILURE() << "told of a job"; };
+    client->ofJob = [&](MVAudioEncoderBase&) {
+        auto job = std::make_shared<ScriptedDelegate>();
+        job->onStart = noteThread;
+        job->onDestruction = noteThread;
+        return job;
+    };
+    MP3Encoder encoder(fakeParts(1152));
+    encoder.setDelegate(client);
+    EXPECT_TRUE(encoder.encodeFileOutputFile("/in", scratch.file("out.mp3")));
+    encoder.encodeOnThreadFileOutputFile("/in", scratch.file("out.mp3"));
+    std::vector<std::thread::id> seen;
+    for (std::deque<std::thread::id> some; seen.size() < 4; seen.insert(seen.end(), some.begin(), some.end()))
+        threads.takeAll(some);
+    EXPECT_EQ(seen[0], std::this_thread::get_id());
+    EXPECT_EQ(seen[1], std::this_thread::get_id());
+    EXPECT_NE(seen[2], std::this_thread::get_id());
+    EXPECT_EQ(seen[3], seen[2]);
 }
 
 TEST(BatchQueue, HandsOverInOrderAndEndsWhenClosed)
