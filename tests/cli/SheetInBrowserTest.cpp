@@ -33,7 +33,7 @@ protected:
     Bitmap screenshotOf(const std::string& page)
     {
         std::string picture = m_logs.file("shot.png");
-        std::string command = "HOME=" + test::quoted(m_logs.path()) + " timeout 60 chromium --headless --no-sandbox"
+        std::string command = "HOME=" + test::quoted(m_logs.path()) + " timeout 240 chromium --headless --no-sandbox"
             + " --disable-gpu --disable-dev-shm-usage --hide-scrollbars --window-size=1000,900 --screenshot="
             + test::quoted(picture) + " " + test::quoted("file://" + page) + " >/dev/null 2>&1";
         EXPECT_EQ(test::run(command), 0);

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "tests/support/Eventually.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
+#include "tests/support/WaveMaker.h"
 
-#include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace mv::cli {
@@ -50,13 +51,22 @@ protected:
         return made(name, "-f lavfi -i sine=frequency=440:duration=" + std::to_string(seconds) + " -ac 2 -ar 44100");
     }
 
-    /// The tool at work on a job that takes seconds, with its standard error in "err".
+    /// Three hours of silence that take no room.
+    std::string longWave()
+    {
+        constexpr std::size_t Size = 2'000'000'000;
+        test::WaveMaker wave;
+        wave.format(1, 2, 44100, 16).chunk("data", {}, Size);
+        std::string path = m_folder.write("long.wav", wave.bytes());
+        std::filesystem::resize_file(path, wave.bytes().size() + Size);
+        return path;
+    }
+    /// The tool at work on a job that does not end before its test does, with its standard error in "err".
     pid_t startedLongEncoding()
     {
-        tone("long.wav", 200);
+        std::string input = longWave();
         m_logs.write("err", std::string_view());
         std::string err = m_logs.file("err");
-        std::string input = m_folder.file("long.wav");
         std::string output = m_folder.file("long.mp3");
         pid_t child = fork();
         if (child == 0) {
@@ -64,8 +74,7 @@ protected:
                 execl(kTool, kTool, "encode", "--quality", "best", input.c_str(), output.c_str(), nullptr);
             _exit(99);
         }
-        for (int i = 0; i < 2000 && text("err").find("started") == std::string::npos; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_TRUE(test::eventually([&] { return text("err").find("started") != std::string::npos; }));
         return child;
     }
     /// A process that ended and that nobody has waited for is not alive.

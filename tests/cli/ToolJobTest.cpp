@@ -61,11 +61,8 @@ TEST_F(ToolWithoutBus, AKilledToolTakesItsServiceAndItsBusAlong)
     ASSERT_EQ(programs.size(), 2u);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    for (pid_t program : programs) {
-        for (int i = 0; i < 2000 && isAlive(program); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        EXPECT_FALSE(isAlive(program));
-    }
+    for (pid_t program : programs)
+        EXPECT_TRUE(test::eventually([&] { return !isAlive(program); }));
 }
 
 TEST_F(ToolOnBus, ConvertsToAacWithTheTags)

@@ -2,14 +2,13 @@
 
 #include "client/ServiceNames.h"
 #include "platform/ipc/NSDistributedNotificationCenter.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <thread>
 
 namespace mv {
 namespace {
@@ -28,13 +27,6 @@ protected:
     test::ScratchFolder m_folder;
 };
 
-template <class Condition> bool comesTrue(const Condition& condition)
-{
-    for (int i = 0; i < 2000 && !condition(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    return condition();
-}
-
 TEST_F(WithoutBus, StartsAPrivateBusWithTheServiceAndEndsBoth)
 {
     ASSERT_FALSE(haveSessionBus());
@@ -47,7 +39,7 @@ TEST_F(WithoutBus, StartsAPrivateBusWithTheServiceAndEndsBoth)
             EXPECT_TRUE(bus->hasOwner(name)) << name;
         service = *bus->processIdOf(MP3ParserService);
     }
-    EXPECT_TRUE(comesTrue([&] { return kill(service, 0) != 0; }));
+    EXPECT_TRUE(test::eventually([&] { return kill(service, 0) != 0; }));
     EXPECT_FALSE(haveSessionBus());
 }
 
@@ -74,7 +66,7 @@ TEST(WithBus, StartsTheServiceOnceAndLetsItRun)
     ASSERT_TRUE(ServiceProcess::ensure({ kProgram }).ok());
     EXPECT_EQ(*bus->processIdOf(BasicAudioParserService), first);
     ASSERT_TRUE(NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo"));
-    EXPECT_TRUE(comesTrue([&] { return !bus->hasOwner(AVParserService); }));
+    EXPECT_TRUE(test::eventually([&] { return !bus->hasOwner(AVParserService); }));
     EXPECT_EQ(bus->processIdOf(AVParserService).error().kind, Error::Kind::NotFound);
 }
 

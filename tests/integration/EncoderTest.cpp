@@ -94,12 +94,6 @@ protected:
             .ok();
     }
     bool outputIsThere() const { return access(output.c_str(), F_OK) == 0; }
-    bool outputGoes() const
-    {
-        for (int i = 0; i < 1000 && outputIsThere(); ++i)
-            usleep(10'000);
-        return !outputIsThere();
-    }
 
     ScratchFolder scratch;
     std::string output = scratch.file("out.mp3");
@@ -175,7 +169,7 @@ TEST_F(EncoderOverTheBus, AClientThatLeavesInMidJobCancelsIt)
         leaving.serveUntil([&] { return heard.questions > 5; });
         ASSERT_GT(heard.questions, 5);
     }
-    EXPECT_TRUE(outputGoes());
+    EXPECT_TRUE(eventually([&] { return !outputIsThere(); }));
     EXPECT_TRUE(m_client.call(Encoder, "/", Interface, "attributes").ok());
 }
 
@@ -186,7 +180,7 @@ TEST_F(EncoderOverTheBus, QuittingEndsAJobAndRemovesItsOutput)
     ASSERT_TRUE(startOnThread(m_client, input));
     m_client.serveUntil([&] { return heard.questions > 5; });
     ASSERT_TRUE(quit());
-    m_client.serveUntil([&] { return !m_service.running(); }, 20'000);
+    m_client.serveUntil([&] { return !m_service.running(); });
     EXPECT_EQ(m_service.waitForEnd(), 0);
     EXPECT_FALSE(outputIsThere());
     EXPECT_EQ(heard.ends, 0);

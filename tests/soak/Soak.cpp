@@ -59,7 +59,7 @@ int endService(ServiceProcess& service)
     sd_bus_emit_signal(
         client.bus(), "/", "Mivo.NSDistributedNotificationCenter", "notification", "ss", "MivoTerminitor", "Mivo");
     sd_bus_flush(client.bus());
-    return service.waitForEnd(30'000);
+    return service.waitForEnd();
 }
 
 int report(ServiceProcess& service, long calls, long lost, double seconds)

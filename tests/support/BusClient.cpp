@@ -1,15 +1,13 @@
 #include "tests/support/BusClient.h"
 
-#include <chrono>
 #include <cstring>
 #include <stdexcept>
-#include <thread>
 
 namespace mv::test {
 
 namespace {
 
-constexpr std::uint64_t TimeoutMicroseconds = 120'000'000;
+constexpr std::uint64_t TimeoutMicroseconds = std::chrono::microseconds(Patience).count();
 
 struct Pending {
     bool done = false;
@@ -87,13 +85,13 @@ Answer BusClient::callAndServe(const std::string& destination, const std::string
     if (sd_bus_call_async(bus(), &slot, message.get(), answered, &pending, TimeoutMicroseconds) < 0)
         throw std::runtime_error("cannot send");
     BusSlot holder(slot);
-    serveUntil([&] { return pending.done; }, static_cast<int>(TimeoutMicroseconds / 1000));
+    serveUntil([&] { return pending.done; });
     return std::move(pending.answer);
 }
 
-void BusClient::serveUntil(const std::function<bool()>& done, int milliseconds)
+void BusClient::serveUntil(const std::function<bool()>& done, std::chrono::milliseconds patience)
 {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    auto end = std::chrono::steady_clock::now() + patience;
     while (!done() && std::chrono::steady_clock::now() < end) {
         int code = sd_bus_process(bus(), nullptr);
         if (code < 0)
@@ -103,21 +101,18 @@ void BusClient::serveUntil(const std::function<bool()>& done, int milliseconds)
     }
 }
 
+void BusClient::serveWhatCame()
+{
+    // The bus's answer comes behind everything that it has sent before.
+    ownerOf("org.freedesktop.DBus");
+    while (sd_bus_process(bus(), nullptr) > 0) { }
+}
+
 std::string BusClient::ownerOf(const std::string& name)
 {
     Answer answer = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
         [&](WireWriter& out) { out.string(name); });
     return answer.ok() ? answer.reader().string() : "";
-}
-
-bool BusClient::waitForOwner(const std::string& name, bool owned, int milliseconds)
-{
-    for (int waited = 0; waited < milliseconds; waited += 5) {
-        if (hasOwner(name) == owned)
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
 }
 
 std::optional<std::optional<Record>> BusClient::build(const std::string& busName, const std::string& path)

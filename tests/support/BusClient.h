@@ -2,6 +2,7 @@
 
 #include "platform/ipc/BusHandle.h"
 #include "platform/ipc/Wire.h"
+#include "tests/support/Eventually.h"
 
 #include <functional>
 #include <optional>
@@ -35,12 +36,17 @@ public:
     /// The same, while objects that this client serves are answered; for calls that come back to a delegate.
     Answer callAndServe(const std::string& destination, const std::string& path, const std::string& interface,
         const std::string& member, const Encode& arguments = {});
-    /// Answers what comes for a while, or until `done` says so.
-    void serveUntil(const std::function<bool()>& done, int milliseconds = 10'000);
+    /// Answers what comes until `done` says so, or never does.
+    void serveUntil(const std::function<bool()>& done, std::chrono::milliseconds patience = Patience);
+    /// Answers everything that the bus had for this client before it was asked for it here.
+    void serveWhatCame();
 
     bool hasOwner(const std::string& name) { return busNameHasOwner(bus(), name.c_str()); }
     std::string ownerOf(const std::string& name);
-    bool waitForOwner(const std::string& name, bool owned = true, int milliseconds = 10'000);
+    bool waitForOwner(const std::string& name, bool owned = true)
+    {
+        return eventually([&] { return hasOwner(name) == owned; });
+    }
 
     /// `build` of a describing service: the outer nothing is an error answer.
     std::optional<std::optional<Record>> build(const std::string& busName, const std::string& path);

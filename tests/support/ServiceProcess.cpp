@@ -2,7 +2,6 @@
 
 #include "tests/support/BusClient.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -12,14 +11,11 @@
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace mv::test {
 
 namespace {
-
-void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(5)); }
 
 /// The number behind a name in /proc/PID/status.
 long statusValue(pid_t process, const std::string& name)
@@ -68,11 +64,9 @@ bool ServiceProcess::waitUntilReady()
     return true;
 }
 
-int ServiceProcess::waitForEnd(int milliseconds)
+int ServiceProcess::waitForEnd()
 {
-    for (int waited = 0; waited < milliseconds && running(); waited += 5)
-        pause();
-    if (m_process > 0)
+    if (!eventually([&] { return !running(); }))
         return -1;
     return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -2;
 }
@@ -90,16 +84,6 @@ std::string ServiceProcess::log() const
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
-}
-
-bool ServiceProcess::waitForLog(const std::string& text, int milliseconds) const
-{
-    for (int waited = 0; waited < milliseconds; waited += 5) {
-        if (log().find(text) != std::string::npos)
-            return true;
-        pause();
-    }
-    return false;
 }
 
 long ServiceProcess::residentKiB() const { return statusValue(m_process, "VmRSS"); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/Eventually.h"
 #include "tests/support/Scratch.h"
 
 #include <string>
@@ -33,15 +34,14 @@ public:
     ServiceProcess& operator=(const ServiceProcess&) = delete;
 
     pid_t pid() const { return m_process; }
-    /// Waits until every name is there; false after ten seconds.
+    /// Waits until every name is there; false when it never is.
     bool waitUntilReady();
-    /// Waits for the process to end; its exit status, or -1 after `milliseconds`, or -2 when a signal ended it.
-    int waitForEnd(int milliseconds = 10'000);
+    /// Waits for the process to end; its exit status, or -1 when it never ends, or -2 when a signal ended it.
+    int waitForEnd();
     bool running();
 
     /// What it has written to standard error so far.
     std::string log() const;
-    bool waitForLog(const std::string& text, int milliseconds = 10'000) const;
     /// Resident memory, KiB.
     long residentKiB() const;
     int threadCount() const;

@@ -1,13 +1,12 @@
 #include "platform/system/LaunchServices.h"
 
+#include "tests/support/Eventually.h"
 #include "tests/support/Scratch.h"
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
-#include <thread>
 
 namespace mv {
 namespace {
@@ -21,8 +20,7 @@ std::string reportingScript(const std::string& report)
 
 std::string waitForReport(const std::string& path)
 {
-    for (int i = 0; i < 500 && !std::filesystem::exists(path); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    test::eventually([&] { return std::filesystem::exists(path); });
     std::ifstream in(path);
     std::stringstream text;
     text << in.rdbuf();
