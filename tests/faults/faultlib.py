@@ -52,7 +52,7 @@ def make_mp3(path, megabytes):
 
 def make_m4a(path, megabytes, flags=()):
     seconds = megabytes * 1_000_000 / 88_200
-    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}",
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:seed={megabytes}",
                     "-c:a", "alac", "-sample_fmt", "s16p", *flags, path], check=True)
 
 

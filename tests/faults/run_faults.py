@@ -373,12 +373,13 @@ def main():
     parser.add_argument("--programs", required=True, help="folder of tag_updater and libfault_interposer.so")
     parser.add_argument("--short", action="store_true", help="small files, few rounds")
     parser.add_argument("--kills", type=int, help="how many (50 when short, else 1000)")
-    parser.add_argument("--seed", type=int, default=None, help="of the random moments")
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the random moments")
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()
     options.kills = options.kills or (50 if options.short else 1000)
     faultlib.programs = options.programs
     random.seed(options.seed)
+    print(f"seed {options.seed}")
     if not shutil.which("ffmpeg"):
         print("skipped: ffmpeg is not installed")
         return SKIPPED

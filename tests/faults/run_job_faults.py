@@ -49,10 +49,10 @@ class Job:
 
 def make_jobs(folder, seconds):
     sound, movie = os.path.join(folder, "sound.wav"), os.path.join(folder, "movie.mov")
-    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:a=0.3",
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:a=0.3:seed=1",
                     "-ac", "2", sound], check=True)
     subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s=640x360:r=25:d={seconds}",
-                    "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}", "-c:v", "libx264", "-preset", "ultrafast",
+                    "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:seed=2", "-c:v", "libx264", "-preset", "ultrafast",
                     "-c:a", "aac", movie], check=True)
     return [Job("encode", sound, "out.mp3", folder), Job("convert", sound, "out.m4a", folder),
             Job("export", movie, "out.mp4", folder)]
@@ -137,6 +137,8 @@ class Session:
                                         stderr=subprocess.DEVNULL, env={**os.environ, **self.environment})
         # A client that comes too early would start a service of its own.
         while not self.ready():
+            if self.service.poll() is not None:
+                raise RuntimeError("the service ended while it was starting")
             time.sleep(0.01)
 
     def ready(self):
@@ -244,10 +246,13 @@ def main():
     parser.add_argument("--programs", required=True, help="folder of mivo and mivo-mediad")
     parser.add_argument("--short", action="store_true", help="short sources, few rounds")
     parser.add_argument("--kills", type=int, help="how many (15 when short, else 300)")
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the random moments")
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()
     options.kills = options.kills or (15 if options.short else 300)
     programs = options.programs
+    random.seed(options.seed)
+    print(f"seed {options.seed}")
     os.environ.pop("DBUS_SESSION_BUS_ADDRESS", None)
     if not shutil.which("ffmpeg") or not shutil.which("dbus-daemon"):
         print("skipped: ffmpeg or dbus-daemon is not installed")

@@ -259,30 +259,44 @@ TEST_F(MP4ExporterRealTest, AFullDiskLeavesNoHalfExport)
     EXPECT_THAT(filesIn(m_scratch.path()), ElementsAre("a.mov"));
 }
 
-// The export slows down in its delegate, so that the kill comes at every stage of it.
-TEST_F(MP4ExporterRealTest, AKilledExportLeavesNothing)
+/// Dies in the call of that number, from 1 on.
+class Suicidal final : public MVMP4ExporterDelegate {
+public:
+    explicit Suicidal(int call)
+        : m_left(call)
+    {
+    }
+    bool MP4ExporterProgress(std::int32_t) override { return --m_left > 0 || raise(SIGKILL) == 0; }
+
+private:
+    int m_left;
+};
+
+TEST_F(MP4ExporterRealTest, AnExportThatIsKilledAtAnyOfItsPercentsLeavesNothing)
 {
     std::string source = movie("a.mov", "-c:v libx264 -c:a aac");
     Bytes before = readFile(source);
-    for (int milliseconds = 5; milliseconds < 100; milliseconds += 10) {
+    ASSERT_EQ(exportMovie(source, m_target), 0);
+    auto calls = static_cast<int>(m_delegate.percents.size());
+    ASSERT_GT(calls, 20);
+    std::filesystem::remove(m_target);
+    for (int call : { 1, 2, 3, calls / 4, calls / 2, calls - 2, calls - 1, calls }) {
         pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
-            class Slow final : public MVMP4ExporterDelegate {
-                bool MP4ExporterProgress(std::int32_t) override { return usleep(1000) == 0; }
-            } slow;
-            m_exporter.exportWithDelegateFromPathToMp4Path(&slow, source, m_target);
+            Suicidal delegate(call);
+            m_exporter.exportWithDelegateFromPathToMp4Path(&delegate, source, m_target);
             _exit(0);
         }
-        usleep(static_cast<useconds_t>(milliseconds) * 1000);
-        kill(child, SIGKILL);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
-        if (std::filesystem::exists(m_target)) {
-            EXPECT_EQ(hashes(m_target), hashes(source)) << "there, so whole";
+        ASSERT_TRUE(WIFSIGNALED(status)) << call;
+        // The last call is made when the whole file has its name.
+        if (call == calls && std::filesystem::exists(m_target)) {
+            EXPECT_EQ(hashes(m_target), hashes(source));
             std::filesystem::remove(m_target);
         }
-        EXPECT_THAT(filesIn(m_scratch.path()), ElementsAre("a.mov")) << milliseconds;
+        EXPECT_THAT(filesIn(m_scratch.path()), ElementsAre("a.mov")) << call << " of " << calls;
     }
     EXPECT_EQ(readFile(source), before);
 }
