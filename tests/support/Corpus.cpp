@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace mv::test {
 
@@ -22,6 +23,8 @@ std::vector<std::string> corpusFiles(const std::string& folder)
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(corpusFile(folder)))
         names.push_back(folder + "/" + entry.path().filename().string());
+    if (names.empty()) // a loop over nothing would check nothing
+        throw std::runtime_error("there is nothing in " + corpusFile(folder));
     std::sort(names.begin(), names.end());
     return names;
 }

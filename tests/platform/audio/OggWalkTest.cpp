@@ -104,9 +104,13 @@ TEST_F(OggWalk, DamageIsSeen)
 TEST_F(OggWalk, EveryWholeStreamOfTheCorpus)
 {
     MV_NEEDS_CORPUS();
+    int whole = 0;
     for (const std::string& name : corpusFiles("audio")) {
         SCOPED_TRACE(name);
-        if (isWhole(corpusFile(name)))
-            expectEnoughIsDecoded(corpusFile(name));
+        if (!isWhole(corpusFile(name)))
+            continue;
+        expectEnoughIsDecoded(corpusFile(name));
+        ++whole;
     }
+    EXPECT_GE(whole, 5);
 }

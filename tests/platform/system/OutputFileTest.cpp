@@ -1,8 +1,10 @@
 #include "platform/system/OutputFile.h"
 
+#include "Base/Core/Handle.h"
 #include "tests/support/Scratch.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,6 +20,11 @@ protected:
     std::size_t files() const
     {
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(m_scratch.path()), {}));
+    }
+    /// Not every file system has them.
+    bool hasNamelessFiles() const
+    {
+        return UniqueFd(open(m_scratch.path().c_str(), O_TMPFILE | O_RDWR, 0600)).get() >= 0;
     }
     static OutputFile make(const std::string& path)
     {
@@ -35,7 +42,9 @@ TEST_F(OutputFileTest, AppearsWhenItIsCommitted)
     OutputFile file = make(m_path);
     ASSERT_TRUE(file.writeAt(3, bytesOf("def")).ok());
     ASSERT_TRUE(file.writeAt(0, bytesOf("abc")).ok());
-    EXPECT_EQ(files(), 0u);
+    if (hasNamelessFiles()) {
+        EXPECT_EQ(files(), 0u);
+    }
     ASSERT_TRUE(file.commit().ok());
     EXPECT_EQ(charsOf(readFile(m_path)), "abcdef");
     EXPECT_EQ(files(), 1u);

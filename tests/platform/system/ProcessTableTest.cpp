@@ -19,7 +19,8 @@ TEST(ProcessTable, HoldsThisProcessWithItsCommandName)
     prctl(PR_SET_NAME, "MivoTableReader");
     std::size_t size = 0;
     ASSERT_EQ(sysctlProcessTable(nullptr, &size), 0);
-    Bytes table(size);
+    Bytes table(10 * size); // whatever starts meanwhile
+    size = table.size();
     ASSERT_EQ(sysctlProcessTable(table.data(), &size), 0);
     ASSERT_EQ(size % 492, 0u);
     std::map<std::int32_t, std::string> names;

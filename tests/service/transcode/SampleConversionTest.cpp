@@ -85,4 +85,12 @@ TEST(SampleConversion, OddWidths)
     EXPECT_THAT(wide.left, ElementsAre(0x01010101));
 }
 
-TEST(SampleConversion, NoFramesNoSamples) { built({ 1, 2, 3 }, 0); }
+TEST(SampleConversion, NoFramesNoSamples)
+{
+    std::int32_t samples[2][1152] = { { 77 }, { 78 } };
+    std::uint8_t bytes[] = { 1, 2, 3 };
+    AudioBufferList list { 1, { { 2, sizeof bytes, bytes } } };
+    MP3Encoder::buildBufferFrameCountBuffer(list, 0, samples);
+    EXPECT_EQ(samples[0][0], 77);
+    EXPECT_EQ(samples[1][0], 78);
+}
