@@ -18,6 +18,8 @@ constexpr std::array<std::string_view, 7> TextFrames = { "TIT2", "TPE1", "TALB",
 constexpr std::string_view UnknownLanguage = "XXX";
 constexpr std::uint8_t FrontCover = 3;
 constexpr std::size_t StandInSize = 4;
+/// A SYLT frame without words.
+constexpr std::string_view TimedLyrics("\0XXX\2\1\0", 7);
 
 /// One string in a form that id3lib reads: Latin-1 as it is, all else UTF-16 with a byte order mark; without
 /// terminator.
@@ -45,8 +47,7 @@ CleanTag::CleanTag() { m_bytes.assign(Id3v2Tag::HeaderSize, 0); }
 CleanTag CleanTag::ofId3v2(const TagSet& tags)
 {
     CleanTag clean;
-    const auto& list = tags.prependedTags.empty() ? tags.appendedTags : tags.prependedTags;
-    for (const Id3v2Tag& tag : list)
+    for (const Id3v2Tag& tag : tags.countingTags())
         clean.addFrames(tag);
     clean.finish();
     return clean;
@@ -69,7 +70,7 @@ CleanTag CleanTag::ofOtherTags(const TagSet& tags, const ByteSource& source)
     clean.addText("TALB", lyrics.album.empty() ? v1.album : lyrics.album);
     clean.addText("COMM", lyrics.information);
     if (lyrics.hasLyrics && lyrics.lyricsHaveTimes)
-        clean.addRaw("SYLT", bytesOf(std::string_view("\0XXX\2\1\0", 7)));
+        clean.addRaw("SYLT", bytesOf(TimedLyrics));
     clean.addText("TYER", v1.year);
     clean.addText("COMM", v1.comment);
     if (v1.track != 0)
@@ -89,31 +90,58 @@ void CleanTag::addFrames(const Id3v2Tag& tag)
 
 void CleanTag::addFrame(const TagFrame& frame)
 {
-    ByteView body = frame.body;
-    if (body.empty())
+    // Deliberate: that there is such a frame says it, whatever it holds.
+    if (frame.id == "SYLT")
+        return addRaw(frame.id, bytesOf(TimedLyrics));
+    if (frame.body.empty())
         return;
+    if (frame.id == "APIC")
+        return addPicture(frame);
+    bool isText = std::find(TextFrames.begin(), TextFrames.end(), frame.id) != TextFrames.end();
+    if ((isText || frame.id == "COMM") && frame.body.size() <= MaximumSize) {
+        auto form = v23Body(frame);
+        ByteView body = form ? *form : frame.body;
+        isText ? addTextFrame(frame.id, body) : addComment(body);
+    }
+}
+
+void CleanTag::addTextFrame(std::string_view id, ByteView body)
+{
     Bytes form;
     ByteWriter writer(form);
-    if (std::find(TextFrames.begin(), TextFrames.end(), frame.id) != TextFrames.end()) {
-        writer.u8(cleanEncoding(body[0]));
-        writer.bytes(cleanString(body[0], body.subspan(1)));
-    } else if (frame.id == "COMM" && body.size() >= 1 + UnknownLanguage.size()) {
-        ByteView texts = body.subspan(1 + UnknownLanguage.size());
-        std::uint8_t encoding = cleanEncoding(body[0]);
-        writer.u8(encoding);
-        writer.text(UnknownLanguage);
-        writer.zeros(encoding == Id3EncodingLatin1 ? 1 : 2);
-        writer.bytes(cleanString(body[0], texts.subspan(terminatedLength(body[0], texts).next)));
-    } else if (frame.id == "SYLT") {
-        writer.bytes(bytesOf(std::string_view("\0XXX\2\1\0", 7)));
-    } else if (auto parts = frame.id == "APIC" ? splitApic(body) : std::nullopt) {
-        m_pictures.push_back(parts->data);
-        writer.zeros(2);
-        writer.u8(FrontCover);
-        writer.u8(0);
-        writer.u32be(static_cast<std::uint32_t>(m_pictures.size()));
-    }
-    addRaw(frame.id, form);
+    writer.u8(cleanEncoding(body[0]));
+    writer.bytes(cleanString(body[0], body.subspan(1)));
+    addRaw(id, form);
+}
+
+void CleanTag::addComment(ByteView body)
+{
+    if (body.size() < 1 + UnknownLanguage.size())
+        return;
+    ByteView texts = body.subspan(1 + UnknownLanguage.size());
+    std::uint8_t encoding = cleanEncoding(body[0]);
+    Bytes form;
+    ByteWriter writer(form);
+    writer.u8(encoding);
+    writer.text(UnknownLanguage);
+    writer.zeros(encoding == Id3EncodingLatin1 ? 1 : 2);
+    writer.bytes(cleanString(body[0], texts.subspan(terminatedLength(body[0], texts).next)));
+    addRaw("COMM", form);
+}
+
+void CleanTag::addPicture(const TagFrame& frame)
+{
+    auto parts = splitPicture(frame.storedId, frame.body);
+    if (!parts)
+        return;
+    m_pictures.push_back(parts->data);
+    Bytes form;
+    ByteWriter writer(form);
+    writer.zeros(2);
+    writer.u8(FrontCover);
+    writer.u8(0);
+    writer.u32be(static_cast<std::uint32_t>(m_pictures.size()));
+    addRaw("APIC", form);
 }
 
 void CleanTag::addText(std::string_view id, ByteView latin1)

@@ -38,6 +38,9 @@ private:
     CleanTag();
     void addFrames(const Id3v2Tag& tag);
     void addFrame(const TagFrame& frame);
+    void addTextFrame(std::string_view id, ByteView body);
+    void addComment(ByteView body);
+    void addPicture(const TagFrame& frame);
     void addText(std::string_view id, ByteView latin1);
     void addRaw(std::string_view id, ByteView body);
     void finish();

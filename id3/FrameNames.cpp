@@ -1,6 +1,8 @@
 #include "id3/FrameNames.h"
 
 #include <array>
+#include <optional>
+#include <span>
 
 namespace mv {
 
@@ -12,12 +14,14 @@ struct Rename {
 };
 
 // Names that v2.2 tags, and programs that put v2.2 names or their own into later tags, use. From the v2.2 and v2.3
-// documents' frame lists; the last rows are the names that podcast, work and sort-order frames got.
+// documents' frame lists; the last rows are the names that podcast, work and sort-order frames got. CRM, an encrypted
+// frame that holds frames, has no successor.
 constexpr std::array Renames = {
     Rename { "BUF", "RBUF" },
     Rename { "CNT", "PCNT" },
     Rename { "COM", "COMM" },
     Rename { "CRA", "AENC" },
+    Rename { "EQU", "EQUA" },
     Rename { "ETC", "ETCO" },
     Rename { "GEO", "GEOB" },
     Rename { "IPL", "IPLS" },
@@ -27,6 +31,7 @@ constexpr std::array Renames = {
     Rename { "PIC", "APIC" },
     Rename { "POP", "POPM" },
     Rename { "REV", "RVRB" },
+    Rename { "RVA", "RVAD" },
     Rename { "SLT", "SYLT" },
     Rename { "STC", "SYTC" },
     Rename { "TAL", "TALB" },
@@ -90,21 +95,33 @@ constexpr std::array Renames = {
     Rename { "TSP", "TSOP" },
     Rename { "TST", "TSOT" },
     Rename { "WFD", "WFED" },
+};
+
+// Names of v2.4 alone; in other tags they are frames that the version does not know.
+constexpr std::array RenamesOfV24 = {
     Rename { "TDRC", "TYER" },
     Rename { "TDOR", "TORY" },
     Rename { "TIPL", "IPLS" },
     Rename { "TMCL", "IPLS" },
 };
 
+std::optional<std::string_view> found(std::span<const Rename> renames, std::string_view storedId)
+{
+    for (const Rename& rename : renames) {
+        if (rename.stored == storedId)
+            return rename.v23;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
-std::string v23FrameId(std::string_view storedId)
+std::string v23FrameId(std::string_view storedId, int majorVersion)
 {
-    for (const Rename& rename : Renames) {
-        if (rename.stored == storedId)
-            return std::string(rename.v23);
-    }
-    return std::string(storedId);
+    auto id = found(Renames, storedId);
+    if (!id && majorVersion == 4)
+        id = found(RenamesOfV24, storedId);
+    return std::string(id.value_or(storedId));
 }
 
 } // namespace mv

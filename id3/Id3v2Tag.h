@@ -21,20 +21,24 @@ struct TagExtent {
 
 /// One frame of an ID3v2 tag. The views stay valid as long as the tag it belongs to.
 struct TagFrame {
-    /// Its name in v2.3, four characters: APIC for PIC, TYER for TYE and TDRC, IPLS for TIPL. A v2.2 frame that has no
-    /// such name keeps its three.
+    int majorVersion = 0; ///< of its tag
+    /// Its name in v2.3, four characters: APIC for PIC, TYER for TYE and, in a v2.4 tag, TDRC. A v2.2 frame that has no
+    /// such name keeps its three, a frame whose name is none what stands there.
     std::string id;
-    /// Its content in v2.3's form, without the header: flags undone (unsynchronisation, compression, grouping, data
-    /// length), text in Latin-1 or UTF-16 with a byte order mark, v2.2's picture layout rewritten, v2.4's several
-    /// values joined by "/", of TDRC the year, TCON's bare numbers as "(n)". Empty when not `readable`.
+    /// Its content without the header, flags undone (unsynchronisation, compression, grouping, data length), in the
+    /// form of its tag's version. Empty when not `readable`.
     ByteView body;
-    /// Its name as stored.
+    /// Its name as stored, without what pads a v2.2 name in a later tag.
     std::string storedId;
     /// Header and content as stored in a tag of the tag's own version, to be carried byte for byte into another tag of
     /// that version. (Unsynchronisation of a whole v2.2 or v2.3 tag is undone in it.)
     ByteView stored;
     /// False for an encrypted frame, one that claims to unpack to more than is allowed, and one that does not unpack.
     bool readable = true;
+    /// Of a frame of a v2.4 tag that is not readable: its content as v2.3 orders it, still encrypted or compressed, and
+    /// the flags that say so.
+    ByteView packed;
+    std::uint16_t packedFlags = 0;
 };
 
 /// An ID3v2 tag, version 2.2, 2.3 or 2.4, taken apart under fixed bounds. Move-only: it owns what its frames show.
@@ -77,7 +81,7 @@ public:
     /// Bytes of memory that frames' content takes beside the tag as stored.
     std::size_t bytesUnpacked() const { return m_bytesUnpacked; }
     /// False when bytes that may hold frames were left out: the tag is larger than the file or than the bounds, its
-    /// version is unknown, or a frame reaches over its end. Who rewrites such a tag would lose them.
+    /// version is unknown, or the size of a frame leads nowhere. Who rewrites such a tag would lose them.
     bool complete() const { return m_complete; }
 
 private:

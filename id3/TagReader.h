@@ -32,6 +32,9 @@ struct TagSet {
     bool lyrics3IsVersion2 = false;
     std::uint64_t audioBegin = 0; ///< the first byte behind the tags at the front
     std::uint64_t audioEnd = 0; ///< the first byte of the tags at the end; never below audioBegin
+
+    /// The ID3v2 tags that count: those at the front, or, where there is none, those at the end.
+    const std::vector<Id3v2Tag>& countingTags() const { return prependedTags.empty() ? appendedTags : prependedTags; }
 };
 
 /// Finds and reads the tags. Reads the tags' bytes, 16 KiB at the front and little at the end, never the audio.

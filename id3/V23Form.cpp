@@ -5,128 +5,110 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
+#include <vector>
 
 namespace mv {
 
 namespace {
 
-constexpr std::uint8_t Utf16LEMark[] = { 0xFF, 0xFE };
+constexpr std::string_view Digits = "0123456789";
 
-bool isUtf16(std::uint8_t encoding) { return encoding == Id3EncodingUtf16 || encoding == Id3EncodingUtf16BE; }
-
-bool beginsWithMark(ByteView text)
+/// Genre numbers have one byte.
+bool isGenreNumber(std::string_view text)
 {
-    return text.size() >= 2 && ((text[0] == 0xFF && text[1] == 0xFE) || (text[0] == 0xFE && text[1] == 0xFF));
-}
-
-bool looksBigEndian(ByteView text)
-{
-    std::size_t zeroFirst = 0;
-    std::size_t zeroSecond = 0;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        zeroFirst += text[i] == 0 && text[i + 1] != 0;
-        zeroSecond += text[i + 1] == 0 && text[i] != 0;
-    }
-    return zeroFirst > zeroSecond;
-}
-
-Bytes unitsAsLittleEndian(ByteView text, bool bigEndian)
-{
-    Bytes out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(text.size() & ~std::size_t { 1 }));
-    if (bigEndian) {
-        for (std::size_t i = 0; i < out.size(); i += 2)
-            std::swap(out[i], out[i + 1]);
-    }
-    return out;
-}
-
-/// Builds the body of a frame whose texts all become UTF-16 with a byte order mark.
-class Utf16Body {
-public:
-    Utf16Body() { m_writer.u8(Id3EncodingUtf16); }
-
-    void raw(ByteView bytes) { m_writer.bytes(bytes); }
-    void string(std::uint8_t encoding, ByteView text)
-    {
-        m_writer.bytes(Utf16LEMark);
-        m_writer.bytes(utf16LEFromEncoded(encoding, text));
-    }
-    void terminator() { m_writer.u16be(0); }
-    Bytes take() { return std::move(m_bytes); }
-
-private:
-    Bytes m_bytes;
-    ByteWriter m_writer { m_bytes };
-};
-
-/// Moves the front of `rest` behind the terminator; what lies before it is the string.
-ByteView takeString(std::uint8_t encoding, ByteView& rest)
-{
-    auto [length, next] = terminatedLength(encoding, rest);
-    ByteView string = rest.first(length);
-    rest = rest.subspan(next);
-    return string;
-}
-
-bool isLatin1Number(ByteView value)
-{
-    // Genre numbers have one byte.
-    if (value.empty() || value.size() > 3)
-        return false;
-    for (std::uint8_t digit : value) {
-        if (digit < '0' || digit > '9')
-            return false;
-    }
-    return leadingInteger(charsOf(value)) <= 255;
+    return !text.empty() && text.size() <= 3 && text.find_first_not_of(Digits) == text.npos
+        && leadingInteger(text) <= 255;
 }
 
 constexpr std::size_t YearDigits = 4;
 
-bool beginsWithYear(ByteView value)
+bool beginsWithYear(std::string_view text)
 {
-    return value.size() >= YearDigits
-        && std::all_of(value.begin(), value.begin() + YearDigits, [](std::uint8_t c) { return c >= '0' && c <= '9'; });
+    return text.size() >= YearDigits && text.substr(0, YearDigits).find_first_not_of(Digits) == text.npos;
 }
 
-/// One value of a v2.4 text frame in the form v2.3 writes it, in UTF-16LE.
-Bytes v23Value(std::string_view id, std::string_view storedId, Bytes value)
+std::string narrowed(ByteView utf16LE)
 {
-    Bytes narrow;
-    for (std::size_t i = 0; i + 1 < value.size() && value[i + 1] == 0; i += 2)
-        narrow.push_back(value[i]);
-    bool plain = narrow.size() * 2 == value.size();
-    if (id == "TCON" && plain && isLatin1Number(narrow)) {
-        value.insert(value.begin(), { '(', 0 });
-        value.insert(value.end(), { ')', 0 });
-    } else if ((storedId == "TDRC" || storedId == "TDOR") && plain && beginsWithYear(narrow)) {
-        value.resize(YearDigits * 2);
+    std::string text;
+    for (std::size_t i = 0; i < utf16LE.size(); i += 2)
+        text += static_cast<char>(utf16LE[i]);
+    return text;
+}
+
+bool isLatin1(ByteView utf16LE)
+{
+    for (std::size_t i = 1; i < utf16LE.size(); i += 2) {
+        if (utf16LE[i] != 0)
+            return false;
     }
-    return value;
+    return true;
 }
 
-/// v2.4: the values, NUL between them, become one text with "/" between them.
-Bytes joinedValues(std::string_view id, std::string_view storedId, std::uint8_t encoding, ByteView text)
+/// The values of a v2.4 text, NUL between them, in UTF-16LE; empty ones left out. Programs put the byte order mark
+/// before the first value only, too, or before `before`, the string in front of the values.
+std::vector<Bytes> valuesOf(std::uint8_t encoding, ByteView text, ByteView before = {})
 {
-    Bytes joined;
-    // Programs put the mark before the first value only, too.
-    bool marked = beginsWithMark(text);
-    bool bigEndian = encoding == Id3EncodingUtf16BE || (marked && text[0] == 0xFE);
-    bool first = true;
+    ByteView marked = beginsWithUtf16Mark(text) ? text : before;
+    bool isMarked = isUtf16(encoding) && beginsWithUtf16Mark(marked);
+    std::vector<Bytes> values;
     while (!text.empty()) {
         ByteView value = takeString(encoding, text);
-        std::uint8_t valueEncoding = isUtf16(encoding) && marked && bigEndian ? Id3EncodingUtf16BE : encoding;
-        Bytes units = marked && !bigEndian && !beginsWithMark(value) && isUtf16(encoding)
-            ? unitsAsLittleEndian(value, false)
-            : utf16LEFromEncoded(valueEncoding, value);
-        if (units.empty())
-            continue;
-        if (!first)
+        Bytes units = isMarked && !beginsWithUtf16Mark(value) ? utf16LEFromUnits(value, marked[0] == 0xFE)
+                                                              : utf16LEFromEncoded(encoding, value);
+        if (!units.empty())
+            values.push_back(std::move(units));
+    }
+    return values;
+}
+
+Bytes joinedValues(std::span<const Bytes> values)
+{
+    Bytes joined;
+    for (const Bytes& value : values) {
+        if (!joined.empty())
             joined.insert(joined.end(), { '/', 0 });
-        first = false;
-        Bytes form = v23Value(id, storedId, std::move(units));
-        joined.insert(joined.end(), form.begin(), form.end());
+        joined.insert(joined.end(), value.begin(), value.end());
     }
     return joined;
+}
+
+/// "(17)" of 17, "(17)" and "(17)(18)"; nothing of a genre's name.
+bool isGenreReference(std::string_view text)
+{
+    return text.size() > 2 && text.front() == '(' && text.back() == ')'
+        && text.find_first_not_of("0123456789()") == std::string_view::npos;
+}
+
+/// v2.3 writes the numbers of genres in parentheses, one behind the other, and a name behind them.
+Bytes joinedGenres(std::span<const Bytes> values)
+{
+    Bytes references;
+    std::vector<Bytes> names;
+    ByteWriter writer(references);
+    for (const Bytes& value : values) {
+        std::string text = isLatin1(value) ? narrowed(value) : std::string();
+        if (isGenreNumber(text))
+            text = "(" + text + ")";
+        else if (!isGenreReference(text)) {
+            names.push_back(value);
+            continue;
+        }
+        for (char c : text)
+            writer.u16le(static_cast<std::uint8_t>(c));
+    }
+    Bytes joined = joinedValues(names);
+    references.insert(references.end(), joined.begin(), joined.end());
+    return references;
+}
+
+/// The years of time stamps.
+void cutToYears(std::span<Bytes> values)
+{
+    for (Bytes& value : values) {
+        if (isLatin1(value) && beginsWithYear(narrowed(value)))
+            value.resize(YearDigits * 2);
+    }
 }
 
 bool beginsLikePicture(ByteView data)
@@ -136,63 +118,73 @@ bool beginsLikePicture(ByteView data)
         Marks.begin(), Marks.end(), [&](std::string_view mark) { return charsOf(data).starts_with(mark); });
 }
 
-/// Those of the standard, and those of one player that are like them.
+/// Those of the standard, and those of one player that are like them. Its WFED, which has an encoding byte with some
+/// programs and none with others, is left as it is: each kind of reader would lose the other's.
 bool isTextFrame(std::string_view id)
 {
     bool ofPlayer = id == "GRP1" || id == "MVNM" || id == "MVIN";
     return ofPlayer || (id.starts_with('T') && id != "TXXX");
 }
 
-std::optional<Bytes> v23TextBody(std::string_view id, std::string_view storedId, int version, ByteView content)
+/// A text of a tag before v2.4.
+std::optional<Bytes> v23OneTextBody(ByteView content)
 {
     std::uint8_t encoding = content[0];
     ByteView text = content.subspan(1);
-    if (version < 4 && storedId != "TDRC" && storedId != "TDOR") {
-        if (encoding == Id3EncodingLatin1 || (encoding == Id3EncodingUtf16 && beginsWithMark(text)))
-            return std::nullopt;
-        Utf16Body body;
-        body.string(encoding, takeString(encoding, text));
-        return body.take();
-    }
-    Bytes joined = joinedValues(id, storedId, encoding, text);
-    Bytes body;
-    if (encoding == Id3EncodingLatin1) {
-        // Every unit came from one byte; back to it, so that its code page is still to be found out.
-        body.push_back(Id3EncodingLatin1);
-        for (std::size_t i = 0; i < joined.size(); i += 2)
-            body.push_back(joined[i]);
-        return body;
-    }
-    body.reserve(joined.size() + 3);
-    body.push_back(Id3EncodingUtf16);
-    body.insert(body.end(), { Utf16LEMark[0], Utf16LEMark[1] });
-    body.insert(body.end(), joined.begin(), joined.end());
-    return body;
+    if (encoding == Id3EncodingLatin1 || (encoding == Id3EncodingUtf16 && beginsWithUtf16Mark(text)))
+        return std::nullopt;
+    EncodedBody body;
+    body.string(encoding, takeString(encoding, text));
+    return body.bytes();
 }
 
-/// COMM, USLT: language, description, text.
-std::optional<Bytes> v23LanguageBody(ByteView content)
+std::optional<Bytes> v23TextBody(std::string_view id, std::string_view storedId, int version, ByteView content)
 {
-    constexpr std::size_t LanguageEnd = 4;
-    if (content[0] == Id3EncodingLatin1 || content.size() < LanguageEnd)
-        return std::nullopt;
+    if (version < 4)
+        return v23OneTextBody(content);
     std::uint8_t encoding = content[0];
-    ByteView rest = content.subspan(LanguageEnd);
+    std::vector<Bytes> values = valuesOf(encoding, content.subspan(1));
+    if (storedId == "TDRC" || storedId == "TDOR")
+        cutToYears(values);
+    Bytes joined = id == "TCON" ? joinedGenres(values) : joinedValues(values);
+    if (encoding == Id3EncodingLatin1) {
+        // Every unit came from one byte; back to it, so that its code page is still to be found out.
+        Bytes body { Id3EncodingLatin1 };
+        ByteWriter(body).text(narrowed(joined));
+        return body;
+    }
+    EncodedBody body;
+    body.string(std::move(joined));
+    return body.bytes();
+}
+
+/// COMM, USLT and TXXX: language (but for TXXX), description, text; in v2.4 COMM and TXXX may have several texts.
+std::optional<Bytes> v23DescribedBody(std::string_view id, int version, ByteView content)
+{
+    std::size_t languageSize = id == "TXXX" ? 0 : 3;
+    std::uint8_t encoding = content[0];
+    bool severalTexts = version == 4 && id != "USLT";
+    bool known = encoding == Id3EncodingLatin1 || (encoding == Id3EncodingUtf16 && id == "TXXX");
+    if ((known && !severalTexts) || content.size() < 1 + languageSize)
+        return std::nullopt;
+    ByteView rest = content.subspan(1 + languageSize);
     ByteView description = takeString(encoding, rest);
-    Utf16Body body;
-    body.raw(content.subspan(1, 3));
+    if (!severalTexts)
+        rest = rest.first(terminatedLength(encoding, rest).length);
+    std::vector<Bytes> values = valuesOf(encoding, rest, description);
+    if (known && values.size() < 2)
+        return std::nullopt;
+    if (encoding == Id3EncodingLatin1) {
+        Bytes body(content.begin(), content.end() - static_cast<std::ptrdiff_t>(rest.size()));
+        ByteWriter(body).text(narrowed(joinedValues(values)));
+        return body;
+    }
+    EncodedBody body;
+    body.raw(content.subspan(1, languageSize));
     body.string(encoding, description);
     body.terminator();
-    ByteView text = takeString(encoding, rest);
-    // A text without a mark behind a description with one has the description's order.
-    bool borrowed = encoding == Id3EncodingUtf16 && !beginsWithMark(text) && beginsWithMark(description);
-    if (borrowed && description[0] == 0xFF) {
-        body.raw(Utf16LEMark);
-        body.raw(unitsAsLittleEndian(text, false));
-    } else {
-        body.string(borrowed ? Id3EncodingUtf16BE : encoding, text);
-    }
-    return body.take();
+    body.string(joinedValues(values));
+    return body.bytes();
 }
 
 /// One part of a frame's body behind its encoding byte.
@@ -211,6 +203,7 @@ struct Part {
     std::size_t length = 0;
 };
 
+constexpr std::uint8_t Zero[] = { 0 };
 constexpr Part Language { Part::Raw, 3 };
 constexpr Part Date { Part::Raw, 8 };
 
@@ -219,7 +212,7 @@ struct Shape {
     std::array<Part, 7> parts;
 };
 
-/// The frames with an encoding byte, but for plain texts and those in which a missing byte order mark can be known.
+/// The other frames with an encoding byte.
 constexpr Shape Shapes[] = {
     { "APIC", { { { Part::Latin1 }, { Part::Raw, 1 }, { Part::Text }, { Part::Rest } } } },
     { "COMR",
@@ -229,12 +222,11 @@ constexpr Shape Shapes[] = {
     { "IPLS", { { { Part::Texts } } } },
     { "OWNE", { { { Part::Latin1 }, Date, { Part::LastText } } } },
     { "SYLT", { { Language, { Part::Raw, 2 }, { Part::Text }, { Part::Texts, 4 } } } },
-    { "TXXX", { { { Part::Text }, { Part::LastText } } } },
     { "USER", { { Language, { Part::LastText } } } },
     { "WXXX", { { { Part::Text }, { Part::Rest } } } },
 };
 
-void convertPart(Part part, std::uint8_t encoding, ByteView& rest, Utf16Body& body)
+void convertPart(Part part, std::uint8_t encoding, ByteView& rest, EncodedBody& body)
 {
     auto takeRaw = [&](std::size_t length) {
         length = std::min(length, rest.size());
@@ -250,7 +242,7 @@ void convertPart(Part part, std::uint8_t encoding, ByteView& rest, Utf16Body& bo
         break;
     case Part::Latin1:
         body.raw(takeString(Id3EncodingLatin1, rest));
-        body.raw(Bytes(1));
+        body.raw(Zero);
         break;
     case Part::Raw:
         takeRaw(part.length);
@@ -280,22 +272,24 @@ std::optional<Bytes> v23ShapedBody(const Shape& shape, ByteView content)
     if (encoding == Id3EncodingLatin1 || encoding == Id3EncodingUtf16)
         return std::nullopt;
     ByteView rest = content.subspan(1);
-    Utf16Body body;
+    EncodedBody body;
     for (Part part : shape.parts) {
         if (part.kind == Part::Raw && rest.size() < part.length)
             return std::nullopt;
         convertPart(part, encoding, rest, body);
     }
-    return body.take();
+    return body.bytes();
 }
+
+constexpr std::size_t PicFormatSize = 3;
 
 /// v2.2 PIC: a three-letter format in the place of the mime type.
 std::optional<Bytes> bodyOfPic(ByteView content)
 {
-    constexpr std::size_t FormatEnd = 4;
+    constexpr std::size_t FormatEnd = 1 + PicFormatSize;
     if (content.size() <= FormatEnd)
         return std::nullopt;
-    std::string format = toLowerAscii(charsOf(content.subspan(1, 3)));
+    std::string format = toLowerAscii(charsOf(content.subspan(1, PicFormatSize)));
     std::string mimeType = format == "jpg" ? "image/jpeg" : format == "-->" ? format : "image/" + format;
     Bytes body;
     ByteWriter writer(body);
@@ -306,57 +300,35 @@ std::optional<Bytes> bodyOfPic(ByteView content)
     return body;
 }
 
+/// v2.2 LNK: the linked frame's name has three letters, too. Empty where that one has no other.
+Bytes bodyOfLnk(ByteView content)
+{
+    constexpr std::size_t NameSize = 3;
+    Bytes body;
+    std::string id = v23FrameId(charsOf(content.first(std::min(NameSize, content.size()))), 2);
+    if (id.size() <= NameSize)
+        return body;
+    ByteWriter writer(body);
+    writer.text(id);
+    writer.bytes(content.subspan(NameSize));
+    return body;
+}
+
 } // namespace
 
-TerminatedLength terminatedLength(std::uint8_t encoding, ByteView text)
-{
-    if (isUtf16(encoding)) {
-        for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-            if (text[i] == 0 && text[i + 1] == 0)
-                return { i, i + 2 };
-        }
-        return { text.size() & ~std::size_t { 1 }, text.size() };
-    }
-    auto zero = std::find(text.begin(), text.end(), 0);
-    auto length = static_cast<std::size_t>(zero - text.begin());
-    return { length, std::min(length + 1, text.size()) };
-}
-
-Bytes utf16LEFromEncoded(std::uint8_t encoding, ByteView text)
-{
-    if (isUtf16(encoding)) {
-        bool marked = beginsWithMark(text);
-        bool bigEndian = encoding == Id3EncodingUtf16BE;
-        if (marked)
-            bigEndian = text[0] == 0xFE;
-        else if (encoding == Id3EncodingUtf16)
-            bigEndian = looksBigEndian(text);
-        return unitsAsLittleEndian(marked ? text.subspan(2) : text, bigEndian);
-    }
-    Bytes out;
-    ByteWriter writer(out);
-    if (encoding == Id3EncodingUtf8 && isValidUtf8(charsOf(text))) {
-        constexpr std::string_view Mark = "\xEF\xBB\xBF";
-        std::string_view chars = charsOf(text);
-        if (chars.starts_with(Mark))
-            chars.remove_prefix(Mark.size());
-        for (char16_t unit : utf16FromUtf8(chars))
-            writer.u16le(unit);
-        return out;
-    }
-    for (std::uint8_t byte : text)
-        writer.u16le(byte);
-    return out;
-}
-
-std::optional<ApicParts> splitApic(ByteView body)
+std::optional<PictureParts> splitPicture(std::string_view storedId, ByteView body)
 {
     if (body.empty())
         return std::nullopt;
     std::uint8_t encoding = body[0];
     ByteView rest = body.subspan(1);
-    ApicParts parts;
-    parts.mimeType = takeString(Id3EncodingLatin1, rest);
+    PictureParts parts;
+    if (storedId == "PIC") {
+        parts.mimeType = rest.first(std::min(PicFormatSize, rest.size()));
+        rest = rest.subspan(parts.mimeType.size());
+    } else {
+        parts.mimeType = takeString(Id3EncodingLatin1, rest);
+    }
     if (rest.empty())
         return std::nullopt;
     parts.pictureType = rest[0];
@@ -379,10 +351,12 @@ std::optional<Bytes> v23Body(std::string_view id, std::string_view storedId, int
         return std::nullopt;
     if (storedId == "PIC")
         return bodyOfPic(content);
+    if (storedId == "LNK")
+        return bodyOfLnk(content);
     if (isTextFrame(id))
         return v23TextBody(id, storedId, version, content);
-    if (id == "COMM" || id == "USLT")
-        return v23LanguageBody(content);
+    if (id == "COMM" || id == "USLT" || id == "TXXX")
+        return v23DescribedBody(id, version, content);
     auto shape = std::find_if(std::begin(Shapes), std::end(Shapes), [&](const Shape& each) { return each.id == id; });
     return shape == std::end(Shapes) ? std::nullopt : v23ShapedBody(*shape, content);
 }

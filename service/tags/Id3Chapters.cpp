@@ -1,7 +1,7 @@
 #include "service/tags/Id3Chapters.h"
 
 #include "Base/Core/ByteReader.h"
-#include "id3/Id3v2Tag.h"
+#include "id3/V23Form.h"
 
 #include <algorithm>
 
@@ -49,10 +49,12 @@ Bytes v23ChapterBody(std::string_view id, ByteView content)
     Bytes body(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(begin));
     ByteWriter writer(body);
     for (const TagFrame& frame : tag.frames()) {
+        auto form = v23Body(frame);
+        ByteView inside = form ? *form : frame.body;
         writer.text(frame.id);
-        writer.u32be(static_cast<std::uint32_t>(frame.body.size()));
+        writer.u32be(static_cast<std::uint32_t>(inside.size()));
         writer.u16be(0);
-        writer.bytes(frame.body);
+        writer.bytes(inside);
     }
     return body;
 }

@@ -9,11 +9,18 @@ namespace mv {
 
 /// A frame of an ID3v2.3 tag as it stands in the file.
 struct Id3Frame {
-    std::string id; ///< four characters
+    std::string id; ///< four characters, whatever they are
     std::uint16_t flags = 0;
     Bytes content; ///< behind the header
 
-    bool operator==(const Id3Frame&) const = default;
+    // What is known of where it comes from; no part of the frame.
+    bool isPlainComment = false; ///< a comment without a description
+    bool isConverted = false; ///< of a tag of another version
+
+    bool operator==(const Id3Frame& other) const
+    {
+        return id == other.id && flags == other.flags && content == other.content;
+    }
 };
 
 } // namespace mv

@@ -1,9 +1,10 @@
 #include "service/tags/Id3FrameList.h"
 
 #include "Base/Core/ByteReader.h"
-#include "Base/Core/Text.h"
-#include "id3/V23Form.h"
-#include "service/tags/Id3Chapters.h"
+#include "id3/EncodedText.h"
+#include "id3/FrameNames.h"
+#include "service/tags/CarriedFrames.h"
+#include "service/tags/InvolvedPeople.h"
 
 #include <algorithm>
 
@@ -20,96 +21,73 @@ bool contains(std::span<const std::string_view> ids, std::string_view id)
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-/// A v2.3 frame whose stored bytes are good in a v2.3 tag; a v2.2 name in such a tag is not.
-bool isStoredInV23Form(const Id3v2Tag& tag, const TagFrame& frame)
+bool isName(std::string_view id)
 {
-    return tag.majorVersion() == 3 && frame.storedId.size() == 4;
+    return std::all_of(id.begin(), id.end(), [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
 }
 
-/// A comment's description is empty: nothing, or a byte order mark alone, before its terminator.
-bool hasEmptyDescription(const Id3Frame& comment)
+/// What a frame is: its name, or the successor of a v2.2 name that was written into a v2.3 tag.
+std::string kindOf(const Id3Frame& frame)
 {
-    constexpr std::size_t LanguageEnd = 4;
-    if (comment.content.size() <= LanguageEnd)
-        return true;
-    ByteView description = ByteView(comment.content).subspan(LanguageEnd);
-    std::uint8_t encoding = comment.content[0];
-    std::size_t length = terminatedLength(encoding, description).length;
-    bool wide = encoding == Id3EncodingUtf16 || encoding == Id3EncodingUtf16BE;
-    return length == 0
-        || (wide && length == 2 && (description[0] ^ description[1]) == (0xFF ^ 0xFE)
-            && std::min(description[0], description[1]) == 0xFE);
+    if (isName(frame.id))
+        return frame.id;
+    constexpr int Version = 3;
+    std::string successor = v23FrameId(std::string_view(frame.id).substr(0, 3), Version);
+    return successor.size() == frame.id.size() && (frame.id[3] == 0 || frame.id[3] == ' ') ? successor : frame.id;
 }
 
-/// The text of a v2.4 time stamp as ASCII: what other encodings hold besides falls away.
-std::string asciiText(ByteView content)
-{
-    std::string text;
-    if (!content.empty())
-        for (std::uint8_t byte : content.subspan(1))
-            if (byte >= ' ' && byte < 0x7F)
-                text += static_cast<char>(byte);
-    return text;
-}
-
-bool areDigits(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
+constexpr std::string_view RecordingTime[] = { "TYER", "TDAT", "TIME" };
+constexpr std::string_view OriginalYear[] = { "TORY" };
 
 } // namespace
 
 Id3FrameList Id3FrameList::carriedFrom(const TagSet& tags)
 {
     Id3FrameList list;
-    // A tag at the end counts only where there is none at the front; the new one at the front will hide it.
-    for (const Id3v2Tag& tag : tags.prependedTags.empty() ? tags.appendedTags : tags.prependedTags)
-        list.carry(tag);
+    for (const Id3v2Tag& tag : tags.countingTags())
+        list.carry(carriedFrames(tag));
+    // Many readers stop at what is no name: whatever they know has to come before it.
+    std::stable_partition(
+        list.m_frames.begin(), list.m_frames.end(), [](const Id3Frame& frame) { return isName(frame.id); });
     if (tags.id3v1)
         list.addFromId3v1(*tags.id3v1);
     return list;
 }
 
-void Id3FrameList::carry(const Id3v2Tag& tag)
+/// The frames of one more tag. Of frames that v2.3 allows once, what comes later takes the place of what came from a
+/// tag of another version, or is put beside it.
+void Id3FrameList::carry(std::vector<Id3Frame> frames)
 {
-    for (const TagFrame& frame : tag.frames()) {
-        if (isStoredInV23Form(tag, frame)) {
-            ByteView content = frame.stored.subspan(FrameHeaderSize);
-            std::uint16_t flags = ByteReader(frame.stored.subspan(8, 2)).u16be();
-            m_frames.push_back({ frame.id, flags, Bytes(content.begin(), content.end()) });
-        } else if (frame.readable && frame.id.size() == 4 && !frame.body.empty()) {
-            bool isChapter = tag.majorVersion() == 4 && (frame.id == "CHAP" || frame.id == "CTOC");
-            m_frames.push_back({ frame.id, 0,
-                isChapter ? v23ChapterBody(frame.id, frame.body) : Bytes(frame.body.begin(), frame.body.end()) });
-            if (frame.storedId == "TDRC")
-                carryDate(frame);
-        }
+    replaceBy(frames, RecordingTime);
+    replaceBy(frames, OriginalYear);
+    for (Id3Frame& frame : frames) {
+        auto people = std::find_if(m_frames.begin(), m_frames.end(), [&](const Id3Frame& other) {
+            return frame.id == "IPLS" && other.id == frame.id && (frame.isConverted || other.isConverted)
+                && !frame.flags && !other.flags;
+        });
+        if (people != m_frames.end())
+            people->content = mergedInvolvedPeople(people->content, frame.content);
+        else
+            m_frames.push_back(std::move(frame));
     }
 }
 
-/// v2.3 keeps a recording time in three frames; the year is there already. "2005-03-21T10:20" is day and month 2103 and
-/// the time 1020.
-void Id3FrameList::carryDate(const TagFrame& frame)
+/// Removes the frames of a group whose first is among the new frames, when they or the new ones are converted.
+void Id3FrameList::replaceBy(std::span<const Id3Frame> frames, std::span<const std::string_view> group)
 {
-    std::string text = asciiText(frame.stored.subspan(FrameHeaderSize));
-    std::size_t year = text.find_first_of("0123456789");
-    if (year == std::string::npos)
+    auto later
+        = std::find_if(frames.begin(), frames.end(), [&](const Id3Frame& frame) { return frame.id == group.front(); });
+    if (later == frames.end())
         return;
-    text.erase(0, year);
-    auto part = [&](std::size_t at) { return text.size() >= at + 2 ? text.substr(at, 2) : std::string(); };
-    std::string date = part(8) + part(5);
-    std::string time = part(11) + part(14);
-    if (date.size() == 4 && areDigits(date) && text[4] == '-' && text[7] == '-')
-        addLatin1("TDAT", bytesOf(date));
-    if (time.size() == 4 && areDigits(time) && text[10] == 'T' && text[13] == ':')
-        addLatin1("TIME", bytesOf(time));
+    std::erase_if(m_frames,
+        [&](const Id3Frame& frame) { return contains(group, frame.id) && (frame.isConverted || later->isConverted); });
 }
 
 /// Title, artist, album and comment of the ID3v1 tag are not asked: each update replaces or removes those frames.
 void Id3FrameList::addFromId3v1(const Id3v1Tag& tag)
 {
     constexpr std::uint8_t NoGenre = 255;
-    if (!tag.year.empty() && !has("TYER"))
+    if (!tag.year.empty() && !has("TYER") && !has("TDRC"))
         addLatin1("TYER", tag.year);
     if (tag.track != 0 && !has("TRCK"))
         addLatin1("TRCK", bytesOf(std::to_string(tag.track)));
@@ -119,24 +97,30 @@ void Id3FrameList::addFromId3v1(const Id3v1Tag& tag)
 
 bool Id3FrameList::has(std::string_view id) const
 {
-    return std::any_of(m_frames.begin(), m_frames.end(), [&](const Id3Frame& frame) { return frame.id == id; });
+    return std::any_of(m_frames.begin(), m_frames.end(), [&](const Id3Frame& frame) { return kindOf(frame) == id; });
+}
+
+void Id3FrameList::add(Id3Frame frame)
+{
+    auto odd = std::find_if(m_frames.begin(), m_frames.end(), [](const Id3Frame& each) { return !isName(each.id); });
+    m_frames.insert(odd, std::move(frame));
 }
 
 void Id3FrameList::addLatin1(std::string_view id, ByteView text)
 {
     Bytes content { Id3EncodingLatin1 };
     content.insert(content.end(), text.begin(), text.end());
-    m_frames.push_back({ std::string(id), 0, std::move(content) });
+    add({ .id = std::string(id), .content = std::move(content) });
 }
 
 void Id3FrameList::remove(std::span<const std::string_view> ids)
 {
-    std::erase_if(m_frames, [&](const Id3Frame& frame) { return contains(ids, frame.id); });
+    std::erase_if(m_frames, [&](const Id3Frame& frame) { return contains(ids, kindOf(frame)); });
 }
 
 void Id3FrameList::removePlainComments()
 {
-    std::erase_if(m_frames, [](const Id3Frame& frame) { return frame.id == "COMM" && hasEmptyDescription(frame); });
+    std::erase_if(m_frames, [](const Id3Frame& frame) { return frame.isPlainComment; });
 }
 
 Result<Bytes> Id3FrameList::rendered() const

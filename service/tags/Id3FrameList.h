@@ -13,24 +13,26 @@ namespace mv {
 /// The frames of the tag that is going to be written, version 2.3.
 class Id3FrameList {
 public:
-    /// Every frame of the tags at the front of the file (of those at its end where there are none): those of a v2.3 tag
-    /// byte for byte, those of others in their v2.3 form. What v2.3 has no form for is left out. Of the ID3v1 tag its
-    /// year, track and genre, each only where no frame has it.
+    /// Every frame of the tags at the front of the file (of those at its end where there are none), as `carriedFrames`
+    /// gives them, those whose names are none behind all others. Of the ID3v1 tag its year, track and genre, each only
+    /// where no frame has it.
     static Id3FrameList carriedFrom(const TagSet& tags);
 
     const std::vector<Id3Frame>& frames() const { return m_frames; }
 
+    /// Removes the frames of these names, under v2.2 names that stand in a v2.3 tag, too.
     void remove(std::span<const std::string_view> ids);
     /// Removes the comments that have no description.
     void removePlainComments();
-    void add(Id3Frame frame) { m_frames.push_back(std::move(frame)); }
+    /// Behind the others, but before those whose names are none.
+    void add(Id3Frame frame);
 
     /// Frames one behind the other, without tag header and padding. Fails with Limit above what a tag can hold.
     Result<Bytes> rendered() const;
 
 private:
-    void carry(const Id3v2Tag& tag);
-    void carryDate(const TagFrame& frame);
+    void carry(std::vector<Id3Frame> frames);
+    void replaceBy(std::span<const Id3Frame> frames, std::span<const std::string_view> group);
     void addFromId3v1(const Id3v1Tag& tag);
     bool has(std::string_view id) const;
     void addLatin1(std::string_view id, ByteView text);

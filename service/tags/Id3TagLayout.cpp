@@ -3,6 +3,8 @@
 #include "Base/Core/ByteReader.h"
 #include "platform/system/FileContent.h"
 
+#include <algorithm>
+
 namespace mv {
 
 namespace {
@@ -11,15 +13,6 @@ namespace {
 constexpr std::uint64_t SparePadding = 1024;
 // A tag with more padding than this has lost a picture and gives the room back.
 constexpr std::uint64_t MaxPadding = 64 * 1024;
-
-bool canReplace(const Id3v2Tag& tag, std::uint64_t fileEnd)
-{
-    bool wholeInFile = tag.extent().offset + tag.header().totalSize() <= fileEnd;
-    bool knownVersion = tag.majorVersion() >= 2 && tag.majorVersion() <= 4;
-    bool everyFrame = tag.frames().size() < Id3v2Tag::MaximumFrames;
-    // A frame that reaches past its tag's end is broken for every reader; what is left of it goes.
-    return tag.complete() || (wholeInFile && knownVersion && everyFrame);
-}
 
 /// A header may claim a footer that is not there: then its ten bytes are audio.
 Result<std::uint64_t> endOfTag(const ByteSource& file, const Id3v2Tag& tag)
@@ -47,11 +40,11 @@ void syncsafe(ByteWriter& writer, std::uint64_t value)
 Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::size_t frameBytes)
 {
     Id3TagLayout layout;
-    std::uint64_t bytesRead = 0;
+    // A tag at the end stays, but one at the front hides it.
+    const auto& replaced = tags.countingTags();
+    if (!std::all_of(replaced.begin(), replaced.end(), [](const Id3v2Tag& tag) { return tag.complete(); }))
+        return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
     for (const Id3v2Tag& tag : tags.prependedTags) {
-        bytesRead += tag.header().bodySize;
-        if (bytesRead > TagSet::MaximumBytesRead || !canReplace(tag, tags.audioEnd))
-            return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
         MV_TRY(end, endOfTag(file, tag));
         layout.oldSize = end;
     }

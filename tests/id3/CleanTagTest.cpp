@@ -104,6 +104,26 @@ TEST(CleanTag, FramesWithoutTextHaveNone)
     EXPECT_THAT(linked.frames, ElementsAre("TIT2 -", "TIT2 -", "TIT2 -"));
 }
 
+TEST(CleanTag, TimedLyricsCountWhateverTheyHold)
+{
+    EXPECT_THAT(Linked(file3(id3Frame(3, "SYLT", ""))).frames, ElementsAre("SYLT -"));
+    EXPECT_THAT(Linked(file3(id3Frame(3, "SYLT", "secret", 0x40))).frames, ElementsAre("SYLT -")) << "encrypted";
+    EXPECT_THAT(Linked(id3Tag(2, id3Frame(2, "SLT", "")) + Audio).frames, ElementsAre("SYLT -"));
+}
+
+TEST(CleanTag, TheTimestampOfV24CountsThereOnly)
+{
+    std::string frames = id3Frame(3, "TYER", text("1999")) + id3Frame(3, "TDRC", text("2005"));
+    EXPECT_THAT(Linked(file3(frames)).frames, ElementsAre("TYER 1999"));
+    EXPECT_THAT(Linked(id3Tag(4, frames) + Audio).frames, ElementsAre("TYER 1999", "TYER 2005"));
+}
+
+TEST(CleanTag, FramesBehindAnOddNameCount)
+{
+    EXPECT_THAT(Linked(file3(id3Frame(3, "Date", text("2005")) + id3Frame(3, "TIT2", text("t")))).frames,
+        ElementsAre("TIT2 t"));
+}
+
 TEST(CleanTag, TagsInARowAddUpAndAnAppendedOneCountsAlone)
 {
     std::string one = id3Tag(3, id3Frame(3, "TIT2", text("one")));
