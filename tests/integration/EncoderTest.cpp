@@ -151,7 +151,7 @@ TEST_F(EncoderOverTheBus, TheSenderOfAJobsMessageIsTheEncoder)
                       .ok();
     };
     ASSERT_TRUE(startOnThread(m_client, input));
-    m_client.serveUntil([&] { return heard.ends > 0; }, 100'000);
+    m_client.serveUntil([&] { return heard.ends > 0; });
     EXPECT_EQ(heard.ends, 1);
     ASSERT_TRUE(attributes.has_value());
     EXPECT_EQ(*attributes->string("_InputFile"), input);
