@@ -4,7 +4,9 @@
 #include "Base/Core/Result.h"
 #include "platform/ffmpeg/FfmpegHeaders.h"
 
+#include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace mv {
 
