@@ -23,6 +23,14 @@ def digest(path):
     return hash_.hexdigest()
 
 
+def chosen(names, options):
+    """Those of the names that --only asks for."""
+    wanted = [name for name in names if options.only in name]
+    if not wanted:
+        raise SystemExit(f"--only {options.only}: there are {', '.join(names)}")
+    return wanted
+
+
 def litter(folder):
     return [name for name in os.listdir(folder) if name.startswith(".mivo")]
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What happens to files whose update is killed, runs out of room, meets failing calls or rivals, or shares blocks.
 
-run_faults.py --programs FOLDER [--short] [--kills N] [PART...]
+run_faults.py --programs FOLDER [--short] [--kills N] [--seed N] [--only TEXT] [PART...]
 
 Parts: kills, steps, calls, room, rights, turns, kinds, sharing; all of them without a name. Every part prints its counts; the exit
 status is 1 when a file was ever anything but its old or its new content.
@@ -20,7 +20,7 @@ import time
 
 import faultlib
 import sharing
-from faultlib import (Records, audio_hash, command, digest, fail, faulty_update, has_nameless_files, judge_faulty,
+from faultlib import (Records, audio_hash, chosen, command, digest, fail, faulty_update, has_nameless_files, judge_faulty,
                       litter, make, parts, update, updated_copy)
 
 NOBODY = 65534
@@ -79,6 +79,7 @@ def kills(folder, options):
     sizes = [(1, 2), (5, 1)] if options.short else [(1, 10), (5, 7), (50, 2), (200, 1)]
     kinds = ["end.m4a", "fast.m4a", "plain.mp3", "linked.mp3", "linked.m4a"]
     unit = options.kills / (len(kinds) * sum(weight for _, weight in sizes))
+    kinds = chosen(kinds, options)
     total = {}
     done = 0
     for megabytes, weight in sizes:
@@ -138,7 +139,7 @@ def steps(folder, options):
     """Kills updates before each system call that they make, also as on a file system without nameless files."""
     records = Records(folder)
     counts = []
-    for kind in ["plain.mp3", "end.m4a", "linked.mp3"]:
+    for kind in chosen(["plain.mp3", "end.m4a", "linked.mp3"], options):
         pristine = os.path.join(folder, kind)
         make(pristine, 1)
         counts += [steps_of(pristine, records.arguments(1), folder, named) for named in (False, True)]
@@ -157,7 +158,7 @@ def failing_calls(folder, options):
     records = Records(folder)
     arguments = records.arguments(1)
     counts = {"old": 0, "new": 0}
-    for kind in ["plain.mp3", "end.m4a", "linked.mp3"]:
+    for kind in chosen(["plain.mp3", "end.m4a", "linked.mp3"], options):
         place = os.path.join(folder, kind + "-calls")
         os.mkdir(place)
         pristine = os.path.join(folder, kind)
@@ -373,6 +374,8 @@ def main():
     parser.add_argument("--programs", required=True, help="folder of tag_updater and libfault_interposer.so")
     parser.add_argument("--short", action="store_true", help="small files, few rounds")
     parser.add_argument("--kills", type=int, help="how many (50 when short, else 1000)")
+    parser.add_argument("--only", default="", metavar="TEXT",
+                        help="of kills, steps and calls the kinds of files, of sharing the file systems with that name")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the random moments")
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What happens to files whose encoding, conversion or export is killed, runs out of room or meets a bad source.
 
-run_job_faults.py --programs FOLDER [--short] [--kills N] [PART...]
+run_job_faults.py --programs FOLDER [--short] [--kills N] [--seed N] [--only JOB] [PART...]
 
 FOLDER holds mivo and mivo-mediad. Parts: room, readonly, kills, cut, same; all of them without a name. Every part prints
 its counts; the exit status is 1 when a source was ever changed, a job reported success without its whole output, or an
@@ -17,7 +17,7 @@ import sys
 import tempfile
 import time
 
-from faultlib import audio_hash, digest, fail, failures, has_nameless_files
+from faultlib import audio_hash, chosen, digest, fail, failures, has_nameless_files
 
 SKIPPED = 77
 programs = None
@@ -47,15 +47,15 @@ class Job:
             fail(f"{name}: the source changed")
 
 
-def make_jobs(folder, seconds):
+def make_jobs(folder, seconds, options):
     sound, movie = os.path.join(folder, "sound.wav"), os.path.join(folder, "movie.mov")
     subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:a=0.3:seed=1",
                     "-ac", "2", sound], check=True)
     subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s=640x360:r=25:d={seconds}",
                     "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:seed=2", "-c:v", "libx264", "-preset", "ultrafast",
                     "-c:a", "aac", movie], check=True)
-    return [Job("encode", sound, "out.mp3", folder), Job("convert", sound, "out.m4a", folder),
-            Job("export", movie, "out.mp4", folder)]
+    rows = {"encode": (sound, "out.mp3"), "convert": (sound, "out.m4a"), "export": (movie, "out.mp4")}
+    return [Job(name, *rows[name], folder) for name in chosen(list(rows), options)]
 
 
 def expect_refused(name, job, result, output):
@@ -246,6 +246,7 @@ def main():
     parser.add_argument("--programs", required=True, help="folder of mivo and mivo-mediad")
     parser.add_argument("--short", action="store_true", help="short sources, few rounds")
     parser.add_argument("--kills", type=int, help="how many (15 when short, else 300)")
+    parser.add_argument("--only", default="", metavar="JOB", help="encode, convert or export alone")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the random moments")
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()
@@ -258,7 +259,7 @@ def main():
         print("skipped: ffmpeg or dbus-daemon is not installed")
         return SKIPPED
     with tempfile.TemporaryDirectory(prefix="mivo-faults-") as folder:
-        jobs = make_jobs(folder, 5 if options.short else 60)
+        jobs = make_jobs(folder, 5 if options.short else 60, options)
         for part in options.parts or PARTS:
             begin = time.monotonic()
             PARTS[part](folder, jobs, options)

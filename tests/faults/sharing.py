@@ -4,7 +4,7 @@ import os
 import shutil
 import subprocess
 
-from faultlib import Records, digest, fail, faulty_update, judge_faulty, litter, make, update, updated_copy
+from faultlib import Records, chosen, digest, fail, faulty_update, judge_faulty, litter, make, update, updated_copy
 
 ROOM_OF_UPDATE = 4 << 20  # a tag with its cover, and what a file system keeps for itself
 
@@ -71,7 +71,7 @@ def sharing(folder, options):
         return
     records = Records(folder)
     megabytes, rounds = (8, 2) if options.short else (100, 4)
-    for system in ("xfs", "btrfs"):
+    for system in chosen(["xfs", "btrfs"], options):
         mount = mounted_image(folder, system)
         if not mount:
             print(f"sharing: skipped {system}, which cannot be made or mounted here")

@@ -29,6 +29,15 @@ std::vector<std::string> corpusFiles(const std::string& folder)
     return names;
 }
 
+std::vector<std::string> corpusFiles(const std::string& folder, std::size_t part, std::size_t parts)
+{
+    std::vector<std::string> all = corpusFiles(folder);
+    std::vector<std::string> names;
+    for (std::size_t i = part; i < all.size(); i += parts)
+        names.push_back(all[i]);
+    return names;
+}
+
 std::vector<ExpectedRow> corpusExpectations()
 {
     std::vector<ExpectedRow> rows;

@@ -12,6 +12,8 @@ std::string corpusFolder();
 std::string corpusFile(const std::string& name);
 /// Every file of a corpus folder ("mp3"), sorted, as names relative to the corpus.
 std::vector<std::string> corpusFiles(const std::string& folder);
+/// One of so many parts of it, from 0 on, each about as large: what takes long is done in several cases.
+std::vector<std::string> corpusFiles(const std::string& folder, std::size_t part, std::size_t parts);
 
 struct ExpectedRow {
     std::string file; ///< relative to the corpus

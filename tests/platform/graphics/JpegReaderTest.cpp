@@ -10,42 +10,46 @@ namespace {
 
 using namespace test;
 
-struct QualityCase {
+struct Shrinking {
     int width, height, targetWidth, targetHeight;
-    JpegWish wish;
 };
 
 /// Odd sizes on purpose: a reduced raster stands for a fraction of a pixel more or less than it has.
-std::vector<QualityCase> qualityCases()
+constexpr Shrinking kShrinkings[] { { 641, 479, 100, 74 }, { 1001, 667, 100, 66 }, { 1601, 1199, 100, 75 },
+    { 1607, 1205, 100, 75 }, { 1999, 1501, 100, 75 }, { 2049, 1535, 130, 90 }, { 803, 603, 200, 150 },
+    { 599, 601, 200, 200 }, { 600, 600, 200, 200 }, { 600, 600, 100, 100 }, { 451, 449, 100, 100 },
+    { 333, 777, 42, 100 }, { 117, 93, 100, 79 }, { 61, 47, 100, 77 } };
+
+std::vector<JpegWish> wishes()
 {
-    std::vector<QualityCase> cases;
-    const int sizes[][4] { { 641, 479, 100, 74 }, { 1001, 667, 100, 66 }, { 1601, 1199, 100, 75 },
-        { 1607, 1205, 100, 75 }, { 1999, 1501, 100, 75 }, { 2049, 1535, 130, 90 }, { 803, 603, 200, 150 },
-        { 599, 601, 200, 200 }, { 600, 600, 200, 200 }, { 600, 600, 100, 100 }, { 451, 449, 100, 100 },
-        { 333, 777, 42, 100 }, { 117, 93, 100, 79 }, { 61, 47, 100, 77 } };
-    for (auto [width, height, targetWidth, targetHeight] : sizes) {
-        for (bool progressive : { false, true }) {
-            for (int sampling : { 1, 2 })
-                cases.push_back(
-                    { width, height, targetWidth, targetHeight, { .progressive = progressive, .sampling = sampling } });
-        }
-        cases.push_back({ width, height, targetWidth, targetHeight, { .gray = true } });
+    std::vector<JpegWish> all { { .gray = true } };
+    for (bool progressive : { false, true }) {
+        for (int sampling : { 1, 2 })
+            all.push_back({ .progressive = progressive, .sampling = sampling });
     }
-    return cases;
+    return all;
 }
 
-TEST(JpegReader, ReducedDecodingLooksLikeAFullOne)
+class ReducedJpeg : public testing::TestWithParam<Shrinking> { };
+
+TEST_P(ReducedJpeg, LooksLikeAFullOne)
 {
-    for (const QualityCase& row : qualityCases()) {
-        Bytes jpeg = makeJpeg(photo(row.width, row.height), row.wish);
+    auto [width, height, targetWidth, targetHeight] = GetParam();
+    for (const JpegWish& wish : wishes()) {
+        Bytes jpeg = makeJpeg(photo(width, height), wish);
         Bitmap full = decoded(jpeg);
-        auto thumbnail = repOf(jpeg)->scaledTo(row.targetWidth, row.targetHeight);
+        auto thumbnail = repOf(jpeg)->scaledTo(targetWidth, targetHeight);
         ASSERT_TRUE(thumbnail.ok());
-        EXPECT_GE(psnr(*thumbnail, referenceLanczos(full, row.targetWidth, row.targetHeight)), 42)
-            << row.width << "x" << row.height << " to " << row.targetWidth << "x" << row.targetHeight << " progressive "
-            << row.wish.progressive << " sampling " << row.wish.sampling << " gray " << row.wish.gray;
+        EXPECT_GE(psnr(*thumbnail, referenceLanczos(full, targetWidth, targetHeight)), 42)
+            << "progressive " << wish.progressive << " sampling " << wish.sampling << " gray " << wish.gray;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sizes, ReducedJpeg, testing::ValuesIn(kShrinkings), [](const auto& test) {
+    const Shrinking& row = test.param;
+    return std::to_string(row.width) + "x" + std::to_string(row.height) + "to" + std::to_string(row.targetWidth) + "x"
+        + std::to_string(row.targetHeight);
+});
 
 TEST(JpegReader, FullDecodingIsThePicture)
 {

@@ -153,43 +153,42 @@ TEST_F(MP3ParserTaggersTest, LamesTagsOfEveryKind)
     }
 }
 
-TEST_F(MP3ParserTaggersTest, LengthsOfLamesStreams)
+struct LameStream {
+    const char *duration, *options;
+    int seconds, bitrate, rate;
+};
+
+class LengthOfLamesStream : public MP3ParserTaggersTest, public testing::WithParamInterface<LameStream> { };
+
+// What id3lib's own measure gets wrong: short files, low rates, variable bit rates without a table, MPEG-2 with one.
+INSTANTIATE_TEST_SUITE_P(Streams, LengthOfLamesStream,
+    testing::Values(LameStream { "0.4", "-b 128", 0, 128, 44100 }, LameStream { "1.1", "-b 128", 1, 128, 44100 },
+        LameStream { "7.3", "-b 80 -t --resample 44.1", 7, 80, 44100 },
+        LameStream { "17.2", "-b 32 -t --resample 44.1", 17, 32, 44100 }, LameStream { "20.8", "-V 2", 21, -1, 44100 },
+        LameStream { "20.8", "-V 2 -t", 21, -1, 44100 },
+        LameStream { "20.3", "--abr 100 -t --resample 44.1", 20, -1, 44100 },
+        LameStream { "20.3", "-V 5 --resample 22.05", 20, -1, 22050 },
+        LameStream { "20.3", "-b 16 --resample 8 -m m", 20, 16, 8000 },
+        LameStream { "20.3", "--freeformat -b 400 -t", 20, 400, 44100 }));
+
+TEST_P(LengthOfLamesStream, IsThatOfItsSource)
 {
     NEEDS_PROGRAM("lame");
     NEEDS_PROGRAM("ffmpeg");
-    struct Row {
-        const char *duration, *options;
-        int seconds, bitrate, rate;
-    };
-    // What id3lib's own measure gets wrong: short files, low rates, variable bit rates without a table, MPEG-2 with
-    // one.
-    const Row rows[] = {
-        { "0.4", "-b 128", 0, 128, 44100 },
-        { "1.1", "-b 128", 1, 128, 44100 },
-        { "7.3", "-b 80 -t --resample 44.1", 7, 80, 44100 },
-        { "17.2", "-b 32 -t --resample 44.1", 17, 32, 44100 },
-        { "20.8", "-V 2", 21, -1, 44100 },
-        { "20.8", "-V 2 -t", 21, -1, 44100 },
-        { "20.3", "--abr 100 -t --resample 44.1", 20, -1, 44100 },
-        { "20.3", "-V 5 --resample 22.05", 20, -1, 22050 },
-        { "20.3", "-b 16 --resample 8 -m m", 20, 16, 8000 },
-        { "20.3", "--freeformat -b 400 -t", 20, 400, 44100 },
-    };
-    for (const Row& row : rows) {
-        std::string wave = m_scratch.file("a.wav");
-        std::string path = m_scratch.file("a.mp3");
-        // Quiet and loud parts, for bit rates that really vary.
-        ASSERT_EQ(
-            run(std::string("ffmpeg -v error -y -f lavfi -i 'aevalsrc=0.5*random(0)*gt(mod(t\\,2)\\,1)|0:s=44100:d=")
-                + row.duration + "' " + wave),
-            0);
-        ASSERT_EQ(run(std::string("lame --quiet ") + row.options + " " + wave + " " + path), 0);
-        Record record = describe(path);
-        EXPECT_EQ(record.integer(MediaDBMusicColumnPlayLength), row.seconds) << row.duration << row.options;
-        EXPECT_EQ(record.integer(MediaDBMusicColumnSamplerate), row.rate) << row.options;
-        int bitrate = *record.integer(MediaDBMusicColumnBitrate);
-        EXPECT_EQ(row.bitrate >= 0 ? bitrate : -1, row.bitrate) << row.options;
-    }
+    const LameStream& stream = GetParam();
+    std::string wave = m_scratch.file("a.wav");
+    std::string path = m_scratch.file("a.mp3");
+    // Quiet and loud parts, for bit rates that really vary.
+    ASSERT_EQ(run(std::string("ffmpeg -v error -y -f lavfi -i 'aevalsrc=0.5*random(0)*gt(mod(t\\,2)\\,1)|0:s=44100:d=")
+                  + stream.duration + "' " + wave),
+        0);
+    ASSERT_EQ(run(std::string("lame --quiet ") + stream.options + " " + wave + " " + path), 0);
+    Record record = describe(path);
+    SCOPED_TRACE(stream.options);
+    EXPECT_EQ(record.integer(MediaDBMusicColumnPlayLength), stream.seconds);
+    EXPECT_EQ(record.integer(MediaDBMusicColumnSamplerate), stream.rate);
+    int bitrate = *record.integer(MediaDBMusicColumnBitrate);
+    EXPECT_EQ(stream.bitrate >= 0 ? bitrate : -1, stream.bitrate);
 }
 
 TEST_F(MP3ParserTaggersTest, LayerTwoOfFfmpeg)

@@ -164,11 +164,11 @@ bool isEdited(const std::string& line)
     return false;
 }
 
-/// Copies of a corpus folder's files, in order.
-Lines copiesOf(const std::string& corpus, const test::ScratchFolder& folder, const std::string& extension)
+/// Copies of those files of the corpus, in order.
+Lines copiesOf(const Lines& names, const test::ScratchFolder& folder, const std::string& extension)
 {
     Lines copies;
-    for (const std::string& name : test::corpusFiles(corpus))
+    for (const std::string& name : names)
         copies.push_back(folder.copy(test::corpusFile(name), std::to_string(copies.size()) + extension));
     return copies;
 }
@@ -182,12 +182,18 @@ Bytes behindTags(const std::string& file)
     return *input->bytesAt(begin, static_cast<std::size_t>(input->size() - begin));
 }
 
-TEST(TagCorpusTest, EveryMP3FileTakesTheRecordAndKeepsTheRest)
+constexpr std::size_t kCorpusParts = 5;
+
+class TagCorpusTest : public testing::TestWithParam<std::size_t> { };
+
+INSTANTIATE_TEST_SUITE_P(Parts, TagCorpusTest, testing::Range(std::size_t { 0 }, kCorpusParts));
+
+TEST_P(TagCorpusTest, EveryMP3FileTakesTheRecordAndKeepsTheRest)
 {
     MV_NEEDS_CORPUS();
-    Lines names = test::corpusFiles("mp3");
+    Lines names = test::corpusFiles("mp3", GetParam(), kCorpusParts);
     test::ScratchFolder folder;
-    Lines files = copiesOf("mp3", folder, ".mp3");
+    Lines files = copiesOf(names, folder, ".mp3");
     auto before = test::mutagenLinesOfAll("id3", files);
     Lines left;
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -216,12 +222,12 @@ TEST(TagCorpusTest, EveryMP3FileTakesTheRecordAndKeepsTheRest)
     }
 }
 
-TEST(TagCorpusTest, EveryMP4FileTakesTheRecordAndKeepsTheRest)
+TEST_P(TagCorpusTest, EveryMP4FileTakesTheRecordAndKeepsTheRest)
 {
     MV_NEEDS_CORPUS();
-    Lines names = test::corpusFiles("mp4");
+    Lines names = test::corpusFiles("mp4", GetParam(), kCorpusParts);
     test::ScratchFolder folder;
-    Lines files = copiesOf("mp4", folder, ".m4a");
+    Lines files = copiesOf(names, folder, ".m4a");
     auto before = test::mutagenLinesOfAll("mp4", files);
     Lines left;
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <gmock/gmock.h>
+#include <regex>
 
 using namespace mv;
 using namespace mv::test;
@@ -102,42 +103,51 @@ TEST_F(MP3Encoding, SameBytesAsLame)
     }
 }
 
+struct Source {
+    const char* name;
+    const char* codec;
+    const char* depth; ///< that lame is given
+};
+
+void PrintTo(const Source& source, std::ostream* out) { *out << source.name; }
+
+class MP3EncodingOf : public MP3Encoding, public testing::WithParamInterface<Source> { };
+
+INSTANTIATE_TEST_SUITE_P(Sources, MP3EncodingOf,
+    testing::Values(Source { "deep.wav", "pcm_s24le", "pcm_s24le" }, Source { "float.wav", "pcm_f32le", "pcm_s32le" },
+        Source { "deep.flac", "flac", "pcm_s24le" }, Source { "lossless.m4a", "alac", "pcm_s24le" },
+        Source { "lossy.m4a", "aac -b:a 256k -movie_timescale 44100", "pcm_s16le" },
+        Source { "lossy.mp3", "libmp3lame -b:a 320k", "pcm_s16le" },
+        Source { "lossy.ogg", "libvorbis -q:a 8", "pcm_s16le" }),
+    [](const auto& test) { return std::regex_replace(test.param.name, std::regex("\\."), "_"); });
+
 // Whatever the source is, what is heard is as close to the original as what lame makes of the same source. (It reads
 // WAV and MP3 itself and is handed the rest by ffmpeg.)
-TEST_F(MP3Encoding, AsCloseToTheOriginalAsLame)
+TEST_P(MP3EncodingOf, IsAsCloseToTheOriginalAsLame)
 {
+    const Source& source = GetParam();
     std::string original = scratch.file("original.wav");
     std::string piped = scratch.file("piped.wav");
     std::string ours = scratch.file("ours.mp3");
     std::string theirs = scratch.file("theirs.mp3");
+    input = scratch.file(source.name);
     ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s24le") + test::quoted(original)), 0);
+    ASSERT_EQ(
+        run("ffmpeg -v error -y -i " + test::quoted(original) + " -c:a " + source.codec + " " + test::quoted(input)),
+        0);
+    ASSERT_EQ(
+        run("ffmpeg -v error -y -i " + test::quoted(input) + " -c:a " + source.depth + " " + test::quoted(piped)), 0);
+    ASSERT_EQ(run("lame --quiet -b 192 -m s -q 5 " + test::quoted(piped) + " " + test::quoted(theirs)), 0);
+    ASSERT_TRUE(encode(input, ours, { { MVAudioEncoderExactConversionAttribute, true } }));
     auto wanted = decoded(original, 2);
-    struct Row {
-        const char* name;
-        const char* codec;
-        const char* depth; ///< that lame is given
-    };
-    const Row rows[] { { "deep.wav", "pcm_s24le", "pcm_s24le" }, { "float.wav", "pcm_f32le", "pcm_s32le" },
-        { "deep.flac", "flac", "pcm_s24le" }, { "lossless.m4a", "alac", "pcm_s24le" },
-        { "lossy.m4a", "aac -b:a 256k -movie_timescale 44100", "pcm_s16le" },
-        { "lossy.mp3", "libmp3lame -b:a 320k", "pcm_s16le" }, { "lossy.ogg", "libvorbis -q:a 8", "pcm_s16le" } };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        input = scratch.file(row.name);
-        ASSERT_EQ(
-            run("ffmpeg -v error -y -i " + test::quoted(original) + " -c:a " + row.codec + " " + test::quoted(input)),
-            0);
-        ASSERT_EQ(
-            run("ffmpeg -v error -y -i " + test::quoted(input) + " -c:a " + row.depth + " " + test::quoted(piped)), 0);
-        ASSERT_EQ(run("lame --quiet -b 192 -m s -q 5 " + test::quoted(piped) + " " + test::quoted(theirs)), 0);
-        ASSERT_TRUE(encode(input, ours, { { MVAudioEncoderExactConversionAttribute, true } }));
-        for (std::size_t side : { 0u, 1u }) {
-            double here = signalToNoise(wanted[side], decoded(ours, 2)[side]);
-            double there = signalToNoise(wanted[side], decoded(theirs, 2)[side]);
-            RecordProperty(std::string(row.name) + (side ? " right" : " left"), std::to_string(here - there));
-            EXPECT_GT(here, 20);
-            EXPECT_NEAR(here, there, 0.05);
-        }
+    auto heard = decoded(ours, 2);
+    auto heardThere = decoded(theirs, 2);
+    for (std::size_t side : { 0u, 1u }) {
+        double here = signalToNoise(wanted[side], heard[side]);
+        double there = signalToNoise(wanted[side], heardThere[side]);
+        RecordProperty(side ? "right" : "left", std::to_string(here - there));
+        EXPECT_GT(here, 20);
+        EXPECT_NEAR(here, there, 0.05);
     }
 }
 
