@@ -13,8 +13,12 @@ build: setup
 	@cmake --preset $(PRESET) >/dev/null
 	@cmake --build --preset $(PRESET)
 
-# Installs what is missing, builds, starts the service on a private bus, describes sample files, shows the records.
-demo: build
+# Installs what is missing, builds what it runs and no test, starts the service on a private bus, describes sample files,
+# shows the records.
+demo:
+	@scripts/setup build demo
+	@cmake --preset $(PRESET) >/dev/null
+	@cmake --build --preset $(PRESET) --target mivo mivo-mediad mivo-ffmpeg
 	@scripts/demo
 
 # Installs what is missing, builds, runs every test.
