@@ -1,27 +1,27 @@
 #!/usr/bin/env python3
 """A thousand phone photos as one batch through the service.
 
-Usage: bench/graphics/photos.py BUILD_FOLDER [COUNT]
+Usage: bench/graphics/photos.py BUILD_FOLDER PICTURES [COUNT]
 
-Makes 25 photos of 12 megapixels with EXIF out of pictures of the corpus (other cut-outs, mirrored, brighter and darker,
-sharpened to what a phone's camera writes, a date of their own), gives each COUNT / 25 names, and describes all of
-them, thumbnails included, with one client that waits for each answer. libvips and gdk-pixbuf only make the thumbnails.
+Makes 25 photos of 12 megapixels with EXIF out of those in the corpus's folder PICTURES (other cut-outs, mirrored,
+brighter and darker, sharpened to what a phone's camera writes, a date of their own), gives each COUNT / 25 names, and
+describes all of them, thumbnails included, with one client that waits for each answer. libvips and gdk-pixbuf only make
+the thumbnails.
 """
 import os
 import subprocess
 import sys
 import time
 
-CORPUS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../shared/corpus/image")
 SOURCES = ["42_IndexError.jpg", "Landscape_6.jpg", "london.jpg", "tokyo.jpg", "no_exif.jpg"]
 DISTINCT = 25
 
 
-def make_photo(folder, number):
+def make_photo(folder, pictures, number):
     path = os.path.join(folder, f"photo-{number:02}.jpg")
     if os.path.exists(path):
         return path
-    source = os.path.join(CORPUS, SOURCES[number % len(SOURCES)])
+    source = os.path.join(pictures, SOURCES[number % len(SOURCES)])
     turn = number // len(SOURCES)
     change = [[], ["-flop"], ["-flip"], ["-gravity", "center", "-crop", "70%x70%+0+0", "+repage"], ["-modulate", "80"]][turn]
     subprocess.run(["convert", source, "-strip", *change, "-resize", "4032x3024^", "-gravity", "center", "-extent", "4032x3024",
@@ -32,9 +32,9 @@ def make_photo(folder, number):
     return path
 
 
-def make_batch(folder, count):
+def make_batch(folder, pictures, count):
     os.makedirs(folder, exist_ok=True)
-    photos = [make_photo(folder, number) for number in range(DISTINCT)]
+    photos = [make_photo(folder, pictures, number) for number in range(DISTINCT)]
     names = os.path.join(folder, "batch")
     os.makedirs(names, exist_ok=True)
     paths = []
@@ -47,9 +47,9 @@ def make_batch(folder, count):
 
 
 def main():
-    build = sys.argv[1] if len(sys.argv) > 1 else "build"
-    count = int(sys.argv[2]) if len(sys.argv) > 2 else 1000
-    photos, paths = make_batch(os.path.join(build, "bench-photos"), count)
+    build, pictures = sys.argv[1:3]
+    count = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
+    photos, paths = make_batch(os.path.join(build, "bench-photos"), pictures, count)
     megabytes = sum(os.path.getsize(path) for path in photos) / len(photos) / 1e6
     print(time.strftime("%Y-%m-%d"), f"{count} photos of 12 megapixels, {megabytes:.1f} MB each", flush=True)
     subprocess.run([os.path.join(build, "bin", "bench_pictures_through_bus"), "--batch", *paths], stderr=subprocess.DEVNULL, check=True)

@@ -3,18 +3,21 @@
 
 Usage: bench/graphics/thumbnails.py BUILD_FOLDER [PHOTO]
 
-The pictures are made once from PHOTO (a large JPEG; by default one of the corpus) into BUILD_FOLDER/bench-pictures. Libraries
+The pictures are made once from PHOTO (a large JPEG; without one they are made up) into BUILD_FOLDER/bench-pictures. Libraries
 (this one, libvips, gdk-pixbuf, libjpeg alone) are measured in one process, each picture many times, best time; programs
 (vipsthumbnail, ImageMagick, GraphicsMagick, ffmpeg) with their start, best of three. Ratios are peer / ours.
 """
 import os
 import resource
+import shutil
 import subprocess
 import sys
+import tempfile
 import time
 
 SIDES = (100, 200)
-PHOTO = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../shared/corpus/image/42_IndexError.jpg")
+# Where there is no photo: clouds and grain, always the same.
+MADE_UP = ["-seed", "7", "-size", "4000x3000", "plasma:tan-steelblue", "-attenuate", "0.3", "+noise", "Gaussian", "-quality", "95"]
 
 # Name, then the arguments of ImageMagick that make it out of the photo.
 PICTURES = [
@@ -31,27 +34,31 @@ PICTURES = [
 ]
 
 PROGRAMS = {
-    "vipsthumbnail": lambda path, side: ["vipsthumbnail", path, "-s", f"{side}x{side}", "--no-rotate", "-o", "/tmp/mivo-bench.tif"],
-    "ImageMagick": lambda path, side: ["convert", "-define", f"jpeg:size={2 * side}x{2 * side}", path, "-thumbnail",
-                                       f"{side}x{side}", "/tmp/mivo-bench.tif"],
-    "GraphicsMagick": lambda path, side: ["gm", "convert", "-size", f"{2 * side}x{2 * side}", path, "-thumbnail",
-                                          f"{side}x{side}", "/tmp/mivo-bench.tif"],
-    "ffmpeg": lambda path, side: ["ffmpeg", "-v", "error", "-y", "-threads", "1", "-i", path, "-frames:v", "1", "-vf",
-                                  f"scale={side}:{side}:force_original_aspect_ratio=decrease:flags=lanczos", "/tmp/mivo-bench.tif"],
+    "vipsthumbnail": lambda path, side, out: ["vipsthumbnail", path, "-s", f"{side}x{side}", "--no-rotate", "-o", out],
+    "ImageMagick": lambda path, side, out: ["convert", "-define", f"jpeg:size={2 * side}x{2 * side}", path, "-thumbnail",
+                                            f"{side}x{side}", out],
+    "GraphicsMagick": lambda path, side, out: ["gm", "convert", "-size", f"{2 * side}x{2 * side}", path, "-thumbnail",
+                                               f"{side}x{side}", out],
+    "ffmpeg": lambda path, side, out: ["ffmpeg", "-v", "error", "-y", "-threads", "1", "-i", path, "-frames:v", "1", "-vf",
+                                       f"scale={side}:{side}:force_original_aspect_ratio=decrease:flags=lanczos", out],
 }
 
 
 def make_pictures(folder, photo):
     os.makedirs(folder, exist_ok=True)
+    if not photo:
+        photo = os.path.join(folder, "made-up.jpg")
+        if not os.path.exists(photo):
+            subprocess.run(["convert", *MADE_UP, photo], check=True)
     paths = []
     for name, arguments in PICTURES:
         path = os.path.join(folder, name)
         if not os.path.exists(path):
             target = f"BMP3:{path}" if name.endswith(".bmp") else path
-            if name.endswith(".heic"):
+            if name.endswith(".heic") and shutil.which("heif-enc"):
                 subprocess.run(["heif-enc", "-q", "60", os.path.join(folder, "12mp.jpg"), "-o", path],
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
-            else:
+            elif not name.endswith(".heic"):
                 subprocess.run(["convert", photo, "-strip", *arguments, target], check=True)
         if os.path.exists(path):
             paths.append(path)
@@ -89,8 +96,13 @@ def cell(measured, ours):
 
 
 def main():
+    with tempfile.TemporaryDirectory() as folder:
+        measure(os.path.join(folder, "thumbnail.tif"))
+
+
+def measure(out):
     build = sys.argv[1] if len(sys.argv) > 1 else "build"
-    photo = sys.argv[2] if len(sys.argv) > 2 else PHOTO
+    photo = sys.argv[2] if len(sys.argv) > 2 else None
     bench = os.path.join(build, "bin", "bench_thumbnails")
     paths = make_pictures(os.path.join(build, "bench-pictures"), photo)
     libraries = ["vips", "gdk", "jpeg8"]
@@ -104,7 +116,7 @@ def main():
                 print(f"| {os.path.basename(path)} | failed |")
                 continue
             row = [cell(in_process(bench, peer, side, path), ours) for peer in libraries]
-            row += [cell(as_program(command(path, side)), ours) for command in PROGRAMS.values()]
+            row += [cell(as_program(command(path, side, out)), ours) for command in PROGRAMS.values()]
             print(f"| {os.path.basename(path)} | {ours[0]:.1f} | {ours[1]} | " + " | ".join(row) + " |", flush=True)
 
 
