@@ -257,7 +257,7 @@ private:
 
     const ByteSource& m_source;
     TagSet m_tags;
-    std::size_t m_readLeft = TagSet::MaximumBytesRead;
+    std::size_t m_readLeft = MaximumTagBytes;
     std::size_t m_unpackLeft = TagSet::MaximumBytesUnpacked;
 };
 

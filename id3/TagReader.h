@@ -2,6 +2,7 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
+#include "Base/Media/TagLimits.h"
 #include "id3/ByteSource.h"
 #include "id3/Id3v1Tag.h"
 #include "id3/Id3v2Tag.h"
@@ -17,10 +18,7 @@ namespace mv {
 /// APE tag, then audio. From the end: an ID3v1 tag, before it Lyrics3 and APE tags in any order, before them ID3v2 tags
 /// that end in a footer. A tag that claims more than the file has ends with its last whole frame.
 struct TagSet {
-    /// What is read of all tags together. Covers have grown to tens of megabytes; a tag can claim 256. A picture is
-    /// held twice, which keeps one file's description below 256 MiB.
-    static constexpr std::size_t MaximumBytesRead = std::size_t { 48 } << 20;
-    /// What all frames together may take beside it, once unpacked.
+    /// What all frames together may take once unpacked, beside the MaximumTagBytes that are read of all tags.
     static constexpr std::size_t MaximumBytesUnpacked = std::size_t { 32 } << 20;
 
     std::vector<Id3v2Tag> prependedTags; ///< in file order

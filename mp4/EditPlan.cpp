@@ -251,7 +251,7 @@ Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
         return Error { Error::Kind::Limit, "too many metadata items" };
     MV_TRY(editor, MoovEditor::load(reader, layout.movie));
     editor.setItems(items);
-    if (editor.listSize() > MaxMetadataBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
+    if (editor.listSize() > MaximumTagBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
         return Error { Error::Kind::Limit, "metadata too large" };
     if (anyChunkInside(editor.bytes(), layout.movie.offset, layout.movie.end()))
         return Error { Error::Kind::Unsupported, "media inside the movie box" };

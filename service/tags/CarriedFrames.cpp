@@ -12,8 +12,6 @@ namespace mv {
 
 namespace {
 
-constexpr std::size_t FrameHeaderSize = 10;
-
 Bytes copyOf(ByteView bytes) { return { bytes.begin(), bytes.end() }; }
 
 /// A comment's description is empty: nothing, or a byte order mark alone, before its terminator.

@@ -1,20 +1,18 @@
 #include "service/tags/Id3FrameList.h"
 
 #include "Base/Core/ByteReader.h"
+#include "Base/Media/TagLimits.h"
 #include "id3/EncodedText.h"
 #include "id3/FrameNames.h"
 #include "service/tags/CarriedFrames.h"
 #include "service/tags/InvolvedPeople.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace mv {
 
 namespace {
-
-constexpr std::size_t FrameHeaderSize = 10;
-// The size field of a tag has 28 bits; the room between is for padding.
-constexpr std::size_t MaxTagBytes = (std::size_t { 1 } << 28) - (std::size_t { 1 } << 20);
 
 bool contains(std::span<const std::string_view> ids, std::string_view id)
 {
@@ -123,14 +121,19 @@ void Id3FrameList::removePlainComments()
     std::erase_if(m_frames, [](const Id3Frame& frame) { return frame.isPlainComment; });
 }
 
+std::size_t Id3FrameList::sizeWithout(std::span<const std::string_view> ids) const
+{
+    return std::accumulate(
+        m_frames.begin(), m_frames.end(), std::size_t { 0 }, [&](std::size_t sum, const Id3Frame& frame) {
+            return contains(ids, kindOf(frame)) ? sum : sum + frame.size();
+        });
+}
+
 Result<Bytes> Id3FrameList::rendered() const
 {
-    std::size_t total = 0;
-    for (const Id3Frame& frame : m_frames) {
-        total += FrameHeaderSize + frame.content.size();
-        if (total > MaxTagBytes)
-            return Error { Error::Kind::Limit, "the tag would be larger than an ID3v2 tag can be" };
-    }
+    std::size_t total = sizeWithout({});
+    if (total > MaximumTagBytes)
+        return Error { Error::Kind::Limit, "the tag would be larger than tags are read" };
     Bytes bytes;
     bytes.reserve(total);
     ByteWriter writer(bytes);

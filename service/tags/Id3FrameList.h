@@ -27,7 +27,9 @@ public:
     /// Behind the others, but before those whose names are none.
     void add(Id3Frame frame);
 
-    /// Frames one behind the other, without tag header and padding. Fails with Limit above what a tag can hold.
+    /// Bytes of the frames, headers included, but for those that `remove` would take away.
+    std::size_t sizeWithout(std::span<const std::string_view> ids) const;
+    /// Frames one behind the other, without tag header and padding. Fails with Limit above MaximumTagBytes.
     Result<Bytes> rendered() const;
 
 private:

@@ -1,6 +1,7 @@
 #include "service/tags/Id3TagEdit.h"
 
 #include "Base/Media/MediaDB.h"
+#include "Base/Media/TagLimits.h"
 #include "service/tags/NewId3Frames.h"
 #include "service/tags/ValueOfRecord.h"
 
@@ -87,20 +88,28 @@ void Id3TagEdit::addPicture(const Record& record)
 {
     const Value* value = record.find(MediaDBMusicColumnAlbumArt);
     if (value && value->isNull())
-        m_changes.push_back({ .removed = Pictures });
+        m_picture.removed = Pictures;
     else if (value && value->data())
-        m_changes.push_back({ .removed = Pictures, .added = newPictureFrame(*value->data()) });
+        m_picture = { .removed = Pictures, .added = newPictureFrame(*value->data()) };
 }
 
-void Id3TagEdit::apply(Id3FrameList& frames) const
+bool Id3TagEdit::apply(Id3FrameList& frames) const
 {
-    for (const Change& change : m_changes) {
-        frames.remove(change.removed);
-        if (change.plainCommentsToo)
-            frames.removePlainComments();
-        if (change.added)
-            frames.add(*change.added);
-    }
+    for (const Change& change : m_changes)
+        apply(change, frames);
+    if (m_picture.added && frames.sizeWithout(Pictures) + m_picture.added->size() > MaximumTagBytes)
+        return false;
+    apply(m_picture, frames);
+    return true;
+}
+
+void Id3TagEdit::apply(const Change& change, Id3FrameList& frames)
+{
+    frames.remove(change.removed);
+    if (change.plainCommentsToo)
+        frames.removePlainComments();
+    if (change.added)
+        frames.add(*change.added);
 }
 
 } // namespace mv

@@ -18,7 +18,9 @@ public:
     /// Raises NSInvalidArgumentException for a text, genre or track value of a kind that has none.
     explicit Id3TagEdit(const Record& record);
 
-    void apply(Id3FrameList& frames) const;
+    /// False when the picture was left out, the present ones staying, because the tag would be larger than
+    /// MaximumTagBytes with it.
+    bool apply(Id3FrameList& frames) const;
 
 private:
     struct Change {
@@ -34,7 +36,10 @@ private:
     void addTrack(const Record& record);
     void addPicture(const Record& record);
 
+    static void apply(const Change& change, Id3FrameList& frames);
+
     std::vector<Change> m_changes;
+    Change m_picture;
 };
 
 } // namespace mv

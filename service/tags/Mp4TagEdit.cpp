@@ -78,7 +78,7 @@ Mp4TagEdit::Mp4TagEdit(const Record& record)
         m_artwork = jpegOf(*picture->data());
 }
 
-void Mp4TagEdit::apply(MP4Tags& tags) const
+void Mp4TagEdit::applyTexts(MP4Tags& tags) const
 {
     for (const TextChange& change : m_texts)
         change.set(tags, change.text);
@@ -88,7 +88,6 @@ void Mp4TagEdit::apply(MP4Tags& tags) const
         MP4TagsSetTrack(tags, renumbered(tags.track, *m_track));
     if (m_disc)
         MP4TagsSetDisk(tags, renumbered(tags.disk, *m_disc));
-    applyArtwork(tags);
 }
 
 /// Deliberate: a record without a picture deletes the first cover, one with a picture that is none leaves it.

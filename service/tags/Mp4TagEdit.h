@@ -12,15 +12,17 @@ public:
     /// Raises NSInvalidArgumentException for a text, track or disc value of a kind that has none.
     explicit Mp4TagEdit(const Record& record);
 
-    void apply(MP4Tags& tags) const;
+    /// Everything but the picture.
+    void applyTexts(MP4Tags& tags) const;
+    void applyArtwork(MP4Tags& tags) const;
+    /// True when the record has a picture to store.
+    bool hasArtwork() const { return m_artwork.has_value(); }
 
 private:
     struct TextChange {
         void (*set)(MP4Tags&, TagText);
         std::string_view text; ///< of the record
     };
-
-    void applyArtwork(MP4Tags& tags) const;
 
     std::vector<TextChange> m_texts;
     std::optional<std::uint16_t> m_track;

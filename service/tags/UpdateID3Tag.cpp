@@ -6,6 +6,7 @@
 #include "service/tags/Id3TagEdit.h"
 #include "service/tags/Id3TagLayout.h"
 #include "service/tags/MovieBehindTag.h"
+#include "service/tags/PictureLeftOut.h"
 #include "service/tags/ValueOfRecord.h"
 
 namespace mv {
@@ -25,7 +26,7 @@ public:
         FileSource source(current);
         MV_TRY(tags, readTags(source));
         m_frames = Id3FrameList::carriedFrom(tags);
-        m_edit.apply(m_frames);
+        m_hasPictureLeftOut = !m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
         MV_TRY(layout, layOutTag(source, tags, frames.size()));
         m_movie = MovieSummary::of(current);
@@ -46,9 +47,12 @@ public:
         return {};
     }
 
+    bool hasPictureLeftOut() const { return m_hasPictureLeftOut; }
+
 private:
     const Id3TagEdit& m_edit;
     Id3FrameList m_frames;
+    bool m_hasPictureLeftOut = false;
     std::optional<MovieSummary> m_movie;
 };
 
@@ -65,6 +69,8 @@ bool UpdateID3Tag::updateTagWithDictionary(const Path& path, const Record& recor
     (void)FileReplacement::perform(
         file, [&](const InputFile& current) { return rewriting.plan(current); },
         [&](const InputFile& made) { return rewriting.check(made); });
+    if (rewriting.hasPictureLeftOut())
+        logPictureLeftOut(file);
     return true;
 }
 

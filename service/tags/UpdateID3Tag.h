@@ -18,7 +18,8 @@ public:
     std::optional<Record> podcastInfo(const Path& path) override;
 
     /// False when there is no path or no such file; else true, whether or not the tag could be written: why not is
-    /// in the log, and the file is then as it was. Raises NSInvalidArgumentException for values of a wrong kind.
+    /// in the log, and the file is then as it was. A picture with which the tag would be larger than MaximumTagBytes is
+    /// left out, with a log line. Raises NSInvalidArgumentException for values of a wrong kind.
     bool updateTagWithDictionary(const Path& path, const Record& record) override;
 };
 

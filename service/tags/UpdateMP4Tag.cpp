@@ -6,6 +6,7 @@
 #include "mp4/mp4.h"
 #include "platform/system/FileReplacement.h"
 #include "service/tags/Mp4TagEdit.h"
+#include "service/tags/PictureLeftOut.h"
 #include "service/tags/ValueOfRecord.h"
 
 namespace mv {
@@ -29,13 +30,11 @@ public:
     Result<std::optional<FileContent>> plan(const InputFile& current)
     {
         MV_TRY(file, Mp4File::open(StructureReader::borrowing(current)));
-        MP4Tags tags = MP4TagsAlloc();
-        MP4TagsFetch(tags, file);
-        m_edit.apply(tags);
-        m_items = itemsWithTags(file.items(), tags);
         m_tracks = file.facts().tracks.size();
         m_duration = file.facts().duration;
-        MV_TRY(plan, planEdit(file.reader(), m_items));
+        auto wholePlan = planWith(file, true);
+        m_hasPictureLeftOut = !wholePlan.ok() && wholePlan.error().kind == Error::Kind::Limit && m_edit.hasArtwork();
+        MV_TRY(plan, m_hasPictureLeftOut ? planWith(file, false) : std::move(wholePlan));
         if (plan.layout == EditPlan::Layout::Unchanged)
             return std::optional<FileContent> {};
         return std::optional<FileContent> { std::move(plan.content) };
@@ -51,11 +50,25 @@ public:
         return {};
     }
 
+    bool hasPictureLeftOut() const { return m_hasPictureLeftOut; }
+
 private:
+    Result<EditPlan> planWith(Mp4File& file, bool artwork)
+    {
+        MP4Tags tags = MP4TagsAlloc();
+        MP4TagsFetch(tags, file);
+        m_edit.applyTexts(tags);
+        if (artwork)
+            m_edit.applyArtwork(tags);
+        m_items = itemsWithTags(file.items(), tags);
+        return planEdit(file.reader(), m_items);
+    }
+
     const Mp4TagEdit& m_edit;
     MP4ItmfItemList m_items;
     std::size_t m_tracks = 0;
     std::uint64_t m_duration = 0;
+    bool m_hasPictureLeftOut = false;
 };
 
 /// The value as text up to the first zero byte; nothing when it is not UTF-8.
@@ -80,6 +93,8 @@ bool UpdateMP4Tag::updateTagWithDictionary(const Path& path, const Record& recor
     (void)FileReplacement::perform(
         target, [&](const InputFile& current) { return rewriting.plan(current); },
         [&](const InputFile& made) { return rewriting.check(made); });
+    if (rewriting.hasPictureLeftOut())
+        logPictureLeftOut(target);
     return true;
 }
 

@@ -13,7 +13,8 @@ public:
 
     /// True when the file could be opened for modification; whether the tags could be stored then only the log says,
     /// and a file whose tags could not is as it was. Fields that the record does not have stay, but the cover:
-    /// a record without one deletes it. Raises NSInvalidArgumentException for values of a wrong kind.
+    /// a record without one deletes it, and one that is too large for the format's readers is left
+    /// out, with a log line. Raises NSInvalidArgumentException for values of a wrong kind.
     bool updateTagWithDictionary(const Path& path, const Record& record) override;
 };
 

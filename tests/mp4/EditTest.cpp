@@ -215,7 +215,7 @@ TEST(Edit, AListThatCouldNotBeReadAgainIsRefused)
     Bytes source = makeMp4(namedSpec()).bytes;
     StructureReader reader { ByteView(source) };
     MP4Tags tags;
-    MP4TagsAddArtwork(tags, { Bytes(MaxMetadataBytes), MP4_ART_JPEG });
+    MP4TagsAddArtwork(tags, { Bytes(MaximumTagBytes), MP4_ART_JPEG });
     auto plan = planEdit(reader, itemsWithTags({}, tags));
     ASSERT_FALSE(plan.ok());
     EXPECT_EQ(plan.error().kind, Error::Kind::Limit);

@@ -8,12 +8,18 @@
 #include <iterator>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace mv::test {
 
 ScratchFolder::ScratchFolder()
+    : ScratchFolder(std::filesystem::temp_directory_path().string())
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "mivo-test-XXXXXX").string();
+}
+
+ScratchFolder::ScratchFolder(const std::string& parent)
+{
+    std::string pattern = parent + "/mivo-test-XXXXXX";
     if (!mkdtemp(pattern.data()))
         throw std::runtime_error("no scratch folder");
     m_path = pattern;
@@ -46,6 +52,12 @@ std::string ScratchFolder::copy(const std::string& from, const std::string& name
     std::filesystem::copy_file(from, file(name), std::filesystem::copy_options::overwrite_existing);
     std::filesystem::permissions(file(name), std::filesystem::perms::owner_write, std::filesystem::perm_options::add);
     return file(name);
+}
+
+std::string memoryFolder()
+{
+    const char* shared = "/dev/shm";
+    return access(shared, W_OK) == 0 ? shared : std::filesystem::temp_directory_path().string();
 }
 
 Bytes readFile(const std::string& path)

@@ -10,6 +10,8 @@ namespace mv::test {
 class ScratchFolder {
 public:
     ScratchFolder();
+    /// In a folder of another file system.
+    explicit ScratchFolder(const std::string& parent);
     ~ScratchFolder();
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -25,6 +27,9 @@ public:
 private:
     std::string m_path;
 };
+
+/// A folder whose files are kept in memory, for large ones; the usual one where there is none.
+std::string memoryFolder();
 
 Bytes readFile(const std::string& path);
 

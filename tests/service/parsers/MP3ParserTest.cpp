@@ -303,6 +303,35 @@ TEST_F(MP3ParserTest, PathsOfAnyBytes)
     }
 }
 
+TEST_F(MP3ParserTest, TheLargestCoverThatCanBeStoredIsShown)
+{
+    constexpr std::size_t LargestArray = std::size_t { 64 } << 20; // of the bus
+    Bytes bytes = readFile(MIVO_SOURCE_DIR "/tests/data/tags/red.jpg");
+    std::string picture(charsOf(bytes));
+    picture.resize(LargestArray);
+    Record record = recordOf(frame3("TIT2", "Title") + id3Frame(3, "APIC", zeroed("\0image/jpeg\0\3\0") + picture));
+    EXPECT_EQ(*record.string(MediaDBMusicColumnTitle), "Title");
+    EXPECT_TRUE(record.contains(MediaDBMusicColumnAlbumArt));
+}
+
+TEST_F(MP3ParserTest, AFrameWithAnOddNameHidesNoOther)
+{
+    EXPECT_EQ(stringOf(frame3("Date", "2005") + frame3("TIT2", "Title"), MediaDBMusicColumnTitle), "Title");
+}
+
+TEST_F(MP3ParserTest, TimedLyricsWithoutABodyAreLyrics)
+{
+    EXPECT_EQ(recordOf(id3Frame(3, "SYLT", "")).boolean(MediaDBMusicColumnHasLyrics), true);
+    EXPECT_FALSE(recordOf(id3Frame(3, "USLT", "")).contains(MediaDBMusicColumnHasLyrics));
+}
+
+TEST_F(MP3ParserTest, TheTimestampOfV24IsNoFrameOfV23)
+{
+    std::string frames = frame3("TYER", "1999") + frame3("TDRC", "2005-03-21");
+    EXPECT_EQ(stringOf(frames, MediaDBMusicColumnDateReleased), "1999");
+    EXPECT_EQ(stringOf(frame3("TDRC", "2005-03-21"), MediaDBMusicColumnDateReleased), "(absent)");
+}
+
 TEST_F(MP3ParserTest, TagThatClaims256Megabytes)
 {
     auto record = buildOf("ID3" + zeroed("\3\0\0") + "\x7F\x7F\x7F\x7F" + frame3("TIT2", "Title") + mpegFrames(77));

@@ -3,6 +3,8 @@
 
 #include "Base/Core/NSException.h"
 #include "Base/Core/Text.h"
+#include "Base/Media/TagLimits.h"
+#include "id3/TagReader.h"
 #include "tests/support/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -149,6 +151,50 @@ TEST_F(UpdateID3TagTest, APictureIsStoredAsItIs)
     std::string path = m_folder.file("song.mp3");
     EXPECT_EQ(test::outputOf("ffmpeg -v error -i " + test::quoted(path) + " -map 0:v -c copy -f image2pipe -"),
         std::string(charsOf(test::tinyPng())));
+}
+
+TEST_F(UpdateID3TagTest, TheLargestPictureOfACallIsStored)
+{
+    constexpr std::size_t LargestArray = std::size_t { 64 } << 20; // of the bus
+    test::ScratchFolder memory(test::memoryFolder());
+    std::string path = memory.copy(fullFile(), "song.mp3");
+    test::LogCapture log;
+    std::vector<std::string> lines
+        = update(path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(LargestArray, 7) } });
+    EXPECT_THAT(lines, IsSupersetOf({ "TIT2 enc=1 new", "TYER enc=0 1999" }));
+    EXPECT_THAT(lines, Contains(StartsWith("APIC image/jpeg type=3 desc= 67108864:")));
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "newer" } }), Contains("TIT2 enc=1 newer"));
+}
+
+TEST_F(UpdateID3TagTest, APictureTooLargeIsLeftOutAndEverythingElseWritten)
+{
+    test::LogCapture log;
+    std::string path = fullFile();
+    std::vector<std::string> lines = update(
+        path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(MaximumTagBytes, 7) } });
+    EXPECT_THAT(lines, Contains("TIT2 enc=1 new"));
+    EXPECT_THAT(lines, Contains(StartsWith("APIC image/png type=3 desc= 11:"))) << "the old picture stays";
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("The picture is left out of " + path)));
+}
+
+TEST_F(UpdateID3TagTest, ATagIsWrittenUpToTheLimitAndReadBack)
+{
+    constexpr std::size_t Others = 19 + 10 + 14; // a title, and what stands before a picture
+    test::ScratchFolder memory(test::memoryFolder());
+    for (std::size_t over : { 0, 1 }) {
+        Bytes picture(MaximumTagBytes - Others + over, 7);
+        std::string path = memory.write("song.mp3", test::mp3Audio());
+        test::LogCapture log;
+        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(
+            path, { { MediaDBMusicColumnTitle, "one" }, { MediaDBMusicColumnAlbumArt, picture } }));
+        EXPECT_EQ(log.lines().size(), over);
+        auto input = InputFile::open(path);
+        auto tags = readTags(FileSource(*input));
+        ASSERT_EQ(tags->prependedTags.size(), 1u);
+        EXPECT_TRUE(tags->prependedTags[0].complete());
+        EXPECT_EQ(tags->prependedTags[0].frames().size(), 2 - over);
+    }
 }
 
 TEST_F(UpdateID3TagTest, ANullPictureRemovesAllAndOtherKindsNone)

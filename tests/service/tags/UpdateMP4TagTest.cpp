@@ -3,6 +3,7 @@
 
 #include "Base/Core/NSException.h"
 #include "Base/Media/MediaDB.h"
+#include "Base/Media/TagLimits.h"
 #include "mp4/mp4.h"
 #include "tests/service/tags/TagFiles.h"
 #include "tests/support/LogCapture.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <random>
 #include <sys/stat.h>
 
 namespace mv {
@@ -345,6 +347,37 @@ TEST_F(MP4PodcastInfoTest, AFileThatCannotBeOpenedGivesNilAndALine)
     EXPECT_EQ(UpdateMP4Tag().podcastInfo(missing), std::nullopt);
     EXPECT_EQ(UpdateMP4Tag().podcastInfo(Path()), std::nullopt);
     EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + missing, "MP4Tag file open fail (null)"));
+}
+
+/// A bitmap of noise, whose JPEG is hardly smaller.
+Bytes noisePicture(std::uint32_t side)
+{
+    Bytes bytes;
+    ByteWriter writer(bytes);
+    constexpr std::uint32_t HeaderSize = 54;
+    writer.text("BM");
+    for (std::uint32_t field : { HeaderSize + side * side * 3, 0U, HeaderSize, 40U, side, side })
+        writer.u32le(field);
+    writer.u16le(1);
+    writer.u16le(24);
+    writer.zeros(24);
+    std::mt19937 random(1);
+    for (std::uint32_t i = 0; i < side * side * 3; ++i)
+        writer.u8(static_cast<std::uint8_t>(random()));
+    return bytes;
+}
+
+TEST_F(UpdateMP4TagTest, APictureTooLargeIsLeftOutAndEverythingElseWritten)
+{
+    test::ScratchFolder memory(test::memoryFolder());
+    m_path = memory.write("song.m4a", plainM4a());
+    std::string rest = std::to_string(MaximumTagBytes - 100'000);
+    tagWithMutagen("t['----:org.example:large'] = [MP4FreeForm(bytes(" + rest + "))]\nt['covr'] = [MP4Cover(b'old')]");
+    test::LogCapture log;
+    Lines lines = update({ { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, noisePicture(1024) } });
+    EXPECT_THAT(lines, Contains("\u00A9nam=new"));
+    EXPECT_THAT(lines, Contains(StartsWith("covr 13 3:"))) << "the old picture stays";
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("The picture is left out of " + m_path)));
 }
 
 } // namespace
