@@ -31,8 +31,10 @@ Scaler makeScaler(const AVFrame& frame, int width, int height)
         frame.width, frame.height, format, width, height, AV_PIX_FMT_RGBA, flags, nullptr, nullptr, nullptr));
     if (!scaler)
         return scaler;
-    // The frame's own colour matrix and range; an untold matrix counts as BT.601, as FFmpeg has it.
-    int matrix = frame.colorspace == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT : frame.colorspace;
+    // The frame's own colour matrix and range; an untold matrix counts as BT.601, as FFmpeg has it. Red, green and blue
+    // have none, but where the library goes over luma, the way there must be the way back.
+    bool untold = frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_RGB;
+    int matrix = untold ? SWS_CS_DEFAULT : frame.colorspace;
     int* inverse = nullptr;
     int* table = nullptr;
     int sourceRange = 0;

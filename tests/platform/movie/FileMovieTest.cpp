@@ -392,6 +392,19 @@ TEST_F(FileMovieTest, EightOrientations)
     }
 }
 
+TEST_F(FileMovieTest, FramesOfRedGreenAndBlueKeepTheirColours)
+{
+    auto movie
+        = openClip("a.mkv", " -f lavfi -i color=#00ff00:size=64x64:duration=0.5 -c:v libx264rgb -crf 0 -pix_fmt rgb24");
+    auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
+    ASSERT_TRUE(image);
+    auto small = image->representations().front()->scaledTo(32, 32);
+    ASSERT_TRUE(small.ok());
+    EXPECT_LE(small->pixels[0], 1);
+    EXPECT_GE(small->pixels[1], 254);
+    EXPECT_LE(small->pixels[2], 1);
+}
+
 TEST_F(FileMovieTest, AFramesColours)
 {
     std::string clip = makeClip(
