@@ -48,6 +48,7 @@ struct TrackFacts {
     std::uint32_t descriptionCount = 0; ///< of stsd, as the file says it
     std::vector<std::uint32_t> descriptionCodes; ///< of those that are there, in order, at most MaxDescriptions
     std::uint8_t objectType = 0; ///< MPEG-4 object type of the first description (0x40: AAC), 0 without esds
+    std::uint32_t statedBitRate = 0; ///< bits a second, as its decoder configuration has the average; 0: not stated
     // Of the first description; 0 for other kinds of tracks.
     std::uint16_t codedWidth = 0;
     std::uint16_t codedHeight = 0;

@@ -11,11 +11,37 @@
 
 namespace mv {
 
+namespace {
+
+/// What each track is asked for by. There are few tracks.
+std::vector<MP4TrackId> uniqueIds(const std::vector<TrackFacts>& tracks)
+{
+    std::vector<MP4TrackId> ids;
+    auto isGiven = [&](MP4TrackId id) { return std::find(ids.begin(), ids.end(), id) != ids.end(); };
+    auto isInFile = [&](MP4TrackId id) {
+        return std::any_of(tracks.begin(), tracks.end(), [&](const TrackFacts& track) { return track.id == id; });
+    };
+    MP4TrackId unused = UINT32_MAX;
+    for (const TrackFacts& track : tracks) {
+        MP4TrackId id = track.id;
+        if (id == MP4_INVALID_TRACK_ID || isGiven(id)) {
+            while (isInFile(unused))
+                unused--;
+            id = unused--;
+        }
+        ids.push_back(id);
+    }
+    return ids;
+}
+
+} // namespace
+
 struct Mp4File::State {
     Path path;
     Mode mode;
     StructureReader reader;
     MovieFacts facts;
+    std::vector<MP4TrackId> ids = uniqueIds(facts.tracks);
     std::optional<MP4ItmfItemList> items = std::nullopt; // read when first asked for
     std::optional<EditPlan> plan = std::nullopt;
 };
@@ -46,6 +72,7 @@ Result<Mp4File> Mp4File::open(StructureReader reader)
 }
 
 const MovieFacts& Mp4File::facts() const { return m_state->facts; }
+const std::vector<MP4TrackId>& Mp4File::trackIds() const { return m_state->ids; }
 const EditPlan* Mp4File::plan() const { return m_state->plan ? &*m_state->plan : nullptr; }
 Mp4File::Mode Mp4File::mode() const { return m_state->mode; }
 const Path& Mp4File::path() const { return m_state->path; }
@@ -102,22 +129,21 @@ namespace {
 
 const TrackFacts* findTrack(const Mp4File& file, MP4TrackId id)
 {
-    for (const TrackFacts& track : file.facts().tracks) {
-        if (track.id == id)
-            return &track;
-    }
-    return nullptr;
+    const std::vector<MP4TrackId>& ids = file.trackIds();
+    auto place = std::find(ids.begin(), ids.end(), id);
+    return place != ids.end() ? &file.facts().tracks[static_cast<std::size_t>(place - ids.begin())] : nullptr;
 }
 
 } // namespace
 
 MP4TrackId MP4FindTrackId(const Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType)
 {
-    for (const TrackFacts& track : file.facts().tracks) {
-        bool wanted
-            = (!type || fourCharacterText(track.handler) == type) && (subType == 0 || track.objectType == subType);
+    const std::vector<TrackFacts>& tracks = file.facts().tracks;
+    for (std::size_t i = 0; i < tracks.size(); i++) {
+        bool wanted = (!type || fourCharacterText(tracks[i].handler) == type)
+            && (subType == 0 || tracks[i].objectType == subType);
         if (wanted && index-- == 0)
-            return track.id;
+            return file.trackIds()[i];
     }
     return MP4_INVALID_TRACK_ID;
 }
@@ -137,8 +163,8 @@ std::uint32_t MP4GetTrackTimeScale(const Mp4File& file, MP4TrackId id)
 std::uint32_t MP4GetTrackBitRate(Mp4File& file, MP4TrackId id)
 {
     const TrackFacts* track = findTrack(file, id);
-    if (!track)
-        return 0;
+    if (!track || track->statedBitRate != 0)
+        return track ? track->statedBitRate : 0;
     std::uint64_t bytes = saturatingAdd(tableBytes(file.reader(), *track), track->fragmentBytes);
     return averageBitRate(bytes, track->mediaTimeScale, track->mediaDuration);
 }

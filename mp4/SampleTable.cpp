@@ -162,8 +162,8 @@ std::uint32_t averageBitRate(std::uint64_t bytes, std::uint32_t timeScale, std::
 {
     if (duration == 0)
         return 0;
-    Wide rate = (Wide { bytes } * 8 * timeScale + duration - 1) / duration;
-    return static_cast<std::uint32_t>(std::min<Wide>(rate, UINT32_MAX));
+    // The thousands of the milliseconds cancel out.
+    return static_cast<std::uint32_t>(std::min<Wide>(Wide { bytes } * 8 * timeScale / duration, UINT32_MAX));
 }
 
 } // namespace mv

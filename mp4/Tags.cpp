@@ -238,10 +238,8 @@ MP4Tags tagsFromItems(const MP4ItmfItemList& items)
             firstValues.try_emplace(item.code, &item.dataList[0]);
         if (item.code != ArtworkCode)
             continue;
-        for (const MP4ItmfData& data : item.dataList) {
-            if (!data.value.empty())
-                tags.artwork.push_back({ data.value, artworkType(data) });
-        }
+        for (const MP4ItmfData& data : item.dataList)
+            tags.artwork.push_back({ data.value, artworkType(data) });
     }
     forEachField([&](const auto& field) {
         if (auto value = firstValues.find(field.code); value != firstValues.end())

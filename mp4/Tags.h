@@ -69,7 +69,7 @@ struct MP4Tags {
     Text sortAlbum;
     Text sortComposer;
     Text sortTVShow;
-    std::vector<MP4TagArtwork> artwork; ///< every picture of every cover item, in order; empty ones left out
+    std::vector<MP4TagArtwork> artwork; ///< every picture of every cover item, in order; empty ones too
     Text copyright;
     Text encodingTool;
     Text encodedBy;

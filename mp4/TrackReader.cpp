@@ -104,14 +104,15 @@ std::uint32_t descriptorLength(ByteReader& reader)
     return length;
 }
 
-std::uint8_t objectTypeOf(StructureReader& reader, const Box& esds)
+/// Of the decoder configuration: the object type and the average bit rate.
+void readDecoderConfiguration(StructureReader& reader, const Box& esds, TrackFacts& track)
 {
     constexpr std::uint8_t EsDescriptorTag = 3;
     constexpr std::uint8_t DecoderConfigTag = 4;
     ByteReader fields(payloadStart(reader, esds, 256));
     fields.skip(4);
     if (fields.u8() != EsDescriptorTag)
-        return 0;
+        return;
     descriptorLength(fields);
     fields.skip(2);
     std::uint8_t flags = fields.u8();
@@ -122,9 +123,11 @@ std::uint8_t objectTypeOf(StructureReader& reader, const Box& esds)
     if (flags & 0x20)
         fields.skip(2);
     if (fields.u8() != DecoderConfigTag)
-        return 0;
+        return;
     descriptorLength(fields);
-    return fields.u8();
+    track.objectType = fields.u8();
+    fields.skip(1 + 3 + 4); // stream type, buffer size, highest bit rate
+    track.statedBitRate = fields.u32be();
 }
 
 /// The esds box among the extensions of a sample entry; QuickTime puts it into a wave box.
@@ -139,7 +142,7 @@ void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fix
                 box = inner;
         }
         if (box->type == fourCC("esds") && !box->overruns)
-            track.objectType = objectTypeOf(reader, *box);
+            readDecoderConfiguration(reader, *box, track);
     }
 }
 

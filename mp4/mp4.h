@@ -8,6 +8,8 @@
 
 namespace mv {
 
+/// Names a track of an open file: the id that the file gives it. Where that is 0, or an earlier track's, a number that
+/// no track of the file has.
 using MP4TrackId = std::uint32_t;
 inline constexpr MP4TrackId MP4_INVALID_TRACK_ID = 0;
 
@@ -26,6 +28,8 @@ public:
     ~Mp4File();
 
     const MovieFacts& facts() const;
+    /// Of the tracks in facts(), in the same order.
+    const std::vector<MP4TrackId>& trackIds() const;
     /// The metadata items: as planned by setItems, else as they are in the file.
     const MP4ItmfItemList& items();
     /// Plans new items, and with them the file's new layout. Nothing is planned when they are the file's own. Fails
@@ -60,7 +64,8 @@ MP4TrackId MP4FindTrackId(const Mp4File& file, std::uint16_t index, const char* 
 std::uint64_t MP4GetTrackDuration(const Mp4File& file, MP4TrackId track);
 /// Ticks per second; 0 when there is no such track.
 std::uint32_t MP4GetTrackTimeScale(const Mp4File& file, MP4TrackId track);
-/// Bits per second: all sample bytes x 8 x time scale / duration, rounded up; 0 when the duration is 0.
+/// Bits per second: the average that the track's decoder configuration states, or where it states none, all sample
+/// bytes x 8,000 / duration in milliseconds, fractions of the result cut off; 0 when the duration is 0.
 std::uint32_t MP4GetTrackBitRate(Mp4File& file, MP4TrackId track);
 
 /// Every metadata item, in the file's order.

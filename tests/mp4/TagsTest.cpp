@@ -196,11 +196,27 @@ TEST(Artwork, AllPicturesOfAllCoverItemsInOrder)
     Bytes png = bytes("\x89PNG\r\n");
     MP4Tags tags = fetch(joined({ box("covr", { dataBox(13, jpeg), dataBox(14, png) }), textItem("\251nam", "x"),
         item("covr", 27, bytes("BM")), item("covr", 12, bytes("GIF89a")), item("covr", 13, {}) }));
-    ASSERT_EQ(tags.artworkCount(), 4u); // an empty one is none
+    ASSERT_EQ(tags.artworkCount(), 5u);
     EXPECT_EQ(tags.artwork[0], (MP4TagArtwork { jpeg, MP4_ART_JPEG }));
     EXPECT_EQ(tags.artwork[1], (MP4TagArtwork { png, MP4_ART_PNG }));
     EXPECT_EQ(tags.artwork[2].type, MP4_ART_BMP);
     EXPECT_EQ(tags.artwork[3].type, MP4_ART_GIF);
+    EXPECT_EQ(tags.artwork[4], (MP4TagArtwork { {}, MP4_ART_JPEG })); // what is empty counts too
+}
+
+TEST(Artwork, AnEmptyFirstOneIsTheOneThatIsReplacedOrRemoved)
+{
+    MP4ItmfItemList items = parseItems(box("covr", { dataBox(13, {}), dataBox(14, bytes("\x89PNG two")) }));
+    MP4Tags tags = tagsFromItems(items);
+    ASSERT_TRUE(MP4TagsSetArtwork(tags, 0, { bytes("\xFF\xD8\xFF"), MP4_ART_JPEG }));
+    MP4Tags replaced = tagsFromItems(itemsWithTags(items, tags));
+    ASSERT_EQ(replaced.artworkCount(), 2u);
+    EXPECT_EQ(replaced.artwork[0].data, bytes("\xFF\xD8\xFF"));
+    EXPECT_EQ(replaced.artwork[1].data, bytes("\x89PNG two"));
+    ASSERT_TRUE(MP4TagsRemoveArtwork(tags, 0));
+    MP4Tags removed = tagsFromItems(itemsWithTags(items, tags));
+    ASSERT_EQ(removed.artworkCount(), 1u);
+    EXPECT_EQ(removed.artwork[0].data, bytes("\x89PNG two"));
 }
 
 TEST(Artwork, TheTypeIsTheFilesElseTheFirstBytes)

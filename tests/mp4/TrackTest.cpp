@@ -4,6 +4,7 @@
 #include "tests/support/Mp4Maker.h"
 
 #include <gtest/gtest.h>
+#include <set>
 
 namespace mv {
 namespace {
@@ -29,6 +30,20 @@ Mp4Spec withTrack(TrackSpec track)
     return spec;
 }
 
+/// An esds box.
+Bytes decoderBox(std::uint8_t objectType, std::uint32_t averageRate)
+{
+    Bytes decoder = joined({ number(4, 1), number(13, 1), Bytes { objectType, 0x15, 0, 0x18, 0 }, number(999'999, 4),
+        number(averageRate, 4) });
+    return fullBox("esds", 0, 0, { number(3, 1), number(3 + decoder.size(), 1), number(0, 3), decoder });
+}
+
+/// A list of one sample description.
+Bytes describedBy(std::string_view code, const Bytes& fields, const Bytes& extension)
+{
+    return fullBox("stsd", 0, 0, { number(1, 4), box(code, { number(0, 6), number(1, 2), fields, extension }) });
+}
+
 TEST(FindTrack, CountsTracksOfTheHandlerInTheFilesOrder)
 {
     Mp4Spec spec;
@@ -45,12 +60,8 @@ TEST(FindTrack, CountsTracksOfTheHandlerInTheFilesOrder)
 
 TEST(FindTrack, TellsMpeg4ObjectTypesApart)
 {
-    auto sound = [](std::uint32_t id, int objectType) {
-        Bytes decoder
-            = joined({ number(4, 1), number(13, 1), number(static_cast<std::uint64_t>(objectType), 1), Bytes(12) });
-        Bytes es = joined({ number(3, 1), number(3 + decoder.size(), 1), number(0, 3), decoder });
-        Bytes entry = box("mp4a", { number(0, 6), number(1, 2), Bytes(20), fullBox("esds", 0, 0, { es }) });
-        return TrackSpec { .id = id, .descriptionBox = fullBox("stsd", 0, 0, { number(1, 4), entry }) };
+    auto sound = [](std::uint32_t id, std::uint8_t objectType) {
+        return TrackSpec { .id = id, .descriptionBox = describedBy("mp4a", Bytes(20), decoderBox(objectType, 0)) };
     };
     Mp4Spec spec;
     spec.tracks = { sound(1, 0x6B), sound(2, 0x40) };
@@ -58,6 +69,31 @@ TEST(FindTrack, TellsMpeg4ObjectTypesApart)
     EXPECT_EQ(MP4FindTrackId(opened.file, 0, "soun", 0x40), 2u);
     EXPECT_EQ(MP4FindTrackId(opened.file, 0, "soun", 0x6B), 1u);
     EXPECT_EQ(MP4FindTrackId(opened.file, 0, "soun", 0xA5), MP4_INVALID_TRACK_ID);
+}
+
+TEST(FindTrack, TracksOfOneIdAreToldApart)
+{
+    // The last has the number that would be the first to stand for another's.
+    Mp4Spec spec;
+    spec.tracks = { { .id = 1, .handler = "vide", .code = "avc1", .timeScale = 90000, .duration = 90000 },
+        { .id = 1, .timeScale = 8000, .duration = 1000, .sampleSizes = { 10 } },
+        { .id = 0, .timeScale = 16000, .duration = 2000, .sampleSizes = { 20 } },
+        { .id = 0x1'0001, .timeScale = 32000, .duration = 3000, .sampleSizes = { 30 } },
+        { .id = UINT32_MAX, .timeScale = 48000, .duration = 4000, .sampleSizes = { 40 } } };
+    Opened opened(spec);
+    EXPECT_EQ(MP4FindTrackId(opened.file, 0, "vide", 0), 1u);
+    std::set<MP4TrackId> ids { 1 };
+    for (std::uint16_t i = 0; i < 4; i++) {
+        MP4TrackId id = MP4FindTrackId(opened.file, i, "soun", 0);
+        EXPECT_NE(id, MP4_INVALID_TRACK_ID);
+        EXPECT_TRUE(ids.insert(id).second) << id;
+        EXPECT_EQ(MP4GetTrackDuration(opened.file, id), (i + 1u) * 1000);
+        EXPECT_EQ(MP4GetTrackTimeScale(opened.file, id), spec.tracks.at(i + 1u).timeScale);
+        EXPECT_EQ(MP4GetTrackBitRate(opened.file, id),
+            averageBitRate((i + 1u) * 10, spec.tracks.at(i + 1u).timeScale, (i + 1u) * 1000));
+    }
+    EXPECT_EQ(MP4FindTrackId(opened.file, 2, "soun", 0), 0x1'0001u);
+    EXPECT_EQ(MP4FindTrackId(opened.file, 3, "soun", 0), UINT32_MAX);
 }
 
 TEST(TrackLength, OfBothMediaHeaderVersions)
@@ -81,12 +117,38 @@ TEST(TrackLength, UnknownDurationIsTakenFromTheSampleTable)
     EXPECT_EQ(MP4GetTrackDuration(opened.file, 1), UINT32_MAX / 3 * 3u);
 }
 
-TEST(BitRate, IsAllSampleBytesOverTheDurationRoundedUp)
+TEST(BitRate, IsTheStatedAverageOfTheDecoderConfiguration)
+{
+    // 600 bytes in a second; the largest rate that is stated beside the average does not count.
+    auto rate = [](const Bytes& description) {
+        Opened opened(withTrack({ .descriptionBox = description }));
+        return MP4GetTrackBitRate(opened.file, 1);
+    };
+    EXPECT_EQ(rate(describedBy("mp4a", Bytes(20), decoderBox(0x40, 127'999))), 127'999u);
+    EXPECT_EQ(rate(describedBy("mp4a", Bytes(20), decoderBox(0x40, UINT32_MAX))), UINT32_MAX);
+    EXPECT_EQ(rate(describedBy("mp4a", Bytes(20), decoderBox(0x40, 0))), 4800u);
+    // QuickTime's place for it.
+    Bytes wave = box("wave", { box("frma", bytes("mp4a")), decoderBox(0x40, 64'000) });
+    EXPECT_EQ(rate(describedBy("mp4a", joined({ number(1, 2), Bytes(34) }), wave)), 64'000u);
+    // One that ends too early states nothing.
+    Bytes cut = decoderBox(0x40, 127'999);
+    cut.resize(cut.size() - 1);
+    cut[3]--;
+    EXPECT_EQ(rate(describedBy("mp4a", Bytes(20), cut)), 4800u);
+    // Of pictures too.
+    Opened pictures(
+        withTrack({ .handler = "vide", .descriptionBox = describedBy("mp4v", Bytes(70), decoderBox(0x20, 500'000)) }));
+    EXPECT_EQ(MP4GetTrackBitRate(pictures.file, 1), 500'000u);
+}
+
+TEST(BitRate, IsElseAllSampleBytesOverTheMilliseconds)
 {
     Opened exact(withTrack({ .timeScale = 1000, .duration = 1000, .sampleSizes = { 100, 200, 300 } }));
     EXPECT_EQ(MP4GetTrackBitRate(exact.file, 1), 4800u);
-    Opened rounded(withTrack({ .timeScale = 1000, .duration = 1001, .sampleSizes = { 100, 200, 300 } }));
-    EXPECT_EQ(MP4GetTrackBitRate(rounded.file, 1), 4796u); // 4795.2
+    Opened cut(withTrack({ .timeScale = 1000, .duration = 1001, .sampleSizes = { 100, 200, 300 } }));
+    EXPECT_EQ(MP4GetTrackBitRate(cut.file, 1), 4795u); // 4795.2
+    Opened brief(withTrack({ .timeScale = 44100, .duration = 44, .sampleSizes = { 100, 200, 300 } }));
+    EXPECT_EQ(MP4GetTrackBitRate(brief.file, 1), 600u * 8 * 44100 / 44); // parts of milliseconds count
     Opened zero(withTrack({ .timeScale = 1000, .duration = 0 }));
     EXPECT_EQ(MP4GetTrackBitRate(zero.file, 1), 0u);
     Opened scaleless(withTrack({ .timeScale = 0, .duration = 1000 }));
@@ -156,11 +218,13 @@ TEST(BitRate, QuickTimeSoundDescriptionOneCountsPackets)
     EXPECT_EQ(MP4GetTrackBitRate(opened.file, 1), 44096u / 64 * 68 * 8);
 }
 
-TEST(BitRate, RoundsAndSaturates)
+TEST(BitRate, CutsFractionsAndSaturates)
 {
-    EXPECT_EQ(averageBitRate(0, 44100, 1), 0u);
+    EXPECT_EQ(averageBitRate(0, 44100, 100), 0u);
     EXPECT_EQ(averageBitRate(UINT64_MAX, UINT32_MAX, 1), UINT32_MAX);
-    EXPECT_EQ(averageBitRate(1, 1, UINT64_MAX), 1u);
+    EXPECT_EQ(averageBitRate(UINT64_MAX, 1, UINT64_MAX), 8u);
+    EXPECT_EQ(averageBitRate(1, 1, UINT64_MAX), 0u);
+    EXPECT_EQ(averageBitRate(1, 0, 1), 0u);
     EXPECT_EQ(averageBitRate(1, 1, 0), 0u);
 }
 

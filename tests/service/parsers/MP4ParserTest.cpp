@@ -174,6 +174,8 @@ TEST_F(MP4ParserTest, TheFirstPictureBecomesAThumbnail)
     // Only the first is tried.
     Record broken = withItems(box("covr", { dataBox(13, bytes("no picture")), dataBox(13, picture) }));
     EXPECT_FALSE(broken.contains(MediaDBMusicColumnAlbumArt));
+    Record empty = withItems(box("covr", { dataBox(13, {}), dataBox(13, picture) }));
+    EXPECT_FALSE(empty.contains(MediaDBMusicColumnAlbumArt));
 }
 
 TEST_F(MP4ParserTest, TheSoundTrackGivesLengthRateAndBits)
@@ -194,6 +196,19 @@ TEST_F(MP4ParserTest, TheSoundTrackGivesLengthRateAndBits)
     // 32,000,000 bytes in a second: 256,000 kbit/s.
     Record fast = sound({ .timeScale = 1, .duration = 1, .sampleSizes = { 16'000'000, 16'000'000 } });
     EXPECT_EQ(*fast.find(MediaDBMusicColumnBitrate), Value(256'000));
+}
+
+TEST_F(MP4ParserTest, TheSoundTrackMayHaveThePicturesId)
+{
+    for (std::uint32_t id : { 1u, 0u, UINT32_MAX }) {
+        Mp4Spec spec;
+        spec.tracks = { { .id = id, .handler = "vide", .code = "avc1", .timeScale = 90000, .duration = 900000 },
+            { .id = id, .timeScale = 8000, .duration = 24000, .sampleSizes = { 3000, 3000 } } };
+        Record record = described(spec);
+        EXPECT_EQ(realOf(record, MediaDBMusicColumnPlayLength), 3.0);
+        EXPECT_EQ(realOf(record, MediaDBMusicColumnSamplerate), 8000.0);
+        EXPECT_EQ(*record.find(MediaDBMusicColumnBitrate), Value(16));
+    }
 }
 
 TEST_F(MP4ParserTest, ABitRateBelowOneKilobitIsZeroAndOneOfNoneIsAbsent)
