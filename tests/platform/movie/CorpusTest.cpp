@@ -2,6 +2,8 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "platform/movie/QTKit.h"
+#include "platform/system/NSDateFormatter.h"
+#include "tests/support/LocalZone.h"
 
 #include <gmock/gmock.h>
 #include <map>
@@ -23,12 +25,15 @@ const std::map<std::pair<std::string, std::string>, Difference> kDifferences {
     { { "audio/Twinkle.mid", "track0.sampleMimeType" }, { "MIDI is notes, not sound" } },
     { { "audio/sample.mid", "duration_s" }, { "MIDI is notes, not sound" } },
     { { "audio/empty.aac", "duration_s" }, { "160 frames of 1,024 samples, counted; the source guesses", 3.715193 } },
-    { { "audio/full.wma", "duration_s" }, { "the file is cut off inside its header" } },
-    { { "audio/full.wma", "title" }, { "the file is cut off inside its header" } },
+    { { "audio/full.wma", "duration_s" }, { "the header says that it ends 3,852 bytes before the media begin" } },
+    { { "audio/full.wma", "title" }, { "the header says that it ends 3,852 bytes before the media begin" } },
     { { "bad/106-short-picture-block-size.flac", "duration_s" }, { "a picture block without its end is refused" } },
     { { "bad/non-motion-photo-shortened.jpg", "tracks" }, { "a picture" } },
     { { "bad/non-motion-photo-shortened.jpg", "track1024.sampleMimeType" }, { "a picture" } },
     { { "bad/sample_missing_stsd.mp4", "duration_us" }, { "as the movie header says, not the sound track", 1.024 } },
+    { { "bad/sample_missing_stsd.mp4", "tracks" },
+        { "a track without sample descriptions does not count there", 1.024 } },
+    { { "video/sample_empty_track.mp4", "tracks" }, { "a track without samples does not count there", 1.0656 } },
     { { "bad/truncated-64bit.mp4", "duration_s" }, { "as the movie header says, not the sound track", 184 / 600.0 } },
     { { "video/sample_partially_fragmented.mp4", "duration_us" },
         { "with its fragments, as it plays; the source takes the movie header, which counts what stands in front",
@@ -160,6 +165,26 @@ TEST_F(CorpusTest, Titles)
             EXPECT_EQ(movie.attribute<std::string>(QTMovieDisplayNameAttribute), row.value);
         });
     EXPECT_EQ(rows, 10);
+}
+
+TEST_F(CorpusTest, Tracks)
+{
+    MV_NEEDS_CORPUS();
+    int rows = checkRows([](const std::string& key) { return key == "tracks"; },
+        [](const QTMovie& movie, const ExpectedRow& row) { EXPECT_EQ(movie.tracks().size(), std::stoul(row.value)); });
+    EXPECT_EQ(rows, 19);
+}
+
+TEST_F(CorpusTest, TimesOfCreation)
+{
+    MV_NEEDS_CORPUS();
+    test::LocalZone zone("UTC0");
+    int rows
+        = checkRows([](const std::string& key) { return key == "qt.Create Date" || key == "riff.Date/Time Original"; },
+            [](const QTMovie& movie, const ExpectedRow& row) {
+                EXPECT_EQ(movie.attribute<Date>(QTMovieCreationTimeAttribute), dateFromExifText(row.value));
+            });
+    EXPECT_EQ(rows, 2);
 }
 
 TEST_F(CorpusTest, TheDifferencesAreReal)
