@@ -21,7 +21,7 @@ std::int32_t truncatedToInt32(double value)
 
 } // namespace
 
-bool Value::isNumber() const { return !isNull() && !string() && !data() && !date(); }
+bool Value::isNumber() const { return !isNull() && !isOtherKind() && !string() && !data() && !date(); }
 
 std::optional<std::int32_t> Value::integerValue() const
 {

@@ -15,13 +15,23 @@ struct NullObject {
     bool operator==(const NullObject&) const = default;
 };
 
+/// A value of a kind that no rule has a use for: a list, a dictionary, a structure. What it held is not kept.
+struct OtherKind {
+    bool operator==(const OtherKind&) const = default;
+};
+
 /// One value of a record. Integers are 32-bit, but for a file's size, which is 64-bit.
 class Value {
 public:
-    using Storage = std::variant<NullObject, bool, std::int32_t, std::int64_t, double, std::string, Date, Bytes>;
+    using Storage
+        = std::variant<NullObject, bool, std::int32_t, std::int64_t, double, std::string, Date, Bytes, OtherKind>;
 
     Value() = default;
     Value(NullObject) { }
+    Value(OtherKind value)
+        : m_storage(value)
+    {
+    }
     Value(bool value)
         : m_storage(value)
     {
@@ -62,6 +72,7 @@ public:
     const Storage& storage() const { return m_storage; }
 
     bool isNull() const { return std::holds_alternative<NullObject>(m_storage); }
+    bool isOtherKind() const { return std::holds_alternative<OtherKind>(m_storage); }
     /// The value when it is of exactly that kind, else null.
     const std::string* string() const { return std::get_if<std::string>(&m_storage); }
     const Bytes* data() const { return std::get_if<Bytes>(&m_storage); }

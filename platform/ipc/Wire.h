@@ -31,7 +31,8 @@ public:
     std::pair<double, double> realPair();
     /// A structure of a string and an integer.
     std::pair<std::string, std::int32_t> stringAndInteger();
-    /// a{sv}. Integers of every type are taken: what fits 32 bits becomes a 32-bit value, the rest a 64-bit one.
+    /// a{sv}. Integers of every type are taken: what fits 32 bits becomes a 32-bit value, the rest a 64-bit one. What
+    /// is of no kind that records have (lists, dictionaries, structures, paths, descriptors) becomes an OtherKind.
     Record record();
     /// aa{sv}: none or one.
     std::optional<Record> optionalRecord();
@@ -42,18 +43,27 @@ public:
 
 private:
     void basic(char type, void* target);
+    template <class T> T read(char type)
+    {
+        T value {};
+        basic(type, &value);
+        return value;
+    }
     void enter(char type, const char* contents);
     bool enterNext(char type, const char* contents);
     void leave();
     void leaveOptional();
     bool atEnd();
     Value variant();
+    Value value(const std::string& signature);
+    Value basicValue(char type);
+    Value skipped(const std::string& signature);
 
     sd_bus_message* m_message;
 };
 
 /// Puts values into a message, in order. Text is cleaned on the way: ill-formed UTF-8 and NUL bytes become U+FFFD.
-/// Throws BusError (LimitsExceeded) above WireMaxBytes.
+/// Throws BusError (LimitsExceeded) above WireMaxBytes. Of a record's values, what has no form on the bus is left out.
 class WireWriter {
 public:
     explicit WireWriter(sd_bus_message* message)

@@ -58,40 +58,15 @@ void WireReader::leaveOptional()
 
 bool WireReader::atEnd() { return sd_bus_message_at_end(m_message, 0) != 0; }
 
-std::string WireReader::string()
-{
-    const char* text = nullptr;
-    basic('s', &text);
-    return text;
-}
+std::string WireReader::string() { return read<const char*>('s'); }
 
-bool WireReader::boolean()
-{
-    int value = 0;
-    basic('b', &value);
-    return value != 0;
-}
+bool WireReader::boolean() { return read<int>('b') != 0; }
 
-std::int32_t WireReader::integer()
-{
-    std::int32_t value = 0;
-    basic('i', &value);
-    return value;
-}
+std::int32_t WireReader::integer() { return read<std::int32_t>('i'); }
 
-double WireReader::real()
-{
-    double value = 0;
-    basic('d', &value);
-    return value;
-}
+double WireReader::real() { return read<double>('d'); }
 
-std::string WireReader::objectPath()
-{
-    const char* path = nullptr;
-    basic('o', &path);
-    return path;
-}
+std::string WireReader::objectPath() { return read<const char*>('o'); }
 
 std::pair<double, double> WireReader::realPair()
 {
@@ -165,78 +140,69 @@ Value WireReader::variant()
         failArguments("variant");
     std::string signature = contents;
     enter('v', signature.c_str());
-    Value value;
-    union {
-        std::uint8_t y;
-        std::int16_t n;
-        std::uint16_t q;
-        std::int32_t i;
-        std::uint32_t u;
-        std::int64_t x;
-        std::uint64_t t;
-        int b;
-        double d;
-        const char* text;
-    } read {};
+    Value result = value(signature);
+    leave();
+    return result;
+}
+
+Value WireReader::value(const std::string& signature)
+{
+    if (signature.size() == 1)
+        return basicValue(signature[0]);
     if (signature == "ay") {
         const void* data = nullptr;
         std::size_t size = 0;
         if (sd_bus_message_read_array(m_message, 'y', &data, &size) < 0)
             failArguments("data");
         auto first = static_cast<const std::uint8_t*>(data);
-        value = Bytes(first, first + size);
-    } else if (signature == "(x)") {
-        enter('r', "x");
-        basic('x', &read.x);
-        leave();
-        value = Date { read.x };
-    } else if (signature.size() == 1) {
-        basic(signature[0], &read);
-        switch (signature[0]) {
-        case 'y':
-            value = std::int32_t { read.y };
-            break;
-        case 'n':
-            value = std::int32_t { read.n };
-            break;
-        case 'q':
-            value = std::int32_t { read.q };
-            break;
-        case 'i':
-            value = read.i;
-            break;
-        case 'u':
-            value = narrowest(read.u);
-            break;
-        case 'x':
-            value = narrowest(read.x);
-            break;
-        case 't':
-            value = narrowest(
-                static_cast<std::int64_t>(std::min<std::uint64_t>(read.t, std::numeric_limits<std::int64_t>::max())));
-            break;
-        case 'b':
-            value = read.b != 0;
-            break;
-        case 'd':
-            value = read.d;
-            break;
-        case 's':
-            value = read.text;
-            break;
-        case 'g':
-            if (*read.text)
-                failArguments("known kind of value in the record");
-            value = NullObject {};
-            break;
-        default:
-            failArguments("known kind of value in the record");
-        }
-    } else {
-        failArguments("known kind of value in the record");
+        return Bytes(first, first + size);
     }
-    leave();
-    return value;
+    if (signature == "(x)") {
+        Date date;
+        enter('r', "x");
+        basic('x', &date.microseconds);
+        leave();
+        return date;
+    }
+    return skipped(signature);
+}
+
+Value WireReader::basicValue(char type)
+{
+    switch (type) {
+    case 'y':
+        return std::int32_t { read<std::uint8_t>(type) };
+    case 'n':
+        return std::int32_t { read<std::int16_t>(type) };
+    case 'q':
+        return std::int32_t { read<std::uint16_t>(type) };
+    case 'i':
+        return read<std::int32_t>(type);
+    case 'u':
+        return narrowest(read<std::uint32_t>(type));
+    case 'x':
+        return narrowest(read<std::int64_t>(type));
+    case 't':
+        return narrowest(static_cast<std::int64_t>(
+            std::min<std::uint64_t>(read<std::uint64_t>(type), std::numeric_limits<std::int64_t>::max())));
+    case 'b':
+        return read<int>(type) != 0;
+    case 'd':
+        return read<double>(type);
+    case 's':
+        return read<const char*>(type);
+    case 'g':
+        return *read<const char*>(type) ? Value(OtherKind {}) : Value(NullObject {});
+    default:
+        return skipped(std::string(1, type));
+    }
+}
+
+Value WireReader::skipped(const std::string& signature)
+{
+    if (sd_bus_message_skip(m_message, signature.c_str()) < 0)
+        failArguments(signature.c_str());
+    return OtherKind {};
 }
 
 } // namespace mv

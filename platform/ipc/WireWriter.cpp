@@ -119,6 +119,8 @@ WireWriter& WireWriter::record(const Record& record)
 {
     open('a', "{sv}");
     for (const auto& [key, value] : record) {
+        if (value.isOtherKind())
+            continue;
         open('e', "sv");
         string(key);
         variant(value);
@@ -170,6 +172,7 @@ void WireWriter::variant(const Value& value)
             writer.close();
         }
         void operator()(NullObject) { scalar("g", ""); }
+        void operator()(OtherKind) { throw BusError(BusErrorFailed, "cannot encode a value of an unknown kind"); }
         void operator()(bool flag)
         {
             int number = flag;

@@ -13,18 +13,18 @@ namespace {
 // and the composer among the artists; that is deliberate here, too.
 constexpr std::string_view Titles[] = { "TIT2" };
 constexpr std::string_view Albums[] = { "TALB" };
-constexpr std::string_view Artists[] = { "TPE1", "TPE2", "TPE3", "TCOM" };
+constexpr std::string_view Artists[] = { "TPE1", "TPE2", "TPE3", "TCOM" }; // the composer comes last
 constexpr std::string_view Comments[] = { "COMM" };
 constexpr std::string_view Composers[] = { "TCOM" };
 constexpr std::string_view Genres[] = { "TCON" };
 constexpr std::string_view Tracks[] = { "TRCK" };
 constexpr std::string_view Pictures[] = { "APIC" };
 
-/// The value when it is there and not the null object.
-const Value* givenValue(const Record& record, std::string_view key)
+/// What a new artist replaces. A composer of no use is ignored, so that one stays.
+std::span<const std::string_view> replacedArtists(const Record& record)
 {
-    const Value* value = record.find(key);
-    return value && !value->isNull() ? value : nullptr;
+    std::span<const std::string_view> artists(Artists);
+    return hasValueThatIsNoText(record, MediaDBMusicColumnComposer) ? artists.first(artists.size() - 1) : artists;
 }
 
 } // namespace
@@ -34,7 +34,7 @@ Id3TagEdit::Id3TagEdit(const Record& record)
 {
     addText(record, MediaDBMusicColumnTitle, "TIT2", Titles);
     addText(record, MediaDBMusicColumnAlbum, "TALB", Albums);
-    addText(record, MediaDBMusicColumnArtist, "TPE1", Artists);
+    addText(record, MediaDBMusicColumnArtist, "TPE1", replacedArtists(record));
     addComment(record);
     addText(record, MediaDBMusicColumnComposer, "TCOM", Composers);
     addGenre(record);
@@ -45,9 +45,11 @@ Id3TagEdit::Id3TagEdit(const Record& record)
 void Id3TagEdit::addText(
     const Record& record, std::string_view key, std::string_view id, std::span<const std::string_view> removed)
 {
+    if (hasValueThatIsNoText(record, key))
+        return;
     Change change { .removed = removed };
-    if (const Value* value = givenValue(record, key))
-        change.added = newTextFrame(id, textOfValue(key, *value));
+    if (const std::string* text = record.string(key))
+        change.added = newTextFrame(id, *text);
     m_changes.push_back(std::move(change));
 }
 
@@ -55,20 +57,22 @@ void Id3TagEdit::addText(
 /// levels, gapless data) have descriptions and stay. No comment removes them all.
 void Id3TagEdit::addComment(const Record& record)
 {
-    const Value* value = givenValue(record, MediaDBCommonColumnReservedText);
-    if (!value)
+    if (hasValueThatIsNoText(record, MediaDBCommonColumnReservedText))
+        return;
+    const std::string* text = record.string(MediaDBCommonColumnReservedText);
+    if (!text)
         return m_changes.push_back({ .removed = Comments });
     Change change { .plainCommentsToo = true };
-    change.added = newCommentFrame(textOfValue(MediaDBCommonColumnReservedText, *value));
+    change.added = newCommentFrame(*text);
     m_changes.push_back(std::move(change));
 }
 
 void Id3TagEdit::addGenre(const Record& record)
 {
-    const Value* value = givenValue(record, MediaDBMusicColumnGenre);
-    if (!value)
+    const std::string* text = record.string(MediaDBMusicColumnGenre);
+    if (!text)
         return;
-    if (auto frame = newGenreFrame(textOfValue(MediaDBMusicColumnGenre, *value)))
+    if (auto frame = newGenreFrame(*text))
         m_changes.push_back({ .removed = Genres, .added = std::move(frame) });
 }
 
@@ -76,11 +80,10 @@ void Id3TagEdit::addGenre(const Record& record)
 /// guarded.
 void Id3TagEdit::addTrack(const Record& record)
 {
-    const Value* value = record.find(MediaDBMusicColumnTrackNo);
-    if (!value)
+    auto number = integerOfRecord(record, MediaDBMusicColumnTrackNo);
+    if (!number)
         return;
-    auto number = static_cast<std::uint8_t>(integerOfValue(MediaDBMusicColumnTrackNo, *value));
-    if (auto frame = newTrackFrame(number))
+    if (auto frame = newTrackFrame(static_cast<std::uint8_t>(*number)))
         m_changes.push_back({ .removed = Tracks, .added = std::move(frame) });
 }
 

@@ -25,11 +25,11 @@ constexpr TextRow TextRows[] = {
     { MediaDBMusicColumnDateReleased, &MP4TagsSetReleaseDate },
 };
 
-/// The number cut to 16 bits; nothing when the key is missing. Null is not guarded.
+/// The number cut to 16 bits; nothing when the record has none. Null is not guarded.
 std::optional<std::uint16_t> number(const Record& record, std::string_view key)
 {
-    const Value* value = record.find(key);
-    return value ? std::optional(static_cast<std::uint16_t>(integerOfValue(key, *value))) : std::nullopt;
+    auto value = integerOfRecord(record, key);
+    return value ? std::optional(static_cast<std::uint16_t>(*value)) : std::nullopt;
 }
 
 /// The picture as a JPEG of default quality; nothing when it cannot be decoded or encoded.
@@ -66,12 +66,10 @@ Mp4TagEdit::Mp4TagEdit(const Record& record)
     , m_disc(number(record, MediaDBMusicColumnDiscNo))
 {
     for (const TextRow& row : TextRows) {
-        const Value* value = record.find(row.key);
-        if (value && !value->isNull())
-            m_texts.push_back({ row.set, textOfValue(row.key, *value) });
+        if (const std::string* text = record.string(row.key))
+            m_texts.push_back({ row.set, *text });
     }
-    const Value* genre = record.find(MediaDBMusicColumnGenre);
-    m_setsGenre = genre && !genre->isNull();
+    m_setsGenre = record.string(MediaDBMusicColumnGenre) != nullptr;
     const Value* picture = record.find(MediaDBMusicColumnAlbumArt);
     m_clearsArtwork = !picture || picture->isNull();
     if (picture && picture->data())

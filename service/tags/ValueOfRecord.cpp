@@ -5,19 +5,20 @@
 
 namespace mv {
 
-const std::string& textOfValue(std::string_view key, const Value& value)
+bool hasValueThatIsNoText(const Record& record, std::string_view key)
 {
-    if (const std::string* text = value.string())
-        return *text;
-    throw NSException(NSInvalidArgumentException, "the value of " + std::string(key) + " is no string");
+    const Value* value = record.find(key);
+    return value && !value->isNull() && !value->string();
 }
 
-std::int32_t integerOfValue(std::string_view key, const Value& value)
+std::optional<std::int32_t> integerOfRecord(const Record& record, std::string_view key)
 {
-    if (auto integer = value.integerValue())
-        return *integer;
-    throw NSException(
-        NSInvalidArgumentException, "the value of " + std::string(key) + " is neither a number nor a string");
+    const Value* value = record.find(key);
+    if (value && value->isNull()) {
+        throw NSException(
+            NSInvalidArgumentException, "the value of " + std::string(key) + " is neither a number nor a string");
+    }
+    return value ? value->integerValue() : std::nullopt;
 }
 
 Path pathOrRecordPath(const Path& path, const Record& record)

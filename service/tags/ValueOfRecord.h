@@ -4,18 +4,19 @@
 #include "Base/Media/Record.h"
 
 #include <cstdint>
-#include <string>
+#include <optional>
 #include <string_view>
 
 namespace mv {
 
-// What the tag writers ask of a value; a value of a kind that cannot answer is the caller's error.
+// What the tag writers ask of a record. A value of a kind that its field does not take is ignored: the field stays as
+// it is, and the rest of the record is written. (Record::string gives the texts.)
 
-/// The value's text. Raises NSInvalidArgumentException when it is no string.
-const std::string& textOfValue(std::string_view key, const Value& value);
-/// The value's integer: of a number or a string. Raises NSInvalidArgumentException for other kinds, the null object
-/// among them.
-std::int32_t integerOfValue(std::string_view key, const Value& value);
+/// True when there is a value under the key that is neither a text nor the null object.
+bool hasValueThatIsNoText(const Record& record, std::string_view key);
+/// The integer under the key, of a number or a string; nothing when the key is missing or its value is of another
+/// kind. Deliberate: the null object is the caller's error and raises NSInvalidArgumentException.
+std::optional<std::int32_t> integerOfRecord(const Record& record, std::string_view key);
 
 /// The path to write to: the argument, or the record's FilePath when the argument is nil; nil when there is neither.
 Path pathOrRecordPath(const Path& path, const Record& record);

@@ -333,7 +333,15 @@ MP3Encoder::~MP3Encoder()
         worker.thread.join();
 }
 
-void MP3Encoder::setAttributes(const Record& attributes) { mergeAttributes(attributes); }
+void MP3Encoder::setAttributes(const Record& attributes)
+{
+    Record usable;
+    for (const auto& [key, value] : attributes) {
+        if (!value.isOtherKind())
+            usable.set(key, value);
+    }
+    mergeAttributes(usable);
+}
 
 bool MP3Encoder::encodeFileOutputFile(const Path& input, const Path& output)
 {

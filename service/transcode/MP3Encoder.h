@@ -31,6 +31,7 @@ public:
     /// Jobs that still run on threads end within a block as if their delegates had cancelled them; waits for that.
     ~MP3Encoder() override;
 
+    /// Values of a kind that attributes do not have are ignored; the present ones stay.
     void setAttributes(const Record& attributes) override;
 
     /// True when no error occurred (success or cancellation). Nil paths raise NSInternalInconsistencyException. An

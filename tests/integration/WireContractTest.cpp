@@ -1,4 +1,6 @@
+#include "Base/Media/MVMediaTypeReader.h"
 #include "tests/integration/RunningService.h"
+#include "tests/support/Mp3Maker.h"
 
 #include <thread>
 
@@ -56,6 +58,66 @@ TEST_F(WireContract, WrongArgumentTypesAreInvalidArgs)
     EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
     answer = call(Encoder, "Mivo.MVAudioEncoderBase", "setAttributes", [](WireWriter& out) { out.boolean(true); });
     EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
+}
+
+/// A record with a title, and under other keys what no rule has a use for.
+void appendOddRecord(sd_bus_message* message)
+{
+    sd_bus_message_open_container(message, 'a', "{sv}");
+    sd_bus_message_append(message, "{sv}", "MediaType", "i", MVMediaTypeMP3);
+    sd_bus_message_append(message, "{sv}", "AlbumArt", "as", 1, "cover.jpg");
+    sd_bus_message_append(message, "{sv}", "Artist", "a{sv}", 1, "name", "s", "nested");
+    sd_bus_message_append(message, "{sv}", "TrackNo", "(ii)", 3, 12);
+    sd_bus_message_append(message, "{sv}", "nobody reads this", "av", 2, "s", "x", "(ayg)", 2, 1, 2, "as");
+    sd_bus_message_append(message, "{sv}", "Title", "s", "written");
+    sd_bus_message_close_container(message);
+}
+
+TEST_F(WireContract, ValuesOfOtherKindsNeverStopTheRest)
+{
+    test::ScratchFolder folder;
+    std::string artist("\0was here", 9);
+    std::string track("\0"
+                      "7",
+        2);
+    std::string song = folder.write("song.mp3",
+        test::id3Tag(3, test::id3Frame(3, "TPE1", artist) + test::id3Frame(3, "TRCK", track)) + test::mpegFrames(20));
+    sd_bus_message* made = nullptr;
+    sd_bus_message_new_method_call(
+        m_client.bus(), &made, Updater, "/", "Mivo.MVMediaTagBase", "updateTagWithDictionary");
+    BusMessage request(made);
+    sd_bus_message_append(made, "s", song.c_str());
+    appendOddRecord(made);
+    BusErrorHolder error;
+    sd_bus_message* answered = nullptr;
+    sd_bus_call(m_client.bus(), made, 0, error.get(), &answered);
+    BusMessage answer(answered);
+    ASSERT_TRUE(answer) << error.name() << ": " << error.message();
+    EXPECT_TRUE(WireReader(answered).boolean());
+    auto record = m_client.build("MivoMP3Parser_1._3._0._12062", song);
+    ASSERT_TRUE(record && *record);
+    EXPECT_EQ((*record)->find("Title")->storage(), Value("written").storage());
+    EXPECT_EQ((*record)->find("Artist")->storage(), Value("was here").storage());
+    EXPECT_EQ((*record)->integer("TrackNo"), 7);
+}
+
+TEST_F(WireContract, EncoderAttributesOfOtherKindsAreIgnored)
+{
+    sd_bus_message* made = nullptr;
+    sd_bus_message_new_method_call(m_client.bus(), &made, Encoder, "/", "Mivo.MVAudioEncoderBase", "setAttributes");
+    BusMessage request(made);
+    sd_bus_message_append(made, "a{sv}", 3, "MVAudioEncoderBitrateAttribute", "ai", 1, 64000, "own", "(s)", "x",
+        "MVAudioEncoderVBRAttribute", "b", 1);
+    BusErrorHolder error;
+    sd_bus_message* answered = nullptr;
+    ASSERT_GE(sd_bus_call(m_client.bus(), made, 0, error.get(), &answered), 0) << error.message();
+    BusMessage holder(answered);
+    Answer answer = call(Encoder, "Mivo.MVAudioEncoderBase", "attributes");
+    ASSERT_TRUE(answer.ok()) << answer.text;
+    Record attributes = answer.reader().record();
+    EXPECT_EQ(attributes.integer("MVAudioEncoderBitrateAttribute"), 192000);
+    EXPECT_EQ(attributes.boolean("MVAudioEncoderVBRAttribute"), true);
+    EXPECT_FALSE(attributes.contains("own"));
 }
 
 TEST_F(WireContract, NoExifIsTheNilObject)

@@ -38,6 +38,19 @@ TEST(Value, KindsAreKeptApart)
     EXPECT_NE(Value(1), Value(1.0));
     EXPECT_EQ(Value("a"), Value(std::string("a")));
     EXPECT_TRUE(Value().isNull());
+    EXPECT_FALSE(Value().isOtherKind());
+}
+
+TEST(Value, AnOtherKindIsNothingElse)
+{
+    Value other { OtherKind {} };
+    EXPECT_TRUE(other.isOtherKind());
+    EXPECT_FALSE(other.isNull());
+    EXPECT_FALSE(other.isNumber());
+    EXPECT_EQ(other.integerValue(), std::nullopt);
+    EXPECT_EQ(other.booleanValue(), std::nullopt);
+    EXPECT_EQ(other.string(), nullptr);
+    EXPECT_EQ(other.data(), nullptr);
 }
 
 TEST(Record, SetReplacesAndKeepsTheOrder)

@@ -5,6 +5,7 @@
 #include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace mv {
 namespace {
@@ -113,10 +114,50 @@ TEST_F(Wire, AnyIntegerTypeIsTakenWhereANumberIsMeant)
     EXPECT_EQ(record.boolean("b"), true);
 }
 
-TEST_F(Wire, UnknownKindsInARecordAreInvalid)
+TEST_F(Wire, ValuesOfOtherKindsStopNothing)
 {
     BusMessage out = message();
-    ASSERT_GE(sd_bus_message_append(out.get(), "a{sv}", 1, "list", "as", 1, "x"), 0);
+    sd_bus_message* raw = out.get();
+    ASSERT_GE(sd_bus_message_open_container(raw, 'a', "{sv}"), 0);
+    auto add = [raw](const char* key, const char* signature, auto... values) {
+        ASSERT_GE(sd_bus_message_append(raw, "{sv}", key, signature, values...), 0) << key;
+    };
+    add("strings", "as", 2, "a", "b");
+    add("no strings", "as", 0);
+    add("record", "a{sv}", 2, "k", "i", 1, "l", "as", 1, "m");
+    add("structure", "(si)", "s", 1);
+    add("date and more", "(xx)", std::int64_t { 1 }, std::int64_t { 2 });
+    add("integers", "ai", 3, 1, 2, 3);
+    add("list of data", "aay", 2, 2, 7, 8, 0);
+    add("variant", "v", "v", "s", "deep");
+    add("path", "o", "/a/path");
+    add("signature", "g", "as");
+    add("descriptor", "h", STDERR_FILENO);
+    add("Title", "s", "title");
+    ASSERT_GE(sd_bus_message_close_container(raw), 0);
+    ASSERT_GE(sd_bus_message_append(raw, "i", 7), 0);
+    seal(out);
+    WireReader in(raw);
+    Record record = in.record();
+    EXPECT_EQ(record.size(), 12u);
+    EXPECT_EQ(*record.string("Title"), "title");
+    for (const auto& [key, value] : record)
+        EXPECT_EQ(value.isOtherKind(), key != "Title") << key;
+    EXPECT_EQ(in.integer(), 7) << "what follows is in its place";
+}
+
+TEST_F(Wire, ValuesOfOtherKindsAreLeftOutOnTheWayOut)
+{
+    BusMessage out = message();
+    WireWriter(out.get()).record({ { "other", OtherKind {} }, { "Title", "title" } });
+    seal(out);
+    EXPECT_EQ(WireReader(out.get()).record(), (Record { { "Title", "title" } }));
+}
+
+TEST_F(Wire, WhatIsNoRecordIsInvalid)
+{
+    BusMessage out = message();
+    ASSERT_GE(sd_bus_message_append(out.get(), "a{si}", 1, "key", 1), 0);
     seal(out);
     WireReader in(out.get());
     try {

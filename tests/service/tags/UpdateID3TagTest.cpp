@@ -21,6 +21,7 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
+using testing::UnorderedElementsAreArray;
 
 using Lines = std::vector<std::string>;
 
@@ -269,23 +270,42 @@ TEST_F(UpdateID3TagTest, AnUpdateThatFailsIsStillTrueAndLogged)
     EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("not a regular file")));
 }
 
-TEST_F(UpdateID3TagTest, ValuesOfAWrongKindRaiseAndChangeNothing)
+TEST_F(UpdateID3TagTest, ANullTrackRaisesAndChangesNothing)
 {
     std::string path = fullFile();
     Bytes before = test::readFile(path);
-    auto raises = [&](std::string_view key, Value value) {
-        try {
-            UpdateID3Tag().updateTagWithDictionary(path, { { key, value } });
-            ADD_FAILURE() << key;
-        } catch (const NSException& exception) {
-            EXPECT_EQ(exception.name(), NSInvalidArgumentException) << key;
-        }
-    };
-    raises(MediaDBMusicColumnTrackNo, NullObject());
-    raises(MediaDBMusicColumnTrackNo, Bytes { 1 });
-    raises(MediaDBMusicColumnTitle, 5);
-    raises(MediaDBMusicColumnGenre, 17);
+    try {
+        UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTrackNo, NullObject() } });
+        ADD_FAILURE();
+    } catch (const NSException& exception) {
+        EXPECT_EQ(exception.name(), NSInvalidArgumentException);
+    }
     EXPECT_EQ(test::readFile(path), before);
+}
+
+constexpr std::string_view WrittenKeys[]
+    = { MediaDBMusicColumnTitle, MediaDBMusicColumnAlbum, MediaDBMusicColumnArtist, MediaDBCommonColumnReservedText,
+          MediaDBMusicColumnComposer, MediaDBMusicColumnGenre, MediaDBMusicColumnTrackNo, MediaDBMusicColumnAlbumArt };
+
+TEST_F(UpdateID3TagTest, ValuesOfOtherKindsLeaveTheirFieldsAndNeverStopTheRest)
+{
+    std::string original = fullFile();
+    Bytes before = test::readFile(original);
+    std::vector<std::string> framesBefore = test::mutagenLines("id3", original);
+    Record record { { "Unknown", OtherKind {} } };
+    for (std::string_view key : WrittenKeys)
+        record.set(key, OtherKind {});
+    EXPECT_THAT(update(original, record), UnorderedElementsAreArray(framesBefore));
+    record.set(MediaDBMusicColumnTitle, 5);
+    record.set(MediaDBMusicColumnGenre, 17);
+    record.set(MediaDBMusicColumnTrackNo, Bytes { 1 });
+    EXPECT_THAT(update(original, record), UnorderedElementsAreArray(framesBefore));
+    for (std::string_view key : { MediaDBMusicColumnTitle, MediaDBMusicColumnArtist }) {
+        Record one = record;
+        one.set(key, "new");
+        EXPECT_THAT(update(m_folder.write("song.mp3", before), one), Contains(HasSubstr("enc=1 new"))) << key;
+        EXPECT_THAT(test::mutagenLines("id3", original), Contains(StartsWith("TCOM"))) << "not the artist's to remove";
+    }
 }
 
 } // namespace

@@ -24,6 +24,7 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
+using testing::UnorderedElementsAreArray;
 
 using Lines = std::vector<std::string>;
 
@@ -177,13 +178,29 @@ TEST_F(UpdateMP4TagTest, NumbersAreCutTo16BitsAndReadFromTexts)
     EXPECT_THAT(update({ { MediaDBMusicColumnTrackNo, "8/20" } }), Contains("trkn=(8, 9)"));
 }
 
-TEST_F(UpdateMP4TagTest, NumbersThatAreNoneRaiseAndChangeNothing)
+TEST_F(UpdateMP4TagTest, NullNumbersRaiseAndChangeNothing)
 {
-    for (Value value : { Value(NullObject()), Value(Bytes { 1 }) })
-        for (std::string_view key : { MediaDBMusicColumnTrackNo, MediaDBMusicColumnDiscNo })
-            EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { key, value } }), NSException);
-    EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { MediaDBMusicColumnTitle, 5 } }), NSException);
+    for (std::string_view key : { MediaDBMusicColumnTrackNo, MediaDBMusicColumnDiscNo })
+        EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { key, NullObject() } }), NSException);
     EXPECT_EQ(test::readFile(m_path), plainM4a());
+}
+
+TEST_F(UpdateMP4TagTest, ValuesOfOtherKindsLeaveTheirFieldsAndNeverStopTheRest)
+{
+    tagWithMutagen("t['\\xa9nam']='old'; t['\\xa9ART']='old'; t['aART']='old'; t['\\xa9wrt']='old'; "
+                   "t['\\xa9gen']='Jazz'; t['\\xa9day']='1999'; t['trkn']=[(3,12)]; t['disk']=[(1,4)]");
+    Lines before = lines();
+    Record record { { MediaDBMusicColumnAlbum, "new" }, { "Unknown", OtherKind {} } };
+    for (std::string_view key : { MediaDBMusicColumnTitle, MediaDBMusicColumnArtist, MediaDBMusicColumnAlbumArtist,
+             MediaDBMusicColumnComposer, MediaDBMusicColumnGenre, MediaDBMusicColumnDateReleased,
+             MediaDBMusicColumnTrackNo, MediaDBMusicColumnDiscNo, MediaDBMusicColumnAlbumArt })
+        record.set(key, OtherKind {});
+    Lines expected = before;
+    expected.push_back("\u00A9alb=new");
+    EXPECT_THAT(update(record), UnorderedElementsAreArray(expected));
+    record.set(MediaDBMusicColumnTitle, 5);
+    record.set(MediaDBMusicColumnTrackNo, Bytes { 1 });
+    EXPECT_THAT(update(record), UnorderedElementsAreArray(expected));
 }
 
 TEST_F(UpdateMP4TagTest, APictureOfAnyFormatBecomesAJpegCover)

@@ -30,6 +30,16 @@ TEST_F(MP3EncoderTest, AttributesHaveDefaultsAndAreMerged)
     EXPECT_EQ(*encoder.attributes().string("own"), "kept");
 }
 
+TEST_F(MP3EncoderTest, AttributesOfOtherKindsAreIgnored)
+{
+    MP3Encoder encoder;
+    encoder.setAttributes({ { MVAudioEncoderBitrateAttribute, OtherKind {} }, { "own", OtherKind {} },
+        { MVAudioEncoderVBRAttribute, true } });
+    EXPECT_EQ(encoder.attributes().size(), 5u);
+    EXPECT_EQ(encoder.attributes().integer(MVAudioEncoderBitrateAttribute), 192000);
+    EXPECT_EQ(encoder.attributes().boolean(MVAudioEncoderVBRAttribute), true);
+}
+
 TEST_F(MP3EncoderTest, CallsTheLibraryInThisOrder)
 {
     EXPECT_TRUE(encode());
