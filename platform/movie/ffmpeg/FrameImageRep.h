@@ -2,8 +2,8 @@
 
 #include "platform/ffmpeg/Handles.h"
 #include "platform/graphics/NSImage.h"
+#include "platform/graphics/Orientation.h"
 #include "platform/movie/QTMovie.h"
-#include "platform/movie/ffmpeg/Orientation.h"
 
 namespace mv {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/ffmpeg/MediaInput.h"
+#include "platform/graphics/Orientation.h"
 #include "platform/movie/MovieDescription.h"
-#include "platform/movie/ffmpeg/Orientation.h"
 
 namespace mv {
 

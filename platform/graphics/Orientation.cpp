@@ -1,4 +1,4 @@
-#include "platform/movie/ffmpeg/Orientation.h"
+#include "platform/graphics/Orientation.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +16,19 @@ Orientation Orientation::fromMatrix(const std::array<std::int32_t, 9>& matrix)
     result.mirrorsX = (result.swapsSides ? c : a) < 0;
     result.mirrorsY = (result.swapsSides ? b : d) < 0;
     return result;
+}
+
+Orientation Orientation::fromTag(int value)
+{
+    constexpr std::array<Orientation, 8> kOrientations { {
+        { false, false, false }, // 1: upright
+        { false, true, false }, { false, true, true }, // 3: upside down
+        { false, false, true }, { true, false, false }, { true, true, false }, // 6: to be turned to the right
+        { true, true, true }, { true, false, true }, // 8: to be turned to the left
+    } };
+    if (value < 1 || value > static_cast<int>(kOrientations.size()))
+        return {};
+    return kOrientations[static_cast<std::size_t>(value) - 1];
 }
 
 Bitmap turned(Bitmap picture, Orientation orientation)
