@@ -125,6 +125,10 @@ void Mp3EncoderClient::encode(const std::vector<EncodeJob>& jobs, std::size_t at
         }
     };
     for (const EncodeJob& job : jobs) {
+        if (job.listener->shouldStop()) {
+            job.listener->ended(EncodeOutcome { EncodeOutcome::End::Cancelled });
+            continue;
+        }
         std::string path = "/encoderDelegate/" + std::to_string(delegates.size());
         auto& delegate = *delegates.emplace_back(std::make_unique<Delegate>(*job.listener, path));
         for (BusSlot& slot : m_bus.serve(delegate, path))

@@ -23,7 +23,8 @@ class EncodeListener {
 public:
     virtual ~EncodeListener() = default;
     virtual void started() { }
-    /// Asked before every block; true cancels the job, and the service deletes what it had written.
+    /// Asked before the job is handed to the service and before every block; true cancels it, and the service deletes
+    /// what it had written.
     virtual bool shouldStop() { return false; }
     /// Whole percent, growing.
     virtual void progress(double percent) = 0;
