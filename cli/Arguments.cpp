@@ -1,6 +1,7 @@
 #include "cli/Arguments.h"
 
 #include "Base/Core/Text.h"
+#include "cli/Suggestion.h"
 
 #include <algorithm>
 #include <charconv>
@@ -11,10 +12,27 @@ namespace {
 
 Error misuse(const std::string& text) { return { Error::Kind::Format, text }; }
 
-const Option* findOption(std::span<const Option> options, std::string_view name)
+bool isLetterOf(std::string_view word, const Option& option)
 {
-    auto found = std::find_if(options.begin(), options.end(), [&](const Option& one) { return one.name == name; });
+    return option.letter != 0 && word.size() == 2 && word[1] == option.letter;
+}
+
+/// `word` with its dashes.
+const Option* findOption(std::span<const Option> options, std::string_view word)
+{
+    auto isMeant = [&](const Option& one) {
+        return word.starts_with("--") ? word.substr(2) == one.name : isLetterOf(word, one);
+    };
+    auto found = std::find_if(options.begin(), options.end(), isMeant);
     return found == options.end() ? nullptr : &*found;
+}
+
+Error unknownOption(std::span<const Option> options, const std::string& word)
+{
+    std::vector<std::string> known;
+    for (const Option& option : options)
+        known.push_back(std::string("--") + option.name);
+    return misuse("there is no option " + word + didYouMean(word, known));
 }
 
 } // namespace
@@ -36,9 +54,9 @@ Result<Arguments> Arguments::parse(std::span<const Option> options, const std::v
         }
         auto equals = word.find('=');
         std::string name(word.substr(0, equals));
-        const Option* option = name.starts_with("--") ? findOption(options, name.substr(2)) : nullptr;
+        const Option* option = findOption(options, name);
         if (!option)
-            return misuse("there is no option " + name);
+            return unknownOption(options, name);
         std::string value;
         if (!option->value && equals != std::string_view::npos)
             return misuse("the option " + name + " takes no value");
@@ -46,7 +64,7 @@ Result<Arguments> Arguments::parse(std::span<const Option> options, const std::v
             return misuse("the option " + name + " needs a value: " + option->value);
         if (option->value)
             value = equals != std::string_view::npos ? std::string(word.substr(equals + 1)) : words[++i];
-        arguments.m_options.push_back({ name.substr(2), value });
+        arguments.m_options.push_back({ option->name, value });
     }
     return arguments;
 }

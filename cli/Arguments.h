@@ -14,6 +14,7 @@ struct Option {
     const char* name; ///< without the dashes
     const char* value; ///< what stands for the value in the help; null for an option without one
     const char* help;
+    char letter = 0; ///< its short form, for an option without a value; 0 for none
 };
 
 /// The words of a command line behind the command's name, sorted into options and the rest. "--" ends the options.

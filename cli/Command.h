@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/Arguments.h"
+#include "cli/ExitStatus.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,8 +18,8 @@ struct Command {
     std::span<const Option> options; ///< its own; every command has the common ones besides
     std::size_t minimumFiles;
     std::size_t maximumFiles;
-    /// The exit status. Has told the reason on standard error when that is not 0.
-    int (*run)(const Arguments&);
+    /// Has told the reason on standard error when it is not Done.
+    ExitStatus (*run)(const Arguments&);
 };
 
 extern const Command describeCommand;
@@ -36,7 +37,10 @@ extern const Command exportCommand;
 
 inline constexpr std::size_t AnyNumber = SIZE_MAX;
 
-/// Runs the tool with the words behind its own name; the exit status.
-int runTool(const std::vector<std::string>& words);
+/// All of them, in the order in which the help names them.
+std::span<const Command* const> allCommands();
+
+/// Runs the tool with the words behind its own name.
+ExitStatus runTool(const std::vector<std::string>& words);
 
 } // namespace mv::cli

@@ -1,11 +1,8 @@
-#include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
+#include "cli/CarriedTags.h"
 #include "cli/Command.h"
 #include "cli/ExportJob.h"
-#include "cli/ServiceAccess.h"
+#include "cli/JobOptions.h"
 #include "cli/Terminal.h"
-#include "client/MediaInfoClient.h"
-#include "client/TagClient.h"
 
 namespace mv::cli {
 
@@ -15,63 +12,47 @@ constexpr const char* Name = "convert";
 constexpr int BitsPerKilobit = 1000;
 constexpr const char* UsualBitrate = "128";
 
-/// The service carries an M4A file's tags over by itself, but an MP3 file's as an ID3 tag, and none of others. So the
-/// new file gets MP4 tags made of the source's record.
-Result<void> carryTags(ServiceBus& bus, const ExportPaths& paths)
+Result<void> carryTags(const Path& source, const Path& made)
 {
-    if (MVMediaTypeReader::type(paths.source) == MVMediaTypeM4A)
-        return {};
-    MV_TRY(described, describeFile(bus, paths.source));
-    if (!described)
-        return {};
-    Record record = std::move(*described);
-    record.set(MediaDBCommonColumnMediaType, MVMediaTypeM4A);
-    record.set(MediaDBCommonColumnFilePath, paths.destination.text());
-    // The MP3 parser's word for "no genre" is none that a file should carry.
-    const std::string* genre = record.string(MediaDBMusicColumnGenre);
-    if (genre && *genre == "Unknown")
-        record.remove(MediaDBMusicColumnGenre);
-    MV_TRY(updated, TagClient(bus).updateTag(paths.destination, record));
-    if (!updated)
-        return Error { Error::Kind::State, "the new file's tags could not be written" };
-    return {};
+    SongTags tags = readSongTags(source);
+    if (tags.isCut)
+        complain(Name, source.text(), "not all of its tags fit into the new file's");
+    return writeMp4Tags(made, tags);
 }
 
-int run(const Arguments& arguments)
+ExitStatus run(const Arguments& arguments)
 {
     auto bitrate = numberIn("bitrate", arguments.value("bitrate", UsualBitrate), 1, 256);
-    if (!bitrate) {
-        complain(Name, bitrate.error().text);
-        return 1;
-    }
-    auto paths = exportPaths(Name, arguments);
-    if (!paths)
-        return 1;
-    auto service = openService(Name, arguments);
-    if (!service)
-        return 1;
-    ServiceBus& bus = *service->bus;
-    bool done = runExport(Name, bus, *paths, [&](ExporterClient& exporter, ExportListener& listener) {
-        return exporter.convertToAac(paths->source, paths->destination, *bitrate * BitsPerKilobit, &listener);
-    });
-    if (!done)
-        return 1;
-    if (auto carried = carryTags(bus, *paths); !carried) {
-        complain(Name, arguments.files()[1], sentenceFor(carried.error()));
-        return 1;
-    }
-    return 0;
+    if (!bitrate)
+        return misuse(Name, bitrate.error().text);
+    ExportJob job;
+    job.command = Name;
+    job.ending = ".m4a";
+    job.call = [&](ExporterClient& exporter, const Path& source, const Path& made, ExportListener& listener) {
+        return exporter.convertToAac(source, made, *bitrate * BitsPerKilobit, &listener);
+    };
+    // By the name's ending the service would write tags by itself: of an M4A file those of its record, with a small
+    // picture as cover; of an MP3 file an ID3 tag in front, with which many programs do not read the new one.
+    job.hidesSource = true;
+    if (!arguments.has("no-tags"))
+        job.finish = carryTags;
+    return job.run(arguments);
 }
 
-constexpr std::array kOptions { Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)" } };
+constexpr std::array kOptions {
+    Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)" },
+    NoTagsOption,
+    ForceOption,
+    NoClobberOption,
+};
 
 } // namespace
 
 const Command convertCommand {
     .name = Name,
-    .synopsis = "[--bitrate KBITS] FILE OUT.m4a",
+    .synopsis = "[OPTION...] FILE OUT.m4a",
     .summary = "Convert an audio file to AAC",
-    .details = "The tags go along. Ctrl-C cancels and leaves what was converted so far.",
+    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
     .options = kOptions,
     .minimumFiles = 2,
     .maximumFiles = 2,

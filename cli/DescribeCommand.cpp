@@ -1,13 +1,20 @@
+#include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
+#include "cli/FileTexts.h"
 #include "cli/InputPath.h"
+#include "cli/Interruption.h"
 #include "cli/JsonText.h"
+#include "cli/NameList.h"
 #include "cli/OrderedWork.h"
+#include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
 #include "client/MediaInfoClient.h"
 
-#include <cstdio>
+#include <cerrno>
+#include <memory>
 
 namespace mv::cli {
 
@@ -19,85 +26,109 @@ constexpr const char* Name = "describe";
 // there and back.
 constexpr std::size_t FilesInFlight = 4;
 
+constexpr const char* HowToDescribeAFolder
+    = "is a folder; to describe what is in it: find FOLDER -type f -print0 | mivo describe --null --files-from -";
+
 struct Form {
     bool json = false;
     bool pictures = false;
     bool emphasised = false;
 };
 
-WorkResult failure(const std::string& file, const std::string& sentence, const Form& form)
+/// The record of a file that no parser knew anything of, and whose name tells nothing either.
+bool isOfNoKnownKind(const Record& record)
 {
-    WorkResult result { "", file + ": " + sentence };
-    if (form.json)
-        result.output = JsonObject().text("FilePath", file).text("error", sentence).line() + "\n";
-    return result;
+    return record.integer(MediaDBCommonColumnMediaType).value_or(0) == MVMediaTypeUnknown
+        && !record.contains(MediaDBMusicColumnPlayLength) && !record.contains(MediaDBPhotoColumnWidth);
 }
 
-WorkResult describe(ServiceBus& bus, const std::string& file, const Form& form)
+Result<std::string> describe(ServiceBus& bus, const std::string& file, const Form& form)
 {
     auto path = inputPath(file);
     if (!path)
-        return failure(file, path.error().text, form);
-    auto record = describeFile(bus, *path);
+        return path.error().code == EISDIR ? Error { Error::Kind::Unsupported, HowToDescribeAFolder } : path.error();
+    MV_TRY(record, describeFile(bus, *path));
     if (!record)
-        return failure(file, sentenceFor(record.error()), form);
-    if (!*record)
-        return failure(file, "is no file that the service can describe", form);
+        return Error { Error::Kind::Format, "is no file that the service can describe" };
+    if (isOfNoKnownKind(*record))
+        return Error { Error::Kind::Format, "is a file of no known kind" };
     if (form.json)
-        return { jsonRecord(**record, form.pictures) + "\n", "" };
-    return { readableRecord(file, **record, form.emphasised), "" };
+        return JsonObject().text("path", file).record(*record, form.pictures).line() + "\n";
+    return readableRecord(file, *record, form.emphasised);
 }
 
 /// A thread's own way to the service.
-Work makeWorker(const std::vector<std::string>& files, const Form& form)
+OrderedWork::Work makeWorker(const Form& form)
 {
     auto opened = ServiceBus::open();
     if (!opened)
-        return [&files, form, text = opened.error().text](std::size_t item) {
-            return failure(files[item], "no connection to the session bus: " + text, form);
-        };
+        return [&form, error = noConnection(opened.error())](
+                   std::size_t, const std::string& file) { return failedFile(file, error, form.json); };
     std::shared_ptr<ServiceBus> bus = std::move(opened).value();
-    return [&files, form, bus](std::size_t item) { return describe(*bus, files[item], form); };
+    return [&form, bus](std::size_t, const std::string& file) {
+        auto described = describe(*bus, file, form);
+        return described ? WorkResult { *described, "" } : failedFile(file, described.error(), form.json);
+    };
 }
 
-Result<std::vector<std::string>> filesOf(const Arguments& arguments)
+Result<NameSource> namesOf(const Arguments& arguments)
 {
-    std::vector<std::string> files = arguments.files();
+    std::vector<NameList> lists;
     for (const std::string& list : arguments.values("files-from")) {
-        MV_TRY(names, namesFromList(list, arguments.has("null")));
-        files.insert(files.end(), names.begin(), names.end());
+        MV_TRY(opened, NameList::open(list, arguments.has("null")));
+        lists.push_back(std::move(opened));
     }
-    return files;
+    return NameSource(arguments.files(), std::move(lists));
 }
 
-int run(const Arguments& arguments)
+const char* slipIn(const Arguments& arguments)
 {
-    auto files = filesOf(arguments);
-    if (!files) {
-        complain(Name, files.error().text);
-        return 1;
+    if (arguments.files().empty() && !arguments.has("files-from"))
+        return "which file?";
+    if (arguments.has("null") && !arguments.has("files-from"))
+        return "--null is about the list of --files-from, and there is none";
+    if (arguments.has("pictures") && !arguments.has("json"))
+        return "--pictures goes with --json";
+    return nullptr;
+}
+
+ExitStatus describeAll(NameSource& names, const Form& form)
+{
+    bool isFirst = true;
+    OrderedWork work;
+    work.next = [&] { return names.next(); };
+    work.workers = FilesInFlight;
+    work.makeWorker = [&] { return makeWorker(form); };
+    work.emit = [&](std::size_t, const WorkResult& result) {
+        bool apart = !form.json && !isFirst && !result.output.empty();
+        isFirst = isFirst && result.output.empty();
+        emitFile(Name, apart ? "\n" + result.output : result.output, result.complaint);
+        // Nobody hears the rest, and the list may be one without an end.
+        if (!canPrint())
+            leaveNow(closeOutput(ExitStatus::SomeFailed));
+    };
+    return work.run();
+}
+
+ExitStatus run(const Arguments& arguments)
+{
+    if (const char* slip = slipIn(arguments))
+        return misuse(Name, slip);
+    auto names = namesOf(arguments);
+    if (!names) {
+        complain(Name, names.error().text);
+        return ExitStatus::SomeFailed;
     }
-    if (files->empty() && !arguments.has("files-from")) {
-        complain(Name, "which file? Try \"mivo describe --help\".");
-        return 1;
-    }
+    Form form { arguments.has("json"), arguments.has("pictures"), outputTakesEmphasis() };
     auto service = openService(Name, arguments);
     if (!service)
-        return 1;
-    Form form { arguments.has("json"), arguments.has("pictures"), outputIsTerminal() };
-    bool failed = false;
-    runInOrder(
-        files->size(), FilesInFlight, [&] { return makeWorker(*files, form); },
-        [&](std::size_t item, const WorkResult& result) {
-            if (!form.json && item > 0 && !result.output.empty())
-                std::fputs("\n", stdout);
-            std::fputs(result.output.c_str(), stdout);
-            if (result.complaint.empty())
-                return;
-            failed = true;
-            complain(Name, result.complaint);
-        });
-    return failed ? 1 : 0;
+        return ExitStatus::NoService;
+    ExitStatus status = describeAll(*names, form);
+    if (names->failure()) {
+        complain(Name, names->failure()->text);
+        return worse(status, ExitStatus::SomeFailed);
+    }
+    return status;
 }
 
 constexpr std::array kOptions {
@@ -114,7 +145,9 @@ const Command describeCommand {
     .synopsis = "[OPTION...] FILE...",
     .summary = "Show what the service knows of audio, video and picture files",
     .details = "The name's ending decides who describes a file: .mp3, .m4a, .flac and .ogg, pictures, and the\n"
-               "audio/video parser for everything else. Keys are the columns of the media database.",
+               "audio/video parser for everything else. Keys are the columns of the media database.\n\n"
+               "To describe a folder with all that is in it:\n"
+               "  find FOLDER -type f -print0 | mivo describe --null --files-from -",
     .options = kOptions,
     .minimumFiles = 0,
     .maximumFiles = AnyNumber,

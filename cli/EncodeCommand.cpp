@@ -1,17 +1,20 @@
+#include "cli/CarriedTags.h"
 #include "cli/Command.h"
 #include "cli/InputPath.h"
 #include "cli/Interruption.h"
-#include "cli/JobOutcome.h"
+#include "cli/JobOptions.h"
+#include "cli/JobOutput.h"
+#include "cli/Output.h"
+#include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
+#include "cli/ResultCodes.h"
 #include "cli/ServiceAccess.h"
+#include "cli/Suggestion.h"
 #include "cli/Terminal.h"
 #include "client/Mp3EncoderClient.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <thread>
-#include <unistd.h>
 
 namespace mv::cli {
 
@@ -32,12 +35,14 @@ template <std::size_t Count>
 Result<std::int32_t> codeOf(const char* option, const std::string& text, const std::array<Word, Count>& words)
 {
     std::string known;
+    std::vector<std::string> all;
     for (const Word& one : words) {
         if (one.word == text)
             return one.code;
         known += (known.empty() ? "" : ", ") + std::string(one.word);
+        all.emplace_back(one.word);
     }
-    return Error { Error::Kind::Format, std::string("--") + option + " is one of: " + known };
+    return Error { Error::Kind::Format, std::string("--") + option + " is one of: " + known + didYouMean(text, all) };
 }
 
 /// Every attribute, because the encoder keeps those of the last job.
@@ -85,129 +90,178 @@ private:
     Record m_before;
 };
 
+/// One file of the command line on its way to an MP3.
+struct Job {
+    std::string input; ///< as given
+    std::string output;
+    Path source;
+    JobOutput place;
+};
+
 class Listener final : public EncodeListener {
 public:
-    Listener(std::string input, ProgressDisplay& display, std::size_t job, const Interruption& interruption)
-        : m_input(std::move(input))
+    Listener(
+        const Job& job, bool carriesTags, ProgressDisplay& display, std::size_t index, const Interruption& interruption)
+        : m_job(job)
+        , m_carriesTags(carriesTags)
         , m_display(display)
-        , m_job(job)
+        , m_index(index)
         , m_interruption(interruption)
     {
     }
 
-    void started() override { m_display.start(m_job); }
+    void started() override
+    {
+        m_started = true;
+        m_display.start(m_index);
+    }
     bool shouldStop() override { return m_interruption.asked(); }
-    void progress(double percent) override { m_display.progress(m_job, percent); }
+    void progress(double percent) override { m_display.progress(m_index, percent); }
     void ended(const Result<EncodeOutcome>& outcome) override
     {
-        m_outcome = outcome;
-        m_display.finish(m_job, succeeded() ? "done" : cancelled() ? "cancelled" : "failed");
-        if (!outcome)
-            complain(Name, m_input, sentenceFor(outcome.error()));
-        else if (outcome->end == EncodeOutcome::End::Failed)
-            complain(Name, m_input, encoderErrorText(outcome->code));
+        if (outcome && outcome->end == EncodeOutcome::End::Cancelled) {
+            m_status = ExitStatus::Interrupted;
+            if (m_started)
+                m_display.finish(m_index, "cancelled");
+            return;
+        }
+        auto done = finished(outcome);
+        m_display.finish(m_index, done ? "done" : "failed");
+        if (done)
+            return;
+        complain(Name, m_job.input, sentenceFor(done.error()));
+        m_status = statusFor(done.error());
     }
 
-    bool succeeded() const { return m_outcome && m_outcome->ok() && (*m_outcome)->end == EncodeOutcome::End::Done; }
-    bool cancelled() const
-    {
-        return m_outcome && m_outcome->ok() && (*m_outcome)->end == EncodeOutcome::End::Cancelled;
-    }
+    ExitStatus status() const { return m_status; }
 
 private:
-    std::string m_input;
+    /// From the service's last word to the file in its place.
+    Result<void> finished(const Result<EncodeOutcome>& outcome) const
+    {
+        if (!outcome)
+            return outcome.error();
+        if (outcome->end == EncodeOutcome::End::Failed)
+            return Error { Error::Kind::State, sentenceForCode(encoderCodes(), outcome->code), outcome->code };
+        if (m_carriesTags)
+            MV_TRY_VOID(carryTags());
+        if (auto delivered = m_job.place.deliver(); !delivered)
+            return Error { delivered.error().kind, m_job.output + ": " + delivered.error().text };
+        return {};
+    }
+    Result<void> carryTags() const
+    {
+        SongTags tags = readSongTags(m_job.source);
+        if (tags.isCut)
+            complain(Name, m_job.input, "not all of its tags fit into the new file's");
+        return writeId3Tags(m_job.place.made, tags);
+    }
+
+    const Job& m_job;
+    bool m_carriesTags;
     ProgressDisplay& m_display;
-    std::size_t m_job;
+    std::size_t m_index;
     const Interruption& m_interruption;
-    std::optional<Result<EncodeOutcome>> m_outcome;
+    bool m_started = false;
+    ExitStatus m_status = ExitStatus::Done;
 };
 
-Result<EncodeJob> jobFor(const std::string& input, const std::string& output)
-{
-    auto from = inputPath(input);
-    if (!from)
-        return Error { Error::Kind::NotFound, input + ": " + from.error().text };
-    auto to = outputPath(output);
-    if (!to)
-        return Error { Error::Kind::NotFound, output + ": " + to.error().text };
-    if (sameFile(*from, *to))
-        return Error { Error::Kind::Format, input + ": input and output are the same file" };
-    return EncodeJob { *from, *to };
-}
+struct Names {
+    std::string input;
+    std::string output;
+};
 
-Result<std::vector<EncodeJob>> jobsFrom(const Arguments& arguments)
+/// The pairs that a command line asks for; fails with a sentence where it asks for nothing that can be.
+Result<std::vector<Names>> namesFrom(const Arguments& arguments)
 {
     const auto& files = arguments.files();
-    std::vector<EncodeJob> jobs;
     if (!arguments.has("to")) {
         if (files.size() != 2)
             return Error { Error::Kind::Format, "name an input and an output, or a folder with --to" };
-        MV_TRY(job, jobFor(files[0], files[1]));
-        jobs.push_back(job);
-        return jobs;
+        return std::vector { Names { files[0], files[1] } };
     }
+    std::vector<Names> names;
     for (const std::string& file : files) {
         std::string title(Path(file).lastPathComponentWithoutExtension());
-        MV_TRY(job, jobFor(file, arguments.value("to") + "/" + title + ".mp3"));
-        auto taken = [&](const EncodeJob& other) { return other.output == job.output; };
-        if (std::any_of(jobs.begin(), jobs.end(), taken))
-            return Error { Error::Kind::Format, "two inputs would become " + job.output.text() };
-        jobs.push_back(job);
+        std::string output = Path(arguments.value("to")).appending(title + ".mp3").text();
+        if (std::any_of(names.begin(), names.end(), [&](const Names& other) { return other.output == output; }))
+            return Error { Error::Kind::Format, "two inputs would become " + output };
+        names.push_back({ file, output });
     }
-    return jobs;
+    return names;
 }
 
-/// The service deletes the output of a cancelled job right after it heard of it; a service of our own must not be
-/// ended before it has.
-void waitUntilGone(const Path& path)
+/// Nothing for a file that is skipped; complains of one that cannot be.
+std::optional<Job> jobFor(const Names& names, JobOutputs& outputs, ExitStatus& status)
 {
-    constexpr auto Patience = std::chrono::seconds(2);
-    auto deadline = std::chrono::steady_clock::now() + Patience;
-    while (access(path.c_str(), F_OK) == 0 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    auto fail = [&](const std::string& file, const Error& error) {
+        complain(Name, file, error.text);
+        status = worse(status, ExitStatus::SomeFailed);
+        return std::nullopt;
+    };
+    auto source = inputPath(names.input);
+    if (!source)
+        return fail(names.input, source.error());
+    auto place = outputs.placeFor(*source, names.output);
+    if (!place)
+        return fail(names.output, place.error());
+    if (*place)
+        return Job { names.input, names.output, *source, std::move(**place) };
+    printToError(terminalText(names.output) + ": is there already, skipped\n");
+    return std::nullopt;
 }
 
-Result<bool> encode(ServiceBus& bus, std::vector<EncodeJob> jobs, const Record& attributes)
+ExitStatus encode(ServiceBus& bus, const std::vector<Job>& jobs, const Record& attributes, bool carriesTags)
 {
     std::vector<ProgressDisplay::Job> titles;
-    for (const EncodeJob& job : jobs)
-        titles.push_back({ std::string(job.output.lastPathComponent()), playLength(bus, job.input) });
-    ProgressDisplay display(std::move(titles), errorIsTerminal(), terminalWidth());
+    for (const Job& job : jobs)
+        titles.push_back({ std::string(Path(job.output).lastPathComponent()), playLength(bus, job.source) });
+    ProgressDisplay display(std::move(titles), errorTakesDrawing(), terminalWidth());
     Interruption interruption;
     std::vector<std::unique_ptr<Listener>> listeners;
-    for (EncodeJob& job : jobs) {
-        listeners.push_back(std::make_unique<Listener>(job.input.text(), display, listeners.size(), interruption));
-        job.listener = listeners.back().get();
+    std::vector<EncodeJob> asked;
+    for (const Job& job : jobs) {
+        auto& listener = listeners.emplace_back(
+            std::make_unique<Listener>(job, carriesTags, display, listeners.size(), interruption));
+        asked.push_back({ job.source, job.place.made, listener.get() });
     }
     Mp3EncoderClient encoder(bus);
-    MV_TRY(borrowed, BorrowedAttributes::set(encoder, attributes));
-    encoder.encode(jobs, std::max(1u, std::thread::hardware_concurrency()));
-    for (std::size_t i = 0; i < jobs.size(); ++i) {
-        if (listeners[i]->cancelled())
-            waitUntilGone(jobs[i].output);
+    auto borrowed = BorrowedAttributes::set(encoder, attributes);
+    if (!borrowed) {
+        complain(Name, sentenceFor(borrowed.error()));
+        return statusFor(borrowed.error());
     }
-    return std::all_of(listeners.begin(), listeners.end(), [](const auto& one) { return one->succeeded(); });
+    encoder.encode(asked, std::max(1u, std::thread::hardware_concurrency()));
+    ExitStatus status = ExitStatus::Done;
+    for (const auto& listener : listeners)
+        status = worse(status, listener->status());
+    return status;
 }
 
-int run(const Arguments& arguments)
+ExitStatus run(const Arguments& arguments)
 {
     auto attributes = attributesFrom(arguments);
-    if (!attributes) {
-        complain(Name, attributes.error().text);
-        return 1;
+    if (!attributes)
+        return misuse(Name, attributes.error().text);
+    auto overwriting = overwritingFrom(arguments);
+    if (!overwriting)
+        return misuse(Name, overwriting.error().text);
+    auto names = namesFrom(arguments);
+    if (!names)
+        return misuse(Name, names.error().text);
+    JobOutputs outputs(*overwriting, ".mp3");
+    ExitStatus status = ExitStatus::Done;
+    std::vector<Job> jobs;
+    for (const Names& one : *names) {
+        if (auto job = jobFor(one, outputs, status))
+            jobs.push_back(std::move(*job));
     }
-    auto jobs = jobsFrom(arguments);
-    if (!jobs) {
-        complain(Name, jobs.error().text);
-        return 1;
-    }
+    if (jobs.empty())
+        return status;
     auto service = openService(Name, arguments);
     if (!service)
-        return 1;
-    auto succeeded = encode(*service->bus, std::move(*jobs), *attributes);
-    if (!succeeded)
-        complain(Name, sentenceFor(succeeded.error()));
-    return succeeded && *succeeded ? 0 : 1;
+        return ExitStatus::NoService;
+    return worse(status, encode(*service->bus, jobs, *attributes, !arguments.has("no-tags")));
 }
 
 constexpr std::array kOptions {
@@ -217,6 +271,9 @@ constexpr std::array kOptions {
     Option { "vbr", nullptr, "variable bit rate; --bitrate is then not used" },
     Option { "mode", "MODE", "mono, stereo (default) or joint" },
     Option { "quality", "QUALITY", "fast, standard (default) or best" },
+    NoTagsOption,
+    ForceOption,
+    NoClobberOption,
 };
 
 } // namespace
@@ -225,7 +282,7 @@ const Command encodeCommand {
     .name = Name,
     .synopsis = "[OPTION...] FILE OUT.mp3 | --to FOLDER FILE...",
     .summary = "Encode audio files to MP3",
-    .details = "Ctrl-C cancels; the service deletes what it had written.",
+    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
     .options = kOptions,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,

@@ -16,7 +16,7 @@ constexpr std::size_t NameColumns = 18;
 std::string jsonInfo(const std::string& file, const MVExifInfo& info)
 {
     JsonObject object;
-    object.text("file", file);
+    object.text("path", file);
     for (const ExifTextProperty& property : exifTextProperties()) {
         if (const auto& text = info.*property.field)
             object.text(property.name, *text);
@@ -53,7 +53,7 @@ Result<std::string> exifOf(ServiceBus& bus, const std::string& file, bool json)
     return json ? jsonInfo(file, *info) : readableInfo(file, *info);
 }
 
-int run(const Arguments& arguments) { return printFileTexts(Name, arguments, exifOf); }
+ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, exifOf); }
 
 constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
 

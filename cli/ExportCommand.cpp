@@ -1,6 +1,6 @@
 #include "cli/Command.h"
 #include "cli/ExportJob.h"
-#include "cli/ServiceAccess.h"
+#include "cli/JobOptions.h"
 
 namespace mv::cli {
 
@@ -8,30 +8,27 @@ namespace {
 
 constexpr const char* Name = "export";
 
-int run(const Arguments& arguments)
+ExitStatus run(const Arguments& arguments)
 {
-    auto paths = exportPaths(Name, arguments);
-    if (!paths)
-        return 1;
-    auto service = openService(Name, arguments);
-    if (!service)
-        return 1;
-    return runExport(Name, *service->bus, *paths,
-               [&](ExporterClient& exporter, ExportListener& listener) {
-                   return exporter.exportToMp4(paths->source, paths->destination, &listener);
-               })
-        ? 0
-        : 1;
+    ExportJob job;
+    job.command = Name;
+    job.ending = ".mp4";
+    job.call = [](ExporterClient& exporter, const Path& source, const Path& made, ExportListener& listener) {
+        return exporter.exportToMp4(source, made, &listener);
+    };
+    return job.run(arguments);
 }
+
+constexpr std::array kOptions { ForceOption, NoClobberOption };
 
 } // namespace
 
 const Command exportCommand {
     .name = Name,
-    .synopsis = "FILE OUT.mp4",
+    .synopsis = "[OPTION...] FILE OUT.mp4",
     .summary = "Put a movie's streams into an MPEG-4 file, without encoding them anew",
-    .details = "Ctrl-C cancels.",
-    .options = {},
+    .details = "Ctrl-C cancels and leaves nothing.",
+    .options = kOptions,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

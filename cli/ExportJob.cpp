@@ -2,8 +2,12 @@
 
 #include "cli/InputPath.h"
 #include "cli/Interruption.h"
-#include "cli/JobOutcome.h"
+#include "cli/JobOutput.h"
+#include "cli/Output.h"
+#include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
+#include "cli/ResultCodes.h"
+#include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
 
 namespace mv::cli {
@@ -29,37 +33,72 @@ private:
     const Interruption& m_interruption;
 };
 
-} // namespace
-
-std::optional<ExportPaths> exportPaths(const char* command, const Arguments& arguments)
+/// Everything up to the finished file.
+Result<void> make(
+    const ExportJob& job, ServiceBus& bus, const Path& source, const JobOutput& output, Listener& listener)
 {
-    auto source = inputPath(arguments.files()[0]);
-    auto destination = outputPath(arguments.files()[1]);
-    if (!source)
-        complain(command, arguments.files()[0], source.error().text);
-    else if (!destination)
-        complain(command, arguments.files()[1], destination.error().text);
-    else if (sameFile(*source, *destination))
-        complain(command, arguments.files()[0], "input and output are the same file");
-    else
-        return ExportPaths { *source, *destination };
-    return std::nullopt;
+    Path known = source;
+    if (job.hidesSource) {
+        MV_TRY(link, output.folder->linkTo(source));
+        known = link;
+    }
+    ExporterClient exporter(bus);
+    MV_TRY(code, job.call(exporter, known, output.made, listener));
+    if (code != 0)
+        return Error { Error::Kind::State, sentenceForCode(exporterCodes(), code), code };
+    return job.finish ? job.finish(source, output.made) : Result<void>();
 }
 
-bool runExport(const char* command, ServiceBus& bus, const ExportPaths& paths, const ExportCall& call)
+ExitStatus failed(const char* command, const std::string& file, const Error& error)
 {
-    std::string title(paths.destination.lastPathComponent());
-    ProgressDisplay display({ { title, playLength(bus, paths.source) } }, errorIsTerminal(), terminalWidth());
+    complain(command, file, sentenceFor(error));
+    return statusFor(error);
+}
+
+ExitStatus runOnService(const ExportJob& job, const Arguments& arguments, const Path& source, const JobOutput& output)
+{
+    auto service = openService(job.command, arguments);
+    if (!service)
+        return ExitStatus::NoService;
+    const std::string& name = arguments.files()[1];
+    ProgressDisplay display({ { std::string(Path(name).lastPathComponent()), playLength(*service->bus, source) } },
+        errorTakesDrawing(), terminalWidth());
     Interruption interruption;
     Listener listener(display, interruption);
-    ExporterClient exporter(bus);
     display.start(0);
-    auto code = call(exporter, listener);
-    bool done = code.ok() && *code == 0;
-    display.finish(0, done ? "done" : interruption.asked() ? "cancelled" : "failed");
-    if (!done)
-        complain(command, paths.source.text(), code.ok() ? exporterErrorText(*code) : sentenceFor(code.error()));
-    return done;
+    auto made = make(job, *service->bus, source, output, listener);
+    if (!made && interruption.asked()) {
+        display.finish(0, "cancelled");
+        return ExitStatus::Interrupted;
+    }
+    auto delivered = made ? output.deliver() : Result<void>();
+    display.finish(0, made && delivered ? "done" : "failed");
+    if (!made)
+        return failed(job.command, arguments.files()[0], made.error());
+    return delivered ? ExitStatus::Done : failed(job.command, name, delivered.error());
+}
+
+} // namespace
+
+ExitStatus ExportJob::run(const Arguments& arguments) const
+{
+    auto overwriting = overwritingFrom(arguments);
+    if (!overwriting)
+        return misuse(command, overwriting.error().text);
+    const std::string& input = arguments.files()[0];
+    const std::string& name = arguments.files()[1];
+    auto source = inputPath(input);
+    if (!source)
+        return failed(command, input, source.error());
+    JobOutputs outputs(*overwriting, ending);
+    auto output = outputs.placeFor(*source, name);
+    if (!output)
+        return failed(command, name, output.error());
+    if (!*output) {
+        printToError(terminalText(name) + ": is there already, skipped\n");
+        return ExitStatus::Done;
+    }
+    return runOnService(*this, arguments, *source, **output);
 }
 
 } // namespace mv::cli

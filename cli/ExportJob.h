@@ -2,24 +2,26 @@
 
 #include "Base/Core/Path.h"
 #include "cli/Arguments.h"
+#include "cli/ExitStatus.h"
 #include "client/ExporterClient.h"
 
 #include <functional>
-#include <optional>
 
 namespace mv::cli {
 
-struct ExportPaths {
-    Path source;
-    Path destination;
+/// One job of the exporter service, from the two names on the command line to the file in its place.
+struct ExportJob {
+    const char* command;
+    const char* ending; ///< of the file that the service makes: ".m4a"
+    /// What the service is asked to do, with the source and the file that it is to make.
+    std::function<Result<std::int32_t>(ExporterClient&, const Path& source, const Path& made, ExportListener&)> call;
+    /// What is done with the file that was made, before it gets its name; may be empty.
+    std::function<Result<void>(const Path& source, const Path& made)> finish;
+    /// True when the service must not know the source by its own name.
+    bool hidesSource = false;
+
+    /// Shows progress, and cancels the job at Ctrl-C.
+    ExitStatus run(const Arguments& arguments) const;
 };
-
-/// The two files of the command line, checked; has complained when it gives nothing.
-std::optional<ExportPaths> exportPaths(const char* command, const Arguments& arguments);
-
-/// Runs one of the exporter's jobs with a progress display, and cancels it at Ctrl-C. True when it succeeded; has
-/// complained when not.
-using ExportCall = std::function<Result<std::int32_t>(ExporterClient&, ExportListener&)>;
-bool runExport(const char* command, ServiceBus& bus, const ExportPaths& paths, const ExportCall& call);
 
 } // namespace mv::cli

@@ -5,9 +5,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,12 +12,16 @@ namespace mv::cli {
 
 namespace {
 
-Error problem(const std::string& text) { return { Error::Kind::NotFound, text, errno }; }
+Error problem(const std::string& text, int code = 0) { return { Error::Kind::NotFound, text, code }; }
+
+Error isFolder() { return problem("is a folder", EISDIR); }
 
 Result<std::string> wholePath(const std::string& argument)
 {
     if (argument.empty())
         return problem("an empty name is no file");
+    if (argument.find('\0') != std::string::npos)
+        return problem("the name holds a zero byte; is --null missing?");
     if (!isValidUtf8(argument))
         return problem("the name is not UTF-8, and the service takes no other; rename the file first");
     if (argument.starts_with('/'))
@@ -43,7 +44,7 @@ Result<Path> inputPath(const std::string& argument)
     if (stat(path.c_str(), &facts) != 0)
         return problem(errno == ENOENT ? "there is no such file" : std::strerror(errno));
     if (S_ISDIR(facts.st_mode))
-        return problem("is a folder");
+        return isFolder();
     if (!S_ISREG(facts.st_mode))
         return problem("is not a regular file");
     if (access(path.c_str(), R_OK) != 0)
@@ -56,29 +57,11 @@ Result<Path> outputPath(const std::string& argument)
     MV_TRY(path, wholePath(argument));
     struct stat facts { };
     if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode))
-        return problem("is a folder");
+        return isFolder();
     std::string folder(Path(path).directory());
     if (stat(folder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
         return problem("there is no folder " + folder);
     return Path(path);
-}
-
-Result<std::vector<std::string>> namesFromList(const std::string& list, bool endedByZero)
-{
-    std::ifstream file;
-    if (list != "-") {
-        file.open(list, std::ios::binary);
-        if (!file)
-            return problem(std::string("the list cannot be read: ") + std::strerror(errno));
-    }
-    std::istream& from = list == "-" ? std::cin : file;
-    std::vector<std::string> names;
-    std::string name;
-    while (std::getline(from, name, endedByZero ? '\0' : '\n')) {
-        if (!name.empty())
-            names.push_back(name);
-    }
-    return names;
 }
 
 bool sameFile(const Path& first, const Path& second)

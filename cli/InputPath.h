@@ -4,20 +4,16 @@
 #include "Base/Core/Result.h"
 
 #include <string>
-#include <vector>
 
 namespace mv::cli {
 
 /// The whole path of a file that the service is to read, or a sentence that says why it cannot: a name that is not
-/// UTF-8, nothing there, a folder, what is no regular file, no permission. The service has a working folder of its
-/// own, so it gets whole paths only.
+/// UTF-8, nothing there, a folder (Error::code is EISDIR), what is no regular file, no permission. The service has a
+/// working folder of its own, so it gets whole paths only.
 Result<Path> inputPath(const std::string& argument);
 
 /// The whole path of a file that the service is to write; its folder must be there.
 Result<Path> outputPath(const std::string& argument);
-
-/// The names in a list, one a line (or ended by zero bytes), from a file or, for "-", standard input.
-Result<std::vector<std::string>> namesFromList(const std::string& list, bool endedByZero);
 
 /// True when both name one existing file.
 bool sameFile(const Path& first, const Path& second);

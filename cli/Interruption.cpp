@@ -2,36 +2,76 @@
 
 #include <atomic>
 #include <csignal>
+#include <unistd.h>
 
 namespace mv::cli {
 
 namespace {
 
+// The handler may run on any thread, in the middle of anything.
+std::atomic<bool> s_onlyAsks = false;
 std::atomic<bool> s_asked = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<bool> s_leaving = false;
+std::atomic<int> s_uncutTexts = 0;
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
-void note(int) { s_asked = true; }
+void interrupted(int)
+{
+    if (s_onlyAsks && !s_asked.exchange(true))
+        return;
+    // Whoever begins a text after this line sees the flag, and this line's reader sees whoever began before.
+    s_leaving = true;
+    if (s_uncutTexts == 0)
+        leaveNow(ExitStatus::Interrupted);
+}
 
-void handle(void (*handler)(int), int flags)
+void handle(int signal, void (*handler)(int))
 {
     struct sigaction action { };
     action.sa_handler = handler;
-    action.sa_flags = flags;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    sigaction(signal, &action, nullptr);
 }
 
 } // namespace
 
+void leaveNow(ExitStatus status) { _exit(static_cast<int>(status)); }
+
+void watchInterruptions()
+{
+    handle(SIGINT, interrupted);
+    handle(SIGTERM, interrupted);
+    // "nohup" has made this one be ignored.
+    struct sigaction hangUp { };
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+        handle(SIGHUP, interrupted);
+}
+
 Interruption::Interruption()
 {
     s_asked = false;
-    // The handler is used up by the first signal.
-    handle(note, SA_RESETHAND);
+    s_onlyAsks = true;
 }
 
-Interruption::~Interruption() { handle(SIG_DFL, 0); }
+Interruption::~Interruption() { s_onlyAsks = false; }
 
 bool Interruption::asked() const { return s_asked; }
+
+UncutText::UncutText()
+{
+    ++s_uncutTexts;
+    if (!s_leaving)
+        return;
+    // Nothing new is begun; another thread may have a text to finish, and leaves then.
+    if (--s_uncutTexts == 0)
+        leaveNow(ExitStatus::Interrupted);
+    while (true)
+        pause();
+}
+
+UncutText::~UncutText()
+{
+    if (--s_uncutTexts == 0 && s_leaving)
+        leaveNow(ExitStatus::Interrupted);
+}
 
 } // namespace mv::cli

@@ -102,12 +102,11 @@ std::string jsonValue(const Value& value, bool withData)
     return std::to_string(value.integerValue().value_or(0));
 }
 
-std::string jsonRecord(const Record& record, bool withData)
+JsonObject& JsonObject::record(const Record& record, bool withData)
 {
-    JsonObject object;
     for (const auto& [key, value] : record)
-        object.add(key, jsonValue(value, withData));
-    return object.line();
+        add(key, jsonValue(value, withData));
+    return *this;
 }
 
 JsonObject& JsonObject::add(std::string_view key, const std::string& json)

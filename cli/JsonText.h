@@ -14,9 +14,6 @@ std::string jsonString(std::string_view text);
 /// data is an object with its length under "bytes" and, where `withData` says so, itself under "base64".
 std::string jsonValue(const Value& value, bool withData);
 
-/// The record as an object on one line, in the record's order.
-std::string jsonRecord(const Record& record, bool withData);
-
 std::string base64(ByteView bytes);
 /// "2026-11-21T12:00:00.123456Z"
 std::string isoDate(Date date);
@@ -26,6 +23,8 @@ class JsonObject {
 public:
     JsonObject& add(std::string_view key, const std::string& json);
     JsonObject& text(std::string_view key, std::string_view value) { return add(key, jsonString(value)); }
+    /// Every entry of the record, in its order.
+    JsonObject& record(const Record& record, bool withData);
     std::string line() const { return m_text + "}"; }
 
 private:

@@ -2,9 +2,11 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Handle.h"
-#include "Base/Core/Text.h"
 #include "cli/JsonText.h"
+#include "cli/PictureDecoding.h"
 
+#include <algorithm>
+#include <array>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -94,15 +96,6 @@ bool isOpaque(const Bitmap& bitmap)
 
 } // namespace
 
-Result<Bitmap> bitmapOf(const Bytes& picture)
-{
-    auto image = NSImage::initWithData(picture);
-    auto representation = image ? image->bestRepresentationForDevice() : nullptr;
-    if (!representation || representation->pixelsWide() < 1 || representation->pixelsHigh() < 1)
-        return Error { Error::Kind::Format, "is no picture that can be read" };
-    return representation->scaledTo(representation->pixelsWide(), representation->pixelsHigh());
-}
-
 Bitmap flattened(Bitmap bitmap, NSColor background)
 {
     const std::uint8_t ground[] = { background.red, background.green, background.blue };
@@ -152,15 +145,20 @@ Result<Bytes> jpegOf(const Bitmap& bitmap)
     return Bytes(out, out + size);
 }
 
+bool isPictureForm(std::string_view extension)
+{
+    constexpr std::array<std::string_view, 5> kForms { "tif", "tiff", "png", "jpg", "jpeg" };
+    return std::find(kForms.begin(), kForms.end(), extension) != kForms.end();
+}
+
 Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)
 {
-    std::string ending = toLowerAscii(extension);
-    if (ending == "tif" || ending == "tiff")
-        return tiff;
-    if (ending != "png" && ending != "jpg" && ending != "jpeg")
+    if (!isPictureForm(extension))
         return Error { Error::Kind::Unsupported, "the name must end in .tif, .png or .jpg" };
+    if (extension == "tif" || extension == "tiff")
+        return tiff;
     MV_TRY(bitmap, bitmapOf(tiff));
-    if (ending == "png")
+    if (extension == "png")
         return pngOf(bitmap);
     return jpegOf(flattened(std::move(bitmap), NSColor::whiteColor()));
 }

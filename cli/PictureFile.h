@@ -8,9 +8,6 @@
 
 namespace mv::cli {
 
-/// The pixels of an encoded picture, at its own size.
-Result<Bitmap> bitmapOf(const Bytes& picture);
-
 /// The picture over a background of one colour, without transparency.
 Bitmap flattened(Bitmap bitmap, NSColor background);
 
@@ -18,8 +15,10 @@ Bytes pngOf(const Bitmap& bitmap);
 /// Quality 85; transparency is lost (see flattened).
 Result<Bytes> jpegOf(const Bitmap& bitmap);
 
-/// A picture in TIFF form as the file that the ending of a name asks for: .tif and .tiff as it is, .png, .jpg and
-/// .jpeg. Fails for another ending.
+/// True for an ending (in small letters) that pictureFor takes.
+bool isPictureForm(std::string_view extension);
+/// A picture in TIFF form as the file that the ending of a name asks for: "tif" and "tiff" as it is, "png", "jpg" and
+/// "jpeg". Fails for another ending.
 Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff);
 
 /// For pages: JPEG, or PNG where the picture has transparent places, as a "data:" address.

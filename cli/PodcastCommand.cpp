@@ -14,7 +14,7 @@ constexpr const char* Name = "podcast";
 std::string jsonInfo(const std::string& file, const TagClient::PodcastInfo& info)
 {
     JsonObject object;
-    object.text("file", file);
+    object.text("path", file);
     if (info.episodeId)
         object.text("episodeId", *info.episodeId);
     if (info.channelUrl)
@@ -37,7 +37,7 @@ Result<std::string> podcastOf(ServiceBus& bus, const std::string& file, bool jso
     return json ? jsonInfo(file, *info) : readableInfo(file, *info);
 }
 
-int run(const Arguments& arguments) { return printFileTexts(Name, arguments, podcastOf); }
+ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, podcastOf); }
 
 constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
 

@@ -1,6 +1,7 @@
 #include "cli/ProgressDisplay.h"
 
 #include "Base/Core/Text.h"
+#include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
 
@@ -18,19 +19,13 @@ constexpr int LargestTitle = 30;
 constexpr int FiguresColumns = 32;
 constexpr double QuarterPercent = 25;
 
-void writeToStandardError(const std::string& text)
-{
-    std::fputs(text.c_str(), stderr);
-    std::fflush(stderr);
-}
-
 } // namespace
 
 ProgressDisplay::ProgressDisplay(std::vector<Job> jobs, bool onTerminal, int columns,
     std::function<void(const std::string&)> write, std::function<Clock::time_point()> now)
     : m_onTerminal(onTerminal)
     , m_columns(columns)
-    , m_write(write ? std::move(write) : writeToStandardError)
+    , m_write(write ? std::move(write) : printToError)
     , m_now(std::move(now))
 {
     for (Job& job : jobs) {

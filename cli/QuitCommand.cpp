@@ -23,26 +23,26 @@ bool anyRuns(ServiceBus& bus)
     return std::any_of(kServiceNames.begin(), kServiceNames.end(), [&](auto name) { return bus.hasOwner(name); });
 }
 
-int run(const Arguments&)
+ExitStatus run(const Arguments&)
 {
     auto bus = ServiceBus::open();
     if (!bus || !anyRuns(**bus)) {
         complain(Name, "the service does not run");
-        return 1;
+        return ExitStatus::NoService;
     }
     if (!NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo")) {
         complain(Name, "the notification cannot be sent");
-        return 1;
+        return ExitStatus::SomeFailed;
     }
     auto deadline = std::chrono::steady_clock::now() + Patience;
     while (anyRuns(**bus)) {
         if (std::chrono::steady_clock::now() > deadline) {
             complain(Name, "the service was asked to quit and is still at work");
-            return 1;
+            return ExitStatus::SomeFailed;
         }
         std::this_thread::sleep_for(PollInterval);
     }
-    return 0;
+    return ExitStatus::Done;
 }
 
 } // namespace
@@ -51,7 +51,7 @@ const Command quitCommand {
     .name = Name,
     .synopsis = "",
     .summary = "Ask the service on the session bus to quit, and wait until it has",
-    .details = "",
+    .details = "Jobs that are being done are finished first.",
     .options = {},
     .minimumFiles = 0,
     .maximumFiles = 0,

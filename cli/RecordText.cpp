@@ -2,8 +2,8 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
+#include "cli/PictureDecoding.h"
 #include "cli/Terminal.h"
-#include "platform/graphics/NSImage.h"
 
 #include <array>
 #include <cmath>
@@ -69,11 +69,10 @@ constexpr std::array kNumberForms {
 std::string pictureText(const Bytes& data)
 {
     std::string size = readableSize(static_cast<std::int64_t>(data.size()));
-    auto image = NSImage::initWithData(data);
-    auto best = image ? image->bestRepresentationForDevice() : nullptr;
-    if (!best)
+    auto picture = sizeOfPicture(data);
+    if (!picture)
         return "data, " + size;
-    return formatText("picture, %d x %d, %s", best->pixelsWide(), best->pixelsHigh(), size.c_str());
+    return formatText("picture, %d x %d, %s", picture->width, picture->height, size.c_str());
 }
 
 } // namespace

@@ -1,21 +1,38 @@
 #include "cli/ServiceAccess.h"
 
+#include "cli/FileTexts.h"
+#include "cli/Output.h"
 #include "cli/Terminal.h"
 
 namespace mv::cli {
 
+namespace {
+
+std::nullopt_t noService(std::string_view command, const Arguments& arguments, const Error& error)
+{
+    complain(command, sentenceFor(error));
+    if (arguments.has("json")) {
+        for (const std::string& file : arguments.files())
+            print(failedFile(file, error, true).output);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Error noConnection(const Error& reason)
+{
+    return { Error::Kind::NotFound, "no connection to the session bus: " + reason.text, reason.code };
+}
+
 std::optional<ServiceAccess> openService(std::string_view command, const Arguments& arguments)
 {
     auto process = ServiceProcess::ensure({ serviceProgramBesideUs(), arguments.has("log") });
-    if (!process) {
-        complain(command, process.error().text);
-        return std::nullopt;
-    }
+    if (!process)
+        return noService(command, arguments, process.error());
     auto bus = ServiceBus::open();
-    if (!bus) {
-        complain(command, "no connection to the session bus: " + bus.error().text);
-        return std::nullopt;
-    }
+    if (!bus)
+        return noService(command, arguments, noConnection(bus.error()));
     return ServiceAccess { std::move(process).value(), std::move(bus).value() };
 }
 

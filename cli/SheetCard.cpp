@@ -5,14 +5,14 @@
 #include "Base/Media/MediaDB.h"
 #include "cli/PictureFile.h"
 #include "cli/RecordText.h"
-#include "client/ImageClient.h"
+#include "cli/UprightThumbnail.h"
 
 namespace mv::cli {
 
 namespace {
 
 // Twice the width of a card's smallest frame, for screens with small pixels.
-constexpr FloatSize PictureSize { 380, 285 };
+constexpr FloatSize PictureBox { 380, 285 };
 
 std::string textOf(const Record& record, std::string_view key)
 {
@@ -32,10 +32,12 @@ SheetCard::Kind kindOf(const Path& path)
                                                                            : SheetCard::Kind::Music;
 }
 
-void addFacts(SheetCard& card, const Record& record)
+void addFacts(SheetCard& card, const Record& record, Orientation orientation)
 {
     int width = numberOf(record, MediaDBPhotoColumnWidth);
     int height = numberOf(record, MediaDBPhotoColumnHeight);
+    if (orientation.swapsSides)
+        std::swap(width, height);
     if (int seconds = numberOf(record, MediaDBMusicColumnPlayLength); seconds > 0)
         card.facts.push_back(readableLength(seconds));
     if (width > 0 && height > 0)
@@ -64,12 +66,13 @@ void addPhotoTexts(SheetCard& card, const Record& record)
 }
 
 /// Pictures are asked for in the size of the page; songs and videos have theirs in the record.
-std::optional<Bytes> pictureOf(ServiceBus& bus, const Path& path, SheetCard::Kind kind, const Record& record)
+std::optional<Bytes> pictureOf(
+    ServiceBus& bus, const Path& path, SheetCard::Kind kind, const Record& record, Orientation orientation)
 {
     if (kind == SheetCard::Kind::Picture) {
-        auto thumbnail = ImageClient(bus).makeThumbnail(path, PictureSize);
+        auto thumbnail = makeTurnedThumbnail(bus, path, PictureBox, orientation);
         if (thumbnail && *thumbnail)
-            return std::move((*thumbnail)->tiff);
+            return std::move(**thumbnail);
     }
     for (std::string_view key : { MediaDBMusicColumnAlbumArt, MediaDBVideoColumnImage }) {
         if (const Bytes* data = record.data(key))
@@ -80,12 +83,12 @@ std::optional<Bytes> pictureOf(ServiceBus& bus, const Path& path, SheetCard::Kin
 
 } // namespace
 
-std::optional<SheetCard> sheetCardFor(ServiceBus& bus, const Path& path, const std::string& relativeName)
+Result<SheetCard> sheetCardFor(ServiceBus& bus, const Path& path, const std::string& relativeName, bool asStored)
 {
-    auto described = describeFile(bus, path);
-    if (!described || !*described)
-        return std::nullopt;
-    const Record& record = **described;
+    MV_TRY(described, describeFile(bus, path));
+    if (!described)
+        return Error { Error::Kind::Format, "is no file that the service can describe" };
+    const Record& record = *described;
     SheetCard card;
     card.kind = kindOf(path);
     card.file = relativeName;
@@ -96,8 +99,11 @@ std::optional<SheetCard> sheetCardFor(ServiceBus& bus, const Path& path, const s
         addMusicTexts(card, record);
     if (card.kind == SheetCard::Kind::Picture)
         addPhotoTexts(card, record);
-    addFacts(card, record);
-    if (auto picture = pictureOf(bus, path, card.kind, record)) {
+    Orientation orientation;
+    if (card.kind == SheetCard::Kind::Picture && !asStored)
+        orientation = orientationOf(path);
+    addFacts(card, record, orientation);
+    if (auto picture = pictureOf(bus, path, card.kind, record, orientation)) {
         if (auto address = dataAddress(*picture))
             card.picture = *address;
     }

@@ -1,7 +1,9 @@
 #include "cli/Command.h"
-#include "cli/InputPath.h"
+#include "cli/Destination.h"
+#include "cli/FileTexts.h"
+#include "cli/JobOptions.h"
 #include "cli/OrderedWork.h"
-#include "cli/OutputFile.h"
+#include "cli/Output.h"
 #include "cli/ServiceAccess.h"
 #include "cli/SheetCard.h"
 #include "cli/Terminal.h"
@@ -9,7 +11,6 @@
 #include "Base/Core/Text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 namespace mv::cli {
@@ -39,84 +40,112 @@ std::vector<std::string> mediaFilesIn(const fs::path& folder)
     return files;
 }
 
-Work makeWorker(
-    const std::vector<std::string>& files, const fs::path& folder, std::vector<std::optional<SheetCard>>& cards)
+using Cards = std::vector<std::optional<SheetCard>>;
+
+struct Sheet {
+    fs::path folder;
+    bool asStored = false;
+};
+
+OrderedWork::Work makeWorker(const Sheet& sheet, Cards& cards)
 {
     auto opened = ServiceBus::open();
     if (!opened)
-        return [&files](std::size_t item) {
-            return WorkResult { "", files[item] + ": no connection to the session bus" };
-        };
+        return [error = noConnection(opened.error())](
+                   std::size_t, const std::string& file) { return failedFile(file, error, false); };
     std::shared_ptr<ServiceBus> bus = std::move(opened).value();
-    return [&files, &folder, &cards, bus](std::size_t item) {
-        std::string name = fs::path(files[item]).lexically_relative(folder).native();
-        // Every item has a place of its own.
-        cards[item] = sheetCardFor(*bus, files[item], name);
-        return WorkResult { "", cards[item] ? "" : files[item] + ": is no file that the service can describe" };
+    return [&sheet, &cards, bus](std::size_t index, const std::string& file) {
+        std::string name = fs::path(file).lexically_relative(sheet.folder).native();
+        auto card = sheetCardFor(*bus, file, name, sheet.asStored);
+        if (!card)
+            return failedFile(file, card.error(), false);
+        // Every file has a place of its own.
+        cards[index] = std::move(*card);
+        return WorkResult {};
     };
 }
 
-std::vector<SheetCard> collectCards(const std::vector<std::string>& files, const fs::path& folder)
+void showProgress(std::size_t done, std::size_t all)
 {
-    std::vector<std::optional<SheetCard>> found(files.size());
-    runInOrder(
-        files.size(), FilesInFlight, [&] { return makeWorker(files, folder, found); },
-        [&](std::size_t item, const WorkResult& result) {
-            if (!result.complaint.empty())
-                complain(Name, result.complaint);
-            if (errorIsTerminal())
-                std::fprintf(stderr, "\r%zu of %zu files\033[K", item + 1, files.size());
-        });
-    if (errorIsTerminal() && !files.empty())
-        std::fputs("\r\033[K", stderr);
-    std::vector<SheetCard> cards;
+    if (errorTakesDrawing())
+        printToError(formatText("\r%zu of %zu files\033[K", done, all));
+}
+
+void endProgress()
+{
+    if (errorTakesDrawing())
+        printToError("\r\033[K");
+}
+
+/// The cards of the files that can be described, in their order.
+ExitStatus collectCards(const std::vector<std::string>& files, const Sheet& sheet, std::vector<SheetCard>& cards)
+{
+    Cards found(files.size());
+    std::size_t asked = 0;
+    OrderedWork work;
+    work.next = [&] { return asked < files.size() ? std::optional(files[asked++]) : std::nullopt; };
+    work.workers = FilesInFlight;
+    work.makeWorker = [&] { return makeWorker(sheet, found); };
+    work.emit = [&](std::size_t index, const WorkResult& result) {
+        if (!result.complaint.empty()) {
+            endProgress();
+            complain(Name, result.complaint);
+        }
+        showProgress(index + 1, files.size());
+    };
+    ExitStatus status = work.run();
+    endProgress();
     for (auto& card : found) {
         if (card)
             cards.push_back(std::move(*card));
     }
-    return cards;
+    return status;
 }
 
-int run(const Arguments& arguments)
+ExitStatus failed(const std::string& file, const std::string& sentence)
 {
+    complain(Name, file, sentence);
+    return ExitStatus::SomeFailed;
+}
+
+ExitStatus run(const Arguments& arguments)
+{
+    const std::string& folderName = arguments.files()[0];
+    const std::string& pageName = arguments.files()[1];
     std::error_code failure;
-    fs::path folder = fs::canonical(arguments.files()[0], failure);
-    if (failure || !fs::is_directory(folder, failure)) {
-        complain(Name, arguments.files()[0], "is no folder");
-        return 1;
-    }
-    auto page = outputPath(arguments.files()[1]);
-    if (!page) {
-        complain(Name, arguments.files()[1], page.error().text);
-        return 1;
-    }
+    fs::path folder = fs::canonical(folderName, failure);
+    if (failure || !fs::is_directory(folder, failure))
+        return failed(folderName, "is no folder");
+    auto page = Destination::find(pageName);
+    if (!page)
+        return failed(pageName, page.error().text);
     std::vector<std::string> files = mediaFilesIn(folder);
-    if (files.size() > MaxFiles) {
-        complain(Name, formatText("there are %zu files, and a page takes %zu", files.size(), MaxFiles));
-        return 1;
-    }
+    if (files.size() > MaxFiles)
+        return failed(folderName, formatText("there are %zu files, and a page takes %zu", files.size(), MaxFiles));
     auto service = openService(Name, arguments);
     if (!service)
-        return 1;
-    std::string title = arguments.value("title", folder.filename().native());
-    std::string html = sheetPage(title, collectCards(files, folder));
-    if (auto written = writeFile(*page, bytesOf(html)); !written) {
-        complain(Name, arguments.files()[1], written.error().text);
-        return 1;
-    }
-    return 0;
+        return ExitStatus::NoService;
+    std::vector<SheetCard> cards;
+    ExitStatus status = collectCards(files, { folder, arguments.has("as-stored") }, cards);
+    std::string html = sheetPage(arguments.value("title", folder.filename().native()), cards);
+    if (auto written = page->write(bytesOf(html)); !written)
+        return worse(status, failed(pageName, written.error().text));
+    return status;
 }
 
-constexpr std::array kOptions { Option { "title", "TEXT", "the page's title (default: the folder's name)" } };
+constexpr std::array kOptions {
+    Option { "title", "TEXT", "the page's title (default: the folder's name)" },
+    AsStoredOption,
+};
 
 } // namespace
 
 const Command sheetCommand {
     .name = Name,
-    .synopsis = "[--title TEXT] FOLDER OUT.html",
+    .synopsis = "[OPTION...] FOLDER OUT.html",
     .summary = "Make one page with thumbnails and facts of a folder's media files",
     .details = "The folders below are searched too. The page needs no other file and opens in any browser. Files that\n"
-               "cannot be described are named on standard error and left out.",
+               "cannot be described are named on standard error and left out. A page that is there is replaced.",
     .options = kOptions,
     .minimumFiles = 2,
     .maximumFiles = 2,

@@ -1,13 +1,13 @@
 #include "Base/Core/Text.h"
 #include "cli/Command.h"
 #include "cli/JsonText.h"
+#include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
 #include "client/ServiceBus.h"
 #include "client/ServiceNames.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
@@ -78,22 +78,24 @@ std::string jsonRow(const Row& row)
     return object.line() + "\n";
 }
 
-int run(const Arguments& arguments)
+ExitStatus run(const Arguments& arguments)
 {
     auto bus = ServiceBus::open();
     if (!bus) {
         complain(Name, "there is no session bus, so no service runs on it");
-        return 1;
+        return ExitStatus::NoService;
     }
     std::vector<Row> rows = askAll(**bus);
+    std::string text;
     for (const Row& row : rows)
-        std::fputs((arguments.has("json") ? jsonRow(row) : readableRow(row)).c_str(), stdout);
+        text += arguments.has("json") ? jsonRow(row) : readableRow(row);
+    print(text);
     auto missing = std::count_if(rows.begin(), rows.end(), [](const Row& row) { return row.processId == 0; });
     if (missing == 0)
-        return 0;
+        return ExitStatus::Done;
     complain(
         Name, formatText("%d of %d services do not run", static_cast<int>(missing), static_cast<int>(rows.size())));
-    return 1;
+    return ExitStatus::NoService;
 }
 
 constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
@@ -104,7 +106,7 @@ const Command statusCommand {
     .name = Name,
     .synopsis = "[--json]",
     .summary = "Show which services run on the session bus",
-    .details = "Starts nothing. The exit status is 0 when all nine services run.",
+    .details = "Starts nothing. The exit status is 0 when all nine services run, else 3.",
     .options = kOptions,
     .minimumFiles = 0,
     .maximumFiles = 0,

@@ -4,7 +4,9 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "cli/InputPath.h"
+#include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
+#include "cli/Suggestion.h"
 #include "platform/system/InputFile.h"
 
 #include <algorithm>
@@ -54,6 +56,19 @@ Result<Value> pictureValue(const std::string& name)
     return Value(std::move(jpeg));
 }
 
+/// "3", or "3/12" with a total that is not smaller.
+Result<PlaceInSet> placeFor(const TagField& field, const std::string& text)
+{
+    auto slash = text.find('/');
+    MV_TRY(number, numberIn(field.name, text.substr(0, slash), 1, LargestNumber));
+    if (slash == std::string::npos)
+        return PlaceInSet { number, 0 };
+    MV_TRY(total, numberIn(field.name, text.substr(slash + 1), 1, LargestNumber));
+    if (total < number)
+        return misuse(formatText("--%s %s: there is no %d among %d", field.name, text.c_str(), number, total));
+    return PlaceInSet { number, total };
+}
+
 Result<Value> valueFor(const TagField& field, const std::string& text)
 {
     switch (field.kind) {
@@ -62,17 +77,26 @@ Result<Value> valueFor(const TagField& field, const std::string& text)
             return misuse(formatText("the %s is not UTF-8", field.name));
         return Value(text);
     case Kind::Number: {
-        MV_TRY(number, numberIn(field.name, text, 1, LargestNumber));
-        return Value(std::int32_t { number });
+        MV_TRY(place, placeFor(field, text));
+        return Value(std::int32_t { place.index });
     }
     case Kind::Picture: {
         auto picture = pictureValue(text);
+        // A file that failed, and no slip in the command line.
         if (!picture)
-            return misuse(text + ": " + picture.error().text);
+            return Error { Error::Kind::Io, text + ": " + picture.error().text };
         return picture;
     }
     }
     return Value();
+}
+
+std::vector<std::string> fieldNames()
+{
+    std::vector<std::string> names;
+    for (const TagField& field : kFields)
+        names.emplace_back(field.name);
+    return names;
 }
 
 /// What empties a field: the ID3 writer takes the null object for the texts it knows as a whole and for pictures,
@@ -95,14 +119,16 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
     for (const TagField& field : kFields) {
         if (!arguments.has(field.name))
             continue;
-        MV_TRY(value, valueFor(field, arguments.value(field.name)));
-        changes.push_back({ &field, std::move(value) });
+        std::string text = arguments.value(field.name);
+        MV_TRY(value, valueFor(field, text));
+        int total = field.kind == Kind::Number ? placeFrom(text).total : 0;
+        changes.push_back({ &field, std::move(value), total });
     }
     for (const std::string& name : arguments.values("clear")) {
         auto field
             = std::find_if(kFields.begin(), kFields.end(), [&](const TagField& one) { return name == one.name; });
         if (field == kFields.end())
-            return misuse("there is no field \"" + name + "\" to clear");
+            return misuse("there is no field \"" + name + "\" to clear" + didYouMean(name, fieldNames()));
         if (arguments.has(field->name))
             return misuse("the " + name + " cannot be set and cleared at once");
         changes.emplace_back().field = &*field;
@@ -131,6 +157,22 @@ Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, co
         record.set(change.field->key, change.value.isNull() ? emptying(mediaType, *change.field) : change.value);
     }
     return record;
+}
+
+TagTotals totalsForUpdate(std::int32_t mediaType, const TagTotals& present, const std::vector<TagChange>& changes)
+{
+    TagTotals totals;
+    for (const TagChange& change : changes) {
+        if (change.field->kind != Kind::Number || change.value.isNull())
+            continue;
+        bool isTrack = change.field->key == MediaDBMusicColumnTrackNo;
+        PlaceInSet& place = isTrack ? totals.track : totals.disc;
+        place = { change.value.integerValue().value_or(0), change.total };
+        bool isDropped = isTrack && mediaType == MVMediaTypeMP3 && change.total == 0;
+        if (isDropped && present.track.total >= place.index)
+            place.total = present.track.total;
+    }
+    return totals;
 }
 
 bool isDone(const TagChange& change, const Record& now)

@@ -3,6 +3,7 @@
 #include "Base/Core/Result.h"
 #include "Base/Media/Record.h"
 #include "cli/Arguments.h"
+#include "cli/TagTotals.h"
 
 #include <cstdint>
 #include <string_view>
@@ -27,6 +28,7 @@ std::span<const TagField> tagFields();
 struct TagChange {
     const TagField* field = nullptr;
     Value value; ///< null: the field is to be emptied
+    int total = 0; ///< of a number: "3/12" has one; 0 for none
 };
 
 /// Fails with a sentence at an unknown field, a number that is none, or a picture that cannot be read.
@@ -36,6 +38,10 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
 /// else changes. The writers read a record differently: for MP3 files it is the complete state of the texts, for M4A
 /// files a missing cover means "remove it". Fails where the format has no such field.
 Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes);
+
+/// The totals that the file is to have after the changes, where that is not what the service makes of them: those that
+/// were asked for, and for a track of an MP3 file, whose total the service drops, the present one if it still fits.
+TagTotals totalsForUpdate(std::int32_t mediaType, const TagTotals& present, const std::vector<TagChange>& changes);
 
 /// True when the record that the file has now shows the change.
 bool isDone(const TagChange& change, const Record& now);

@@ -2,14 +2,14 @@
 #include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
 #include "cli/InputPath.h"
+#include "cli/Interruption.h"
+#include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/ServiceAccess.h"
 #include "cli/TagChange.h"
 #include "cli/Terminal.h"
 #include "client/MediaInfoClient.h"
 #include "client/TagClient.h"
-
-#include <cstdio>
 
 namespace mv::cli {
 
@@ -19,62 +19,78 @@ constexpr const char* Name = "tag";
 constexpr std::size_t NameColumns = 13;
 constexpr std::size_t ValueColumns = 30;
 
-std::string shown(const Record& record, const TagField& field)
+/// What a file's tag says: the service's record, and what it has no place for.
+struct TagState {
+    Record record;
+    TagTotals totals;
+};
+
+std::string withTotal(const TagField& field, const std::string& number, const TagTotals& totals)
 {
-    const Value* value = record.find(field.key);
-    return value ? readableValue(field.key, *value) : "-";
+    int total = field.key == MediaDBMusicColumnTrackNo ? totals.track.total
+        : field.key == MediaDBMusicColumnDiscNo        ? totals.disc.total
+                                                       : 0;
+    return total > 0 ? number + "/" + std::to_string(total) : number;
 }
 
-std::string planned(const TagChange& change)
+std::string shown(const TagState& state, const TagField& field)
 {
-    return change.value.isNull() ? "-" : readableValue(change.field->key, change.value);
+    const Value* value = state.record.find(field.key);
+    return value ? withTotal(field, readableValue(field.key, *value), state.totals) : "-";
 }
 
-void printRow(const TagField& field, const std::string& before, const std::string& after)
+std::string row(const TagField& field, const std::string& before, const std::string& after)
 {
     const char* arrow = before == after ? "   " : "-> ";
-    std::string row = "  " + padded(field.name, NameColumns) + padded(before, ValueColumns) + " " + arrow + after;
-    std::puts(row.c_str());
+    return "  " + padded(field.name, NameColumns) + padded(before, ValueColumns) + " " + arrow + after + "\n";
 }
 
-Result<Record> currentRecord(ServiceBus& bus, const Path& path)
+/// Every field that the file has, or is to have.
+void printFields(const std::string& file, const TagState& before, const TagState& after)
 {
-    MV_TRY(record, describeFile(bus, path));
-    if (!record)
-        return Error { Error::Kind::Format, "is no file that the service can describe" };
-    return std::move(*record);
-}
-
-/// Every field that the file has or that changes.
-void printPlan(const std::string& file, const Record& before, const std::vector<TagChange>& changes)
-{
-    std::puts(terminalText(file).c_str());
-    for (const TagField& field : tagFields()) {
-        std::string old = shown(before, field);
-        std::string now = old;
-        for (const TagChange& change : changes)
-            now = change.field == &field ? planned(change) : now;
-        if (old != "-" || now != "-")
-            printRow(field, old, now);
-    }
-}
-
-void printOutcome(const std::string& file, const Record& before, const Record& after)
-{
-    std::puts(terminalText(file).c_str());
+    std::string text = terminalText(file) + "\n";
     for (const TagField& field : tagFields()) {
         std::string old = shown(before, field);
         std::string now = shown(after, field);
         if (old != "-" || now != "-")
-            printRow(field, old, now);
+            text += row(field, old, now);
     }
+    print(text);
 }
 
-Result<void> checkOutcome(const Record& after, const std::vector<TagChange>& changes)
+/// The state as it would be.
+TagState planned(TagState state, const TagTotals& totals, const std::vector<TagChange>& changes)
+{
+    for (const TagChange& change : changes) {
+        if (change.value.isNull())
+            state.record.remove(change.field->key);
+        else
+            state.record.set(change.field->key, change.value);
+        if (change.field->key == MediaDBMusicColumnTrackNo)
+            state.totals.track = totals.track;
+        if (change.field->key == MediaDBMusicColumnDiscNo)
+            state.totals.disc = totals.disc;
+    }
+    return state;
+}
+
+Result<TagState> currentState(ServiceBus& bus, const Path& path)
+{
+    MV_TRY(record, describeFile(bus, path));
+    if (!record)
+        return Error { Error::Kind::Format, "is no file that the service can describe" };
+    return TagState { std::move(*record), readTotals(path) };
+}
+
+Result<void> checkOutcome(const TagState& after, const TagTotals& totals, const std::vector<TagChange>& changes)
 {
     std::string missing;
     for (const TagChange& change : changes) {
-        if (!isDone(change, after))
+        bool isTrack = change.field->key == MediaDBMusicColumnTrackNo;
+        int wanted = isTrack ? totals.track.total : totals.disc.total;
+        int found = isTrack ? after.totals.track.total : after.totals.disc.total;
+        bool totalIsThere = change.field->kind != TagField::Kind::Number || wanted == 0 || wanted == found;
+        if (!isDone(change, after.record) || !totalIsThere)
             missing += (missing.empty() ? "" : ", ") + std::string(change.field->name);
     }
     if (missing.empty())
@@ -87,52 +103,60 @@ Result<void> changeTag(ServiceBus& bus, const std::string& file, const std::vect
     MV_TRY(path, inputPath(file));
     std::int32_t mediaType = MVMediaTypeReader::type(path);
     MV_TRY_VOID(recordForUpdate(mediaType, {}, changes));
-    MV_TRY(before, currentRecord(bus, path));
+    MV_TRY(before, currentState(bus, path));
+    TagTotals totals = totalsForUpdate(mediaType, before.totals, changes);
     if (dryRun || changes.empty()) {
-        printPlan(file, before, changes);
+        printFields(file, before, planned(before, totals, changes));
         return {};
     }
-    MV_TRY(update, recordForUpdate(mediaType, before, changes));
+    MV_TRY(update, recordForUpdate(mediaType, before.record, changes));
     MV_TRY(updated, TagClient(bus).updateTag(path, update));
     if (!updated)
         return Error { Error::Kind::State, "the service could not write the tag" };
-    MV_TRY(after, currentRecord(bus, path));
-    printOutcome(file, before, after);
-    return checkOutcome(after, changes);
+    MV_TRY_VOID(writeTotals(path, mediaType, totals));
+    MV_TRY(after, currentState(bus, path));
+    printFields(file, before, after);
+    return checkOutcome(after, totals, changes);
 }
 
-int run(const Arguments& arguments)
+ExitStatus run(const Arguments& arguments)
 {
     auto changes = tagChanges(arguments);
+    if (!changes && changes.error().kind == Error::Kind::Format)
+        return misuse(Name, changes.error().text);
     if (!changes) {
         complain(Name, changes.error().text);
-        return 1;
+        return ExitStatus::SomeFailed;
     }
     auto service = openService(Name, arguments);
     if (!service)
-        return 1;
-    int status = 0;
+        return ExitStatus::NoService;
+    // A file that is being written is finished.
+    Interruption interruption;
+    ExitStatus status = ExitStatus::Done;
     for (const std::string& file : arguments.files()) {
+        if (interruption.asked())
+            return ExitStatus::Interrupted;
         auto changed = changeTag(*service->bus, file, *changes, arguments.has("dry-run"));
         if (changed)
             continue;
         complain(Name, file, sentenceFor(changed.error()));
-        status = 1;
+        status = worse(status, statusFor(changed.error()));
     }
-    return status;
+    return interruption.asked() ? ExitStatus::Interrupted : status;
 }
 
 constexpr std::array kOptions {
-    Option { "title", "TEXT", "" },
-    Option { "artist", "TEXT", "" },
-    Option { "album", "TEXT", "" },
-    Option { "album-artist", "TEXT", "M4A only" },
-    Option { "composer", "TEXT", "" },
-    Option { "genre", "TEXT", "" },
-    Option { "date", "TEXT", "of release; M4A only" },
-    Option { "comment", "TEXT", "MP3 only" },
-    Option { "track", "NUMBER", "" },
-    Option { "disc", "NUMBER", "M4A only" },
+    Option { "title", "TEXT", "the song's title" },
+    Option { "artist", "TEXT", "who plays or sings it" },
+    Option { "album", "TEXT", "the album's title" },
+    Option { "album-artist", "TEXT", "whose album it is; M4A only" },
+    Option { "composer", "TEXT", "who wrote it" },
+    Option { "genre", "TEXT", "any text; MP3 files store well-known genres by their number" },
+    Option { "date", "TEXT", "of release: a year, or YYYY-MM-DD; M4A only" },
+    Option { "comment", "TEXT", "a remark; MP3 only" },
+    Option { "track", "NUMBER", "its place on the album: 3, or 3/12" },
+    Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2; M4A only" },
     Option { "art", "PICTURE", "the cover; whatever is no JPEG is made one" },
     Option { "clear", "FIELD", "empty a field, named like its option; may be given several times" },
     Option { "dry-run", nullptr, "show what would change, and change nothing" },

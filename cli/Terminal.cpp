@@ -1,8 +1,11 @@
 #include "cli/Terminal.h"
 
 #include "Base/Core/Text.h"
+#include "cli/Output.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -12,6 +15,24 @@ namespace {
 
 constexpr int UsualWidth = 80;
 constexpr std::string_view ExceptionPrefix = "Mivo.Exception.";
+
+// What the bus says when nobody is there to answer.
+constexpr std::array<std::string_view, 4> kNobodyThere { "org.freedesktop.DBus.Error.ServiceUnknown",
+    "org.freedesktop.DBus.Error.NameHasNoOwner", "org.freedesktop.DBus.Error.NoServer",
+    "org.freedesktop.DBus.Error.Disconnected" };
+
+std::string_view environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+bool terminalIsDumb() { return environment("TERM") == "dumb"; }
+
+bool nobodyIsThere(const Error& error)
+{
+    return std::find(kNobodyThere.begin(), kNobodyThere.end(), error.name) != kNobodyThere.end();
+}
 
 /// The number of bytes of the character at the front; 0 where there is no valid one.
 std::size_t characterLength(std::string_view text)
@@ -63,9 +84,7 @@ std::string terminalText(std::string_view text)
 
 void complain(std::string_view command, std::string_view text)
 {
-    std::string line = "mivo " + std::string(command) + ": " + terminalText(text) + "\n";
-    std::fflush(stdout);
-    std::fputs(line.c_str(), stderr);
+    printToError("mivo " + std::string(command) + ": " + terminalText(text) + "\n");
 }
 
 void complain(std::string_view command, std::string_view file, std::string_view text)
@@ -73,9 +92,20 @@ void complain(std::string_view command, std::string_view file, std::string_view 
     complain(command, std::string(file) + ": " + std::string(text));
 }
 
+ExitStatus misuse(std::string_view command, std::string_view text)
+{
+    complain(command, text);
+    printToError("Try \"mivo " + std::string(command) + " --help\".\n");
+    return ExitStatus::Misuse;
+}
+
 bool outputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
 
 bool errorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+bool outputTakesEmphasis() { return outputIsTerminal() && !terminalIsDumb() && environment("NO_COLOR").empty(); }
+
+bool errorTakesDrawing() { return errorIsTerminal() && !terminalIsDumb(); }
 
 int terminalWidth()
 {
@@ -88,18 +118,26 @@ int terminalWidth()
 std::string sentenceFor(const Error& error)
 {
     std::string_view name = error.name;
+    // What was found out here is a sentence already.
+    if (name.empty())
+        return error.text;
     if (name.starts_with(ExceptionPrefix))
         return "the service raised " + std::string(name.substr(ExceptionPrefix.size())) + ": " + error.text;
+    if (nobodyIsThere(error))
+        return "the service does not run: " + error.text;
     switch (error.kind) {
-    case Error::Kind::NotFound:
-        return name.empty() ? error.text : "the service does not run: " + error.text;
     case Error::Kind::Unsupported:
-        return "this service cannot do that yet: " + error.text;
+        return "the running service does not offer that: " + error.text;
     case Error::Kind::Limit:
         return "the answer is too large: " + error.text;
     default:
-        return name.empty() ? error.text : error.text + " (" + std::string(name) + ")";
+        return error.text + " (" + std::string(name) + ")";
     }
+}
+
+ExitStatus statusFor(const Error& error)
+{
+    return nobodyIsThere(error) ? ExitStatus::NoService : ExitStatus::SomeFailed;
 }
 
 } // namespace mv::cli

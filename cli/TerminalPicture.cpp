@@ -2,6 +2,7 @@
 
 #include "Base/Core/Handle.h"
 #include "Base/Core/Text.h"
+#include "cli/Interruption.h"
 #include "cli/JsonText.h"
 #include "cli/PictureFile.h"
 
@@ -35,6 +36,8 @@ std::string deviceAttributes()
     termios before {};
     if (!isatty(STDIN_FILENO) || tcgetattr(STDIN_FILENO, &before) != 0)
         return "";
+    // A terminal left like this shows nothing of what is typed.
+    UncutText whole;
     termios raw = before;
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);

@@ -1,15 +1,17 @@
+#include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
+#include "cli/Destination.h"
 #include "cli/InputPath.h"
-#include "cli/OutputFile.h"
+#include "cli/JobOptions.h"
+#include "cli/Output.h"
+#include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
 #include "cli/TerminalPicture.h"
-#include "client/ImageClient.h"
+#include "cli/UprightThumbnail.h"
 #include "service/image/NSImageExtension.h"
-
-#include <cstdio>
 
 namespace mv::cli {
 
@@ -19,11 +21,14 @@ constexpr const char* Name = "thumbnail";
 constexpr int LargestSide = 16384;
 constexpr int LargestCategory = 1000;
 // What the picture service makes of a picture without further wishes.
-constexpr FloatSize PictureSize { 100, 100 };
+constexpr FloatSize UsualSize { 100, 100 };
 
 struct Wish {
     std::optional<FloatSize> size;
     int category = ThumbnailCategoryPicture;
+    bool asStored = false; ///< not turned
+    std::optional<PictureProtocol> protocol;
+    std::string form; ///< of the file, as the ending of a name
 };
 
 Result<FloatSize> sizeFrom(const std::string& text)
@@ -36,9 +41,22 @@ Result<FloatSize> sizeFrom(const std::string& text)
     return FloatSize { static_cast<float>(width), static_cast<float>(height) };
 }
 
+/// The ending of the name says it; what can have none, as standard output, gets a PNG.
+Result<std::string> formFor(const std::string& name)
+{
+    std::string form = toLowerAscii(Path(name).pathExtension());
+    if (isPictureForm(form))
+        return form;
+    auto destination = Destination::find(name);
+    if (form.empty() && destination && !destination->isFile())
+        return std::string("png");
+    return Error { Error::Kind::Format, name + ": the name must end in .tif, .png or .jpg" };
+}
+
 Result<Wish> wishFrom(const Arguments& arguments)
 {
     Wish wish;
+    wish.asStored = arguments.has("as-stored");
     if (arguments.has("size")) {
         MV_TRY(size, sizeFrom(arguments.value("size")));
         wish.size = size;
@@ -47,29 +65,28 @@ Result<Wish> wishFrom(const Arguments& arguments)
         MV_TRY(category, numberIn("category", arguments.value("category"), 0, LargestCategory));
         wish.category = category;
     }
+    if (arguments.has("protocol")) {
+        wish.protocol = protocolNamed(arguments.value("protocol"));
+        if (!wish.protocol)
+            return Error { Error::Kind::Format, "--protocol is kitty, iterm or sixel" };
+    }
+    if (arguments.files().size() > 1) {
+        MV_TRY(form, formFor(arguments.files()[1]));
+        wish.form = form;
+    }
     return wish;
 }
 
 /// The services' own interface knows thumbnails of category 2 only; the others are rendered here, by the same code.
-std::optional<Bytes> renderHere(const Path& path, const Wish& wish)
-{
-    auto image = NSImage::initWithContentsOfFile(path);
-    if (!image)
-        return std::nullopt;
-    if (wish.size)
-        return makeThumbnailForContentCategoryWithMaxSize(*image, wish.category, *wish.size);
-    return makeThumbnailForContentCategory(*image, wish.category);
-}
-
 Result<Bytes> thumbnailOfPicture(ServiceBus& bus, const Path& path, const Wish& wish)
 {
+    Orientation orientation = wish.asStored ? Orientation {} : orientationOf(path);
     std::optional<Bytes> tiff;
     if (wish.category == ThumbnailCategoryPicture) {
-        MV_TRY(answer, ImageClient(bus).makeThumbnail(path, wish.size.value_or(PictureSize)));
-        if (answer)
-            tiff = std::move(answer->tiff);
+        MV_TRY(made, makeTurnedThumbnail(bus, path, wish.size.value_or(UsualSize), orientation));
+        tiff = std::move(made);
     } else {
-        tiff = renderHere(path, wish);
+        tiff = thumbnailOfFile(path, wish.category, wish.size, orientation);
     }
     if (!tiff)
         return Error { Error::Kind::Format, "is no picture that a thumbnail can be made of" };
@@ -77,10 +94,8 @@ Result<Bytes> thumbnailOfPicture(ServiceBus& bus, const Path& path, const Wish& 
 }
 
 /// Cover art and video frames come with the file's record, in the size that the services give them.
-Result<Bytes> thumbnailOfMedia(ServiceBus& bus, const Path& path, const Wish& wish)
+Result<Bytes> thumbnailOfMedia(ServiceBus& bus, const Path& path)
 {
-    if (wish.size || wish.category != ThumbnailCategoryPicture)
-        return Error { Error::Kind::Unsupported, "--size and --category are for picture files only" };
     MV_TRY(record, describeFile(bus, path));
     if (record) {
         for (std::string_view key : { MediaDBMusicColumnAlbumArt, MediaDBVideoColumnImage }) {
@@ -95,63 +110,87 @@ Result<Bytes> thumbnailOf(ServiceBus& bus, const Path& path, const Wish& wish)
 {
     if (describingService(path) == ImageParserService)
         return thumbnailOfPicture(bus, path, wish);
-    return thumbnailOfMedia(bus, path, wish);
+    return thumbnailOfMedia(bus, path);
 }
 
-Result<void> show(const Bytes& tiff, const Arguments& arguments)
+Result<void> show(const Bytes& tiff, std::optional<PictureProtocol> protocol)
 {
-    auto protocol = arguments.has("protocol") ? protocolNamed(arguments.value("protocol")) : std::nullopt;
-    if (arguments.has("protocol") && !protocol)
-        return Error { Error::Kind::Format, "--protocol is kitty, iterm or sixel" };
     if (!protocol && outputIsTerminal())
         protocol = terminalProtocol();
     if (!protocol)
         return Error { Error::Kind::Unsupported, "this terminal shows no pictures (see --protocol)" };
     MV_TRY(bitmap, bitmapOf(tiff));
-    std::string text = terminalPicture(bitmap, *protocol);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    print(terminalPicture(bitmap, *protocol));
     return {};
 }
 
-Result<void> save(const Bytes& tiff, const std::string& name)
+ExitStatus failed(const std::string& file, const Error& error)
 {
-    MV_TRY(path, outputPath(name));
-    MV_TRY(content, pictureFor(path.pathExtension(), tiff));
-    return writeFile(path, content);
+    complain(Name, file, sentenceFor(error));
+    return statusFor(error);
 }
 
-Result<void> makeThumbnail(ServiceBus& bus, const Arguments& arguments)
+ExitStatus save(const Bytes& tiff, const std::string& form, const std::string& name, const Destination& destination)
 {
-    MV_TRY(wish, wishFrom(arguments));
-    MV_TRY(path, inputPath(arguments.files()[0]));
-    MV_TRY(tiff, thumbnailOf(bus, path, wish));
-    if (arguments.files().size() > 1)
-        MV_TRY_VOID(save(tiff, arguments.files()[1]));
-    if (arguments.has("show"))
-        MV_TRY_VOID(show(tiff, arguments));
-    return {};
+    auto content = pictureFor(form, tiff);
+    auto written = content ? destination.write(*content) : Result<void>(content.error());
+    return written ? ExitStatus::Done : failed(name, written.error());
 }
 
-int run(const Arguments& arguments)
+ExitStatus makeThumbnail(
+    const Arguments& arguments, const Path& path, const Wish& wish, const std::optional<Destination>& destination)
 {
-    if (arguments.files().size() < 2 && !arguments.has("show")) {
-        complain(Name, "where shall the thumbnail go? Name a file, or say --show.");
-        return 1;
-    }
     auto service = openService(Name, arguments);
     if (!service)
-        return 1;
-    auto result = makeThumbnail(*service->bus, arguments);
-    if (result)
-        return 0;
-    complain(Name, arguments.files()[0], sentenceFor(result.error()));
-    return 1;
+        return ExitStatus::NoService;
+    auto tiff = thumbnailOf(*service->bus, path, wish);
+    if (!tiff)
+        return failed(arguments.files()[0], tiff.error());
+    ExitStatus status = ExitStatus::Done;
+    if (destination)
+        status = save(*tiff, wish.form, arguments.files()[1], *destination);
+    if (!arguments.has("show"))
+        return status;
+    auto shown = show(*tiff, wish.protocol);
+    return shown ? status : worse(status, failed(arguments.files()[0], shown.error()));
+}
+
+const char* slipIn(const Arguments& arguments, const Path& path, const Wish& wish)
+{
+    if (arguments.files().size() < 2 && !arguments.has("show"))
+        return "where shall the thumbnail go? Name a file, or say --show.";
+    bool isMedia = describingService(path) != ImageParserService;
+    if (isMedia && (wish.size || wish.category != ThumbnailCategoryPicture))
+        return "--size and --category are for picture files only";
+    return nullptr;
+}
+
+ExitStatus run(const Arguments& arguments)
+{
+    auto wish = wishFrom(arguments);
+    if (!wish)
+        return misuse(Name, wish.error().text);
+    if (const char* slip = slipIn(arguments, arguments.files()[0], *wish))
+        return misuse(Name, slip);
+    auto path = inputPath(arguments.files()[0]);
+    if (!path)
+        return failed(arguments.files()[0], path.error());
+    std::optional<Destination> destination;
+    if (arguments.files().size() > 1) {
+        auto found = Destination::find(arguments.files()[1]);
+        if (!found)
+            return failed(arguments.files()[1], found.error());
+        if (found->isFile() && sameFile(*path, found->path()))
+            return failed(arguments.files()[0], { Error::Kind::State, "input and output are the same file" });
+        destination = std::move(*found);
+    }
+    return makeThumbnail(arguments, *path, *wish, destination);
 }
 
 constexpr std::array kOptions {
     Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100)" },
-    Option {
-        "category", "N", "1 album art, 200x200 with margins; 2 picture, no margins (default); 3 video frame, 130x90" },
+    Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)" },
+    AsStoredOption,
     Option { "show", nullptr, "show the thumbnail on a terminal that can" },
     Option { "protocol", "NAME", "how to show it: kitty, iterm or sixel (default: what the terminal says)" },
 };
@@ -162,7 +201,8 @@ const Command thumbnailCommand {
     .name = Name,
     .synopsis = "[OPTION...] FILE [OUT]",
     .summary = "Make a thumbnail of a picture, or take the one of a song or video",
-    .details = "The ending of OUT says what it becomes: .tif, .png or .jpg.",
+    .details = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
+               "standard output, get a PNG. A file that is there is replaced.",
     .options = kOptions,
     .minimumFiles = 1,
     .maximumFiles = 2,

@@ -1,10 +1,13 @@
 #include "cli/Command.h"
-
-#include <csignal>
+#include "cli/Interruption.h"
+#include "cli/Output.h"
 
 int main(int count, char** words)
 {
-    // A closed pipe behind the output is an ordinary end of it.
-    std::signal(SIGPIPE, SIG_DFL);
-    return mv::cli::runTool({ words + 1, words + count });
+    using namespace mv::cli;
+    prepareStandardStreams();
+    watchInterruptions();
+    // Without even its own name there are no words.
+    std::vector<std::string> given(words + (count > 0 ? 1 : 0), words + count);
+    return static_cast<int>(closeOutput(runTool(given)));
 }

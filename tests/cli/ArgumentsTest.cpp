@@ -1,4 +1,5 @@
 #include "cli/Arguments.h"
+#include "cli/Suggestion.h"
 
 #include <array>
 #include <gmock/gmock.h>
@@ -31,6 +32,30 @@ TEST(Arguments, TakesValuesBehindAnEqualsSignAndTheLastOneWins)
     EXPECT_THAT(arguments->values("clear"), testing::ElementsAre("a", "b"));
 }
 
+TEST(Arguments, AnOptionMayHaveALetter)
+{
+    constexpr std::array kWithLetter { Option { "help", nullptr, "", 'h' }, Option { "log", nullptr, "" } };
+    auto arguments = Arguments::parse(kWithLetter, { "-h" });
+    ASSERT_TRUE(arguments.ok());
+    EXPECT_TRUE(arguments->has("help"));
+    EXPECT_FALSE(Arguments::parse(kWithLetter, { "-l" }).ok());
+    EXPECT_FALSE(Arguments::parse(kWithLetter, { "-hh" }).ok());
+}
+
+TEST(Suggestion, TheNearestWordWithinReason)
+{
+    const std::vector<std::string> kKnown { "describe", "dump", "encode", "export" };
+    EXPECT_EQ(nearestWord("discribe", kKnown), "describe");
+    EXPECT_EQ(nearestWord("DESC", kKnown), "describe");
+    EXPECT_EQ(nearestWord("ecnode", kKnown), "encode");
+    EXPECT_EQ(nearestWord("exprot", kKnown), "export");
+    for (const char* strange : { "", "d", "play", "xxxxxxxx", "remove" })
+        EXPECT_EQ(nearestWord(strange, kKnown), "") << strange;
+    EXPECT_EQ(nearestWord(std::string(100'000, 'x'), kKnown), "");
+    EXPECT_EQ(didYouMean("dmup", kKnown, "\""), "; did you mean \"dump\"?");
+    EXPECT_EQ(didYouMean("play", kKnown), "");
+}
+
 TEST(Arguments, TwoDashesEndTheOptions)
 {
     auto arguments = Arguments::parse(kOptions, { "--json", "--", "--size", "--" });
@@ -48,7 +73,9 @@ TEST(Arguments, SaysWhatIsWrong)
     const Misuse kRows[] = {
         { { "--nothing" }, "there is no option --nothing" },
         { { "-j" }, "there is no option -j" },
-        { { "--jso" }, "there is no option --jso" },
+        { { "--jso" }, "there is no option --jso; did you mean --json?" },
+        { { "--clera" }, "there is no option --clera; did you mean --clear?" },
+        { { "-json" }, "there is no option -json; did you mean --json?" },
         { { "--size" }, "the option --size needs a value: WxH" },
         { { "--json=1" }, "the option --json takes no value" },
     };

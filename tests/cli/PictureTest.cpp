@@ -1,4 +1,5 @@
 #include "cli/JsonText.h"
+#include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
 #include "cli/SheetPage.h"
 #include "cli/TerminalPicture.h"
@@ -53,7 +54,7 @@ TEST(PictureFile, TheEndingChoosesTheForm)
 {
     Bytes source = pngOf(picture(2, 2, { 1, 2, 3, 255 }));
     EXPECT_EQ(*pictureFor("tif", source), source);
-    EXPECT_EQ((*pictureFor("PNG", source))[1], 'P');
+    EXPECT_EQ((*pictureFor("png", source))[1], 'P');
     EXPECT_EQ((*pictureFor("jpeg", source))[0], 0xff);
     EXPECT_EQ(pictureFor("gif", source).error().text, "the name must end in .tif, .png or .jpg");
     EXPECT_FALSE(pictureFor("png", Bytes { 1, 2, 3 }).ok());

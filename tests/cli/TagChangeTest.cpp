@@ -82,12 +82,32 @@ TEST(TagChange, RefusesWhatAFormatCannotHold)
 
 TEST(TagChange, RefusesMisuse)
 {
-    EXPECT_EQ(changesOf({ "--clear", "titel" }).error().text, "there is no field \"titel\" to clear");
+    EXPECT_EQ(
+        changesOf({ "--clear", "titel" }).error().text, "there is no field \"titel\" to clear; did you mean title?");
     EXPECT_EQ(
         changesOf({ "--clear", "title", "--title", "x" }).error().text, "the title cannot be set and cleared at once");
     EXPECT_EQ(changesOf({ "--track", "300" }).error().text, "--track takes a whole number from 1 to 255, not \"300\"");
+    for (const char* place : { "3/", "/3", "3/x", "3/0", "3/2", "1/2/3", "3 / 12" })
+        EXPECT_FALSE(changesOf({ "--track", place }).ok()) << place;
     EXPECT_EQ(changesOf({ "--title", "caf\xe9" }).error().text, "the title is not UTF-8");
     EXPECT_EQ(changesOf({ "--art", "/no/such.jpg" }).error().text, "/no/such.jpg: there is no such file");
+}
+
+TEST(TagChange, TotalsAreTheWishedOnesOrThoseThatStillFit)
+{
+    const TagTotals kPresent { { 3, 12 }, { 1, 2 } };
+    auto totals = [&](std::int32_t type, const std::vector<std::string>& words) {
+        return totalsForUpdate(type, kPresent, *changesOf(words));
+    };
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--track", "4/9" }).track.total, 9);
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--track", "4" }).track.total, 12);
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--track", "12" }).track.total, 12);
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--track", "13" }).track.total, 0);
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--title", "x" }).track.total, 0);
+    EXPECT_EQ(totals(MVMediaTypeMP3, { "--clear", "track" }).track.total, 0);
+    // The MP4 writer has a rule of its own.
+    EXPECT_EQ(totals(MVMediaTypeM4A, { "--track", "4" }).track.total, 0);
+    EXPECT_EQ(totals(MVMediaTypeM4A, { "--disc", "2/3" }).disc.total, 3);
 }
 
 TEST(TagChange, CoversAreJpegPictures)

@@ -1,7 +1,6 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "cli/InputPath.h"
-#include "cli/JobOutcome.h"
 #include "cli/JsonText.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
@@ -49,8 +48,9 @@ TEST(JsonText, EveryKindOfValue)
 
 TEST(JsonText, RecordsKeepTheirOrder)
 {
-    EXPECT_EQ(jsonRecord({ { "b", 1 }, { "a", "x" } }, false), "{\"b\":1,\"a\":\"x\"}");
-    EXPECT_EQ(jsonRecord({}, false), "{}");
+    EXPECT_EQ(JsonObject().text("path", "p").record({ { "b", 1 }, { "a", "x" } }, false).line(),
+        "{\"path\":\"p\",\"b\":1,\"a\":\"x\"}");
+    EXPECT_EQ(JsonObject().record({}, false).line(), "{}");
 }
 
 TEST(JsonText, Base64OfEveryRest)
@@ -109,26 +109,30 @@ TEST(RecordText, PaddingCountsCharacters)
     EXPECT_EQ(padded("abcdef", 4), "abcdef");
 }
 
-TEST(JobOutcome, CodesAreSentences)
-{
-    EXPECT_EQ(encoderErrorText(1), "the input is no audio file that can be decoded (code 1)");
-    EXPECT_EQ(encoderErrorText(4), "the output cannot be opened for writing (code 4)");
-    EXPECT_EQ(encoderErrorText(6), "the output cannot be written; is the disk full? (code 6)");
-    EXPECT_EQ(encoderErrorText(99), "encoding failed (code 99)");
-    EXPECT_EQ(exporterErrorText(-43), "there is no such file or folder (code -43)");
-    EXPECT_EQ(exporterErrorText(0x7479703f), "the input is of no known type (code 'typ?')");
-    EXPECT_EQ(exporterErrorText(-12345), "the export failed (code -12345)");
-}
-
 TEST(Sentences, ErrorsOfTheServiceAreReadable)
 {
     EXPECT_EQ(sentenceFor({ Error::Kind::State, "no date", 0, "Mivo.Exception.NSInvalidArgumentException" }),
         "the service raised NSInvalidArgumentException: no date");
     EXPECT_EQ(sentenceFor({ Error::Kind::NotFound, "nobody", 0, "org.freedesktop.DBus.Error.ServiceUnknown" }),
         "the service does not run: nobody");
-    EXPECT_EQ(sentenceFor({ Error::Kind::NotFound, "has no picture" }), "has no picture");
+    EXPECT_EQ(sentenceFor({ Error::Kind::Limit, "too many bytes", 0, "org.freedesktop.DBus.Error.LimitsExceeded" }),
+        "the answer is too large: too many bytes");
     EXPECT_EQ(sentenceFor({ Error::Kind::Io, "gone", 0, "org.freedesktop.DBus.Error.NoReply" }),
         "gone (org.freedesktop.DBus.Error.NoReply)");
+}
+
+TEST(Sentences, WhatWasFoundOutHereIsASentenceAlready)
+{
+    for (auto kind : { Error::Kind::NotFound, Error::Kind::Unsupported, Error::Kind::Limit, Error::Kind::Format })
+        EXPECT_EQ(sentenceFor({ kind, "has no picture" }), "has no picture");
+}
+
+TEST(Sentences, OnlyWhereNobodyAnswersThereIsNoService)
+{
+    EXPECT_EQ(statusFor({ Error::Kind::NotFound, "nobody", 0, "org.freedesktop.DBus.Error.ServiceUnknown" }),
+        ExitStatus::NoService);
+    EXPECT_EQ(statusFor({ Error::Kind::Io, "gone", 0, "org.freedesktop.DBus.Error.NoReply" }), ExitStatus::SomeFailed);
+    EXPECT_EQ(statusFor({ Error::Kind::NotFound, "there is no such file" }), ExitStatus::SomeFailed);
 }
 
 class InputPathTest : public testing::Test {
@@ -154,6 +158,7 @@ TEST_F(InputPathTest, WholePathsStayAndOthersAreMadeWhole)
 TEST_F(InputPathTest, SaysWhyAFileIsRefused)
 {
     EXPECT_EQ(refusal(""), "an empty name is no file");
+    EXPECT_EQ(refusal(std::string("a\0b", 3)), "the name holds a zero byte; is --null missing?");
     EXPECT_EQ(refusal(m_folder.file("none")), "there is no such file");
     EXPECT_EQ(refusal(m_folder.path()), "is a folder");
     EXPECT_EQ(refusal("caf\xe9.mp3"), "the name is not UTF-8, and the service takes no other; rename the file first");
@@ -169,15 +174,6 @@ TEST_F(InputPathTest, AnOutputNeedsItsFolder)
     EXPECT_TRUE(outputPath(m_folder.file("new.mp3")).ok());
     EXPECT_EQ(outputPath(m_folder.path()).error().text, "is a folder");
     EXPECT_EQ(outputPath(m_folder.file("no/new.mp3")).error().text, "there is no folder " + m_folder.file("no"));
-}
-
-TEST_F(InputPathTest, ListsAreLinesOrEndWithZeroBytes)
-{
-    std::string lines = m_folder.write("lines", std::string_view("a\n\nb c\r\n"));
-    EXPECT_THAT(*namesFromList(lines, false), testing::ElementsAre("a", "b c\r"));
-    std::string zeros = m_folder.write("zeros", std::string_view("a\nb\0c", 5));
-    EXPECT_THAT(*namesFromList(zeros, true), testing::ElementsAre("a\nb", "c"));
-    EXPECT_FALSE(namesFromList(m_folder.file("none"), false).ok());
 }
 
 TEST_F(InputPathTest, OneFileUnderTwoNamesIsTheSame)

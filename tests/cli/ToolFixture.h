@@ -6,11 +6,14 @@
 #include "tests/support/WaveMaker.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <optional>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace mv::cli {
 
@@ -38,6 +41,42 @@ protected:
         Bytes bytes = test::readFile(m_logs.file(name));
         return { bytes.begin(), bytes.end() };
     }
+    /// The tool with words of its own, for tests that talk to it while it runs: its standard output is the pipe's.
+    struct Running {
+        pid_t process = -1;
+        int in = -1;
+        int out = -1;
+    };
+    Running startTool(const std::vector<std::string>& words)
+    {
+        int in[2];
+        int out[2];
+        EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        std::string err = m_logs.write("err", std::string_view());
+        std::vector<char*> arguments { const_cast<char*>(kTool) };
+        for (const std::string& word : words)
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        pid_t child = fork();
+        if (child == 0) {
+            dup2(in[0], STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            execv(kTool, arguments.data());
+            _exit(99);
+        }
+        close(in[0]);
+        close(out[1]);
+        return { child, in[1], out[0] };
+    }
+    static int waitFor(pid_t process)
+    {
+        int status = 0;
+        waitpid(process, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
     /// A file of that name made by ffmpeg, quoted for the shell.
     std::string made(const std::string& name, const std::string& arguments)
     {
@@ -104,6 +143,21 @@ protected:
         unsetenv("DBUS_SESSION_BUS_ADDRESS");
         setenv("XDG_RUNTIME_DIR", m_logs.path().c_str(), 1);
     }
+    ~ToolWithoutBus() override
+    {
+        if (m_runtimeFolder)
+            setenv("XDG_RUNTIME_DIR", m_runtimeFolder->c_str(), 1);
+        else
+            unsetenv("XDG_RUNTIME_DIR");
+    }
+
+private:
+    static std::optional<std::string> runtimeFolder()
+    {
+        const char* folder = std::getenv("XDG_RUNTIME_DIR");
+        return folder ? std::optional<std::string>(folder) : std::nullopt;
+    }
+    std::optional<std::string> m_runtimeFolder = runtimeFolder();
 };
 
 } // namespace mv::cli

@@ -47,9 +47,9 @@ TEST_F(ToolOnBus, CtrlCCancelsAndLeavesNoOutput)
     kill(child, SIGINT);
     int status = 0;
     waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(WEXITSTATUS(status), 130);
     EXPECT_THAT(text("err"), testing::EndsWith("long.mp3: cancelled\n"));
-    EXPECT_NE(access(m_folder.file("long.mp3").c_str(), F_OK), 0);
+    EXPECT_THAT(test::outputOf("ls -A " + m_folder.path()), testing::StrEq("long.wav\n"));
 }
 
 TEST_F(ToolWithoutBus, AKilledToolTakesItsServiceAndItsBusAlong)
@@ -65,24 +65,17 @@ TEST_F(ToolWithoutBus, AKilledToolTakesItsServiceAndItsBusAlong)
         EXPECT_TRUE(test::eventually([&] { return !isAlive(program); }));
 }
 
-TEST_F(ToolOnBus, ConvertsToAacWithTheTags)
+TEST_F(ToolOnBus, ConvertsToAac)
 {
-    std::string song = made("a.m4a", "-f lavfi -i sine=duration=2 -ar 44100 -metadata title=Tone -c:a alac");
+    std::string song = made("a.m4a", "-f lavfi -i sine=duration=2 -ar 44100 -c:a alac");
     Outcome fromM4A = tool("convert --bitrate 96 " + song + " " + m_folder.file("b.m4a"));
     EXPECT_EQ(fromM4A.status, 0) << fromM4A.err;
     EXPECT_THAT(fromM4A.err, testing::EndsWith("b.m4a: done\n"));
-    EXPECT_THAT(tool("describe --json " + m_folder.file("b.m4a")).out, HasSubstr("\"Title\":\"Tone\""));
     Outcome fromFlac = tool("convert " + tone("c.flac") + " " + m_folder.file("c.m4a"));
     EXPECT_EQ(fromFlac.status, 0) << fromFlac.err;
     EXPECT_EQ(
         test::outputOf("ffprobe -loglevel error -show_entries stream=codec_name -of csv=p=0 " + m_folder.file("c.m4a")),
         "aac\n");
-    EXPECT_THAT(tool("describe --json " + m_folder.file("c.m4a")).out, HasSubstr("\"Title\":\"c\""));
-    std::string mp3 = made("d.mp3", "-f lavfi -i sine=duration=2 -metadata title=Tone -metadata genre=Rock");
-    EXPECT_EQ(tool("convert " + mp3 + " " + m_folder.file("d.m4a")).status, 0);
-    std::string described = tool("describe --json " + m_folder.file("d.m4a")).out;
-    EXPECT_THAT(described, HasSubstr("\"Title\":\"Tone\""));
-    EXPECT_THAT(described, HasSubstr("\"Genre\":\"Rock\""));
     EXPECT_THAT(tool("convert " + song + " " + song).err, HasSubstr("input and output are the same file"));
     Outcome nothing = tool("convert " + picture("a.png") + " " + m_folder.file("x.m4a"));
     EXPECT_EQ(nothing.status, 1);

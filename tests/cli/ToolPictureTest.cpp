@@ -29,7 +29,7 @@ TEST_F(ToolOnBus, ThumbnailsOfEveryForm)
     EXPECT_EQ(thumbnail("v.png", "--category 3").status, 0);
     EXPECT_EQ(size("v.png"), "png,130,90\n");
     Outcome gif = thumbnail("t.gif", "");
-    EXPECT_EQ(gif.status, 1);
+    EXPECT_EQ(gif.status, 2);
     EXPECT_THAT(gif.err, HasSubstr("the name must end in .tif, .png or .jpg"));
     EXPECT_THAT(thumbnail("t.png", "--size 5").err, HasSubstr("--size takes WIDTHxHEIGHT"));
     EXPECT_THAT(tool("thumbnail --show " + png).err, HasSubstr("this terminal shows no pictures"));
@@ -42,6 +42,31 @@ TEST_F(ToolOnBus, AThumbnailTooLargeForAnAnswerIsToldSo)
     Outcome outcome = tool("thumbnail --size 4000x4000 " + picture("a.png") + " " + m_folder.file("t.png"));
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("the answer is too large"));
+}
+
+TEST_F(ToolOnBus, PicturesAreUprightUnlessAsStored)
+{
+    using test::ExifMaker;
+    Bytes turned = ExifMaker().shortValue(ExifMaker::Ifd0, 0x0112, 6).block();
+    std::string photo = m_folder.write("a.jpg", test::jpegPicture(64, 48, turned));
+    auto sizeWith = [&](const std::string& options) {
+        EXPECT_EQ(tool("thumbnail " + options + " " + photo + " " + m_logs.file("t.png")).status, 0);
+        return test::outputOf(
+            "ffprobe -loglevel error -show_entries stream=width,height -of csv=p=0 " + m_logs.file("t.png"));
+    };
+    EXPECT_EQ(sizeWith(""), "75,100\n");
+    EXPECT_EQ(sizeWith("--as-stored"), "100,75\n");
+    EXPECT_EQ(sizeWith("--size 40x20"), "15,20\n");
+    EXPECT_EQ(sizeWith("--size 40x20 --as-stored"), "26,20\n");
+    EXPECT_EQ(sizeWith("--category 3"), "130,90\n");
+    auto page = [&](const std::string& options) {
+        EXPECT_EQ(tool("sheet " + options + " " + m_folder.path() + " " + m_logs.file("page.html")).status, 0);
+        return text("page.html");
+    };
+    EXPECT_THAT(page(""), HasSubstr("48 × 64"));
+    EXPECT_THAT(page("--as-stored"), HasSubstr("64 × 48"));
+    // What the service says stays.
+    EXPECT_THAT(tool("describe --json " + photo).out, HasSubstr("\"Width\":64,\"Height\":48"));
 }
 
 TEST_F(ToolOnBus, VideosGiveTheirFrame)
@@ -93,7 +118,7 @@ TEST_F(ToolOnBus, ASheetOfAFolder)
     m_folder.write("broken.png", std::string_view("no picture"));
     m_folder.write("notes.txt", std::string_view("not shown"));
     Outcome sheet = tool("sheet --title 'A & B' " + m_folder.path() + " " + m_logs.file("page.html"));
-    EXPECT_EQ(sheet.status, 0) << sheet.err;
+    EXPECT_EQ(sheet.status, 1);
     EXPECT_EQ(sheet.err, "mivo sheet: " + m_folder.file("broken.png") + ": is no file that the service can describe\n");
     std::string page = text("page.html");
     EXPECT_THAT(page, HasSubstr("<h1>A &amp; B</h1><p>3 files</p>"));

@@ -71,7 +71,7 @@ TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
     EXPECT_EQ(podcast.status, 0) << podcast.err;
     EXPECT_EQ(podcast.out, song + "\n  episode  e-1\n  channel  u://feed\n");
     EXPECT_EQ(tool("podcast --json " + song).out,
-        "{\"file\":\"" + song + "\",\"episodeId\":\"e-1\",\"channelUrl\":\"u://feed\"}\n");
+        "{\"path\":\"" + song + "\",\"episodeId\":\"e-1\",\"channelUrl\":\"u://feed\"}\n");
 }
 
 TEST_F(ToolOnBus, PodcastsOfOtherFilesAreNone)
@@ -83,13 +83,58 @@ TEST_F(ToolOnBus, PodcastsOfOtherFilesAreNone)
 
 TEST_F(ToolOnBus, DumpPrintsTheTagsOfAnMP4File)
 {
-    EXPECT_EQ(
-        tool("dump " + made("a.m4a", "-f lavfi -i sine=duration=1 -metadata title=Tone -fflags +bitexact -c:a aac"))
-            .out.substr(0, 11),
-        "name: Tone\n");
-    Outcome none = tool("dump " + picture("a.png"));
+    std::string song = made("a.m4a", "-f lavfi -i sine=duration=1 -metadata title=Tone -fflags +bitexact -c:a aac");
+    ASSERT_EQ(tool("tag --track 3/12 --comment x " + song).status, 1); // no comments in M4A files
+    ASSERT_EQ(tool("tag --track 3/12 --art " + picture("c.png") + " " + song).status, 0);
+    Outcome dump = tool("dump " + song);
+    EXPECT_EQ(dump.status, 0) << dump.err;
+    EXPECT_THAT(dump.out, testing::StartsWith("name: Tone\n"));
+    EXPECT_THAT(dump.out, HasSubstr("\ntrack: index=3 total=12\n"));
+    EXPECT_THAT(dump.out, testing::ContainsRegex("\nart\\[0\\]: JPEG picture, [0-9.]+ (kB|bytes)\n"));
+    EXPECT_THAT(dump.out, testing::Not(HasSubstr("0x")));
+    EXPECT_EQ(tool("dump " + song).out, dump.out);
+    EXPECT_THAT(tool("dump --json " + song).out,
+        testing::ContainsRegex("\\{\"path\":\".*a.m4a\",\"name\":\"Tone\",\"track\":\\{\"index\":3,\"total\":12\\},"
+                               "\"art\":\\[\\{\"form\":\"JPEG\",\"bytes\":[0-9]+\\}\\]\\}\n"));
+}
+
+TEST_F(ToolOnBus, DumpOfNoMP4FileIsAFailure)
+{
+    std::string png = picture("a.png");
+    Outcome none = tool("dump --json " + png);
     EXPECT_EQ(none.status, 1);
-    EXPECT_EQ(none.out, "MP4Modify failed\n");
+    EXPECT_EQ(
+        none.out, "{\"path\":\"" + m_folder.file("a.png") + "\",\"error\":\"is no MPEG-4 file that can be read\"}\n");
+    EXPECT_EQ(none.err, "mivo dump: " + m_folder.file("a.png") + ": is no MPEG-4 file that can be read\n");
+}
+
+TEST_F(ToolOnBus, DumpCannotCommandTheTerminal)
+{
+    std::string song = made("a.m4a",
+        "-f lavfi -i sine=duration=1 -metadata title=\"$(printf 'a\\033[2Jb\\nc')\" -fflags +bitexact -c:a aac");
+    EXPECT_THAT(tool("dump " + song).out, testing::StartsWith("name: a\\x1b[2Jb\\nc\n"));
+}
+
+TEST_F(ToolOnBus, ATrackMayHaveATotal)
+{
+    std::string m4a = made("a.m4a", "-f lavfi -i sine=duration=1 -metadata track=9/20 -c:a aac");
+    std::string mp3 = made("a.mp3", "-f lavfi -i sine=duration=1 -metadata track=9/20 -metadata title=T");
+    auto trackOf = [](const std::string& song) {
+        return test::outputOf("ffprobe -loglevel error -show_entries format_tags=track -of csv=p=0 " + song);
+    };
+    for (const std::string& song : { m4a, mp3 }) {
+        Outcome changed = tool("tag --track 3/12 " + song);
+        EXPECT_EQ(changed.status, 0) << changed.err;
+        EXPECT_THAT(changed.out, HasSubstr("  track        9/20                           -> 3/12\n"));
+        EXPECT_EQ(trackOf(song), "3/12\n");
+        // A number alone leaves a total that fits.
+        EXPECT_EQ(tool("tag --track 4 " + song).status, 0);
+        EXPECT_EQ(trackOf(song), "4/12\n");
+    }
+    EXPECT_EQ(tool("tag --disc 1/2 " + m4a).status, 0);
+    EXPECT_EQ(test::outputOf("ffprobe -loglevel error -show_entries format_tags=disc -of csv=p=0 " + m4a), "1/2\n");
+    EXPECT_THAT(tool("tag --dry-run --track 5/6 " + mp3).out, HasSubstr("-> 5/6\n"));
+    EXPECT_EQ(trackOf(mp3), "4/12\n");
 }
 
 } // namespace

@@ -1,5 +1,8 @@
 // What every command has in common, and descriptions.
+#include "cli/Help.h"
 #include "tests/cli/ToolFixture.h"
+
+#include <sstream>
 
 namespace mv::cli {
 namespace {
@@ -18,26 +21,84 @@ TEST_F(ToolTest, HelpNamesEveryCommand)
         EXPECT_EQ(own.status, 0) << name;
         EXPECT_THAT(own.out, StartsWith(std::string("Usage: mivo ") + name)) << name;
         EXPECT_EQ(own.err, "") << name;
+        EXPECT_EQ(tool(std::string(name) + " -h").out, own.out);
+        EXPECT_EQ(tool(std::string("help ") + name).out, own.out);
     }
-    EXPECT_EQ(tool("").status, 1);
-    EXPECT_EQ(tool("--version").out, "mivo 1.3.0\n");
+    EXPECT_EQ(tool("-h").out, help.out);
+    EXPECT_EQ(tool("help").out, help.out);
+    for (const char* words : { "--version", "-V", "describe --version", "encode -V" }) {
+        Outcome version = tool(words);
+        EXPECT_EQ(version.status, 0) << words;
+        EXPECT_EQ(version.out, "mivo 1.3.0\n") << words;
+    }
+}
+
+TEST_F(ToolTest, HelpNamesEveryExitStatus)
+{
+    std::string help = tool("--help").out;
+    for (const ExitStatusRow& row : kExitStatuses)
+        EXPECT_THAT(help, HasSubstr("\n  " + std::to_string(static_cast<int>(row.status)) + " "));
+}
+
+TEST(Help, HasNoHolesAndFitsATerminal)
+{
+    constexpr std::size_t Widest = 110;
+    for (const Command* command : allCommands()) {
+        EXPECT_NE(std::string_view(command->summary), "") << command->name;
+        for (const Option& option : command->options)
+            EXPECT_NE(std::string_view(option.help), "") << command->name << " --" << option.name;
+        std::istringstream lines(helpText(*command));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(line.size(), Widest) << line;
+    }
+}
+
+TEST_F(ToolTest, HelpSaysHowToDescribeAFolder)
+{
+    EXPECT_THAT(
+        tool("help describe").out, HasSubstr("find FOLDER -type f -print0 | mivo describe --null --files-from -"));
 }
 
 TEST_F(ToolTest, MisuseIsToldBeforeAnythingStarts)
 {
-    Outcome unknown = tool("discribe x");
-    EXPECT_EQ(unknown.status, 1);
-    EXPECT_EQ(unknown.err, "mivo: there is no command \"discribe\"\nTry \"mivo --help\".\n");
-    Outcome option = tool("describe --jsn x");
-    EXPECT_EQ(option.status, 1);
-    EXPECT_EQ(option.err, "mivo describe: there is no option --jsn\nTry \"mivo describe --help\".\n");
-    EXPECT_EQ(tool("describe").err, "mivo describe: which file? Try \"mivo describe --help\".\n");
-    EXPECT_THAT(tool("exif").err, StartsWith("mivo exif: there is a file name missing\n"));
-    EXPECT_THAT(tool("convert a b c").err, StartsWith("mivo convert: there are too many file names\n"));
-    EXPECT_EQ(tool("thumbnail a").err, "mivo thumbnail: where shall the thumbnail go? Name a file, or say --show.\n");
-    EXPECT_EQ(tool("encode --mode quad a b").err, "mivo encode: --mode is one of: mono, stereo, joint\n");
-    EXPECT_EQ(tool("encode --bitrate 9999 a b").err,
-        "mivo encode: --bitrate takes a whole number from 8 to 320, not \"9999\"\n");
+    struct Slip {
+        const char* words;
+        const char* sentence;
+    };
+    const Slip kSlips[] = {
+        { "discribe x", "mivo: there is no command \"discribe\"; did you mean \"describe\"?\n" },
+        { "xyzzy", "mivo: there is no command \"xyzzy\"\n" },
+        { "help discribe", "mivo: there is no command \"discribe\"; did you mean \"describe\"?\n" },
+        { "describe --jsn x", "mivo describe: there is no option --jsn; did you mean --json?\n" },
+        { "describe -j x", "mivo describe: there is no option -j\n" },
+        { "describe", "mivo describe: which file?\n" },
+        { "describe --null x", "mivo describe: --null is about the list of --files-from, and there is none\n" },
+        { "describe --pictures x", "mivo describe: --pictures goes with --json\n" },
+        { "exif", "mivo exif: there is a file name missing\n" },
+        { "status x", "mivo status: there are too many file names\n" },
+        { "convert a b c", "mivo convert: there are too many file names\n" },
+        { "convert --bitrate 0 a b", "mivo convert: --bitrate takes a whole number from 1 to 256, not \"0\"\n" },
+        { "convert --force --no-clobber a b", "mivo convert: --force and --no-clobber contradict each other\n" },
+        { "thumbnail a.png", "mivo thumbnail: where shall the thumbnail go? Name a file, or say --show.\n" },
+        { "thumbnail a.png b.gif", "mivo thumbnail: b.gif: the name must end in .tif, .png or .jpg\n" },
+        { "thumbnail --size 5 a.png b.png", "mivo thumbnail: --size takes WIDTHxHEIGHT, such as 320x240\n" },
+        { "thumbnail --size 9x9 a.mp3 b.png", "mivo thumbnail: --size and --category are for picture files only\n" },
+        { "thumbnail --show --protocol vt52 a.png", "mivo thumbnail: --protocol is kitty, iterm or sixel\n" },
+        { "encode a", "mivo encode: name an input and an output, or a folder with --to\n" },
+        { "encode --to x a/b.wav c/b.wav", "mivo encode: two inputs would become x/b.mp3\n" },
+        { "encode --mode setreo a b", "mivo encode: --mode is one of: mono, stereo, joint; did you mean stereo?\n" },
+        { "encode --bitrate 9999 a b", "mivo encode: --bitrate takes a whole number from 8 to 320, not \"9999\"\n" },
+        { "tag --clear titel x", "mivo tag: there is no field \"titel\" to clear; did you mean title?\n" },
+        { "tag --track 4/3 x", "mivo tag: --track 4/3: there is no 4 among 3\n" },
+    };
+    for (const Slip& slip : kSlips) {
+        Outcome outcome = tool(slip.words);
+        EXPECT_EQ(outcome.status, 2) << slip.words;
+        EXPECT_EQ(outcome.out, "") << slip.words;
+        EXPECT_THAT(outcome.err, StartsWith(slip.sentence)) << slip.words;
+        EXPECT_THAT(outcome.err, testing::EndsWith("--help\".\n")) << slip.words;
+    }
+    EXPECT_EQ(tool("").status, 2);
 }
 
 TEST_F(ToolWithoutBus, StartsAPrivateServiceAndEndsIt)
@@ -47,7 +108,7 @@ TEST_F(ToolWithoutBus, StartsAPrivateServiceAndEndsIt)
     EXPECT_THAT(described.out, HasSubstr("\"FileTypeString\":\"PNG\""));
     EXPECT_EQ(described.err, "");
     EXPECT_EQ(tool("status").err, "mivo status: there is no session bus, so no service runs on it\n");
-    EXPECT_EQ(tool("status").status, 1);
+    EXPECT_EQ(tool("status").status, 3);
     EXPECT_EQ(tool("quit").err, "mivo quit: the service does not run\n");
 }
 
@@ -63,7 +124,7 @@ TEST_F(ToolWithoutBus, ASayingServiceIsHeardWithLog)
 TEST_F(ToolOnBus, TheServiceIsStartedOnceSeenAndQuit)
 {
     Outcome before = tool("status");
-    EXPECT_EQ(before.status, 1);
+    EXPECT_EQ(before.status, 3);
     EXPECT_THAT(before.out, HasSubstr("MivoMP3Parser_1.3.0.12062         not running\n"));
     EXPECT_EQ(before.err, "mivo status: 9 of 9 services do not run\n");
     EXPECT_EQ(tool("describe " + picture("a.png")).status, 0);
@@ -76,8 +137,8 @@ TEST_F(ToolOnBus, TheServiceIsStartedOnceSeenAndQuit)
     EXPECT_EQ(tool("describe " + test::quoted(m_folder.file("a.png"))).status, 0);
     EXPECT_EQ(tool("status").out.substr(0, 50), status.out.substr(0, 50));
     EXPECT_EQ(tool("quit").status, 0);
-    EXPECT_EQ(tool("status").status, 1);
-    EXPECT_EQ(tool("quit").status, 1);
+    EXPECT_EQ(tool("status").status, 3);
+    EXPECT_EQ(tool("quit").status, 3);
 }
 
 TEST_F(ToolOnBus, DescribesInTheOrderOfTheFiles)
@@ -88,6 +149,7 @@ TEST_F(ToolOnBus, DescribesInTheOrderOfTheFiles)
     Outcome described = tool("describe --json " + wav + " /no/such.mp3 " + png + " " + gif);
     EXPECT_EQ(described.status, 1);
     EXPECT_EQ(described.err, "mivo describe: /no/such.mp3: there is no such file\n");
+    EXPECT_THAT(described.out, HasSubstr("\n{\"path\":\"/no/such.mp3\",\"error\":\"there is no such file\"}\n"));
     auto at = [&](const char* text) { return described.out.find(text); };
     EXPECT_LT(at("\"FileName\":\"b.wav\""), at("\"error\":\"there is no such file\""));
     EXPECT_LT(at("\"error\":\"there is no such file\""), at("\"FileName\":\"a.png\""));
@@ -137,9 +199,11 @@ TEST_F(ToolOnBus, BadFilesGetAReasonEach)
     std::string folder = m_folder.path();
     EXPECT_EQ(described.err,
         "mivo describe: " + folder + "/fifo.mp3: is not a regular file\n" + "mivo describe: " + folder
-            + ": is a folder\n" + "mivo describe: " + folder + "/empty.jpg: is no file that the service can describe\n"
-            + "mivo describe: " + folder + "/text.png: is no file that the service can describe\n" + "mivo describe: "
-            + folder + "/caf\\xe9.mp3: the name is not UTF-8, and the service takes no other; rename the file first\n"
+            + ": is a folder; to describe what is in it: "
+              "find FOLDER -type f -print0 | mivo describe --null --files-from -\n"
+            + "mivo describe: " + folder + "/empty.jpg: is no file that the service can describe\n" + "mivo describe: "
+            + folder + "/text.png: is no file that the service can describe\n" + "mivo describe: " + folder
+            + "/caf\\xe9.mp3: the name is not UTF-8, and the service takes no other; rename the file first\n"
             + "mivo describe: : an empty name is no file\n");
 }
 
