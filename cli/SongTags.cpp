@@ -1,8 +1,8 @@
 #include "cli/SongTags.h"
 
 #include "Base/Core/Text.h"
+#include "Base/Media/TagLimits.h"
 #include "id3/FrameText.h"
-#include "id3/TagReader.h"
 
 #include <aifffile.h>
 #include <algorithm>
@@ -26,7 +26,7 @@ namespace {
 
 // No larger tag is made than the service reads. Texts may take twice their bytes in a tag.
 constexpr std::size_t MaxTextBytes = std::size_t { 4 } << 20; ///< of all texts together
-constexpr std::size_t MaxCoverBytes = TagSet::MaximumBytesRead - 2 * MaxTextBytes; ///< of all covers together
+constexpr std::size_t MaxCoverBytes = MaximumTagBytes - 2 * MaxTextBytes; ///< of all covers together
 
 // What speaks of the sound's old encoding, or of the container that it lay in.
 constexpr std::array<std::string_view, 14> kOfTheOldFile { "ENCODER", "ENCODEDBY", "ENCODING", "ENCODINGTIME",

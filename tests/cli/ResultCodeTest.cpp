@@ -1,6 +1,7 @@
 // Every code that the encoder and the exporter can give has its sentence, and no sentence is about a code that nobody
 // gives. What can be given is read from the sources: the constants that their headers name and their code uses.
 #include "cli/ResultCodes.h"
+#include "tests/support/Places.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -31,7 +32,7 @@ const std::string& jobSources()
     static const std::string text = [] {
         std::string all;
         for (const char* folder : { "platform", "service" }) {
-            for (const auto& entry : fs::recursive_directory_iterator(fs::path(MIVO_SOURCE_DIR) / folder)) {
+            for (const auto& entry : fs::recursive_directory_iterator(test::sourcePath(folder))) {
                 if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h")
                     all += sourceText(entry.path());
             }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/Eventually.h"
+#include "tests/support/Places.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 #include "tests/support/WaveMaker.h"
@@ -17,7 +18,7 @@
 
 namespace mv::cli {
 
-inline constexpr const char* kTool = MIVO_BINARY_DIR "/bin/mivo";
+inline const std::string kTool = test::buildPath("bin/mivo");
 
 struct Outcome {
     int status = -1;
@@ -54,7 +55,7 @@ protected:
         EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
         EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
         std::string err = m_logs.write("err", std::string_view());
-        std::vector<char*> arguments { const_cast<char*>(kTool) };
+        std::vector<char*> arguments { const_cast<char*>(kTool.c_str()) };
         for (const std::string& word : words)
             arguments.push_back(const_cast<char*>(word.c_str()));
         arguments.push_back(nullptr);
@@ -63,7 +64,7 @@ protected:
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-            execv(kTool, arguments.data());
+            execv(kTool.c_str(), arguments.data());
             _exit(99);
         }
         close(in[0]);
@@ -110,7 +111,8 @@ protected:
         pid_t child = fork();
         if (child == 0) {
             if (freopen(err.c_str(), "w", stderr))
-                execl(kTool, kTool, "encode", "--quality", "best", input.c_str(), output.c_str(), nullptr);
+                execl(kTool.c_str(), kTool.c_str(), "encode", "--quality", "best", input.c_str(), output.c_str(),
+                    nullptr);
             _exit(99);
         }
         EXPECT_TRUE(test::eventually([&] { return text("err").find("started") != std::string::npos; }));

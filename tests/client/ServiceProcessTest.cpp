@@ -3,6 +3,7 @@
 #include "client/ServiceNames.h"
 #include "platform/ipc/NSDistributedNotificationCenter.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/Places.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
@@ -13,7 +14,7 @@
 namespace mv {
 namespace {
 
-const Path kProgram = MIVO_BINARY_DIR "/bin/mivo-mediad";
+const Path kProgram = test::buildPath("bin/mivo-mediad");
 
 /// The environment of a machine without a session bus.
 class WithoutBus : public testing::Test {

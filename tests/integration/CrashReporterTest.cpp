@@ -1,4 +1,5 @@
 #include "tests/support/BusClient.h"
+#include "tests/support/Places.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ServiceProcess.h"
 
@@ -72,7 +73,7 @@ TEST_F(CrashReporter, TheConnectionToItEndsWithTheCall)
 TEST_F(CrashReporter, TheNameIsTheFilesOwn)
 {
     test::ScratchFolder folder;
-    std::string renamed = folder.copy(MIVO_BINARY_DIR "/bin/mivo-mediad", "Media Helper");
+    std::string renamed = folder.copy(test::buildPath("bin/mivo-mediad"), "Media Helper");
     ASSERT_EQ(test::run("chmod +x " + test::quoted(renamed)), 0);
     test::ServiceProcess service(renamed);
     m_reporter.serveUntil([&] { return m_announcement.count > 0; });
@@ -93,7 +94,7 @@ TEST(CrashReporterAbsent, IsLoggedWithThePathBesideTheExecutable)
     test::PrivateBus bus;
     test::ServiceProcess service;
     EXPECT_TRUE(service.waitUntilReady());
-    EXPECT_NE(service.log().find("failed to launch " MIVO_BINARY_DIR "/bin/MivoCrashReporter.app"), std::string::npos)
+    EXPECT_NE(service.log().find("failed to launch " + test::buildPath("bin/MivoCrashReporter.app")), std::string::npos)
         << service.log();
 }
 

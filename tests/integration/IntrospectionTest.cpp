@@ -1,4 +1,5 @@
 #include "tests/integration/RunningService.h"
+#include "tests/support/Places.h"
 
 #include <regex>
 
@@ -34,7 +35,7 @@ std::map<std::string, std::string> interfacesIn(const std::string& document)
 
 std::string documented(const std::string& interface)
 {
-    Bytes file = test::readFile(MIVO_SOURCE_DIR "/service/include/dbus/" + interface + ".xml");
+    Bytes file = test::readFile(test::sourcePath("service/include/dbus/" + interface + ".xml"));
     return interfacesIn(std::string(charsOf(file)))[interface];
 }
 

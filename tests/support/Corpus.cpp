@@ -1,4 +1,5 @@
 #include "tests/support/Corpus.h"
+#include "tests/support/Places.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,7 +13,7 @@ namespace mv::test {
 std::string corpusFolder()
 {
     const char* named = std::getenv("MIVO_CORPUS");
-    std::filesystem::path folder = named ? named : MIVO_SOURCE_DIR "/../shared/corpus";
+    std::filesystem::path folder = named ? named : sourcePath("../shared/corpus");
     return std::filesystem::is_directory(folder) ? folder.lexically_normal().string() : std::string {};
 }
 

@@ -1,6 +1,7 @@
 #include "tests/support/ServiceProcess.h"
 
 #include "tests/support/BusClient.h"
+#include "tests/support/Places.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -32,7 +33,7 @@ long statusValue(pid_t process, const std::string& name)
 
 ServiceProcess::ServiceProcess(const std::string& executable)
 {
-    std::string program = executable.empty() ? MIVO_BINARY_DIR "/bin/mivo-mediad" : executable;
+    std::string program = executable.empty() ? buildPath("bin/mivo-mediad") : executable;
     std::string logPath = m_folder.file("log");
     m_process = fork();
     if (m_process < 0)

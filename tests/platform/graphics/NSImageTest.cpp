@@ -9,6 +9,7 @@
 #include "tests/platform/graphics/PngMaker.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Places.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
@@ -213,7 +214,7 @@ TEST(NSImage, LargeEmptyPicturesTakeLittleMemory)
 /// Inputs that once broke a reader, or the rules that the sanitizers watch over.
 TEST(NSImage, FoundByFuzzing)
 {
-    auto gif = NSImage::initWithData(readFile(MIVO_SOURCE_DIR "/tests/data/gif/no-colour-table.gif"));
+    auto gif = NSImage::initWithData(readFile(test::sourcePath("tests/data/gif/no-colour-table.gif")));
     ASSERT_TRUE(gif.has_value()); // a sound header, but not one pixel
     EXPECT_FALSE(gif->representations().front()->scaledTo(10, 10).ok());
 }

@@ -1,6 +1,7 @@
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 
 #include "tests/service/host/AdaptorTest.h"
+#include "tests/support/Places.h"
 #include "tests/support/Scratch.h"
 
 #include <map>
@@ -147,7 +148,7 @@ TEST_F(ExifAdaptorTest, TheInterfaceIsTheDocumentedOne)
 {
     std::string info = extract("/a.jpg");
     auto answer = call("org.freedesktop.DBus.Introspectable", "Introspect", {}, info.c_str());
-    Bytes file = test::readFile(MIVO_SOURCE_DIR "/service/include/dbus/Mivo.MVExifInfo.xml");
+    Bytes file = test::readFile(test::sourcePath("service/include/dbus/Mivo.MVExifInfo.xml"));
     std::string documented(charsOf(file));
     documented = documented.substr(
         documented.find(" <interface"), documented.rfind("</node>") - documented.find(" <interface"));

@@ -4,6 +4,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/ID3Columns.h"
+#include "tests/support/Places.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -306,7 +307,7 @@ TEST_F(MP3ParserTest, PathsOfAnyBytes)
 TEST_F(MP3ParserTest, TheLargestCoverThatCanBeStoredIsShown)
 {
     constexpr std::size_t LargestArray = std::size_t { 64 } << 20; // of the bus
-    Bytes bytes = readFile(MIVO_SOURCE_DIR "/tests/data/tags/red.jpg");
+    Bytes bytes = readFile(sourcePath("tests/data/tags/red.jpg"));
     std::string picture(charsOf(bytes));
     picture.resize(LargestArray);
     Record record = recordOf(frame3("TIT2", "Title") + id3Frame(3, "APIC", zeroed("\0image/jpeg\0\3\0") + picture));
@@ -345,7 +346,7 @@ TEST_F(MP3ParserTest, FilesThatFuzzingFound)
     MainThreadStandIn mainThread;
     m_toolkit.initError = Error { Error::Kind::Unsupported, "no movies here" };
     std::size_t described = 0;
-    for (const auto& file : std::filesystem::directory_iterator(MIVO_SOURCE_DIR "/tests/data/mp3")) {
+    for (const auto& file : std::filesystem::directory_iterator(sourcePath("tests/data/mp3"))) {
         if (file.path().extension() != ".mp3")
             continue;
         auto record = m_parser.build(file.path().string());

@@ -1,4 +1,5 @@
 #include "tests/service/tags/TagFiles.h"
+#include "tests/support/Places.h"
 
 #include <sstream>
 
@@ -91,7 +92,7 @@ std::vector<std::string> mutagenLines(const std::string& kind, const std::string
 
 std::vector<std::vector<std::string>> mutagenLinesOfAll(const std::string& kind, const std::vector<std::string>& paths)
 {
-    std::string command = MIVO_SOURCE_DIR "/tests/service/tags/read_back.py " + kind;
+    std::string command = sourcePath("tests/service/tags/read_back.py ") + kind;
     for (const std::string& path : paths)
         command += " " + quoted(path);
     std::istringstream output(outputOf(command));
@@ -106,7 +107,7 @@ std::vector<std::vector<std::string>> mutagenLinesOfAll(const std::string& kind,
     return all;
 }
 
-Bytes tinyJpeg() { return readFile(MIVO_SOURCE_DIR "/tests/data/tags/red.jpg"); }
-Bytes tinyPng() { return readFile(MIVO_SOURCE_DIR "/tests/data/tags/red.png"); }
+Bytes tinyJpeg() { return readFile(sourcePath("tests/data/tags/red.jpg")); }
+Bytes tinyPng() { return readFile(sourcePath("tests/data/tags/red.png")); }
 
 } // namespace mv::test
