@@ -5,7 +5,7 @@ run_job_faults.py --programs FOLDER [--short] [--kills N] [--seed N] [--only JOB
 
 FOLDER holds mivo and mivo-mediad. Parts: room, readonly, kills, cut, same; all of them without a name. Every part prints
 its counts; the exit status is 1 when a source was ever changed, a job reported success without its whole output, or an
-export or conversion left half a file under its final name or a hidden one. (An encoding that fails keeps what it wrote.)
+export or conversion left half a file under its final name or a hidden one.
 """
 import argparse
 import os
@@ -61,11 +61,8 @@ def make_jobs(folder, seconds, options):
 def expect_refused(name, job, result, output):
     if result.returncode != 1 or not result.stderr:
         fail(f"{name}: exit status {result.returncode}, {result.stderr!r}")
-    # A failed encoding keeps what was written, deliberately: an MP3 plays as far as it goes.
-    if job.command == "encode":
-        if os.path.getsize(output) >= job.size:
-            fail(f"{name}: refused, and yet the whole file is there")
-    elif os.listdir(os.path.dirname(output)):
+    # The service keeps what a failed encoding wrote, but the tool gives a file its name only when it is whole.
+    if os.listdir(os.path.dirname(output)):
         fail(f"{name}: left {os.listdir(os.path.dirname(output))}")
     job.source_is_whole(name)
 
@@ -95,7 +92,7 @@ def room(folder, jobs, options):
                 refused += 1
             finally:
                 subprocess.run(["umount", mount], check=True)
-    print(f"room: {refused} jobs on a full disk: each refused, half a file left by encodings only;"
+    print(f"room: {refused} jobs on a full disk: each refused, nothing left;"
           f" {len(jobs)} with room: done")
 
 
@@ -153,7 +150,7 @@ class Session:
 
 def kills(folder, jobs, options):
     """SIGKILL at random moments of a job, over an older file of the final name every other time."""
-    counts = {"nothing": 0, "older": 0, "whole": 0, "half an MP3": 0}
+    counts = {"nothing": 0, "older": 0, "whole": 0}
     rounds = max(1, options.kills // len(jobs))
     for job in jobs:
         place = os.path.join(folder, "kills-" + job.command)
@@ -191,8 +188,6 @@ def judge_kill(job, output, status, counts):
         return
     elif os.path.getsize(output) == len(b"older"):
         counts["older"] += 1
-    elif job.command == "encode":
-        counts["half an MP3"] += 1  # written under its name from the first block on, as its listeners know it
     else:
         fail(f"{name}: half a file of {os.path.getsize(output)} bytes under the final name")
     if status == 0:
