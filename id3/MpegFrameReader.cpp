@@ -43,7 +43,7 @@ std::optional<MpegFrame> findUnproven(
     for (auto sync = stream.findSync(begin, until); sync; sync = stream.findSync(*sync + 1, until)) {
         auto frame = stream.frameAt(*sync);
         // A byte order mark and a letter look like layer I.
-        if (!frame || frame->header.isFreeFormat() || frame->header.layer == 1)
+        if (!frame || frame->header.layer == 1)
             continue;
         MpegStream::Chain chain = stream.chainFrom(*frame);
         bool inPlace = frame->offset == begin && (chain.reachesEnd || chain.frames >= 2);
@@ -61,6 +61,8 @@ std::optional<MpegFrame> findFirst(MpegStream& stream, SourceWindow& window, std
     auto inPlace = stream.frameAt(begin);
     if (inPlace && vbrHeaderOf(window, *inPlace))
         return inPlace;
+    if (auto free = stream.beginFreeFormat(begin))
+        return free;
     auto proven = stream.findProven(begin, until);
     return proven ? proven : findUnproven(stream, window, begin, until);
 }
@@ -109,7 +111,7 @@ double secondsWithoutTable(
             return *seconds;
     }
     SourceWindow window(source, front.end(), WalkStep);
-    MpegStream stream(window);
+    MpegStream stream(window, front.freeFormatSize());
     return secondsByWalking(stream, audio);
 }
 

@@ -19,7 +19,8 @@ struct MpegAudioFacts {
 ///
 /// A header counts only in company: the frames behind it must follow where their sizes say, so that sync bits in
 /// pictures, text and padding are passed over. A lone frame counts where the file leaves no room for company, right at
-/// the begin, and where it holds an encoder's table.
+/// the begin, and where it holds an encoder's table. A stream of the free format, whose headers do not tell where the
+/// next is, counts right at the begin only, and takes more proof.
 ///
 /// The length comes, in this order, from the encoder's table in the first frame (Xing, Info, VBRI) when that agrees
 /// with the file; for streams of one bit rate from their size; else from a walk over all headers. A table that speaks

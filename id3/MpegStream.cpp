@@ -1,5 +1,8 @@
 #include "id3/MpegStream.h"
 
+#include "id3/FrameContent.h"
+#include "id3/FreeFormat.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -7,12 +10,10 @@ namespace mv {
 
 namespace {
 
-// Above every frame of the free format: 640 kbit/s at 8 kHz.
-constexpr std::size_t MaximumFreeFrameSize = 5760 + 1;
-// Each try looks at thousands of bytes; a file of nothing but such headers must not cost minutes.
-constexpr int MaximumFreeFormatTries = 1000;
 // What a search looks at: the place where a header may be, and the frames behind it that prove it.
 constexpr std::size_t ProofSpan = MpegStream::ProvingFrames * MpegHeader::MaximumFrameSize;
+
+std::size_t slotOf(const MpegHeader& header) { return static_cast<std::size_t>(header.slotSize()); }
 
 } // namespace
 
@@ -21,9 +22,7 @@ std::optional<MpegFrame> MpegStream::frameAt(std::uint64_t offset)
     auto header = MpegHeader::parse(m_window.look(offset, MpegHeader::Size));
     if (!header)
         return std::nullopt;
-    MpegFrame frame { offset, *header, header->frameSize() };
-    if (header->isFreeFormat())
-        frame.size = freeFormatSize(offset, *header);
+    MpegFrame frame { offset, *header, sizeOf(*header) };
     if (frame.size < MpegHeader::Size)
         return std::nullopt;
     return frame;
@@ -34,36 +33,34 @@ std::optional<MpegFrame> MpegStream::frameBehind(const MpegFrame& frame)
     auto header = MpegHeader::parse(m_window.look(frame.end(), MpegHeader::Size));
     if (!header || !header->continues(frame.header))
         return std::nullopt;
-    MpegFrame next { frame.end(), *header, header->frameSize() };
-    if (header->isFreeFormat()) {
-        // All frames are of one size but for the padding.
-        auto slot = static_cast<std::size_t>(header->slotSize());
-        next.size = frame.size - (frame.header.isPadded ? slot : 0) + (header->isPadded ? slot : 0);
-    }
-    return next;
+    return MpegFrame { frame.end(), *header, sizeOf(*header) };
 }
 
-std::size_t MpegStream::freeFormatSize(std::uint64_t offset, const MpegHeader& header)
+std::size_t MpegStream::sizeOf(const MpegHeader& header) const
 {
-    constexpr std::size_t SmallestFrame = 24;
-    if (++m_freeFormatTries > MaximumFreeFormatTries)
-        return 0;
-    ByteView bytes = m_window.look(offset, 3 * MaximumFreeFrameSize);
-    auto matches = [&](std::size_t at) {
-        auto found = MpegHeader::parse(bytes.subspan(std::min(at, bytes.size())));
-        return found && found->continues(header) ? found : std::nullopt;
-    };
-    auto slot = static_cast<std::size_t>(header.slotSize());
-    std::size_t limit = std::min(bytes.size(), MaximumFreeFrameSize);
-    for (std::size_t size = SmallestFrame; size < limit; ++size) {
-        auto second = bytes[size] == 0xFF ? matches(size) : std::nullopt;
-        if (!second)
-            continue;
-        std::size_t unpadded = size - (header.isPadded ? slot : 0);
-        if (matches(size + unpadded + (second->isPadded ? slot : 0)))
-            return size;
-    }
-    return 0;
+    if (!header.isFreeFormat())
+        return header.frameSize();
+    // All frames are of one size but for the padding.
+    return m_freeFormatSize + (header.isPadded && m_freeFormatSize > 0 ? slotOf(header) : 0);
+}
+
+/// Patterns in pictures, sounds and programs look like layer I, in rows of any length.
+bool MpegStream::isPossible(const MpegFrame& frame)
+{
+    return frame.header.layer != 1
+        || hasPossibleContent(frame.header, m_window.look(frame.offset, frame.size), frame.size);
+}
+
+std::optional<MpegFrame> MpegStream::beginFreeFormat(std::uint64_t offset)
+{
+    auto header = MpegHeader::parse(m_window.look(offset, MpegHeader::Size));
+    if (!header || !header->isFreeFormat())
+        return std::nullopt;
+    std::size_t size = mv::freeFormatSize(*header, m_window.look(offset, freeFormatProofSize(*header)));
+    if (size == 0)
+        return std::nullopt;
+    m_freeFormatSize = size - (header->isPadded ? slotOf(*header) : 0);
+    return MpegFrame { offset, *header, size };
 }
 
 MpegStream::Chain MpegStream::chainFrom(const MpegFrame& first)
@@ -76,7 +73,7 @@ MpegStream::Chain MpegStream::chainFrom(const MpegFrame& first)
             break;
         }
         auto next = frameBehind(frame);
-        if (!next)
+        if (!next || !isPossible(*next))
             break;
         frame = *next;
         ++chain.frames;
@@ -114,7 +111,7 @@ std::optional<MpegFrame> MpegStream::findProven(std::uint64_t from, std::uint64_
 {
     for (auto sync = findSync(from, until); sync; sync = findSync(*sync + 1, until)) {
         auto frame = frameAt(*sync);
-        if (!frame)
+        if (!frame || !isPossible(*frame))
             continue;
         Chain chain = chainFrom(*frame);
         if (chain.frames >= ProvingFrames || (chain.reachesEnd && chain.frames >= 2))

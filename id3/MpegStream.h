@@ -7,7 +7,7 @@
 
 namespace mv {
 
-/// A frame's place, header and size. Of the free format the size is that of this frame, found by its successor.
+/// A frame's place, header and size.
 struct MpegFrame {
     std::uint64_t offset = 0;
     MpegHeader header;
@@ -23,14 +23,20 @@ public:
     /// What a window has to show at once for a search through it not to read again and again.
     static constexpr std::size_t SearchStep = std::size_t { 32 } << 10;
 
-    explicit MpegStream(SourceWindow& window)
+    /// A stream whose frames of the free format are known to have this size, padding aside; 0 where there are none:
+    /// then headers of that format are none.
+    explicit MpegStream(SourceWindow& window, std::size_t freeFormatSize = 0)
         : m_window(window)
+        , m_freeFormatSize(freeFormatSize)
     {
     }
 
     std::uint64_t end() const { return m_window.end(); }
-    /// The header at a place, its frame's size with it; does not look at other frames (but for the free format).
+    /// The header at a place, its frame's size with it; does not look at other frames.
     std::optional<MpegFrame> frameAt(std::uint64_t offset);
+    /// The first frame of a stream of the free format, where one begins; from then on its frames are known.
+    std::optional<MpegFrame> beginFreeFormat(std::uint64_t offset);
+    std::size_t freeFormatSize() const { return m_freeFormatSize; }
     /// The same behind a frame of the same stream.
     std::optional<MpegFrame> frameBehind(const MpegFrame& frame);
 
@@ -46,10 +52,11 @@ public:
     std::optional<std::uint64_t> findSync(std::uint64_t from, std::uint64_t until);
 
 private:
-    std::size_t freeFormatSize(std::uint64_t offset, const MpegHeader& header);
+    std::size_t sizeOf(const MpegHeader& header) const;
+    bool isPossible(const MpegFrame& frame);
 
     SourceWindow& m_window;
-    int m_freeFormatTries = 0;
+    std::size_t m_freeFormatSize; // without padding
 };
 
 } // namespace mv

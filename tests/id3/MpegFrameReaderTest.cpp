@@ -238,6 +238,63 @@ TEST(MpegFrameReader, FreeFormat)
     EXPECT_NEAR(facts->seconds, 200 * FrameSeconds, 1e-9);
 }
 
+TEST(MpegFrameReader, FreeFormatOfEveryLayer)
+{
+    for (int version : { 1, 2, 25 }) {
+        for (int layer : { 1, 2, 3 }) {
+            MpegFrameKind kind { .version = version, .layer = layer, .bitrateIndex = 0 };
+            int rate = 44100 / (version == 1 ? 1 : version == 2 ? 2 : 4);
+            int samples = layer == 1 ? 384 : layer == 3 && version != 1 ? 576 : 1152;
+            kind.freeFormatSize = static_cast<std::size_t>(samples / 8 * 97'000 / rate / 4 * 4);
+            auto facts = read(mpegFrames(30, kind));
+            ASSERT_TRUE(facts) << version << " " << layer;
+            EXPECT_NEAR(facts->seconds, 30.0 * samples / rate, 1e-9) << version << " " << layer;
+            EXPECT_NEAR(facts->header.bitrate, 97'000, 4'000) << version << " " << layer;
+        }
+    }
+}
+
+TEST(MpegFrameReader, FreeFormatWithPaddingAndGaps)
+{
+    MpegFrameKind kind { .bitrateIndex = 0, .freeFormatSize = 1306 };
+    MpegFrameKind padded { .bitrateIndex = 0, .padded = true, .freeFormatSize = 1307 };
+    std::string audio;
+    for (int i = 0; i < 25; ++i)
+        audio += mpegFrame(kind) + mpegFrame(padded);
+    EXPECT_NEAR(secondsOf(audio), 50 * FrameSeconds, 1e-9);
+    EXPECT_NEAR(secondsOf(mpegFrame(padded) + audio), 51 * FrameSeconds, 1e-9);
+    EXPECT_NEAR(secondsOf(audio + std::string(3000, 'j') + audio), 100 * FrameSeconds, 1e-9);
+    EXPECT_NEAR(secondsOf(std::string(100, '\0') + mpegFrames(3, kind)), 3 * FrameSeconds, 1e-9);
+    EXPECT_FALSE(read(mpegFrames(2, kind))) << "two tell their distance, and nobody confirms it";
+}
+
+/// Picture bytes FF FF 00 00 look like layer I of the free format.
+TEST(MpegFrameReader, FreeFormatNeedsProof)
+{
+    auto repeated = [](const std::string& piece, std::size_t count) {
+        std::string bytes;
+        for (std::size_t i = 0; i < count; ++i)
+            bytes += piece;
+        return bytes;
+    };
+    const std::string header = zeroed("\xFF\xFF\0\0");
+    const std::string row = header + std::string(296, '\0');
+    EXPECT_TRUE(read(repeated(row, 100))) << "silence, as far as one can tell";
+    EXPECT_FALSE(read(repeated(header, 500))) << "a pattern";
+    EXPECT_FALSE(read(repeated(header + std::string(16, '\0'), 100))) << "a pattern nearer than a frame is long";
+    EXPECT_FALSE(read("BM" + repeated(row, 100))) << "rows of a picture";
+    EXPECT_FALSE(read(row + row + row + std::string(5000, 'j'))) << "three at one distance, with room for more";
+    EXPECT_FALSE(read(repeated(header + "\xF0" + std::string(295, '\0'), 100))) << "a forbidden allocation";
+    EXPECT_FALSE(read(repeated(header + std::string(60, '\xEE') + std::string(236, '\0'), 100)))
+        << "more bits than the frame has";
+    const std::string layer3 = zeroed("\xFF\xFB\0\0");
+    EXPECT_TRUE(read(repeated(layer3 + std::string(296, '\0'), 100)));
+    EXPECT_FALSE(read(repeated(layer3 + std::string(20, '\xFF') + std::string(276, '\0'), 100)))
+        << "values above what a granule has";
+    // Where a stream of fixed bit rates goes on, such bytes are no part of it.
+    EXPECT_NEAR(secondsOf(mpegFrames(50) + repeated(row, 100) + mpegFrames(50)), 100 * FrameSeconds, 1e-9);
+}
+
 TEST(MpegFrameReader, ChangingSampleRatesAddUp)
 {
     EXPECT_NEAR(secondsOf(mpegFrames(100) + mpegFrames(100, { .sampleRateIndex = 2 })),
