@@ -41,8 +41,12 @@ AudioStreamBasicDescription defaultClientFormat(const AudioStreamBasicDescriptio
 
 Result<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const Path& path)
 {
-    if (auto wave = WaveSource::open(path))
+    if (auto wave = WaveSource::open(path)) {
+        // A header that says that there is none is not taken by this source.
+        if (wave->format().frames == 0)
+            return Error { Error::Kind::Format, "nothing of the sound is there", kAudioFileInvalidFileError };
         return std::make_unique<AudioFileReader>(std::move(wave));
+    }
     MV_TRY(source, audioBackend().openSource(path));
     return std::make_unique<AudioFileReader>(std::move(source));
 }

@@ -80,6 +80,20 @@ int MediaInput::interrupted(void* self) { return static_cast<MediaInput*>(self)-
 
 bool MediaInput::expired() const { return m_deadline && std::chrono::steady_clock::now() >= *m_deadline; }
 
+bool MediaInput::endsBeforeSamplesOf(const AVStream& stream) const
+{
+    if (!isIsoMedia())
+        return false;
+    auto* entries = const_cast<AVStream*>(&stream); // they are asked for so, and not changed
+    auto size = static_cast<std::int64_t>(m_file.size());
+    for (int i = 0; i < avformat_index_get_entries_count(entries); ++i) {
+        const AVIndexEntry* sample = avformat_index_get_entry(entries, i);
+        if (sample->pos + sample->size > size)
+            return true;
+    }
+    return false;
+}
+
 bool MediaInput::isIsoMedia() const { return std::strstr(m_context->iformat->name, "mov") != nullptr; }
 
 bool MediaInput::makeIoContext()

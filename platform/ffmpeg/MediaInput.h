@@ -42,6 +42,9 @@ public:
     const InputFile& file() const { return m_file; }
     /// MP4, QuickTime and their kin.
     bool isIsoMedia() const;
+    /// Whether the file was cut: the header of ISO media lists every sample of a stream, and the file ends before the
+    /// last of them. (Fragments list theirs as they come; a cut one is whole as far as it goes.)
+    bool endsBeforeSamplesOf(const AVStream& stream) const;
 
     /// avformat_find_stream_info within the limits: reads and decodes as far as needed to know every codec. Once: a
     /// second call answers as after success.

@@ -23,6 +23,8 @@ public:
     const InputFile& file() const { return m_input->file(); }
     bool isContainer(std::string_view name) const;
     bool isIsoMedia() const { return m_input->isIsoMedia(); }
+    /// Whether the file was cut, where its header tells.
+    bool endsBeforeLastSample() const { return m_input->endsBeforeSamplesOf(*m_stream); }
 
     /// The stream's next whole packet; false at the end of the file. Packets that the end of the file cut off are
     /// left out, but for uncompressed samples, of which the whole ones count. AMR comes one frame at a time: the

@@ -1,5 +1,6 @@
 #include "platform/audio/ffmpeg/FrameCount.h"
 
+#include "platform/audio/AudioStatus.h"
 #include "platform/audio/StreamLength.h"
 #include "platform/audio/ffmpeg/PacketFrames.h"
 
@@ -88,11 +89,25 @@ std::int64_t withinEdit(AudioInput& input, std::int64_t frames)
     return frames;
 }
 
+Error noSound(const char* why) { return { Error::Kind::Format, why, kAudioFileInvalidFileError }; }
+
+/// Whether there should be sound. A recording without a single sample is a sound file too, but an encoder makes packets
+/// of whatever it is given, so a file without any was cut.
+bool announcesSound(AudioInput& input)
+{
+    const AVStream& stream = input.stream();
+    bool saysSo = stream.nb_frames > 0 || input.container().duration > 0
+        || (stream.duration != AV_NOPTS_VALUE && stream.duration > 0);
+    return saysSo || !isSampled(input.codec().codec_id);
+}
+
 Result<FrameCount> countOgg(const Path& path, const InputFile& file)
 {
     auto length = measureOgg(file);
     if (!length) {
         MV_TRY(trimmed, countByDecoding(path, FrameDecoder::End::Trimmed));
+        if (trimmed == 0)
+            return noSound("nothing of the sound is there");
         return FrameCount { trimmed, FrameDecoder::End::Trimmed };
     }
     // The end is where the last granule position says. The decoding library takes off up to a block more.
@@ -118,6 +133,8 @@ Result<FrameCount> countFrames(const Path& path)
         return countOgg(path, input.file());
     if (input.isContainer("flac") && flacTotalHolds(input.file(), input))
         return FrameCount { input.stream().duration };
+    if (input.endsBeforeLastSample())
+        return noSound("the file ends before its last sample");
     std::optional<std::int64_t> frames;
     if (AVCodecID id = input.codec().codec_id; isOneFrameAPacket(id) || isSampled(id)) {
         MV_TRY(told, countPackets(input));
@@ -127,6 +144,8 @@ Result<FrameCount> countFrames(const Path& path)
         MV_TRY(counted, countByDecoding(path, FrameDecoder::End::Trimmed));
         frames = counted;
     }
+    if (*frames == 0 && announcesSound(input))
+        return noSound("nothing of the sound is there");
     return FrameCount { input.isIsoMedia() ? withinEdit(input, *frames) : *frames };
 }
 

@@ -126,6 +126,7 @@ private:
     bool isWanted(const AVPacket& packet) const;
     void beginAtZero(AVPacket& packet) const;
     Result<void> writePacket(AVPacket& packet);
+    void giveDuration(AVPacket& packet, std::size_t output) const;
     void keepOrder(AVPacket& packet, std::size_t output);
     double doneAt(const AVPacket& packet) const;
     Result<void> writeStatus(int status) const;
@@ -137,6 +138,7 @@ private:
     OutputContext m_output;
     std::vector<int> m_outputOf; // by input stream, -1 for what is left out
     std::vector<std::int64_t> m_lastDts; // by output stream
+    std::vector<std::int64_t> m_lastStep; // from the packet before the last to the last, 0 while not known
 };
 
 // What is not the disk's fault is the muxer's refusal of what it was given.
@@ -206,6 +208,7 @@ Result<void> Copier::makeOutput(bool hinted)
     if (m_output->nb_streams == 0)
         return Error { Error::Kind::Unsupported, "neither pictures nor sound" };
     m_lastDts.assign(m_output->nb_streams, AV_NOPTS_VALUE);
+    m_lastStep.assign(m_output->nb_streams, 0);
     return writeHeader(hinted);
 }
 
@@ -258,6 +261,20 @@ void Copier::beginAtZero(AVPacket& packet) const
         packet.dts -= start;
 }
 
+// Packets of fragments, and the last one of a track that begins late, come without their duration. That of the last
+// packet is where the track ends: without it the edit list would leave the packet out.
+void Copier::giveDuration(AVPacket& packet, std::size_t output) const
+{
+    if (packet.duration > 0)
+        return;
+    const AVStream& stream = *m_output->streams[output];
+    int frames = av_get_audio_frame_duration2(stream.codecpar, packet.size);
+    if (m_lastStep[output] > 0)
+        packet.duration = m_lastStep[output];
+    else if (frames > 0 && stream.codecpar->sample_rate > 0)
+        packet.duration = av_rescale_q(frames, { 1, stream.codecpar->sample_rate }, stream.time_base);
+}
+
 // Sloppy files repeat a decoding time, or show a frame before they decode it; a container needs both in order.
 void Copier::keepOrder(AVPacket& packet, std::size_t output)
 {
@@ -273,6 +290,8 @@ void Copier::keepOrder(AVPacket& packet, std::size_t output)
     packet.dts = std::max(packet.dts, next);
     if (packet.pts != AV_NOPTS_VALUE)
         packet.pts = std::max(packet.pts, packet.dts);
+    if (last != AV_NOPTS_VALUE)
+        m_lastStep[output] = packet.dts - last;
     last = packet.dts;
 }
 
@@ -284,6 +303,7 @@ Result<void> Copier::writePacket(AVPacket& packet)
     packet.stream_index = static_cast<int>(to);
     packet.pos = -1;
     keepOrder(packet, to);
+    giveDuration(packet, to);
     return writeStatus(av_interleaved_write_frame(m_output.get(), &packet));
 }
 
@@ -308,37 +328,37 @@ Result<void> Copier::copy(const MovieBackend::Progress& progress)
     return writeStatus(av_write_trailer(m_output.get()));
 }
 
-// The header of ISO media tells everything but the size of some old codecs' pictures.
+// The header of ISO media tells everything but the size of some old codecs' pictures, and of VP8 and VP9 what their
+// own configuration box is made of: without it the box would be empty, and the file no longer open.
 bool needsStreamInfo(const MediaInput& input)
 {
     if (!input.isIsoMedia())
         return true;
     const AVFormatContext& context = input.context();
     return std::any_of(context.streams, context.streams + context.nb_streams, [](const AVStream* stream) {
-        return stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && stream->codecpar->width == 0;
+        AVCodecID codec = stream->codecpar->codec_id;
+        bool isSilentOnFormat = codec == AV_CODEC_ID_VP8 || codec == AV_CODEC_ID_VP9;
+        return stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO
+            && (stream->codecpar->width == 0 || (isSilentOnFormat && stream->codecpar->format == AV_PIX_FMT_NONE));
     });
 }
 
-// The header lists every sample: a file that ends before the last of them was cut. Without this the copy would end
-// early and look whole. (Fragments list theirs as they come; a cut one is whole as far as it goes.)
+// Without this the copy of a movie that was cut would end early and look whole.
 Result<void> refuseCutMovie(const MediaInput& input)
 {
     const AVFormatContext& context = input.context();
-    auto size = static_cast<std::int64_t>(input.file().size());
-    for (unsigned i = 0; i < context.nb_streams; ++i) {
-        AVStream* stream = context.streams[i];
-        for (int entry = 0; isCopied(*stream) && entry < avformat_index_get_entries_count(stream); ++entry) {
-            const AVIndexEntry* sample = avformat_index_get_entry(stream, entry);
-            if (sample->pos + sample->size > size)
-                return Error { Error::Kind::Format, "the movie ends before its last sample" };
-        }
-    }
+    bool isCut = std::any_of(context.streams, context.streams + context.nb_streams,
+        [&](const AVStream* stream) { return isCopied(*stream) && input.endsBeforeSamplesOf(*stream); });
+    if (isCut)
+        return Error { Error::Kind::Format, "the movie ends before its last sample" };
     return {};
 }
 
-// What was written must open again with every stream that is not empty.
+// What was written must open again with every stream that is not empty, of which there is one at least.
 Result<void> verify(const OutputFile& made, std::size_t streams)
 {
+    if (streams == 0)
+        return Error { Error::Kind::Format, "the movie has not a single sample" };
     MV_TRY(file, made.reopened());
     MV_TRY(input, MediaInput::open(std::move(file), {}));
     if (input->context().nb_streams < streams)
@@ -358,8 +378,7 @@ Result<void> passMovieThrough(
     MV_TRY(input, MediaInput::open(source, guard));
     if (needsStreamInfo(*input))
         MV_TRY_VOID(input->findStreamInfo());
-    if (input->isIsoMedia())
-        MV_TRY_VOID(refuseCutMovie(*input));
+    MV_TRY_VOID(refuseCutMovie(*input));
     Copier copier(*input, target, settings);
     MV_TRY_VOID(copier.start());
     MV_TRY_VOID(copier.copy(progress));

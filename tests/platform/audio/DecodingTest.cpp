@@ -351,3 +351,82 @@ TEST(Decoding, ChannelsThatChangeInMidFile)
     EXPECT_LE(file.delivered, file.announced);
     EXPECT_EQ(file.samples.size(), static_cast<std::size_t>(file.delivered) * 4);
 }
+
+namespace {
+
+/// A file of a second of sound without what follows the last of `mark` and `behind` bytes more.
+std::string cutBehind(const ScratchFolder& scratch, const std::string& name, const std::string& options,
+    std::string_view mark, std::size_t behind)
+{
+    std::string path = scratch.file("whole-" + name);
+    EXPECT_EQ(run(twoTones(44100) + options + " " + test::quoted(path)), 0) << name;
+    Bytes whole = readFile(path);
+    std::size_t place = charsOf(whole).find(mark);
+    EXPECT_NE(place, std::string_view::npos) << name;
+    return scratch.write("cut-" + name, ByteView(whole).first(std::min(whole.size(), place + mark.size() + behind)));
+}
+
+} // namespace
+
+TEST(Decoding, SoundThatWasCutAwayIsNoSilence)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    struct Row {
+        const char* name;
+        const char* options;
+        std::string_view mark; ///< of where the sound begins
+        std::size_t behind;
+    };
+    for (const Row& row : { Row { "a.wav", "", "data", 4 }, Row { "a24.wav", "-c:a pcm_s24le", "data", 6 },
+             Row { "a.aiff", "", "SSND", 12 }, Row { "a.caf", "", "data", 12 }, Row { "a.avi", "-c:a mp3", "movi", 0 },
+             Row { "a.m4a", "-c:a aac -movflags faststart", "mdat", 0 },
+             Row { "alac.m4a", "-c:a alac -movflags faststart", "mdat", 0 },
+             Row { "a.mov", "-c:a pcm_s16le -movflags faststart", "mdat", 0 },
+             Row { "init.mp4", "-c:a aac -movflags empty_moov", "mvex", 40 } })
+        EXPECT_EQ(DecodedFile(cutBehind(scratch, row.name, row.options, row.mark, row.behind)).opened,
+            kAudioFileInvalidFileError)
+            << row.name;
+    // Behind the headers' blocks of a FLAC.
+    std::string flac = scratch.file("a.flac");
+    ASSERT_EQ(run(twoTones(44100) + "-c:a flac " + test::quoted(flac)), 0);
+    Bytes whole = readFile(flac);
+    std::size_t end = 4;
+    for (bool last = false; !last; end += 4u + (whole[end + 1] << 16 | whole[end + 2] << 8 | whole[end + 3]))
+        last = whole[end] & 0x80;
+    EXPECT_EQ(DecodedFile(scratch.write("cut.flac", ByteView(whole).first(end))).opened, kAudioFileInvalidFileError);
+}
+
+TEST(Decoding, IsoMediaThatWereCutAreRefusedSinceTheyListEverySample)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    for (const char* codec : { "aac", "alac", "pcm_s16le" }) {
+        std::string path = scratch.file(std::string(codec) + ".mov");
+        ASSERT_EQ(run(twoTones(44100) + "-c:a " + codec + " -movflags faststart " + test::quoted(path)), 0);
+        Bytes whole = readFile(path);
+        EXPECT_EQ(DecodedFile(path).opened, noErr) << codec;
+        for (std::size_t lost : { std::size_t { 1 }, whole.size() / 10, whole.size() / 2 })
+            EXPECT_EQ(DecodedFile(scratch.write("cut.mov", ByteView(whole).first(whole.size() - lost))).opened,
+                kAudioFileInvalidFileError)
+                << codec << " without " << lost;
+        whole.insert(whole.end(), 100, 0xEE);
+        EXPECT_EQ(DecodedFile(scratch.write("longer.mov", ByteView(whole))).opened, noErr) << codec;
+    }
+}
+
+TEST(Decoding, ARecordingWithoutASampleIsAFile)
+{
+    NEEDS("ffmpeg");
+    ScratchFolder scratch;
+    WaveMaker wave;
+    wave.format(1, 2, 44100, 16).sound(0);
+    std::string aiff = scratch.file("empty.aiff");
+    ASSERT_EQ(run("ffmpeg -v error -y -f lavfi -i anullsrc -t 0 " + test::quoted(aiff)), 0);
+    for (const std::string& path : { scratch.write("empty.wav", wave.bytes()), aiff }) {
+        DecodedFile file(path);
+        EXPECT_EQ(file.opened, noErr) << path;
+        EXPECT_EQ(file.announced, 0) << path;
+        EXPECT_EQ(file.ended, noErr) << path;
+    }
+}

@@ -285,3 +285,22 @@ TEST_F(MP3Encoding, SixteenBitStereoIsTheSameExactlyConverted)
     ASSERT_TRUE(encode(input, scratch.file("exact.mp3"), { { MVAudioEncoderExactConversionAttribute, true } }));
     EXPECT_EQ(readFile(scratch.file("rules.mp3")), readFile(scratch.file("exact.mp3")));
 }
+
+TEST_F(MP3Encoding, ASourceWhoseMediaWereCutFails)
+{
+    std::string movie = scratch.file("in.m4a");
+    ASSERT_EQ(run(tone(Stereo, "3", "-c:a aac -movflags faststart") + test::quoted(movie)), 0);
+    make(Stereo, "1", "pcm_s16le");
+    Bytes whole = readFile(movie);
+    Bytes wave = readFile(input);
+    std::size_t media = charsOf(whole).find("mdat") + 4;
+    for (ByteView cut : { ByteView(whole).first(media), ByteView(whole).first(media + 100),
+             ByteView(whole).first(whole.size() - 1), ByteView(wave).first(charsOf(wave).find("data") + 8) }) {
+        MP3Encoder encoder;
+        auto delegate = std::make_shared<WatchedDelegate>();
+        encoder.setDelegate(delegate);
+        EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.write("cut", cut), output)) << cut.size();
+        EXPECT_THAT(delegate->messages, testing::ElementsAre("fail MVAudioEncoderErrorDomain 1")) << cut.size();
+        EXPECT_NE(access(output.c_str(), F_OK), 0) << cut.size();
+    }
+}

@@ -51,6 +51,23 @@ TEST_F(MP4ExporterRealTest, TheSameSourceMakesTheSameBytes)
     }
 }
 
+TEST_F(MP4ExporterRealTest, ASourceWhoseMediaWereCutIsNoSuccess)
+{
+    m_scratch.write("out.m4a", "older");
+    std::string source = tone("a.m4a", "3", "-c:a aac -movflags faststart -metadata title=Tune");
+    Bytes whole = readFile(source);
+    std::size_t media = charsOf(whole).find("mdat") + 4;
+    for (std::size_t left : { media, media + 100, whole.size() - 1 }) {
+        std::string cut = m_scratch.write("cut.m4a", ByteView(whole).first(left));
+        EXPECT_EQ(convert(cut, m_target), 0x6474613F) << left; // 'dta?'
+    }
+    Bytes wave = readFile(tone("a.wav", "1"));
+    std::string cut = m_scratch.write("cut.wav", ByteView(wave).first(charsOf(wave).find("data") + 8));
+    EXPECT_EQ(convert(cut, m_target), 0x6474613F);
+    EXPECT_TRUE(m_delegate.percents.empty());
+    EXPECT_EQ(charsOf(readFile(m_target)), "older");
+}
+
 TEST_F(MP4ExporterRealTest, Mp3SourcesHaveTheirTagInFrontOfTheNewFile)
 {
     std::string source = tone("a.mp3", "3", "-metadata title=Tune -metadata artist=Ann -metadata album=Best");
