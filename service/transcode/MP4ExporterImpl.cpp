@@ -34,6 +34,15 @@ bool areOneFile(const Path& a, const Path& b)
     return std::filesystem::equivalent(a.text(), b.text(), missing);
 }
 
+// Whether a file of that name can be made, as far as can be told without touching what is there.
+bool isPlaceForFile(const Path& path)
+{
+    std::error_code missing;
+    std::string folder(path.directory());
+    return !path.isNil() && !std::filesystem::is_directory(path.text(), missing)
+        && faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 // A reference can only be made to what exists, so an empty file stands there while it is made. Whoever reads the
 // folder during the export sees no file of the name until it is complete.
 OSStatus makeDestinationRef(const Path& path, FSRef& ref)
@@ -145,19 +154,20 @@ std::int32_t MP4ExporterImpl::exportWithDelegateFromPathToMp4Path(
 OSStatus MP4ExporterImpl::exportMovie(MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
 {
     FSRef sourceRef;
-    FSRef destinationRef;
     DataReference from;
-    DataReference to;
-    // A source that is missing, or is the destination, costs no file.
-    if (areOneFile(source, destination) || FSPathMakeRef(source, sourceRef) != noErr
-        || makeDestinationRef(destination, destinationRef) != noErr
-        || m_tools.toolbox->QTNewDataReferenceFromFSRef(sourceRef, from) != noErr
-        || m_tools.toolbox->QTNewDataReferenceFromFSRef(destinationRef, to) != noErr)
+    if (areOneFile(source, destination) || FSPathMakeRef(source, sourceRef) != noErr || !isPlaceForFile(destination)
+        || m_tools.toolbox->QTNewDataReferenceFromFSRef(sourceRef, from) != noErr)
         return paramErr;
     std::unique_ptr<Movie> movie;
     OSStatus status = m_tools.toolbox->NewMovieFromDataRef(movie, newMovieActive, from);
     if (status != noErr || !movie)
         return status;
+    // From here on the older file is gone: a source that is missing, no movie, or the destination itself costs none.
+    FSRef destinationRef;
+    DataReference to;
+    if (makeDestinationRef(destination, destinationRef) != noErr
+        || m_tools.toolbox->QTNewDataReferenceFromFSRef(destinationRef, to) != noErr)
+        return paramErr;
     if (delegate)
         m_tools.toolbox->SetMovieProgressProc(*movie, myMovieProgressProc, delegate);
     return convertMovie(*movie, to);

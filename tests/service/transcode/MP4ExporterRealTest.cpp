@@ -213,8 +213,50 @@ TEST_F(MP4ExporterRealTest, WhatIsNoMovie)
 {
     m_scratch.write("out.m4a", "older");
     EXPECT_EQ(exportMovie(m_scratch.write("a.mov", "no movie at all"), m_target), -2048);
-    EXPECT_FALSE(std::filesystem::exists(m_target));
+    EXPECT_EQ(exportMovie(m_scratch.write("empty.mov", ""), m_target), -2048);
     EXPECT_EQ(exportMovie(m_scratch.file("missing"), m_target), -50);
+    EXPECT_EQ(charsOf(readFile(m_target)), "older");
+}
+
+TEST_F(MP4ExporterRealTest, AMovieWithoutASampleIsNoSuccess)
+{
+    // The tables of a fragmented movie are empty; without its fragments nothing is left.
+    std::string source = movie("a.mp4", "-c:v libx264 -c:a aac -movflags empty_moov+frag_keyframe");
+    Bytes whole = readFile(source);
+    std::size_t fragments = charsOf(whole).find("moof") - 4;
+    source = m_scratch.write("first.mp4", ByteView(whole).first(fragments));
+    EXPECT_EQ(exportMovie(source, m_target), -2010);
+    EXPECT_FALSE(std::filesystem::exists(m_target));
+}
+
+// The last packet of a track is where it ends, and the container does not always tell how long it is.
+TEST_F(MP4ExporterRealTest, OpusKeepsItsLastPacket)
+{
+    struct Row {
+        const char* name;
+        const char* options;
+    };
+    for (const Row& row : { Row { "plain.mp4", "" }, Row { "late.mp4", "-output_ts_offset 5" },
+             Row { "fragments.mp4", "-frag_duration 200000 -movflags empty_moov" }, Row { "a.webm", "" },
+             Row { "a.opus", "" } }) {
+        std::string source = tone(row.name, "1.02", std::string("-c:a libopus ") + row.options);
+        ASSERT_EQ(exportMovie(source, m_target), 0) << row.name;
+        EXPECT_EQ(hashes(m_target), hashes(source)) << row.name;
+        Bytes made = readFile(m_target);
+        std::size_t samples = readBoxes(made).at("moov/trak/mdia/minf/stbl/stsz").u32(8);
+        std::string packets
+            = "ffprobe -v error -select_streams a -show_entries packet=pts -of csv=p=0 " + shell(m_target);
+        EXPECT_EQ(std::stoul(outputOf(packets + " | grep -c .")), samples) << row.name << ": none behind the edit list";
+        EXPECT_NEAR(std::stod(probe(m_target, "stream=duration")), 1.03, 0.02) << row.name;
+    }
+}
+
+TEST_F(MP4ExporterRealTest, Vp9OfAnMpeg4FileStaysReadable)
+{
+    std::string source = movie("a.mp4", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -c:a libopus");
+    ASSERT_EQ(exportMovie(source, m_target), 0);
+    EXPECT_EQ(hashes(source), hashes(m_target));
+    EXPECT_EQ(outputOf("ffmpeg -v error -i " + shell(m_target) + " -f null - 2>&1"), "") << "it plays";
 }
 
 TEST_F(MP4ExporterRealTest, ACancelledExportLeavesNothing)
