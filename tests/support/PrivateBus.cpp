@@ -11,6 +11,7 @@ namespace mv::test {
 
 PrivateBus::PrivateBus()
 {
+    std::string address = "--address=unix:path=" + m_folder.file("bus");
     int ends[2];
     if (pipe(ends) != 0)
         throw std::runtime_error("no pipe");
@@ -20,7 +21,7 @@ PrivateBus::PrivateBus()
         dup2(ends[1], STDOUT_FILENO);
         close(ends[0]);
         close(ends[1]);
-        execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--print-address=1", nullptr);
+        execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", address.c_str(), "--print-address=1", nullptr);
         _exit(127);
     }
     close(ends[1]);

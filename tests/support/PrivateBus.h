@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Scratch.h"
+
 #include <string>
 #include <sys/types.h>
 
@@ -18,6 +20,7 @@ public:
     void kill();
 
 private:
+    ScratchFolder m_folder; // for the socket, which a bus that is killed leaves
     pid_t m_process = -1;
     std::string m_address;
 };
