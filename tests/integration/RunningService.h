@@ -11,7 +11,12 @@ namespace mv::test {
 /// The service, ready on a bus of its own.
 class RunningService : public testing::Test {
 protected:
-    RunningService() { m_ready = m_service.waitUntilReady(); }
+    /// Runs `executable`, or the build's mivo-mediad.
+    explicit RunningService(const std::string& executable = {})
+        : m_service(executable)
+    {
+        m_ready = m_service.waitUntilReady();
+    }
     void SetUp() override { ASSERT_TRUE(m_ready) << m_service.log(); }
 
     bool quit()
