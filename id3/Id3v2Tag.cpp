@@ -157,7 +157,7 @@ private:
 
     void keepPacked(TagFrame& frame, FrameFlags flags, const Content& content)
     {
-        if (content.packed.size() + 6 > m_unpackLeft)
+        if (isOverLimit(content.packed.size()))
             return;
         Bytes form;
         ByteWriter writer(form);
@@ -177,7 +177,7 @@ private:
     {
         if (!needsResynchronising(packed))
             return packed;
-        if (packed.size() > m_unpackLeft)
+        if (isOverLimit(packed.size()))
             return std::nullopt;
         Bytes copy(packed.begin(), packed.end());
         copy.resize(undoUnsynchronisation(copy));
@@ -190,6 +190,15 @@ private:
         if (!bytes)
             return std::nullopt;
         return keep(std::move(*bytes));
+    }
+
+    /// Who rewrites the tag has no other form of such a frame.
+    bool isOverLimit(std::size_t size)
+    {
+        constexpr std::size_t MostAdded = 6; // of a length, an encryption and a group
+        bool over = size + MostAdded > m_unpackLeft;
+        m_tag.m_complete = m_tag.m_complete && !over;
+        return over;
     }
 
     ByteView keep(Bytes bytes)

@@ -80,8 +80,9 @@ public:
     const std::vector<TagFrame>& frames() const { return m_frames; }
     /// Bytes of memory that frames' content takes beside the tag as stored.
     std::size_t bytesUnpacked() const { return m_bytesUnpacked; }
-    /// False when bytes that may hold frames were left out: the tag is larger than the file or than the bounds, its
-    /// version is unknown, or the size of a frame leads nowhere. Who rewrites such a tag would lose them.
+    /// False when frames were or may have been left out: the tag is larger than the file or than the bounds, its
+    /// version is unknown, the size of a frame leads nowhere, or a frame of a v2.4 tag is larger than what may be
+    /// unpacked. Who rewrites such a tag would lose them.
     bool complete() const { return m_complete; }
 
 private:

@@ -85,7 +85,8 @@ void Id3FrameList::replaceBy(std::span<const Id3Frame> frames, std::span<const s
 void Id3FrameList::addFromId3v1(const Id3v1Tag& tag)
 {
     constexpr std::uint8_t NoGenre = 255;
-    if (!tag.year.empty() && !has("TYER") && !has("TDRC"))
+    bool hasYear = std::any_of(tag.year.begin(), tag.year.end(), [](std::uint8_t c) { return c >= '1' && c <= '9'; });
+    if (hasYear && !has("TYER") && !has("TDRC"))
         addLatin1("TYER", tag.year);
     if (tag.track != 0 && !has("TRCK"))
         addLatin1("TRCK", bytesOf(std::to_string(tag.track)));

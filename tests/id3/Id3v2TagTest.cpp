@@ -183,6 +183,17 @@ TEST(Id3v2Tag, UnpackingStaysWithinTheLimitOfAllFramesTogether)
     EXPECT_TRUE(tag.frames()[0].readable);
     EXPECT_FALSE(tag.frames()[1].readable);
     EXPECT_EQ(tag.bytesUnpacked(), 601u);
+    EXPECT_TRUE(tag.complete()) << "its bytes can be carried as they are";
+}
+
+TEST(Id3v2Tag, FramesOfV24OverTheLimitMakeTheTagIncomplete)
+{
+    std::string large(1000, 'x');
+    EXPECT_FALSE(
+        parsed(id3Tag(4, id3Frame(4, "PRIV", unsynchronised(zeroed("\xFF\0") + large), 0x02)), 900).complete());
+    EXPECT_FALSE(parsed(id3Tag(4, id3Frame(4, "PRIV", "e" + large, 0x04)), 900).complete());
+    EXPECT_TRUE(parsed(id3Tag(4, id3Frame(4, "PRIV", "e" + large, 0x04)), 1100).complete());
+    EXPECT_TRUE(parsed(id3Tag(4, id3Frame(4, "PRIV", large)), 900).complete());
 }
 
 TEST(Id3v2Tag, ExtendedHeaders)

@@ -45,9 +45,11 @@ TEST_F(Id3CarriedFramesTest, WhatOnlyID3v1HasIsTakenOver)
     std::string path = file({}, test::id3v1Tag("v1 title", "1977", 5, 17));
     EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
         ElementsAre("TCON enc=0 (17)", "TIT2 enc=1 new", "TRCK enc=0 5", "TYER enc=0 1977", "version=2.3"));
-    path = file(test::id3Tag(3, { { "TRCK", latin1("3/12") } }), test::id3v1Tag("v1 title", "", 5, 255));
-    EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
-        ElementsAre("TIT2 enc=1 new", "TRCK enc=0 3/12", "version=2.3"));
+    for (const char* noYear : { "", "0", "0000", "????" }) {
+        path = file(test::id3Tag(3, { { "TRCK", latin1("3/12") } }), test::id3v1Tag("v1 title", noYear, 5, 255));
+        EXPECT_THAT(update(path, { { MediaDBMusicColumnTitle, "new" } }),
+            ElementsAre("TIT2 enc=1 new", "TRCK enc=0 3/12", "version=2.3"));
+    }
 }
 
 TEST_F(Id3CarriedFramesTest, AFooterThatIsNotThereCostsNoAudio)
