@@ -24,7 +24,7 @@ def make_photo(folder, pictures, number):
     source = os.path.join(pictures, SOURCES[number % len(SOURCES)])
     turn = number // len(SOURCES)
     change = [[], ["-flop"], ["-flip"], ["-gravity", "center", "-crop", "70%x70%+0+0", "+repage"], ["-modulate", "80"]][turn]
-    subprocess.run(["convert", source, "-strip", *change, "-resize", "4032x3024^", "-gravity", "center", "-extent", "4032x3024",
+    subprocess.run(["convert", "-quiet", source, "-strip", *change, "-resize", "4032x3024^", "-gravity", "center", "-extent", "4032x3024",
                     "-unsharp", "0x1.5", "-attenuate", "0.25", "+noise", "Gaussian", "-sampling-factor", "2x2", "-quality", "92",
                     path], check=True)
     subprocess.run(["exiftool", "-q", "-overwrite_original", "-Make=Maker", "-Model=Phone", "-Orientation#=6",
