@@ -85,7 +85,7 @@ std::string isoDate(Date date)
 
 std::string jsonValue(const Value& value, bool withData)
 {
-    if (value.isNull())
+    if (value.isNull() || value.isOtherKind())
         return "null";
     if (auto* flag = value.boolean())
         return *flag ? "true" : "false";

@@ -124,6 +124,8 @@ std::string readableValue(std::string_view key, const Value& value)
 {
     if (value.isNull())
         return "(empty)";
+    if (value.isOtherKind())
+        return "(of an unknown kind)";
     if (auto* flag = value.boolean())
         return *flag ? "yes" : "no";
     if (auto* text = value.string())

@@ -21,6 +21,8 @@ std::int32_t truncatedToInt32(double value)
 
 } // namespace
 
+Value::Value(Value&& other) noexcept = default;
+
 bool Value::isNumber() const { return !isNull() && !isOtherKind() && !string() && !data() && !date(); }
 
 std::optional<std::int32_t> Value::integerValue() const

@@ -27,6 +27,12 @@ public:
         = std::variant<NullObject, bool, std::int32_t, std::int64_t, double, std::string, Date, Bytes, OtherKind>;
 
     Value() = default;
+    Value(const Value&) = default;
+    // Not inline: where g++ 12 sees a variant of so many kinds moved, it warns of kinds that are not in it.
+    Value(Value&& other) noexcept;
+    Value& operator=(const Value&) = default;
+    Value& operator=(Value&&) = default;
+    ~Value() = default;
     Value(NullObject) { }
     Value(OtherKind value)
         : m_storage(value)

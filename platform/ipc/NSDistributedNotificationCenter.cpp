@@ -1,5 +1,6 @@
 #include "platform/ipc/NSDistributedNotificationCenter.h"
 
+#include "Base/Core/NSLog.h"
 #include "platform/system/NSApplication.h"
 
 #include <algorithm>
@@ -77,11 +78,17 @@ void NSDistributedNotificationCenter::receive()
 
 int NSDistributedNotificationCenter::received(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
-    auto* observer = static_cast<Observer*>(userdata);
-    const char* name = nullptr;
-    const char* object = nullptr;
-    if (sd_bus_message_read(message, "ss", &name, &object) >= 0 && observer->name == name && observer->object == object)
-        observer->call();
+    try {
+        auto* observer = static_cast<Observer*>(userdata);
+        const char* name = nullptr;
+        const char* object = nullptr;
+        if (sd_bus_message_read(message, "ss", &name, &object) >= 0 && observer->name == name
+            && observer->object == object)
+            observer->call();
+    } catch (...) {
+        // Nobody waits for an answer to a notification, and the next observer is to hear of it all the same.
+        NSLog("an observer raised at a notification");
+    }
     return 0;
 }
 

@@ -1,4 +1,5 @@
 #include "Base/Core/Text.h"
+#include "Base/Media/MediaDB.h"
 #include "platform/ipc/BusError.h"
 #include "platform/ipc/Wire.h"
 
@@ -35,6 +36,12 @@ std::string cleaned(std::string_view text)
         rest.remove_prefix(bad ? bad : 1);
     }
     return out;
+}
+
+/// A file's size when it is held in 32 bits: on the bus it has 64, whichever way it came.
+const std::int32_t* narrowFileSize(std::string_view key, const Value& value)
+{
+    return key == MediaDBCommonColumnFileSize ? std::get_if<std::int32_t>(&value.storage()) : nullptr;
 }
 
 } // namespace
@@ -123,7 +130,10 @@ WireWriter& WireWriter::record(const Record& record)
             continue;
         open('e', "sv");
         string(key);
-        variant(value);
+        if (auto size = narrowFileSize(key, value))
+            variant(std::int64_t { *size });
+        else
+            variant(value);
         close();
     }
     close();

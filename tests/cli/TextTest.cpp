@@ -86,6 +86,8 @@ TEST(RecordText, ValuesHaveTheirUnits)
     EXPECT_EQ(readableValue(MediaDBMusicColumnPlayLength, 185.0), "3:05");
     EXPECT_EQ(readableValue(MediaDBMusicColumnBitrate, 192), "192 kbit/s");
     EXPECT_EQ(readableValue(MediaDBMusicColumnSamplerate, 44100.0), "44100 Hz");
+    EXPECT_EQ(readableValue("key", OtherKind {}), "(of an unknown kind)");
+    EXPECT_EQ(jsonValue(OtherKind {}, true), "null");
     EXPECT_EQ(readableValue(MediaDBCommonColumnFileSize, 4'200'000), "4.2 MB (4200000 bytes)");
     EXPECT_EQ(readableValue(MediaDBCommonColumnMediaType, 0x01000001), "0x01000001");
     EXPECT_EQ(readableValue(MediaDBPhotoColumnWidth, 640), "640 pixels");

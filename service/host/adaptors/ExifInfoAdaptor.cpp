@@ -6,11 +6,6 @@ namespace mv {
 
 namespace {
 
-int setError(sd_bus_error* error, const BusError& failure)
-{
-    return sd_bus_error_set(error, failure.name().c_str(), failure.message().c_str());
-}
-
 MVExifInfo& infoOf(void* userdata)
 {
     return static_cast<ExifInfoAdaptor*>(static_cast<ServedObject*>(userdata))->info();
@@ -28,26 +23,22 @@ template <auto Member>
 int getProperty(
     sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void* userdata, sd_bus_error* error)
 {
-    try {
+    return answerGuarded(error, [&] {
         WireWriter out(reply);
         encode(out, infoOf(userdata).*Member);
         return 1;
-    } catch (const BusError& failure) {
-        return setError(error, failure);
-    }
+    });
 }
 
 template <auto Member>
 int setProperty(
     sd_bus*, const char*, const char*, const char*, sd_bus_message* value, void* userdata, sd_bus_error* error)
 {
-    try {
+    return answerGuarded(error, [&] {
         WireReader in(value);
         decode(in, infoOf(userdata).*Member);
         return 1;
-    } catch (const BusError& failure) {
-        return setError(error, failure);
-    }
+    });
 }
 
 #define EXIF_PROPERTY(name, signature)                                                                                 \

@@ -1,6 +1,7 @@
 #include "platform/ipc/NSDistributedNotificationCenter.h"
 
 #include "platform/system/NSApplication.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
@@ -38,6 +39,23 @@ TEST(NSDistributedNotificationCenter, DeliversOnlyTheNameAndObjectThatWereAskedF
     application.run(delegate);
     poster.join();
     EXPECT_EQ(got, std::vector<std::string> { "Quit" });
+}
+
+TEST(NSDistributedNotificationCenter, AnObserverThatRaisesStopsNothing)
+{
+    test::LogCapture log;
+    test::PrivateBus bus;
+    NSApplication application;
+    NSDistributedNotificationCenter center(application);
+    center.addObserver("Quit", "Mivo", [] { throw 7; });
+    center.addObserver("End", "Mivo", [&] { application.terminate(); });
+    Delegate delegate;
+    delegate.launched = [] {
+        EXPECT_TRUE(NSDistributedNotificationCenter::post("Quit", "Mivo"));
+        EXPECT_TRUE(NSDistributedNotificationCenter::post("End", "Mivo"));
+    };
+    application.run(delegate);
+    EXPECT_EQ(log.lines(), std::vector<std::string> { "an observer raised at a notification" });
 }
 
 TEST(NSDistributedNotificationCenter, TheEndOfTheBusTerminatesTheApplication)

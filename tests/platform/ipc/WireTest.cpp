@@ -114,6 +114,25 @@ TEST_F(Wire, AnyIntegerTypeIsTakenWhereANumberIsMeant)
     EXPECT_EQ(record.boolean("b"), true);
 }
 
+TEST_F(Wire, AFileSizeAlwaysHas64Bits)
+{
+    for (Value size : { Value(0), Value(4711), Value(std::int64_t { 4711 }), Value(std::int64_t { 5'000'000'000 }) }) {
+        BusMessage out = message();
+        WireWriter(out.get()).record({ { "FileSize", size }, { "TrackNo", 7 } });
+        seal(out);
+        const char* contents = nullptr;
+        ASSERT_GT(sd_bus_message_enter_container(out.get(), 'a', "{sv}"), 0);
+        for (const char* expected : { "x", "i" }) {
+            ASSERT_GT(sd_bus_message_enter_container(out.get(), 'e', "sv"), 0);
+            ASSERT_GE(sd_bus_message_skip(out.get(), "s"), 0);
+            ASSERT_GT(sd_bus_message_peek_type(out.get(), nullptr, &contents), 0);
+            EXPECT_STREQ(contents, expected);
+            ASSERT_GE(sd_bus_message_skip(out.get(), "v"), 0);
+            ASSERT_GE(sd_bus_message_exit_container(out.get()), 0);
+        }
+    }
+}
+
 TEST_F(Wire, ValuesOfOtherKindsStopNothing)
 {
     BusMessage out = message();
