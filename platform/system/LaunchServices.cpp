@@ -1,11 +1,14 @@
 #include "platform/system/LaunchServices.h"
 
 #include "Base/Core/Handle.h"
+#include "platform/system/RunningProgram.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -34,10 +37,28 @@ std::string executableOf(const Path& application)
     return {};
 }
 
+/// Held while an application is looked for and started, so that two callers do not both find it missing. Somebody
+/// else's lock on the file is waited for a moment only: a second start is the lesser evil.
+class LaunchLock {
+public:
+    explicit LaunchLock(const std::string& executable)
+        : m_file(open(executable.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+        constexpr int Tries = 100;
+        constexpr useconds_t Pause = 10'000;
+        for (int i = 0; i < Tries && m_file && flock(m_file.get(), LOCK_EX | LOCK_NB) != 0; ++i)
+            usleep(Pause);
+    }
+
+private:
+    UniqueFd m_file; // closing it gives the lock up
+};
+
 /// Runs in the child of a fork; only async-signal-safe calls.
 [[noreturn]] void becomeApplication(char* const* arguments, int reportFd)
 {
     setsid();
+    signal(SIGPIPE, SIG_DFL); // what this process ignores is inherited
     if (pid_t second = fork(); second != 0)
         _exit(second < 0 ? 1 : 0);
     int null = open("/dev/null", O_RDWR);
@@ -60,6 +81,9 @@ OSStatus LSOpenApplication(const LSApplicationParameters& parameters)
     std::string executable = executableOf(parameters.application.path);
     if (executable.empty())
         return fnfErr;
+    LaunchLock lock(executable);
+    if (isProgramRunning(executable))
+        return 0;
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         return kLSNoExecutableErr;

@@ -12,7 +12,8 @@ struct LSApplicationParameters {
 };
 
 /// Starts an application detached: in a session of its own, not a child of this process, with no inherited
-/// descriptors. An application `X.app` is an executable file, or a folder that holds an executable `X` or
+/// descriptors. One that this user runs in this session already is left at that; callers at the same time start one. An
+/// application `X.app` is an executable file, or a folder that holds an executable `X` or
 /// `Contents/MacOS/X`. 0 once it runs, else a negative status (fnfErr: nothing executable there).
 OSStatus LSOpenApplication(const LSApplicationParameters& parameters);
 

@@ -21,17 +21,6 @@ using Folder = std::unique_ptr<DIR, CloseWith<closedir>>;
 // Processes come and go between the two calls of a reader; this many more are promised than there are.
 constexpr std::size_t SpareRecords = 32;
 
-std::vector<std::int32_t> runningProcesses()
-{
-    std::vector<std::int32_t> processes;
-    Folder folder(opendir("/proc"));
-    while (dirent* entry = folder ? readdir(folder.get()) : nullptr) {
-        if (entry->d_name[0] >= '1' && entry->d_name[0] <= '9')
-            processes.push_back(std::atoi(entry->d_name));
-    }
-    return processes;
-}
-
 std::string commandName(std::int32_t process)
 {
     UniqueFd file(open(("/proc/" + std::to_string(process) + "/comm").c_str(), O_RDONLY | O_CLOEXEC));
@@ -51,6 +40,17 @@ void writeRecord(std::uint8_t* record, std::int32_t process)
 }
 
 } // namespace
+
+std::vector<std::int32_t> runningProcesses()
+{
+    std::vector<std::int32_t> processes;
+    Folder folder(opendir("/proc"));
+    while (dirent* entry = folder ? readdir(folder.get()) : nullptr) {
+        if (entry->d_name[0] >= '1' && entry->d_name[0] <= '9')
+            processes.push_back(std::atoi(entry->d_name));
+    }
+    return processes;
+}
 
 int sysctlProcessTable(void* buffer, std::size_t* size)
 {

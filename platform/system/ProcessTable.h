@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace mv {
 
@@ -14,5 +16,8 @@ inline constexpr std::size_t ProcessRecordNameLength = 16; ///< characters of a 
 /// do. On success `*size` is the number of bytes that hold records. Returns 0, or -1 with errno (ENOMEM when the
 /// buffer is too small).
 int sysctlProcessTable(void* buffer, std::size_t* size);
+
+/// The ids of all processes; empty when they cannot be known.
+std::vector<std::int32_t> runningProcesses();
 
 } // namespace mv

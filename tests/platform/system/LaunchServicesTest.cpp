@@ -1,12 +1,20 @@
 #include "platform/system/LaunchServices.h"
 
+#include "platform/system/RunningProgram.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Scratch.h"
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <vector>
 
 namespace mv {
 namespace {
@@ -60,6 +68,94 @@ TEST(LaunchServices, StartsTheExecutableInAFolder)
         ASSERT_EQ(launch(folder.file("Reporter.app")), 0) << inside;
         EXPECT_FALSE(waitForReport(report).empty()) << inside;
     }
+}
+
+/// A script that notes each start in `report` and runs on until `stop` is there.
+std::string runningScript(const std::string& firstLine, const std::string& report, const std::string& stop)
+{
+    return firstLine + "\necho started >> '" + report + "'\nwhile [ ! -e '" + stop + "' ]; do sleep 0.01; done\n";
+}
+
+std::size_t linesIn(const std::string& path)
+{
+    std::ifstream in(path);
+    return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(in), {}, '\n'));
+}
+
+/// An application that runs until the end of the scope.
+class RunningApplication {
+public:
+    explicit RunningApplication(const std::string& firstLine)
+    {
+        app = m_folder.write("Long name of a reporter.app", runningScript(firstLine, report, m_stop));
+        makeExecutable(app);
+    }
+    ~RunningApplication()
+    {
+        m_folder.write("stop", "");
+        while (isProgramRunning(app))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
+private:
+    test::ScratchFolder m_folder;
+    std::string m_stop = m_folder.file("stop");
+
+public:
+    std::string report = m_folder.file("report");
+    std::string app;
+};
+
+TEST(LaunchServices, AnApplicationThatRunsIsNotStartedAgain)
+{
+    for (const char* firstLine : { "#!/bin/sh", "#!/usr/bin/env sh" }) {
+        RunningApplication running(firstLine);
+        EXPECT_FALSE(isProgramRunning(running.app));
+        ASSERT_EQ(launch(running.app), 0);
+        waitForReport(running.report);
+        EXPECT_TRUE(isProgramRunning(running.app)) << firstLine;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(launch(running.app), 0);
+        EXPECT_EQ(linesIn(running.report), 1u) << firstLine;
+    }
+}
+
+TEST(LaunchServices, ABinaryThatRunsIsFoundAndOneOfAnotherSessionIsNot)
+{
+    test::ScratchFolder folder;
+    std::string app = folder.copy("/bin/sleep", "Reporter.app");
+    makeExecutable(app);
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/somewhere/else", 1);
+    pid_t child = fork();
+    if (child == 0) {
+        execl(app.c_str(), app.c_str(), "100", nullptr);
+        _exit(127);
+    }
+    for (int i = 0; i < 1000 && !isProgramRunning(app); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_TRUE(isProgramRunning(app));
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    EXPECT_FALSE(isProgramRunning(app));
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/somewhere/else", 1);
+    kill(child, SIGKILL);
+    siginfo_t ended;
+    waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
+    EXPECT_FALSE(isProgramRunning(app)) << "it only waits for its parent";
+    waitpid(child, nullptr, 0);
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+TEST(LaunchServices, TwoCallersAtATimeStartOne)
+{
+    RunningApplication running("#!/bin/sh");
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 8; ++i)
+        callers.emplace_back([&] { EXPECT_EQ(launch(running.app), 0); });
+    for (std::thread& caller : callers)
+        caller.join();
+    waitForReport(running.report);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // for one too many
+    EXPECT_EQ(linesIn(running.report), 1u);
 }
 
 TEST(LaunchServices, NothingExecutableIsAnError)

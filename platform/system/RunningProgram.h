@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace mv {
+
+/// True when a process of this user and this session runs the program, a binary or a script. The session is the one
+/// whose message bus the environment of either names. A process that has ended and waits for its parent does not run.
+bool isProgramRunning(const std::string& executable);
+
+} // namespace mv
