@@ -29,6 +29,10 @@ constexpr auto StartTimeout = 20s;
 constexpr auto EndTimeout = 5s;
 constexpr auto PollInterval = 2ms;
 constexpr int ExecFailed = 127;
+// The service's own exit status where somebody else has one of its names.
+constexpr int NameTaken = 1;
+// More starts than this in a row are not a matter of who comes first.
+constexpr int MostStarts = 5;
 // The address of a bus is a line of less than this.
 constexpr std::size_t MaxAddressBytes = 4096;
 
@@ -100,18 +104,29 @@ std::size_t publishedNames(ServiceBus& bus)
         std::count_if(kServiceNames.begin(), kServiceNames.end(), [&](auto name) { return bus.hasOwner(name); }));
 }
 
-Result<void> waitForNames(ServiceBus& bus, ChildProcess& service)
+/// False when it did not come true in time.
+template <class Condition> bool waitFor(const Condition& condition, Clock::duration longest)
 {
-    auto deadline = Clock::now() + StartTimeout;
-    // Another command may have started a service at the same time: then ours ends, and its names count.
-    while (publishedNames(bus) < kServiceNames.size()) {
-        if (!service.isRunning() && publishedNames(bus) == 0)
-            return Error { Error::Kind::Io, "the service ended while it was starting" };
+    auto deadline = Clock::now() + longest;
+    while (!condition()) {
         if (Clock::now() > deadline)
-            return Error { Error::Kind::Io, "the service does not publish its names" };
+            return false;
         std::this_thread::sleep_for(PollInterval);
     }
-    return {};
+    return true;
+}
+
+/// What stands in the way when names are held by somebody who does not come to have all of them.
+Error namesAreHeld(ServiceBus& bus)
+{
+    for (std::string_view name : kServiceNames) {
+        if (auto process = bus.processIdOf(name); process.ok()) {
+            return { Error::Kind::State,
+                formatText("the name %.*s is held by process %d, and not all of the services are there",
+                    static_cast<int>(name.size()), name.data(), *process) };
+        }
+    }
+    return { Error::Kind::Io, "the services' names come and go" };
 }
 
 } // namespace
@@ -121,6 +136,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept
     if (this != &other) {
         end();
         m_processId = std::exchange(other.m_processId, -1);
+        m_exitStatus = other.m_exitStatus;
     }
     return *this;
 }
@@ -144,9 +160,11 @@ bool ChildProcess::isRunning()
 {
     if (m_processId < 0)
         return false;
-    if (waitpid(m_processId, nullptr, WNOHANG) == 0)
+    int status = 0;
+    if (waitpid(m_processId, &status, WNOHANG) == 0)
         return true;
     m_processId = -1;
+    m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return false;
 }
 
@@ -178,14 +196,36 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::ensure(const Options& op
         return process;
     if (access(options.program.c_str(), X_OK) != 0)
         return Error { Error::Kind::NotFound, "the service's program is not at " + options.program.text() };
-    MV_TRY(
-        service, ChildProcess::start({ options.program.text() }, { .quiet = !options.showLog, .outlivesUs = !ownBus }));
-    MV_TRY_VOID(waitForNames(*bus, service));
-    if (ownBus)
-        process->m_service = std::move(service);
-    else
-        service.release();
+    MV_TRY_VOID(process->startService(*bus, options, !ownBus));
+    if (!ownBus)
+        process->m_service.release();
     return process;
+}
+
+// Several commands may start a service at the same time, and one may be leaving: who finds a name taken ends, and
+// whether the names of another are to be used or an own service is to be started anew shows when either all are there
+// or none.
+Result<void> ServiceProcess::startService(ServiceBus& bus, const Options& options, bool outlivesUs)
+{
+    for (int i = 0; i < MostStarts; ++i) {
+        std::size_t names = 0;
+        auto allOrNone = [&] { return (names = publishedNames(bus)) == 0 || names == kServiceNames.size(); };
+        if (!waitFor(allOrNone, options.heldNamesTimeout))
+            return namesAreHeld(bus);
+        if (names > 0)
+            return {};
+        MV_TRY(started,
+            ChildProcess::start({ options.program.text() }, { .quiet = !options.showLog, .outlivesUs = outlivesUs }));
+        m_service = std::move(started);
+        auto allOrEnded = [&] { return publishedNames(bus) == kServiceNames.size() || !m_service.isRunning(); };
+        if (!waitFor(allOrEnded, StartTimeout))
+            return Error { Error::Kind::Io, "the service does not publish its names" };
+        if (m_service.isRunning())
+            return {};
+        if (m_service.exitStatus() != NameTaken)
+            break;
+    }
+    return Error { Error::Kind::Io, "the service ended while it was starting" };
 }
 
 bool haveSessionBus() { return ServiceBus::open().ok(); }

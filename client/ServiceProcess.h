@@ -4,6 +4,7 @@
 #include "Base/Core/Result.h"
 #include "client/ServiceBus.h"
 
+#include <chrono>
 #include <memory>
 #include <sys/types.h>
 
@@ -16,6 +17,7 @@ public:
     ChildProcess() = default;
     ChildProcess(ChildProcess&& other) noexcept
         : m_processId(std::exchange(other.m_processId, -1))
+        , m_exitStatus(other.m_exitStatus)
     {
     }
     ChildProcess& operator=(ChildProcess&& other) noexcept;
@@ -30,6 +32,9 @@ public:
 
     /// True while the program runs.
     bool isRunning();
+    /// The exit status of a program that has ended by itself, and was seen to by isRunning; -1 before, and for a
+    /// program that a signal ended.
+    int exitStatus() const { return m_exitStatus; }
     /// Lets it run on.
     void release() { m_processId = -1; }
     /// Asks it to end, and makes it after a while.
@@ -42,24 +47,31 @@ private:
     }
 
     pid_t m_processId = -1;
+    int m_exitStatus = -1;
 };
 
 /// The service for the time of a command.
 ///
 /// With a session bus it is the one that runs there, or one that is started there and keeps running. Without one a
-/// private bus is started with the service on it, the environment is pointed at it, and both end with this object.
-/// Make it before the first thread.
+/// private bus is started with the service on it, the environment is pointed at it, and both end with this object. A
+/// service that another command is starting, or one that is just leaving, is waited for. Make it before the first
+/// thread.
 class ServiceProcess {
 public:
     struct Options {
         Path program; ///< the service's executable
         bool showLog = false; ///< a service that is started writes its log to our standard error
+        /// How long some of the names may be held while others are not. A service that quits keeps its names for 3 s at
+        /// most; one that starts has all of them within moments.
+        std::chrono::milliseconds heldNamesTimeout { 5000 };
     };
 
     static Result<std::unique_ptr<ServiceProcess>> ensure(const Options& options);
 
 private:
     ServiceProcess() = default;
+
+    Result<void> startService(ServiceBus& bus, const Options& options, bool outlivesUs);
 
     // The service ends before its bus does.
     ChildProcess m_bus;

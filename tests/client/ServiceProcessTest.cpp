@@ -1,15 +1,20 @@
 #include "client/ServiceProcess.h"
 
+#include "client/MediaInfoClient.h"
 #include "client/ServiceNames.h"
+#include "platform/ipc/BusName.h"
 #include "platform/ipc/NSDistributedNotificationCenter.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Places.h"
+#include "tests/support/BusClient.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
+#include <thread>
 
 namespace mv {
 namespace {
@@ -56,6 +61,73 @@ TEST_F(WithoutBus, AServiceThatEndsAtOnceIsAnError)
     auto process = ServiceProcess::ensure({ "/bin/true" });
     ASSERT_FALSE(process.ok());
     EXPECT_EQ(process.error().text, "the service ended while it was starting");
+}
+
+TEST_F(WithoutBus, AServiceThatAlwaysFindsItsNamesTakenIsAnError)
+{
+    auto process = ServiceProcess::ensure({ "/bin/false" });
+    ASSERT_FALSE(process.ok());
+    EXPECT_EQ(process.error().text, "the service ended while it was starting");
+}
+
+bool quit()
+{
+    auto bus = std::move(ServiceBus::open()).value();
+    return NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo")
+        && comesTrue([&] { return !bus->hasOwner(AVParserService) && !bus->hasOwner(BasicAudioParserService); });
+}
+
+TEST(WithBus, ANameThatIsJustGivenUpIsWaitedFor)
+{
+    test::PrivateBus privateBus;
+    test::BusClient leaving;
+    std::string name = busNameForService(MP4ExporterService);
+    ASSERT_GE(sd_bus_request_name(leaving.bus(), name.c_str(), 0), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool started = ServiceProcess::ensure({ kProgram }).ok();
+        _exit(started ? 0 : 1);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_GE(sd_bus_release_name(leaving.bus(), name.c_str()), 0);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(quit());
+}
+
+TEST(WithBus, ANameThatIsHeldForGoodIsAnErrorThatSaysByWhom)
+{
+    test::PrivateBus privateBus;
+    test::BusClient holder;
+    ASSERT_GE(sd_bus_request_name(holder.bus(), busNameForService(MP4ExporterService).c_str(), 0), 0);
+    auto process = ServiceProcess::ensure({ .program = kProgram, .heldNamesTimeout = std::chrono::milliseconds(50) });
+    ASSERT_FALSE(process.ok());
+    EXPECT_EQ(process.error().text,
+        "the name MivoMP4Exporter_1.3.0.12062 is held by process " + std::to_string(getpid())
+            + ", and not all of the services are there");
+}
+
+TEST(WithBus, CommandsThatStartItAtTheSameTimeShareOneService)
+{
+    test::PrivateBus privateBus;
+    for (int round = 0; round < 3; ++round) {
+        std::vector<pid_t> commands;
+        for (int i = 0; i < 6; ++i) {
+            commands.push_back(fork());
+            if (commands.back() != 0)
+                continue;
+            bool started = ServiceProcess::ensure({ kProgram }).ok();
+            auto bus = ServiceBus::open();
+            _exit(started && bus.ok() && MediaInfoClient(**bus, BasicAudioParserService).build("/none").ok() ? 0 : 1);
+        }
+        for (pid_t command : commands) {
+            int status = -1;
+            waitpid(command, &status, 0);
+            EXPECT_EQ(status, 0);
+        }
+        EXPECT_TRUE(quit());
+    }
 }
 
 TEST(WithBus, StartsTheServiceOnceAndLetsItRun)
