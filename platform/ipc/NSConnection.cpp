@@ -1,5 +1,6 @@
 #include "platform/ipc/NSConnection.h"
 
+#include "Base/Core/NSLog.h"
 #include "platform/ipc/BusName.h"
 #include "platform/ipc/ServiceLoop.h"
 
@@ -9,8 +10,10 @@ std::unique_ptr<NSConnection> NSConnection::serviceConnectionWithName(
     std::string_view name, std::unique_ptr<ServedObject> rootObject)
 {
     auto loop = ServiceLoop::publish(busNameForService(name), std::move(rootObject));
-    if (!loop)
+    if (!loop) {
+        NSLog("%s", loop.error().text.c_str());
         return nullptr;
+    }
     return std::unique_ptr<NSConnection>(new NSConnection(std::move(*loop)));
 }
 

@@ -16,8 +16,8 @@ class ServiceLoop;
 class NSConnection {
 public:
     /// Publishes the root object under the service name, so that other processes can find it and send its operations.
-    /// Null when the name cannot be registered: another holds it, or there is no bus. The connection keeps the root
-    /// object alive.
+    /// Null when the name cannot be registered: another holds it, or there is no bus; the log says which. The
+    /// connection keeps the root object alive.
     static std::unique_ptr<NSConnection> serviceConnectionWithName(
         std::string_view name, std::unique_ptr<ServedObject> rootObject);
     ~NSConnection();

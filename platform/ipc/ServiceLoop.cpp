@@ -13,16 +13,45 @@
 
 namespace mv {
 
+namespace {
+
+Error failure(const std::string& what, int code)
+{
+    return { Error::Kind::State, what + ": " + std::strerror(-code), -code };
+}
+
+/// The process that has a bus name, for people to read.
+std::string ownerOf(sd_bus* bus, const std::string& busName)
+{
+    constexpr std::uint64_t Wanted = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
+    sd_bus_creds* made = nullptr;
+    int code = sd_bus_get_name_creds(bus, busName.c_str(), Wanted, &made);
+    std::unique_ptr<sd_bus_creds, CloseWith<sd_bus_creds_unref>> owner(made);
+    pid_t process = 0;
+    const char* name = nullptr;
+    if (code < 0 || sd_bus_creds_get_pid(made, &process) < 0)
+        return "another process";
+    if (sd_bus_creds_get_comm(made, &name) < 0)
+        return formatText("process %d", static_cast<int>(process));
+    return formatText("process %d (%s)", static_cast<int>(process), name);
+}
+
+} // namespace
+
 Result<std::unique_ptr<ServiceLoop>> ServiceLoop::publish(
     const std::string& busName, std::unique_ptr<ServedObject> root)
 {
-    MV_TRY(bus, openSessionBus());
-    std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(bus), busName, std::move(root)));
+    auto bus = openSessionBus();
+    if (!bus)
+        return failure("there is no session bus to publish " + busName + " on", -bus.error().code);
+    std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(*bus), busName, std::move(root)));
     int code = serveAt(*loop, "/", *loop->m_root, loop->m_rootSlots);
     if (code >= 0)
         code = sd_bus_request_name(loop->bus(), busName.c_str(), 0);
+    if (code == -EEXIST)
+        return Error { Error::Kind::State, busName + " is taken by " + ownerOf(loop->bus(), busName), EEXIST };
     if (code < 0)
-        return Error { Error::Kind::State, std::strerror(-code), -code };
+        return failure(busName + " cannot be published", code);
     return loop;
 }
 

@@ -13,8 +13,8 @@ namespace mv {
 /// A service's bus connection and the one thread that serves it: one call at a time, in order of arrival.
 class ServiceLoop final : public ObjectHost {
 public:
-    /// Serves `root` at "/" under `busName`; fails when there is no bus or the name is taken. Nothing is answered
-    /// before start().
+    /// Serves `root` at "/" under `busName`; fails with a sentence when there is no bus or the name is taken. Nothing
+    /// is answered before start().
     static Result<std::unique_ptr<ServiceLoop>> publish(const std::string& busName, std::unique_ptr<ServedObject> root);
     ~ServiceLoop() override;
 

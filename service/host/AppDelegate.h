@@ -53,6 +53,8 @@ public:
     /// application, and nothing after it is created.
     void applicationDidFinishLaunching() override;
     void MivoTerminate();
+    /// False until every service was published.
+    bool hasPublishedAll() const { return m_connectionList.size() == m_services.size(); }
 
 private:
     HostPlatform& m_platform;

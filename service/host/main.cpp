@@ -1,12 +1,12 @@
-#include "Base/Core/NSBundle.h"
-#include "service/host/CrashReporterService.h"
+#include "service/host/Announcement.h"
+#include "service/host/CommandLine.h"
 #include "service/host/Services.h"
 #include "service/host/SystemHost.h"
 
+#include <algorithm>
 #include <chrono>
-#include <cstdlib>
+#include <csignal>
 #include <malloc.h>
-#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -24,29 +24,34 @@ void keepMemoryFlat()
     mallopt(M_TRIM_THRESHOLD, 1 << 20);
 }
 
-void leaveAfterGrace()
+void leaveAfterGrace(int status)
 {
-    std::thread([] {
+    std::thread([status] {
         std::this_thread::sleep_for(QuitGrace);
-        _exit(EXIT_SUCCESS);
+        _exit(status);
     }).detach();
 }
 
 } // namespace
 
-int main()
+int main(int count, char** words)
 {
     using namespace mv;
+    // A log that nobody reads any more ends nothing.
+    std::signal(SIGPIPE, SIG_IGN);
+    if (auto status = answerCommandLine({ words + 1, words + std::max(count, 1) }))
+        return *status;
     keepMemoryFlat();
-    std::string executable(NSBundle::mainBundle().executablePath().lastPathComponent());
-    CrashReporterService::addProcessPid(executable, getpid());
+    announceThisProcess();
 
     int status = 0;
     {
         SystemHost host(NSApplication::sharedApplication());
         AppDelegate delegate(host, services());
         status = NSApplicationMain(delegate);
-        leaveAfterGrace();
+        if (!delegate.hasPublishedAll())
+            status = ExitNotPublished;
+        leaveAfterGrace(status);
     }
 #if !defined(__SANITIZE_ADDRESS__)
     // Detached encoding threads may still run; nothing static is torn down under them.

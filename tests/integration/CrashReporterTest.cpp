@@ -3,6 +3,7 @@
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ServiceProcess.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace mv {
@@ -94,8 +95,9 @@ TEST(CrashReporterAbsent, IsLoggedWithThePathBesideTheExecutable)
     test::PrivateBus bus;
     test::ServiceProcess service;
     EXPECT_TRUE(service.waitUntilReady());
-    EXPECT_NE(service.log().find("failed to launch " + test::buildPath("bin/MivoCrashReporter.app")), std::string::npos)
-        << service.log();
+    std::string log = service.log();
+    EXPECT_TRUE(log.ends_with("failed to launch " + test::buildPath("bin/MivoCrashReporter.app") + "\n")) << log;
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
 }
 
 } // namespace

@@ -1,7 +1,10 @@
 #include "tests/integration/RunningService.h"
+#include "tests/support/Places.h"
 
 #include <regex>
 #include <set>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace mv {
@@ -67,8 +70,11 @@ TEST_F(Lifecycle, NineNamesEachOnItsOwnConnectionAndThread)
 TEST_F(Lifecycle, ASecondInstancePublishesNothingAndQuits)
 {
     ServiceProcess second;
-    EXPECT_EQ(second.waitForEnd(), 0);
+    EXPECT_EQ(second.waitForEnd(), 1);
     EXPECT_NE(second.log().find("failed to register Mivo AV Parser"), std::string::npos) << second.log();
+    std::string holder = "process " + std::to_string(m_service.pid()) + " (mivo-mediad)";
+    EXPECT_NE(second.log().find("MivoAVParser_1._3._0._12062 is taken by " + holder), std::string::npos)
+        << second.log();
     EXPECT_EQ(second.log().find("MP3"), std::string::npos) << "later rows were never tried";
     EXPECT_TRUE(m_service.running());
     EXPECT_TRUE(m_client.build("MivoMP3Parser_1._3._0._12062", "/no/such/file").has_value());
@@ -133,7 +139,7 @@ TEST(LifecycleStart, AFifthNameThatIsTakenKeepsFourAndQuits)
         0);
     BusSlot match(slot);
     ServiceProcess service;
-    EXPECT_EQ(service.waitForEnd(), 0);
+    EXPECT_EQ(service.waitForEnd(), 1);
     holder.serveWhatCame();
     EXPECT_EQ(published, std::vector<std::string>(kServiceBusNames, kServiceBusNames + 4));
     EXPECT_NE(service.log().find("failed to register Mivo MP4 Exporter"), std::string::npos) << service.log();
@@ -143,9 +149,35 @@ TEST(LifecycleStart, WithoutABusItSaysSoAndQuits)
 {
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
     ServiceProcess service;
-    EXPECT_EQ(service.waitForEnd(), 0);
+    EXPECT_EQ(service.waitForEnd(), 1);
     EXPECT_NE(service.log().find("failed to register Mivo AV Parser"), std::string::npos);
+    EXPECT_NE(service.log().find("there is no session bus"), std::string::npos) << service.log();
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+TEST(LifecycleStart, ALogThatNobodyReadsStopsNothing)
+{
+    test::PrivateBus bus;
+    test::BusClient client;
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::string program = test::buildPath("bin/mivo-mediad");
+    pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        close(ends[0]);
+        dup2(ends[1], STDERR_FILENO);
+        // There is no crash reporter, which is what it wants to log.
+        execl(program.c_str(), "mivo-mediad", nullptr);
+        _exit(127);
+    }
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_TRUE(client.waitForOwner(std::string(kServiceBusNames[8])));
+    kill(child, SIGTERM);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
 }
 
 } // namespace

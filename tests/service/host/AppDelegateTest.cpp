@@ -91,6 +91,7 @@ TEST_F(AppDelegateTest, PublishesAndRunsEachInOrder)
         (std::vector<std::string> {
             "publish first", "run first", "publish second", "run second", "publish third", "run third" }));
     EXPECT_TRUE(m_log.lines().empty());
+    EXPECT_TRUE(delegate.hasPublishedAll());
 }
 
 TEST_F(AppDelegateTest, ATakenNameIsLoggedAndNothingAfterItIsCreated)
@@ -99,6 +100,7 @@ TEST_F(AppDelegateTest, ATakenNameIsLoggedAndNothingAfterItIsCreated)
     AppDelegate delegate(m_platform, kRows);
     m_platform.events.clear();
     delegate.applicationDidFinishLaunching();
+    EXPECT_FALSE(delegate.hasPublishedAll());
     EXPECT_EQ(m_platform.events, (std::vector<std::string> { "publish first", "run first", "terminate" }));
     EXPECT_EQ(rootsMade(), (std::vector<std::string> { "1", "2" }));
     EXPECT_EQ(m_log.lines(), std::vector<std::string> { "failed to register second" });
