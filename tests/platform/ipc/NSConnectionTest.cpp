@@ -3,12 +3,12 @@
 #include "Base/Core/NSException.h"
 #include "platform/ipc/BusError.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/LeavingClient.h"
 #include "tests/support/PrivateBus.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
 #include <set>
-#include <sys/wait.h>
 #include <thread>
 
 namespace mv {
@@ -64,6 +64,14 @@ private:
     std::atomic<int> m_inside = 0;
 };
 
+struct Unheard { };
+
+template <class Exception>
+int raisingProperty(sd_bus*, const char*, const char*, const char*, sd_bus_message*, void*, sd_bus_error* error)
+{
+    return answerGuarded(error, []() -> int { throw Exception(); });
+}
+
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("echo", "s", "s", (servedMethod<Sample, &Sample::echo>), 0),
@@ -76,6 +84,8 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_METHOD("callBack", "o", "i", (servedMethod<Sample, &Sample::callBack>), 0),
     SD_BUS_METHOD("give", "", "o", (servedMethod<Sample, &Sample::give>), 0),
     SD_BUS_METHOD("release", "", "", (servedMethod<Sample, &Sample::release>), 0),
+    SD_BUS_PROPERTY("outOfMemory", "s", raisingProperty<std::bad_alloc>, 0, 0),
+    SD_BUS_PROPERTY("unheard", "s", raisingProperty<Unheard>, 0, 0),
     SD_BUS_VTABLE_END,
 };
 constexpr ServedInterface kInterfaces[] = { { "Mivo.Test", kMembers } };
@@ -174,6 +184,20 @@ TEST_F(NSConnectionTest, ExceptionsAreAnswered)
     EXPECT_TRUE(call(client, "slow").ok());
 }
 
+TEST_F(NSConnectionTest, ExceptionsOfPropertiesAreAnswered)
+{
+    BusClient client;
+    auto get = [&](const char* property) {
+        return client
+            .call(BusName, "/", "org.freedesktop.DBus.Properties", "Get",
+                [&](WireWriter& out) { out.string("Mivo.Test").string(property); })
+            .error;
+    };
+    EXPECT_EQ(get("outOfMemory"), "org.freedesktop.DBus.Error.NoMemory");
+    EXPECT_EQ(get("unheard"), "org.freedesktop.DBus.Error.Failed");
+    EXPECT_TRUE(call(client, "slow").ok());
+}
+
 TEST_F(NSConnectionTest, WrongArgumentsAndUnknownMembersAreAnswered)
 {
     BusClient client;
@@ -219,21 +243,17 @@ TEST_F(NSConnectionTest, ADelegateIsCalledInsideACallAndInOrder)
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
 }
 
-TEST_F(NSConnectionTest, AClientThatDiesInADelegateCallEndsTheCall)
+TEST_F(NSConnectionTest, AClientThatLeavesInADelegateCallEndsTheCall)
 {
-    // The child answers nothing: it leaves while the service waits for it.
-    pid_t child = fork();
-    if (child == 0) {
-        BusClient client;
-        sd_bus_message* message = nullptr;
-        sd_bus_message_new_method_call(client.bus(), &message, BusName, "/", "Mivo.Test", "callBack");
-        sd_bus_message_append(message, "o", "/delegate");
-        sd_bus_send(client.bus(), message, nullptr);
-        sd_bus_flush(client.bus());
-        usleep(100'000);
-        _exit(0);
+    {
+        test::LeavingClient leaving("/delegate", "Mivo.TestDelegate");
+        sd_bus_message* made = nullptr;
+        ASSERT_GE(sd_bus_message_new_method_call(leaving.bus(), &made, BusName, "/", "Mivo.Test", "callBack"), 0);
+        BusMessage message(made);
+        ASSERT_GE(sd_bus_message_append(made, "o", "/delegate"), 0);
+        ASSERT_TRUE(leaving.sendUntilAsked(made)) << "the service never asked";
     }
-    waitpid(child, nullptr, 0);
+    // One call at a time: this one is answered when the other has ended.
     BusClient client;
     EXPECT_TRUE(call(client, "slow").ok()) << "the service goes on";
 }

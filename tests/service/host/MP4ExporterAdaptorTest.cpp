@@ -1,9 +1,7 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 
 #include "tests/service/host/AdaptorTest.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tests/support/LeavingClient.h"
 
 namespace mv {
 namespace {
@@ -114,20 +112,18 @@ TEST_F(MP4ExporterAdaptorTest, SlashIsNoDelegate) { EXPECT_EQ(exportWith("/"), -
 
 TEST_F(MP4ExporterAdaptorTest, AClientThatLeavesCancelsAndTheServiceGoesOn)
 {
-    pid_t child = fork();
-    if (child == 0) {
-        test::BusClient client;
-        sd_bus_message* message = nullptr;
-        sd_bus_message_new_method_call(
-            client.bus(), &message, BusName, "/", Interface, "exportWithDelegateFromPathToMp4Path");
-        sd_bus_message_append(message, "oss", "/delegate", "/s", "/d");
-        sd_bus_send(client.bus(), message, nullptr);
-        sd_bus_flush(client.bus());
-        usleep(100'000);
-        _exit(0);
+    {
+        test::LeavingClient leaving("/delegate", "Mivo.MVMP4ExporterDelegate");
+        sd_bus_message* made = nullptr;
+        ASSERT_GE(sd_bus_message_new_method_call(
+                      leaving.bus(), &made, BusName, "/", Interface, "exportWithDelegateFromPathToMp4Path"),
+            0);
+        BusMessage message(made);
+        ASSERT_GE(sd_bus_message_append(made, "oss", "/delegate", "/s", "/d"), 0);
+        ASSERT_TRUE(leaving.sendUntilAsked(made)) << "the delegate was never asked";
     }
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(exportWith("/"), -50);
+    EXPECT_EQ(exportWith("/"), -50) << "answered only when the other export is over";
+    EXPECT_EQ(m_log.lines().size(), 1u) << "the lost delegate was sent one message";
 }
 
 TEST_F(MP4ExporterAdaptorTest, ArgumentsArriveAsGiven)
