@@ -4,9 +4,9 @@
 #include "client/ServiceNames.h"
 #include "platform/ipc/BusName.h"
 #include "platform/ipc/NSDistributedNotificationCenter.h"
+#include "tests/support/BusClient.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Places.h"
-#include "tests/support/BusClient.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
@@ -74,7 +74,7 @@ bool quit()
 {
     auto bus = std::move(ServiceBus::open()).value();
     return NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo")
-        && comesTrue([&] { return !bus->hasOwner(AVParserService) && !bus->hasOwner(BasicAudioParserService); });
+        && test::eventually([&] { return !bus->hasOwner(AVParserService) && !bus->hasOwner(BasicAudioParserService); });
 }
 
 TEST(WithBus, ANameThatIsJustGivenUpIsWaitedFor)

@@ -15,12 +15,11 @@ LeavingClient::LeavingClient(const std::string& path, std::string interface)
 
 bool LeavingClient::sendUntilAsked(sd_bus_message* call)
 {
-    constexpr int Milliseconds = 60'000;
     sd_bus_slot* slot = nullptr;
     if (sd_bus_call_async(bus(), &slot, call, answered, this, UINT64_MAX) < 0)
         return false;
     m_call.reset(slot);
-    m_client.serveUntil([this] { return m_asked; }, Milliseconds);
+    m_client.serveUntil([this] { return m_asked; });
     return m_asked;
 }
 
@@ -40,9 +39,7 @@ int LeavingClient::answered(sd_bus_message*, void* userdata, sd_bus_error*)
 
 bool LeavingClient::isAnswered()
 {
-    // The bus answers what it is asked behind what it was asked before, so whatever was sent until now has arrived.
-    m_client.hasOwner("org.freedesktop.DBus");
-    while (sd_bus_process(bus(), nullptr) > 0) { }
+    m_client.serveWhatCame();
     return m_answered;
 }
 

@@ -3,6 +3,7 @@
 #include "Base/Core/NSException.h"
 #include "platform/ipc/BusError.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LeavingClient.h"
 #include "tests/support/PrivateBus.h"
 
@@ -372,9 +373,7 @@ std::size_t connectionsOnTheBus(BusClient& client)
 /// The bus learns a moment later that a connection was closed.
 bool becomes(BusClient& client, std::size_t connections)
 {
-    for (int i = 0; i < 1000 && connectionsOnTheBus(client) != connections; ++i)
-        usleep(5'000);
-    return connectionsOnTheBus(client) == connections;
+    return test::eventually([&] { return connectionsOnTheBus(client) == connections; });
 }
 
 TEST_F(NSConnectionTest, ARemoteConnectionLeavesTheBusWhenItIsInvalidated)

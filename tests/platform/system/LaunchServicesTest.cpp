@@ -93,8 +93,11 @@ public:
     ~RunningApplication()
     {
         m_folder.write("stop", "");
-        while (isProgramRunning(app))
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_TRUE(test::eventually([&] { return !isProgramRunning(app); }));
+    }
+    bool waitForStart() const
+    {
+        return test::eventually([&] { return linesIn(report) > 0; });
     }
 
 private:
@@ -112,7 +115,7 @@ TEST(LaunchServices, AnApplicationThatRunsIsNotStartedAgain)
         RunningApplication running(firstLine);
         EXPECT_FALSE(isProgramRunning(running.app));
         ASSERT_EQ(launch(running.app), 0);
-        waitForReport(running.report);
+        ASSERT_TRUE(running.waitForStart());
         EXPECT_TRUE(isProgramRunning(running.app)) << firstLine;
         for (int i = 0; i < 3; ++i)
             EXPECT_EQ(launch(running.app), 0);
@@ -131,9 +134,7 @@ TEST(LaunchServices, ABinaryThatRunsIsFoundAndOneOfAnotherSessionIsNot)
         execl(app.c_str(), app.c_str(), "100", nullptr);
         _exit(127);
     }
-    for (int i = 0; i < 1000 && !isProgramRunning(app); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_TRUE(isProgramRunning(app));
+    EXPECT_TRUE(test::eventually([&] { return isProgramRunning(app); }));
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     EXPECT_FALSE(isProgramRunning(app));
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/somewhere/else", 1);
@@ -153,7 +154,7 @@ TEST(LaunchServices, TwoCallersAtATimeStartOne)
         callers.emplace_back([&] { EXPECT_EQ(launch(running.app), 0); });
     for (std::thread& caller : callers)
         caller.join();
-    waitForReport(running.report);
+    ASSERT_TRUE(running.waitForStart());
     std::this_thread::sleep_for(std::chrono::milliseconds(50)); // for one too many
     EXPECT_EQ(linesIn(running.report), 1u);
 }
