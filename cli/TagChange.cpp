@@ -122,7 +122,11 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
         std::string text = arguments.value(field.name);
         MV_TRY(value, valueFor(field, text));
         int total = field.kind == Kind::Number ? placeFrom(text).total : 0;
-        changes.push_back({ &field, std::move(value), total });
+        // Not by an aggregate: g++ 12 takes moving one for a use of what is not initialised.
+        TagChange& change = changes.emplace_back();
+        change.field = &field;
+        change.value = std::move(value);
+        change.total = total;
     }
     for (const std::string& name : arguments.values("clear")) {
         auto field
