@@ -138,13 +138,18 @@ Result<void> OutputFile::moveUp(std::uint64_t length, std::uint64_t distance)
 
 Result<InputFile> OutputFile::reopened() const { return InputFile::open(formatText("/proc/self/fd/%d", m_file.get())); }
 
+bool OutputFile::link(const std::string& name) const
+{
+    std::string self = formatText("/proc/self/fd/%d", m_file.get());
+    return linkat(AT_FDCWD, self.c_str(), m_folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 Result<void> OutputFile::giveHiddenName()
 {
     if (!m_hiddenName.empty())
         return {};
     std::string name = hiddenNameFor(m_name);
-    std::string self = formatText("/proc/self/fd/%d", m_file.get());
-    if (linkat(AT_FDCWD, self.c_str(), m_folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) != 0)
+    if (!link(name))
         return systemError(errno, "cannot name the file");
     m_hiddenName = name;
     return {};
@@ -160,6 +165,10 @@ Result<void> OutputFile::commit()
         if (fchmod(m_file.get(), old.st_mode & 07777) != 0)
             return systemError(errno, "cannot keep the mode");
     }
+    // Nothing can take a name that is in use but what has one itself. Between its two names a kill would leave a file
+    // that nobody removes, so a name that is free is taken at once.
+    if (!replaces && m_hiddenName.empty() && link(m_name))
+        return {};
     MV_TRY_VOID(giveHiddenName());
     if (renameat(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str()) != 0)
         return systemError(errno, "cannot name the file");

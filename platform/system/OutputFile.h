@@ -13,8 +13,8 @@ namespace mv {
 
 /// A file that is made out of sight and takes its name at the end, whole or not at all. Until commit() the file of
 /// that name, if there is one, stays as it is; without commit(), or when the process is killed, nothing is left (on
-/// file systems without nameless files a kill may leave a hidden file beside it). Not synced to the disk: for files
-/// that can be made again.
+/// file systems without nameless files, and for a moment where a file is replaced, a kill may leave a hidden file
+/// beside it). Not synced to the disk: for files that can be made again.
 class OutputFile {
 public:
     /// Refuses what could not be written in place either: a folder that is missing or may not be written to, a file
@@ -40,6 +40,7 @@ public:
 private:
     OutputFile() = default;
     Result<void> openHidden();
+    bool link(const std::string& name) const;
     Result<void> giveHiddenName();
 
     UniqueFd m_folder;

@@ -8,7 +8,9 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace mv::test {
 namespace {
@@ -47,6 +49,33 @@ TEST_F(OutputFileTest, AppearsWhenItIsCommitted)
     }
     ASSERT_TRUE(file.commit().ok());
     EXPECT_EQ(charsOf(readFile(m_path)), "abcdef");
+    EXPECT_EQ(files(), 1u);
+}
+
+TEST_F(OutputFileTest, ANewFileHasNoNameButItsOwn)
+{
+    if (!hasNamelessFiles())
+        GTEST_SKIP() << "this file system has no nameless files";
+    UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), m_scratch.path().c_str(), IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO), 0);
+    OutputFile file = make(m_path);
+    ASSERT_TRUE(file.writeAt(0, bytesOf("abc")).ok());
+    ASSERT_TRUE(file.commit().ok());
+    alignas(inotify_event) char events[4096];
+    ssize_t length = read(watch.get(), events, sizeof events);
+    ASSERT_GT(length, 0);
+    const auto* event = reinterpret_cast<const inotify_event*>(events);
+    EXPECT_STREQ(event->name, "new.m4a");
+    EXPECT_EQ(static_cast<std::size_t>(length), sizeof *event + event->len) << "and nothing else";
+}
+
+TEST_F(OutputFileTest, ReplacesALinkThatLeadsNowhere)
+{
+    fs::create_symlink("nowhere/at all", m_path);
+    OutputFile file = make(m_path);
+    ASSERT_TRUE(file.writeAt(0, bytesOf("abc")).ok());
+    ASSERT_TRUE(file.commit().ok());
+    EXPECT_EQ(charsOf(readFile(m_path)), "abc");
     EXPECT_EQ(files(), 1u);
 }
 
