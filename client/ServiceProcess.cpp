@@ -116,6 +116,13 @@ template <class Condition> bool waitFor(const Condition& condition, Clock::durat
     return true;
 }
 
+/// True when the process has all names: the last one is published last.
+bool isOwnedBy(ServiceBus& bus, pid_t process)
+{
+    auto owner = bus.processIdOf(kServiceNames.back());
+    return owner.ok() && *owner == process;
+}
+
 /// What stands in the way when names are held by somebody who does not come to have all of them.
 Error namesAreHeld(ServiceBus& bus)
 {
@@ -220,6 +227,10 @@ Result<void> ServiceProcess::startService(ServiceBus& bus, const Options& option
         auto allOrEnded = [&] { return publishedNames(bus) == kServiceNames.size() || !m_service.isRunning(); };
         if (!waitFor(allOrEnded, StartTimeout))
             return Error { Error::Kind::Io, "the service does not publish its names" };
+        // Where another has the names, ours is about to find that out. Not to be left behind meanwhile: if the other
+        // quit at once, ours would serve on unasked.
+        auto oursOrEnded = [&] { return isOwnedBy(bus, m_service.processId()) || !m_service.isRunning(); };
+        waitFor(oursOrEnded, options.heldNamesTimeout);
         if (m_service.isRunning())
             return {};
         if (m_service.exitStatus() != NameTaken)

@@ -30,6 +30,7 @@ public:
     };
     static Result<ChildProcess> start(const std::vector<std::string>& command, const Options& options);
 
+    pid_t processId() const { return m_processId; }
     /// True while the program runs.
     bool isRunning();
     /// The exit status of a program that has ended by itself, and was seen to by isRunning; -1 before, and for a
