@@ -12,6 +12,8 @@ namespace {
 
 // Frames with odd names in a row that a proof steps over.
 constexpr int MaximumOddRun = 1024;
+// And that all proofs of a walk step over: a tag of millions of tiny odd frames costs no more than that.
+constexpr int MaximumOddSteps = 1 << 20;
 
 bool isNameCharacter(std::uint8_t c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
@@ -89,6 +91,8 @@ bool FrameWalk::isBorder(std::uint64_t position) const
 bool FrameWalk::isProvenBorder(std::uint64_t position, std::uint32_t frameSize) const
 {
     for (int odd = 0; odd < MaximumOddRun && position <= m_bytes.size(); ++odd) {
+        if (++m_oddSteps > MaximumOddSteps)
+            return false;
         if (position >= m_paddingBegin)
             return frameSize > 0;
         auto place = static_cast<std::size_t>(position);

@@ -50,6 +50,7 @@ private:
     std::size_t m_paddingBegin; ///< from here on all bytes are zero
     std::size_t m_position = 0;
     bool m_reachedEnd = true;
+    mutable int m_oddSteps = 0; ///< that proofs took until now
 };
 
 } // namespace mv
