@@ -32,6 +32,10 @@ std::uint8_t timesAlpha(unsigned value, unsigned alpha)
 void paintOver(std::uint8_t* pixel, const std::uint8_t* color)
 {
     unsigned alpha = color[3];
+    if (alpha == 255) {
+        std::memcpy(pixel, color, PixelBytes);
+        return;
+    }
     for (std::size_t c = 0; c < 3; c++)
         pixel[c] = static_cast<std::uint8_t>(timesAlpha(color[c], alpha) + timesAlpha(pixel[c], 255U - alpha));
 }
@@ -86,12 +90,8 @@ void Canvas::draw(const Bitmap& bitmap, int x, int y)
         const std::uint8_t* from
             = &bitmap.pixels[(static_cast<std::size_t>(row - y) * bitmap.width + (left - x)) * PixelBytes];
         std::uint8_t* to = pixelAt(left, row);
-        for (int column = left; column < right; column++, from += PixelBytes, to += PixelBytes) {
-            if (from[3] == 255)
-                std::memcpy(to, from, PixelBytes);
-            else
-                paintOver(to, from);
-        }
+        for (int column = left; column < right; column++, from += PixelBytes, to += PixelBytes)
+            paintOver(to, from);
     }
 }
 
