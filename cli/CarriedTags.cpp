@@ -3,7 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "mp4/mp4.h"
-#include "platform/system/FileReplacement.h"
+#include "system/FileReplacement.h"
 
 #include <algorithm>
 #include <array>

@@ -5,8 +5,8 @@
 #include "cli/Arguments.h"
 #include "cli/InputPath.h"
 #include "cli/Output.h"
-#include "platform/system/InputFile.h"
-#include "platform/system/OutputFile.h"
+#include "system/InputFile.h"
+#include "system/OutputFile.h"
 
 #include <array>
 #include <cerrno>

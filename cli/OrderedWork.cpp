@@ -1,6 +1,6 @@
 #include "cli/OrderedWork.h"
 
-#include "platform/system/Mutex.h"
+#include "system/Mutex.h"
 
 #include <algorithm>
 #include <map>

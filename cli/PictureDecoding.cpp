@@ -7,9 +7,9 @@ namespace mv::cli {
 namespace {
 
 /// A representation that shows another one turned.
-class TurnedImageRep final : public NSImageRep {
+class TurnedImageRep final : public ImageRep {
 public:
-    TurnedImageRep(std::shared_ptr<NSImageRep> stored, Orientation orientation)
+    TurnedImageRep(std::shared_ptr<ImageRep> stored, Orientation orientation)
         : m_stored(std::move(stored))
         , m_orientation(orientation)
     {
@@ -23,7 +23,7 @@ public:
     {
         return m_orientation.swapsSides ? m_stored->pixelsWide() : m_stored->pixelsHigh();
     }
-    Result<NSColor> colorAtXY(int x, int y) const override
+    Result<Color> colorAtXY(int x, int y) const override
     {
         // Past an edge means the edge, which a mirror would make another one.
         x = std::min(x, pixelsWide() - 1);
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    std::shared_ptr<NSImageRep> m_stored;
+    std::shared_ptr<ImageRep> m_stored;
     Orientation m_orientation;
 };
 
@@ -68,7 +68,7 @@ std::optional<PictureSize> sizeOfPicture(const Bytes& picture)
 std::optional<Bytes> thumbnailOfFile(
     const Path& path, int category, std::optional<FloatSize> maximum, Orientation orientation)
 {
-    auto stored = NSImageRep::imageRepWithContentsOfFile(path);
+    auto stored = NSImage::imageRepWithContentsOfFile(path);
     if (!stored)
         return std::nullopt;
     NSImage image(std::make_shared<TurnedImageRep>(std::move(stored), orientation));

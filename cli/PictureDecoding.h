@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/graphics/NSImage.h"
-#include "platform/graphics/Orientation.h"
+#include "pictures/Orientation.h"
+#include "platform/NSImage.h"
 #include "service/include/MVImageInfoBuilder.h"
 
 #include <optional>

@@ -96,7 +96,7 @@ bool isOpaque(const Bitmap& bitmap)
 
 } // namespace
 
-Bitmap flattened(Bitmap bitmap, NSColor background)
+Bitmap flattened(Bitmap bitmap, Color background)
 {
     const std::uint8_t ground[] = { background.red, background.green, background.blue };
     for (std::size_t i = 0; i + Channels <= bitmap.pixels.size(); i += Channels) {
@@ -160,7 +160,7 @@ Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)
     MV_TRY(bitmap, bitmapOf(tiff));
     if (extension == "png")
         return pngOf(bitmap);
-    return jpegOf(flattened(std::move(bitmap), NSColor::whiteColor()));
+    return jpegOf(flattened(std::move(bitmap), Color::white()));
 }
 
 Result<std::string> dataAddress(const Bytes& tiff)

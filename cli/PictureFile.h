@@ -2,14 +2,14 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
-#include "platform/graphics/NSImage.h"
+#include "platform/NSImage.h"
 
 #include <string_view>
 
 namespace mv::cli {
 
 /// The picture over a background of one colour, without transparency.
-Bitmap flattened(Bitmap bitmap, NSColor background);
+Bitmap flattened(Bitmap bitmap, Color background);
 
 Bytes pngOf(const Bitmap& bitmap);
 /// Quality 85; transparency is lost (see flattened).

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/graphics/Orientation.h"
-#include "platform/system/InputFile.h"
+#include "pictures/Orientation.h"
+#include "system/InputFile.h"
 
 namespace mv::cli {
 

@@ -2,7 +2,7 @@
 #include "cli/Terminal.h"
 #include "client/ServiceBus.h"
 #include "client/ServiceNames.h"
-#include "platform/ipc/NSDistributedNotificationCenter.h"
+#include "platform/NSDistributedNotificationCenter.h"
 
 #include <algorithm>
 #include <chrono>

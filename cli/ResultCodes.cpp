@@ -1,9 +1,9 @@
 #include "cli/ResultCodes.h"
 
 #include "Base/Core/Text.h"
-#include "platform/audio/AudioConverter.h"
-#include "platform/audio/AudioStatus.h"
-#include "platform/movie/MovieToolbox.h"
+#include "audio/AudioConverter.h"
+#include "audio/AudioStatus.h"
+#include "platform/MovieToolbox.h"
 #include "service/include/MVAudioEncoderBase.h"
 
 #include <algorithm>

@@ -7,7 +7,7 @@
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
 #include "cli/Suggestion.h"
-#include "platform/system/InputFile.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 #include <array>
@@ -52,7 +52,7 @@ Result<Value> pictureValue(const std::string& name)
         return Value(std::move(content));
     // Covers are JPEG pictures in every format; the ID3 writer would call any other bytes so as well.
     MV_TRY(bitmap, bitmapOf(content));
-    MV_TRY(jpeg, jpegOf(flattened(std::move(bitmap), NSColor::whiteColor())));
+    MV_TRY(jpeg, jpegOf(flattened(std::move(bitmap), Color::white())));
     return Value(std::move(jpeg));
 }
 

@@ -5,7 +5,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "id3/TagReader.h"
 #include "mp4/mp4.h"
-#include "platform/system/FileReplacement.h"
+#include "system/FileReplacement.h"
 
 #include <algorithm>
 

@@ -112,7 +112,7 @@ std::string sixelPicture(const Bitmap& bitmap)
                     percent(green), percent(blue));
         }
     }
-    Bitmap opaque = flattened(bitmap, NSColor::whiteColor());
+    Bitmap opaque = flattened(bitmap, Color::white());
     for (int top = 0; top < opaque.height; top += BandRows) {
         int rows = std::min(BandRows, opaque.height - top);
         std::vector<int> indices;

@@ -1,7 +1,7 @@
 #include "cli/UprightThumbnail.h"
 
 #include "cli/PictureDecoding.h"
-#include "platform/graphics/Canvas.h"
+#include "pictures/Canvas.h"
 
 namespace mv::cli {
 

@@ -1,8 +1,8 @@
 #include "client/ExifClient.h"
 
+#include "bus/BusError.h"
+#include "bus/BusName.h"
 #include "client/ServiceNames.h"
-#include "platform/ipc/BusError.h"
-#include "platform/ipc/BusName.h"
 
 #include <array>
 #include <cstring>

@@ -1,9 +1,9 @@
 #include "client/ServiceBus.h"
 
 #include "Base/Core/Text.h"
-#include "platform/ipc/BusError.h"
-#include "platform/ipc/BusName.h"
-#include "platform/ipc/RemoteObject.h"
+#include "bus/BusError.h"
+#include "bus/BusName.h"
+#include "bus/RemoteObject.h"
 
 #include <array>
 #include <csignal>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Base/Core/Result.h"
-#include "platform/ipc/BusHandle.h"
-#include "platform/ipc/ServedObject.h"
-#include "platform/ipc/Wire.h"
+#include "bus/BusHandle.h"
+#include "bus/ServedObject.h"
+#include "bus/Wire.h"
 
 #include <functional>
 #include <memory>

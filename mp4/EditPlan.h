@@ -2,7 +2,7 @@
 
 #include "Base/Core/Result.h"
 #include "mp4/MetadataItems.h"
-#include "platform/system/FileContent.h"
+#include "system/FileContent.h"
 
 namespace mv {
 

@@ -2,7 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "mp4/SampleTable.h"
-#include "platform/system/FileReplacement.h"
+#include "system/FileReplacement.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,7 +2,7 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
-#include "platform/system/InputFile.h"
+#include "system/InputFile.h"
 
 #include <cstdint>
 #include <memory>

@@ -118,6 +118,9 @@ private:
     Bytes& m_target;
 };
 
+/// Four characters as a number, most significant first: 'vide', 'soun', 'alac'.
+using FourCC = std::uint32_t;
+
 /// A four-character code such as 'moov', most significant character first.
 constexpr std::uint32_t fourCC(const char (&text)[5])
 {

@@ -1,5 +1,5 @@
 #include "Base/Media/MediaDB.h"
-#include "platform/audio/BASS.h"
+#include "platform/BASS.h"
 #include "service/parsers/MVBasicAudioParser.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/transcode/MP4ExporterImpl.h"
 
 #include <chrono>

@@ -5,9 +5,9 @@
 #include "id3/CleanTag.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
-#include "platform/system/InputFile.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/parsers/MP3Parser.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 // Decodes a file of any bytes through the extended audio file functions: containers, packets, lengths, gaps,
 // conversion.
 
-#include "platform/audio/ExtAudioFile.h"
+#include "platform/ExtAudioFile.h"
 
 #include "Base/Core/Handle.h"
 

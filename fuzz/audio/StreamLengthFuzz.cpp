@@ -1,5 +1,5 @@
 // The scanners that find the length of FLAC and Ogg files, on any bytes.
-#include "platform/audio/StreamLength.h"
+#include "audio/StreamLength.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Any bytes behind the start of a WAVE file: what our own reader takes, it must decode as FFmpeg does.
-#include "platform/audio/WaveSource.h"
-#include "tests/platform/audio/DecodedSource.h"
+#include "audio/WaveSource.h"
+#include "tests/audio/DecodedSource.h"
 
 #include <algorithm>
 #include <cstdlib>

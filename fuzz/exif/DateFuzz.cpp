@@ -1,6 +1,6 @@
 // Texts of pictures and movies that say when something was made.
 #include "Base/Core/Bytes.h"
-#include "platform/system/NSDateFormatter.h"
+#include "system/DateText.h"
 
 #include <cstdlib>
 

@@ -2,10 +2,9 @@
 // its own.
 
 #include "Base/Media/MediaDB.h"
-#include "platform/ffmpeg/BackendParts.h"
-#include "platform/ffmpeg/MediaBackend.h"
-#include "platform/movie/QTKit.h"
-#include "platform/system/MainThread.h"
+#include "ffmpeg/MediaBackend.h"
+#include "platform/MainThread.h"
+#include "platform/QTKit.h"
 #include "service/parsers/MP3Parser.h"
 
 #include <cstdlib>
@@ -27,18 +26,18 @@ public:
     bool findNextComponent(const mv::ComponentDescription&) override { return false; }
 };
 
-class NoMedia final : public mv::MediaBackend {
-public:
-    mv::MovieBackend& movies() override { return mv::unavailableMovieBackend(); }
-    mv::AudioBackend& audio() override { return mv::unavailableAudioBackend(); }
-};
-
 } // namespace
 
 /// No media library in this program.
-mv::MediaBackend& mv::mediaBackend()
+mv::MovieBackend& mv::installedMovieBackend()
 {
-    static NoMedia backend;
+    static MovieBackend backend;
+    return backend;
+}
+
+mv::AudioBackend& mv::installedAudioBackend()
+{
+    static AudioBackend backend;
     return backend;
 }
 

@@ -2,12 +2,12 @@
 
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/NSException.h"
-#include "platform/ipc/BusError.h"
-#include "platform/ipc/NSConnection.h"
-#include "platform/system/LaunchServices.h"
-#include "platform/system/NSFileManager.h"
-#include "platform/system/NSThread.h"
-#include "platform/system/ProcessTable.h"
+#include "bus/BusError.h"
+#include "platform/LaunchServices.h"
+#include "platform/NSConnection.h"
+#include "platform/NSFileManager.h"
+#include "platform/NSThread.h"
+#include "platform/ProcessTable.h"
 
 #include <csignal>
 

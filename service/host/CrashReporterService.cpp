@@ -3,7 +3,7 @@
 #include "Base/Core/Bytes.h"
 #include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
-#include "platform/system/ProcessTable.h"
+#include "platform/ProcessTable.h"
 
 #include <csignal>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "service/host/SystemHost.h"
 
-#include "platform/audio/BASS.h"
-#include "platform/ipc/NSConnection.h"
+#include "platform/BASS.h"
+#include "platform/NSConnection.h"
 
 namespace mv {
 

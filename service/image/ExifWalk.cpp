@@ -1,8 +1,8 @@
 #include "service/image/ExifWalk.h"
 
 #include "Base/Core/Text.h"
-#include "platform/system/InputFile.h"
-#include "platform/system/NSDateFormatter.h"
+#include "system/DateText.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 
 #include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
-#include "platform/graphics/Canvas.h"
+#include "pictures/Canvas.h"
 #include "service/image/ThumbnailGeometry.h"
 
 namespace mv {
@@ -13,12 +13,12 @@ namespace {
 NSColor fillColor(const NSImageRep& source, int category)
 {
     if (category == ThumbnailCategoryPicture)
-        return NSColor::whiteColor();
+        return NSColor::white();
     if (category == ThumbnailCategoryAlbumArt) {
         auto corner = source.colorAtXY(1, 1);
-        return corner ? *corner : NSColor::blackColor();
+        return corner ? *corner : NSColor::black();
     }
-    return NSColor::blackColor();
+    return NSColor::black();
 }
 
 std::optional<Bytes> render(const NSImageRep& source, int category, const ThumbnailGeometry& geometry)

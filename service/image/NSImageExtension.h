@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/graphics/NSImage.h"
+#include "platform/NSImage.h"
 #include "service/include/MVImageInfoBuilder.h"
 
 namespace mv {

@@ -5,7 +5,7 @@
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/NSFileManager.h"
 #include "service/image/ExifWalk.h"
 #include "service/image/NSImageExtension.h"
 
@@ -66,7 +66,7 @@ void setFileDates(Record& record, const FileAttributes& attributes)
 
 std::optional<Record> UnifiedImageInfoBuilder::build(const Path& path)
 {
-    auto representation = NSImageRep::imageRepWithContentsOfFile(path);
+    auto representation = NSImage::imageRepWithContentsOfFile(path);
     if (!representation)
         return std::nullopt;
     auto attributes = NSFileManager::attributesOfItemAtPath(path);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/movie/QTKit.h"
+#include "platform/QTKit.h"
 
 namespace mv {
 

@@ -5,7 +5,7 @@
 #include "Base/Media/MediaDB.h"
 #include "id3/CleanTag.h"
 #include "id3/FrameText.h"
-#include "platform/graphics/NSImage.h"
+#include "platform/NSImage.h"
 #include "service/image/NSImageExtension.h"
 
 #include <id3/tag.h>

@@ -6,11 +6,11 @@
 #include "Base/Media/MediaDB.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
-#include "platform/movie/QTKit.h"
-#include "platform/system/InputFile.h"
-#include "platform/system/MainThread.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/MainThread.h"
+#include "platform/NSFileManager.h"
+#include "platform/QTKit.h"
 #include "service/parsers/ID3Columns.h"
+#include "system/InputFile.h"
 
 #include <cmath>
 

@@ -7,7 +7,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "mp4/mp4.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/NSFileManager.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/MP4TagDump.h"
 

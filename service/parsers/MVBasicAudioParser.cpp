@@ -6,8 +6,8 @@
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/audio/BASS.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/BASS.h"
+#include "platform/NSFileManager.h"
 
 #include <algorithm>
 #include <limits>

@@ -7,8 +7,8 @@
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/MainThread.h"
+#include "platform/NSFileManager.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/CheckValidate.h"
 

@@ -1,7 +1,7 @@
 #include "service/tags/Id3TagLayout.h"
 
 #include "Base/Core/ByteReader.h"
-#include "platform/system/FileContent.h"
+#include "system/FileContent.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "mp4/MetadataItems.h"
-#include "platform/system/FileContent.h"
 #include "service/tags/Id3TagLayout.h"
+#include "system/FileContent.h"
 
 #include <optional>
 #include <vector>

@@ -2,8 +2,8 @@
 
 #include "Base/Media/GenreTable.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/graphics/ImageEncoder.h"
-#include "platform/graphics/NSImage.h"
+#include "pictures/ImageEncoder.h"
+#include "platform/NSImage.h"
 #include "service/tags/ValueOfRecord.h"
 
 namespace mv {

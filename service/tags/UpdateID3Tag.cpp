@@ -1,13 +1,13 @@
 #include "service/tags/UpdateID3Tag.h"
 
-#include "platform/system/FileReplacement.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/NSFileManager.h"
 #include "service/tags/Id3PodcastFrames.h"
 #include "service/tags/Id3TagEdit.h"
 #include "service/tags/Id3TagLayout.h"
 #include "service/tags/MovieBehindTag.h"
 #include "service/tags/PictureLeftOut.h"
 #include "service/tags/ValueOfRecord.h"
+#include "system/FileReplacement.h"
 
 namespace mv {
 

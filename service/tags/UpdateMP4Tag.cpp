@@ -4,10 +4,10 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "mp4/mp4.h"
-#include "platform/system/FileReplacement.h"
 #include "service/tags/Mp4TagEdit.h"
 #include "service/tags/PictureLeftOut.h"
 #include "service/tags/ValueOfRecord.h"
+#include "system/FileReplacement.h"
 
 namespace mv {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/audio/ExtAudioFile.h"
+#include "platform/ExtAudioFile.h"
 
 namespace mv {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/system/BatchQueue.h"
 #include "service/transcode/LameLibrary.h"
 #include "service/transcode/MVAudioDecoder.h"
+#include "system/BatchQueue.h"
 
 #include "Base/Core/Bytes.h"
 

@@ -1,7 +1,7 @@
 #include "service/transcode/MP4ExportSetting.h"
 
 #include "Base/Core/ByteReader.h"
-#include "platform/movie/AtomContainer.h"
+#include "platform/AtomContainer.h"
 
 namespace mv {
 

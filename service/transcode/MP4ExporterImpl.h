@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Base/Media/Record.h"
-#include "platform/movie/MovieToolbox.h"
-#include "platform/system/Mutex.h"
+#include "platform/MovieToolbox.h"
 #include "service/include/MVMP4ExporterBase.h"
 #include "service/transcode/AudioFileFunctions.h"
+#include "system/Mutex.h"
 
 #include <functional>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Path.h"
-#include "platform/audio/ExtAudioFile.h"
+#include "platform/ExtAudioFile.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/system/Mutex.h"
 #include "service/include/MVAudioEncoderBase.h"
+#include "system/Mutex.h"
 
 namespace mv {
 

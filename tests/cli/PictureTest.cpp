@@ -42,12 +42,9 @@ TEST(PictureFile, AJpegIsNearThePixels)
 
 TEST(PictureFile, FlatteningMixesWithTheBackground)
 {
-    EXPECT_EQ(
-        flattened(picture(1, 1, { 0, 100, 255, 0 }), NSColor::whiteColor()).pixels, (Bytes { 255, 255, 255, 255 }));
-    EXPECT_EQ(
-        flattened(picture(1, 1, { 0, 100, 255, 255 }), NSColor::whiteColor()).pixels, (Bytes { 0, 100, 255, 255 }));
-    EXPECT_EQ(
-        flattened(picture(1, 1, { 0, 100, 200, 128 }), NSColor::blackColor()).pixels, (Bytes { 0, 50, 100, 255 }));
+    EXPECT_EQ(flattened(picture(1, 1, { 0, 100, 255, 0 }), Color::white()).pixels, (Bytes { 255, 255, 255, 255 }));
+    EXPECT_EQ(flattened(picture(1, 1, { 0, 100, 255, 255 }), Color::white()).pixels, (Bytes { 0, 100, 255, 255 }));
+    EXPECT_EQ(flattened(picture(1, 1, { 0, 100, 200, 128 }), Color::black()).pixels, (Bytes { 0, 50, 100, 255 }));
 }
 
 TEST(PictureFile, TheEndingChoosesTheForm)

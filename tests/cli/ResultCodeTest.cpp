@@ -31,7 +31,7 @@ const std::string& jobSources()
 {
     static const std::string text = [] {
         std::string all;
-        for (const char* folder : { "platform", "service" }) {
+        for (const char* folder : { "Base", "system", "audio", "movies", "ffmpeg", "platform", "service" }) {
             for (const auto& entry : fs::recursive_directory_iterator(test::sourcePath(folder))) {
                 if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h")
                     all += sourceText(entry.path());

@@ -1,5 +1,5 @@
 // The sheet as a browser shows it; skipped where Chromium is not installed.
-#include "platform/graphics/NSImage.h"
+#include "platform/NSImage.h"
 #include "tests/cli/ToolFixture.h"
 
 #include <cstdlib>
@@ -40,7 +40,7 @@ protected:
         auto image = NSImage::initWithContentsOfFile(Path(picture));
         if (!image)
             return {};
-        const NSImageRep& rep = *image->representations().front();
+        const ImageRep& rep = *image->representations().front();
         return *rep.scaledTo(rep.pixelsWide(), rep.pixelsHigh());
     }
 };

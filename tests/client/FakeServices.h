@@ -1,7 +1,7 @@
 #pragma once
 
 #include "client/ServiceNames.h"
-#include "platform/ipc/NSConnection.h"
+#include "platform/NSConnection.h"
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 #include "service/host/adaptors/ImageInfoAdaptor.h"

@@ -1,9 +1,9 @@
 #include "client/ServiceProcess.h"
 
+#include "bus/BusName.h"
 #include "client/MediaInfoClient.h"
 #include "client/ServiceNames.h"
-#include "platform/ipc/BusName.h"
-#include "platform/ipc/NSDistributedNotificationCenter.h"
+#include "platform/NSDistributedNotificationCenter.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Places.h"

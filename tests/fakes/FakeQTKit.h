@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Text.h"
-#include "platform/movie/QTKit.h"
+#include "platform/QTKit.h"
 
 #include <map>
 #include <mutex>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ipc/BusHandle.h"
-#include "platform/ipc/Wire.h"
+#include "bus/BusHandle.h"
+#include "bus/Wire.h"
 #include "tests/support/Eventually.h"
 
 #include <functional>

@@ -1,6 +1,6 @@
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 
-#include "platform/ipc/ThreadConnection.h"
+#include "bus/ThreadConnection.h"
 #include "service/host/adaptors/PathArgument.h"
 
 namespace mv {

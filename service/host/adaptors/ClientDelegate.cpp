@@ -2,7 +2,7 @@
 
 #include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
-#include "platform/ipc/BusError.h"
+#include "bus/BusError.h"
 
 namespace mv {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ipc/RemoteObject.h"
-#include "platform/ipc/ServedObject.h"
+#include "bus/RemoteObject.h"
+#include "bus/ServedObject.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "service/host/adaptors/ExifInfoAdaptor.h"
 
-#include "platform/ipc/BusError.h"
+#include "bus/BusError.h"
 
 namespace mv {
 

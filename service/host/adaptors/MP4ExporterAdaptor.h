@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ipc/ServedObject.h"
+#include "bus/ServedObject.h"
 #include "service/host/adaptors/ClientDelegate.h"
 #include "service/include/MVMP4ExporterBase.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ipc/ServedObject.h"
+#include "bus/ServedObject.h"
 #include "service/include/MVMediaInfoBuilder.h"
 
 namespace mv {

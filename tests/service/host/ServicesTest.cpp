@@ -1,6 +1,6 @@
 #include "service/host/Services.h"
 
-#include "platform/ipc/BusName.h"
+#include "bus/BusName.h"
 
 #include <gtest/gtest.h>
 #include <systemd/sd-bus.h>

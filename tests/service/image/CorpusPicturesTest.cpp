@@ -1,9 +1,9 @@
 // Real pictures against what other projects' own tests state of them.
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/NSDateFormatter.h"
 #include "service/image/ExifExtractor.h"
 #include "service/image/UnifiedImageInfoBuider.h"
+#include "system/DateText.h"
 #include "tests/support/Corpus.h"
 
 #include <cstdlib>

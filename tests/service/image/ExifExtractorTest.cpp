@@ -1,7 +1,7 @@
 #include "service/image/ExifExtractor.h"
 
 #include "Base/Core/NSBundle.h"
-#include "platform/system/NSDateFormatter.h"
+#include "system/DateText.h"
 #include "tests/service/image/ExifMaker.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"

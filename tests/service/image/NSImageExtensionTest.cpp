@@ -1,8 +1,8 @@
 #include "service/image/NSImageExtension.h"
 
 #include "Base/Core/NSException.h"
-#include "platform/graphics/Canvas.h"
-#include "platform/graphics/NSBitmapImageRep.h"
+#include "pictures/Canvas.h"
+#include "platform/NSBitmapImageRep.h"
 #include "service/image/ThumbnailGeometry.h"
 #include "tests/service/image/TiffPicture.h"
 #include "tests/support/LogCapture.h"
@@ -22,8 +22,8 @@ using testing::IsEmpty;
 
 constexpr NSColor kRed { 255, 0, 0, 255 };
 constexpr NSColor kGreen { 0, 255, 0, 255 };
-constexpr NSColor kBlack = NSColor::blackColor();
-constexpr NSColor kWhite = NSColor::whiteColor();
+constexpr NSColor kBlack = NSColor::black();
+constexpr NSColor kWhite = NSColor::white();
 
 Bitmap plain(int width, int height, NSColor color)
 {

@@ -1,7 +1,7 @@
 #include "tests/service/image/TiffPicture.h"
 
-#include "platform/graphics/PictureSource.h"
-#include "platform/graphics/TiffFile.h"
+#include "pictures/PictureSource.h"
+#include "pictures/TiffFile.h"
 
 #include <stdexcept>
 

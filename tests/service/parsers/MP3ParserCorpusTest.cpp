@@ -2,7 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/parsers/MP3Parser.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/Corpus.h"

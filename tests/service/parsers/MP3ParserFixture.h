@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/parsers/MP3Parser.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/LogCapture.h"

@@ -3,8 +3,8 @@
 
 #include "Base/Media/GenreTable.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/graphics/NSImage.h"
-#include "platform/system/NSFileManager.h"
+#include "platform/NSFileManager.h"
+#include "platform/NSImage.h"
 #include "service/image/NSImageExtension.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/LogCapture.h"

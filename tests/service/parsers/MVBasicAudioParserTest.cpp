@@ -3,7 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/audio/BASS.h"
+#include "platform/BASS.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"

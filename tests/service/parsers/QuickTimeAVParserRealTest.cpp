@@ -1,7 +1,7 @@
 // The parser on real files, made by the ffmpeg program.
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "tests/support/Scratch.h"
 

@@ -3,7 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/image/NSImageExtension.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/LogCapture.h"

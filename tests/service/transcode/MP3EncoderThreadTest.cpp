@@ -1,5 +1,5 @@
 #include "Base/Core/NSException.h"
-#include "platform/system/BatchQueue.h"
+#include "system/BatchQueue.h"
 #include "tests/service/transcode/DebugGate.h"
 #include "tests/service/transcode/EncoderFakes.h"
 

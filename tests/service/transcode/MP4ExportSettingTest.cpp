@@ -2,8 +2,8 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
-#include "platform/movie/AtomContainer.h"
-#include "platform/movie/MovieToolbox.h"
+#include "platform/AtomContainer.h"
+#include "platform/MovieToolbox.h"
 
 #include <gtest/gtest.h>
 #include <map>

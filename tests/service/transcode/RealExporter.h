@@ -4,7 +4,7 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/system/MainThread.h"
+#include "platform/MainThread.h"
 #include "service/parsers/MP4Parser.h"
 #include "tests/support/BoxTree.h"
 #include "tests/support/Corpus.h"

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "bus/BusHandle.h"
+#include "bus/Wire.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace mv {
+
+/// Waits as long as it takes.
+inline constexpr std::uint64_t CallWithoutTimeout = UINT64_MAX;
+
+/// An object on somebody's bus connection. Calls go through the connection that the object was given, or through the
+/// one that serves the calling thread, so that they keep their order with everything else that is sent there; a
+/// thread that has none cannot call. Calls that arrive on that connection meanwhile are answered while this one waits,
+/// unless it is made inside the answer to another: those wait their turn.
+class RemoteObject {
+public:
+    using Encode = std::function<void(WireWriter&)>;
+    using Decode = std::function<void(WireReader&)>;
+
+    /// `destination` is a bus name, `interface` a full interface name.
+    RemoteObject(
+        std::string destination, std::string path, std::string interface, std::shared_ptr<sd_bus> bus = nullptr)
+        : m_destination(std::move(destination))
+        , m_path(std::move(path))
+        , m_interface(std::move(interface))
+        , m_bus(std::move(bus))
+    {
+    }
+
+    const std::string& destination() const { return m_destination; }
+    const std::string& path() const { return m_path; }
+
+    /// Calls an operation and waits for its answer. Throws BusError with the error's own name and message; for an
+    /// error that stands for an exception of the platform's family throws that NSException.
+    void call(const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments = {},
+        const Decode& results = {}) const;
+
+private:
+    sd_bus* busForCalls() const;
+
+    std::string m_destination;
+    std::string m_path;
+    std::string m_interface;
+    std::shared_ptr<sd_bus> m_bus;
+};
+
+/// Names the connection that serves the current thread, for RemoteObject; null when it ends.
+void setThreadServingBus(sd_bus* bus);
+/// The connection that serves the current thread, or null.
+sd_bus* threadServingBus();
+
+} // namespace mv

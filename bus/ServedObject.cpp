@@ -1,0 +1,138 @@
+#include "bus/ServedObject.h"
+
+#include "Base/Core/NSException.h"
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+#include "bus/BusError.h"
+
+#include <cstring>
+#include <new>
+
+namespace mv {
+
+namespace {
+
+BusMessage newReply(sd_bus_message* request)
+{
+    sd_bus_message* reply = nullptr;
+    if (int code = sd_bus_message_new_method_return(request, &reply); code < 0)
+        throw BusError(BusErrorFailed, std::strerror(-code));
+    return BusMessage(reply);
+}
+
+/// Null when the object has no method of that name.
+const sd_bus_vtable* findMethod(const ServedObject& object, std::string_view name)
+{
+    for (const ServedInterface& interface : object.interfaces()) {
+        for (const sd_bus_vtable* entry = interface.members; entry->type != _SD_BUS_VTABLE_END; ++entry) {
+            if (entry->type == _SD_BUS_VTABLE_METHOD && name == entry->x.method.member)
+                return entry;
+        }
+    }
+    return nullptr;
+}
+
+int fail(sd_bus_error* error, const std::string& name, const std::string& message)
+{
+    return sd_bus_error_set(error, name.c_str(), message.c_str());
+}
+
+} // namespace
+
+Call::Call(sd_bus_message* request, ObjectHost& host)
+    : m_request(request)
+    , m_host(host)
+    , m_arguments(request)
+    , m_reply(newReply(request))
+    , m_writer(m_reply.get())
+{
+}
+
+std::string Call::sender() const
+{
+    const char* name = sd_bus_message_get_sender(m_request);
+    return name ? name : "";
+}
+
+void Call::send()
+{
+    if (int code = sd_bus_send(nullptr, m_reply.get(), nullptr); code < 0)
+        NSLog("cannot answer %s: %s", sd_bus_message_get_member(m_request), std::strerror(-code));
+}
+
+int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots)
+{
+    object.host = &host;
+    sd_bus_slot* anyCall = nullptr;
+    if (int code = sd_bus_add_object(host.bus(), &anyCall, path, answerWithoutInterface, &object); code < 0)
+        return code;
+    slots.emplace_back(anyCall);
+    for (const ServedInterface& interface : object.interfaces()) {
+        sd_bus_slot* slot = nullptr;
+        int code = sd_bus_add_object_vtable(host.bus(), &slot, path, interface.name, interface.members, &object);
+        if (code < 0)
+            return code;
+        slots.emplace_back(slot);
+    }
+    return 0;
+}
+
+int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error)
+{
+    return answerGuarded(error, [&] {
+        const char* name = sd_bus_message_get_member(request);
+        if (!name || sd_bus_message_get_interface(request))
+            return 0;
+        auto* object = static_cast<ServedObject*>(userdata);
+        const sd_bus_vtable* method = findMethod(*object, name);
+        if (!method)
+            return 0;
+        if (!sd_bus_message_has_signature(request, method->x.method.signature))
+            return fail(error, BusErrorInvalidArgs, std::string("expected arguments: ") + method->x.method.signature);
+        return method->x.method.handler(request, object, error);
+    });
+}
+
+namespace {
+
+int answerFailure(sd_bus_error* error)
+{
+    try {
+        throw;
+    } catch (const BusError& failure) {
+        return fail(error, failure.name(), cleanedUtf8(failure.message()));
+    } catch (const NSException& exception) {
+        return fail(error, BusErrorExceptionPrefix + exception.name(), cleanedUtf8(exception.reason()));
+    } catch (const std::bad_alloc&) {
+        return sd_bus_error_set_const(error, BusErrorNoMemory, "out of memory");
+    } catch (const std::exception& exception) {
+        return fail(error, BusErrorFailed, cleanedUtf8(exception.what()));
+    } catch (...) {
+        return sd_bus_error_set_const(error, BusErrorFailed, "unknown failure");
+    }
+}
+
+} // namespace
+
+int answerWithCurrentException(sd_bus_error* error) noexcept
+{
+    try {
+        return answerFailure(error);
+    } catch (...) {
+        // No room even for the text.
+        return sd_bus_error_set_const(error, BusErrorNoMemory, "out of memory");
+    }
+}
+
+int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* error,
+    void (*operation)(ServedObject&, Call&)) noexcept
+{
+    return answerGuarded(error, [&] {
+        Call call(request, *object.host);
+        operation(object, call);
+        call.send();
+        return 1;
+    });
+}
+
+} // namespace mv

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "bus/BusHandle.h"
+#include "bus/Wire.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace mv {
+
+class ServedObject;
+class ObjectHost;
+
+/// One call of an operation: its arguments, its caller, and the answer to be.
+class Call {
+public:
+    Call(sd_bus_message* request, ObjectHost& host);
+
+    WireReader& arguments() { return m_arguments; }
+    /// The answer; an operation that puts nothing into it answers with nothing.
+    WireWriter& reply() { return m_writer; }
+    /// The caller's unique bus name.
+    std::string sender() const;
+    /// The host of the object that was called.
+    ObjectHost& host() { return m_host; }
+
+    void send();
+
+private:
+    sd_bus_message* m_request;
+    ObjectHost& m_host;
+    WireReader m_arguments;
+    BusMessage m_reply;
+    WireWriter m_writer;
+};
+
+/// An interface of a served object: its name and its members (methods made by servedMethod).
+struct ServedInterface {
+    const char* name;
+    const sd_bus_vtable* members;
+};
+
+/// An adaptor: unpacks the arguments of calls, calls the object behind it, packs the answers. Entered on the serving
+/// thread only.
+class ServedObject {
+public:
+    virtual ~ServedObject() = default;
+    virtual std::span<const ServedInterface> interfaces() const = 0;
+
+    /// Where the object is served; set by the host while it is.
+    ObjectHost* host = nullptr;
+};
+
+/// A place where objects are served: a service's connection.
+class ObjectHost {
+public:
+    virtual ~ObjectHost() = default;
+    virtual sd_bus* bus() const = 0;
+    /// Serves an object for one client and returns its path; it is destroyed, never inside one of its own calls,
+    /// once it is withdrawn or the client has left the bus. "/" when the client has left already.
+    virtual std::string serveForClient(std::unique_ptr<ServedObject> object, const std::string& client) = 0;
+    virtual void withdraw(ServedObject& object) = 0;
+    /// The object that is served for clients at a path, or null.
+    virtual ServedObject* objectAt(const std::string& path) const = 0;
+};
+
+/// Serves the object's interfaces at a path of the host's connection for as long as the slots live. Zero, or a negative
+/// error number.
+int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots);
+
+/// To be called while an exception is handled, of whatever kind: makes it the error that answers a call. Returns
+/// sd-bus's handler result.
+int answerWithCurrentException(sd_bus_error* error) noexcept;
+
+/// The edge of every handler that the bus library calls: runs `body` and returns its result; whatever leaves it becomes
+/// the error answer.
+template <class Body> int answerGuarded(sd_bus_error* error, const Body& body) noexcept
+{
+    try {
+        return body();
+    } catch (...) {
+        return answerWithCurrentException(error);
+    }
+}
+
+/// Runs an operation and sends its answer. Returns sd-bus's handler result.
+int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* error,
+    void (*operation)(ServedObject&, Call&)) noexcept;
+
+/// Answers a call that names no interface, which the bus allows and sd-bus's tables do not find: the first of the
+/// object's methods of that name does it. `userdata` is the ServedObject. For sd_bus_add_object.
+int answerWithoutInterface(sd_bus_message* request, void* userdata, sd_bus_error* error);
+
+/// The handler of a method of an adaptor class, for sd-bus's tables.
+template <class Adaptor, void (Adaptor::*Method)(Call&)>
+int servedMethod(sd_bus_message* request, void* userdata, sd_bus_error* error)
+{
+    return answerCall(request, *static_cast<ServedObject*>(userdata), error,
+        [](ServedObject& object, Call& call) { (static_cast<Adaptor&>(object).*Method)(call); });
+}
+
+} // namespace mv

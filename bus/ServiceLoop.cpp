@@ -1,0 +1,237 @@
+#include "bus/ServiceLoop.h"
+
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+#include "bus/RemoteObject.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <time.h>
+
+namespace mv {
+
+namespace {
+
+Error failure(const std::string& what, int code)
+{
+    return { Error::Kind::State, what + ": " + std::strerror(-code), -code };
+}
+
+/// The process that has a bus name, for people to read.
+std::string ownerOf(sd_bus* bus, const std::string& busName)
+{
+    constexpr std::uint64_t Wanted = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
+    sd_bus_creds* made = nullptr;
+    int code = sd_bus_get_name_creds(bus, busName.c_str(), Wanted, &made);
+    std::unique_ptr<sd_bus_creds, CloseWith<sd_bus_creds_unref>> owner(made);
+    pid_t process = 0;
+    const char* name = nullptr;
+    if (code < 0 || sd_bus_creds_get_pid(made, &process) < 0)
+        return "another process";
+    if (sd_bus_creds_get_comm(made, &name) < 0)
+        return formatText("process %d", static_cast<int>(process));
+    return formatText("process %d (%s)", static_cast<int>(process), name);
+}
+
+} // namespace
+
+Result<std::unique_ptr<ServiceLoop>> ServiceLoop::publish(
+    const std::string& busName, std::unique_ptr<ServedObject> root)
+{
+    auto bus = openSessionBus();
+    if (!bus)
+        return failure("there is no session bus to publish " + busName + " on", -bus.error().code);
+    std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(*bus), busName, std::move(root)));
+    int code = serveAt(*loop, "/", *loop->m_root, loop->m_rootSlots);
+    if (code >= 0)
+        code = sd_bus_request_name(loop->bus(), busName.c_str(), 0);
+    if (code == -EEXIST)
+        return Error { Error::Kind::State, busName + " is taken by " + ownerOf(loop->bus(), busName), EEXIST };
+    if (code < 0)
+        return failure(busName + " cannot be published", code);
+    return loop;
+}
+
+ServiceLoop::ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root)
+    : m_bus(std::move(bus))
+    , m_busName(std::move(busName))
+    , m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , m_root(std::move(root))
+{
+}
+
+ServiceLoop::~ServiceLoop() { stop(); }
+
+void ServiceLoop::start(std::function<void()> onBusDeath)
+{
+    m_onBusDeath = std::move(onBusDeath);
+    m_thread = std::thread([this] { run(); });
+}
+
+void ServiceLoop::stop()
+{
+    if (!m_thread.joinable())
+        return;
+    post([this] { m_stopping = true; });
+    m_thread.join();
+}
+
+void ServiceLoop::run()
+{
+    setThreadServingBus(bus());
+    bool alive = true;
+    while (alive && !m_stopping) {
+        alive = processPending();
+        runPosted();
+        if (alive && !m_stopping)
+            alive = wait();
+    }
+    if (alive) {
+        // Calls that came before the name was given up are answered, so that no client of a restart loses one.
+        sd_bus_release_name(bus(), m_busName.c_str());
+        processPending();
+        sd_bus_flush(bus());
+    } else if (m_onBusDeath) {
+        m_onBusDeath();
+    }
+    m_clientWatches.clear();
+    m_clientObjects.clear();
+    setThreadServingBus(nullptr);
+}
+
+bool ServiceLoop::processPending()
+{
+    int code = 1;
+    while (code > 0) {
+        code = sd_bus_process(bus(), nullptr);
+        // Objects that a call withdrew are destroyed between two calls.
+        runPosted();
+    }
+    return code == 0;
+}
+
+bool ServiceLoop::wait()
+{
+    int events = sd_bus_get_events(bus());
+    if (events < 0)
+        return false;
+    std::uint64_t until = UINT64_MAX;
+    if (sd_bus_get_timeout(bus(), &until) < 0)
+        return false;
+    int timeout = -1;
+    if (until != UINT64_MAX) {
+        timespec now {};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        auto microseconds
+            = static_cast<std::uint64_t>(now.tv_sec) * 1'000'000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000;
+        timeout = until > microseconds
+            ? static_cast<int>(std::min<std::uint64_t>((until - microseconds) / 1000 + 1, 60'000))
+            : 0;
+    }
+    pollfd waits[] = { { sd_bus_get_fd(bus()), static_cast<short>(events), 0 }, { m_wake.get(), POLLIN, 0 } };
+    return poll(waits, 2, timeout) >= 0 || errno == EINTR;
+}
+
+void ServiceLoop::post(std::function<void()> work)
+{
+    {
+        MutexLock lock(m_lock);
+        m_posted.push_back(std::move(work));
+    }
+    std::uint64_t one = 1;
+    [[maybe_unused]] ssize_t written = write(m_wake.get(), &one, sizeof one);
+}
+
+void ServiceLoop::runPosted()
+{
+    std::deque<std::function<void()>> work;
+    {
+        MutexLock lock(m_lock);
+        work.swap(m_posted);
+    }
+    if (work.empty())
+        return;
+    std::uint64_t count = 0;
+    [[maybe_unused]] ssize_t got = read(m_wake.get(), &count, sizeof count);
+    for (auto& piece : work)
+        piece();
+}
+
+std::string ServiceLoop::serveForClient(std::unique_ptr<ServedObject> object, const std::string& client)
+{
+    if (!watchClient(client))
+        return "/";
+    std::string path = formatText("/info/%llu", static_cast<unsigned long long>(m_nextObject++));
+    ClientObject entry { std::move(object), {}, client };
+    if (serveAt(*this, path.c_str(), *entry.object, entry.slots) < 0)
+        return "/";
+    m_clientObjects.emplace(path, std::move(entry));
+    return path;
+}
+
+void ServiceLoop::withdraw(ServedObject& object)
+{
+    for (auto& [path, entry] : m_clientObjects) {
+        if (entry.object.get() == &object)
+            post([this, path = path] { removeObject(path); });
+    }
+}
+
+ServedObject* ServiceLoop::objectAt(const std::string& path) const
+{
+    auto entry = m_clientObjects.find(path);
+    return entry == m_clientObjects.end() ? nullptr : entry->second.object.get();
+}
+
+bool ServiceLoop::watchClient(const std::string& client)
+{
+    if (m_clientWatches.contains(client))
+        return true;
+    std::string rule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+                       "member='NameOwnerChanged',arg0='"
+        + client + "',arg2=''";
+    sd_bus_slot* slot = nullptr;
+    if (sd_bus_add_match(bus(), &slot, rule.c_str(), ownerChanged, this) < 0)
+        return false;
+    // Asked only after the watch stands, so that a client that leaves in between is not missed.
+    BusSlot watch(slot);
+    if (!busNameHasOwner(bus(), client.c_str()))
+        return false;
+    m_clientWatches.emplace(client, std::move(watch));
+    return true;
+}
+
+int ServiceLoop::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    return answerGuarded(error, [&] {
+        auto* self = static_cast<ServiceLoop*>(userdata);
+        const char* name = nullptr;
+        if (sd_bus_message_read(message, "s", &name) >= 0)
+            self->post([self, client = std::string(name)] { self->clientLeft(client); });
+        return 0;
+    });
+}
+
+void ServiceLoop::clientLeft(const std::string& client)
+{
+    std::erase_if(m_clientObjects, [&](const auto& entry) { return entry.second.client == client; });
+    m_clientWatches.erase(client);
+}
+
+void ServiceLoop::removeObject(const std::string& path)
+{
+    auto entry = m_clientObjects.find(path);
+    if (entry == m_clientObjects.end())
+        return;
+    std::string client = entry->second.client;
+    m_clientObjects.erase(entry);
+    bool last = std::none_of(m_clientObjects.begin(), m_clientObjects.end(),
+        [&](const auto& other) { return other.second.client == client; });
+    if (last)
+        m_clientWatches.erase(client);
+}
+
+} // namespace mv

@@ -1,0 +1,220 @@
+#include "Base/Core/Text.h"
+#include "Base/Media/MediaDB.h"
+#include "bus/BusError.h"
+#include "bus/Wire.h"
+
+namespace mv {
+
+namespace {
+
+/// Bytes of the noncharacter (U+FDD0 to U+FDEF, and the last two of every plane) at the front of well-formed UTF-8,
+/// or 0. They are legal text, but buses refuse them.
+std::size_t noncharacterLength(std::string_view text)
+{
+    auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+    bool endsPlane = (byte(0) & 0xF0) == 0xF0 && (byte(1) & 0x0F) == 0x0F && byte(2) == 0xBF && byte(3) >= 0xBE;
+    if (endsPlane)
+        return 4;
+    bool endsFirstPlane = byte(0) == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE;
+    bool isReserved = byte(0) == 0xEF && byte(1) == 0xB7 && byte(2) >= 0x90 && byte(2) <= 0xAF;
+    return endsFirstPlane || isReserved ? 3 : 0;
+}
+
+std::string cleaned(std::string_view text)
+{
+    constexpr std::string_view Replacement = "\xEF\xBF\xBD";
+    std::string valid = isValidUtf8(text) ? std::string(text) : cleanedUtf8(text);
+    std::string_view rest = valid;
+    std::string out;
+    out.reserve(valid.size());
+    while (!rest.empty()) {
+        std::size_t bad = rest.front() == 0 ? 1 : noncharacterLength(rest);
+        if (bad)
+            out += Replacement;
+        else
+            out += rest.front();
+        rest.remove_prefix(bad ? bad : 1);
+    }
+    return out;
+}
+
+/// A file's size when it is held in 32 bits: on the bus it has 64, whichever way it came.
+const std::int32_t* narrowFileSize(std::string_view key, const Value& value)
+{
+    return key == MediaDBCommonColumnFileSize ? std::get_if<std::int32_t>(&value.storage()) : nullptr;
+}
+
+} // namespace
+
+void WireWriter::count(std::size_t bytes)
+{
+    m_bytes += bytes;
+    if (m_bytes > WireMaxBytes)
+        throw BusError(BusErrorLimitsExceeded, "the answer is larger than 32 MiB");
+}
+
+void WireWriter::basic(char type, const void* value)
+{
+    count(8);
+    if (int code = sd_bus_message_append_basic(m_message, type, value); code < 0)
+        throw BusError(BusErrorFailed, formatText("cannot encode a value of type %c (%d)", type, code));
+}
+
+void WireWriter::open(char type, const char* contents)
+{
+    count(8);
+    if (int code = sd_bus_message_open_container(m_message, type, contents); code < 0)
+        throw BusError(BusErrorFailed, formatText("cannot encode %s (%d)", contents, code));
+}
+
+void WireWriter::close()
+{
+    if (int code = sd_bus_message_close_container(m_message); code < 0)
+        throw BusError(BusErrorFailed, formatText("cannot encode the end of a list (%d)", code));
+}
+
+WireWriter& WireWriter::string(std::string_view text)
+{
+    count(text.size());
+    basic('s', cleaned(text).c_str());
+    return *this;
+}
+
+WireWriter& WireWriter::boolean(bool value)
+{
+    int number = value;
+    basic('b', &number);
+    return *this;
+}
+
+WireWriter& WireWriter::integer(std::int32_t value)
+{
+    basic('i', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::real(double value)
+{
+    basic('d', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::objectPath(const std::string& path)
+{
+    count(path.size());
+    basic('o', path.c_str());
+    return *this;
+}
+
+WireWriter& WireWriter::realPair(double first, double second)
+{
+    open('r', "dd");
+    real(first).real(second);
+    close();
+    return *this;
+}
+
+WireWriter& WireWriter::stringAndInteger(std::string_view text, std::int32_t number)
+{
+    open('r', "si");
+    string(text).integer(number);
+    close();
+    return *this;
+}
+
+WireWriter& WireWriter::record(const Record& record)
+{
+    open('a', "{sv}");
+    for (const auto& [key, value] : record) {
+        if (value.isOtherKind())
+            continue;
+        open('e', "sv");
+        string(key);
+        if (auto size = narrowFileSize(key, value))
+            variant(std::int64_t { *size });
+        else
+            variant(value);
+        close();
+    }
+    close();
+    return *this;
+}
+
+WireWriter& WireWriter::optionalRecord(const std::optional<Record>& value)
+{
+    open('a', "a{sv}");
+    if (value)
+        record(*value);
+    close();
+    return *this;
+}
+
+WireWriter& WireWriter::optionalString(const std::optional<std::string>& text)
+{
+    open('a', "s");
+    if (text)
+        string(*text);
+    close();
+    return *this;
+}
+
+WireWriter& WireWriter::optionalDate(const std::optional<Date>& date)
+{
+    open('a', "(x)");
+    if (date) {
+        open('r', "x");
+        basic('x', &date->microseconds);
+        close();
+    }
+    close();
+    return *this;
+}
+
+void WireWriter::variant(const Value& value)
+{
+    struct Encoder {
+        WireWriter& writer;
+
+        void scalar(const char* signature, const void* target)
+        {
+            writer.open('v', signature);
+            writer.basic(signature[0], target);
+            writer.close();
+        }
+        void operator()(NullObject) { scalar("g", ""); }
+        void operator()(OtherKind) { throw BusError(BusErrorFailed, "cannot encode a value of an unknown kind"); }
+        void operator()(bool flag)
+        {
+            int number = flag;
+            scalar("b", &number);
+        }
+        void operator()(std::int32_t number) { scalar("i", &number); }
+        void operator()(std::int64_t number) { scalar("x", &number); }
+        void operator()(double number) { scalar("d", &number); }
+        void operator()(const std::string& text)
+        {
+            writer.open('v', "s");
+            writer.string(text);
+            writer.close();
+        }
+        void operator()(Date date)
+        {
+            writer.open('v', "(x)");
+            writer.open('r', "x");
+            writer.basic('x', &date.microseconds);
+            writer.close();
+            writer.close();
+        }
+        void operator()(const Bytes& data)
+        {
+            writer.count(data.size());
+            writer.open('v', "ay");
+            if (int code = sd_bus_message_append_array(writer.m_message, 'y', data.data(), data.size()); code < 0)
+                throw BusError(BusErrorFailed, formatText("cannot encode data (%d)", code));
+            writer.close();
+        }
+    };
+    std::visit(Encoder { *this }, value.storage());
+}
+
+} // namespace mv

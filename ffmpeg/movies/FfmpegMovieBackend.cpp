@@ -1,0 +1,35 @@
+#include "ffmpeg/MediaBackend.h"
+#include "ffmpeg/movies/CodecCodes.h"
+#include "ffmpeg/movies/FfmpegMovie.h"
+#include "ffmpeg/movies/PassThrough.h"
+
+namespace mv {
+
+namespace {
+
+class FfmpegMovieBackend final : public MovieBackend {
+public:
+    bool recognises(InputFile file) override { return MediaInput::recognises(std::move(file)); }
+    Result<std::unique_ptr<BackendMovie>> open(InputFile file, std::chrono::milliseconds deadline) override
+    {
+        return FfmpegMovie::open(std::move(file), deadline);
+    }
+    bool hasVideoDecoder(FourCC format) override { return avcodec_find_decoder(videoCodecOf(format)) != nullptr; }
+    bool hasAudioDecoder(FourCC format) override { return avcodec_find_decoder(audioCodecOf(format)) != nullptr; }
+    bool isUncompressedAudio(FourCC format) override { return isPcm(audioCodecOf(format)); }
+    Result<void> passThrough(
+        const Path& source, OutputFile& target, const MovieExportSettings& settings, const Progress& progress) override
+    {
+        return passMovieThrough(source, target, settings, progress);
+    }
+};
+
+} // namespace
+
+MovieBackend& ffmpegMovieBackend()
+{
+    static FfmpegMovieBackend backend;
+    return backend;
+}
+
+} // namespace mv

@@ -1,7 +1,0 @@
-#include "fuzz/graphics/ReaderFuzz.h"
-#include "platform/graphics/PngReader.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
-{
-    return mv::fuzz::decodeWith<mv::PngReader>(data, size);
-}

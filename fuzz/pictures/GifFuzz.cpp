@@ -1,0 +1,7 @@
+#include "fuzz/pictures/ReaderFuzz.h"
+#include "pictures/GifReader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    return mv::fuzz::decodeWith<mv::GifReader>(data, size);
+}

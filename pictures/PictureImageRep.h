@@ -1,0 +1,27 @@
+#pragma once
+
+#include "pictures/ImageRep.h"
+#include "pictures/PictureReader.h"
+
+namespace mv {
+
+/// A representation that decodes its picture anew whenever pixels are asked for.
+class PictureImageRep final : public ImageRep {
+public:
+    explicit PictureImageRep(std::unique_ptr<PictureReader> reader)
+        : m_reader(std::move(reader))
+    {
+    }
+
+    int pixelsWide() const override { return m_reader->header().width; }
+    int pixelsHigh() const override { return m_reader->header().height; }
+    Result<Color> colorAtXY(int x, int y) const override;
+    Result<Bitmap> scaledTo(int width, int height) const override;
+
+private:
+    std::unique_ptr<PictureReader> m_reader;
+    // Covers ask for the pixel (1, 1) beside their scaled picture; scaling the unreduced raster finds it on its way.
+    mutable std::optional<Color> m_corner;
+};
+
+} // namespace mv

@@ -1,0 +1,122 @@
+#include "platform/FileMovie.h"
+
+#include "movies/IsoMovie.h"
+#include "platform/NSFileManager.h"
+
+namespace mv {
+
+namespace {
+
+/// A movie that is opened and not played stands still.
+constexpr float StoppedRate = 0.0f;
+
+bool isAtOrPastEnd(QTTime time, QTTime duration)
+{
+    double at = 0;
+    double end = 0;
+    return QTGetTimeInterval(time, &at) && QTGetTimeInterval(duration, &end) && at >= end;
+}
+
+std::optional<NSImage> imageOf(BackendMovie::Picture picture)
+{
+    if (!picture)
+        return std::nullopt;
+    return NSImage(std::move(*picture));
+}
+
+QTMovie::Attribute attributeOf(const std::optional<Date>& date)
+{
+    if (!date)
+        return {};
+    return *date;
+}
+
+} // namespace
+
+Result<std::unique_ptr<QTMovie>> FileMovie::open(const Path& path, std::chrono::milliseconds deadline)
+{
+    std::unique_ptr<FileMovie> movie(new FileMovie(deadline));
+    MV_TRY_VOID(movie->openParts(path));
+    movie->setFileFacts(path);
+    return std::unique_ptr<QTMovie>(std::move(movie));
+}
+
+Result<void> FileMovie::openParts(const Path& path)
+{
+    MV_TRY(structure, InputFile::open(path));
+    MV_TRY(media, InputFile::open(path));
+    if (auto description = describeIsoMedia(std::move(structure))) {
+        m_description = std::move(*description);
+        m_file = std::move(media);
+        return {};
+    }
+    MV_TRY(backend, installedMovieBackend().open(std::move(media), m_deadline));
+    m_description = backend->description();
+    m_backend = std::move(backend);
+    return {};
+}
+
+/// What the movie itself does not tell.
+void FileMovie::setFileFacts(const Path& path)
+{
+    m_fileName = path.lastPathComponent();
+    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    if (!attributes)
+        return;
+    if (!m_description.creationTime)
+        m_description.creationTime = attributes->creationDate.value_or(attributes->modificationDate);
+    if (!m_description.modificationTime)
+        m_description.modificationTime = attributes->modificationDate;
+}
+
+QTMovie::Attribute FileMovie::attributeForKey(std::string_view key) const
+{
+    if (key == QTMovieHasAudioAttribute)
+        return m_description.hasAudio;
+    if (key == QTMovieHasVideoAttribute)
+        return m_description.hasVideo;
+    if (key == QTMovieDisplayNameAttribute)
+        return m_description.fullName.value_or(m_fileName);
+    if (key == QTMovieCreationTimeAttribute)
+        return attributeOf(m_description.creationTime);
+    if (key == QTMovieModificationTimeAttribute)
+        return attributeOf(m_description.modificationTime);
+    if (key == QTMovieNaturalSizeAttribute)
+        return m_description.naturalSize;
+    if (key == QTMovieRateAttribute)
+        return StoppedRate;
+    return {};
+}
+
+/// The movie in FFmpeg's hands; null when it does not take it.
+BackendMovie* FileMovie::opened()
+{
+    if (m_file) {
+        auto backend = installedMovieBackend().open(std::move(*m_file), m_deadline);
+        m_file.reset();
+        if (backend)
+            m_backend = std::move(*backend);
+    }
+    return m_backend.get();
+}
+
+std::optional<NSImage> FileMovie::frameImageAtTime(QTTime time)
+{
+    if (isAtOrPastEnd(time, m_description.duration) || !opened())
+        return std::nullopt;
+    return imageOf(m_backend->frameAt(time, m_description.naturalSize));
+}
+
+std::optional<NSImage> FileMovie::posterImage()
+{
+    QTTime time = m_description.posterTime;
+    if (time.timeScale > 0) {
+        if (auto poster = frameImageAtTime(time))
+            return poster;
+    }
+    if (!opened())
+        return std::nullopt;
+    return imageOf(m_backend->firstFrame(m_description.naturalSize));
+}
+
+} // namespace mv

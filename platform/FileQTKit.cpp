@@ -1,0 +1,84 @@
+#include "platform/FileQTKit.h"
+
+#include "movies/MovieBackend.h"
+
+#include "Base/Core/ByteReader.h"
+#include "movies/IsoMovie.h"
+#include "platform/FileMovie.h"
+
+#include <algorithm>
+
+namespace mv {
+
+namespace {
+
+/// The media types that have a media handler.
+constexpr OSType kMediaHandlers[] = {
+    fourCC("vide"),
+    fourCC("soun"),
+    fourCC("text"),
+    fourCC("sbtl"),
+    fourCC("subt"),
+    fourCC("subp"),
+    fourCC("clcp"),
+    fourCC("tmcd"),
+    fourCC("hint"),
+    fourCC("strm"),
+    fourCC("musi"),
+    fourCC("MPEG"),
+    fourCC("meta"),
+    fourCC("mp4s"),
+    fourCC("sdsm"),
+    fourCC("odsm"),
+    fourCC("gnrc"),
+    fourCC("sprt"),
+    fourCC("flsh"),
+    fourCC("moov"),
+    fourCC("twen"),
+    fourCC("qd3d"),
+    fourCC("skin"),
+    fourCC("qtvr"),
+    fourCC("pano"),
+    fourCC("obje"),
+    fourCC("stpn"),
+};
+
+} // namespace
+
+QTKit& QTKit::shared()
+{
+    static FileQTKit toolkit(DefaultDeadline);
+    return toolkit;
+}
+
+bool FileQTKit::canInitWithFile(const Path& path)
+{
+    auto file = InputFile::open(path);
+    if (!file)
+        return false;
+    if (beginsLikeIsoMedia(std::move(*file)))
+        return true;
+    auto again = InputFile::open(path);
+    return again && installedMovieBackend().recognises(std::move(*again));
+}
+
+Result<std::unique_ptr<QTMovie>> FileQTKit::initWithFile(const Path& path) { return FileMovie::open(path, m_deadline); }
+
+bool FileQTKit::findNextComponent(const ComponentDescription& description)
+{
+    OSType format = description.componentSubType;
+    switch (description.componentType) {
+    case fourCC("imdc"):
+        return installedMovieBackend().hasVideoDecoder(format);
+    case fourCC("sdec"):
+        return installedMovieBackend().hasAudioDecoder(format);
+    case fourCC("adec"):
+        return installedMovieBackend().hasAudioDecoder(format) && !installedMovieBackend().isUncompressedAudio(format);
+    case fourCC("mhlr"):
+        return std::find(std::begin(kMediaHandlers), std::end(kMediaHandlers), format) != std::end(kMediaHandlers);
+    default:
+        return false;
+    }
+}
+
+} // namespace mv

@@ -1,0 +1,157 @@
+#include "platform/NSApplication.h"
+
+#include "platform/MainThread.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <exception>
+#include <poll.h>
+#include <semaphore>
+#include <sys/eventfd.h>
+#include <thread>
+#include <unistd.h>
+
+namespace mv {
+
+namespace {
+
+Mutex s_executorLock;
+MainThread::Executor s_executor MV_GUARDED_BY(s_executorLock);
+std::atomic<std::thread::id> s_mainThread {};
+
+void terminateOnSignal(int) { NSApplication::sharedApplication().terminate(); }
+
+} // namespace
+
+NSApplication& NSApplication::sharedApplication()
+{
+    static NSApplication application;
+    return application;
+}
+
+NSApplication::NSApplication()
+    : m_wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+}
+
+NSApplication::~NSApplication() { close(m_wakeFd); }
+
+int NSApplication::run(NSApplicationDelegate& delegate)
+{
+    s_mainThread = std::this_thread::get_id();
+    delegate.applicationDidFinishLaunching();
+    while (!m_terminateAsked) {
+        runPosted();
+        if (m_terminateAsked)
+            break;
+        std::vector<pollfd> waits { { m_wakeFd, POLLIN, 0 } };
+        for (const Watch& watch : m_watches)
+            waits.push_back({ watch.fd, POLLIN, 0 });
+        if (poll(waits.data(), waits.size(), -1) < 0)
+            continue;
+        for (std::size_t i = 1; i < waits.size(); ++i) {
+            if (!waits[i].revents)
+                continue;
+            // Looked up anew: the call before may have ended this watch.
+            auto watch
+                = std::find_if(m_watches.begin(), m_watches.end(), [&](const Watch& w) { return w.fd == waits[i].fd; });
+            if (watch != m_watches.end()) {
+                auto ready = watch->ready;
+                ready();
+            }
+        }
+    }
+    runPosted();
+    return 0;
+}
+
+void NSApplication::terminate()
+{
+    m_terminateAsked = true;
+    wake();
+}
+
+void NSApplication::post(std::function<void()> work)
+{
+    {
+        MutexLock lock(m_lock);
+        m_posted.push_back(std::move(work));
+    }
+    wake();
+}
+
+void NSApplication::watch(int fd, std::function<void()> ready) { m_watches.push_back({ fd, std::move(ready) }); }
+
+void NSApplication::unwatch(int fd)
+{
+    std::erase_if(m_watches, [&](const Watch& watch) { return watch.fd == fd; });
+}
+
+void NSApplication::runPosted()
+{
+    std::uint64_t count = 0;
+    while (read(m_wakeFd, &count, sizeof count) > 0) { }
+    std::deque<std::function<void()>> work;
+    {
+        MutexLock lock(m_lock);
+        work.swap(m_posted);
+    }
+    for (auto& piece : work)
+        piece();
+}
+
+void NSApplication::wake()
+{
+    std::uint64_t one = 1;
+    [[maybe_unused]] ssize_t written = write(m_wakeFd, &one, sizeof one);
+}
+
+int NSApplicationMain(NSApplicationDelegate& delegate)
+{
+    NSApplication& application = NSApplication::sharedApplication();
+    struct sigaction action { };
+    action.sa_handler = terminateOnSignal;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    return application.run(delegate);
+}
+
+void MainThread::perform(std::function<void()> work, bool waitUntilDone)
+{
+    Executor executor;
+    {
+        MutexLock lock(s_executorLock);
+        executor = s_executor;
+    }
+    if (executor)
+        return executor(work);
+    if (!waitUntilDone)
+        return NSApplication::sharedApplication().post(std::move(work));
+    if (std::this_thread::get_id() == s_mainThread.load())
+        return work();
+    std::binary_semaphore done(0);
+    std::exception_ptr raised;
+    NSApplication::sharedApplication().post([&] {
+        try {
+            work();
+        } catch (...) {
+            raised = std::current_exception();
+        }
+        // Only now, so that the exception is the waiting thread's alone.
+        done.release();
+    });
+    done.acquire();
+    if (raised)
+        std::rethrow_exception(raised);
+}
+
+void MainThread::setExecutorForTesting(Executor executor)
+{
+    MutexLock lock(s_executorLock);
+    s_executor = std::move(executor);
+}
+
+} // namespace mv

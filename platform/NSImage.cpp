@@ -1,0 +1,54 @@
+#include "platform/NSImage.h"
+
+#include "pictures/PictureImageRep.h"
+#include "pictures/PictureReader.h"
+
+#include <algorithm>
+
+namespace mv {
+
+namespace {
+
+std::optional<NSImage> imageOf(const SharedSource& source)
+{
+    auto readers = openPictures(source);
+    if (!readers || readers->empty())
+        return std::nullopt;
+    NSImage image;
+    for (auto& reader : *readers)
+        image.addRepresentation(std::make_shared<PictureImageRep>(std::move(reader)));
+    return image;
+}
+
+std::int64_t pixelCount(const NSImageRep& representation)
+{
+    return std::int64_t { representation.pixelsWide() } * representation.pixelsHigh();
+}
+
+} // namespace
+
+std::shared_ptr<NSImageRep> NSImage::imageRepWithContentsOfFile(const Path& path)
+{
+    auto image = initWithContentsOfFile(path);
+    return image ? image->representations().front() : nullptr;
+}
+
+std::optional<NSImage> NSImage::initWithData(Bytes data) { return imageOf(PictureSource::ofBytes(std::move(data))); }
+
+std::optional<NSImage> NSImage::initWithContentsOfFile(const Path& path)
+{
+    auto source = PictureSource::ofFile(path);
+    return source ? imageOf(*source) : std::nullopt;
+}
+
+std::shared_ptr<NSImageRep> NSImage::bestRepresentationForDevice() const
+{
+    std::shared_ptr<NSImageRep> best;
+    for (const auto& candidate : m_representations) {
+        if (candidate && (!best || pixelCount(*candidate) > pixelCount(*best)))
+            best = candidate;
+    }
+    return best;
+}
+
+} // namespace mv

@@ -1,8 +1,0 @@
-#include "platform/ffmpeg/BackendParts.h"
-#include "platform/ffmpeg/MediaBackend.h"
-
-/// The name is MediaModuleEntry; the module exports nothing else.
-extern "C" __attribute__((visibility("default"))) mv::MediaBackend* mivoMediaBackend()
-{
-    return &mv::ffmpegMediaBackend();
-}

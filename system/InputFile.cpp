@@ -1,0 +1,68 @@
+#include "system/InputFile.h"
+
+#include "system/SystemError.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mv {
+
+Result<InputFile> InputFile::open(const Path& path)
+{
+    if (path.isNil())
+        return Error { Error::Kind::NotFound, "no path", ENOENT };
+    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!fd)
+        return systemError(errno);
+    return adopt(std::move(fd));
+}
+
+Result<InputFile> InputFile::adopt(UniqueFd fd)
+{
+    struct stat facts { };
+    if (fstat(fd.get(), &facts) != 0)
+        return systemError(errno);
+    if (!S_ISREG(facts.st_mode))
+        return Error { Error::Kind::Unsupported, "not a regular file", S_ISDIR(facts.st_mode) ? EISDIR : EINVAL };
+    return InputFile(std::move(fd), static_cast<std::uint64_t>(facts.st_size));
+}
+
+Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8_t> target) const
+{
+    std::size_t done = 0;
+    while (done < target.size()) {
+        ssize_t count
+            = pread(m_fd.get(), target.data() + done, target.size() - done, static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return systemError(errno);
+        if (count == 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+Result<Bytes> InputFile::bytesAt(std::uint64_t offset, std::size_t count) const
+{
+    if (offset > m_size || count > m_size - offset)
+        return Error { Error::Kind::Format, "past the end of the file" };
+    Bytes bytes(count);
+    MV_TRY(got, readAt(offset, bytes));
+    if (got != count)
+        return Error { Error::Kind::Io, "the file became shorter" };
+    return bytes;
+}
+
+Result<Bytes> readWholeFile(const Path& path, std::uint64_t limit)
+{
+    MV_TRY(file, InputFile::open(path));
+    if (file.size() > limit)
+        return Error { Error::Kind::Limit, "file too large" };
+    return file.bytesAt(0, static_cast<std::size_t>(file.size()));
+}
+
+} // namespace mv

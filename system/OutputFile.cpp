@@ -1,0 +1,179 @@
+#include "system/OutputFile.h"
+
+#include "Base/Core/Text.h"
+#include "system/SystemError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mv {
+
+namespace {
+
+constexpr mode_t NewFileMode = 0666; // less the process's mask
+constexpr std::size_t MoveBlock = 1u << 20;
+
+// What the path leads to, links followed; the path itself where nothing is there yet.
+Path resolved(const Path& path)
+{
+    std::unique_ptr<char, CloseWith<std::free>> real(realpath(path.c_str(), nullptr));
+    return real ? Path(std::string(real.get())) : path;
+}
+
+Result<void> refuseWhatIsNoFile(const Path& path)
+{
+    struct stat facts { };
+    if (stat(path.c_str(), &facts) != 0)
+        return errno == ENOENT ? Result<void> {} : systemError(errno, "cannot replace");
+    if (!S_ISREG(facts.st_mode))
+        return systemError(S_ISDIR(facts.st_mode) ? EISDIR : EPERM, "cannot replace");
+    if (access(path.c_str(), W_OK) != 0)
+        return systemError(errno, "cannot replace");
+    return {};
+}
+
+// 32 unpredictable characters hardly repeat; O_EXCL and linkat refuse the name that does.
+std::string hiddenNameFor(const std::string& name)
+{
+    std::uint64_t random[2] {};
+    if (getrandom(random, sizeof random, 0) != sizeof random)
+        random[0] = static_cast<std::uint64_t>(getpid());
+    std::string_view front = truncatedUtf8(name, NAME_MAX - 48); // the whole must stay a name
+    return formatText(".%.*s.mivo-%016llx%016llx", static_cast<int>(front.size()), front.data(),
+        static_cast<unsigned long long>(random[0]), static_cast<unsigned long long>(random[1]));
+}
+
+} // namespace
+
+Result<OutputFile> OutputFile::create(const Path& path)
+{
+    if (path.isNil() || path.text().empty() || path.text().ends_with('/'))
+        return systemError(ENOENT, "no file to write to");
+    MV_TRY_VOID(refuseWhatIsNoFile(path));
+    Path target = resolved(path);
+    OutputFile output;
+    output.m_name = target.lastPathComponent();
+    std::string folder(target.directory());
+    output.m_folder.reset(open(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!output.m_folder)
+        return systemError(errno, "cannot open the folder");
+    MV_TRY_VOID(output.openHidden());
+    return output;
+}
+
+Result<void> OutputFile::openHidden()
+{
+    m_file.reset(openat(m_folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, NewFileMode));
+    if (m_file)
+        return {};
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)
+        return systemError(errno, "cannot create a file");
+    // No nameless files here.
+    m_hiddenName = hiddenNameFor(m_name);
+    m_file.reset(openat(m_folder.get(), m_hiddenName.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, NewFileMode));
+    if (m_file)
+        return {};
+    m_hiddenName.clear();
+    return systemError(errno, "cannot create a file");
+}
+
+OutputFile::~OutputFile()
+{
+    if (m_folder && !m_hiddenName.empty())
+        unlinkat(m_folder.get(), m_hiddenName.c_str(), 0);
+}
+
+Result<void> OutputFile::writeAt(std::uint64_t offset, ByteView bytes)
+{
+    while (!bytes.empty()) {
+        ssize_t count = pwrite(m_file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return systemError(errno, "cannot write");
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+        offset += static_cast<std::uint64_t>(count);
+    }
+    return {};
+}
+
+Result<std::size_t> OutputFile::readAt(std::uint64_t offset, std::span<std::uint8_t> target) const
+{
+    std::size_t done = 0;
+    while (done < target.size()) {
+        ssize_t count
+            = pread(m_file.get(), target.data() + done, target.size() - done, static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return systemError(errno, "cannot read back");
+        if (count == 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+// From the end, so that nothing is overwritten before it was moved.
+Result<void> OutputFile::moveUp(std::uint64_t length, std::uint64_t distance)
+{
+    Bytes block(static_cast<std::size_t>(std::min<std::uint64_t>(length, MoveBlock)));
+    while (length > 0) {
+        std::uint64_t size = std::min<std::uint64_t>(length, block.size());
+        std::span<std::uint8_t> part = std::span(block).first(static_cast<std::size_t>(size));
+        MV_TRY(got, readAt(length - size, part));
+        if (got != part.size())
+            return Error { Error::Kind::Io, "the file became shorter" };
+        MV_TRY_VOID(writeAt(length - size + distance, part));
+        length -= size;
+    }
+    return {};
+}
+
+Result<InputFile> OutputFile::reopened() const { return InputFile::open(formatText("/proc/self/fd/%d", m_file.get())); }
+
+bool OutputFile::link(const std::string& name) const
+{
+    std::string self = formatText("/proc/self/fd/%d", m_file.get());
+    return linkat(AT_FDCWD, self.c_str(), m_folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+Result<void> OutputFile::giveHiddenName()
+{
+    if (!m_hiddenName.empty())
+        return {};
+    std::string name = hiddenNameFor(m_name);
+    if (!link(name))
+        return systemError(errno, "cannot name the file");
+    m_hiddenName = name;
+    return {};
+}
+
+Result<void> OutputFile::commit()
+{
+    struct stat old { };
+    bool replaces = fstatat(m_folder.get(), m_name.c_str(), &old, 0) == 0;
+    if (replaces) {
+        // An owner that may not be given away leaves the file ours.
+        static_cast<void>(fchown(m_file.get(), old.st_uid, old.st_gid) == 0);
+        if (fchmod(m_file.get(), old.st_mode & 07777) != 0)
+            return systemError(errno, "cannot keep the mode");
+    }
+    // Nothing can take a name that is in use but what has one itself. Between its two names a kill would leave a file
+    // that nobody removes, so a name that is free is taken at once.
+    if (!replaces && m_hiddenName.empty() && link(m_name))
+        return {};
+    MV_TRY_VOID(giveHiddenName());
+    if (renameat(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str()) != 0)
+        return systemError(errno, "cannot name the file");
+    m_hiddenName.clear();
+    return {};
+}
+
+} // namespace mv

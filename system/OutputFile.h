@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Base/Core/Bytes.h"
+#include "Base/Core/Handle.h"
+#include "Base/Core/Path.h"
+#include "Base/Core/Result.h"
+#include "system/InputFile.h"
+
+#include <cstdint>
+#include <string>
+
+namespace mv {
+
+/// A file that is made out of sight and takes its name at the end, whole or not at all. Until commit() the file of
+/// that name, if there is one, stays as it is; without commit(), or when the process is killed, nothing is left (on
+/// file systems without nameless files, and for a moment where a file is replaced, a kill may leave a hidden file
+/// beside it). Not synced to the disk: for files that can be made again.
+class OutputFile {
+public:
+    /// Refuses what could not be written in place either: a folder that is missing or may not be written to, a file
+    /// of the name that may not be written to or is no regular file. A symbolic link is followed.
+    static Result<OutputFile> create(const Path& path);
+
+    OutputFile(OutputFile&&) = default;
+    OutputFile& operator=(OutputFile&&) = delete;
+    ~OutputFile();
+
+    Result<void> writeAt(std::uint64_t offset, ByteView bytes);
+    /// As much as there is; short only at the end of what was written.
+    Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const;
+    /// What was written so far, to be read by others; before commit() only.
+    Result<InputFile> reopened() const;
+    /// Moves the first `length` bytes up by `distance`; what lies in the gap afterwards is not defined.
+    Result<void> moveUp(std::uint64_t length, std::uint64_t distance);
+
+    /// Gives the file its name, replacing what had it; mode and, where permitted, owner of that file are kept.
+    /// Nothing may be written afterwards.
+    Result<void> commit();
+
+private:
+    OutputFile() = default;
+    Result<void> openHidden();
+    bool link(const std::string& name) const;
+    Result<void> giveHiddenName();
+
+    UniqueFd m_folder;
+    UniqueFd m_file;
+    std::string m_name; // in the folder
+    std::string m_hiddenName; // empty while the file has none
+};
+
+} // namespace mv

@@ -1,0 +1,122 @@
+#include "platform/NSApplication.h"
+
+#include "Base/Core/NSException.h"
+#include "platform/MainThread.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
+
+namespace mv {
+namespace {
+
+struct Delegate final : NSApplicationDelegate {
+    std::function<void()> launched;
+    void applicationDidFinishLaunching() override
+    {
+        if (launched)
+            launched();
+    }
+};
+
+TEST(NSApplication, TerminateDuringLaunchEndsTheLoop)
+{
+    NSApplication application;
+    Delegate delegate;
+    delegate.launched = [&] { application.terminate(); };
+    EXPECT_EQ(application.run(delegate), 0);
+    EXPECT_TRUE(application.terminateAsked());
+}
+
+TEST(NSApplication, PostedWorkRunsInOrderOnTheMainThread)
+{
+    NSApplication application;
+    Delegate delegate;
+    std::vector<int> order;
+    std::thread::id where;
+    std::thread poster;
+    delegate.launched = [&] {
+        poster = std::thread([&] {
+            for (int i = 0; i < 3; ++i)
+                application.post([&, i] { order.push_back(i); });
+            application.post([&] {
+                where = std::this_thread::get_id();
+                application.terminate();
+            });
+        });
+    };
+    application.run(delegate);
+    poster.join();
+    EXPECT_EQ(order, (std::vector<int> { 0, 1, 2 }));
+    EXPECT_EQ(where, std::this_thread::get_id());
+}
+
+TEST(NSApplication, WatchesDescriptors)
+{
+    NSApplication application;
+    Delegate delegate;
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    int calls = 0;
+    delegate.launched = [&] {
+        application.watch(ends[0], [&] {
+            char c = 0;
+            EXPECT_EQ(read(ends[0], &c, 1), 1);
+            if (++calls == 2) {
+                application.unwatch(ends[0]);
+                application.terminate();
+            }
+        });
+        EXPECT_EQ(write(ends[1], "ab", 2), 2);
+    };
+    application.run(delegate);
+    EXPECT_EQ(calls, 2);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(MainThread, HopsWaitAndHandExceptionsOn)
+{
+    // The shared application can run only once a process, so this one run holds every case.
+    NSApplication& application = NSApplication::sharedApplication();
+    Delegate delegate;
+    std::thread worker;
+    std::thread::id where;
+    std::string raised;
+    bool nested = false;
+    delegate.launched = [&] {
+        worker = std::thread([&] {
+            MainThread::perform([&] { where = std::this_thread::get_id(); }, true);
+            try {
+                MainThread::perform([] { throw NSException("Name", "reason"); }, true);
+            } catch (const NSException& exception) {
+                raised = exception.reason();
+            }
+            MainThread::perform([&] { MainThread::perform([&] { nested = true; }, true); }, true);
+            application.terminate();
+        });
+    };
+    application.run(delegate);
+    worker.join();
+    EXPECT_EQ(where, std::this_thread::get_id());
+    EXPECT_EQ(raised, "reason");
+    EXPECT_TRUE(nested);
+}
+
+TEST(MainThread, AnExecutorStandsInForTheLoop)
+{
+    int hops = 0;
+    MainThread::setExecutorForTesting([&](const std::function<void()>& work) {
+        ++hops;
+        work();
+    });
+    bool ran = false;
+    MainThread::perform([&] { ran = true; }, true);
+    MainThread::setExecutorForTesting({});
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(hops, 1);
+}
+
+} // namespace
+} // namespace mv

@@ -1,0 +1,51 @@
+#include "system/InputFile.h"
+
+#include "tests/support/Scratch.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace mv {
+namespace {
+
+TEST(InputFile, ReadsAtAnyPlace)
+{
+    test::ScratchFolder folder;
+    auto file = InputFile::open(folder.write("a", "0123456789"));
+    ASSERT_TRUE(file.ok());
+    EXPECT_EQ(file->size(), 10u);
+    EXPECT_EQ(charsOf(*file->bytesAt(3, 4)), "3456");
+    Bytes buffer(8);
+    EXPECT_EQ(*file->readAt(6, buffer), 4u) << "short only at the end";
+}
+
+TEST(InputFile, RefusesLengthsPastTheEndBeforeAllocating)
+{
+    test::ScratchFolder folder;
+    auto file = InputFile::open(folder.write("a", "0123456789"));
+    EXPECT_FALSE(file->bytesAt(3, 8).ok());
+    EXPECT_FALSE(file->bytesAt(11, 0).ok());
+    EXPECT_FALSE(file->bytesAt(0, SIZE_MAX).ok());
+}
+
+TEST(InputFile, RefusesWhatIsNoRegularFile)
+{
+    test::ScratchFolder folder;
+    ASSERT_EQ(mkfifo(folder.file("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(InputFile::open(folder.file("fifo")).error().kind, Error::Kind::Unsupported) << "and does not block";
+    EXPECT_EQ(InputFile::open(folder.path()).error().kind, Error::Kind::Unsupported);
+    EXPECT_EQ(InputFile::open("/dev/null").error().kind, Error::Kind::Unsupported);
+    EXPECT_EQ(InputFile::open(folder.file("missing")).error().kind, Error::Kind::NotFound);
+    EXPECT_EQ(InputFile::open(Path()).error().kind, Error::Kind::NotFound);
+}
+
+TEST(InputFile, WholeFileWithinItsLimit)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("a", "0123456789");
+    EXPECT_EQ(readWholeFile(path, 10)->size(), 10u);
+    EXPECT_EQ(readWholeFile(path, 9).error().kind, Error::Kind::Limit);
+}
+
+} // namespace
+} // namespace mv
