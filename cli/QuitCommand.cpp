@@ -1,8 +1,8 @@
 #include "cli/Command.h"
 #include "cli/Terminal.h"
 #include "client/ServiceBus.h"
-#include "client/ServiceNames.h"
 #include "platform/NSDistributedNotificationCenter.h"
+#include "service/include/ServiceNames.h"
 
 #include <algorithm>
 #include <chrono>
@@ -30,7 +30,7 @@ ExitStatus run(const Arguments&)
         complain(Name, "the service does not run");
         return ExitStatus::NoService;
     }
-    if (!NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo")) {
+    if (!NSDistributedNotificationCenter::post(TerminateNotification, TerminateObject)) {
         complain(Name, "the notification cannot be sent");
         return ExitStatus::SomeFailed;
     }

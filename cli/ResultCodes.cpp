@@ -5,6 +5,7 @@
 #include "audio/AudioStatus.h"
 #include "platform/MovieToolbox.h"
 #include "service/include/MVAudioEncoderBase.h"
+#include "service/include/MVMP4ExporterBase.h"
 
 #include <algorithm>
 #include <array>
@@ -12,9 +13,6 @@
 namespace mv::cli {
 
 namespace {
-
-// What a conversion gives when its delegate has cancelled it.
-constexpr std::int32_t ConversionCancelled = -1;
 
 constexpr std::array kEncoderCodes {
     ResultCode { MVAudioEncoderErrorInput, "the input is no audio file that can be decoded" },
@@ -27,7 +25,7 @@ constexpr std::array kEncoderCodes {
 };
 
 constexpr std::array kExporterCodes {
-    ResultCode { ConversionCancelled, "cancelled" },
+    ResultCode { MVMP4ExporterCancelled, "cancelled" },
     ResultCode { userCanceledErr, "cancelled" },
     ResultCode { dskFulErr, "the disk is full" },
     ResultCode { ioErr, "reading or writing failed" },

@@ -5,7 +5,7 @@
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
 #include "client/ServiceBus.h"
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,6 +1,7 @@
 #include "cli/Terminal.h"
 
 #include "Base/Core/Text.h"
+#include "bus/BusError.h"
 #include "cli/Output.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace mv::cli {
 namespace {
 
 constexpr int UsualWidth = 80;
-constexpr std::string_view ExceptionPrefix = "Mivo.Exception.";
+constexpr std::string_view ExceptionPrefix = BusErrorExceptionPrefix;
 
 // What the bus says when nobody is there to answer.
 constexpr std::array<std::string_view, 4> kNobodyThere { "org.freedesktop.DBus.Error.ServiceUnknown",

@@ -2,7 +2,8 @@
 
 #include "bus/BusError.h"
 #include "bus/BusName.h"
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 #include <array>
 #include <cstring>
@@ -10,8 +11,6 @@
 namespace mv {
 
 namespace {
-
-constexpr const char* InfoProtocol = "MVExifInfo";
 
 constexpr std::array kTextProperties {
     ExifTextProperty { "vendor", &MVExifInfo::vendor },
@@ -91,12 +90,13 @@ Result<std::optional<MVExifInfo>> ExifClient::extractExif(const Path& path)
 {
     std::string object;
     MV_TRY_VOID(m_bus.call(
-        { ExifExtractorService, "MVExifExtractorBase", "extractExif" }, [&](WireWriter& to) { to.string(path.text()); },
-        [&](WireReader& from) { object = from.objectPath(); }));
+        { ExifExtractorService, wire::ExifExtractorBase::Interface, wire::ExifExtractorBase::extractExif },
+        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { object = from.objectPath(); }));
     if (object == "/")
         return std::optional<MVExifInfo>();
     auto info = readInfo(object);
-    MV_TRY_VOID(m_bus.call({ ExifExtractorService, InfoProtocol, "release", object.c_str() }));
+    MV_TRY_VOID(
+        m_bus.call({ ExifExtractorService, wire::ExifInfo::Interface, wire::ExifInfo::release, object.c_str() }));
     if (!info)
         return info.error();
     return std::optional(std::move(info).value());
@@ -107,8 +107,7 @@ Result<MVExifInfo> ExifClient::readInfo(const std::string& objectPath)
     BusErrorHolder error;
     sd_bus_message* answered = nullptr;
     int code = sd_bus_call_method(m_bus.bus(), busNameForService(ExifExtractorService).c_str(), objectPath.c_str(),
-        "org.freedesktop.DBus.Properties", "GetAll", error.get(), &answered, "s",
-        interfaceForProtocol(InfoProtocol).c_str());
+        "org.freedesktop.DBus.Properties", "GetAll", error.get(), &answered, "s", wire::ExifInfo::Interface);
     BusMessage answer(answered);
     if (code < 0)
         return Error { Error::Kind::Io, error.message(), -code, error.name() };

@@ -1,12 +1,12 @@
 #include "client/ExporterClient.h"
 
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
 namespace {
 
-constexpr const char* Protocol = "MVMP4ExporterBase";
 constexpr const char* DelegatePath = "/MP4ExporterDelegate";
 constexpr const char* NoDelegate = "/";
 
@@ -26,12 +26,13 @@ private:
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("MP4ExporterProgress", SD_BUS_ARGS("i", percent), SD_BUS_RESULT("b", goOn),
-        (servedMethod<DelegateAdaptor, &DelegateAdaptor::progress>), SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterDelegate::MP4ExporterProgress, SD_BUS_ARGS("i", percent),
+        SD_BUS_RESULT("b", goOn), (servedMethod<DelegateAdaptor, &DelegateAdaptor::progress>),
+        SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMP4ExporterDelegate", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::MP4ExporterDelegate::Interface, kMembers } };
 
 std::span<const ServedInterface> DelegateAdaptor::interfaces() const { return kInterfaces; }
 
@@ -39,14 +40,14 @@ std::span<const ServedInterface> DelegateAdaptor::interfaces() const { return kI
 
 Result<std::int32_t> ExporterClient::exportToMp4(const Path& source, const Path& destination, ExportListener* listener)
 {
-    return run("exportWithDelegateFromPathToMp4Path", listener,
+    return run(wire::MP4ExporterBase::exportWithDelegateFromPathToMp4Path, listener,
         [&](WireWriter& to) { to.string(source.text()).string(destination.text()); });
 }
 
 Result<std::int32_t> ExporterClient::convertToAac(
     const Path& source, const Path& destination, std::int32_t bitrate, ExportListener* listener)
 {
-    return run("convertToAacWithDelegateFromPathToMp4PathBitrate", listener,
+    return run(wire::MP4ExporterBase::convertToAacWithDelegateFromPathToMp4PathBitrate, listener,
         [&](WireWriter& to) { to.string(source.text()).string(destination.text()).integer(bitrate); });
 }
 
@@ -59,7 +60,7 @@ Result<std::int32_t> ExporterClient::run(
         served = m_bus.serve(adaptor.emplace(*listener), DelegatePath);
     std::int32_t code = 0;
     MV_TRY_VOID(m_bus.call(
-        { MP4ExporterService, Protocol, operation },
+        { MP4ExporterService, wire::MP4ExporterBase::Interface, operation },
         [&](WireWriter& to) {
             to.objectPath(listener ? DelegatePath : NoDelegate);
             arguments(to);
@@ -72,8 +73,8 @@ Result<bool> ExporterClient::isAlacAudio(const Path& path)
 {
     bool answer = false;
     MV_TRY_VOID(m_bus.call(
-        { MP4ExporterService, Protocol, "isAlacAudio" }, [&](WireWriter& to) { to.string(path.text()); },
-        [&](WireReader& from) { answer = from.boolean(); }));
+        { MP4ExporterService, wire::MP4ExporterBase::Interface, wire::MP4ExporterBase::isAlacAudio },
+        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { answer = from.boolean(); }));
     return answer;
 }
 

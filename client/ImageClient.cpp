@@ -1,5 +1,7 @@
 #include "client/ImageClient.h"
 
+#include "service/include/WireNames.h"
+
 namespace mv {
 
 namespace {
@@ -16,7 +18,7 @@ Result<std::optional<ImageClient::Thumbnail>> ImageClient::makeThumbnail(const P
 {
     std::optional<Record> answer;
     MV_TRY_VOID(m_bus.call(
-        { ImageParserService, "MVImageInfoBuilder", "makeThumbnailWithMaxSize" },
+        { ImageParserService, wire::ImageInfoBuilder::Interface, wire::ImageInfoBuilder::makeThumbnailWithMaxSize },
         [&](WireWriter& to) {
             to.string(path.text());
             to.realPair(maximum.width, maximum.height);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "client/MediaInfoClient.h"
-#include "client/ServiceNames.h"
 #include "service/include/MVImageInfoBuilder.h"
+#include "service/include/ServiceNames.h"
 
 namespace mv {
 

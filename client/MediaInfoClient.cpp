@@ -1,15 +1,56 @@
 #include "client/MediaInfoClient.h"
 
-#include "client/ServiceNames.h"
+#include "Base/Core/Text.h"
+#include "Base/Media/MVMediaTypeReader.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
+
+#include <algorithm>
+#include <array>
 
 namespace mv {
+
+namespace {
+
+// Pictures that the image service takes though their endings have no media type code.
+constexpr std::array<std::string_view, 6> kMorePictures { "tif", "tiff", "webp", "heic", "heif", "avif" };
+
+bool isMorePicture(std::string_view extension)
+{
+    return std::any_of(kMorePictures.begin(), kMorePictures.end(),
+        [&](std::string_view one) { return equalIgnoringAsciiCase(one, extension); });
+}
+
+} // namespace
+
+std::string_view describingService(const Path& path)
+{
+    switch (MVMediaTypeReader::type(path)) {
+    case MVMediaTypeMP3:
+        return MP3ParserService;
+    case MVMediaTypeM4A:
+        return MP4ParserService;
+    case MVMediaTypeFLAC:
+    case MVMediaTypeOGG:
+        return BasicAudioParserService;
+    case MVMediaTypeJPG:
+    case MVMediaTypeBMP:
+    case MVMediaTypeGIF:
+    case MVMediaTypePNG:
+        return ImageParserService;
+    case MVMediaTypeUnknown:
+        return isMorePicture(path.pathExtension()) ? ImageParserService : AVParserService;
+    default:
+        return AVParserService;
+    }
+}
 
 Result<std::optional<Record>> MediaInfoClient::build(const Path& path)
 {
     std::optional<Record> record;
     MV_TRY_VOID(m_bus.call(
-        { m_service, "MVMediaInfoBuilder", "build" }, [&](WireWriter& to) { to.string(path.text()); },
-        [&](WireReader& from) { record = from.optionalRecord(); }));
+        { m_service, wire::MediaInfoBuilder::Interface, wire::MediaInfoBuilder::build },
+        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { record = from.optionalRecord(); }));
     return record;
 }
 

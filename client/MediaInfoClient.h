@@ -26,6 +26,9 @@ private:
     std::string_view m_service;
 };
 
+/// The service that describes a file, by the ending of its name: MP3 files, M4A files, FLAC and Ogg files and pictures
+/// have a service of their own, everything else goes to the audio/video parser.
+std::string_view describingService(const Path& path);
 /// The record of a file from the service that the ending of its name calls for.
 Result<std::optional<Record>> describeFile(ServiceBus& bus, const Path& path);
 

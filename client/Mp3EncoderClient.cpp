@@ -1,16 +1,11 @@
 #include "client/Mp3EncoderClient.h"
 
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 #include <algorithm>
 
 namespace mv {
-
-namespace {
-
-constexpr const char* Protocol = "MVAudioEncoderBase";
-
-} // namespace
 
 /// A job's delegate: hands what the service says on to the job's listener, and knows how far the job is.
 class Mp3EncoderClient::Delegate final : public ServedObject {
@@ -69,43 +64,47 @@ private:
 
 const sd_bus_vtable Mp3EncoderClient::Delegate::s_members[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("encoderDidStart", SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidStart, SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
         (servedMethod<Delegate, &Delegate::encoderDidStart>), SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_ARGS("shouldEncodeStop", SD_BUS_NO_ARGS, SD_BUS_RESULT("b", stop),
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::shouldEncodeStop, SD_BUS_NO_ARGS, SD_BUS_RESULT("b", stop),
         (servedMethod<Delegate, &Delegate::shouldEncodeStop>), SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_ARGS("encoderProgress", SD_BUS_ARGS("o", encoder, "d", percent), SD_BUS_NO_RESULT,
-        (servedMethod<Delegate, &Delegate::encoderProgress>), SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_ARGS("encoderDidFailWithError", SD_BUS_ARGS("o", encoder, "(si)", error), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderProgress, SD_BUS_ARGS("o", encoder, "d", percent),
+        SD_BUS_NO_RESULT, (servedMethod<Delegate, &Delegate::encoderProgress>), SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidFailWithError,
+        SD_BUS_ARGS("o", encoder, "(si)", error), SD_BUS_NO_RESULT,
         (servedMethod<Delegate, &Delegate::encoderDidFailWithError>), SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_ARGS("encoderDidEnd", SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidEnd, SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
         (servedMethod<Delegate, &Delegate::encoderDidEnd>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END,
 };
 
 std::span<const ServedInterface> Mp3EncoderClient::Delegate::interfaces() const
 {
-    static constexpr ServedInterface kInterfaces[] = { { "Mivo.MVAudioEncoderDelegate", s_members } };
+    static constexpr ServedInterface kInterfaces[] = { { wire::AudioEncoderDelegate::Interface, s_members } };
     return kInterfaces;
 }
 
 Result<void> Mp3EncoderClient::setAttributes(const Record& attributes)
 {
-    return m_bus.call({ Mp3EncoderService, Protocol, "setAttributes" }, [&](WireWriter& to) { to.record(attributes); });
+    return m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::setAttributes },
+        [&](WireWriter& to) { to.record(attributes); });
 }
 
 Result<Record> Mp3EncoderClient::attributes()
 {
     Record record;
-    MV_TRY_VOID(m_bus.call(
-        { Mp3EncoderService, Protocol, "attributes" }, {}, [&](WireReader& from) { record = from.record(); }));
+    MV_TRY_VOID(m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::attributes },
+        {}, [&](WireReader& from) { record = from.record(); }));
     return record;
 }
 
 Result<void> Mp3EncoderClient::start(const EncodeJob& job, const std::string& delegatePath)
 {
-    MV_TRY_VOID(m_bus.call(
-        { Mp3EncoderService, Protocol, "setDelegate" }, [&](WireWriter& to) { to.objectPath(delegatePath); }));
-    return m_bus.call({ Mp3EncoderService, Protocol, "encodeOnThreadFileOutputFile" },
+    MV_TRY_VOID(
+        m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::setDelegate },
+            [&](WireWriter& to) { to.objectPath(delegatePath); }));
+    return m_bus.call(
+        { Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::encodeOnThreadFileOutputFile },
         [&](WireWriter& to) { to.string(job.input.text()).string(job.output.text()); });
 }
 

@@ -118,10 +118,9 @@ Result<void> ServiceBus::processUntil(const std::function<bool()>& done)
 Result<BusMessage> ServiceBus::answerOf(const Operation& operation, const Encode& arguments)
 {
     std::string destination = busNameForService(operation.service);
-    std::string interface = interfaceForProtocol(operation.protocol);
     sd_bus_message* made = nullptr;
     int code = sd_bus_message_new_method_call(
-        m_bus.get(), &made, destination.c_str(), operation.path, interface.c_str(), operation.name);
+        m_bus.get(), &made, destination.c_str(), operation.path, operation.interface, operation.name);
     BusMessage message(made);
     if (code < 0)
         return systemError(code);

@@ -15,7 +15,7 @@ namespace mv {
 /// One operation of one object of a service.
 struct Operation {
     std::string_view service; ///< the service's name, not the bus name
-    const char* protocol;
+    const char* interface;
     const char* name;
     const char* path = "/";
 };

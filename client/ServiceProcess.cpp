@@ -2,7 +2,7 @@
 
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/Text.h"
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
 
 #include <algorithm>
 #include <array>

@@ -1,13 +1,12 @@
 #include "client/TagClient.h"
 
 #include "Base/Media/MediaDB.h"
-#include "client/ServiceNames.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
 namespace {
-
-constexpr const char* Protocol = "MVMediaTagBase";
 
 std::optional<std::string> textOf(const Record& record, std::string_view key)
 {
@@ -21,8 +20,8 @@ Result<std::optional<TagClient::PodcastInfo>> TagClient::podcastInfo(const Path&
 {
     std::optional<Record> answer;
     MV_TRY_VOID(m_bus.call(
-        { MediaTagUpdaterService, Protocol, "podcastInfo" }, [&](WireWriter& to) { to.string(path.text()); },
-        [&](WireReader& from) { answer = from.optionalRecord(); }));
+        { MediaTagUpdaterService, wire::MediaTagBase::Interface, wire::MediaTagBase::podcastInfo },
+        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { answer = from.optionalRecord(); }));
     if (!answer)
         return std::optional<PodcastInfo>();
     return std::optional(
@@ -33,7 +32,7 @@ Result<bool> TagClient::updateTag(const Path& path, const Record& record)
 {
     bool updated = false;
     MV_TRY_VOID(m_bus.call(
-        { MediaTagUpdaterService, Protocol, "updateTagWithDictionary" },
+        { MediaTagUpdaterService, wire::MediaTagBase::Interface, wire::MediaTagBase::updateTagWithDictionary },
         [&](WireWriter& to) {
             to.string(path.text());
             to.record(record);

@@ -1,15 +1,9 @@
 #include "service/host/AppDelegate.h"
 
 #include "Base/Core/NSLog.h"
+#include "service/include/ServiceNames.h"
 
 namespace mv {
-
-namespace {
-
-constexpr const char* TerminateNotification = "MivoTerminitor";
-constexpr const char* TerminateObject = "Mivo";
-
-} // namespace
 
 AppDelegate::AppDelegate(HostPlatform& platform, std::span<const ServiceRow> services)
     : m_platform(platform)

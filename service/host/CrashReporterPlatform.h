@@ -10,8 +10,6 @@
 
 namespace mv {
 
-inline constexpr std::string_view CrashReporterServiceName = "MivoCrashReporter_1.3.0.12062";
-
 /// What the crash reporter's root object answers to.
 class CrashReporterRemote {
 public:

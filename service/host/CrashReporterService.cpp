@@ -4,6 +4,7 @@
 #include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
 #include "platform/ProcessTable.h"
+#include "service/include/ServiceNames.h"
 
 #include <csignal>
 #include <cstring>

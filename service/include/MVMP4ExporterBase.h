@@ -15,6 +15,9 @@ public:
     virtual bool MP4ExporterProgress(std::int32_t percent) = 0;
 };
 
+/// What a conversion gives that its delegate has cancelled.
+inline constexpr std::int32_t MVMP4ExporterCancelled = -1;
+
 /// Exports movies to MPEG-4 and converts audio to AAC; one job at a time in the whole process.
 class MVMP4ExporterBase {
 public:
@@ -23,7 +26,7 @@ public:
     virtual std::int32_t exportWithDelegateFromPathToMp4Path(
         MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
         = 0;
-    /// 0 for success, -1 when the delegate cancelled, or the first error code of the audio files. `bitrate` in
+    /// 0 for success, MVMP4ExporterCancelled, or the first error code of the audio files. `bitrate` in
     /// bits per second.
     virtual std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
         MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate)

@@ -26,7 +26,6 @@ constexpr std::int32_t LowestBitRate = 1000;
 constexpr std::int32_t HighestBitRate = 256000;
 constexpr std::int32_t DefaultBitRate = 128000;
 constexpr std::uint32_t FramesPerBuffer = 2048;
-constexpr std::int32_t Cancelled = -1;
 
 bool areOneFile(const Path& a, const Path& b)
 {
@@ -117,7 +116,7 @@ private:
 OSStatus myMovieProgressProc(Movie&, std::int16_t message, std::int16_t, Fixed percentDone, void* context)
 {
     auto* delegate = static_cast<MVMP4ExporterDelegate*>(context);
-    return delegate->MP4ExporterProgress(percentOf(message, percentDone)) ? noErr : Cancelled;
+    return delegate->MP4ExporterProgress(percentOf(message, percentDone)) ? noErr : MVMP4ExporterCancelled;
 }
 
 MP4ExporterTools MP4ExporterTools::platform()
@@ -212,7 +211,7 @@ std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
     if (error == noErr && tags)
         m_tools.updateTag(destination, *tags);
     if (job.cancelled)
-        return Cancelled;
+        return MVMP4ExporterCancelled;
     if (error == noErr && delegate)
         delegate->MP4ExporterProgress(100);
     return error;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "client/ServiceNames.h"
 #include "platform/NSConnection.h"
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
@@ -8,6 +7,7 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 #include "service/host/adaptors/MediaInfoAdaptor.h"
 #include "service/host/adaptors/MediaTagAdaptor.h"
+#include "service/include/ServiceNames.h"
 
 #include <functional>
 #include <thread>

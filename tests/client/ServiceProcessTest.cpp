@@ -2,8 +2,8 @@
 
 #include "bus/BusName.h"
 #include "client/MediaInfoClient.h"
-#include "client/ServiceNames.h"
 #include "platform/NSDistributedNotificationCenter.h"
+#include "service/include/ServiceNames.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Places.h"
@@ -73,7 +73,7 @@ TEST_F(WithoutBus, AServiceThatAlwaysFindsItsNamesTakenIsAnError)
 bool quit()
 {
     auto bus = std::move(ServiceBus::open()).value();
-    return NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo")
+    return NSDistributedNotificationCenter::post(TerminateNotification, TerminateObject)
         && test::eventually([&] { return !bus->hasOwner(AVParserService) && !bus->hasOwner(BasicAudioParserService); });
 }
 
@@ -138,7 +138,7 @@ TEST(WithBus, StartsTheServiceOnceAndLetsItRun)
     int first = *bus->processIdOf(BasicAudioParserService);
     ASSERT_TRUE(ServiceProcess::ensure({ kProgram }).ok());
     EXPECT_EQ(*bus->processIdOf(BasicAudioParserService), first);
-    ASSERT_TRUE(NSDistributedNotificationCenter::post("MivoTerminitor", "Mivo"));
+    ASSERT_TRUE(NSDistributedNotificationCenter::post(TerminateNotification, TerminateObject));
     EXPECT_TRUE(test::eventually([&] { return !bus->hasOwner(AVParserService); }));
     EXPECT_EQ(bus->processIdOf(AVParserService).error().kind, Error::Kind::NotFound);
 }

@@ -141,7 +141,7 @@ TEST(LifecycleStart, AFifthNameThatIsTakenKeepsFourAndQuits)
     ServiceProcess service;
     EXPECT_EQ(service.waitForEnd(), 1);
     holder.serveWhatCame();
-    EXPECT_EQ(published, std::vector<std::string>(kServiceBusNames, kServiceBusNames + 4));
+    EXPECT_EQ(published, std::vector<std::string>(kServiceBusNames.begin(), kServiceBusNames.begin() + 4));
     EXPECT_NE(service.log().find("failed to register Mivo MP4 Exporter"), std::string::npos) << service.log();
 }
 

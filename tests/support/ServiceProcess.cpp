@@ -58,8 +58,8 @@ ServiceProcess::~ServiceProcess()
 bool ServiceProcess::waitUntilReady()
 {
     BusClient client;
-    for (std::string_view name : kServiceBusNames) {
-        if (!client.waitForOwner(std::string(name)))
+    for (const std::string& name : kServiceBusNames) {
+        if (!client.waitForOwner(name))
             return false;
     }
     return true;

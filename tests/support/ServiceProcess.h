@@ -1,27 +1,24 @@
 #pragma once
 
+#include "bus/BusName.h"
+#include "service/include/ServiceNames.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Scratch.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
-#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
 namespace mv::test {
 
 /// The bus names of the nine services, in the order of publication.
-inline constexpr std::string_view kServiceBusNames[] = {
-    "MivoAVParser_1._3._0._12062",
-    "MivoMP3Parser_1._3._0._12062",
-    "MivoImageParser_1._3._0._12062",
-    "MivoMediaTagUpdater_1._3._0._12062",
-    "MivoMP4Exporter_1._3._0._12062",
-    "MivoMP4Parser_1._3._0._12062",
-    "MivoExifExtractor_1._3._0._12062",
-    "MivoMp3Encoder_1._3._0._12062",
-    "MivoBasicAudioParser_1._3._0._12062",
-};
+inline const auto kServiceBusNames = [] {
+    std::array<std::string, kServiceNames.size()> names;
+    std::transform(kServiceNames.begin(), kServiceNames.end(), names.begin(), busNameForService);
+    return names;
+}();
 
 /// The real service process, on the session bus of this process, with its log in a file. Killed at the end of the
 /// scope if it still runs.

@@ -2,6 +2,7 @@
 
 #include "bus/ThreadConnection.h"
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -9,21 +10,22 @@ namespace {
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("setAttributes", SD_BUS_ARGS("a{sv}", attributes), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::setAttributes, SD_BUS_ARGS("a{sv}", attributes), SD_BUS_NO_RESULT,
         (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::setAttributes>), 0),
-    SD_BUS_METHOD_WITH_ARGS("attributes", SD_BUS_NO_ARGS, SD_BUS_RESULT("a{sv}", attributes),
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::attributes, SD_BUS_NO_ARGS, SD_BUS_RESULT("a{sv}", attributes),
         (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::attributes>), 0),
-    SD_BUS_METHOD_WITH_ARGS("setDelegate", SD_BUS_ARGS("o", delegate), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::setDelegate, SD_BUS_ARGS("o", delegate), SD_BUS_NO_RESULT,
         (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::setDelegate>), 0),
-    SD_BUS_METHOD_WITH_ARGS("encodeFileOutputFile", SD_BUS_ARGS("s", input, "s", output),
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::encodeFileOutputFile, SD_BUS_ARGS("s", input, "s", output),
         SD_BUS_RESULT("b", withoutError),
         (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::encodeFileOutputFile>), 0),
-    SD_BUS_METHOD_WITH_ARGS("encodeOnThreadFileOutputFile", SD_BUS_ARGS("s", input, "s", output), SD_BUS_NO_RESULT,
-        (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::encodeOnThreadFileOutputFile>), 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::encodeOnThreadFileOutputFile, SD_BUS_ARGS("s", input, "s", output),
+        SD_BUS_NO_RESULT, (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::encodeOnThreadFileOutputFile>),
+        0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVAudioEncoderBase", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::AudioEncoderBase::Interface, kMembers } };
 
 constexpr const char* EncoderPath = "/";
 
@@ -48,26 +50,29 @@ public:
     }
     void encoderDidStart(MVAudioEncoderBase&) override
     {
-        m_client.send("encoderDidStart", [](WireWriter& out) { out.objectPath(EncoderPath); });
+        m_client.send(
+            wire::AudioEncoderDelegate::encoderDidStart, [](WireWriter& out) { out.objectPath(EncoderPath); });
     }
     bool shouldEncodeStop() override
     {
         bool stop = true;
-        return !m_client.send("shouldEncodeStop", {}, [&](WireReader& in) { stop = in.boolean(); }) || stop;
+        return !m_client.send(wire::AudioEncoderDelegate::shouldEncodeStop, {}, [&](WireReader& in) {
+            stop = in.boolean();
+        }) || stop;
     }
     void encoderProgress(MVAudioEncoderBase&, float percent) override
     {
-        m_client.send("encoderProgress",
+        m_client.send(wire::AudioEncoderDelegate::encoderProgress,
             [&](WireWriter& out) { out.objectPath(EncoderPath).real(static_cast<double>(percent)); });
     }
     void encoderDidFailWithError(MVAudioEncoderBase&, const NSError& error) override
     {
-        m_client.send("encoderDidFailWithError",
+        m_client.send(wire::AudioEncoderDelegate::encoderDidFailWithError,
             [&](WireWriter& out) { out.objectPath(EncoderPath).stringAndInteger(error.domain, error.code); });
     }
     void encoderDidEnd(MVAudioEncoderBase&) override
     {
-        m_client.send("encoderDidEnd", [](WireWriter& out) { out.objectPath(EncoderPath); });
+        m_client.send(wire::AudioEncoderDelegate::encoderDidEnd, [](WireWriter& out) { out.objectPath(EncoderPath); });
     }
 
 private:
@@ -89,7 +94,7 @@ void AudioEncoderInterface::attributes(Call& call) { call.reply().record(m_encod
 
 void AudioEncoderInterface::setDelegate(Call& call)
 {
-    auto client = ClientDelegate::ofCall(call, "Mivo.MVAudioEncoderDelegate", m_delegateTimeout);
+    auto client = ClientDelegate::ofCall(call, wire::AudioEncoderDelegate::Interface, m_delegateTimeout);
     m_encoder.setDelegate(client ? std::make_shared<DelegateProxy>(std::move(*client)) : nullptr);
 }
 

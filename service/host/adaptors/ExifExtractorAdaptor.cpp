@@ -2,6 +2,7 @@
 
 #include "service/host/adaptors/ExifInfoAdaptor.h"
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -9,12 +10,12 @@ namespace {
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("extractExif", SD_BUS_ARGS("s", path), SD_BUS_RESULT("o", info),
+    SD_BUS_METHOD_WITH_ARGS(wire::ExifExtractorBase::extractExif, SD_BUS_ARGS("s", path), SD_BUS_RESULT("o", info),
         (servedMethod<ExifExtractorAdaptor, &ExifExtractorAdaptor::extractExif>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVExifExtractorBase", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::ExifExtractorBase::Interface, kMembers } };
 
 } // namespace
 

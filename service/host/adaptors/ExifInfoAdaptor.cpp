@@ -1,6 +1,7 @@
 #include "service/host/adaptors/ExifInfoAdaptor.h"
 
 #include "bus/BusError.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -66,14 +67,14 @@ constexpr sd_bus_vtable kMembers[] = {
     EXIF_PROPERTY(redEyeReduction, "as"),
     EXIF_PROPERTY(versionNumber, "i"),
     EXIF_PROPERTY(date, "a(x)"),
-    SD_BUS_METHOD_WITH_ARGS("setValues", SD_BUS_ARGS("o", source), SD_BUS_NO_RESULT,
+    SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::setValues, SD_BUS_ARGS("o", source), SD_BUS_NO_RESULT,
         (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::setValues>), 0),
-    SD_BUS_METHOD_WITH_ARGS(
-        "release", SD_BUS_NO_ARGS, SD_BUS_NO_RESULT, (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::release>), 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::release, SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
+        (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::release>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVExifInfo", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::ExifInfo::Interface, kMembers } };
 
 } // namespace
 

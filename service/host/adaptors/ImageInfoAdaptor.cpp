@@ -1,6 +1,7 @@
 #include "service/host/adaptors/ImageInfoAdaptor.h"
 
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -8,22 +9,22 @@ namespace {
 
 constexpr sd_bus_vtable kMediaInfoMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("build", SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", record),
+    SD_BUS_METHOD_WITH_ARGS(wire::MediaInfoBuilder::build, SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", record),
         (servedMethod<ImageInfoAdaptor, &ImageInfoAdaptor::build>), 0),
     SD_BUS_VTABLE_END,
 };
 
 constexpr sd_bus_vtable kImageInfoMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("makeThumbnailWithMaxSize", SD_BUS_ARGS("s", path, "(dd)", maximum),
+    SD_BUS_METHOD_WITH_ARGS(wire::ImageInfoBuilder::makeThumbnailWithMaxSize, SD_BUS_ARGS("s", path, "(dd)", maximum),
         SD_BUS_RESULT("aa{sv}", thumbnail),
         (servedMethod<ImageInfoAdaptor, &ImageInfoAdaptor::makeThumbnailWithMaxSize>), 0),
     SD_BUS_VTABLE_END,
 };
 
 constexpr ServedInterface kInterfaces[] = {
-    { "Mivo.MVMediaInfoBuilder", kMediaInfoMembers },
-    { "Mivo.MVImageInfoBuilder", kImageInfoMembers },
+    { wire::MediaInfoBuilder::Interface, kMediaInfoMembers },
+    { wire::ImageInfoBuilder::Interface, kImageInfoMembers },
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -8,18 +9,18 @@ namespace {
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("exportWithDelegateFromPathToMp4Path",
+    SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterBase::exportWithDelegateFromPathToMp4Path,
         SD_BUS_ARGS("o", delegate, "s", source, "s", destination), SD_BUS_RESULT("i", status),
         (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path>), 0),
-    SD_BUS_METHOD_WITH_ARGS("convertToAacWithDelegateFromPathToMp4PathBitrate",
+    SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterBase::convertToAacWithDelegateFromPathToMp4PathBitrate,
         SD_BUS_ARGS("o", delegate, "s", source, "s", destination, "i", bitrate), SD_BUS_RESULT("i", status),
         (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate>), 0),
-    SD_BUS_METHOD_WITH_ARGS("isAlacAudio", SD_BUS_ARGS("s", path), SD_BUS_RESULT("b", alac),
+    SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterBase::isAlacAudio, SD_BUS_ARGS("s", path), SD_BUS_RESULT("b", alac),
         (servedMethod<MP4ExporterAdaptor, &MP4ExporterAdaptor::isAlacAudio>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMP4ExporterBase", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::MP4ExporterBase::Interface, kMembers } };
 
 class DelegateProxy final : public MVMP4ExporterDelegate {
 public:
@@ -31,7 +32,7 @@ public:
     {
         bool goOn = false;
         bool answered = m_client.send(
-            "MP4ExporterProgress", [&](WireWriter& out) { out.integer(percent); },
+            wire::MP4ExporterDelegate::MP4ExporterProgress, [&](WireWriter& out) { out.integer(percent); },
             [&](WireReader& in) { goOn = in.boolean(); });
         return answered && goOn;
     }
@@ -43,7 +44,7 @@ private:
 /// Null for a nil delegate.
 std::unique_ptr<DelegateProxy> delegateOf(Call& call, std::uint64_t timeout)
 {
-    auto client = ClientDelegate::ofCall(call, "Mivo.MVMP4ExporterDelegate", timeout);
+    auto client = ClientDelegate::ofCall(call, wire::MP4ExporterDelegate::Interface, timeout);
     return client ? std::make_unique<DelegateProxy>(std::move(*client)) : nullptr;
 }
 

@@ -1,6 +1,7 @@
 #include "service/host/adaptors/MediaInfoAdaptor.h"
 
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -8,12 +9,12 @@ namespace {
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("build", SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", record),
+    SD_BUS_METHOD_WITH_ARGS(wire::MediaInfoBuilder::build, SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", record),
         (servedMethod<MediaInfoAdaptor, &MediaInfoAdaptor::build>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMediaInfoBuilder", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::MediaInfoBuilder::Interface, kMembers } };
 
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 
 #include "service/host/adaptors/PathArgument.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -8,14 +9,14 @@ namespace {
 
 constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_ARGS("podcastInfo", SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", info),
+    SD_BUS_METHOD_WITH_ARGS(wire::MediaTagBase::podcastInfo, SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", info),
         (servedMethod<MediaTagAdaptor, &MediaTagAdaptor::podcastInfo>), 0),
-    SD_BUS_METHOD_WITH_ARGS("updateTagWithDictionary", SD_BUS_ARGS("s", path, "a{sv}", record),
+    SD_BUS_METHOD_WITH_ARGS(wire::MediaTagBase::updateTagWithDictionary, SD_BUS_ARGS("s", path, "a{sv}", record),
         SD_BUS_RESULT("b", updated), (servedMethod<MediaTagAdaptor, &MediaTagAdaptor::updateTagWithDictionary>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { "Mivo.MVMediaTagBase", kMembers } };
+constexpr ServedInterface kInterfaces[] = { { wire::MediaTagBase::Interface, kMembers } };
 
 } // namespace
 

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "Base/Media/MVMediaTypeReader.h"
-
 #include <array>
 #include <string_view>
 
 namespace mv {
 
-// The services by the names under which they are published.
+// The services by the names under which they are published; clients rely on them, odd capitals included.
 inline constexpr std::string_view AVParserService = "MivoAVParser_1.3.0.12062";
 inline constexpr std::string_view MP3ParserService = "MivoMP3Parser_1.3.0.12062";
 inline constexpr std::string_view ImageParserService = "MivoImageParser_1.3.0.12062";
@@ -31,8 +29,11 @@ inline constexpr std::array kServiceNames {
     BasicAudioParserService,
 };
 
-/// The service that describes a file, by the ending of its name: MP3 files, M4A files, FLAC and Ogg files and pictures
-/// have a service of their own, everything else goes to the audio/video parser.
-std::string_view describingService(const Path& path);
+/// The suite's crash reporter, which is a service of another process.
+inline constexpr std::string_view CrashReporterServiceName = "MivoCrashReporter_1.3.0.12062";
+
+// The machine-wide notification that asks the process to quit, and its object; the first is spelt so.
+inline constexpr const char* TerminateNotification = "MivoTerminitor";
+inline constexpr const char* TerminateObject = "Mivo";
 
 } // namespace mv

@@ -1,27 +1,17 @@
-#include "client/ServiceNames.h"
+#include "client/MediaInfoClient.h"
+#include "service/include/ServiceNames.h"
 
 #include <gtest/gtest.h>
 
 namespace mv {
 namespace {
 
-TEST(ServiceNames, AreThoseThatAreServedInTheirOrder)
-{
-    constexpr std::array kExpected { "MivoAVParser_1.3.0.12062", "MivoMP3Parser_1.3.0.12062",
-        "MivoImageParser_1.3.0.12062", "MivoMediaTagUpdater_1.3.0.12062", "MivoMP4Exporter_1.3.0.12062",
-        "MivoMP4Parser_1.3.0.12062", "MivoExifExtractor_1.3.0.12062", "MivoMp3Encoder_1.3.0.12062",
-        "MivoBasicAudioParser_1.3.0.12062" };
-    ASSERT_EQ(kServiceNames.size(), kExpected.size());
-    for (std::size_t i = 0; i < kExpected.size(); ++i)
-        EXPECT_EQ(kServiceNames[i], kExpected[i]);
-}
-
 struct Row {
     const char* file;
     std::string_view service;
 };
 
-TEST(ServiceNames, TheEndingChoosesTheDescribingService)
+TEST(DescribingService, IsChosenByTheEnding)
 {
     const Row kRows[] = {
         { "/a/b.mp3", MP3ParserService },
