@@ -9,8 +9,8 @@ namespace mv {
 
 namespace {
 
-// What id3lib's removing functions take away. ID3_RemoveArtists counts the album artist (TPE2), the conductor (TPE3)
-// and the composer among the artists; that is deliberate here, too.
+// What each row takes away. Deliberate: the album artist (TPE2), the conductor (TPE3) and the composer count among the
+// artists.
 constexpr std::string_view Titles[] = { "TIT2" };
 constexpr std::string_view Albums[] = { "TALB" };
 constexpr std::string_view Artists[] = { "TPE1", "TPE2", "TPE3", "TCOM" }; // the composer comes last

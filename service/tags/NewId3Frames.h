@@ -7,7 +7,7 @@
 
 namespace mv {
 
-// New frames in the form that id3lib gives them. Every call uses objects of its own: safe on several threads.
+// New frames, version 2.3.
 
 /// UTF-16 code units that a text field takes at most.
 inline constexpr std::size_t MaxTagTextUnits = 2000;
@@ -19,10 +19,10 @@ std::u16string tagText(std::string_view utf8);
 Id3Frame newTextFrame(std::string_view id, std::string_view utf8);
 /// COMM with UTF-16 text, an empty description and the language "XXX".
 Id3Frame newCommentFrame(std::string_view utf8);
-/// TCON: the number in parentheses when the text is exactly a name of the genre table, else the text itself. Nothing
-/// for an empty text: id3lib then adds none.
+/// TCON: the number in parentheses when the text is exactly a name of the genre table, else the text itself, in Latin-1
+/// when it is ASCII. Nothing for an empty text.
 std::optional<Id3Frame> newGenreFrame(std::string_view utf8);
-/// TRCK without a total. Nothing for 0: id3lib then adds none.
+/// TRCK without a total. Nothing for 0.
 std::optional<Id3Frame> newTrackFrame(std::uint8_t number);
 /// APIC, the front cover, its MIME type "image/jpeg" whatever the bytes are.
 Id3Frame newPictureFrame(ByteView picture);
