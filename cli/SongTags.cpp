@@ -14,6 +14,7 @@
 #include <id3v1tag.h>
 #include <id3v2tag.h>
 #include <limits>
+#include <memory>
 #include <mp4file.h>
 #include <mpegfile.h>
 #include <tpropertymap.h>
@@ -60,7 +61,7 @@ TagLib::String legacyText(const TagLib::ByteVector& tagBytes)
 {
     Bytes bytes = plainBytes(tagBytes);
     bytes.erase(std::find(bytes.begin(), bytes.end(), 0), bytes.end());
-    return taglibText(decodedFrameText(ID3TE_ISO8859_1, bytes).value_or(""));
+    return taglibText(utf8FromLegacy(bytes));
 }
 
 class LegacyFrameText final : public TagLib::ID3v2::Latin1StringHandler {

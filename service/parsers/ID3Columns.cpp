@@ -3,13 +3,13 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/GenreTable.h"
 #include "Base/Media/MediaDB.h"
-#include "id3/CleanTag.h"
 #include "id3/FrameText.h"
+#include "id3/Lyrics3Tag.h"
+#include "id3/V23Form.h"
 #include "platform/NSImage.h"
 #include "service/image/NSImageExtension.h"
 
-#include <id3/tag.h>
-#include <memory>
+#include <algorithm>
 #include <vector>
 
 namespace mv {
@@ -17,90 +17,57 @@ namespace mv {
 namespace {
 
 struct TextColumn {
-    ID3_FrameID frame;
+    std::string_view frame;
     std::string_view key;
 };
 
-// Frames whose text is the column as it is.
-constexpr std::array TextColumns = {
-    TextColumn { ID3FID_COMMENT, MediaDBCommonColumnReservedText },
-    TextColumn { ID3FID_ALBUM, MediaDBMusicColumnAlbum },
-    TextColumn { ID3FID_COMPOSER, MediaDBMusicColumnComposer },
-    TextColumn { ID3FID_TITLE, MediaDBMusicColumnTitle },
-    TextColumn { ID3FID_LEADARTIST, MediaDBMusicColumnArtist },
-    TextColumn { ID3FID_YEAR, MediaDBMusicColumnDateReleased },
+constexpr TextColumn TextColumns[] = {
+    { "COMM", MediaDBCommonColumnReservedText },
+    { "TALB", MediaDBMusicColumnAlbum },
+    { "TCOM", MediaDBMusicColumnComposer },
+    { "TCON", MediaDBMusicColumnGenre },
+    { "TIT2", MediaDBMusicColumnTitle },
+    { "TPE1", MediaDBMusicColumnArtist },
+    { "TRCK", MediaDBMusicColumnTrackNo },
+    { "TYER", MediaDBMusicColumnDateReleased },
 };
 
 constexpr std::string_view UnknownGenre = "Unknown";
 
-/// id3lib's iterators have no virtual destructor: each is given back as what it is made as, never through `delete` of
-/// the interface. Theirs holds two list positions and needs no destructor to run.
-struct ReleaseIterator {
-    void operator()(ID3_Tag::Iterator* iterator) const noexcept { ::operator delete(iterator); }
-};
+/// Bytes of all texts that are read. Only frames that nobody reads to their end come near.
+constexpr std::size_t MaximumTextBytes = std::size_t { 16 } << 20;
 
+/// Collects what the frames of a file say, one after the other: a later frame of a kind takes the place of an earlier
+/// one.
 class FrameColumns {
 public:
-    FrameColumns(Record& record, const CleanTag& clean)
+    explicit FrameColumns(Record& record)
         : m_record(record)
-        , m_clean(clean)
     {
     }
 
-    void readAll(ID3_Tag& tag)
+    void read(const TagFrame& frame)
     {
-        std::unique_ptr<ID3_Tag::Iterator, ReleaseIterator> frames(tag.CreateIterator());
-        while (const ID3_Frame* frame = frames->GetNext())
-            read(*frame);
-        setAlbumArt();
-    }
-
-private:
-    void read(const ID3_Frame& frame)
-    {
-        switch (frame.GetID()) {
-        case ID3FID_PICTURE:
+        if (frame.id == "SYLT")
+            setHasLyrics();
+        else if (frame.id == "APIC")
             keepPicture(frame);
-            return;
-        // Deliberate: lyrics without times (USLT) do not count.
-        case ID3FID_SYNCEDLYRICS:
-            m_record.set(MediaDBMusicColumnHasLyrics, true);
-            return;
-        case ID3FID_CONTENTTYPE:
-            if (auto text = frameText(frame))
-                m_record.set(MediaDBMusicColumnGenre, genreName(*text));
-            return;
-        case ID3FID_TRACKNUM:
-            if (auto text = frameText(frame))
-                m_record.set(MediaDBMusicColumnTrackNo, leadingInteger(*text));
-            return;
-        default:
-            readTextColumn(frame);
-        }
+        else if (const TextColumn* column = columnOf(frame.id))
+            readText(*column, frame);
     }
 
-    void readTextColumn(const ID3_Frame& frame)
+    /// Of the tags that are no ID3v2.
+    void setLegacyText(std::string_view key, ByteView text)
     {
-        for (const TextColumn& column : TextColumns) {
-            if (column.frame != frame.GetID())
-                continue;
-            if (auto text = frameText(frame))
-                m_record.set(column.key, *text);
-        }
+        text = text.first(terminatedLength(Id3EncodingLatin1, text).length);
+        if (!text.empty())
+            set(key, utf8FromLegacy(text));
     }
 
-    void keepPicture(const ID3_Frame& frame)
-    {
-        const ID3_Field* data = frame.GetField(ID3FN_DATA);
-        if (!data)
-            return;
-        ByteView picture = m_clean.pictureFor({ data->GetRawBinary(), data->Size() });
-        if (!picture.empty())
-            m_pictures.push_back(picture);
-    }
+    /// Deliberate: that there are timed lyrics says it, whatever they hold; lyrics without times (USLT) do not count.
+    void setHasLyrics() { m_record.set(MediaDBMusicColumnHasLyrics, true); }
 
-    /// The last picture that can be drawn, as a later frame takes the place of an earlier one; so the last is tried
-    /// first.
+    /// The last picture that can be drawn, so the last is tried first.
     void setAlbumArt()
     {
         for (auto picture = m_pictures.rbegin(); picture != m_pictures.rend(); ++picture) {
@@ -113,24 +80,82 @@ private:
         }
     }
 
+private:
+    static const TextColumn* columnOf(std::string_view frame)
+    {
+        auto column = std::find_if(std::begin(TextColumns), std::end(TextColumns),
+            [&](const TextColumn& each) { return each.frame == frame; });
+        return column == std::end(TextColumns) ? nullptr : column;
+    }
+
+    void readText(const TextColumn& column, const TagFrame& frame)
+    {
+        if (frame.body.size() > m_textBytesLeft)
+            return;
+        m_textBytesLeft -= frame.body.size();
+        if (auto text = frameText(frame))
+            set(column.key, std::move(*text));
+    }
+
+    void set(std::string_view key, std::string text)
+    {
+        if (key == MediaDBMusicColumnGenre)
+            m_record.set(key, genreName(text));
+        else if (key == MediaDBMusicColumnTrackNo)
+            m_record.set(key, leadingInteger(text));
+        else
+            m_record.set(key, std::move(text));
+    }
+
+    void keepPicture(const TagFrame& frame)
+    {
+        auto parts = splitPicture(frame.storedId, frame.body);
+        if (parts && !parts->data.empty())
+            m_pictures.push_back(parts->data);
+    }
+
     Record& m_record;
-    const CleanTag& m_clean;
     std::vector<ByteView> m_pictures;
+    std::size_t m_textBytesLeft = MaximumTextBytes;
 };
+
+/// Of ID3v1 and Lyrics3, whose texts in full length go before ID3v1's.
+void readOtherTags(FrameColumns& columns, const TagSet& tags, const ByteSource& source)
+{
+    Lyrics3Tag lyrics;
+    if (tags.lyrics3) {
+        auto block = source.bytesAt(tags.lyrics3->offset, static_cast<std::size_t>(tags.lyrics3->size));
+        if (block.ok())
+            lyrics = Lyrics3Tag::parse(*block, tags.lyrics3IsVersion2);
+    }
+    Id3v1Tag v1 = tags.id3v1.value_or(Id3v1Tag {});
+    columns.setLegacyText(MediaDBMusicColumnTitle, lyrics.title.empty() ? v1.title : lyrics.title);
+    columns.setLegacyText(MediaDBMusicColumnArtist, lyrics.artist.empty() ? v1.artist : lyrics.artist);
+    columns.setLegacyText(MediaDBMusicColumnAlbum, lyrics.album.empty() ? v1.album : lyrics.album);
+    columns.setLegacyText(MediaDBCommonColumnReservedText, lyrics.information);
+    if (lyrics.hasLyrics && lyrics.lyricsHaveTimes)
+        columns.setHasLyrics();
+    columns.setLegacyText(MediaDBMusicColumnDateReleased, v1.year);
+    columns.setLegacyText(MediaDBCommonColumnReservedText, v1.comment);
+    if (v1.track != 0)
+        columns.setLegacyText(MediaDBMusicColumnTrackNo, bytesOf(std::to_string(v1.track)));
+    if (v1.genre != 255)
+        columns.setLegacyText(MediaDBMusicColumnGenre, bytesOf("(" + std::to_string(v1.genre) + ")"));
+}
 
 } // namespace
 
 void setID3Columns(Record& record, const TagSet& tags, const ByteSource& source)
 {
-    ID3_Tag tag;
-    CleanTag clean = CleanTag::ofId3v2(tags);
-    if (clean.link(tag) == 0) {
-        tag.Clear();
-        clean = CleanTag::ofOtherTags(tags, source);
-        clean.link(tag);
-    }
     record.set(MediaDBMusicColumnGenre, UnknownGenre);
-    FrameColumns(record, clean).readAll(tag);
+    FrameColumns columns(record);
+    for (const Id3v2Tag& tag : tags.countingTags()) {
+        for (const TagFrame& frame : tag.frames())
+            columns.read(frame);
+    }
+    if (tags.countingTags().empty())
+        readOtherTags(columns, tags, source);
+    columns.setAlbumArt();
 }
 
 int getGenreNo(std::string_view text)
