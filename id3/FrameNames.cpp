@@ -118,8 +118,11 @@ std::optional<std::string_view> found(std::span<const Rename> renames, std::stri
 
 std::string v23FrameId(std::string_view storedId, int majorVersion)
 {
-    auto id = found(Renames, storedId);
-    if (!id && majorVersion == 4)
+    constexpr std::size_t ShortName = 3;
+    std::optional<std::string_view> id;
+    if (storedId.size() == ShortName)
+        id = found(Renames, storedId);
+    else if (majorVersion == 4)
         id = found(RenamesOfV24, storedId);
     return std::string(id.value_or(storedId));
 }

@@ -17,26 +17,26 @@ constexpr int MaximumOddSteps = 1 << 20;
 
 bool isNameCharacter(std::uint8_t c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
-std::size_t paddingBegin(ByteView bytes)
-{
-    std::size_t begin = bytes.size();
-    while (begin > 0 && bytes[begin - 1] == 0)
-        --begin;
-    return begin;
-}
-
 } // namespace
 
 FrameWalk::FrameWalk(int majorVersion, ByteView bytes, bool hasExtendedHeader)
     : m_version(majorVersion)
     , m_bytes(bytes)
-    , m_paddingBegin(paddingBegin(bytes))
 {
     if (hasExtendedHeader && m_version != 2)
         stepOverExtendedHeader();
 }
 
 ByteView FrameWalk::at(std::size_t position) const { return m_bytes.subspan(std::min(position, m_bytes.size())); }
+
+std::size_t FrameWalk::paddingBegin() const
+{
+    if (!m_paddingBegin) {
+        auto last = std::find_if(m_bytes.rbegin(), m_bytes.rend(), [](std::uint8_t byte) { return byte != 0; });
+        m_paddingBegin = static_cast<std::size_t>(m_bytes.rend() - last);
+    }
+    return *m_paddingBegin;
+}
 
 /// Also a v2.2 name with a zero byte or blank behind it, which a wide-spread program wrote into later tags.
 bool FrameWalk::isName(ByteView bytes) const
@@ -93,7 +93,7 @@ bool FrameWalk::isProvenBorder(std::uint64_t position, std::uint32_t frameSize) 
     for (int odd = 0; odd < MaximumOddRun && position <= m_bytes.size(); ++odd) {
         if (++m_oddSteps > MaximumOddSteps)
             return false;
-        if (position >= m_paddingBegin)
+        if (position >= paddingBegin())
             return frameSize > 0;
         auto place = static_cast<std::size_t>(position);
         if (!mayBeFrame(at(place)))
@@ -153,7 +153,7 @@ std::optional<ByteView> FrameWalk::next()
 void FrameWalk::stepOverExtendedHeader()
 {
     constexpr std::uint64_t Smallest = 6;
-    if (m_bytes.size() < 4 || m_paddingBegin == 0 || isName(m_bytes))
+    if (m_bytes.size() < 4 || paddingBegin() == 0 || isName(m_bytes))
         return;
     std::uint32_t plain = ByteReader(m_bytes).u32be();
     std::uint64_t exclusive = std::uint64_t { plain } + 4;

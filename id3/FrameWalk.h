@@ -31,6 +31,7 @@ public:
 private:
     std::size_t idSize() const { return m_version == 2 ? 3 : 4; }
     ByteView at(std::size_t position) const;
+    std::size_t paddingBegin() const;
     bool isName(ByteView bytes) const;
     bool isPaddedShortName(ByteView bytes) const;
     bool mayBeFrame(ByteView bytes) const;
@@ -47,7 +48,7 @@ private:
 
     int m_version;
     ByteView m_bytes;
-    std::size_t m_paddingBegin; ///< from here on all bytes are zero
+    mutable std::optional<std::size_t> m_paddingBegin; ///< from here on all bytes are zero; once a proof has asked
     std::size_t m_position = 0;
     bool m_reachedEnd = true;
     mutable int m_oddSteps = 0; ///< that proofs took until now

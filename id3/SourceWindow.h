@@ -7,7 +7,8 @@ namespace mv {
 /// Looks at a part of a source through a buffer that moves along: many small looks, few reads.
 class SourceWindow {
 public:
-    /// Shows `source` up to `end`; every read takes `step` bytes or as many as a look asks for.
+    /// Shows `source` up to `end`; every read takes `step` bytes or as many as a look asks for. The first is a small
+    /// one: often all that there is to look at is a header and a table.
     SourceWindow(const ByteSource& source, std::uint64_t end, std::size_t step)
         : m_source(source)
         , m_end(std::min(end, source.size()))
@@ -33,7 +34,9 @@ public:
 private:
     void fill(std::uint64_t offset, std::size_t count)
     {
-        auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(m_step, count), m_end - offset));
+        constexpr std::size_t FirstRead = std::size_t { 2 } << 10;
+        std::size_t step = m_buffer.empty() ? std::min(m_step, FirstRead) : m_step;
+        auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(step, count), m_end - offset));
         if (m_buffer.size() < wanted)
             m_buffer.resize(wanted);
         auto got = m_source.readAt(offset, std::span(m_buffer).first(wanted));

@@ -11,8 +11,10 @@ namespace {
 
 // More tags than any program leaves behind; a file of nothing but empty tags ends here.
 constexpr std::size_t MaximumTags = 16;
-// Zero bytes behind a tag that still count as its padding: what one read of the front shows.
-constexpr std::size_t FrontSize = std::size_t { 16 } << 10;
+// One read of the front: a tag without a cover and what follows it.
+constexpr std::size_t FrontRead = std::size_t { 4 } << 10;
+// Zero bytes behind a tag, or at the front, that are stepped over.
+constexpr std::size_t MaximumUncountedPadding = std::size_t { 16 } << 10;
 
 constexpr std::size_t ApeHeaderSize = 32;
 constexpr std::string_view ApeMark = "APETAGEX";
@@ -48,31 +50,35 @@ private:
         return m_source.bytesAt(offset, static_cast<std::size_t>(std::min<std::uint64_t>(count, left)));
     }
 
+    /// The bytes from `offset` on, at least `count` of them but for the file's end: what one read of the front shows.
+    Result<ByteView> frontAt(std::uint64_t offset, std::size_t count)
+    {
+        bool before = offset < m_frontOffset;
+        bool behind = std::min(offset + count, m_source.size()) > m_frontOffset + m_front.size();
+        if (before || behind) {
+            MV_TRY(bytes, bytesAt(offset, std::max(count, FrontRead)));
+            m_front = std::move(bytes);
+            m_frontOffset = offset;
+        }
+        return ByteView(m_front).subspan(static_cast<std::size_t>(offset - m_frontOffset));
+    }
+
     Result<void> readFront()
     {
-        MV_TRY(front, bytesAt(0, FrontSize));
-        std::uint64_t frontOffset = 0;
-        std::uint64_t position = 0;
         while (m_tags.prependedTags.size() < MaximumTags) {
-            if (position + Id3v2Tag::HeaderSize > frontOffset + front.size() && position < m_source.size()) {
-                MV_TRY(next, bytesAt(position, FrontSize));
-                front = std::move(next);
-                frontOffset = position;
-            }
-            ByteView rest = ByteView(front).subspan(static_cast<std::size_t>(position - frontOffset));
+            MV_TRY(rest, frontAt(m_tags.audioBegin, Id3v2Tag::HeaderSize));
             // Padding that the tag before did not count, or whatever left zeros in front of the first.
+            if (!rest.empty() && rest[0] == 0) {
+                MV_TRY(more, frontAt(m_tags.audioBegin, MaximumUncountedPadding));
+                rest = more;
+            }
             std::size_t zeros = leadingZeros(rest);
             auto header = Id3v2Tag::parseHeader(rest.subspan(zeros));
             if (!header)
                 break;
-            MV_TRY_VOID(addTag(m_tags.prependedTags, *header, position + zeros, rest.subspan(zeros)));
-            position = m_tags.prependedTags.back().extent().end();
-            if (position > frontOffset + front.size()) {
-                front.clear();
-                frontOffset = position;
-            }
+            MV_TRY_VOID(addTag(m_tags.prependedTags, *header, m_tags.audioBegin + zeros, rest.subspan(zeros)));
+            m_tags.audioBegin = m_tags.prependedTags.back().extent().end();
         }
-        m_tags.audioBegin = position;
         return readLeadingApe();
     }
 
@@ -126,8 +132,8 @@ private:
 
     Result<void> readLeadingApe()
     {
-        MV_TRY(bytes, bytesAt(m_tags.audioBegin, ApeHeaderSize));
-        auto facts = parseApe(bytes);
+        MV_TRY(front, frontAt(m_tags.audioBegin, ApeHeaderSize));
+        auto facts = parseApe(front);
         if (!facts || !facts->isHeader)
             return {};
         std::uint64_t size = facts->size + ApeHeaderSize;
@@ -256,6 +262,8 @@ private:
     }
 
     const ByteSource& m_source;
+    Bytes m_front;
+    std::uint64_t m_frontOffset = 0;
     TagSet m_tags;
     std::size_t m_readLeft = MaximumTagBytes;
     std::size_t m_unpackLeft = TagSet::MaximumBytesUnpacked;

@@ -35,7 +35,7 @@ struct TagSet {
     const std::vector<Id3v2Tag>& countingTags() const { return prependedTags.empty() ? appendedTags : prependedTags; }
 };
 
-/// Finds and reads the tags. Reads the tags' bytes, 16 KiB at the front and little at the end, never the audio.
+/// Finds and reads the tags. Reads the tags' bytes, little more at the front and at the end, never the audio.
 /// Fails only where the source does: a file without tags, or with broken ones, is no error.
 Result<TagSet> readTags(const ByteSource& source);
 
