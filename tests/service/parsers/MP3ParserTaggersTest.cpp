@@ -160,7 +160,7 @@ struct LameStream {
 
 class LengthOfLamesStream : public MP3ParserTaggersTest, public testing::WithParamInterface<LameStream> { };
 
-// What id3lib's own measure gets wrong: short files, low rates, variable bit rates without a table, MPEG-2 with one.
+// What is easily measured wrong: short files, low rates, variable bit rates without a table, MPEG-2 with one.
 INSTANTIATE_TEST_SUITE_P(Streams, LengthOfLamesStream,
     testing::Values(LameStream { "0.4", "-b 128", 0, 128, 44100 }, LameStream { "1.1", "-b 128", 1, 128, 44100 },
         LameStream { "7.3", "-b 80 -t --resample 44.1", 7, 80, 44100 },
