@@ -6,7 +6,7 @@ namespace mv {
 
 namespace {
 
-// Wide enough for bytes x 8 x time scale without a loss.
+// Wide enough for bytes x 8,000 and for ticks x 1,000 without a loss.
 __extension__ using Wide = unsigned __int128;
 
 constexpr std::size_t RowsBehindHeader = 12;
@@ -160,10 +160,10 @@ std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track)
 
 std::uint32_t averageBitRate(std::uint64_t bytes, std::uint32_t timeScale, std::uint64_t duration)
 {
-    if (duration == 0)
+    Wide milliseconds = timeScale ? Wide { duration } * 1000 / timeScale : 0;
+    if (milliseconds == 0)
         return 0;
-    // The thousands of the milliseconds cancel out.
-    return static_cast<std::uint32_t>(std::min<Wide>(Wide { bytes } * 8 * timeScale / duration, UINT32_MAX));
+    return static_cast<std::uint32_t>(std::min<Wide>(Wide { bytes } * 8000 / milliseconds, UINT32_MAX));
 }
 
 } // namespace mv

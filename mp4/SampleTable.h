@@ -20,8 +20,8 @@ std::uint64_t tableBytes(StructureReader& reader, const TrackFacts& track, Sampl
 /// Sum of stts in media ticks; saturates.
 std::uint64_t tableDuration(StructureReader& reader, const TrackFacts& track);
 
-/// Average bits a second: sample bytes x 8,000 / duration in milliseconds, fractions of the result cut off; 0 for
-/// duration 0, at most 2^32 - 1.
+/// Average bits a second: sample bytes x 8,000 / duration in whole milliseconds, fractions of both cut off; 0 below one
+/// millisecond, at most 2^32 - 1.
 std::uint32_t averageBitRate(std::uint64_t bytes, std::uint32_t timeScale, std::uint64_t duration);
 
 std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b);

@@ -134,13 +134,20 @@ double trackNumber(Described& d, const std::string& key)
         return facts.codedWidth;
     if (what == "height")
         return facts.codedHeight;
-    return MP4GetTrackBitRate(d.file, facts.id); // averageBitrate
+    // averageBitrate: what is measured is over whole microseconds there, over whole milliseconds here.
+    double milliseconds = 1e3 * static_cast<double>(facts.mediaDuration) / facts.mediaTimeScale;
+    double rate = MP4GetTrackBitRate(d.file, facts.id);
+    return facts.statedBitRate ? rate : rate * std::floor(milliseconds) / milliseconds;
 }
 
 const std::map<std::string, double> kTrackTolerances = {
-    { "sample_count", 0 }, { "track_duration_us", 1000 }, // rounded to the movie's milliseconds there
-    { "sampleRate", 0 }, { "channelCount", 0 }, { "width", 0 }, { "height", 0 },
-    { "averageBitrate", 2 }, // over whole microseconds there
+    { "sample_count", 0 },
+    { "track_duration_us", 1000 }, // rounded to the movie's milliseconds there
+    { "sampleRate", 0 },
+    { "channelCount", 0 },
+    { "width", 0 },
+    { "height", 0 },
+    { "averageBitrate", 2 },
 };
 
 const std::map<std::string, NumberAnswer> kNumbers = {

@@ -197,7 +197,7 @@ TEST_P(ReadBackOf, LengthsAndRatesAgreeWithFfprobe)
     bool stated = outputOf(probed + "stream=codec_name") == "aac\n";
     std::uint32_t rate = MP4GetTrackBitRate(*file, sound);
     if (!stated)
-        EXPECT_EQ(rate, bytes * 8 * scale / duration);
+        EXPECT_EQ(rate, bytes * 8000 / (duration * 1000 / scale));
     else if (!file->facts().isFragmented())
         EXPECT_EQ(std::to_string(rate) + "\n", outputOf(probed + "stream=bit_rate"));
     else

@@ -147,8 +147,10 @@ TEST(BitRate, IsElseAllSampleBytesOverTheMilliseconds)
     EXPECT_EQ(MP4GetTrackBitRate(exact.file, 1), 4800u);
     Opened cut(withTrack({ .timeScale = 1000, .duration = 1001, .sampleSizes = { 100, 200, 300 } }));
     EXPECT_EQ(MP4GetTrackBitRate(cut.file, 1), 4795u); // 4795.2
+    Opened parts(withTrack({ .timeScale = 44100, .duration = 133'632, .sampleSizes = { 36'362 } })); // 3030.2 ms
+    EXPECT_EQ(MP4GetTrackBitRate(parts.file, 1), 36'362u * 8000 / 3030); // 96 kbit/s, which finer parts would make 95
     Opened brief(withTrack({ .timeScale = 44100, .duration = 44, .sampleSizes = { 100, 200, 300 } }));
-    EXPECT_EQ(MP4GetTrackBitRate(brief.file, 1), 600u * 8 * 44100 / 44); // parts of milliseconds count
+    EXPECT_EQ(MP4GetTrackBitRate(brief.file, 1), 0u); // below a millisecond
     Opened zero(withTrack({ .timeScale = 1000, .duration = 0 }));
     EXPECT_EQ(MP4GetTrackBitRate(zero.file, 1), 0u);
     Opened scaleless(withTrack({ .timeScale = 0, .duration = 1000 }));
@@ -221,8 +223,9 @@ TEST(BitRate, QuickTimeSoundDescriptionOneCountsPackets)
 TEST(BitRate, CutsFractionsAndSaturates)
 {
     EXPECT_EQ(averageBitRate(0, 44100, 100), 0u);
-    EXPECT_EQ(averageBitRate(UINT64_MAX, UINT32_MAX, 1), UINT32_MAX);
+    EXPECT_EQ(averageBitRate(UINT64_MAX, UINT32_MAX, 1), 0u); // below a millisecond
     EXPECT_EQ(averageBitRate(UINT64_MAX, 1, UINT64_MAX), 8u);
+    EXPECT_EQ(averageBitRate(UINT64_MAX, UINT32_MAX, UINT64_MAX), UINT32_MAX);
     EXPECT_EQ(averageBitRate(1, 1, UINT64_MAX), 0u);
     EXPECT_EQ(averageBitRate(1, 0, 1), 0u);
     EXPECT_EQ(averageBitRate(1, 1, 0), 0u);
