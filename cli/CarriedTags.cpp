@@ -2,7 +2,8 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
-#include "mp4/mp4.h"
+#include "cli/MetadataUpdate.h"
+#include "mp4/Tags.h"
 #include "system/FileReplacement.h"
 
 #include <algorithm>
@@ -143,9 +144,7 @@ Result<void> writeMp4Tags(const Path& file, const SongTags& tags)
 {
     if (tags.empty())
         return {};
-    MV_TRY(opened, MP4Modify(file, 0));
-    MV_TRY_VOID(opened.setItems(itemsWith(tags, opened.items())));
-    return MP4Close(std::move(opened), 0);
+    return updateMetadata(file, [&](const MP4ItmfItemList& before) { return itemsWith(tags, before); });
 }
 
 } // namespace mv::cli

@@ -3,8 +3,9 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "Base/Media/MVMediaTypeReader.h"
+#include "cli/MetadataUpdate.h"
 #include "id3/TagReader.h"
-#include "mp4/mp4.h"
+#include "mp4/Tags.h"
 #include "system/FileReplacement.h"
 
 #include <algorithm>
@@ -25,15 +26,14 @@ MP4TagTrack pairOf(const PlaceInSet& place)
 
 Result<void> writeMp4Totals(const Path& path, const TagTotals& totals)
 {
-    MV_TRY(file, MP4Modify(path, 0));
-    MP4Tags tags = MP4TagsAlloc();
-    MP4TagsFetch(tags, file);
-    if (totals.track.total > 0)
-        MP4TagsSetTrack(tags, pairOf(totals.track));
-    if (totals.disc.total > 0)
-        MP4TagsSetDisk(tags, pairOf(totals.disc));
-    MV_TRY_VOID(MP4TagsStore(tags, file));
-    return MP4Close(std::move(file), 0);
+    return updateMetadata(path, [&](const MP4ItmfItemList& before) {
+        MP4Tags tags = tagsFromItems(before);
+        if (totals.track.total > 0)
+            MP4TagsSetTrack(tags, pairOf(totals.track));
+        if (totals.disc.total > 0)
+            MP4TagsSetDisk(tags, pairOf(totals.disc));
+        return itemsWithTags(before, tags);
+    });
 }
 
 /// A TRCK frame of ID3v2.3 in Latin-1.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mp4/Box.h"
+#include "mp4/Patch.h"
 
 namespace mv {
 
@@ -33,14 +34,8 @@ Bytes withWideOffsets(ByteView movieBox, std::uint64_t first, std::uint64_t delt
 /// field, or where something else in the box may hold file offsets: encrypted samples, external media, item locations.
 Result<void> shiftChunkOffsets(Bytes& movieBox, std::uint64_t first, std::uint64_t delta);
 
-/// New bytes for a place of a file.
-struct Patch {
-    std::uint64_t offset = 0;
-    Bytes bytes;
-};
-
 /// What has to change outside the movie box when everything from `first` on moves by `delta`: segment indexes in front
-/// of it, base offsets of fragments, random access tables. In the file's order; offsets of the file as it is.
+/// of it, base offsets of fragments, random access tables.
 Result<std::vector<Patch>> shiftedFileOffsets(
     StructureReader& reader, std::uint64_t firstBox, std::uint64_t first, std::uint64_t delta);
 

@@ -178,11 +178,6 @@ Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> 
     return parseItems(payload);
 }
 
-Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox)
-{
-    return readItems(reader, findChildren(reader, movieBox, fourCC("udta")));
-}
-
 Bytes serializedItem(const MP4ItmfItem& item)
 {
     Bytes content;

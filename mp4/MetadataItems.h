@@ -71,8 +71,6 @@ std::uint32_t metaHandler(StructureReader& reader, const Box& meta);
 MP4ItmfItemList parseItems(ByteView ilstPayload);
 /// The items of the file; none without metadata. Fails for a list beyond MaximumTagBytes.
 Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> userData);
-/// The same for whoever has only the movie box.
-Result<MP4ItmfItemList> readItems(StructureReader& reader, const Box& movieBox);
 /// One item from its payload.
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload);
 /// The item as a whole box, header included.

@@ -109,11 +109,4 @@ Result<MovieFacts> readMovieFacts(StructureReader& reader)
     return facts;
 }
 
-Result<MovieFacts> readMovieFacts(const Path& path)
-{
-    MV_TRY(file, InputFile::open(path));
-    StructureReader reader(std::move(file));
-    return readMovieFacts(reader);
-}
-
 } // namespace mv

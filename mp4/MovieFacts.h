@@ -105,8 +105,6 @@ struct MovieFacts {
 /// only: of a file of any length some kilobytes, and the fragment headers of a fragmented one. Fails with Format
 /// when there is no whole movie box with a movie header. Inside it, what is damaged or missing is left at its default.
 Result<MovieFacts> readMovieFacts(StructureReader& reader);
-/// The same; a FIFO, a folder and a missing file fail too.
-Result<MovieFacts> readMovieFacts(const Path& path);
 
 /// Of a time field: seconds since 1904-01-01 UTC, 0 for unknown.
 std::optional<Date> dateFromMovieTime(std::uint64_t seconds);

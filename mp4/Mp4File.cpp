@@ -2,7 +2,6 @@
 
 #include "Base/Core/Text.h"
 #include "mp4/SampleTable.h"
-#include "system/FileReplacement.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -37,13 +36,10 @@ std::vector<MP4TrackId> uniqueIds(const std::vector<TrackFacts>& tracks)
 } // namespace
 
 struct Mp4File::State {
-    Path path;
-    Mode mode;
     StructureReader reader;
     MovieFacts facts;
     std::vector<MP4TrackId> ids = uniqueIds(facts.tracks);
     std::optional<MP4ItmfItemList> items = std::nullopt; // read when first asked for
-    std::optional<EditPlan> plan = std::nullopt;
 };
 
 Mp4File::Mp4File(std::unique_ptr<State> state)
@@ -55,27 +51,14 @@ Mp4File::Mp4File(Mp4File&&) noexcept = default;
 Mp4File& Mp4File::operator=(Mp4File&&) noexcept = default;
 Mp4File::~Mp4File() = default;
 
-Result<Mp4File> Mp4File::open(const Path& path, Mode mode)
-{
-    MV_TRY(file, InputFile::open(path));
-    if (mode == Mode::Modify && ::access(path.c_str(), W_OK) != 0)
-        return Error { Error::Kind::Access, std::strerror(errno), errno };
-    StructureReader reader(std::move(file));
-    MV_TRY(facts, readMovieFacts(reader));
-    return Mp4File(std::make_unique<State>(State { path, mode, std::move(reader), std::move(facts) }));
-}
-
 Result<Mp4File> Mp4File::open(StructureReader reader)
 {
     MV_TRY(facts, readMovieFacts(reader));
-    return Mp4File(std::make_unique<State>(State { {}, Mode::Read, std::move(reader), std::move(facts) }));
+    return Mp4File(std::make_unique<State>(State { std::move(reader), std::move(facts) }));
 }
 
 const MovieFacts& Mp4File::facts() const { return m_state->facts; }
 const std::vector<MP4TrackId>& Mp4File::trackIds() const { return m_state->ids; }
-const EditPlan* Mp4File::plan() const { return m_state->plan ? &*m_state->plan : nullptr; }
-Mp4File::Mode Mp4File::mode() const { return m_state->mode; }
-const Path& Mp4File::path() const { return m_state->path; }
 StructureReader& Mp4File::reader() { return m_state->reader; }
 
 const MP4ItmfItemList& Mp4File::items()
@@ -87,42 +70,18 @@ const MP4ItmfItemList& Mp4File::items()
     return *m_state->items;
 }
 
-Result<void> Mp4File::setItems(MP4ItmfItemList items)
+Result<Mp4File> MP4Read(const Path& path)
 {
-    if (m_state->mode != Mode::Modify)
-        return Error { Error::Kind::State, "opened for reading" };
-    MV_TRY(plan, planEdit(m_state->reader, items));
-    if (plan.layout == EditPlan::Layout::Unchanged)
-        m_state->plan.reset();
-    else
-        m_state->plan = std::move(plan);
-    m_state->items = std::move(items);
-    return {};
+    MV_TRY(file, InputFile::open(path));
+    return Mp4File::open(StructureReader(std::move(file)));
 }
 
-Result<Mp4File> MP4Read(const Path& path) { return Mp4File::open(path, Mp4File::Mode::Read); }
-
-Result<Mp4File> MP4Modify(const Path& path, std::uint32_t) { return Mp4File::open(path, Mp4File::Mode::Modify); }
-
-Result<void> MP4Close(Mp4File file, std::uint32_t)
+Result<Mp4File> MP4Modify(const Path& path, std::uint32_t)
 {
-    if (!file.plan())
-        return {};
-    const MP4ItmfItemList& items = file.items();
-    // Planned anew from the file as it is when its turn comes: another update may have changed it meanwhile.
-    auto plan = [&](const InputFile& current) -> Result<std::optional<FileContent>> {
-        StructureReader reader = StructureReader::borrowing(current);
-        MV_TRY(made, planEdit(reader, items));
-        if (made.layout == EditPlan::Layout::Unchanged)
-            return std::optional<FileContent> {};
-        return std::optional<FileContent> { std::move(made.content) };
-    };
-    auto check = [&](const InputFile& made) {
-        StructureReader after = StructureReader::borrowing(made);
-        return checkEdit(file.reader(), after, items);
-    };
-    MV_TRY_VOID(FileReplacement::perform(file.path(), plan, check));
-    return {};
+    MV_TRY(file, InputFile::open(path));
+    if (::access(path.c_str(), W_OK) != 0)
+        return Error { Error::Kind::Access, std::strerror(errno), errno };
+    return Mp4File::open(StructureReader(std::move(file)));
 }
 
 namespace {

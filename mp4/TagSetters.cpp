@@ -30,40 +30,13 @@ void MP4TagsSetTrack(MP4Tags& tags, std::optional<MP4TagTrack> value) { tags.tra
 void MP4TagsSetDisk(MP4Tags& tags, std::optional<MP4TagDisk> value) { tags.disk = value; }
 void MP4TagsSetTempo(MP4Tags& tags, TagNumber<std::uint16_t> value) { tags.tempo = value; }
 void MP4TagsSetCompilation(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.compilation = value; }
-void MP4TagsSetTVShow(MP4Tags& tags, TagText value) { assign(tags.tvShow, value); }
-void MP4TagsSetTVNetwork(MP4Tags& tags, TagText value) { assign(tags.tvNetwork, value); }
-void MP4TagsSetTVEpisodeID(MP4Tags& tags, TagText value) { assign(tags.tvEpisodeID, value); }
-void MP4TagsSetTVSeason(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.tvSeason = value; }
-void MP4TagsSetTVEpisode(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.tvEpisode = value; }
-void MP4TagsSetDescription(MP4Tags& tags, TagText value) { assign(tags.description, value); }
-void MP4TagsSetLongDescription(MP4Tags& tags, TagText value) { assign(tags.longDescription, value); }
 void MP4TagsSetLyrics(MP4Tags& tags, TagText value) { assign(tags.lyrics, value); }
 void MP4TagsSetSortName(MP4Tags& tags, TagText value) { assign(tags.sortName, value); }
 void MP4TagsSetSortArtist(MP4Tags& tags, TagText value) { assign(tags.sortArtist, value); }
 void MP4TagsSetSortAlbumArtist(MP4Tags& tags, TagText value) { assign(tags.sortAlbumArtist, value); }
 void MP4TagsSetSortAlbum(MP4Tags& tags, TagText value) { assign(tags.sortAlbum, value); }
 void MP4TagsSetSortComposer(MP4Tags& tags, TagText value) { assign(tags.sortComposer, value); }
-void MP4TagsSetSortTVShow(MP4Tags& tags, TagText value) { assign(tags.sortTVShow, value); }
 void MP4TagsSetCopyright(MP4Tags& tags, TagText value) { assign(tags.copyright, value); }
-void MP4TagsSetEncodingTool(MP4Tags& tags, TagText value) { assign(tags.encodingTool, value); }
-void MP4TagsSetEncodedBy(MP4Tags& tags, TagText value) { assign(tags.encodedBy, value); }
-void MP4TagsSetPurchaseDate(MP4Tags& tags, TagText value) { assign(tags.purchaseDate, value); }
-void MP4TagsSetPodcast(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.podcast = value; }
-void MP4TagsSetKeywords(MP4Tags& tags, TagText value) { assign(tags.keywords, value); }
-void MP4TagsSetCategory(MP4Tags& tags, TagText value) { assign(tags.category, value); }
-void MP4TagsSetHDVideo(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.hdVideo = value; }
-void MP4TagsSetMediaType(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.mediaType = value; }
-void MP4TagsSetContentRating(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.contentRating = value; }
-void MP4TagsSetGapless(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.gapless = value; }
-void MP4TagsSetContentID(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.contentID = value; }
-void MP4TagsSetArtistID(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.artistID = value; }
-void MP4TagsSetPlaylistID(MP4Tags& tags, TagNumber<std::uint64_t> value) { tags.playlistID = value; }
-void MP4TagsSetGenreID(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.genreID = value; }
-void MP4TagsSetComposerID(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.composerID = value; }
-void MP4TagsSetXID(MP4Tags& tags, TagText value) { assign(tags.xid, value); }
-void MP4TagsSetITunesAccount(MP4Tags& tags, TagText value) { assign(tags.iTunesAccount, value); }
-void MP4TagsSetITunesAccountType(MP4Tags& tags, TagNumber<std::uint8_t> value) { tags.iTunesAccountType = value; }
-void MP4TagsSetITunesCountry(MP4Tags& tags, TagNumber<std::uint32_t> value) { tags.iTunesCountry = value; }
 
 void MP4TagsAddArtwork(MP4Tags& tags, MP4TagArtwork artwork) { tags.artwork.push_back(std::move(artwork)); }
 

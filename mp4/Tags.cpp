@@ -275,11 +275,4 @@ bool MP4TagsFetch(MP4Tags& tags, Mp4File& file)
     return !items.empty();
 }
 
-Result<void> MP4TagsStore(const MP4Tags& tags, Mp4File& file)
-{
-    return file.setItems(itemsWithTags(file.items(), tags));
-}
-
-void MP4TagsFree(MP4Tags& tags) { tags = {}; }
-
 } // namespace mv

@@ -103,15 +103,12 @@ MP4Tags tagsFromItems(const MP4ItmfItemList& items);
 /// the end, or taken out. Items of unchanged fields and of codes that are no field stay as they are.
 MP4ItmfItemList itemsWithTags(const MP4ItmfItemList& before, const MP4Tags& tags);
 
-// The named operations. An absent value given to a Set operation takes the field out.
+// The named operations, for the fields that somebody sets. An absent value given to a Set operation takes the field
+// out.
 
 MP4Tags MP4TagsAlloc();
 /// Fills `tags` from the file. False, and all fields absent, when it has no metadata or it cannot be read.
 bool MP4TagsFetch(MP4Tags& tags, Mp4File& file);
-/// Makes the file's metadata what `tags` says. Only plans: MP4Close writes. Fails where the file cannot be edited
-/// safely, or was opened for reading; the plan is then what it was. A second Store starts from the first one's result.
-Result<void> MP4TagsStore(const MP4Tags& tags, Mp4File& file);
-void MP4TagsFree(MP4Tags& tags);
 
 using TagText = std::optional<std::string_view>;
 template <class T> using TagNumber = std::optional<T>;
@@ -130,40 +127,13 @@ void MP4TagsSetTrack(MP4Tags& tags, std::optional<MP4TagTrack> value);
 void MP4TagsSetDisk(MP4Tags& tags, std::optional<MP4TagDisk> value);
 void MP4TagsSetTempo(MP4Tags& tags, TagNumber<std::uint16_t> value);
 void MP4TagsSetCompilation(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetTVShow(MP4Tags& tags, TagText value);
-void MP4TagsSetTVNetwork(MP4Tags& tags, TagText value);
-void MP4TagsSetTVEpisodeID(MP4Tags& tags, TagText value);
-void MP4TagsSetTVSeason(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetTVEpisode(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetDescription(MP4Tags& tags, TagText value);
-void MP4TagsSetLongDescription(MP4Tags& tags, TagText value);
 void MP4TagsSetLyrics(MP4Tags& tags, TagText value);
 void MP4TagsSetSortName(MP4Tags& tags, TagText value);
 void MP4TagsSetSortArtist(MP4Tags& tags, TagText value);
 void MP4TagsSetSortAlbumArtist(MP4Tags& tags, TagText value);
 void MP4TagsSetSortAlbum(MP4Tags& tags, TagText value);
 void MP4TagsSetSortComposer(MP4Tags& tags, TagText value);
-void MP4TagsSetSortTVShow(MP4Tags& tags, TagText value);
 void MP4TagsSetCopyright(MP4Tags& tags, TagText value);
-void MP4TagsSetEncodingTool(MP4Tags& tags, TagText value);
-void MP4TagsSetEncodedBy(MP4Tags& tags, TagText value);
-void MP4TagsSetPurchaseDate(MP4Tags& tags, TagText value);
-void MP4TagsSetPodcast(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetKeywords(MP4Tags& tags, TagText value);
-void MP4TagsSetCategory(MP4Tags& tags, TagText value);
-void MP4TagsSetHDVideo(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetMediaType(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetContentRating(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetGapless(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetContentID(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetArtistID(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetPlaylistID(MP4Tags& tags, TagNumber<std::uint64_t> value);
-void MP4TagsSetGenreID(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetComposerID(MP4Tags& tags, TagNumber<std::uint32_t> value);
-void MP4TagsSetXID(MP4Tags& tags, TagText value);
-void MP4TagsSetITunesAccount(MP4Tags& tags, TagText value);
-void MP4TagsSetITunesAccountType(MP4Tags& tags, TagNumber<std::uint8_t> value);
-void MP4TagsSetITunesCountry(MP4Tags& tags, TagNumber<std::uint32_t> value);
 
 /// Adds a picture behind those that are there.
 void MP4TagsAddArtwork(MP4Tags& tags, MP4TagArtwork artwork);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "mp4/EditPlan.h"
 #include "mp4/MovieFacts.h"
 #include "mp4/Tags.h"
 
@@ -14,13 +13,10 @@ using MP4TrackId = std::uint32_t;
 inline constexpr MP4TrackId MP4_INVALID_TRACK_ID = 0;
 
 /// An open MPEG-4, 3GP or QuickTime file. Its structure is read at once, metadata and sample sizes when they are asked
-/// for. Used by one thread at a time; destroying it closes it without writing.
+/// for. Used by one thread at a time.
 class Mp4File {
 public:
-    enum class Mode { Read, Modify };
-
-    static Result<Mp4File> open(const Path& path, Mode mode);
-    /// Reads another reader's bytes (memory that outlives the file); for tools and tests. Cannot be written.
+    /// Fails for what has no whole movie box with a movie header.
     static Result<Mp4File> open(StructureReader reader);
 
     Mp4File(Mp4File&&) noexcept;
@@ -30,17 +26,8 @@ public:
     const MovieFacts& facts() const;
     /// Of the tracks in facts(), in the same order.
     const std::vector<MP4TrackId>& trackIds() const;
-    /// The metadata items: as planned by setItems, else as they are in the file.
+    /// The metadata items; none where they cannot be read.
     const MP4ItmfItemList& items();
-    /// Plans new items, and with them the file's new layout. Nothing is planned when they are the file's own. Fails
-    /// and leaves the plan as it was where the file cannot be edited safely (Unsupported), is damaged (Format), or was
-    /// opened for reading (State).
-    Result<void> setItems(MP4ItmfItemList items);
-
-    /// What is to be written, or null when nothing is.
-    const EditPlan* plan() const;
-    Mode mode() const;
-    const Path& path() const;
     StructureReader& reader();
 
 private:
@@ -51,11 +38,8 @@ private:
 
 /// Opens for reading. Fails for what is no regular file and for what has no whole movie box with a movie header.
 Result<Mp4File> MP4Read(const Path& path);
-/// Opens for modification: fails also for a file that may not be written. Nothing is written before MP4Close.
+/// The same; fails also for a file that may not be written. `flags` must be 0. MetadataEdit changes it.
 Result<Mp4File> MP4Modify(const Path& path, std::uint32_t flags);
-/// Closes. A file opened for modification with a planned change is replaced, whole or not at all, by its new content
-/// (see FileReplacement); an error means that the file is as it was. `flags` must be 0.
-Result<void> MP4Close(Mp4File file, std::uint32_t flags);
 
 /// The id of the `index`-th track (from 0, in the file's order) whose handler is `type` ("soun", "vide"; null: any)
 /// and, where `subType` is not 0, whose MPEG-4 object type is `subType`. MP4_INVALID_TRACK_ID when there is none.

@@ -1,6 +1,7 @@
 // Read, edit, write, read again: the new tags are there, nothing else is lost, every chunk leads to the same bytes,
 // or to none as before.
 #include "mp4/ChunkExtents.h"
+#include "mp4/MetadataEdit.h"
 #include "mp4/mp4.h"
 
 #include <cstddef>
@@ -76,26 +77,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::size_t length = std::size_t { data[0] } * (data[1] % 32);
     ByteView source(data + 2, size - 2);
     StructureReader before(source);
-    auto facts = readMovieFacts(before);
-    if (!facts.ok())
+    MP4Tags wanted;
+    MetadataEdit edit([&](const MP4ItmfItemList& items) {
+        wanted = tagsFromItems(items);
+        MP4TagsSetComments(wanted, std::string(length, 'c'));
+        if (data[1] & 0x80)
+            wanted.artwork.clear();
+        return itemsWithTags(items, wanted);
+    });
+    auto plan = edit.plan(before);
+    if (!plan.ok() || !*plan)
         return 0;
-    auto items = readItems(before, facts->userDataBoxes);
-    if (!items.ok())
-        return 0;
-    MP4Tags tags = tagsFromItems(*items);
-    MP4TagsSetComments(tags, std::string(length, 'c'));
-    if (data[1] & 0x80)
-        tags.artwork.clear();
-    MP4ItmfItemList wanted = itemsWithTags(*items, tags);
-    auto plan = planEdit(before, wanted);
-    if (!plan.ok() || plan->layout == EditPlan::Layout::Unchanged)
-        return 0;
-    Bytes made = perform(plan->content, source);
+    Bytes made = perform(**plan, source);
     StructureReader after { ByteView(made) };
     // What the check refuses is never put into a file's place.
-    if (!checkEdit(before, after, wanted).ok())
+    if (!edit.check(after).ok())
         return 0;
-    require(tagsFromItems(readItems(after, readMovieFacts(after)->userDataBoxes).value()) == tags);
+    require(tagsFromItems(readItems(after, readMovieFacts(after)->userDataBoxes).value()) == wanted);
     compareMedia(source, chunkOffsets(before), made, chunkOffsets(after));
     require(isCut(source) == isCut(made));
     return 0;

@@ -76,6 +76,15 @@ Mp4TagEdit::Mp4TagEdit(const Record& record)
         m_artwork = jpegOf(*picture->data());
 }
 
+MP4ItmfItemList Mp4TagEdit::applied(const MP4ItmfItemList& before, bool withArtwork) const
+{
+    MP4Tags tags = tagsFromItems(before);
+    applyTexts(tags);
+    if (withArtwork)
+        applyArtwork(tags);
+    return itemsWithTags(before, tags);
+}
+
 void Mp4TagEdit::applyTexts(MP4Tags& tags) const
 {
     for (const TextChange& change : m_texts)

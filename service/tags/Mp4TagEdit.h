@@ -12,13 +12,15 @@ public:
     /// Raises NSInvalidArgumentException for a text, track or disc value of a kind that has none.
     explicit Mp4TagEdit(const Record& record);
 
-    /// Everything but the picture.
-    void applyTexts(MP4Tags& tags) const;
-    void applyArtwork(MP4Tags& tags) const;
+    /// The items with the record's values.
+    MP4ItmfItemList applied(const MP4ItmfItemList& before, bool withArtwork) const;
     /// True when the record has a picture to store.
     bool hasArtwork() const { return m_artwork.has_value(); }
 
 private:
+    void applyTexts(MP4Tags& tags) const;
+    void applyArtwork(MP4Tags& tags) const;
+
     struct TextChange {
         void (*set)(MP4Tags&, TagText);
         std::string_view text; ///< of the record

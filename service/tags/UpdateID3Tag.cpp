@@ -1,10 +1,10 @@
 #include "service/tags/UpdateID3Tag.h"
 
+#include "mp4/FrontEdit.h"
 #include "platform/NSFileManager.h"
 #include "service/tags/Id3PodcastFrames.h"
 #include "service/tags/Id3TagEdit.h"
 #include "service/tags/Id3TagLayout.h"
-#include "service/tags/MovieBehindTag.h"
 #include "service/tags/PictureLeftOut.h"
 #include "service/tags/ValueOfRecord.h"
 #include "system/FileReplacement.h"
@@ -29,10 +29,8 @@ public:
         m_hasPictureLeftOut = !m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
         MV_TRY(layout, layOutTag(source, tags, frames.size()));
-        m_movie = MovieSummary::of(current);
-        MV_TRY(content, contentBehindTag(current, layout));
-        if (layout.newSize > 0)
-            content.insert(content.begin(), FileSegment::literal(tagBytes(frames, layout.newSize)));
+        Bytes tag = layout.newSize > 0 ? tagBytes(frames, layout.newSize) : Bytes();
+        MV_TRY(content, m_front.plan(StructureReader::borrowing(current), layout.oldSize, std::move(tag)));
         return std::optional(std::move(content));
     }
 
@@ -42,9 +40,7 @@ public:
         tags.id3v1.reset(); // at the end still, but the new tag alone is asked about
         if (Id3FrameList::carriedFrom(tags).frames() != m_frames.frames())
             return Error { Error::Kind::Format, "the new tag does not read back as it was written" };
-        if (MovieSummary::of(made) != m_movie)
-            return Error { Error::Kind::Format, "the movie behind the new tag is not what it was" };
-        return {};
+        return m_front.check(StructureReader::borrowing(made));
     }
 
     bool hasPictureLeftOut() const { return m_hasPictureLeftOut; }
@@ -52,8 +48,8 @@ public:
 private:
     const Id3TagEdit& m_edit;
     Id3FrameList m_frames;
+    FrontEdit m_front;
     bool m_hasPictureLeftOut = false;
-    std::optional<MovieSummary> m_movie;
 };
 
 } // namespace

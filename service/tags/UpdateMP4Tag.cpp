@@ -3,6 +3,7 @@
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
+#include "mp4/MetadataEdit.h"
 #include "mp4/mp4.h"
 #include "service/tags/Mp4TagEdit.h"
 #include "service/tags/PictureLeftOut.h"
@@ -17,59 +18,6 @@ namespace {
 constexpr std::size_t MaxPodcastTextBytes = 1999;
 
 void logWithPath(const char* text, const Path& path) { NSLog("%s %s", text, path.isNil() ? "(null)" : path.c_str()); }
-
-/// One update of the metadata list: what to write, and whether it reads back.
-class ListRewriting {
-public:
-    explicit ListRewriting(const Mp4TagEdit& edit)
-        : m_edit(edit)
-    {
-    }
-
-    /// From the file as it is now, so that two updates of different fields both last.
-    Result<std::optional<FileContent>> plan(const InputFile& current)
-    {
-        MV_TRY(file, Mp4File::open(StructureReader::borrowing(current)));
-        m_tracks = file.facts().tracks.size();
-        m_duration = file.facts().duration;
-        auto wholePlan = planWith(file, true);
-        m_hasPictureLeftOut = !wholePlan.ok() && wholePlan.error().kind == Error::Kind::Limit && m_edit.hasArtwork();
-        MV_TRY(plan, m_hasPictureLeftOut ? planWith(file, false) : std::move(wholePlan));
-        if (plan.layout == EditPlan::Layout::Unchanged)
-            return std::optional<FileContent> {};
-        return std::optional<FileContent> { std::move(plan.content) };
-    }
-
-    Result<void> check(const InputFile& made) const
-    {
-        MV_TRY(file, Mp4File::open(StructureReader::borrowing(made)));
-        bool same
-            = file.items() == m_items && file.facts().tracks.size() == m_tracks && file.facts().duration == m_duration;
-        if (!same)
-            return Error { Error::Kind::Format, "the new metadata does not read back as it was written" };
-        return {};
-    }
-
-    bool hasPictureLeftOut() const { return m_hasPictureLeftOut; }
-
-private:
-    Result<EditPlan> planWith(Mp4File& file, bool artwork)
-    {
-        MP4Tags tags = MP4TagsAlloc();
-        MP4TagsFetch(tags, file);
-        m_edit.applyTexts(tags);
-        if (artwork)
-            m_edit.applyArtwork(tags);
-        m_items = itemsWithTags(file.items(), tags);
-        return planEdit(file.reader(), m_items);
-    }
-
-    const Mp4TagEdit& m_edit;
-    MP4ItmfItemList m_items;
-    std::size_t m_tracks = 0;
-    std::uint64_t m_duration = 0;
-    bool m_hasPictureLeftOut = false;
-};
 
 /// The value as text up to the first zero byte; nothing when it is not UTF-8.
 std::optional<std::string> podcastText(const Bytes& value)
@@ -87,13 +35,20 @@ bool UpdateMP4Tag::updateTagWithDictionary(const Path& path, const Record& recor
         logWithPath("MP4Tag file open fail", target);
         return false;
     }
-    const Mp4TagEdit edit(record);
-    ListRewriting rewriting(edit);
+    const Mp4TagEdit changes(record);
+    bool isPictureLeftOut = false;
+    MetadataEdit edit([&](const MP4ItmfItemList& before) { return changes.applied(before, !isPictureLeftOut); });
+    // From the file as it is now, so that two updates of different fields both last.
+    auto plan = [&](const InputFile& current) {
+        isPictureLeftOut = false;
+        auto whole = edit.plan(StructureReader::borrowing(current));
+        isPictureLeftOut = !whole.ok() && whole.error().kind == Error::Kind::Limit && changes.hasArtwork();
+        return isPictureLeftOut ? edit.plan(StructureReader::borrowing(current)) : std::move(whole);
+    };
     // Deliberate: a store that fails is not reported; the replacement has logged it.
     (void)FileReplacement::perform(
-        target, [&](const InputFile& current) { return rewriting.plan(current); },
-        [&](const InputFile& made) { return rewriting.check(made); });
-    if (rewriting.hasPictureLeftOut())
+        target, plan, [&](const InputFile& made) { return edit.check(StructureReader::borrowing(made)); });
+    if (isPictureLeftOut)
         logPictureLeftOut(target);
     return true;
 }

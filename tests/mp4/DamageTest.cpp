@@ -1,5 +1,6 @@
 // Files that nobody vouches for: whatever they hold, reading ends soon, with an error or with what is there.
 #include "mp4/mp4.h"
+#include "tests/support/Mp4Edit.h"
 #include "tests/support/Mp4Maker.h"
 #include "tests/support/Scratch.h"
 
@@ -26,8 +27,11 @@ void askEverything(const Bytes& file)
     MP4TagsFetch(tags, *opened);
     for (const TrackFacts& track : opened->facts().tracks)
         MP4GetTrackBitRate(*opened, track.id);
-    MP4TagsSetName(tags, "a longer name than it had, so that the layout changes");
-    (void)planEdit(opened->reader(), itemsWithTags(opened->items(), tags));
+    MetadataEdit edit = tagEdit(
+        [](MP4Tags& changed) { MP4TagsSetName(changed, "a longer name than it had, so that the layout changes"); });
+    auto plan = edit.plan(opened->reader());
+    if (plan.ok() && *plan)
+        (void)edit.check(StructureReader(ByteView(performed(**plan, file))));
 }
 
 Mp4Spec fullSpec()

@@ -12,20 +12,6 @@ Bytes countedMedia(std::size_t size)
     return media;
 }
 
-Bytes perform(const FileContent& content, const Bytes& source)
-{
-    Bytes result;
-    for (const FileSegment& segment : content) {
-        if (segment.isCopy) {
-            auto begin = source.begin() + static_cast<std::ptrdiff_t>(segment.offset);
-            result.insert(result.end(), begin, begin + static_cast<std::ptrdiff_t>(segment.length));
-        } else {
-            result.insert(result.end(), segment.bytes.begin(), segment.bytes.end());
-        }
-    }
-    return result;
-}
-
 std::uint64_t chunkOffset(const Bytes& file, std::size_t track)
 {
     StructureReader reader { ByteView(file) };
@@ -36,34 +22,55 @@ std::uint64_t chunkOffset(const Bytes& file, std::size_t track)
     return table.type == fourCC("co64") ? fields.u64be() : fields.u32be();
 }
 
-MP4ItmfItemList withName(const MP4ItmfItemList& items, std::string_view name)
+namespace {
+
+Box movieBoxOf(const Bytes& file)
 {
-    MP4Tags tags = tagsFromItems(items);
-    MP4TagsSetName(tags, name);
-    return itemsWithTags(items, tags);
+    StructureReader reader { ByteView(file) };
+    return readMovieFacts(reader).value().movieBox;
+}
+
+Layout layoutOf(const Bytes& before, const Bytes& after)
+{
+    Box old = movieBoxOf(before);
+    Box made = movieBoxOf(after);
+    if (made.offset == old.offset && made.size == old.size)
+        return Layout::InPlace;
+    if (after.size() == before.size())
+        return Layout::FreeSpace;
+    return made.end() == after.size() ? Layout::AtTheEnd : Layout::Shifted;
+}
+
+} // namespace
+
+MetadataEdit renaming(std::string_view name)
+{
+    return tagEdit([name = std::string(name)](MP4Tags& tags) { MP4TagsSetName(tags, name); });
+}
+
+Edited edited(const Bytes& source, MetadataEdit edit)
+{
+    auto plan = edit.plan(StructureReader(ByteView(source)));
+    EXPECT_TRUE(plan.ok()) << (plan.ok() ? "" : plan.error().text);
+    if (!plan.ok())
+        return {};
+    if (!*plan)
+        return { Layout::Unchanged, source };
+    Bytes made = performed(**plan, source);
+    EXPECT_EQ(made.size(), lengthOf(**plan));
+    auto checked = edit.check(StructureReader(ByteView(made)));
+    EXPECT_TRUE(checked.ok()) << (checked.ok() ? "" : checked.error().text);
+    return { layoutOf(source, made), made };
 }
 
 Edited rename(const Bytes& source, std::string_view name)
 {
-    StructureReader before { ByteView(source) };
-    auto facts = readMovieFacts(before);
-    auto items = withName(readItems(before, facts->movieBox).value(), name);
-    auto plan = planEdit(before, items);
-    EXPECT_TRUE(plan.ok()) << (plan.ok() ? "" : plan.error().text);
-    if (!plan.ok())
-        return {};
-    Edited edited { plan->layout,
-        plan->layout == EditPlan::Layout::Unchanged ? source : perform(plan->content, source) };
-    EXPECT_EQ(
-        edited.bytes.size(), plan->layout == EditPlan::Layout::Unchanged ? source.size() : lengthOf(plan->content));
-    StructureReader after { ByteView(edited.bytes) };
-    auto checked = checkEdit(before, after, items);
-    EXPECT_TRUE(checked.ok()) << (checked.ok() ? "" : checked.error().text);
+    Edited result = edited(source, renaming(name));
     std::uint64_t oldChunk = chunkOffset(source);
-    std::uint64_t newChunk = chunkOffset(edited.bytes);
+    std::uint64_t newChunk = chunkOffset(result.bytes);
     for (std::size_t i = 0; i < 100 && oldChunk + i < source.size(); i++)
-        EXPECT_EQ(source.at(oldChunk + i), edited.bytes.at(newChunk + i)) << i;
-    return edited;
+        EXPECT_EQ(source.at(oldChunk + i), result.bytes.at(newChunk + i)) << i;
+    return result;
 }
 
 Mp4Spec namedSpec()
@@ -74,11 +81,9 @@ Mp4Spec namedSpec()
     return spec;
 }
 
-Result<EditPlan> planLongName(const Bytes& source)
+Result<std::optional<FileContent>> planLongName(const Bytes& source)
 {
-    StructureReader reader { ByteView(source) };
-    auto facts = readMovieFacts(reader);
-    return planEdit(reader, withName(readItems(reader, facts->movieBox).value(), std::string(500, 'n')));
+    return renaming(std::string(500, 'n')).plan(StructureReader(ByteView(source)));
 }
 
 } // namespace mv::test

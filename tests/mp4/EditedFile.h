@@ -1,7 +1,7 @@
 #pragma once
 
-#include "mp4/EditPlan.h"
 #include "mp4/mp4.h"
+#include "tests/support/Mp4Edit.h"
 #include "tests/support/Mp4Maker.h"
 
 #include <string_view>
@@ -15,19 +15,27 @@ Bytes countedMedia(std::size_t size);
 /// Three items, one of them unknown, and counted media.
 Mp4Spec namedSpec();
 
-/// The planned content.
-Bytes perform(const FileContent& content, const Bytes& source);
+/// Where an edit left the movie box.
+enum class Layout {
+    Unchanged, ///< nothing was planned
+    InPlace, ///< where it was, and as large as it was
+    FreeSpace, ///< over the free space around its old place too
+    AtTheEnd, ///< behind everything else
+    Shifted, ///< what followed it has moved
+};
 
 struct Edited {
-    EditPlan::Layout layout;
+    Layout layout = Layout::Unchanged;
     Bytes bytes;
 };
+/// Plans, performs and checks.
+Edited edited(const Bytes& source, MetadataEdit edit);
+MetadataEdit renaming(std::string_view name);
 /// Gives the file a name; checks that the chunk's bytes are the same and that nothing else was lost.
 Edited rename(const Bytes& source, std::string_view name);
 /// The plan for a name of 500 letters.
-Result<EditPlan> planLongName(const Bytes& source);
+Result<std::optional<FileContent>> planLongName(const Bytes& source);
 
-MP4ItmfItemList withName(const MP4ItmfItemList& items, std::string_view name);
 /// The first row of a track's table.
 std::uint64_t chunkOffset(const Bytes& file, std::size_t track = 0);
 

@@ -1,10 +1,10 @@
 // Files made by other programs, edited here, judged by other programs.
 #include "mp4/mp4.h"
+#include "tests/support/Mp4Edit.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
 #include <cctype>
-#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -61,17 +61,10 @@ std::string mutagenTags(const std::string& path)
         + test::quoted(path));
 }
 
-void edit(const std::string& path, const std::function<void(MP4Tags&)>& change)
+void edit(const std::string& path, const TagChange& change)
 {
-    auto file = MP4Modify(path, 0);
-    ASSERT_TRUE(file.ok());
-    MP4Tags tags = MP4TagsAlloc();
-    MP4TagsFetch(tags, *file);
-    change(tags);
-    auto stored = MP4TagsStore(tags, *file);
-    ASSERT_TRUE(stored.ok()) << stored.error().text;
-    auto closed = MP4Close(std::move(*file), 0);
-    ASSERT_TRUE(closed.ok()) << closed.error().text;
+    auto outcome = editTags(path, change);
+    ASSERT_TRUE(outcome.ok()) << outcome.error().text;
 }
 
 constexpr Source kSources[] = {

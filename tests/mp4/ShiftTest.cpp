@@ -7,7 +7,6 @@ namespace mv {
 namespace {
 
 using namespace test;
-using Layout = EditPlan::Layout;
 
 TEST(Shift, AFileThatEndsInSomethingElseIsShifted)
 {

@@ -7,6 +7,7 @@
 #include "mp4/mp4.h"
 #include "tests/service/tags/TagFiles.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Mp4Edit.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -99,14 +100,12 @@ class GenreTest : public UpdateMP4TagTest {
 protected:
     void numberGenre(std::uint16_t number, const std::string& text = {})
     {
-        auto file = MP4Modify(m_path, 0);
-        MP4Tags tags;
-        MP4TagsFetch(tags, *file);
-        MP4TagsSetGenreType(tags, number);
-        if (!text.empty())
-            MP4TagsSetGenre(tags, text);
-        ASSERT_TRUE(MP4TagsStore(tags, *file).ok());
-        ASSERT_TRUE(MP4Close(std::move(*file), 0).ok());
+        auto outcome = test::editTags(m_path, [&](MP4Tags& tags) {
+            MP4TagsSetGenreType(tags, number);
+            if (!text.empty())
+                MP4TagsSetGenre(tags, text);
+        });
+        ASSERT_TRUE(outcome.ok());
     }
     std::optional<std::uint16_t> numberInFile() const
     {

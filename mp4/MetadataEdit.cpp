@@ -1,9 +1,8 @@
-#include "mp4/EditPlan.h"
+#include "mp4/MetadataEdit.h"
 
 #include "mp4/ChunkExtents.h"
 #include "mp4/ChunkOffsets.h"
 #include "mp4/MoovEditor.h"
-#include "mp4/MovieFacts.h"
 #include "mp4/MovieWholeness.h"
 
 namespace mv {
@@ -86,56 +85,45 @@ Bytes filledSlot(Bytes movie, std::uint64_t slot)
     return movie;
 }
 
-void appendCopy(FileContent& content, std::uint64_t begin, std::uint64_t end)
-{
-    if (begin < end)
-        content.push_back(FileSegment::copy(begin, end - begin));
-}
-
 /// A box that lasts until the end of the file gets a size, so that another one can follow it. Nothing where it has
 /// no room for that: a size beyond 4 GB needs 8 bytes more, which an empty free box in front can give.
 std::optional<Patch> closedLastBox(const FileLayout& layout)
 {
     const Box& last = layout.last;
-    Patch patch { .offset = last.offset };
-    ByteWriter writer(patch.bytes);
+    Bytes header;
+    ByteWriter writer(header);
     if (last.size <= UINT32_MAX) {
         writer.u32be(static_cast<std::uint32_t>(last.size));
-        return patch;
+        return Patch { last.offset, std::move(header) };
     }
     if (!layout.beforeLast || !isFreeSpace(*layout.beforeLast) || layout.beforeLast->size != FreeBoxHeader)
         return std::nullopt;
-    patch.offset = layout.beforeLast->offset;
     writer.u32be(1);
     writer.u32be(last.type);
     writer.u64be(last.size + FreeBoxHeader);
-    return patch;
+    return Patch { layout.beforeLast->offset, std::move(header) };
 }
 
-FileContent inPlace(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+std::vector<Patch> alone(Patch patch)
 {
-    FileContent content;
-    appendCopy(content, 0, layout.movie.offset);
-    content.push_back(FileSegment::literal(editor.rebuilt(layout.movie.size - editor.sizeWithoutPadding())));
-    appendCopy(content, layout.movie.end(), reader.size());
-    return content;
+    std::vector<Patch> patches;
+    patches.push_back(std::move(patch));
+    return patches;
 }
 
-FileContent inSlot(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+std::vector<Patch> inPlace(const FileLayout& layout, const MoovEditor& editor)
 {
-    std::uint64_t slot = layout.slotEnd - layout.slotBegin;
-    FileContent content;
-    appendCopy(content, 0, layout.slotBegin);
-    Bytes filled = filledSlot(editor.rebuilt(0), slot);
-    std::uint64_t covered = layout.slotBegin + filled.size();
+    return alone({ layout.movie.offset, editor.rebuilt(layout.movie.size - editor.sizeWithoutPadding()) });
+}
+
+std::vector<Patch> inSlot(const FileLayout& layout, const MoovEditor& editor)
+{
+    Bytes filled = filledSlot(editor.rebuilt(0), layout.slotEnd - layout.slotBegin);
     // Old metadata must not show through the free space.
-    if (covered < layout.movie.end()) {
-        filled.resize(filled.size() + static_cast<std::size_t>(layout.movie.end() - covered));
-        covered = layout.movie.end();
-    }
-    content.push_back(FileSegment::literal(std::move(filled)));
-    appendCopy(content, covered, reader.size());
-    return content;
+    std::uint64_t least = layout.movie.end() - layout.slotBegin;
+    if (filled.size() < least)
+        filled.resize(static_cast<std::size_t>(least));
+    return alone({ layout.slotBegin, std::move(filled) });
 }
 
 /// Whether samples are said to lie behind the end of the file, which was cut. What is put there would be played.
@@ -145,32 +133,26 @@ bool isCut(const StructureReader& reader, const MoovEditor& editor)
 }
 
 /// Nothing where a movie box at the end would not be found, or must not be.
-std::optional<FileContent> atTheEnd(const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+std::optional<std::vector<Patch>> atTheEnd(
+    const StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     if (!layout.endsSoundly || isCut(reader, editor))
         return std::nullopt;
-    FileContent content;
-    if (layout.slotEnd == reader.size()) {
-        appendCopy(content, 0, layout.slotBegin);
-        content.push_back(FileSegment::literal(editor.rebuilt(MoovEditor::DefaultPadding)));
-        return content;
-    }
+    Bytes movie = editor.rebuilt(MoovEditor::DefaultPadding);
+    if (layout.slotEnd == reader.size())
+        return alone({ layout.slotBegin, std::move(movie), reader.size() - layout.slotBegin });
     if (layout.fragmentsBehind || layout.movie.size < FreeBoxHeader)
         return std::nullopt;
-    appendCopy(content, 0, layout.movie.offset);
-    content.push_back(FileSegment::literal(freeBox(layout.movie.size)));
-    std::uint64_t from = layout.movie.end();
+    std::vector<Patch> patches;
+    patches.push_back({ layout.movie.offset, freeBox(layout.movie.size) });
     if (layout.last.toTheEnd) {
-        auto patch = closedLastBox(layout);
-        if (!patch || patch->offset < from)
+        auto closed = closedLastBox(layout);
+        if (!closed || closed->offset < layout.movie.end())
             return std::nullopt;
-        appendCopy(content, from, patch->offset);
-        from = patch->offset + patch->bytes.size();
-        content.push_back(FileSegment::literal(std::move(patch->bytes)));
+        patches.push_back(std::move(*closed));
     }
-    appendCopy(content, from, reader.size());
-    content.push_back(FileSegment::literal(editor.rebuilt(MoovEditor::DefaultPadding)));
-    return content;
+    patches.push_back({ reader.size(), std::move(movie), 0 });
+    return patches;
 }
 
 /// The movie box, larger than the old one by whole blocks: what follows then keeps its place within its block. Its
@@ -187,7 +169,7 @@ Bytes movieOfWholeBlocksMore(const FileLayout& layout, const MoovEditor& editor)
     return beyond == 0 ? movie : padded(MoovEditor::DefaultPadding + SharedBlockBytes - beyond);
 }
 
-Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+Result<std::vector<Patch>> shifted(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     Bytes movie = movieOfWholeBlocksMore(layout, editor);
     if (movie.size() < layout.movie.size)
@@ -198,55 +180,30 @@ Result<FileContent> shifted(StructureReader& reader, const FileLayout& layout, c
         return Error { Error::Kind::Unsupported, "media reach over the movie box" };
     MV_TRY_VOID(shiftChunkOffsets(movie, end, delta));
     MV_TRY(patches, shiftedFileOffsets(reader, layout.firstBox, end, delta));
-    FileContent content;
-    std::uint64_t from = 0;
-    auto copyTo = [&](std::uint64_t to) {
-        if (from < end && to >= end) {
-            appendCopy(content, from, layout.movie.offset);
-            content.push_back(FileSegment::literal(std::move(movie)));
-            from = end;
-        }
-        appendCopy(content, from, to);
-        from = to;
-    };
-    for (Patch& patch : patches) {
-        copyTo(patch.offset);
-        from += patch.bytes.size();
-        content.push_back(FileSegment::literal(std::move(patch.bytes)));
-    }
-    copyTo(reader.size());
-    return content;
+    patches.push_back({ layout.movie.offset, std::move(movie), layout.movie.size });
+    return patches;
 }
 
-/// The layouts in the order in which they disturb a file.
-Result<EditPlan> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
+/// The movie box goes where it disturbs the file least.
+Result<std::vector<Patch>> firstThatFits(StructureReader& reader, const FileLayout& layout, const MoovEditor& editor)
 {
     std::uint64_t size = editor.sizeWithoutPadding();
     bool isLast = layout.slotEnd == reader.size();
     if (fitsInto(size, layout.movie.size))
-        return EditPlan { EditPlan::Layout::InPlace, inPlace(reader, layout, editor) };
+        return inPlace(layout, editor);
     // What comes behind the damage would be read at another place than before.
     if (!isWholeMovie(reader, layout.movie))
         return Error { Error::Kind::Format, "the movie box is damaged and has no room" };
     if (!isLast && fitsInto(size, layout.slotEnd - layout.slotBegin))
-        return EditPlan { EditPlan::Layout::FreeSpace, inSlot(reader, layout, editor) };
-    if (auto content = atTheEnd(reader, layout, editor))
-        return EditPlan { EditPlan::Layout::AtTheEnd, std::move(*content) };
-    MV_TRY(content, shifted(reader, layout, editor));
-    return EditPlan { EditPlan::Layout::Shifted, std::move(content) };
+        return inSlot(layout, editor);
+    if (auto patches = atTheEnd(reader, layout, editor))
+        return std::move(*patches);
+    return shifted(reader, layout, editor);
 }
 
-Error changed(const char* what) { return { Error::Kind::Format, std::string("the edited file lost its ") + what }; }
-
-} // namespace
-
-Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
+Result<std::vector<Patch>> planItems(StructureReader& reader, const MP4ItmfItemList& items)
 {
     MV_TRY(layout, readLayout(reader));
-    MV_TRY(old, readItems(reader, layout.movie));
-    if (old == items)
-        return EditPlan {};
-    old.clear();
     if (items.size() > MaxMetadataItems)
         return Error { Error::Kind::Limit, "too many metadata items" };
     MV_TRY(editor, MoovEditor::load(reader, layout.movie));
@@ -262,22 +219,36 @@ Result<EditPlan> planEdit(StructureReader& reader, const MP4ItmfItemList& items)
     return firstThatFits(reader, layout, editor);
 }
 
-Result<void> checkEdit(StructureReader& before, StructureReader& after, const MP4ItmfItemList& items)
+} // namespace
+
+MetadataEdit::MetadataEdit(Change change)
+    : m_change(std::move(change))
 {
-    MV_TRY(oldFacts, readMovieFacts(before));
-    MV_TRY(newFacts, readMovieFacts(after));
-    MV_TRY(newItems, readItems(after, newFacts.userDataBoxes));
-    if (newItems != items)
-        return changed("metadata");
-    if (newFacts.tracks.size() != oldFacts.tracks.size() || newFacts.duration != oldFacts.duration)
-        return changed("tracks");
-    for (std::size_t i = 0; i < newFacts.tracks.size(); i++) {
-        const TrackFacts& a = oldFacts.tracks[i];
-        const TrackFacts& b = newFacts.tracks[i];
-        if (a.id != b.id || a.handler != b.handler || a.mediaDuration != b.mediaDuration
-            || a.sampleCount != b.sampleCount || a.fragmentBytes != b.fragmentBytes)
-            return changed("samples");
-    }
+}
+
+Result<std::optional<FileContent>> MetadataEdit::plan(StructureReader current)
+{
+    MV_TRY(before, MovieSummary::of(current));
+    MP4ItmfItemList items = m_change(before.items);
+    if (items == before.items)
+        return std::optional<FileContent> {};
+    m_expected = std::move(before);
+    m_expected.items = std::move(items);
+    MV_TRY(patches, planItems(current, m_expected.items));
+    FileContent content = patchedContent(std::move(patches), current.size());
+    m_outline = outlineOf(content);
+    return std::optional(std::move(content));
+}
+
+Result<void> MetadataEdit::check(StructureReader made) const
+{
+    MV_TRY(movie, MovieSummary::of(made));
+    if (movie.items != m_expected.items || movie.tracks.size() != m_expected.tracks.size()
+        || movie.duration != m_expected.duration)
+        return Error { Error::Kind::Format, "the new metadata does not read back as it was written" };
+    movie.traceBack(m_outline);
+    if (movie != m_expected)
+        return Error { Error::Kind::Format, "the edited file lost its samples" };
     return {};
 }
 
