@@ -53,17 +53,17 @@ public:
     ObjectHost* host = nullptr;
 };
 
-/// A place where objects are served: a service's connection.
+/// A place where objects are served: a connection. Only a service's outlives a call, so the others hand nothing out.
 class ObjectHost {
 public:
     virtual ~ObjectHost() = default;
     virtual sd_bus* bus() const = 0;
     /// Serves an object for one client and returns its path; it is destroyed, never inside one of its own calls,
     /// once it is withdrawn or the client has left the bus. "/" when the client has left already.
-    virtual std::string serveForClient(std::unique_ptr<ServedObject> object, const std::string& client) = 0;
-    virtual void withdraw(ServedObject& object) = 0;
+    virtual std::string serveForClient(std::unique_ptr<ServedObject>, const std::string& /*client*/) { return "/"; }
+    virtual void withdraw(ServedObject&) { }
     /// The object that is served for clients at a path, or null.
-    virtual ServedObject* objectAt(const std::string& path) const = 0;
+    virtual ServedObject* objectAt(const std::string& /*path*/) const { return nullptr; }
 };
 
 /// Serves the object's interfaces at a path of the host's connection for as long as the slots live. Zero, or a negative

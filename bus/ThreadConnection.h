@@ -23,10 +23,6 @@ private:
     ThreadConnection(BusHandle bus, std::unique_ptr<ServedObject> object);
 
     sd_bus* bus() const override { return m_bus.get(); }
-    // Nothing is handed out here: such an object could not outlive the job.
-    std::string serveForClient(std::unique_ptr<ServedObject>, const std::string&) override { return "/"; }
-    void withdraw(ServedObject&) override { }
-    ServedObject* objectAt(const std::string&) const override { return nullptr; }
 
     BusHandle m_bus;
     std::unique_ptr<ServedObject> m_object;

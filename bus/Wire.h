@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Base/Core/Path.h"
 #include "Base/Media/Record.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <systemd/sd-bus.h>
@@ -27,6 +29,8 @@ public:
     std::int32_t integer();
     double real();
     std::string objectPath();
+    /// s, of which the empty one is a nil path.
+    Path path();
     /// A structure of two doubles.
     std::pair<double, double> realPair();
     /// A structure of a string and an integer.
@@ -34,6 +38,8 @@ public:
     /// a{sv}. Integers of every type are taken: what fits 32 bits becomes a 32-bit value, the rest a 64-bit one. What
     /// is of no kind that records have (lists, dictionaries, structures, paths, descriptors) becomes an OtherKind.
     Record record();
+    /// a{sv} of other kinds: `read` is given every key with its value's signature, and takes the value.
+    void entries(const std::function<void(const std::string& key, const std::string& signature)>& read);
     /// aa{sv}: none or one.
     std::optional<Record> optionalRecord();
     /// as: none or one.
@@ -42,22 +48,16 @@ public:
     std::optional<Date> optionalDate();
 
 private:
-    void basic(char type, void* target);
-    template <class T> T read(char type)
-    {
-        T value {};
-        basic(type, &value);
-        return value;
-    }
+    struct ValueForm;
+
+    template <class T> T read(char type);
+    template <class T> std::optional<T> noneOrOne(const char* contents, T (WireReader::*readOne)());
     void enter(char type, const char* contents);
     bool enterNext(char type, const char* contents);
     void leave();
-    void leaveOptional();
     bool atEnd();
-    Value variant();
+    Date date();
     Value value(const std::string& signature);
-    Value basicValue(char type);
-    Value skipped(const std::string& signature);
 
     sd_bus_message* m_message;
 };
@@ -76,6 +76,7 @@ public:
     WireWriter& integer(std::int32_t value);
     WireWriter& real(double value);
     WireWriter& objectPath(const std::string& path);
+    WireWriter& path(const Path& path) { return string(path.text()); }
     WireWriter& realPair(double first, double second);
     WireWriter& stringAndInteger(std::string_view text, std::int32_t number);
     WireWriter& record(const Record& record);
@@ -88,6 +89,7 @@ private:
     void basic(char type, const void* value);
     void open(char type, const char* contents);
     void close();
+    void date(Date date);
     void variant(const Value& value);
 
     sd_bus_message* m_message;

@@ -3,6 +3,7 @@
 #include "bus/Wire.h"
 
 #include <limits>
+#include <utility>
 
 namespace mv {
 
@@ -13,20 +14,22 @@ namespace {
     throw BusError(BusErrorInvalidArgs, formatText("the message has no %s where one is expected", what));
 }
 
-Value narrowest(std::int64_t value)
+template <class T> Value narrowest(T value)
 {
-    using Narrow = std::numeric_limits<std::int32_t>;
-    if (value >= Narrow::min() && value <= Narrow::max())
+    if (std::in_range<std::int32_t>(value))
         return static_cast<std::int32_t>(value);
-    return value;
+    using Widest = std::numeric_limits<std::int64_t>;
+    return std::in_range<std::int64_t>(value) ? static_cast<std::int64_t>(value) : Widest::max();
 }
 
 } // namespace
 
-void WireReader::basic(char type, void* target)
+template <class T> T WireReader::read(char type)
 {
-    if (sd_bus_message_read_basic(m_message, type, target) <= 0)
+    T value {};
+    if (sd_bus_message_read_basic(m_message, type, &value) <= 0)
         failArguments(std::string("value of type ").append(1, type).c_str());
+    return value;
 }
 
 void WireReader::enter(char type, const char* contents)
@@ -49,13 +52,6 @@ void WireReader::leave()
         failArguments("end of the list");
 }
 
-void WireReader::leaveOptional()
-{
-    if (!atEnd())
-        failArguments("end after one value");
-    leave();
-}
-
 bool WireReader::atEnd() { return sd_bus_message_at_end(m_message, 0) != 0; }
 
 std::string WireReader::string() { return read<const char*>('s'); }
@@ -67,6 +63,12 @@ std::int32_t WireReader::integer() { return read<std::int32_t>('i'); }
 double WireReader::real() { return read<double>('d'); }
 
 std::string WireReader::objectPath() { return read<const char*>('o'); }
+
+Path WireReader::path()
+{
+    std::string text = string();
+    return text.empty() ? Path() : Path(std::move(text));
+}
 
 std::pair<double, double> WireReader::realPair()
 {
@@ -86,120 +88,96 @@ std::pair<std::string, std::int32_t> WireReader::stringAndInteger()
     return { std::move(text), number };
 }
 
-Record WireReader::record()
+Date WireReader::date()
 {
-    Record record;
+    enter('r', "x");
+    Date date { read<std::int64_t>('x') };
+    leave();
+    return date;
+}
+
+void WireReader::entries(const std::function<void(const std::string& key, const std::string& signature)>& read)
+{
     enter('a', "{sv}");
     while (enterNext('e', "sv")) {
         std::string key = string();
-        record.set(key, variant());
+        char type = 0;
+        const char* contents = nullptr;
+        if (sd_bus_message_peek_type(m_message, &type, &contents) <= 0 || type != 'v')
+            failArguments("variant");
+        std::string signature = contents;
+        enter('v', signature.c_str());
+        read(key, signature);
+        leave();
         leave();
     }
     leave();
+}
+
+Record WireReader::record()
+{
+    Record record;
+    entries([&](const std::string& key, const std::string& signature) { record.set(key, value(signature)); });
     return record;
 }
 
-std::optional<Record> WireReader::optionalRecord()
+template <class T> std::optional<T> WireReader::noneOrOne(const char* contents, T (WireReader::*readOne)())
 {
-    std::optional<Record> result;
-    enter('a', "a{sv}");
+    std::optional<T> result;
+    enter('a', contents);
     if (!atEnd())
-        result = record();
-    leaveOptional();
-    return result;
-}
-
-std::optional<std::string> WireReader::optionalString()
-{
-    std::optional<std::string> result;
-    enter('a', "s");
+        result = (this->*readOne)();
     if (!atEnd())
-        result = string();
-    leaveOptional();
-    return result;
-}
-
-std::optional<Date> WireReader::optionalDate()
-{
-    std::optional<Date> result;
-    enter('a', "(x)");
-    if (enterNext('r', "x")) {
-        result.emplace();
-        basic('x', &result->microseconds);
-        leave();
-    }
-    leaveOptional();
-    return result;
-}
-
-Value WireReader::variant()
-{
-    char type = 0;
-    const char* contents = nullptr;
-    if (sd_bus_message_peek_type(m_message, &type, &contents) <= 0 || type != 'v')
-        failArguments("variant");
-    std::string signature = contents;
-    enter('v', signature.c_str());
-    Value result = value(signature);
+        failArguments("end after one value");
     leave();
     return result;
 }
 
-Value WireReader::value(const std::string& signature)
-{
-    if (signature.size() == 1)
-        return basicValue(signature[0]);
-    if (signature == "ay") {
+std::optional<Record> WireReader::optionalRecord() { return noneOrOne("a{sv}", &WireReader::record); }
+
+std::optional<std::string> WireReader::optionalString() { return noneOrOne("s", &WireReader::string); }
+
+std::optional<Date> WireReader::optionalDate() { return noneOrOne("(x)", &WireReader::date); }
+
+/// How the values that records have are read, by their signatures.
+struct WireReader::ValueForm {
+    std::string_view signature;
+    Value (*read)(WireReader&);
+
+    template <class T, char Type> static Value integer(WireReader& in) { return narrowest(in.read<T>(Type)); }
+    static Value null(WireReader& in) { return *in.read<const char*>('g') ? Value(OtherKind {}) : NullObject {}; }
+    static Value data(WireReader& in)
+    {
         const void* data = nullptr;
         std::size_t size = 0;
-        if (sd_bus_message_read_array(m_message, 'y', &data, &size) < 0)
+        if (sd_bus_message_read_array(in.m_message, 'y', &data, &size) < 0)
             failArguments("data");
         auto first = static_cast<const std::uint8_t*>(data);
         return Bytes(first, first + size);
     }
-    if (signature == "(x)") {
-        Date date;
-        enter('r', "x");
-        basic('x', &date.microseconds);
-        leave();
-        return date;
-    }
-    return skipped(signature);
-}
+};
 
-Value WireReader::basicValue(char type)
+Value WireReader::value(const std::string& signature)
 {
-    switch (type) {
-    case 'y':
-        return std::int32_t { read<std::uint8_t>(type) };
-    case 'n':
-        return std::int32_t { read<std::int16_t>(type) };
-    case 'q':
-        return std::int32_t { read<std::uint16_t>(type) };
-    case 'i':
-        return read<std::int32_t>(type);
-    case 'u':
-        return narrowest(read<std::uint32_t>(type));
-    case 'x':
-        return narrowest(read<std::int64_t>(type));
-    case 't':
-        return narrowest(static_cast<std::int64_t>(
-            std::min<std::uint64_t>(read<std::uint64_t>(type), std::numeric_limits<std::int64_t>::max())));
-    case 'b':
-        return read<int>(type) != 0;
-    case 'd':
-        return read<double>(type);
-    case 's':
-        return read<const char*>(type);
-    case 'g':
-        return *read<const char*>(type) ? Value(OtherKind {}) : Value(NullObject {});
-    default:
-        return skipped(std::string(1, type));
+    static constexpr ValueForm kForms[] {
+        { "y", ValueForm::integer<std::uint8_t, 'y'> },
+        { "n", ValueForm::integer<std::int16_t, 'n'> },
+        { "q", ValueForm::integer<std::uint16_t, 'q'> },
+        { "i", ValueForm::integer<std::int32_t, 'i'> },
+        { "u", ValueForm::integer<std::uint32_t, 'u'> },
+        { "x", ValueForm::integer<std::int64_t, 'x'> },
+        { "t", ValueForm::integer<std::uint64_t, 't'> },
+        { "b", [](WireReader& in) -> Value { return in.boolean(); } },
+        { "d", [](WireReader& in) -> Value { return in.real(); } },
+        { "s", [](WireReader& in) -> Value { return in.string(); } },
+        { "g", ValueForm::null },
+        { "ay", ValueForm::data },
+        { "(x)", [](WireReader& in) -> Value { return in.date(); } },
+    };
+    for (const ValueForm& form : kForms) {
+        if (form.signature == signature)
+            return form.read(*this);
     }
-}
-
-Value WireReader::skipped(const std::string& signature)
-{
     if (sd_bus_message_skip(m_message, signature.c_str()) < 0)
         failArguments(signature.c_str());
     return OtherKind {};

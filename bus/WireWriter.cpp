@@ -158,16 +158,20 @@ WireWriter& WireWriter::optionalString(const std::optional<std::string>& text)
     return *this;
 }
 
-WireWriter& WireWriter::optionalDate(const std::optional<Date>& date)
+WireWriter& WireWriter::optionalDate(const std::optional<Date>& value)
 {
     open('a', "(x)");
-    if (date) {
-        open('r', "x");
-        basic('x', &date->microseconds);
-        close();
-    }
+    if (value)
+        date(*value);
     close();
     return *this;
+}
+
+void WireWriter::date(Date date)
+{
+    open('r', "x");
+    basic('x', &date.microseconds);
+    close();
 }
 
 void WireWriter::variant(const Value& value)
@@ -200,9 +204,7 @@ void WireWriter::variant(const Value& value)
         void operator()(Date date)
         {
             writer.open('v', "(x)");
-            writer.open('r', "x");
-            writer.basic('x', &date.microseconds);
-            writer.close();
+            writer.date(date);
             writer.close();
         }
         void operator()(const Bytes& data)

@@ -17,7 +17,7 @@ std::string jsonInfo(const std::string& file, const MVExifInfo& info)
 {
     JsonObject object;
     object.text("path", file);
-    for (const ExifTextProperty& property : exifTextProperties()) {
+    for (const ExifTextProperty& property : kExifTextProperties) {
         if (const auto& text = info.*property.field)
             object.text(property.name, *text);
     }
@@ -33,7 +33,7 @@ std::string readableInfo(const std::string& file, const MVExifInfo& info)
     auto row = [&](std::string_view name, const std::string& text) {
         out += "  " + padded(name, NameColumns) + terminalText(text) + "\n";
     };
-    for (const ExifTextProperty& property : exifTextProperties()) {
+    for (const ExifTextProperty& property : kExifTextProperties) {
         if (const auto& text = info.*property.field)
             row(property.name, *text);
     }

@@ -24,11 +24,4 @@ private:
     ServiceBus& m_bus;
 };
 
-/// The text fields by the names of their properties, in the order of their declaration.
-struct ExifTextProperty {
-    const char* name;
-    MVExifInfo::Text MVExifInfo::*field;
-};
-std::span<const ExifTextProperty> exifTextProperties();
-
 } // namespace mv

@@ -58,10 +58,6 @@ private:
     {
     }
 
-    std::string serveForClient(std::unique_ptr<ServedObject>, const std::string&) override { return "/"; }
-    void withdraw(ServedObject&) override { }
-    ServedObject* objectAt(const std::string&) const override { return nullptr; }
-
     Result<void> processUntil(const std::function<bool()>& done);
 
     BusHandle m_bus;

@@ -3,6 +3,7 @@
 #include "Base/Core/Date.h"
 #include "Base/Core/Path.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -38,6 +39,34 @@ struct MVExifInfo {
 
     /// Copies every field but one: deliberately, the source's version goes into this vendor, and this version stays.
     void setValues(const MVExifInfo& source);
+};
+
+/// A text field by the name of its property.
+struct ExifTextProperty {
+    const char* name;
+    MVExifInfo::Text MVExifInfo::*field;
+};
+
+/// In the order of their declaration.
+inline constexpr std::array kExifTextProperties {
+    ExifTextProperty { "vendor", &MVExifInfo::vendor },
+    ExifTextProperty { "model", &MVExifInfo::model },
+    ExifTextProperty { "orientation", &MVExifInfo::orientation },
+    ExifTextProperty { "maxAperture", &MVExifInfo::maxAperture },
+    ExifTextProperty { "focalLength", &MVExifInfo::focalLength },
+    ExifTextProperty { "shutterSpeed", &MVExifInfo::shutterSpeed },
+    ExifTextProperty { "F_value", &MVExifInfo::F_value },
+    ExifTextProperty { "exposureBias", &MVExifInfo::exposureBias },
+    ExifTextProperty { "exposureProgram", &MVExifInfo::exposureProgram },
+    ExifTextProperty { "meteringMode", &MVExifInfo::meteringMode },
+    ExifTextProperty { "iso", &MVExifInfo::iso },
+    ExifTextProperty { "whiteBalance", &MVExifInfo::whiteBalance },
+    ExifTextProperty { "flash", &MVExifInfo::flash },
+    ExifTextProperty { "flashMode", &MVExifInfo::flashMode },
+    ExifTextProperty { "colorSpace", &MVExifInfo::colorSpace },
+    ExifTextProperty { "sceneCaptureType", &MVExifInfo::sceneCaptureType },
+    ExifTextProperty { "version", &MVExifInfo::version },
+    ExifTextProperty { "redEyeReduction", &MVExifInfo::redEyeReduction },
 };
 
 class MVExifExtractorBase {

@@ -44,8 +44,6 @@ inline constexpr Name extractExif = "extractExif";
 /// Its properties are those of kExifTextProperties, versionNumber and date.
 namespace ExifInfo {
 inline constexpr Name Interface = "Mivo.MVExifInfo";
-inline constexpr Name versionNumber = "versionNumber";
-inline constexpr Name date = "date";
 inline constexpr Name setValues = "setValues";
 inline constexpr Name release = "release";
 } // namespace ExifInfo

@@ -143,7 +143,7 @@ TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
     service->info = std::make_shared<MVExifInfo>();
     std::weak_ptr<MVExifInfo> alive = service->info;
     int number = 0;
-    for (const ExifTextProperty& property : exifTextProperties())
+    for (const ExifTextProperty& property : kExifTextProperties)
         (*service->info).*property.field = "text " + std::to_string(number++);
     EXPECT_EQ(number, 18);
     service->info->versionNumber = 230;
@@ -153,7 +153,7 @@ TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
     ASSERT_TRUE(answer.ok()) << answer.error().text;
     ASSERT_TRUE(answer->has_value());
     const MVExifInfo& info = **answer;
-    for (const ExifTextProperty& property : exifTextProperties())
+    for (const ExifTextProperty& property : kExifTextProperties)
         EXPECT_EQ(info.*property.field, (*service->info).*property.field) << property.name;
     EXPECT_EQ(info.versionNumber, 230);
     EXPECT_EQ(info.date, Date { 77 });

@@ -1,7 +1,6 @@
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 
 #include "bus/ThreadConnection.h"
-#include "service/host/adaptors/PathArgument.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -100,15 +99,15 @@ void AudioEncoderInterface::setDelegate(Call& call)
 
 void AudioEncoderInterface::encodeFileOutputFile(Call& call)
 {
-    Path input = pathFromWire(call.arguments().string());
-    Path output = pathFromWire(call.arguments().string());
+    Path input = call.arguments().path();
+    Path output = call.arguments().path();
     call.reply().boolean(m_encoder.encodeFileOutputFile(input, output));
 }
 
 void AudioEncoderInterface::encodeOnThreadFileOutputFile(Call& call)
 {
-    Path input = pathFromWire(call.arguments().string());
-    Path output = pathFromWire(call.arguments().string());
+    Path input = call.arguments().path();
+    Path output = call.arguments().path();
     m_encoder.encodeOnThreadFileOutputFile(input, output);
 }
 

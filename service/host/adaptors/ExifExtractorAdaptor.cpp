@@ -1,7 +1,6 @@
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 
 #include "service/host/adaptors/ExifInfoAdaptor.h"
-#include "service/host/adaptors/PathArgument.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -23,7 +22,7 @@ std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { retu
 
 void ExifExtractorAdaptor::extractExif(Call& call)
 {
-    Path path = pathFromWire(call.arguments().string());
+    Path path = call.arguments().path();
     std::shared_ptr<MVExifInfo> info = m_root->extractExif(path);
     std::string object = "/";
     if (info)

@@ -3,6 +3,8 @@
 #include "bus/BusError.h"
 #include "service/include/WireNames.h"
 
+#include <utility>
+
 namespace mv {
 
 namespace {
@@ -42,39 +44,28 @@ int setProperty(
     });
 }
 
-#define EXIF_PROPERTY(name, signature)                                                                                 \
-    SD_BUS_WRITABLE_PROPERTY(#name, signature, getProperty<&MVExifInfo::name>, setProperty<&MVExifInfo::name>, 0, 0)
+template <auto Member> constexpr sd_bus_vtable property(const char* name, const char* signature)
+{
+    return SD_BUS_WRITABLE_PROPERTY(name, signature, getProperty<Member>, setProperty<Member>, 0, 0);
+}
 
-constexpr sd_bus_vtable kMembers[] = {
-    SD_BUS_VTABLE_START(0),
-    EXIF_PROPERTY(vendor, "as"),
-    EXIF_PROPERTY(model, "as"),
-    EXIF_PROPERTY(orientation, "as"),
-    EXIF_PROPERTY(maxAperture, "as"),
-    EXIF_PROPERTY(focalLength, "as"),
-    EXIF_PROPERTY(shutterSpeed, "as"),
-    EXIF_PROPERTY(F_value, "as"),
-    EXIF_PROPERTY(exposureBias, "as"),
-    EXIF_PROPERTY(exposureProgram, "as"),
-    EXIF_PROPERTY(meteringMode, "as"),
-    EXIF_PROPERTY(iso, "as"),
-    EXIF_PROPERTY(whiteBalance, "as"),
-    EXIF_PROPERTY(flash, "as"),
-    EXIF_PROPERTY(flashMode, "as"),
-    EXIF_PROPERTY(colorSpace, "as"),
-    EXIF_PROPERTY(sceneCaptureType, "as"),
-    EXIF_PROPERTY(version, "as"),
-    EXIF_PROPERTY(redEyeReduction, "as"),
-    EXIF_PROPERTY(versionNumber, "i"),
-    EXIF_PROPERTY(date, "a(x)"),
-    SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::setValues, SD_BUS_ARGS("o", source), SD_BUS_NO_RESULT,
-        (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::setValues>), 0),
-    SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::release, SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
-        (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::release>), 0),
-    SD_BUS_VTABLE_END,
+template <class Rows> struct Members;
+template <std::size_t... Row> struct Members<std::index_sequence<Row...>> {
+    static constexpr sd_bus_vtable kRows[] = {
+        SD_BUS_VTABLE_START(0),
+        property<kExifTextProperties[Row].field>(kExifTextProperties[Row].name, "as")...,
+        property<&MVExifInfo::versionNumber>("versionNumber", "i"),
+        property<&MVExifInfo::date>("date", "a(x)"),
+        SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::setValues, SD_BUS_ARGS("o", source), SD_BUS_NO_RESULT,
+            (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::setValues>), 0),
+        SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::release, SD_BUS_NO_ARGS, SD_BUS_NO_RESULT,
+            (servedMethod<ExifInfoAdaptor, &ExifInfoAdaptor::release>), 0),
+        SD_BUS_VTABLE_END,
+    };
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::ExifInfo::Interface, kMembers } };
+constexpr ServedInterface kInterfaces[]
+    = { { wire::ExifInfo::Interface, Members<std::make_index_sequence<kExifTextProperties.size()>>::kRows } };
 
 } // namespace
 

@@ -1,24 +1,20 @@
 #pragma once
 
-#include "bus/ServedObject.h"
+#include "service/host/adaptors/MediaInfoAdaptor.h"
 #include "service/include/MVImageInfoBuilder.h"
 
 namespace mv {
 
 /// Mivo.MVMediaInfoBuilder and Mivo.MVImageInfoBuilder.
-class ImageInfoAdaptor final : public ServedObject {
+class ImageInfoAdaptor final : public MediaInfoAdaptor {
 public:
     explicit ImageInfoAdaptor(std::unique_ptr<MVImageInfoBuilder> root)
-        : m_root(std::move(root))
+        : MediaInfoAdaptor(std::move(root))
     {
     }
     std::span<const ServedInterface> interfaces() const override;
 
-    void build(Call& call);
     void makeThumbnailWithMaxSize(Call& call);
-
-private:
-    std::unique_ptr<MVImageInfoBuilder> m_root;
 };
 
 } // namespace mv

@@ -1,6 +1,5 @@
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
 
-#include "service/host/adaptors/PathArgument.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -55,16 +54,16 @@ std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return
 void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
 {
     auto delegate = delegateOf(call, m_delegateTimeout);
-    Path source = pathFromWire(call.arguments().string());
-    Path destination = pathFromWire(call.arguments().string());
+    Path source = call.arguments().path();
+    Path destination = call.arguments().path();
     call.reply().integer(m_root->exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
 }
 
 void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& call)
 {
     auto delegate = delegateOf(call, m_delegateTimeout);
-    Path source = pathFromWire(call.arguments().string());
-    Path destination = pathFromWire(call.arguments().string());
+    Path source = call.arguments().path();
+    Path destination = call.arguments().path();
     std::int32_t bitrate = call.arguments().integer();
     call.reply().integer(
         m_root->convertToAacWithDelegateFromPathToMp4PathBitrate(delegate.get(), source, destination, bitrate));
@@ -72,7 +71,7 @@ void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& 
 
 void MP4ExporterAdaptor::isAlacAudio(Call& call)
 {
-    Path path = pathFromWire(call.arguments().string());
+    Path path = call.arguments().path();
     call.reply().boolean(m_root->isAlacAudio(path));
 }
 

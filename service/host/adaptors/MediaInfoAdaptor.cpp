@@ -1,6 +1,5 @@
 #include "service/host/adaptors/MediaInfoAdaptor.h"
 
-#include "service/host/adaptors/PathArgument.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -22,7 +21,7 @@ std::span<const ServedInterface> MediaInfoAdaptor::interfaces() const { return k
 
 void MediaInfoAdaptor::build(Call& call)
 {
-    Path path = pathFromWire(call.arguments().string());
+    Path path = call.arguments().path();
     call.reply().optionalRecord(m_root->build(path));
 }
 

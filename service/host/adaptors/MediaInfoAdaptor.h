@@ -6,7 +6,7 @@
 namespace mv {
 
 /// Mivo.MVMediaInfoBuilder.
-class MediaInfoAdaptor final : public ServedObject {
+class MediaInfoAdaptor : public ServedObject {
 public:
     explicit MediaInfoAdaptor(std::unique_ptr<MVMediaInfoBuilder> root)
         : m_root(std::move(root))
@@ -16,7 +16,7 @@ public:
 
     void build(Call& call);
 
-private:
+protected:
     std::unique_ptr<MVMediaInfoBuilder> m_root;
 };
 

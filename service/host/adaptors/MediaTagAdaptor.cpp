@@ -1,6 +1,5 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 
-#include "service/host/adaptors/PathArgument.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -24,13 +23,13 @@ std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return kI
 
 void MediaTagAdaptor::podcastInfo(Call& call)
 {
-    Path path = pathFromWire(call.arguments().string());
+    Path path = call.arguments().path();
     call.reply().optionalRecord(m_root->podcastInfo(path));
 }
 
 void MediaTagAdaptor::updateTagWithDictionary(Call& call)
 {
-    Path path = pathFromWire(call.arguments().string());
+    Path path = call.arguments().path();
     Record record = call.arguments().record();
     call.reply().boolean(m_root->updateTagWithDictionary(path, record));
 }
