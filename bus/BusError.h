@@ -20,18 +20,22 @@ inline constexpr const char* BusErrorExceptionPrefix = "Mivo.Exception.";
 /// A D-Bus error on its way to the caller's reply. Lives in adaptors and the transport only.
 class BusError : public std::exception {
 public:
-    BusError(std::string name, std::string message)
+    /// `code` is the errno of a failure of this side, where no message came that names an error.
+    BusError(std::string name, std::string message, int code = 0)
         : m_name(std::move(name))
         , m_message(std::move(message))
+        , m_code(code)
     {
     }
     const std::string& name() const { return m_name; }
     const std::string& message() const { return m_message; }
+    int code() const { return m_code; }
     const char* what() const noexcept override { return m_message.c_str(); }
 
 private:
     std::string m_name;
     std::string m_message;
+    int m_code;
 };
 
 } // namespace mv

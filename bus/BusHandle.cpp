@@ -1,5 +1,8 @@
 #include "bus/BusHandle.h"
 
+#include "bus/BusError.h"
+#include "bus/RemoteObject.h"
+
 #include <cstring>
 
 namespace mv {
@@ -14,12 +17,11 @@ Result<BusHandle> openSessionBus()
 
 bool busNameHasOwner(sd_bus* bus, const char* name)
 {
-    sd_bus_message* reply = nullptr;
-    int code = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "NameHasOwner", nullptr, &reply, "s", name);
-    BusMessage holder(reply);
-    int owned = 0;
-    return code >= 0 && sd_bus_message_read(reply, "b", &owned) >= 0 && owned;
+    try {
+        return busDriver(bus).ask("NameHasOwner", &WireReader::boolean, [&](WireWriter& out) { out.string(name); });
+    } catch (const BusError&) {
+        return false;
+    }
 }
 
 } // namespace mv

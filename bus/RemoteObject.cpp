@@ -23,7 +23,7 @@ thread_local sd_bus* t_servingBus = nullptr;
     throw BusError(std::string(name), message);
 }
 
-[[noreturn]] void raise(int code) { throw BusError(BusErrorFailed, std::strerror(-code)); }
+[[noreturn]] void raise(int code) { throw BusError(BusErrorFailed, std::strerror(-code), -code); }
 
 int keepAnswer(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
@@ -65,11 +65,9 @@ BusMessage sendAndServe(sd_bus* bus, sd_bus_message* message, std::uint64_t time
     BusSlot slot(waiting);
     if (code < 0)
         raise(code);
-    auto until = afterMicroseconds(timeout);
-    while (!answer) {
-        if (!processOrWait(bus, until))
-            throw BusError(BusErrorNoReply, "no answer in time");
-    }
+    if (!serveUntil(
+            bus, [&] { return answer != nullptr; }, afterMicroseconds(timeout)))
+        throw BusError(BusErrorNoReply, "no answer in time");
     if (const sd_bus_error* error = sd_bus_message_get_error(answer.get()))
         raise(error->name ? error->name : BusErrorFailed, error->message ? error->message : "");
     return answer;
@@ -88,6 +86,20 @@ BusMessage sendAndWait(sd_bus* bus, sd_bus_message* message, std::uint64_t timeo
 }
 
 } // namespace
+
+RemoteObject busDriver(sd_bus* bus)
+{
+    return { "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", bus };
+}
+
+bool serveUntil(sd_bus* bus, const std::function<bool()>& done, Clock::time_point until)
+{
+    while (!done()) {
+        if (!processOrWait(bus, until))
+            return false;
+    }
+    return true;
+}
 
 void setThreadServingBus(sd_bus* bus) { t_servingBus = bus; }
 

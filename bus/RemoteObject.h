@@ -3,6 +3,7 @@
 #include "bus/BusHandle.h"
 #include "bus/Wire.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -22,13 +23,12 @@ public:
     using Encode = std::function<void(WireWriter&)>;
     using Decode = std::function<void(WireReader&)>;
 
-    /// `destination` is a bus name, `interface` a full interface name.
-    RemoteObject(
-        std::string destination, std::string path, std::string interface, std::shared_ptr<sd_bus> bus = nullptr)
+    /// `destination` is a bus name, `interface` a full interface name; `bus` is kept as long as the object.
+    RemoteObject(std::string destination, std::string path, std::string interface, sd_bus* bus = nullptr)
         : m_destination(std::move(destination))
         , m_path(std::move(path))
         , m_interface(std::move(interface))
-        , m_bus(std::move(bus))
+        , m_bus(sd_bus_ref(bus), sd_bus_unref)
     {
     }
 
@@ -40,6 +40,14 @@ public:
     void call(const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments = {},
         const Decode& results = {}) const;
 
+    /// Calls an operation that has a result, and waits as long as it takes.
+    template <class T> T ask(const char* member, T (WireReader::*result)(), const Encode& arguments = {}) const
+    {
+        T answer {};
+        call(member, CallWithoutTimeout, arguments, [&](WireReader& in) { answer = (in.*result)(); });
+        return answer;
+    }
+
 private:
     sd_bus* busForCalls() const;
 
@@ -48,6 +56,14 @@ private:
     std::string m_interface;
     std::shared_ptr<sd_bus> m_bus;
 };
+
+/// The bus itself, as an object on it.
+RemoteObject busDriver(sd_bus* bus);
+
+/// Answers what arrives on the connection until `done` says so; false when the time has come before that. Throws
+/// BusError when the bus goes away. Interrupting signals are no failure.
+bool serveUntil(sd_bus* bus, const std::function<bool()>& done,
+    std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max());
 
 /// Names the connection that serves the current thread, for RemoteObject; null when it ends.
 void setThreadServingBus(sd_bus* bus);

@@ -28,8 +28,9 @@ ExitStatus run(const Arguments& arguments)
     ExportJob job;
     job.command = Name;
     job.ending = ".m4a";
-    job.call = [&](ExporterClient& exporter, const Path& source, const Path& made, ExportListener& listener) {
-        return exporter.convertToAac(source, made, *bitrate * BitsPerKilobit, &listener);
+    job.call = [&](MVMP4ExporterBase& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
+        return exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
+            &delegate, source, made, *bitrate * BitsPerKilobit);
     };
     // By the name's ending the service would write tags by itself: of an M4A file those of its record, with a small
     // picture as cover; of an MP3 file an ID3 tag in front, with which many programs do not read the new one.

@@ -47,7 +47,7 @@ std::string readableInfo(const std::string& file, const MVExifInfo& info)
 Result<std::string> exifOf(ServiceBus& bus, const std::string& file, bool json)
 {
     MV_TRY(path, inputPath(file));
-    MV_TRY(info, ExifClient(bus).extractExif(path));
+    MV_TRY(info, resultOf([&] { return ExifClient(bus).extractExif(path); }));
     if (!info)
         return Error { Error::Kind::Format, "has no EXIF data" };
     return json ? jsonInfo(file, *info) : readableInfo(file, *info);

@@ -13,8 +13,8 @@ ExitStatus run(const Arguments& arguments)
     ExportJob job;
     job.command = Name;
     job.ending = ".mp4";
-    job.call = [](ExporterClient& exporter, const Path& source, const Path& made, ExportListener& listener) {
-        return exporter.exportToMp4(source, made, &listener);
+    job.call = [](MVMP4ExporterBase& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
+        return exporter.exportWithDelegateFromPathToMp4Path(&delegate, source, made);
     };
     return job.run(arguments);
 }

@@ -14,7 +14,7 @@ namespace mv::cli {
 
 namespace {
 
-class Listener final : public ExportListener {
+class Listener final : public MVMP4ExporterDelegate {
 public:
     Listener(ProgressDisplay& display, const Interruption& interruption)
         : m_display(display)
@@ -22,7 +22,7 @@ public:
     {
     }
 
-    bool progress(std::int32_t percent) override
+    bool MP4ExporterProgress(std::int32_t percent) override
     {
         m_display.progress(0, percent);
         return !m_interruption.asked();
@@ -43,7 +43,7 @@ Result<void> make(
         known = link;
     }
     ExporterClient exporter(bus);
-    MV_TRY(code, job.call(exporter, known, output.made, listener));
+    MV_TRY(code, resultOf([&] { return job.call(exporter, listener, known, output.made); }));
     if (code != 0)
         return Error { Error::Kind::State, sentenceForCode(exporterCodes(), code), code };
     return job.finish ? job.finish(source, output.made) : Result<void>();

@@ -1,3 +1,4 @@
+#include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
@@ -11,27 +12,31 @@ namespace {
 
 constexpr const char* Name = "podcast";
 
-std::string jsonInfo(const std::string& file, const TagClient::PodcastInfo& info)
+std::string jsonInfo(const std::string& file, const Record& info)
 {
     JsonObject object;
     object.text("path", file);
-    if (info.episodeId)
-        object.text("episodeId", *info.episodeId);
-    if (info.channelUrl)
-        object.text("channelUrl", *info.channelUrl);
+    if (const std::string* episode = info.string(kMediaTagPodcastEpisodeId))
+        object.text("episodeId", *episode);
+    if (const std::string* channel = info.string(kMediaTagPodcastChannelUrl))
+        object.text("channelUrl", *channel);
     return object.line() + "\n";
 }
 
-std::string readableInfo(const std::string& file, const TagClient::PodcastInfo& info)
+std::string readableInfo(const std::string& file, const Record& info)
 {
-    return terminalText(file) + "\n  episode  " + terminalText(info.episodeId.value_or("(unknown)")) + "\n  channel  "
-        + terminalText(info.channelUrl.value_or("(unknown)")) + "\n";
+    auto text = [&](std::string_view key) {
+        const std::string* known = info.string(key);
+        return known ? terminalText(*known) : "(unknown)";
+    };
+    return terminalText(file) + "\n  episode  " + text(kMediaTagPodcastEpisodeId) + "\n  channel  "
+        + text(kMediaTagPodcastChannelUrl) + "\n";
 }
 
 Result<std::string> podcastOf(ServiceBus& bus, const std::string& file, bool json)
 {
     MV_TRY(path, inputPath(file));
-    MV_TRY(info, TagClient(bus).podcastInfo(path));
+    MV_TRY(info, resultOf([&] { return TagClient(bus).podcastInfo(path); }));
     if (!info)
         return Error { Error::Kind::NotFound, "is no podcast episode" };
     return json ? jsonInfo(file, *info) : readableInfo(file, *info);

@@ -110,7 +110,7 @@ Result<void> changeTag(ServiceBus& bus, const std::string& file, const std::vect
         return {};
     }
     MV_TRY(update, recordForUpdate(mediaType, before.record, changes));
-    MV_TRY(updated, TagClient(bus).updateTag(path, update));
+    MV_TRY(updated, resultOf([&] { return TagClient(bus).updateTagWithDictionary(path, update); }));
     if (!updated)
         return Error { Error::Kind::State, "the service could not write the tag" };
     MV_TRY_VOID(writeTotals(path, mediaType, totals));

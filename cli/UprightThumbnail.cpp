@@ -10,12 +10,15 @@ Result<std::optional<Bytes>> makeTurnedThumbnail(
 {
     if (orientation.swapsSides)
         std::swap(maximum.width, maximum.height);
-    MV_TRY(answer, ImageClient(bus).makeThumbnail(path, maximum));
+    MV_TRY(answer, resultOf([&] { return ImageClient(bus).makeThumbnailWithMaxSize(path, maximum); }));
     if (!answer)
         return std::optional<Bytes> {};
+    const Bytes* tiff = answer->data(kThumbnailData);
+    if (!tiff)
+        return Error { Error::Kind::Format, "the answer has no picture" };
     if (orientation == Orientation {})
-        return std::optional(std::move(answer->tiff));
-    MV_TRY(stored, bitmapOf(answer->tiff));
+        return std::optional(*tiff);
+    MV_TRY(stored, bitmapOf(*tiff));
     Bitmap bitmap = turned(std::move(stored), orientation);
     auto canvas = Canvas::create(bitmap.width, bitmap.height);
     if (!canvas)

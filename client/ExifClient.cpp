@@ -1,9 +1,7 @@
 #include "client/ExifClient.h"
 
+#include "Base/Core/Handle.h"
 #include "bus/BusError.h"
-#include "bus/BusName.h"
-#include "service/include/ServiceNames.h"
-#include "service/include/WireNames.h"
 
 namespace mv {
 
@@ -17,9 +15,8 @@ void storeText(MVExifInfo& info, const std::string& name, const MVExifInfo::Text
     }
 }
 
-MVExifInfo infoFrom(WireReader& reader)
+void readProperties(WireReader& reader, MVExifInfo& info)
 {
-    MVExifInfo info;
     reader.entries([&](const std::string& name, const std::string& signature) {
         if (signature == "as")
             storeText(info, name, reader.optionalString());
@@ -30,42 +27,27 @@ MVExifInfo infoFrom(WireReader& reader)
         else
             throw BusError(BusErrorInvalidArgs, "the EXIF record has not the form that clients know");
     });
-    return info;
 }
 
 } // namespace
 
-Result<std::optional<MVExifInfo>> ExifClient::extractExif(const Path& path)
+std::shared_ptr<MVExifInfo> ExifClient::extractExif(const Path& path)
 {
-    std::string object;
-    MV_TRY_VOID(m_bus.call(
-        { ExifExtractorService, wire::ExifExtractorBase::Interface, wire::ExifExtractorBase::extractExif },
-        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { object = from.objectPath(); }));
+    std::string object = m_service.ask(
+        wire::ExifExtractorBase::extractExif, &WireReader::objectPath, [&](WireWriter& out) { out.path(path); });
     if (object == "/")
-        return std::optional<MVExifInfo>();
-    auto info = readInfo(object);
-    MV_TRY_VOID(
-        m_bus.call({ ExifExtractorService, wire::ExifInfo::Interface, wire::ExifInfo::release, object.c_str() }));
-    if (!info)
-        return info.error();
-    return std::optional(std::move(info).value());
-}
-
-Result<MVExifInfo> ExifClient::readInfo(const std::string& objectPath)
-{
-    BusErrorHolder error;
-    sd_bus_message* answered = nullptr;
-    int code = sd_bus_call_method(m_bus.bus(), busNameForService(ExifExtractorService).c_str(), objectPath.c_str(),
-        "org.freedesktop.DBus.Properties", "GetAll", error.get(), &answered, "s", wire::ExifInfo::Interface);
-    BusMessage answer(answered);
-    if (code < 0)
-        return Error { Error::Kind::Io, error.message(), -code, error.name() };
-    try {
-        WireReader reader(answer.get());
-        return infoFrom(reader);
-    } catch (const BusError&) {
-        return Error { Error::Kind::Format, "the EXIF record has not the form that clients know" };
-    }
+        return nullptr;
+    // What was read counts: an object that cannot be released goes with this connection.
+    ScopeGuard release([&] {
+        RemoteObject info = m_bus.object(ExifExtractorService, wire::ExifInfo::Interface, object);
+        (void)resultOf([&] { info.call(wire::ExifInfo::release, CallWithoutTimeout); }).ok();
+    });
+    auto info = std::make_shared<MVExifInfo>();
+    m_bus.object(ExifExtractorService, "org.freedesktop.DBus.Properties", object)
+        .call(
+            "GetAll", CallWithoutTimeout, [](WireWriter& out) { out.string(wire::ExifInfo::Interface); },
+            [&](WireReader& in) { readProperties(in, *info); });
+    return info;
 }
 
 } // namespace mv

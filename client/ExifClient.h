@@ -2,26 +2,25 @@
 
 #include "client/ServiceBus.h"
 #include "service/include/MVExifExtractorBase.h"
-
-#include <optional>
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
-/// Asks the EXIF extractor and brings the record over whole: the service's own object is released at once.
-class ExifClient {
+/// The EXIF extractor. The record is brought over whole, and the service's own object released at once.
+class ExifClient final : public MVExifExtractorBase {
 public:
-    explicit ExifClient(ServiceBus& bus)
+    explicit ExifClient(const ServiceBus& bus)
         : m_bus(bus)
+        , m_service(bus.object(ExifExtractorService, wire::ExifExtractorBase::Interface))
     {
     }
 
-    /// Nothing when the file has no readable EXIF data.
-    Result<std::optional<MVExifInfo>> extractExif(const Path& path);
+    std::shared_ptr<MVExifInfo> extractExif(const Path& path) override;
 
 private:
-    Result<MVExifInfo> readInfo(const std::string& objectPath);
-
-    ServiceBus& m_bus;
+    const ServiceBus& m_bus;
+    RemoteObject m_service;
 };
 
 } // namespace mv

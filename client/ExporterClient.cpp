@@ -12,16 +12,16 @@ constexpr const char* NoDelegate = "/";
 
 class DelegateAdaptor final : public ServedObject {
 public:
-    explicit DelegateAdaptor(ExportListener& listener)
-        : m_listener(listener)
+    explicit DelegateAdaptor(MVMP4ExporterDelegate& delegate)
+        : m_delegate(delegate)
     {
     }
 
     std::span<const ServedInterface> interfaces() const override;
-    void progress(Call& call) { call.reply().boolean(m_listener.progress(call.arguments().integer())); }
+    void progress(Call& call) { call.reply().boolean(m_delegate.MP4ExporterProgress(call.arguments().integer())); }
 
 private:
-    ExportListener& m_listener;
+    MVMP4ExporterDelegate& m_delegate;
 };
 
 constexpr sd_bus_vtable kMembers[] = {
@@ -38,44 +38,43 @@ std::span<const ServedInterface> DelegateAdaptor::interfaces() const { return kI
 
 } // namespace
 
-Result<std::int32_t> ExporterClient::exportToMp4(const Path& source, const Path& destination, ExportListener* listener)
+ExporterClient::ExporterClient(ServiceBus& bus)
+    : m_bus(bus)
+    , m_service(bus.object(MP4ExporterService, wire::MP4ExporterBase::Interface))
 {
-    return run(wire::MP4ExporterBase::exportWithDelegateFromPathToMp4Path, listener,
-        [&](WireWriter& to) { to.string(source.text()).string(destination.text()); });
 }
 
-Result<std::int32_t> ExporterClient::convertToAac(
-    const Path& source, const Path& destination, std::int32_t bitrate, ExportListener* listener)
+std::int32_t ExporterClient::exportWithDelegateFromPathToMp4Path(
+    MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
 {
-    return run(wire::MP4ExporterBase::convertToAacWithDelegateFromPathToMp4PathBitrate, listener,
-        [&](WireWriter& to) { to.string(source.text()).string(destination.text()).integer(bitrate); });
+    return run(wire::MP4ExporterBase::exportWithDelegateFromPathToMp4Path, delegate,
+        [&](WireWriter& out) { out.path(source).path(destination); });
 }
 
-Result<std::int32_t> ExporterClient::run(
-    const char* operation, ExportListener* listener, const std::function<void(WireWriter&)>& arguments)
+std::int32_t ExporterClient::convertToAacWithDelegateFromPathToMp4PathBitrate(
+    MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate)
+{
+    return run(wire::MP4ExporterBase::convertToAacWithDelegateFromPathToMp4PathBitrate, delegate,
+        [&](WireWriter& out) { out.path(source).path(destination).integer(bitrate); });
+}
+
+std::int32_t ExporterClient::run(
+    const char* operation, MVMP4ExporterDelegate* delegate, const RemoteObject::Encode& arguments)
 {
     std::optional<DelegateAdaptor> adaptor;
     std::vector<BusSlot> served;
-    if (listener)
-        served = m_bus.serve(adaptor.emplace(*listener), DelegatePath);
-    std::int32_t code = 0;
-    MV_TRY_VOID(m_bus.call(
-        { MP4ExporterService, wire::MP4ExporterBase::Interface, operation },
-        [&](WireWriter& to) {
-            to.objectPath(listener ? DelegatePath : NoDelegate);
-            arguments(to);
-        },
-        [&](WireReader& from) { code = from.integer(); }));
-    return code;
+    if (delegate)
+        served = m_bus.serve(adaptor.emplace(*delegate), DelegatePath);
+    return m_service.ask(operation, &WireReader::integer, [&](WireWriter& out) {
+        out.objectPath(delegate ? DelegatePath : NoDelegate);
+        arguments(out);
+    });
 }
 
-Result<bool> ExporterClient::isAlacAudio(const Path& path)
+bool ExporterClient::isAlacAudio(const Path& path)
 {
-    bool answer = false;
-    MV_TRY_VOID(m_bus.call(
-        { MP4ExporterService, wire::MP4ExporterBase::Interface, wire::MP4ExporterBase::isAlacAudio },
-        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { answer = from.boolean(); }));
-    return answer;
+    return m_service.ask(
+        wire::MP4ExporterBase::isAlacAudio, &WireReader::boolean, [&](WireWriter& out) { out.path(path); });
 }
 
 } // namespace mv

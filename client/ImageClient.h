@@ -6,26 +6,25 @@
 
 namespace mv {
 
-/// Asks the image service: records (as MediaInfoClient) and thumbnails.
-class ImageClient : public MediaInfoClient {
+/// The image service.
+class ImageClient final : public MVImageInfoBuilder {
 public:
-    explicit ImageClient(ServiceBus& bus)
-        : MediaInfoClient(bus, ImageParserService)
-        , m_bus(bus)
+    explicit ImageClient(const ServiceBus& bus)
+        : m_records(bus, ImageParserService)
+        , m_service(bus.object(ImageParserService, wire::ImageInfoBuilder::Interface))
     {
     }
 
-    struct Thumbnail {
-        Bytes tiff; ///< RGBA, 8 bits a channel, uncompressed
-        double sourceWidth = 0; ///< pixels
-        double sourceHeight = 0;
-    };
-
-    /// The picture scaled into `maximum`, or nothing where the service cannot render one.
-    Result<std::optional<Thumbnail>> makeThumbnail(const Path& path, FloatSize maximum);
+    std::optional<Record> build(const Path& path) override { return m_records.build(path); }
+    std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) override
+    {
+        return m_service.ask(wire::ImageInfoBuilder::makeThumbnailWithMaxSize, &WireReader::optionalRecord,
+            [&](WireWriter& out) { out.path(path).realPair(maximum.width, maximum.height); });
+    }
 
 private:
-    ServiceBus& m_bus;
+    MediaInfoClient m_records;
+    RemoteObject m_service;
 };
 
 } // namespace mv

@@ -3,7 +3,6 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "service/include/ServiceNames.h"
-#include "service/include/WireNames.h"
 
 #include <algorithm>
 #include <array>
@@ -45,18 +44,9 @@ std::string_view describingService(const Path& path)
     }
 }
 
-Result<std::optional<Record>> MediaInfoClient::build(const Path& path)
-{
-    std::optional<Record> record;
-    MV_TRY_VOID(m_bus.call(
-        { m_service, wire::MediaInfoBuilder::Interface, wire::MediaInfoBuilder::build },
-        [&](WireWriter& to) { to.string(path.text()); }, [&](WireReader& from) { record = from.optionalRecord(); }));
-    return record;
-}
-
 Result<std::optional<Record>> describeFile(ServiceBus& bus, const Path& path)
 {
-    return MediaInfoClient(bus, describingService(path)).build(path);
+    return resultOf([&] { return MediaInfoClient(bus, describingService(path)).build(path); });
 }
 
 } // namespace mv

@@ -1,29 +1,27 @@
 #pragma once
 
-#include "Base/Core/Path.h"
-#include "Base/Media/Record.h"
 #include "client/ServiceBus.h"
-
-#include <optional>
+#include "service/include/MVMediaInfoBuilder.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
-/// Asks one of the describing services for media information records.
-class MediaInfoClient {
+/// One of the describing services.
+class MediaInfoClient final : public MVMediaInfoBuilder {
 public:
-    /// The service keeps its name for the client's life; the bus is the caller's.
-    MediaInfoClient(ServiceBus& bus, std::string_view service)
-        : m_bus(bus)
-        , m_service(service)
+    MediaInfoClient(const ServiceBus& bus, std::string_view service)
+        : m_service(bus.object(service, wire::MediaInfoBuilder::Interface))
     {
     }
 
-    /// The record of the file, or nothing where the service has none for it.
-    Result<std::optional<Record>> build(const Path& path);
+    std::optional<Record> build(const Path& path) override
+    {
+        return m_service.ask(
+            wire::MediaInfoBuilder::build, &WireReader::optionalRecord, [&](WireWriter& out) { out.path(path); });
+    }
 
 private:
-    ServiceBus& m_bus;
-    std::string_view m_service;
+    RemoteObject m_service;
 };
 
 /// The service that describes a file, by the ending of its name: MP3 files, M4A files, FLAC and Ogg files and pictures

@@ -4,114 +4,165 @@
 #include "service/include/WireNames.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace mv {
 
+namespace {
+
 /// A job's delegate: hands what the service says on to the job's listener, and knows how far the job is.
-class Mp3EncoderClient::Delegate final : public ServedObject {
+class JobDelegate final : public MVAudioEncoderDelegate {
 public:
-    Delegate(EncodeListener& listener, std::string path)
+    explicit JobDelegate(EncodeListener& listener)
         : m_listener(listener)
-        , m_path(std::move(path))
     {
     }
 
-    std::span<const ServedInterface> interfaces() const override;
-    const std::string& path() const { return m_path; }
     bool hasStarted() const { return m_started || m_ended; }
     bool hasEnded() const { return m_ended; }
 
     void end(const Result<EncodeOutcome>& outcome)
     {
-        if (std::exchange(m_ended, true))
-            return;
-        m_listener.ended(outcome);
+        if (!std::exchange(m_ended, true))
+            m_listener.ended(outcome);
     }
 
-    void encoderDidStart(Call&)
+    void encoderDidStart(MVAudioEncoderBase&) override
     {
         m_started = true;
         m_listener.started();
     }
-    void shouldEncodeStop(Call& call)
+    bool shouldEncodeStop() override
     {
         bool stop = m_listener.shouldStop();
-        call.reply().boolean(stop);
         // A cancelled job sends nothing more.
         if (stop)
             end(EncodeOutcome { EncodeOutcome::End::Cancelled });
+        return stop;
     }
-    void encoderProgress(Call& call)
+    void encoderProgress(MVAudioEncoderBase&, float percent) override
     {
-        call.arguments().objectPath();
-        m_listener.progress(call.arguments().real());
+        m_listener.progress(static_cast<double>(percent));
     }
-    void encoderDidFailWithError(Call& call)
+    void encoderDidFailWithError(MVAudioEncoderBase&, const NSError& error) override
     {
-        call.arguments().objectPath();
-        end(EncodeOutcome { EncodeOutcome::End::Failed, call.arguments().stringAndInteger().second });
+        end(EncodeOutcome { EncodeOutcome::End::Failed, error.code });
     }
-    void encoderDidEnd(Call&) { end(EncodeOutcome { EncodeOutcome::End::Done }); }
+    void encoderDidEnd(MVAudioEncoderBase&) override { end(EncodeOutcome { EncodeOutcome::End::Done }); }
 
 private:
-    static const sd_bus_vtable s_members[];
-
     EncodeListener& m_listener;
-    std::string m_path;
     bool m_started = false;
     bool m_ended = false;
 };
 
-const sd_bus_vtable Mp3EncoderClient::Delegate::s_members[] = {
+RemoteObject::Encode paths(const Path& input, const Path& output)
+{
+    return [&](WireWriter& out) { out.path(input).path(output); };
+}
+
+} // namespace
+
+/// A delegate as the service sees it.
+class Mp3EncoderClient::ServedDelegate final : public ServedObject {
+public:
+    ServedDelegate(Mp3EncoderClient& encoder, std::shared_ptr<MVAudioEncoderDelegate> delegate, const std::string& path)
+        : m_encoder(encoder)
+        , m_delegate(std::move(delegate))
+        , m_slots(encoder.m_bus.serve(*this, path))
+    {
+    }
+
+    std::span<const ServedInterface> interfaces() const override;
+
+    void encoderDidStart(Call&) { m_delegate->encoderDidStart(m_encoder); }
+    void shouldEncodeStop(Call& call) { call.reply().boolean(m_delegate->shouldEncodeStop()); }
+    void encoderProgress(Call& call)
+    {
+        call.arguments().objectPath();
+        m_delegate->encoderProgress(m_encoder, static_cast<float>(call.arguments().real()));
+    }
+    void encoderDidFailWithError(Call& call)
+    {
+        call.arguments().objectPath();
+        auto [domain, code] = call.arguments().stringAndInteger();
+        m_delegate->encoderDidFailWithError(m_encoder, { domain, code });
+    }
+    void encoderDidEnd(Call&) { m_delegate->encoderDidEnd(m_encoder); }
+
+private:
+    static const sd_bus_vtable s_members[];
+
+    Mp3EncoderClient& m_encoder;
+    std::shared_ptr<MVAudioEncoderDelegate> m_delegate;
+    std::vector<BusSlot> m_slots;
+};
+
+const sd_bus_vtable Mp3EncoderClient::ServedDelegate::s_members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidStart, SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
-        (servedMethod<Delegate, &Delegate::encoderDidStart>), SD_BUS_VTABLE_UNPRIVILEGED),
+        (servedMethod<ServedDelegate, &ServedDelegate::encoderDidStart>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::shouldEncodeStop, SD_BUS_NO_ARGS, SD_BUS_RESULT("b", stop),
-        (servedMethod<Delegate, &Delegate::shouldEncodeStop>), SD_BUS_VTABLE_UNPRIVILEGED),
+        (servedMethod<ServedDelegate, &ServedDelegate::shouldEncodeStop>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderProgress, SD_BUS_ARGS("o", encoder, "d", percent),
-        SD_BUS_NO_RESULT, (servedMethod<Delegate, &Delegate::encoderProgress>), SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_NO_RESULT, (servedMethod<ServedDelegate, &ServedDelegate::encoderProgress>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidFailWithError,
         SD_BUS_ARGS("o", encoder, "(si)", error), SD_BUS_NO_RESULT,
-        (servedMethod<Delegate, &Delegate::encoderDidFailWithError>), SD_BUS_VTABLE_UNPRIVILEGED),
+        (servedMethod<ServedDelegate, &ServedDelegate::encoderDidFailWithError>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderDelegate::encoderDidEnd, SD_BUS_ARGS("o", encoder), SD_BUS_NO_RESULT,
-        (servedMethod<Delegate, &Delegate::encoderDidEnd>), SD_BUS_VTABLE_UNPRIVILEGED),
+        (servedMethod<ServedDelegate, &ServedDelegate::encoderDidEnd>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END,
 };
 
-std::span<const ServedInterface> Mp3EncoderClient::Delegate::interfaces() const
+std::span<const ServedInterface> Mp3EncoderClient::ServedDelegate::interfaces() const
 {
     static constexpr ServedInterface kInterfaces[] = { { wire::AudioEncoderDelegate::Interface, s_members } };
     return kInterfaces;
 }
 
-Result<void> Mp3EncoderClient::setAttributes(const Record& attributes)
+Mp3EncoderClient::Mp3EncoderClient(ServiceBus& bus)
+    : m_bus(bus)
+    , m_service(bus.object(Mp3EncoderService, wire::AudioEncoderBase::Interface))
 {
-    return m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::setAttributes },
-        [&](WireWriter& to) { to.record(attributes); });
 }
 
-Result<Record> Mp3EncoderClient::attributes()
+Mp3EncoderClient::~Mp3EncoderClient() = default;
+
+void Mp3EncoderClient::setAttributes(const Record& attributes)
 {
-    Record record;
-    MV_TRY_VOID(m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::attributes },
-        {}, [&](WireReader& from) { record = from.record(); }));
-    return record;
+    m_service.call(
+        wire::AudioEncoderBase::setAttributes, CallWithoutTimeout, [&](WireWriter& out) { out.record(attributes); });
 }
 
-Result<void> Mp3EncoderClient::start(const EncodeJob& job, const std::string& delegatePath)
+Record Mp3EncoderClient::attributes() const
 {
-    MV_TRY_VOID(
-        m_bus.call({ Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::setDelegate },
-            [&](WireWriter& to) { to.objectPath(delegatePath); }));
-    return m_bus.call(
-        { Mp3EncoderService, wire::AudioEncoderBase::Interface, wire::AudioEncoderBase::encodeOnThreadFileOutputFile },
-        [&](WireWriter& to) { to.string(job.input.text()).string(job.output.text()); });
+    return m_service.ask(wire::AudioEncoderBase::attributes, &WireReader::record);
+}
+
+void Mp3EncoderClient::setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate)
+{
+    std::string path = "/";
+    if (delegate) {
+        path = "/encoderDelegate/" + std::to_string(m_delegates.size());
+        m_delegates.push_back(std::make_unique<ServedDelegate>(*this, std::move(delegate), path));
+    }
+    m_service.call(
+        wire::AudioEncoderBase::setDelegate, CallWithoutTimeout, [&](WireWriter& out) { out.objectPath(path); });
+}
+
+void Mp3EncoderClient::encodeOnThreadFileOutputFile(const Path& input, const Path& output)
+{
+    m_service.call(wire::AudioEncoderBase::encodeOnThreadFileOutputFile, CallWithoutTimeout, paths(input, output));
+}
+
+bool Mp3EncoderClient::encodeFileOutputFile(const Path& input, const Path& output)
+{
+    return m_service.ask(wire::AudioEncoderBase::encodeFileOutputFile, &WireReader::boolean, paths(input, output));
 }
 
 void Mp3EncoderClient::encode(const std::vector<EncodeJob>& jobs, std::size_t atOnce)
 {
-    std::vector<std::unique_ptr<Delegate>> delegates;
-    std::vector<BusSlot> served;
+    std::vector<std::shared_ptr<JobDelegate>> delegates;
     auto running = [&] {
         return static_cast<std::size_t>(
             std::count_if(delegates.begin(), delegates.end(), [](const auto& one) { return !one->hasEnded(); }));
@@ -128,15 +179,16 @@ void Mp3EncoderClient::encode(const std::vector<EncodeJob>& jobs, std::size_t at
             job.listener->ended(EncodeOutcome { EncodeOutcome::End::Cancelled });
             continue;
         }
-        std::string path = "/encoderDelegate/" + std::to_string(delegates.size());
-        auto& delegate = *delegates.emplace_back(std::make_unique<Delegate>(*job.listener, path));
-        for (BusSlot& slot : m_bus.serve(delegate, path))
-            served.push_back(std::move(slot));
-        if (auto started = start(job, path); !started.ok())
-            delegate.end(started.error());
+        auto delegate = delegates.emplace_back(std::make_shared<JobDelegate>(*job.listener));
+        auto started = resultOf([&] {
+            setDelegate(delegate);
+            encodeOnThreadFileOutputFile(job.input, job.output);
+        });
+        if (!started.ok())
+            delegate->end(started.error());
         // The service hands a job's paths to its thread through the shared attributes, so the next pair must not
         // come before this one was taken.
-        serveUntil([&] { return delegate.hasStarted(); });
+        serveUntil([&] { return delegate->hasStarted(); });
         serveUntil([&] { return running() < atOnce; });
     }
     serveUntil([&] { return running() == 0; });

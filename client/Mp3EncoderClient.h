@@ -4,7 +4,6 @@
 #include "client/ServiceBus.h"
 #include "service/include/MVAudioEncoderBase.h"
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -37,29 +36,30 @@ struct EncodeJob {
     EncodeListener* listener = nullptr; ///< not null; outlives the job
 };
 
-/// Asks the MP3 encoder. It is one object for all clients: its attributes and its delegate stay as the last client
-/// set them.
-class Mp3EncoderClient {
+/// The MP3 encoder. It is one object for all clients: its attributes and its delegate stay as the last client set them.
+class Mp3EncoderClient final : public MVAudioEncoderBase {
 public:
-    explicit Mp3EncoderClient(ServiceBus& bus)
-        : m_bus(bus)
-    {
-    }
+    explicit Mp3EncoderClient(ServiceBus& bus);
+    ~Mp3EncoderClient() override;
 
-    /// Keys not given keep their values.
-    Result<void> setAttributes(const Record& attributes);
-    Result<Record> attributes();
+    void setAttributes(const Record& attributes) override;
+    Record attributes() const override;
+    /// The delegate's messages are answered on the calling thread, whenever a call of the bus waits; delegateOfJob is
+    /// not asked for. It is kept until this client ends, for a job that still has it.
+    void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate) override;
+    void encodeOnThreadFileOutputFile(const Path& input, const Path& output) override;
+    bool encodeFileOutputFile(const Path& input, const Path& output) override;
 
     /// Runs the jobs, up to `atOnce` of them side by side, and returns when all have ended, each with its listener
-    /// told.
+    /// told; beside the protocol, for listeners that also want to know why a call failed. Raises nothing.
     void encode(const std::vector<EncodeJob>& jobs, std::size_t atOnce);
 
 private:
-    class Delegate;
-
-    Result<void> start(const EncodeJob& job, const std::string& delegatePath);
+    class ServedDelegate;
 
     ServiceBus& m_bus;
+    RemoteObject m_service;
+    std::vector<std::unique_ptr<ServedDelegate>> m_delegates;
 };
 
 } // namespace mv

@@ -1,12 +1,10 @@
 #include "client/ServiceBus.h"
 
-#include "Base/Core/Text.h"
+#include "Base/Core/NSException.h"
 #include "bus/BusError.h"
 #include "bus/BusName.h"
-#include "bus/RemoteObject.h"
 
 #include <array>
-#include <csignal>
 #include <cstring>
 
 namespace mv {
@@ -29,9 +27,9 @@ constexpr std::array kErrorKinds {
     ErrorKindRow { BusErrorNotSupported, Error::Kind::Unsupported },
 };
 
-Error busError(std::string name, std::string text, int code = 0)
+Error busError(std::string name, std::string text)
 {
-    Error error { Error::Kind::State, std::move(text), code, std::move(name) };
+    Error error { Error::Kind::State, std::move(text), 0, std::move(name) };
     for (const ErrorKindRow& row : kErrorKinds) {
         if (row.name == error.name)
             error.kind = row.kind;
@@ -40,19 +38,6 @@ Error busError(std::string name, std::string text, int code = 0)
 }
 
 Error systemError(int code) { return { Error::Kind::Io, std::strerror(-code), -code }; }
-
-struct Answer {
-    bool arrived = false;
-    BusMessage message;
-};
-
-int takeAnswer(sd_bus_message* message, void* user, sd_bus_error*)
-{
-    auto& answer = *static_cast<Answer*>(user);
-    answer.arrived = true;
-    answer.message.reset(sd_bus_message_ref(message));
-    return 1;
-}
 
 int noteOwnerLeft(sd_bus_message* message, void* user, sd_bus_error*)
 {
@@ -79,88 +64,16 @@ Result<std::unique_ptr<ServiceBus>> ServiceBus::open()
 
 ServiceBus::~ServiceBus() = default;
 
-namespace {
-
-/// Keeps interrupting signals back for a scope: a call that waits inside the bus library would fail by one. They are
-/// delivered at the end of the scope.
-class InterruptionsHeld {
-public:
-    InterruptionsHeld()
-    {
-        sigset_t held;
-        sigemptyset(&held);
-        sigaddset(&held, SIGINT);
-        sigaddset(&held, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &held, &m_before);
-    }
-    ~InterruptionsHeld() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    InterruptionsHeld(const InterruptionsHeld&) = delete;
-    InterruptionsHeld& operator=(const InterruptionsHeld&) = delete;
-
-private:
-    sigset_t m_before;
-};
-
-} // namespace
-
-Result<void> ServiceBus::processUntil(const std::function<bool()>& done)
+RemoteObject ServiceBus::object(std::string_view service, const char* interface, const std::string& path) const
 {
-    while (!done()) {
-        int code = sd_bus_process(m_bus.get(), nullptr);
-        if (code == 0 && !done())
-            code = sd_bus_wait(m_bus.get(), UINT64_MAX);
-        if (code < 0 && code != -EINTR)
-            return systemError(code);
-    }
-    return {};
-}
-
-Result<BusMessage> ServiceBus::answerOf(const Operation& operation, const Encode& arguments)
-{
-    std::string destination = busNameForService(operation.service);
-    sd_bus_message* made = nullptr;
-    int code = sd_bus_message_new_method_call(
-        m_bus.get(), &made, destination.c_str(), operation.path, operation.interface, operation.name);
-    BusMessage message(made);
-    if (code < 0)
-        return systemError(code);
-    try {
-        WireWriter writer(message.get());
-        if (arguments)
-            arguments(writer);
-    } catch (const BusError& error) {
-        return busError(error.name(), error.message());
-    }
-    Answer answer;
-    sd_bus_slot* waiting = nullptr;
-    code = sd_bus_call_async(m_bus.get(), &waiting, message.get(), takeAnswer, &answer, CallWithoutTimeout);
-    BusSlot slot(waiting);
-    if (code < 0)
-        return systemError(code);
-    MV_TRY_VOID(processUntil([&] { return answer.arrived; }));
-    if (const sd_bus_error* error = sd_bus_message_get_error(answer.message.get()))
-        return busError(error->name ? error->name : "", error->message ? error->message : "");
-    return std::move(answer.message);
-}
-
-Result<void> ServiceBus::call(const Operation& operation, const Encode& arguments, const Decode& results)
-{
-    MV_TRY(message, answerOf(operation, arguments));
-    if (!results)
-        return {};
-    try {
-        WireReader reader(message.get());
-        results(reader);
-    } catch (const BusError& error) {
-        return busError(error.name(), error.message());
-    }
-    return {};
+    return { busNameForService(service), path, interface, m_bus.get() };
 }
 
 std::vector<BusSlot> ServiceBus::serve(ServedObject& object, const std::string& path)
 {
     std::vector<BusSlot> slots;
-    serveAt(*this, path.c_str(), object, slots);
+    if (int code = serveAt(*this, path.c_str(), object, slots); code < 0)
+        throw BusError(BusErrorFailed, std::strerror(-code), -code);
     return slots;
 }
 
@@ -170,18 +83,14 @@ Result<void> ServiceBus::serveUntil(std::string_view service, const std::functio
     std::string match = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                         "member='NameOwnerChanged',arg0='"
         + busNameForService(service) + "'";
-    BusSlot slot;
-    {
-        InterruptionsHeld held;
-        sd_bus_slot* watching = nullptr;
-        int code = sd_bus_add_match(m_bus.get(), &watching, match.c_str(), noteOwnerLeft, &left);
-        slot.reset(watching);
-        if (code < 0)
-            return systemError(code);
-        // It may have left before the match was there.
-        left = left || !hasOwner(service);
-    }
-    MV_TRY_VOID(processUntil([&] { return left || done(); }));
+    sd_bus_slot* watching = nullptr;
+    int code = sd_bus_add_match_async(m_bus.get(), &watching, match.c_str(), noteOwnerLeft, nullptr, &left);
+    BusSlot slot(watching);
+    if (code < 0)
+        return systemError(code);
+    // It may have left before the match was there.
+    left = !hasOwner(service) || left;
+    MV_TRY_VOID(resultOf([&] { mv::serveUntil(m_bus.get(), [&] { return left || done(); }); }));
     if (!done())
         return Error { Error::Kind::Io, "the service ended before the job did" };
     return {};
@@ -194,18 +103,28 @@ bool ServiceBus::hasOwner(std::string_view service)
 
 Result<int> ServiceBus::processIdOf(std::string_view service)
 {
-    BusErrorHolder error;
-    sd_bus_message* answered = nullptr;
-    std::string name = busNameForService(service);
-    int code = sd_bus_call_method(m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetConnectionUnixProcessID", error.get(), &answered, "s", name.c_str());
-    BusMessage answer(answered);
-    if (code < 0)
-        return busError(error.name(), error.message(), -code);
-    std::uint32_t processId = 0;
-    if (code = sd_bus_message_read(answer.get(), "u", &processId); code < 0)
-        return systemError(code);
-    return static_cast<int>(processId);
+    MV_TRY(owner, resultOf([&] {
+        return busDriver(m_bus.get()).ask("GetConnectionCredentials", &WireReader::record, [&](WireWriter& out) {
+            out.string(busNameForService(service));
+        });
+    }));
+    auto process = owner.integer("ProcessID");
+    if (!process)
+        return Error { Error::Kind::State, "the bus does not know the process" };
+    return int { *process };
+}
+
+Error errorOfCall()
+{
+    try {
+        throw;
+    } catch (const BusError& error) {
+        if (error.code() != 0)
+            return { Error::Kind::Io, error.message(), error.code() };
+        return busError(error.name(), error.message());
+    } catch (const NSException& exception) {
+        return busError(BusErrorExceptionPrefix + exception.name(), exception.reason());
+    }
 }
 
 } // namespace mv

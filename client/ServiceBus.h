@@ -2,44 +2,34 @@
 
 #include "Base/Core/Result.h"
 #include "bus/BusHandle.h"
+#include "bus/RemoteObject.h"
 #include "bus/ServedObject.h"
-#include "bus/Wire.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace mv {
-
-/// One operation of one object of a service.
-struct Operation {
-    std::string_view service; ///< the service's name, not the bus name
-    const char* interface;
-    const char* name;
-    const char* path = "/";
-};
 
 /// A client's connection to the message bus. Every call waits as long as it takes; while one waits, the delegates
 /// that were served here are answered on the calling thread. One thread at a time; a thread that calls at the same
 /// time as others opens a connection of its own.
 ///
-/// Failures are values: the D-Bus error's name is in Error::name, its message in Error::text. A service that nobody
-/// publishes is Error::Kind::NotFound.
+/// The proxies of the services raise what stops a call: the exception that the service raised, by its name, or a
+/// BusError; resultOf makes a value of it.
 class ServiceBus final : private ObjectHost {
 public:
-    using Encode = std::function<void(WireWriter&)>;
-    using Decode = std::function<void(WireReader&)>;
-
     /// To the session bus of the environment.
     static Result<std::unique_ptr<ServiceBus>> open();
     ~ServiceBus() override;
 
-    Result<void> call(const Operation& operation, const Encode& arguments = {}, const Decode& results = {});
-    /// The same with the whole answer, for results that WireReader has no form for.
-    Result<BusMessage> answerOf(const Operation& operation, const Encode& arguments = {});
+    /// An object of a service, for calls through this connection.
+    RemoteObject object(std::string_view service, const char* interface, const std::string& path = "/") const;
 
-    /// Serves `object` at `path` on this connection until the returned slots are gone. The object must outlive them.
+    /// Serves `object` at `path` on this connection until the returned slots are gone. The object must outlive
+    /// them.
     std::vector<BusSlot> serve(ServedObject& object, const std::string& path);
 
     /// Answers what has arrived and waits for more until `done` says so; fails when the owner of the service's name
@@ -58,9 +48,26 @@ private:
     {
     }
 
-    Result<void> processUntil(const std::function<bool()>& done);
-
     BusHandle m_bus;
 };
+
+/// The exception that is being handled, as a value: the D-Bus error's name is in Error::name, its message in
+/// Error::text. A service that nobody publishes is Error::Kind::NotFound. What does not come of a call is raised anew.
+Error errorOfCall();
+
+/// What a call through proxies gives, or why it failed.
+template <class Call> Result<std::invoke_result_t<Call>> resultOf(const Call& call)
+{
+    try {
+        if constexpr (std::is_void_v<std::invoke_result_t<Call>>) {
+            call();
+            return {};
+        } else {
+            return call();
+        }
+    } catch (...) {
+        return errorOfCall();
+    }
+}
 
 } // namespace mv

@@ -1,33 +1,33 @@
 #pragma once
 
-#include "Base/Core/Path.h"
-#include "Base/Media/Record.h"
 #include "client/ServiceBus.h"
-
-#include <optional>
+#include "service/include/MVMediaTagBase.h"
+#include "service/include/ServiceNames.h"
+#include "service/include/WireNames.h"
 
 namespace mv {
 
-/// Asks the tag updater.
-class TagClient {
+/// The tag updater.
+class TagClient final : public MVMediaTagBase {
 public:
-    explicit TagClient(ServiceBus& bus)
-        : m_bus(bus)
+    explicit TagClient(const ServiceBus& bus)
+        : m_service(bus.object(MediaTagUpdaterService, wire::MediaTagBase::Interface))
     {
     }
 
-    struct PodcastInfo {
-        std::optional<std::string> episodeId;
-        std::optional<std::string> channelUrl;
-    };
-
-    Result<std::optional<PodcastInfo>> podcastInfo(const Path& path);
-    /// What the writers make of a record's keys differs: see the services' own description. False when no writer
-    /// takes the record's media type or the file.
-    Result<bool> updateTag(const Path& path, const Record& record);
+    std::optional<Record> podcastInfo(const Path& path) override
+    {
+        return m_service.ask(
+            wire::MediaTagBase::podcastInfo, &WireReader::optionalRecord, [&](WireWriter& out) { out.path(path); });
+    }
+    bool updateTagWithDictionary(const Path& path, const Record& record) override
+    {
+        return m_service.ask(wire::MediaTagBase::updateTagWithDictionary, &WireReader::boolean,
+            [&](WireWriter& out) { out.path(path).record(record); });
+    }
 
 private:
-    ServiceBus& m_bus;
+    RemoteObject m_service;
 };
 
 } // namespace mv

@@ -39,7 +39,7 @@ std::unique_ptr<NSRemoteConnection> NSRemoteConnection::connectionWithRegistered
 
 RemoteObject NSRemoteConnection::rootProxy(std::string_view protocol) const
 {
-    return RemoteObject(m_busName, "/", interfaceForProtocol(protocol), m_bus);
+    return RemoteObject(m_busName, "/", interfaceForProtocol(protocol), m_bus.get());
 }
 
 void NSRemoteConnection::invalidate()

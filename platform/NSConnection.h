@@ -56,7 +56,7 @@ private:
     {
     }
 
-    std::shared_ptr<sd_bus> m_bus;
+    BusHandle m_bus;
     std::string m_busName;
 };
 

@@ -67,6 +67,22 @@ TEST_F(ClientTest, AnExceptionIsAnErrorWithItsName)
     EXPECT_EQ(answer.error().text, "no date");
 }
 
+TEST_F(ClientTest, AProxyRaisesWhatTheServiceRaises)
+{
+    InfoServed service(AVParserService);
+    service->answer
+        = [](const Path&) -> std::optional<Record> { throw NSException(NSInvalidArgumentException, "no date"); };
+    MediaInfoClient client(*m_bus, AVParserService);
+    MVMediaInfoBuilder& builder = client;
+    try {
+        builder.build(Path("/x.mov"));
+        FAIL() << "nothing raised";
+    } catch (const NSException& exception) {
+        EXPECT_EQ(exception.name(), "NSInvalidArgumentException");
+        EXPECT_EQ(exception.reason(), "no date");
+    }
+}
+
 TEST_F(ClientTest, AServiceThatNobodyPublishesIsNotFound)
 {
     auto answer = describeFile(*m_bus, Path("/x.mov"));
@@ -88,7 +104,10 @@ TEST_F(ClientTest, AnAnswerAboveTheLimitIsAnError)
 TEST_F(ClientTest, ABusThatDiesIsAnError)
 {
     m_privateBus.kill();
-    EXPECT_FALSE(describeFile(*m_bus, Path("/x.mov")).ok());
+    auto answer = describeFile(*m_bus, Path("/x.mov"));
+    ASSERT_FALSE(answer.ok());
+    EXPECT_EQ(answer.error().kind, Error::Kind::Io);
+    EXPECT_FALSE(m_bus->processIdOf(AVParserService).ok());
     EXPECT_FALSE(ServiceBus::open().ok());
 }
 
@@ -102,15 +121,11 @@ TEST_F(ClientTest, ThumbnailHasItsSourcesSize)
         EXPECT_EQ(maximum.height, 240.0f);
         return Record { { kThumbnailData, Bytes { 9, 8 } }, { kThumbnailWidth, 640.0 }, { kThumbnailHeight, 480.0 } };
     };
-    auto thumbnail = ImageClient(*m_bus).makeThumbnail(Path("/a.png"), { 320.5f, 240 });
-    ASSERT_TRUE(thumbnail.ok());
-    ASSERT_TRUE(thumbnail->has_value());
-    EXPECT_EQ((*thumbnail)->tiff, (Bytes { 9, 8 }));
-    EXPECT_EQ((*thumbnail)->sourceWidth, 640);
-    EXPECT_EQ((*thumbnail)->sourceHeight, 480);
-    auto none = ImageClient(*m_bus).makeThumbnail(Path("/nil.png"), { 1, 1 });
-    ASSERT_TRUE(none.ok());
-    EXPECT_FALSE(none->has_value());
+    ImageClient client(*m_bus);
+    EXPECT_EQ(client.makeThumbnailWithMaxSize(Path("/a.png"), { 320.5f, 240 }),
+        (Record { { kThumbnailData, Bytes { 9, 8 } }, { kThumbnailWidth, 640.0 }, { kThumbnailHeight, 480.0 } }));
+    EXPECT_EQ(client.makeThumbnailWithMaxSize(Path("/nil.png"), { 1, 1 }), std::nullopt);
+    EXPECT_EQ(client.build(Path("/a.png")), (Record { { MediaDBPhotoColumnWidth, 640 } }));
 }
 
 TEST_F(ClientTest, TagsAreSentAndPodcastsRead)
@@ -125,16 +140,12 @@ TEST_F(ClientTest, TagsAreSentAndPodcastsRead)
     };
     service->podcast = Record { { kMediaTagPodcastEpisodeId, "e1" } };
     TagClient client(*m_bus);
-    EXPECT_TRUE(*client.updateTag(Path("/a.mp3"), sent));
+    EXPECT_TRUE(client.updateTagWithDictionary(Path("/a.mp3"), sent));
     EXPECT_EQ(seen, sent);
-    EXPECT_FALSE(*client.updateTag(Path("/b.mp3"), sent));
-    auto info = client.podcastInfo(Path("/a.mp3"));
-    ASSERT_TRUE(info.ok());
-    ASSERT_TRUE(info->has_value());
-    EXPECT_EQ((*info)->episodeId, "e1");
-    EXPECT_EQ((*info)->channelUrl, std::nullopt);
+    EXPECT_FALSE(client.updateTagWithDictionary(Path("/b.mp3"), sent));
+    EXPECT_EQ(client.podcastInfo(Path("/a.mp3")), service->podcast);
     service->podcast = std::nullopt;
-    EXPECT_FALSE(client.podcastInfo(Path("/a.mp3"))->has_value());
+    EXPECT_EQ(client.podcastInfo(Path("/a.mp3")), std::nullopt);
 }
 
 TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
@@ -149,27 +160,23 @@ TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
     service->info->versionNumber = 230;
     service->info->date = Date { 77 };
 
-    auto answer = ExifClient(*m_bus).extractExif(Path("/a.jpg"));
-    ASSERT_TRUE(answer.ok()) << answer.error().text;
-    ASSERT_TRUE(answer->has_value());
-    const MVExifInfo& info = **answer;
+    auto info = ExifClient(*m_bus).extractExif(Path("/a.jpg"));
+    ASSERT_TRUE(info);
     for (const ExifTextProperty& property : kExifTextProperties)
-        EXPECT_EQ(info.*property.field, (*service->info).*property.field) << property.name;
-    EXPECT_EQ(info.versionNumber, 230);
-    EXPECT_EQ(info.date, Date { 77 });
+        EXPECT_EQ((*info).*property.field, (*service->info).*property.field) << property.name;
+    EXPECT_EQ(info->versionNumber, 230);
+    EXPECT_EQ(info->date, Date { 77 });
 
     // The object goes after its release was answered, before the next call is.
     service->info = nullptr;
-    auto none = ExifClient(*m_bus).extractExif(Path("/b.jpg"));
-    ASSERT_TRUE(none.ok());
-    EXPECT_FALSE(none->has_value());
+    EXPECT_EQ(ExifClient(*m_bus).extractExif(Path("/b.jpg")), nullptr);
     EXPECT_TRUE(alive.expired());
 }
 
-struct RecordingExportListener final : ExportListener {
+struct RecordingExportDelegate final : MVMP4ExporterDelegate {
     std::vector<std::int32_t> percents;
     std::int32_t stopAt = 1000;
-    bool progress(std::int32_t percent) override
+    bool MP4ExporterProgress(std::int32_t percent) override
     {
         percents.push_back(percent);
         return percent < stopAt;
@@ -181,26 +188,28 @@ TEST_F(ClientTest, ExportReportsProgressAndItsCode)
     Served<MP4ExporterAdaptor, FakeExporter> service(MP4ExporterService);
     service->percents = { 1, 50, 100 };
     service->code = -2048;
-    RecordingExportListener listener;
+    RecordingExportDelegate delegate;
     ExporterClient client(*m_bus);
-    EXPECT_EQ(*client.exportToMp4(Path("/a.mov"), Path("/b.mp4"), &listener), -2048);
-    EXPECT_THAT(listener.percents, testing::ElementsAre(1, 50, 100));
-    EXPECT_TRUE(*client.isAlacAudio(Path("/a.m4a")));
-    EXPECT_FALSE(*client.isAlacAudio(Path("/a.mp3")));
+    EXPECT_EQ(client.exportWithDelegateFromPathToMp4Path(&delegate, Path("/a.mov"), Path("/b.mp4")), -2048);
+    EXPECT_THAT(delegate.percents, testing::ElementsAre(1, 50, 100));
+    EXPECT_TRUE(client.isAlacAudio(Path("/a.m4a")));
+    EXPECT_FALSE(client.isAlacAudio(Path("/a.mp3")));
 }
 
-TEST_F(ClientTest, AConversionIsCancelledByItsListener)
+TEST_F(ClientTest, AConversionIsCancelledByItsDelegate)
 {
     Served<MP4ExporterAdaptor, FakeExporter> service(MP4ExporterService);
     service->percents = { 10, 20, 30 };
-    RecordingExportListener listener;
-    listener.stopAt = 20;
+    RecordingExportDelegate delegate;
+    delegate.stopAt = 20;
     ExporterClient client(*m_bus);
-    EXPECT_EQ(*client.convertToAac(Path("/a.wav"), Path("/b.m4a"), 96000, &listener), -1);
-    EXPECT_THAT(listener.percents, testing::ElementsAre(10, 20));
+    EXPECT_EQ(client.convertToAacWithDelegateFromPathToMp4PathBitrate(&delegate, Path("/a.wav"), Path("/b.m4a"), 96000),
+        MVMP4ExporterCancelled);
+    EXPECT_THAT(delegate.percents, testing::ElementsAre(10, 20));
     EXPECT_EQ(service->seenBitrate, 96000);
     EXPECT_TRUE(service->sawDelegate);
-    EXPECT_EQ(*client.convertToAac(Path("/a.wav"), Path("/b.m4a"), 96000, nullptr), 0);
+    EXPECT_EQ(
+        client.convertToAacWithDelegateFromPathToMp4PathBitrate(nullptr, Path("/a.wav"), Path("/b.m4a"), 96000), 0);
     EXPECT_FALSE(service->sawDelegate);
 }
 
@@ -224,8 +233,8 @@ TEST_F(ClientTest, EncodesSeveralFilesSideBySide)
 {
     Served<AudioEncoderAdaptor, FakeEncoder> service(Mp3EncoderService);
     Mp3EncoderClient client(*m_bus);
-    EXPECT_TRUE(client.setAttributes({ { MVAudioEncoderVBRAttribute, true } }).ok());
-    EXPECT_EQ(*client.attributes(),
+    client.setAttributes({ { MVAudioEncoderVBRAttribute, true } });
+    EXPECT_EQ(client.attributes(),
         (Record { { MVAudioEncoderBitrateAttribute, 192000 }, { MVAudioEncoderVBRAttribute, true } }));
 
     RecordingEncodeListener good;
@@ -248,6 +257,45 @@ TEST_F(ClientTest, EncodesSeveralFilesSideBySide)
     EXPECT_FALSE(failing.hasStarted);
     EXPECT_EQ((*cancelled.outcome)->end, EncodeOutcome::End::Cancelled);
     EXPECT_TRUE(cancelled.percents.empty());
+}
+
+struct NotingEncoderDelegate final : MVAudioEncoderDelegate {
+    const MVAudioEncoderBase* encoder = nullptr;
+    std::vector<std::string> messages;
+
+    void encoderDidStart(MVAudioEncoderBase& one) override
+    {
+        encoder = &one;
+        messages.emplace_back("start");
+    }
+    bool shouldEncodeStop() override { return false; }
+    void encoderProgress(MVAudioEncoderBase&, float percent) override
+    {
+        messages.push_back(std::to_string(static_cast<int>(percent)));
+    }
+    void encoderDidFailWithError(MVAudioEncoderBase&, const NSError& error) override
+    {
+        messages.push_back(error.domain + " " + std::to_string(error.code));
+    }
+    void encoderDidEnd(MVAudioEncoderBase&) override { messages.emplace_back("end"); }
+};
+
+TEST_F(ClientTest, ADelegateHearsOfAJobWithinACall)
+{
+    Served<AudioEncoderAdaptor, FakeEncoder> service(Mp3EncoderService);
+    Mp3EncoderClient client(*m_bus);
+    auto delegate = std::make_shared<NotingEncoderDelegate>();
+    client.setDelegate(delegate);
+    EXPECT_TRUE(client.encodeFileOutputFile(Path("a.wav"), Path("a.mp3")));
+    EXPECT_THAT(delegate->messages, testing::ElementsAre("start", "25", "50", "75", "100", "end"));
+    EXPECT_EQ(delegate->encoder, &client);
+    delegate->messages.clear();
+    EXPECT_FALSE(client.encodeFileOutputFile(Path("fail-4"), Path("a.mp3")));
+    EXPECT_THAT(delegate->messages, testing::ElementsAre("MVAudioEncoderErrorDomain 4"));
+    delegate->messages.clear();
+    client.setDelegate(nullptr);
+    EXPECT_TRUE(client.encodeFileOutputFile(Path("a.wav"), Path("a.mp3")));
+    EXPECT_TRUE(delegate->messages.empty());
 }
 
 TEST_F(ClientTest, NoEncoderIsAnErrorForEveryJob)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/Media/MediaDB.h"
 #include "platform/NSConnection.h"
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
@@ -24,7 +25,7 @@ struct FakeInfoBuilder final : MVMediaInfoBuilder {
 
 struct FakeImageBuilder final : MVImageInfoBuilder {
     std::function<std::optional<Record>(const Path&, FloatSize)> thumbnail;
-    std::optional<Record> build(const Path&) override { return std::nullopt; }
+    std::optional<Record> build(const Path&) override { return Record { { MediaDBPhotoColumnWidth, 640 } }; }
     std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) override
     {
         return thumbnail(path, maximum);
@@ -80,7 +81,12 @@ struct FakeEncoder final : MVAudioEncoderBase {
     void setAttributes(const Record& attributes) override { own.merge(attributes); }
     Record attributes() const override { return own; }
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> one) override { delegate = std::move(one); }
-    bool encodeFileOutputFile(const Path&, const Path&) override { return false; }
+    bool encodeFileOutputFile(const Path& input, const Path&) override
+    {
+        if (delegate)
+            work(input, *delegate);
+        return !input.text().starts_with("fail-");
+    }
     void encodeOnThreadFileOutputFile(const Path& input, const Path&) override
     {
         workers.emplace_back([this, input, listener = delegate] { work(input, *listener); });

@@ -119,7 +119,10 @@ TEST(WithBus, CommandsThatStartItAtTheSameTimeShareOneService)
                 continue;
             bool started = ServiceProcess::ensure({ kProgram }).ok();
             auto bus = ServiceBus::open();
-            _exit(started && bus.ok() && MediaInfoClient(**bus, BasicAudioParserService).build("/none").ok() ? 0 : 1);
+            _exit(started && bus.ok()
+                        && resultOf([&] { return MediaInfoClient(**bus, BasicAudioParserService).build("/none"); }).ok()
+                    ? 0
+                    : 1);
         }
         for (pid_t command : commands) {
             int status = -1;
