@@ -7,9 +7,6 @@ namespace mv {
 
 namespace {
 
-constexpr const char* DelegatePath = "/MP4ExporterDelegate";
-constexpr const char* NoDelegate = "/";
-
 class DelegateAdaptor final : public ServedObject {
 public:
     explicit DelegateAdaptor(MVMP4ExporterDelegate& delegate)
@@ -63,10 +60,11 @@ std::int32_t ExporterClient::run(
 {
     std::optional<DelegateAdaptor> adaptor;
     std::vector<BusSlot> served;
+    std::string path = delegate ? m_bus.freshPath() : "/";
     if (delegate)
-        served = m_bus.serve(adaptor.emplace(*delegate), DelegatePath);
+        served = m_bus.serve(adaptor.emplace(*delegate), path);
     return m_service.ask(operation, &WireReader::integer, [&](WireWriter& out) {
-        out.objectPath(delegate ? DelegatePath : NoDelegate);
+        out.objectPath(path);
         arguments(out);
     });
 }

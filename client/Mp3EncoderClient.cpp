@@ -143,7 +143,7 @@ void Mp3EncoderClient::setDelegate(std::shared_ptr<MVAudioEncoderDelegate> deleg
 {
     std::string path = "/";
     if (delegate) {
-        path = "/encoderDelegate/" + std::to_string(m_delegates.size());
+        path = m_bus.freshPath();
         m_delegates.push_back(std::make_unique<ServedDelegate>(*this, std::move(delegate), path));
     }
     m_service.call(

@@ -5,6 +5,7 @@
 #include "bus/RemoteObject.h"
 #include "bus/ServedObject.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,6 +29,8 @@ public:
     /// An object of a service, for calls through this connection.
     RemoteObject object(std::string_view service, const char* interface, const std::string& path = "/") const;
 
+    /// A path that nothing on this connection is served at yet.
+    std::string freshPath() { return "/delegate/" + std::to_string(m_nextPath++); }
     /// Serves `object` at `path` on this connection until the returned slots are gone. The object must outlive
     /// them.
     std::vector<BusSlot> serve(ServedObject& object, const std::string& path);
@@ -49,6 +52,7 @@ private:
     }
 
     BusHandle m_bus;
+    std::uint64_t m_nextPath = 1;
 };
 
 /// The exception that is being handled, as a value: the D-Bus error's name is in Error::name, its message in

@@ -298,6 +298,20 @@ TEST_F(ClientTest, ADelegateHearsOfAJobWithinACall)
     EXPECT_TRUE(delegate->messages.empty());
 }
 
+TEST_F(ClientTest, TwoProxiesOfOneConnectionHaveTheirOwnDelegates)
+{
+    Served<AudioEncoderAdaptor, FakeEncoder> service(Mp3EncoderService);
+    Mp3EncoderClient first(*m_bus);
+    Mp3EncoderClient second(*m_bus);
+    auto unheard = std::make_shared<NotingEncoderDelegate>();
+    auto heard = std::make_shared<NotingEncoderDelegate>();
+    first.setDelegate(unheard);
+    second.setDelegate(heard);
+    EXPECT_TRUE(first.encodeFileOutputFile(Path("a.wav"), Path("a.mp3")));
+    EXPECT_TRUE(unheard->messages.empty());
+    EXPECT_EQ(heard->encoder, &second) << "the service has one delegate, the last that was set";
+}
+
 TEST_F(ClientTest, NoEncoderIsAnErrorForEveryJob)
 {
     RecordingEncodeListener first;
