@@ -10,15 +10,6 @@ namespace mv {
 
 namespace {
 
-void readBrands(StructureReader& reader, const Box& ftyp, MovieFacts& facts)
-{
-    ByteReader fields(payloadStart(reader, ftyp, 8 + 4 * MovieFacts::MaxBrands));
-    facts.majorBrand = fields.u32be();
-    fields.skip(4);
-    while (fields.remaining() >= 4 && !fields.failed())
-        facts.compatibleBrands.push_back(fields.u32be());
-}
-
 Result<void> readMovieHeader(StructureReader& reader, MovieFacts& facts)
 {
     auto box = findChild(reader, facts.movieBox, fourCC("mvhd"));
@@ -36,8 +27,7 @@ Result<void> readMovieHeader(StructureReader& reader, MovieFacts& facts)
         return Error { Error::Kind::Format, "movie header too short" };
     if (facts.duration == (version == 1 ? UINT64_MAX : UINT32_MAX))
         facts.duration = 0; // all ones say "unknown"
-    facts.preferredRate = static_cast<std::int32_t>(fields.u32be()) / 65536.0;
-    fields.skip(12 + 36 + 8); // volume and reserved, matrix, preview
+    fields.skip(4 + 12 + 36 + 8); // rate, volume and reserved, matrix, preview
     facts.posterTime = fields.u32be();
     return {};
 }
@@ -80,8 +70,6 @@ Result<MovieFacts> readMovieFacts(StructureReader& reader)
     bool found = false;
     BoxWalker walker(reader, firstBoxOffset(reader), reader.size());
     while (auto box = walker.next()) {
-        if (box->type == fourCC("ftyp") && facts.majorBrand == 0)
-            readBrands(reader, *box, facts);
         found = box->type == fourCC("moov") && !box->overruns;
         if (found) {
             facts.movieBox = *box;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Base/Core/Date.h"
-#include "Base/Core/Path.h"
 #include "mp4/Box.h"
 
 #include <array>
@@ -11,13 +10,6 @@
 #include <vector>
 
 namespace mv {
-
-/// One row of a track's edit list.
-struct EditSegment {
-    std::uint64_t duration = 0; ///< in the movie's time scale
-    std::int64_t mediaTime = 0; ///< in the track's time scale; -1: an empty edit
-    double rate = 1.0;
-};
 
 /// Where the boxes of a track's sample table lie; absent ones are not there.
 struct SampleTableBoxes {
@@ -33,20 +25,16 @@ struct TrackFacts {
 
     std::uint32_t id = 0;
     std::uint32_t flags = 0; ///< of tkhd
-    std::optional<Date> creationDate; ///< of tkhd
-    std::optional<Date> modificationDate;
     std::uint64_t duration = 0; ///< of tkhd, in the movie's time scale
     double width = 0; ///< of tkhd, before the matrix
     double height = 0;
     std::array<std::int32_t, 9> matrix {}; ///< a b u c d v x y w: 16.16, and 2.30 for u v w
 
     std::uint32_t handler = 0; ///< of mdia/hdlr: 'soun', 'vide', 'text', ...
-    std::string language; ///< ISO 639-2/T, "und", or empty for QuickTime's own numbers
     std::uint32_t mediaTimeScale = 0; ///< ticks per second; 0 as the file says it
     std::uint64_t mediaDuration = 0; ///< in mediaTimeScale ticks, fragments counted; 0: unknown
 
-    std::uint32_t descriptionCount = 0; ///< of stsd, as the file says it
-    std::vector<std::uint32_t> descriptionCodes; ///< of those that are there, in order, at most MaxDescriptions
+    std::vector<std::uint32_t> descriptionCodes; ///< of the sample descriptions, in order, at most MaxDescriptions
     std::uint8_t objectType = 0; ///< MPEG-4 object type of the first description (0x40: AAC), 0 without esds
     std::uint32_t statedBitRate = 0; ///< bits a second, as its decoder configuration has the average; 0: not stated
     // Of the first description; 0 for other kinds of tracks.
@@ -58,13 +46,11 @@ struct TrackFacts {
     std::uint32_t bytesPerFrame = 0;
 
     std::uint32_t sampleCount = 0; ///< of stsz or stz2, without fragments
-    std::vector<EditSegment> edits; ///< at most MaxEdits
     SampleTableBoxes boxes;
     std::uint64_t fragmentSamples = 0; ///< in movie fragments
     std::uint64_t fragmentBytes = 0;
 
-    static constexpr std::size_t MaxDescriptions = 256; ///< files have a handful; the rest only counts
-    static constexpr std::size_t MaxEdits = 4096; ///< an edited movie has a few hundred
+    static constexpr std::size_t MaxDescriptions = 256; ///< files have a handful
 
     bool isEnabled() const { return flags & EnabledFlag; }
     /// Pixels as shown: the box that tkhd's size fills after its matrix (turned by 90 degrees: sides swapped). The
@@ -75,30 +61,22 @@ struct TrackFacts {
 
 /// What a movie's boxes say.
 struct MovieFacts {
-    std::uint32_t majorBrand = 0; ///< of ftyp; 0 without one, as in early QuickTime files
-    std::vector<std::uint32_t> compatibleBrands;
     Box movieBox;
     std::vector<Box> userDataBoxes; ///< the movie's udta boxes, where metadata lies; one in a sound file
     std::optional<Box> metaBox; ///< the movie's own, with QuickTime's keys
-    std::optional<Box> extendsBox; ///< mvex
+    std::optional<Box> extendsBox; ///< mvex, of a fragmented movie
 
     std::optional<Date> creationDate; ///< of mvhd; absent where the field is 0
     std::optional<Date> modificationDate;
     std::uint32_t timeScale = 0; ///< ticks per second
     std::uint64_t duration = 0; ///< in timeScale ticks; of a fragmented file at least its longest track
-    double preferredRate = 0; ///< of mvhd, 1.0 is normal speed
     std::uint32_t posterTime = 0; ///< in timeScale ticks; QuickTime's, 0 in other files
-    bool isFragmented() const { return extendsBox.has_value(); }
     std::optional<std::string> title; ///< iTunes item, QuickTime key or text, 3GPP title: the first there is; UTF-8
 
     std::vector<TrackFacts> tracks; ///< in the file's order, at most MaxTracks
 
     static constexpr std::size_t MaxTracks = 1024; ///< keeps a hostile file's list small; players stop at a few dozen
     static constexpr std::size_t MaxUserDataBoxes = 16;
-    static constexpr std::size_t MaxBrands = 64;
-
-    /// Seconds; 0 when unknown.
-    double durationInSeconds() const { return timeScale ? static_cast<double>(duration) / timeScale : 0; }
 };
 
 /// Reads the facts of an MPEG-4, 3GP or QuickTime file, an ID3v2 tag in front of it passed over. Reads structure

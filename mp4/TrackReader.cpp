@@ -8,8 +8,6 @@ namespace mv {
 
 namespace {
 
-double fixed16(std::uint32_t value) { return static_cast<std::int32_t>(value) / 65536.0; }
-
 /// The start of a "full box": the version, and the reader behind version and flags.
 struct FullBox {
     std::uint8_t version;
@@ -36,8 +34,8 @@ void readTrackHeader(StructureReader& reader, const Box& box, TrackFacts& track)
 {
     FullBox header(reader, box, 96);
     track.flags = header.flags;
-    track.creationDate = dateFromMovieTime(header.wide());
-    track.modificationDate = dateFromMovieTime(header.wide());
+    header.wide(); // creation
+    header.wide(); // modification
     track.id = header.fields.u32be();
     header.fields.skip(4);
     track.duration = knownDuration(header.version, header.wide());
@@ -46,18 +44,6 @@ void readTrackHeader(StructureReader& reader, const Box& box, TrackFacts& track)
         value = static_cast<std::int32_t>(header.fields.u32be());
     track.width = header.fields.u32be() / 65536.0;
     track.height = header.fields.u32be() / 65536.0;
-}
-
-/// Three letters of five bits each; smaller numbers are QuickTime's language numbers.
-std::string languageText(std::uint16_t packed)
-{
-    constexpr std::uint16_t FirstPackedCode = 0x400;
-    if (packed < FirstPackedCode || packed == 0x7FFF)
-        return {};
-    std::string text;
-    for (int shift : { 10, 5, 0 })
-        text += static_cast<char>('`' + (packed >> shift & 0x1F));
-    return text;
 }
 
 void readMediaHeader(StructureReader& reader, const Box& box, TrackFacts& track, bool& durationUnknown)
@@ -69,26 +55,6 @@ void readMediaHeader(StructureReader& reader, const Box& box, TrackFacts& track,
     std::uint64_t duration = header.wide();
     track.mediaDuration = knownDuration(header.version, duration);
     durationUnknown = track.mediaDuration != duration;
-    track.language = languageText(header.fields.u16be());
-}
-
-void readEdits(StructureReader& reader, const Box& edts, TrackFacts& track)
-{
-    auto box = findChild(reader, edts, fourCC("elst"));
-    if (!box)
-        return;
-    FullBox list(reader, *box, StructureReader::WindowSize);
-    std::uint32_t count = list.fields.u32be();
-    for (std::uint32_t i = 0; i < count && track.edits.size() < TrackFacts::MaxEdits; i++) {
-        EditSegment edit;
-        edit.duration = list.wide();
-        edit.mediaTime = list.version == 1 ? static_cast<std::int64_t>(list.fields.u64be())
-                                           : static_cast<std::int32_t>(list.fields.u32be());
-        edit.rate = fixed16(list.fields.u32be());
-        if (list.fields.failed())
-            return;
-        track.edits.push_back(edit);
-    }
 }
 
 /// Length of a descriptor of an esds box: up to four bytes of seven bits.
@@ -177,12 +143,12 @@ void readVisualEntry(StructureReader& reader, const Box& entry, TrackFacts& trac
 void readDescriptions(StructureReader& reader, const Box& box, TrackFacts& track)
 {
     FullBox header(reader, box, 8);
-    track.descriptionCount = header.fields.u32be();
+    std::uint32_t count = header.fields.u32be();
     if (header.fields.failed())
         return;
     BoxWalker walker(reader, box.payloadOffset() + 8, box.end());
     while (auto entry = walker.next()) {
-        if (track.descriptionCodes.size() == std::min<std::size_t>(track.descriptionCount, TrackFacts::MaxDescriptions))
+        if (track.descriptionCodes.size() == std::min<std::size_t>(count, TrackFacts::MaxDescriptions))
             return;
         track.descriptionCodes.push_back(entry->type);
         if (track.descriptionCodes.size() > 1)
@@ -256,8 +222,6 @@ TrackFacts readTrack(StructureReader& reader, const Box& trak)
     while (auto box = walker.next()) {
         if (box->type == fourCC("tkhd"))
             readTrackHeader(reader, *box, track);
-        else if (box->type == fourCC("edts"))
-            readEdits(reader, *box, track);
         else if (box->type == fourCC("mdia"))
             readMedia(reader, *box, track);
     }

@@ -46,6 +46,11 @@ double soundSeconds(Described& d)
     return static_cast<double>(MP4GetTrackDuration(d.file, d.sound)) / MP4GetTrackTimeScale(d.file, d.sound);
 }
 
+double movieMicroseconds(Described& d)
+{
+    return 1e6 * static_cast<double>(d.file.facts().duration) / d.file.facts().timeScale;
+}
+
 std::string genre(const MP4Tags& tags)
 {
     if (tags.genre || !tags.genreType)
@@ -157,7 +162,7 @@ const std::map<std::string, NumberAnswer> kNumbers = {
     { "duration_s", { soundSeconds, 0.05 } },
     { "duration_s(whole)", { [](Described& d) { return std::floor(soundSeconds(d)); }, 0 } },
     { "duration_ms", { [](Described& d) { return soundSeconds(d) * 1000; }, 1 } },
-    { "duration_us", { [](Described& d) { return d.file.facts().durationInSeconds() * 1e6; }, 1000 } },
+    { "duration_us", { movieMicroseconds, 1000 } },
     { "bitrate_bps", { [](Described& d) { return MP4GetTrackBitRate(d.file, d.sound); }, 0 } },
     { "bitrate_kbps", { [](Described& d) { return MP4GetTrackBitRate(d.file, d.sound) / 1000; }, 0 } },
     { "avg_bitrate", { [](Described& d) { return MP4GetTrackBitRate(d.file, d.sound); }, 0 } },

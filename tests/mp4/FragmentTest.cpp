@@ -37,7 +37,7 @@ Lengths lengthsOf(const TrackSpec& track, const Bytes& mvex, const Bytes& behind
     spec.behind = behind;
     Bytes file = makeMp4(spec).bytes;
     auto opened = Mp4File::open(StructureReader(ByteView(file)));
-    EXPECT_TRUE(opened->facts().isFragmented());
+    EXPECT_TRUE(opened->facts().extendsBox);
     return { MP4GetTrackDuration(*opened, 1), MP4GetTrackBitRate(*opened, 1),
         opened->facts().tracks[0].fragmentSamples };
 }
@@ -114,7 +114,7 @@ TEST(Fragments, LengthenAMovieWhoseHeaderTellsOfItsFirstSamplesOnly)
     spec.behind = fragment(fullBox("tfhd", 0, 0, { number(1, 4) }), { fullBox("trun", 0, 0, { number(4, 4) }) });
     Bytes file = makeMp4(spec).bytes;
     StructureReader reader { ByteView(file) };
-    EXPECT_EQ(readMovieFacts(reader)->durationInSeconds(), 5.0);
+    EXPECT_EQ(readMovieFacts(reader)->duration, 5u * 600);
 }
 
 TEST(Fragments, GiveTheMovieItsDuration)
@@ -130,7 +130,7 @@ TEST(Fragments, GiveTheMovieItsDuration)
     StructureReader reader { ByteView(file) };
     auto facts = readMovieFacts(reader);
     ASSERT_TRUE(facts.ok());
-    EXPECT_EQ(facts->durationInSeconds(), 3.0);
+    EXPECT_EQ(facts->duration, 3u * 600);
 }
 
 } // namespace

@@ -182,7 +182,7 @@ TEST_P(ReadBackOf, LengthsAndRatesAgreeWithFfprobe)
             duration += std::stoull(line);
         bytes += std::stoull(line.substr(comma + 1));
     }
-    if (file->facts().isFragmented())
+    if (file->facts().extendsBox)
         duration = MP4GetTrackDuration(*file, sound); // ffprobe gives the last packet the usual length, or none
     EXPECT_EQ(MP4GetTrackDuration(*file, sound), duration);
     EXPECT_NEAR(static_cast<double>(duration), static_cast<double>(scale), 3000.0);
@@ -191,7 +191,7 @@ TEST_P(ReadBackOf, LengthsAndRatesAgreeWithFfprobe)
     std::uint32_t rate = MP4GetTrackBitRate(*file, sound);
     if (!stated)
         EXPECT_EQ(rate, bytes * 8000 / (duration * 1000 / scale));
-    else if (!file->facts().isFragmented())
+    else if (!file->facts().extendsBox)
         EXPECT_EQ(std::to_string(rate) + "\n", outputOf(probed + "stream=bit_rate"));
     else
         EXPECT_EQ(rate, file->facts().tracks[0].statedBitRate);
