@@ -34,7 +34,7 @@ std::uint64_t syncsafe(ByteReader& reader)
 }
 
 // Bytes of the ID3v2 tag at `offset`, 0 where there is none.
-Result<std::uint64_t> id3v2SizeAt(const InputFile& file, std::uint64_t offset)
+Result<std::uint64_t> id3v2SizeAt(const ByteSource& file, std::uint64_t offset)
 {
     std::array<std::uint8_t, TagHeaderSize> head {};
     MV_TRY(got, file.readAt(offset, head));
@@ -47,7 +47,7 @@ Result<std::uint64_t> id3v2SizeAt(const InputFile& file, std::uint64_t offset)
     return syncsafe(reader) + TagHeaderSize * (footer ? 2 : 1);
 }
 
-Result<std::uint64_t> startOfAudioFile(const InputFile& file)
+Result<std::uint64_t> startOfAudioFile(const ByteSource& file)
 {
     std::uint64_t offset = 0;
     for (int i = 0; i < MostLeadingTags; ++i) {
@@ -60,7 +60,7 @@ Result<std::uint64_t> startOfAudioFile(const InputFile& file)
 }
 
 // Where the metadata blocks end and frames begin.
-Result<std::uint64_t> endOfMetadata(const InputFile& file, std::uint64_t marker)
+Result<std::uint64_t> endOfMetadata(const ByteSource& file, std::uint64_t marker)
 {
     constexpr unsigned LastBlock = 0x80;
     std::uint64_t offset = marker + 4;
@@ -76,7 +76,7 @@ Result<std::uint64_t> endOfMetadata(const InputFile& file, std::uint64_t marker)
 }
 
 // The end of the audio: an ID3v1 tag at the end of the file does not belong to it.
-Result<std::uint64_t> endOfAudio(const InputFile& file, std::uint64_t start)
+Result<std::uint64_t> endOfAudio(const ByteSource& file, std::uint64_t start)
 {
     if (file.size() < start + Id3v1Size)
         return file.size();
@@ -122,7 +122,7 @@ std::optional<std::uint64_t> endOfLastWholeFrame(ByteView tail, const FlacStream
     return std::nullopt;
 }
 
-Result<std::uint64_t> framesByTail(const InputFile& file, std::uint64_t marker, const FlacStreamInfo& info)
+Result<std::uint64_t> framesByTail(const ByteSource& file, std::uint64_t marker, const FlacStreamInfo& info)
 {
     MV_TRY(begin, endOfMetadata(file, marker));
     MV_TRY(end, endOfAudio(file, begin));
@@ -138,7 +138,7 @@ Result<std::uint64_t> framesByTail(const InputFile& file, std::uint64_t marker, 
     }
 }
 
-Result<FlacStreamInfo> streamInfoAt(const InputFile& file, std::uint64_t marker)
+Result<FlacStreamInfo> streamInfoAt(const ByteSource& file, std::uint64_t marker)
 {
     std::array<std::uint8_t, MarkerAndStreamInfoSize> start {};
     MV_TRY(got, file.readAt(marker, start));
@@ -147,7 +147,7 @@ Result<FlacStreamInfo> streamInfoAt(const InputFile& file, std::uint64_t marker)
 
 } // namespace
 
-Result<StreamLength> measureFlac(const InputFile& file)
+Result<StreamLength> measureFlac(const ByteSource& file)
 {
     MV_TRY(marker, startOfAudioFile(file));
     MV_TRY(info, streamInfoAt(file, marker));
@@ -159,7 +159,7 @@ Result<StreamLength> measureFlac(const InputFile& file)
     return StreamLength { info.sampleRate, info.channels, frames };
 }
 
-Result<std::uint64_t> flacFramesByTail(const InputFile& file)
+Result<std::uint64_t> flacFramesByTail(const ByteSource& file)
 {
     MV_TRY(marker, startOfAudioFile(file));
     MV_TRY(info, streamInfoAt(file, marker));

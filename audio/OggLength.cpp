@@ -48,7 +48,7 @@ std::optional<Codec> codecOf(ByteView packet)
     return std::nullopt;
 }
 
-Result<FirstPage> firstAudioPage(const InputFile& file)
+Result<FirstPage> firstAudioPage(const ByteSource& file)
 {
     Bytes front(static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), SearchedForStart)));
     MV_TRY(got, file.readAt(0, front));
@@ -64,7 +64,7 @@ Result<FirstPage> firstAudioPage(const InputFile& file)
 
 // A file as the two libraries read it.
 struct Source {
-    const InputFile& file;
+    const ByteSource& file;
     std::uint64_t position = 0;
     std::uint64_t bytesLeft = MostBytesRead;
 
@@ -127,7 +127,7 @@ Result<StreamLength> lengthOfLinks(OggVorbis_File& links)
     return total;
 }
 
-Result<StreamLength> measureVorbis(const InputFile& file)
+Result<StreamLength> measureVorbis(const ByteSource& file)
 {
     Source source { file };
     OggVorbis_File links {};
@@ -137,7 +137,7 @@ Result<StreamLength> measureVorbis(const InputFile& file)
     return lengthOfLinks(links);
 }
 
-Result<StreamLength> measureOpus(const InputFile& file)
+Result<StreamLength> measureOpus(const ByteSource& file)
 {
     Source source { file };
     const OpusFileCallbacks callbacks { opusRead, opusSeek, opusTell, nullptr };
@@ -163,7 +163,7 @@ std::optional<std::uint64_t> lastGranule(ByteView bytes, std::uint32_t serial)
     return granule;
 }
 
-Result<std::uint64_t> lastGranuleOfFile(const InputFile& file, std::uint32_t serial)
+Result<std::uint64_t> lastGranuleOfFile(const ByteSource& file, std::uint32_t serial)
 {
     for (std::uint64_t wanted = FirstTail;; wanted *= 8) {
         std::uint64_t size = std::min({ wanted, LargestTail, file.size() });
@@ -175,7 +175,7 @@ Result<std::uint64_t> lastGranuleOfFile(const InputFile& file, std::uint32_t ser
     }
 }
 
-Result<StreamLength> measureFlacStream(const InputFile& file, const FirstPage& first)
+Result<StreamLength> measureFlacStream(const ByteSource& file, const FirstPage& first)
 {
     constexpr std::size_t MappingHeaderSize = 9; // marker, version, number of header packets
     if (first.packet.size() < MappingHeaderSize)
@@ -193,7 +193,7 @@ Result<StreamLength> measureFlacStream(const InputFile& file, const FirstPage& f
 
 } // namespace
 
-Result<StreamLength> measureOgg(const InputFile& file)
+Result<StreamLength> measureOgg(const ByteSource& file)
 {
     MV_TRY(first, firstAudioPage(file));
     switch (first.codec) {
@@ -207,7 +207,7 @@ Result<StreamLength> measureOgg(const InputFile& file)
     return measureFlacStream(file, first);
 }
 
-Result<StreamLength> measureOggFlac(const InputFile& file)
+Result<StreamLength> measureOggFlac(const ByteSource& file)
 {
     MV_TRY(first, firstAudioPage(file));
     if (first.codec != Codec::Flac)

@@ -49,7 +49,7 @@ private:
 
 } // namespace
 
-bool isWholeOggStream(const InputFile& file)
+bool isWholeOggStream(const ByteSource& file)
 {
     static_assert(WindowSize > OggPage::LargestSize);
     Bytes window(static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), WindowSize)));

@@ -13,20 +13,20 @@ struct StreamLength {
 
 /// A native FLAC file, ID3v2 tags in front of it skipped. The total of its first header where there is one; else the
 /// end of the last whole frame. Error kinds: Unsupported (no FLAC), Format (FLAC that cannot be decoded), Io.
-Result<StreamLength> measureFlac(const InputFile& file);
+Result<StreamLength> measureFlac(const ByteSource& file);
 
 /// Where the last whole frame of a native FLAC file ends, whatever the total of the header says: a file that was cut
 /// off has less. Error kinds as above.
-Result<std::uint64_t> flacFramesByTail(const InputFile& file);
+Result<std::uint64_t> flacFramesByTail(const ByteSource& file);
 
 /// The first Vorbis, Opus or FLAC stream of an Ogg file, whichever comes first; Vorbis and Opus with all links of a
 /// chain. In a chain of several sample rates every link counts by its time at the first one's rate. Error kinds as
 /// above.
-Result<StreamLength> measureOgg(const InputFile& file);
+Result<StreamLength> measureOgg(const ByteSource& file);
 /// Whether an Ogg file is one stream of undamaged Vorbis or Opus pages from its first byte to its last, which began
 /// when its time did: decoding it then gives as many frames as measureOgg says. Reads the whole file.
-bool isWholeOggStream(const InputFile& file);
+bool isWholeOggStream(const ByteSource& file);
 /// The same, but a stream other than FLAC is Unsupported.
-Result<StreamLength> measureOggFlac(const InputFile& file);
+Result<StreamLength> measureOggFlac(const ByteSource& file);
 
 } // namespace mv

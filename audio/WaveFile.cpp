@@ -70,7 +70,7 @@ bool readFormat(ByteView chunk, WaveFormat& format)
 /// The chunks of a file, from its first to its last.
 class ChunkWalk {
 public:
-    explicit ChunkWalk(const InputFile& file)
+    explicit ChunkWalk(const ByteSource& file)
         : m_file(file)
     {
     }
@@ -84,7 +84,7 @@ public:
 private:
     bool takeChunk(std::uint32_t id, std::uint64_t start, std::uint32_t size);
 
-    const InputFile& m_file;
+    const ByteSource& m_file;
 };
 
 bool ChunkWalk::run()
@@ -137,7 +137,7 @@ bool ChunkWalk::takeChunk(std::uint32_t id, std::uint64_t start, std::uint32_t s
 
 // AC-3 and DTS on their way to a receiver hide in files that pretend to be stereo; their words begin like this. A
 // decoder of those looks at this much.
-bool maybeDigitalSurround(const InputFile& file, const ChunkWalk& walk)
+bool maybeDigitalSurround(const ByteSource& file, const ChunkWalk& walk)
 {
     constexpr std::uint64_t Inspected = 1 << 16;
     constexpr std::string_view Preamble = "\x72\xF8\x1F\x4E";
@@ -167,7 +167,7 @@ std::uint32_t flagsOf(SampleKind kind)
 
 } // namespace
 
-std::optional<WaveFile> WaveFile::read(const InputFile& file)
+std::optional<WaveFile> WaveFile::read(const ByteSource& file)
 {
     static_assert(std::endian::native == std::endian::little, "samples are used as they lie in the file");
     ChunkWalk walk(file);

@@ -16,7 +16,7 @@ struct WaveFile {
 
     /// The usual kind of file alone: one format chunk that means uncompressed samples and says so without
     /// contradiction, one data chunk, any other chunks around them. Nothing for all others, good or bad.
-    static std::optional<WaveFile> read(const InputFile& file);
+    static std::optional<WaveFile> read(const ByteSource& file);
 };
 
 } // namespace mv

@@ -13,16 +13,16 @@ constexpr std::uint32_t PackedBytes = 3;
 
 std::unique_ptr<AudioSource> WaveSource::open(const Path& path)
 {
-    auto file = InputFile::open(path);
+    auto file = InputFile::openShared(path);
     if (!file)
         return nullptr;
-    auto wave = WaveFile::read(*file);
+    auto wave = WaveFile::read(**file);
     if (!wave)
         return nullptr;
     return std::unique_ptr<AudioSource>(new WaveSource(std::move(*file), *wave));
 }
 
-WaveSource::WaveSource(InputFile file, const WaveFile& wave)
+WaveSource::WaveSource(SharedSource file, const WaveFile& wave)
     : m_file(std::move(file))
     , m_wave(wave)
     , m_frameBytes(wave.sampleBytes * wave.format.description.mChannelsPerFrame)
@@ -37,7 +37,7 @@ Result<DecodedFrames> WaveSource::next()
     auto left = static_cast<std::uint64_t>(m_wave.format.frames - m_done) * m_frameBytes;
     auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, m_block.size()));
     std::uint64_t place = m_wave.start + static_cast<std::uint64_t>(m_done) * m_frameBytes;
-    auto got = m_file.readAt(place, { m_block.data(), wanted });
+    auto got = m_file->readAt(place, { m_block.data(), wanted });
     if (!got)
         return Error { Error::Kind::Io, got.error().text, ioErr };
     std::size_t frames = *got / m_frameBytes; // fewer where the file has become shorter

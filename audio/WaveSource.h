@@ -20,10 +20,10 @@ public:
     Result<DecodedFrames> next() override;
 
 private:
-    WaveSource(InputFile file, const WaveFile& wave);
+    WaveSource(SharedSource file, const WaveFile& wave);
     void widen(std::size_t samples);
 
-    InputFile m_file;
+    SharedSource m_file;
     WaveFile m_wave;
     std::uint32_t m_frameBytes; // in the file
     std::int64_t m_done = 0;

@@ -52,7 +52,7 @@ Bytes trackFrame(const TagTotals& totals)
 /// The file's one ID3v2.3 tag with another track frame in the place of the present one, and as long as before.
 Result<Bytes> tagWithTrack(const InputFile& file, const TagTotals& totals)
 {
-    MV_TRY(tags, readTags(FileSource(file)));
+    MV_TRY(tags, readTags(file));
     if (tags.prependedTags.size() != 1)
         return unexpectedTag();
     const Id3v2Tag& tag = tags.prependedTags.front();

@@ -1,6 +1,7 @@
 #include "ffmpeg/MediaInput.h"
 
 #include "ffmpeg/FfmpegError.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -48,7 +49,7 @@ int MediaInput::readPacket(void* self, std::uint8_t* target, int size)
     auto& input = *static_cast<MediaInput*>(self);
     if (input.expired())
         return AVERROR_EXIT;
-    auto got = input.m_file.readAt(
+    auto got = input.m_file->readAt(
         input.m_start + static_cast<std::uint64_t>(input.m_position), { target, static_cast<std::size_t>(size) });
     if (!got)
         return AVERROR(EIO);
@@ -61,7 +62,7 @@ int MediaInput::readPacket(void* self, std::uint8_t* target, int size)
 std::int64_t MediaInput::seek(void* self, std::int64_t offset, int whence)
 {
     auto& input = *static_cast<MediaInput*>(self);
-    auto size = static_cast<std::int64_t>(input.m_file.size() - input.m_start);
+    auto size = static_cast<std::int64_t>(input.m_file->size() - input.m_start);
     if (whence & AVSEEK_SIZE)
         return size;
     std::int64_t base = 0;
@@ -85,7 +86,7 @@ bool MediaInput::endsBeforeSamplesOf(const AVStream& stream) const
     if (!isIsoMedia())
         return false;
     auto* entries = const_cast<AVStream*>(&stream); // they are asked for so, and not changed
-    auto size = static_cast<std::int64_t>(m_file.size());
+    auto size = static_cast<std::int64_t>(m_file->size());
     for (int i = 0; i < avformat_index_get_entries_count(entries); ++i) {
         const AVIndexEntry* sample = avformat_index_get_entry(entries, i);
         if (sample->pos + sample->size > size)
@@ -107,10 +108,10 @@ bool MediaInput::makeIoContext()
     return m_io != nullptr;
 }
 
-Result<std::unique_ptr<MediaInput>> MediaInput::open(InputFile file, const Settings& settings)
+Result<std::unique_ptr<MediaInput>> MediaInput::open(SharedSource file, const Settings& settings)
 {
     std::unique_ptr<MediaInput> input(new MediaInput(std::move(file)));
-    input->m_start = std::min(settings.start, input->m_file.size());
+    input->m_start = std::min(settings.start, input->m_file->size());
     if (settings.deadline)
         input->m_deadline = std::chrono::steady_clock::now() + *settings.deadline;
     AVFormatContext* context = avformat_alloc_context();
@@ -143,11 +144,11 @@ Result<std::unique_ptr<MediaInput>> MediaInput::open(InputFile file, const Setti
 
 Result<std::unique_ptr<MediaInput>> MediaInput::open(const Path& path, const Settings& settings)
 {
-    MV_TRY(file, InputFile::open(path));
+    MV_TRY(file, InputFile::openShared(path));
     return open(std::move(file), settings);
 }
 
-bool MediaInput::recognises(InputFile file)
+bool MediaInput::recognises(SharedSource file)
 {
     MediaInput input(std::move(file));
     input.m_deadline = std::chrono::steady_clock::now() + DefaultDeadline;

@@ -3,7 +3,7 @@
 #include "ffmpeg/Handles.h"
 #include "ffmpeg/MediaLimits.h"
 #include "movies/MovieBackend.h"
-#include "system/InputFile.h"
+#include "system/ByteSource.h"
 
 #include <chrono>
 #include <memory>
@@ -29,10 +29,10 @@ public:
         const char* container = nullptr;
     };
 
-    static Result<std::unique_ptr<MediaInput>> open(InputFile file, const Settings& settings);
+    static Result<std::unique_ptr<MediaInput>> open(SharedSource file, const Settings& settings);
     static Result<std::unique_ptr<MediaInput>> open(const Path& path, const Settings& settings);
     /// Whether the content is one of the containers that open() takes for a movie: reads the beginning only.
-    static bool recognises(InputFile file);
+    static bool recognises(SharedSource file);
 
     ~MediaInput() = default;
     MediaInput(const MediaInput&) = delete;
@@ -40,7 +40,7 @@ public:
 
     AVFormatContext& context() { return *m_context; }
     const AVFormatContext& context() const { return *m_context; }
-    const InputFile& file() const { return m_file; }
+    const ByteSource& file() const { return *m_file; }
     /// MP4, QuickTime and their kin.
     bool isIsoMedia() const;
     /// Whether the file was cut: the header of ISO media lists every sample of a stream, and the file ends before the
@@ -54,7 +54,7 @@ public:
     bool expired() const;
 
 private:
-    explicit MediaInput(InputFile file)
+    explicit MediaInput(SharedSource file)
         : m_file(std::move(file))
     {
     }
@@ -63,7 +63,7 @@ private:
     static int interrupted(void* self);
     bool makeIoContext();
 
-    InputFile m_file;
+    SharedSource m_file;
     std::uint64_t m_start = 0; // positions count from here
     std::int64_t m_position = 0;
     bool m_askedForStreamInfo = false;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "id3/ByteSource.h"
 #include "id3/MpegHeader.h"
+#include "system/ByteSource.h"
 
 #include <optional>
 

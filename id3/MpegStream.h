@@ -1,7 +1,7 @@
 #pragma once
 
 #include "id3/MpegHeader.h"
-#include "id3/SourceWindow.h"
+#include "system/SourceWindow.h"
 
 #include <optional>
 

@@ -3,9 +3,9 @@
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
 #include "Base/Media/TagLimits.h"
-#include "id3/ByteSource.h"
 #include "id3/Id3v1Tag.h"
 #include "id3/Id3v2Tag.h"
+#include "system/ByteSource.h"
 
 #include <optional>
 #include <vector>

@@ -96,17 +96,17 @@ MovieTrack trackOf(const TrackFacts& facts)
 
 } // namespace
 
-bool beginsLikeIsoMedia(InputFile file)
+bool beginsLikeIsoMedia(const ByteSource& file)
 {
-    StructureReader reader(std::move(file));
+    StructureReader reader = StructureReader::borrowing(file);
     BoxWalker walker(reader, firstBoxOffset(reader), reader.size());
     auto first = walker.next();
     return first && contains(kFirstBoxes, first->type);
 }
 
-Result<MovieDescription> describeIsoMedia(InputFile file)
+Result<MovieDescription> describeIsoMedia(const ByteSource& file)
 {
-    StructureReader reader(std::move(file));
+    StructureReader reader = StructureReader::borrowing(file);
     MV_TRY(facts, readMovieFacts(reader));
     MovieDescription description;
     for (const TrackFacts& track : facts.tracks) {

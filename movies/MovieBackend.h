@@ -3,7 +3,7 @@
 #include "Base/Core/Result.h"
 #include "movies/MovieDescription.h"
 #include "pictures/ImageRep.h"
-#include "system/InputFile.h"
+#include "system/ByteSource.h"
 #include "system/OutputFile.h"
 
 #include <chrono>
@@ -45,9 +45,9 @@ public:
     virtual ~MovieBackend() = default;
 
     /// Whether the content is of a container that open() takes; reads the beginning only.
-    virtual bool recognises(InputFile) { return false; }
+    virtual bool recognises(const SharedSource&) { return false; }
     /// `deadline` bounds all work on the movie, from now to the last frame.
-    virtual Result<std::unique_ptr<BackendMovie>> open(InputFile, std::chrono::milliseconds /*deadline*/)
+    virtual Result<std::unique_ptr<BackendMovie>> open(SharedSource, std::chrono::milliseconds /*deadline*/)
     {
         return Error { Error::Kind::Unsupported, "the media module is missing" };
     }

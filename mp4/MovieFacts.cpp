@@ -3,6 +3,7 @@
 #include "mp4/FragmentScan.h"
 #include "mp4/MovieTitle.h"
 #include "mp4/TrackReader.h"
+#include "system/InputFile.h"
 
 #include <cmath>
 

@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "mp4/SampleTable.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -72,13 +73,13 @@ const MP4ItmfItemList& Mp4File::items()
 
 Result<Mp4File> MP4Read(const Path& path)
 {
-    MV_TRY(file, InputFile::open(path));
+    MV_TRY(file, InputFile::openShared(path));
     return Mp4File::open(StructureReader(std::move(file)));
 }
 
 Result<Mp4File> MP4Modify(const Path& path, std::uint32_t)
 {
-    MV_TRY(file, InputFile::open(path));
+    MV_TRY(file, InputFile::openShared(path));
     if (::access(path.c_str(), W_OK) != 0)
         return Error { Error::Kind::Access, std::strerror(errno), errno };
     return Mp4File::open(StructureReader(std::move(file)));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/Core/Path.h"
 #include "mp4/MovieFacts.h"
 #include "mp4/Tags.h"
 

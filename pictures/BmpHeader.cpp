@@ -98,7 +98,7 @@ std::uint64_t maskBytesAfter(const Plan& plan)
     return plan.compression == BiAlphaBitfields ? 16 : 12;
 }
 
-Result<void> readMasks(const PictureSource& source, const Plan& plan, BmpHeader& header)
+Result<void> readMasks(const ByteSource& source, const Plan& plan, BmpHeader& header)
 {
     header.masks = header.depth == 16 ? kMasks555 : kMasks888;
     if (!hasMasks(plan))
@@ -115,7 +115,7 @@ Result<void> readMasks(const PictureSource& source, const Plan& plan, BmpHeader&
 }
 
 /// The palette stands between the header and the pixels and has three bytes a colour in the oldest files, else four.
-void readColors(const PictureSource& source, const Plan& plan, std::uint64_t offset, BmpHeader& header)
+void readColors(const ByteSource& source, const Plan& plan, std::uint64_t offset, BmpHeader& header)
 {
     if (header.depth > 8)
         return;
@@ -124,7 +124,7 @@ void readColors(const PictureSource& source, const Plan& plan, std::uint64_t off
     std::size_t count = plan.colorsUsed == 0 ? all : std::min<std::size_t>(plan.colorsUsed, all);
     Bytes table(count * entry);
     std::uint64_t room = header.dataOffset > offset ? header.dataOffset - offset : table.size();
-    std::size_t got = source.readAt(
+    std::size_t got = source.readUpTo(
         offset, { table.data(), static_cast<std::size_t>(std::min<std::uint64_t>(table.size(), room)) });
     for (std::size_t i = 0; i < got / entry; i++) {
         const std::uint8_t* color = &table[i * entry];
@@ -133,7 +133,7 @@ void readColors(const PictureSource& source, const Plan& plan, std::uint64_t off
 }
 
 /// The last header may name a profile anywhere behind it.
-void readProfile(const PictureSource& source, const Plan& plan, BmpHeader& header)
+void readProfile(const ByteSource& source, const Plan& plan, BmpHeader& header)
 {
     constexpr std::uint64_t ColorSpacePlace = FileHeaderBytes + 56;
     constexpr std::uint64_t ProfilePlace = FileHeaderBytes + 112;
@@ -154,10 +154,10 @@ void readProfile(const PictureSource& source, const Plan& plan, BmpHeader& heade
 
 } // namespace
 
-Result<BmpHeader> readBmpHeader(const PictureSource& source)
+Result<BmpHeader> readBmpHeader(const ByteSource& source)
 {
     Bytes start(FileHeaderBytes + InfoHeaderBytes);
-    start.resize(source.readAt(0, start));
+    start.resize(source.readUpTo(0, start));
     ByteReader reader(start);
     BmpHeader header;
     Plan plan;

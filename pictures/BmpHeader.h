@@ -22,6 +22,6 @@ struct BmpHeader {
     std::uint64_t rowBytes() const { return (static_cast<std::uint64_t>(picture.width) * depth + 31) / 32 * 4; }
 };
 
-Result<BmpHeader> readBmpHeader(const PictureSource& source);
+Result<BmpHeader> readBmpHeader(const ByteSource& source);
 
 } // namespace mv

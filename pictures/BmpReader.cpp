@@ -102,7 +102,7 @@ private:
 /// The rows of a plain file by their place in it, some of them read at once in the direction that they are asked for.
 class StoredRows {
 public:
-    StoredRows(const PictureSource& source, const BmpHeader& header)
+    StoredRows(const ByteSource& source, const BmpHeader& header)
         : m_source(source)
         , m_header(header)
         , m_perBlock(static_cast<int>(std::clamp<std::uint64_t>(BlockBytes / header.rowBytes(), 1, MaxSourceSide)))
@@ -126,11 +126,11 @@ private:
         m_first = m_header.topDown ? row : std::max(0, row - m_perBlock + 1);
         m_count = m_header.topDown ? std::min(m_perBlock, m_header.picture.height - row) : row - m_first + 1;
         m_block.resize(static_cast<std::size_t>(m_count) * m_header.rowBytes());
-        m_filled
-            = m_source.readAt(m_header.dataOffset + static_cast<std::uint64_t>(m_first) * m_header.rowBytes(), m_block);
+        m_filled = m_source.readUpTo(
+            m_header.dataOffset + static_cast<std::uint64_t>(m_first) * m_header.rowBytes(), m_block);
     }
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     const BmpHeader& m_header;
     int m_perBlock;
     int m_first = 0;

@@ -13,7 +13,7 @@ enum Escape { EndOfLine = 0, EndOfBitmap = 1, Delta = 2 };
 
 } // namespace
 
-BmpRle::BmpRle(const PictureSource& source, const BmpHeader& header)
+BmpRle::BmpRle(const ByteSource& source, const BmpHeader& header)
     : m_source(source)
     , m_header(header)
     , m_offset(header.dataOffset)
@@ -34,7 +34,7 @@ int BmpRle::nextByte()
     if (m_used == m_filled) {
         m_offset += m_filled;
         m_used = 0;
-        m_filled = m_source.readAt(m_offset, m_window);
+        m_filled = m_source.readUpTo(m_offset, m_window);
         if (m_filled == 0)
             return -1;
     }

@@ -8,7 +8,7 @@ namespace mv {
 /// off; rows that the code never reaches are not delivered.
 class BmpRle {
 public:
-    BmpRle(const PictureSource& source, const BmpHeader& header);
+    BmpRle(const ByteSource& source, const BmpHeader& header);
     void decode(RowSink& sink);
 
 private:
@@ -19,7 +19,7 @@ private:
     void put(int index);
     void finishRow(RowSink& sink);
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     const BmpHeader& m_header;
     std::uint64_t m_offset;
     Bytes m_window;

@@ -40,7 +40,7 @@ Result<PictureReaders> GifReader::open(const SharedSource& source)
     return readers;
 }
 
-Result<void> GifReader::readStart(const PictureSource& source)
+Result<void> GifReader::readStart(const ByteSource& source)
 {
     MV_TRY(start, source.bytesAt(0, ScreenBytes));
     ByteReader reader(start);
@@ -58,7 +58,7 @@ Result<void> GifReader::readStart(const PictureSource& source)
     return {};
 }
 
-Result<void> GifReader::readColors(const PictureSource& source, std::uint64_t offset, std::size_t count)
+Result<void> GifReader::readColors(const ByteSource& source, std::uint64_t offset, std::size_t count)
 {
     MV_TRY(table, source.bytesAt(offset, count * 3));
     for (std::size_t i = 0; i < count; i++)
@@ -67,7 +67,7 @@ Result<void> GifReader::readColors(const PictureSource& source, std::uint64_t of
 }
 
 /// Passes the extensions before the first frame; the last graphic control among them is the frame's.
-Result<std::uint64_t> GifReader::findFrame(const PictureSource& source, std::uint64_t offset)
+Result<std::uint64_t> GifReader::findFrame(const ByteSource& source, std::uint64_t offset)
 {
     for (int count = 0; count < MaxBlocks; count++) {
         MV_TRY(type, source.bytesAt(offset, 1));
@@ -91,7 +91,7 @@ Result<std::uint64_t> GifReader::findFrame(const PictureSource& source, std::uin
     return Error { Error::Kind::Limit, "a GIF without a frame" };
 }
 
-Result<void> GifReader::readFrame(const PictureSource& source, std::uint64_t offset)
+Result<void> GifReader::readFrame(const ByteSource& source, std::uint64_t offset)
 {
     MV_TRY(descriptor, source.bytesAt(offset, DescriptorBytes));
     ByteReader reader(descriptor);

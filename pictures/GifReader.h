@@ -25,10 +25,10 @@ private:
     };
 
     GifReader() = default;
-    Result<void> readStart(const PictureSource& source);
-    Result<std::uint64_t> findFrame(const PictureSource& source, std::uint64_t offset);
-    Result<void> readFrame(const PictureSource& source, std::uint64_t offset);
-    Result<void> readColors(const PictureSource& source, std::uint64_t offset, std::size_t count);
+    Result<void> readStart(const ByteSource& source);
+    Result<std::uint64_t> findFrame(const ByteSource& source, std::uint64_t offset);
+    Result<void> readFrame(const ByteSource& source, std::uint64_t offset);
+    Result<void> readColors(const ByteSource& source, std::uint64_t offset, std::size_t count);
     bool coversScreen() const;
     void placeRow(const std::uint8_t* indices, Bytes& row) const;
 

@@ -58,7 +58,7 @@ void HeifReader::setCallbacks()
         = [](void* self) { return static_cast<std::int64_t>(static_cast<HeifReader*>(self)->m_position); };
     m_callbacks.read = [](void* target, std::size_t size, void* self) {
         auto& reader = *static_cast<HeifReader*>(self);
-        std::size_t count = reader.m_source->readAt(reader.m_position, { static_cast<std::uint8_t*>(target), size });
+        std::size_t count = reader.m_source->readUpTo(reader.m_position, { static_cast<std::uint8_t*>(target), size });
         reader.m_position += count;
         return count == size ? 0 : 1;
     };

@@ -12,14 +12,14 @@ constexpr std::size_t OutputBytes = 32u << 10;
 
 } // namespace
 
-LzwDecoder::LzwDecoder(const PictureSource& source, std::uint64_t offset)
+LzwDecoder::LzwDecoder(const ByteSource& source, std::uint64_t offset)
     : m_source(source)
     , m_offset(offset + 1)
     // A string may begin on the last free place.
     , m_output(OutputBytes + MaxCodes)
 {
     std::uint8_t bits = 0;
-    source.readAt(offset, { &bits, 1 });
+    source.readUpTo(offset, { &bits, 1 });
     m_minimumBits = bits;
     // 8 bits are the most indices; up to 11 leave room for one more bit, and such files exist.
     m_ended = m_minimumBits < 1 || m_minimumBits >= MaxBits;
@@ -44,7 +44,7 @@ void LzwDecoder::clear()
 bool LzwDecoder::fillInput()
 {
     m_input.resize(InputBytes);
-    m_input.resize(m_source.readAt(m_offset, m_input));
+    m_input.resize(m_source.readUpTo(m_offset, m_input));
     std::size_t from = 0;
     std::size_t to = 0;
     while (from < m_input.size() && m_input[from] != 0) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 #include <array>
 
@@ -10,7 +10,7 @@ namespace mv {
 class LzwDecoder {
 public:
     /// `offset`: of the byte that tells the number of bits.
-    LzwDecoder(const PictureSource& source, std::uint64_t offset);
+    LzwDecoder(const ByteSource& source, std::uint64_t offset);
 
     /// How many indices there were, at most `count`.
     std::size_t read(std::uint8_t* target, std::size_t count);
@@ -33,7 +33,7 @@ private:
     bool fillOutput();
     bool expand(int code);
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     std::uint64_t m_offset; ///< of the next sub-block
     Bytes m_input; ///< the content of some sub-blocks
     std::size_t m_inputUsed = 0;

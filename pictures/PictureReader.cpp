@@ -23,7 +23,7 @@ Result<void> checkPictureSize(std::uint64_t width, std::uint64_t height)
 Result<PictureReaders> openPictures(const SharedSource& source)
 {
     std::uint8_t first[PictureMagicBytes] = {};
-    std::size_t count = source->readAt(0, first);
+    std::size_t count = source->readUpTo(0, first);
     switch (formatOfBytes({ first, count })) {
     case PictureFormat::Jpeg:
         return JpegReader::open(source);

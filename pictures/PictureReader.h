@@ -2,8 +2,8 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
-#include "pictures/PictureSource.h"
 #include "pictures/PixelRows.h"
+#include "system/ByteSource.h"
 
 #include <memory>
 #include <vector>
@@ -49,7 +49,6 @@ public:
 };
 
 using PictureReaders = std::vector<std::unique_ptr<PictureReader>>;
-using SharedSource = std::shared_ptr<const PictureSource>;
 
 /// Finds the format by the first bytes and opens its pictures: a page each of a TIFF, one of everything else.
 Result<PictureReaders> openPictures(const SharedSource& source);

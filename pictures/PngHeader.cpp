@@ -135,7 +135,7 @@ Result<void> readChunk(std::uint32_t type, ByteView typeAndContent, PngHeader& h
 
 } // namespace
 
-Result<PngHeader> readPngHeader(const PictureSource& source)
+Result<PngHeader> readPngHeader(const ByteSource& source)
 {
     PngHeader header;
     header.colors.fill({ 0, 0, 0, 255 });

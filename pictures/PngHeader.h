@@ -26,6 +26,6 @@ struct PngHeader {
     }
 };
 
-Result<PngHeader> readPngHeader(const PictureSource& source);
+Result<PngHeader> readPngHeader(const ByteSource& source);
 
 } // namespace mv

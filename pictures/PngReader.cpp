@@ -17,7 +17,7 @@ constexpr std::size_t OutputBytes = 64u << 10;
 /// The pixel data of all its chunks, decompressed.
 class PixelStream {
 public:
-    PixelStream(const PictureSource& source, std::uint64_t firstChunk)
+    PixelStream(const ByteSource& source, std::uint64_t firstChunk)
         : m_source(source)
         , m_offset(firstChunk)
         , m_input(InputBytes)
@@ -58,7 +58,7 @@ private:
                 return false;
         }
         std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(m_left, m_input.size()));
-        std::size_t count = m_source.readAt(m_offset, { m_input.data(), wanted });
+        std::size_t count = m_source.readUpTo(m_offset, { m_input.data(), wanted });
         m_offset += count;
         m_left -= count;
         if (m_left == 0)
@@ -69,7 +69,7 @@ private:
     bool enterChunk()
     {
         std::uint8_t start[8];
-        if (m_source.readAt(m_offset, start) != sizeof start)
+        if (m_source.readUpTo(m_offset, start) != sizeof start)
             return false;
         ByteReader reader(start);
         m_left = reader.u32be();
@@ -79,7 +79,7 @@ private:
         return reader.u32be() == fourCC("IDAT");
     }
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     std::uint64_t m_offset;
     std::uint64_t m_left = 0; ///< of the chunk
     Bytes m_input;

@@ -13,7 +13,7 @@ int ignoreMessage(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 
 } // namespace
 
-Result<std::unique_ptr<TiffFile>> TiffFile::open(const PictureSource& source)
+Result<std::unique_ptr<TiffFile>> TiffFile::open(const ByteSource& source)
 {
     std::unique_ptr<TiffFile> file(new TiffFile(source));
     OpenOptions options(TIFFOpenOptionsAlloc());
@@ -33,7 +33,7 @@ Result<std::unique_ptr<TiffFile>> TiffFile::open(const PictureSource& source)
 tmsize_t TiffFile::read(thandle_t self, void* target, tmsize_t count)
 {
     auto& file = *static_cast<TiffFile*>(self);
-    std::size_t got = file.m_source.readAt(
+    std::size_t got = file.m_source.readUpTo(
         file.m_position, { static_cast<std::uint8_t*>(target), static_cast<std::size_t>(count) });
     file.m_position += got;
     return static_cast<tmsize_t>(got);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Handle.h"
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 #include <memory>
 #include <tiffio.h>
@@ -14,11 +14,11 @@ inline constexpr tmsize_t MaxTiffAllocation = tmsize_t { 256 } << 20;
 /// libtiff over a picture's source. Says nothing on standard error. Must not outlive the source.
 class TiffFile {
 public:
-    static Result<std::unique_ptr<TiffFile>> open(const PictureSource& source);
+    static Result<std::unique_ptr<TiffFile>> open(const ByteSource& source);
     TIFF* get() const { return m_tiff.get(); }
 
 private:
-    explicit TiffFile(const PictureSource& source)
+    explicit TiffFile(const ByteSource& source)
         : m_source(source)
     {
     }
@@ -27,7 +27,7 @@ private:
     static toff_t seek(thandle_t self, toff_t offset, int origin);
     static toff_t size(thandle_t self);
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     std::uint64_t m_position = 0;
     std::unique_ptr<TIFF, CloseWith<TIFFClose>> m_tiff; // last: closing it still calls back
 };

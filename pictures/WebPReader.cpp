@@ -55,7 +55,7 @@ Result<PictureReaders> WebPReader::open(const SharedSource& source)
     return readers;
 }
 
-Result<void> WebPReader::readChunks(const PictureSource& source)
+Result<void> WebPReader::readChunks(const ByteSource& source)
 {
     std::uint64_t offset = RiffBytes;
     for (int count = 0; count < MaxChunks; count++) {
@@ -85,7 +85,7 @@ Result<void> WebPReader::readChunks(const PictureSource& source)
     return Error { Error::Kind::Limit, "a WebP without a picture" };
 }
 
-Result<void> WebPReader::readAnimationFrame(const PictureSource& source, std::uint64_t offset, std::uint64_t length)
+Result<void> WebPReader::readAnimationFrame(const ByteSource& source, std::uint64_t offset, std::uint64_t length)
 {
     MV_TRY(bytes, source.bytesAt(offset, FrameHeaderBytes));
     ByteReader reader(bytes);
@@ -96,7 +96,7 @@ Result<void> WebPReader::readAnimationFrame(const PictureSource& source, std::ui
     return readFrameHeader(source);
 }
 
-Result<void> WebPReader::readFrameHeader(const PictureSource& source)
+Result<void> WebPReader::readFrameHeader(const ByteSource& source)
 {
     // An alpha chunk may stand before the one that tells the size.
     constexpr std::uint64_t EnoughForFeatures = 1u << 20;

@@ -25,9 +25,9 @@ private:
     };
 
     WebPReader() = default;
-    Result<void> readChunks(const PictureSource& source);
-    Result<void> readAnimationFrame(const PictureSource& source, std::uint64_t offset, std::uint64_t length);
-    Result<void> readFrameHeader(const PictureSource& source);
+    Result<void> readChunks(const ByteSource& source);
+    Result<void> readAnimationFrame(const ByteSource& source, std::uint64_t offset, std::uint64_t length);
+    Result<void> readFrameHeader(const ByteSource& source);
     bool coversCanvas() const { return m_frame.width == m_header.width && m_frame.height == m_header.height; }
     Result<Bytes> decodeFrame(int width, int height, int& rows) const;
     void placeFrame(const Bytes& pixels, int rows, RowSink& sink) const;

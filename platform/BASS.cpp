@@ -84,7 +84,7 @@ bool isAnotherFormat(const Result<StreamLength>& length)
     return !length && length.error().kind == Error::Kind::Unsupported;
 }
 
-using Measure = Result<StreamLength> (*)(const InputFile&);
+using Measure = Result<StreamLength> (*)(const ByteSource&);
 
 // The first of the two formats that the file is of decides.
 HSTREAM openStream(const char* path, Measure measure, Measure otherwise)

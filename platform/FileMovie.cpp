@@ -43,14 +43,13 @@ Result<std::unique_ptr<QTMovie>> FileMovie::open(const Path& path, std::chrono::
 
 Result<void> FileMovie::openParts(const Path& path)
 {
-    MV_TRY(structure, InputFile::open(path));
-    MV_TRY(media, InputFile::open(path));
-    if (auto description = describeIsoMedia(std::move(structure))) {
+    MV_TRY(file, InputFile::openShared(path));
+    if (auto description = describeIsoMedia(*file)) {
         m_description = std::move(*description);
-        m_file = std::move(media);
+        m_file = std::move(file);
         return {};
     }
-    MV_TRY(backend, installedMovieBackend().open(std::move(media), m_deadline));
+    MV_TRY(backend, installedMovieBackend().open(std::move(file), m_deadline));
     m_description = backend->description();
     m_backend = std::move(backend);
     return {};
@@ -92,8 +91,7 @@ QTMovie::Attribute FileMovie::attributeForKey(std::string_view key) const
 BackendMovie* FileMovie::opened()
 {
     if (m_file) {
-        auto backend = installedMovieBackend().open(std::move(*m_file), m_deadline);
-        m_file.reset();
+        auto backend = installedMovieBackend().open(std::move(m_file), m_deadline);
         if (backend)
             m_backend = std::move(*backend);
     }

@@ -35,7 +35,7 @@ private:
     std::chrono::milliseconds m_deadline;
     MovieDescription m_description;
     std::string m_fileName;
-    std::optional<InputFile> m_file; // until FFmpeg takes it
+    SharedSource m_file; // until FFmpeg takes it
     std::unique_ptr<BackendMovie> m_backend;
 };
 

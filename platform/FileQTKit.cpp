@@ -53,13 +53,8 @@ QTKit& QTKit::shared()
 
 bool FileQTKit::canInitWithFile(const Path& path)
 {
-    auto file = InputFile::open(path);
-    if (!file)
-        return false;
-    if (beginsLikeIsoMedia(std::move(*file)))
-        return true;
-    auto again = InputFile::open(path);
-    return again && installedMovieBackend().recognises(std::move(*again));
+    auto file = InputFile::openShared(path);
+    return file && (beginsLikeIsoMedia(**file) || installedMovieBackend().recognises(*file));
 }
 
 Result<std::unique_ptr<QTMovie>> FileQTKit::initWithFile(const Path& path) { return FileMovie::open(path, m_deadline); }

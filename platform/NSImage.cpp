@@ -2,6 +2,7 @@
 
 #include "pictures/PictureImageRep.h"
 #include "pictures/PictureReader.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 
@@ -33,11 +34,11 @@ std::shared_ptr<NSImageRep> NSImage::imageRepWithContentsOfFile(const Path& path
     return image ? image->representations().front() : nullptr;
 }
 
-std::optional<NSImage> NSImage::initWithData(Bytes data) { return imageOf(PictureSource::ofBytes(std::move(data))); }
+std::optional<NSImage> NSImage::initWithData(Bytes data) { return imageOf(sourceOfBytes(std::move(data))); }
 
 std::optional<NSImage> NSImage::initWithContentsOfFile(const Path& path)
 {
-    auto source = PictureSource::ofFile(path);
+    auto source = InputFile::openShared(path);
     return source ? imageOf(*source) : std::nullopt;
 }
 

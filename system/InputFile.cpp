@@ -19,6 +19,12 @@ Result<InputFile> InputFile::open(const Path& path)
     return adopt(std::move(fd));
 }
 
+Result<SharedSource> InputFile::openShared(const Path& path)
+{
+    MV_TRY(file, open(path));
+    return SharedSource(std::make_shared<const InputFile>(std::move(file)));
+}
+
 Result<InputFile> InputFile::adopt(UniqueFd fd)
 {
     struct stat facts { };
@@ -46,23 +52,12 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
     return done;
 }
 
-Result<Bytes> InputFile::bytesAt(std::uint64_t offset, std::size_t count) const
-{
-    if (offset > m_size || count > m_size - offset)
-        return Error { Error::Kind::Format, "past the end of the file" };
-    Bytes bytes(count);
-    MV_TRY(got, readAt(offset, bytes));
-    if (got != count)
-        return Error { Error::Kind::Io, "the file became shorter" };
-    return bytes;
-}
-
 Result<Bytes> readWholeFile(const Path& path, std::uint64_t limit)
 {
     MV_TRY(file, InputFile::open(path));
     if (file.size() > limit)
         return Error { Error::Kind::Limit, "file too large" };
-    return file.bytesAt(0, static_cast<std::size_t>(file.size()));
+    return file.bytesAt(0, file.size());
 }
 
 } // namespace mv

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Base/Core/Bytes.h"
 #include "Base/Core/Handle.h"
 #include "Base/Core/Path.h"
-#include "Base/Core/Result.h"
+#include "system/ByteSource.h"
 
 #include <cstdint>
 
@@ -11,20 +10,21 @@ namespace mv {
 
 /// A regular file open for reading at any place. Opening never blocks: a FIFO, a device or a folder is refused.
 /// Safe to read from several threads at once.
-class InputFile {
+class InputFile final : public ByteSource {
 public:
     static Result<InputFile> open(const Path& path);
     /// Takes over a descriptor that is open for reading.
     static Result<InputFile> adopt(UniqueFd fd);
+    /// The same for several owners.
+    static Result<SharedSource> openShared(const Path& path);
+
+    InputFile(InputFile&&) = default;
+    InputFile& operator=(InputFile&&) = default;
 
     /// Bytes, when it was opened.
-    std::uint64_t size() const { return m_size; }
+    std::uint64_t size() const override { return m_size; }
+    Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override;
     int fd() const { return m_fd.get(); }
-
-    /// Reads into `target` from `offset`, as much as there is; the count is short only at the end of the file.
-    Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const;
-    /// Exactly `count` bytes, or an error; checks against the size before it allocates.
-    Result<Bytes> bytesAt(std::uint64_t offset, std::size_t count) const;
 
 private:
     InputFile(UniqueFd fd, std::uint64_t size)

@@ -74,20 +74,19 @@ void measure(const std::vector<std::string>& files)
     auto tags = [](const std::string& file) {
         auto input = InputFile::open(file);
         if (input.ok())
-            static_cast<void>(readTags(FileSource(*input)));
+            static_cast<void>(readTags(*input));
     };
     auto columns = [](const std::string& file) {
         auto input = InputFile::open(file);
         if (!input.ok())
             return;
-        FileSource source(*input);
         Record record;
-        setID3Columns(record, *readTags(source), source);
+        setID3Columns(record, *readTags(*input), *input);
     };
     auto audio = [](const std::string& file) {
         auto input = InputFile::open(file);
         if (input.ok())
-            MpegFrameReader::read(FileSource(*input), 0, input->size());
+            MpegFrameReader::read(*input, 0, input->size());
     };
     std::printf("  in the process: build            %8.1f us\n", medianMicroseconds(files, build));
     std::printf("    open                           %8.1f us\n", medianMicroseconds(files, open));

@@ -3,7 +3,9 @@
 //        bench_mp4 structure FILE                           prints bytes read, reads, microseconds
 #include "mp4/mp4.h"
 #include "service/parsers/MP4Parser.h"
+#include "system/InputFile.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/CountingSource.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ServiceProcess.h"
 
@@ -99,15 +101,19 @@ void benchBus(const Files& files, double seconds, bool overlapping)
 void benchStructure(const std::string& path)
 {
     auto start = Clock::now();
-    auto file = MP4Read(path);
+    auto input = InputFile::open(path);
+    if (!input.ok())
+        std::exit(1);
+    test::CountingSource source(*input);
+    auto file = Mp4File::open(StructureReader::borrowing(source));
     if (!file.ok())
         std::exit(1);
     MP4Tags tags;
     MP4TagsFetch(tags, *file);
     MP4GetTrackBitRate(*file, MP4FindTrackId(*file, 0, "soun", 0));
     double seconds = secondsSince(start);
-    std::printf("%llu %llu %.0f\n", static_cast<unsigned long long>(file->reader().bytesRead()),
-        static_cast<unsigned long long>(file->reader().readCount()), seconds * 1e6);
+    std::printf("%llu %llu %.0f\n", static_cast<unsigned long long>(source.bytesRead),
+        static_cast<unsigned long long>(source.reads), seconds * 1e6);
 }
 
 } // namespace

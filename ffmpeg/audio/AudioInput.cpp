@@ -32,8 +32,8 @@ Result<std::unique_ptr<MediaInput>> openMedia(const Path& path)
     auto input = MediaInput::open(path, NoDeadline);
     if (input || statusOfOpening(input.error().kind) != kAudioFileUnsupportedFileTypeError)
         return input;
-    auto file = InputFile::open(path);
-    auto start = file ? findHiddenMpegStream(*file) : std::nullopt;
+    auto file = InputFile::openShared(path);
+    auto start = file ? findHiddenMpegStream(**file) : std::nullopt;
     if (!start)
         return input;
     MediaInput::Settings settings = NoDeadline;

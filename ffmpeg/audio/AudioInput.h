@@ -20,7 +20,7 @@ public:
     AVCodecParameters& parameters() const { return *m_parameters; }
     AVCodecContext& codec() { return *m_codec; }
     AVFormatContext& container() { return m_input->context(); }
-    const InputFile& file() const { return m_input->file(); }
+    const ByteSource& file() const { return m_input->file(); }
     bool isContainer(std::string_view name) const;
     bool isIsoMedia() const { return m_input->isIsoMedia(); }
     /// Whether the file was cut, where its header tells.

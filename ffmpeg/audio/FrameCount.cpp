@@ -101,7 +101,7 @@ bool announcesSound(AudioInput& input)
     return saysSo || !isSampled(input.codec().codec_id);
 }
 
-Result<FrameCount> countOgg(const Path& path, const InputFile& file)
+Result<FrameCount> countOgg(const Path& path, const ByteSource& file)
 {
     auto length = measureOgg(file);
     if (!length) {
@@ -117,7 +117,7 @@ Result<FrameCount> countOgg(const Path& path, const InputFile& file)
     return FrameCount { std::min(decoded, static_cast<std::int64_t>(length->frames)), FrameDecoder::End::Whole };
 }
 
-bool flacTotalHolds(const InputFile& file, AudioInput& input)
+bool flacTotalHolds(const ByteSource& file, AudioInput& input)
 {
     auto atEnd = flacFramesByTail(file);
     return atEnd && input.stream().duration != AV_NOPTS_VALUE

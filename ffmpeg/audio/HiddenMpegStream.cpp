@@ -24,10 +24,9 @@ bool isConvincing(MpegStream& stream, const MpegFrame& first)
 
 } // namespace
 
-std::optional<std::uint64_t> findHiddenMpegStream(const InputFile& file)
+std::optional<std::uint64_t> findHiddenMpegStream(const ByteSource& file)
 {
-    FileSource source(file);
-    SourceWindow window(source, file.size(), MpegStream::SearchStep);
+    SourceWindow window(file, file.size(), MpegStream::SearchStep);
     MpegStream stream(window);
     for (auto frame = stream.findProven(0, Searched); frame; frame = stream.findProven(frame->offset + 1, Searched))
         if (isConvincing(stream, *frame))

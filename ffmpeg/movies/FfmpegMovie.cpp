@@ -28,7 +28,7 @@ bool headerTellsAll(const MediaInput& input)
 
 } // namespace
 
-Result<std::unique_ptr<BackendMovie>> FfmpegMovie::open(InputFile file, std::chrono::milliseconds deadline)
+Result<std::unique_ptr<BackendMovie>> FfmpegMovie::open(SharedSource file, std::chrono::milliseconds deadline)
 {
     MV_TRY(input, MediaInput::open(std::move(file), { .deadline = deadline, .lowestScore = LowestMovieScore }));
     if (!headerTellsAll(*input))

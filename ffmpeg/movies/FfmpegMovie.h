@@ -9,7 +9,7 @@ namespace mv {
 /// A movie on FFmpeg.
 class FfmpegMovie final : public BackendMovie {
 public:
-    static Result<std::unique_ptr<BackendMovie>> open(InputFile file, std::chrono::milliseconds deadline);
+    static Result<std::unique_ptr<BackendMovie>> open(SharedSource file, std::chrono::milliseconds deadline);
 
     const MovieDescription& description() const override { return m_description; }
     Picture frameAt(MovieTime time, PixelSize size) override;

@@ -9,8 +9,8 @@ namespace {
 
 class FfmpegMovieBackend final : public MovieBackend {
 public:
-    bool recognises(InputFile file) override { return MediaInput::recognises(std::move(file)); }
-    Result<std::unique_ptr<BackendMovie>> open(InputFile file, std::chrono::milliseconds deadline) override
+    bool recognises(const SharedSource& file) override { return MediaInput::recognises(file); }
+    Result<std::unique_ptr<BackendMovie>> open(SharedSource file, std::chrono::milliseconds deadline) override
     {
         return FfmpegMovie::open(std::move(file), deadline);
     }

@@ -360,7 +360,7 @@ Result<void> verify(const OutputFile& made, std::size_t streams)
     if (streams == 0)
         return Error { Error::Kind::Format, "the movie has not a single sample" };
     MV_TRY(file, made.reopened());
-    MV_TRY(input, MediaInput::open(std::move(file), {}));
+    MV_TRY(input, MediaInput::open(std::make_shared<const InputFile>(std::move(file)), {}));
     if (input->context().nb_streams < streams)
         return Error { Error::Kind::Unsupported, "the export lacks a stream" };
     return {};

@@ -8,13 +8,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size < 1)
         return 0;
-    auto source = mv::PictureSource::ofBytes(mv::Bytes(data + 1, data + size));
+    auto source = mv::sourceOfBytes(mv::Bytes(data + 1, data + size));
     constexpr mv::JpegColors kColors[] { mv::JpegColors::Gray, mv::JpegColors::Ycc, mv::JpegColors::Rgb,
         mv::JpegColors::Cmyk, mv::JpegColors::Ycck };
     // Readers state the size that they have checked; so does this.
     auto outline = mv::outlineOfJpeg(*source);
     mv::Bytes frame(9);
-    if (!outline || source->readAt(outline->frameOffset, frame) != frame.size())
+    if (!outline || source->readUpTo(outline->frameOffset, frame) != frame.size())
         return 0;
     int height = frame[5] << 8 | frame[6];
     int width = frame[7] << 8 | frame[8];

@@ -11,7 +11,7 @@ inline constexpr std::int64_t MaxPixels = 1 << 20;
 /// Decodes the first picture of one reader, shrunk and from the top.
 template <class Reader> int decodeWith(const std::uint8_t* data, std::size_t size)
 {
-    auto readers = Reader::open(PictureSource::ofBytes(Bytes(data, data + size)));
+    auto readers = Reader::open(sourceOfBytes(Bytes(data, data + size)));
     if (!readers)
         return 0;
     PictureReader& reader = *readers->front();

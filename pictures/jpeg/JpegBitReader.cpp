@@ -25,7 +25,7 @@ bool hasFF(std::uint64_t value)
 
 } // namespace
 
-JpegBitReader::JpegBitReader(const PictureSource& source, std::uint64_t offset)
+JpegBitReader::JpegBitReader(const ByteSource& source, std::uint64_t offset)
     : m_source(source)
     , m_window(WindowBytes)
     , m_base(offset)
@@ -42,7 +42,7 @@ bool JpegBitReader::makeReady(std::size_t count)
         m_base += m_next;
         m_end -= m_next;
         m_next = 0;
-        std::size_t came = m_source.readAt(m_base + m_end, { m_window.data() + m_end, m_window.size() - m_end });
+        std::size_t came = m_source.readUpTo(m_base + m_end, { m_window.data() + m_end, m_window.size() - m_end });
         m_end += came;
         m_fileEnded = came == 0;
     }

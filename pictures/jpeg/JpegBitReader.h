@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 #include <bit>
 #include <cstring>
@@ -12,7 +12,7 @@ namespace mv {
 class JpegBitReader {
 public:
     /// Starts with the byte at `offset`.
-    JpegBitReader(const PictureSource& source, std::uint64_t offset);
+    JpegBitReader(const ByteSource& source, std::uint64_t offset);
 
     /// The bits that are ready, apart, so that tight loops keep them in registers: taken with pool(), given back with
     /// setPool().
@@ -71,7 +71,7 @@ private:
     bool makeReady(std::size_t count);
     int findMarker();
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     Bytes m_window;
     std::uint64_t m_base = 0;
     std::size_t m_next = 0;

@@ -19,7 +19,7 @@ void ignoreState(j_decompress_ptr) { }
 
 } // namespace
 
-JpegDecompressor::JpegDecompressor(const PictureSource& source)
+JpegDecompressor::JpegDecompressor(const ByteSource& source)
     : m_source(source)
     , m_buffer(BufferBytes)
 {
@@ -121,7 +121,7 @@ void JpegDecompressor::watchScans(j_common_ptr state)
 
 std::size_t JpegDecompressor::refill()
 {
-    std::size_t count = m_source.readAt(m_position, m_buffer);
+    std::size_t count = m_source.readUpTo(m_position, m_buffer);
     for (std::size_t i = 0; i < m_patch.size(); i++) {
         std::uint64_t place = m_patchOffset + i;
         if (m_patchOffset != UINT64_MAX && place >= m_position && place < m_position + count)

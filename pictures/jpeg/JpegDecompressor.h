@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 #include <array>
 #include <csetjmp>
@@ -19,7 +19,7 @@ inline constexpr int MaxJpegScans = 200;
 /// count after a failure, and nothing but the destructor may be called then.
 class JpegDecompressor {
 public:
-    explicit JpegDecompressor(const PictureSource& source);
+    explicit JpegDecompressor(const ByteSource& source);
     ~JpegDecompressor();
     JpegDecompressor(const JpegDecompressor&) = delete;
     JpegDecompressor& operator=(const JpegDecompressor&) = delete;
@@ -60,7 +60,7 @@ private:
     static boolean fillBuffer(j_decompress_ptr state);
     static void skipBytes(j_decompress_ptr state, long count);
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     std::uint64_t m_position = 0;
     std::uint64_t m_patchOffset = UINT64_MAX;
     std::array<std::uint8_t, 2> m_patch {};

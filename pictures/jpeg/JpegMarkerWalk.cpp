@@ -10,7 +10,7 @@ constexpr std::size_t WindowBytes = 64u << 10;
 
 } // namespace
 
-JpegMarkerWalk::JpegMarkerWalk(const PictureSource& source)
+JpegMarkerWalk::JpegMarkerWalk(const ByteSource& source)
     : m_source(source)
     , m_window(WindowBytes)
 {
@@ -67,7 +67,7 @@ bool JpegMarkerWalk::fill()
 {
     m_base += m_filled;
     m_used = 0;
-    m_filled = m_source.readAt(m_base, m_window);
+    m_filled = m_source.readUpTo(m_base, m_window);
     return m_filled > 0;
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 namespace mv {
 
 /// Walks over the bytes of a JPEG through a window, from marker to marker. The source must outlive it.
 class JpegMarkerWalk {
 public:
-    explicit JpegMarkerWalk(const PictureSource& source);
+    explicit JpegMarkerWalk(const ByteSource& source);
 
     std::uint64_t position() const { return m_base + m_used; }
     void seek(std::uint64_t position);
@@ -25,7 +25,7 @@ private:
     bool fill();
     bool findFF();
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     Bytes m_window;
     std::uint64_t m_base = 0;
     std::size_t m_used = 0;

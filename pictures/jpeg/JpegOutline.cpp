@@ -12,7 +12,7 @@ constexpr int MaxHeaderMarkers = 10'000;
 
 } // namespace
 
-Result<JpegOutline> outlineOfJpeg(const PictureSource& source)
+Result<JpegOutline> outlineOfJpeg(const ByteSource& source)
 {
     JpegOutline outline;
     int scans = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Result.h"
-#include "pictures/PictureSource.h"
+#include "system/ByteSource.h"
 
 namespace mv {
 
@@ -12,6 +12,6 @@ struct JpegOutline {
 };
 
 /// Refuses files without a frame header, and progressive files of more scans than any encoder writes.
-Result<JpegOutline> outlineOfJpeg(const PictureSource& source);
+Result<JpegOutline> outlineOfJpeg(const ByteSource& source);
 
 } // namespace mv

@@ -23,8 +23,8 @@ Result<JpegHuffman> detailsTable(const JpegTables& tables, int slot, bool leaps,
 
 } // namespace
 
-Result<JpegScanReader> JpegScanReader::make(const PictureSource& source, std::uint64_t offset,
-    const JpegScanHeader& scan, const JpegTables& tables, bool progressive, bool large)
+Result<JpegScanReader> JpegScanReader::make(const ByteSource& source, std::uint64_t offset, const JpegScanHeader& scan,
+    const JpegTables& tables, bool progressive, bool large)
 {
     JpegScanReader reader(source, offset, scan, tables.restartInterval);
     for (const JpegScanHeader::Part& which : scan.parts) {

@@ -24,7 +24,7 @@ class JpegScanReader {
 public:
     /// An error when tables that the scan needs are missing or wrong. `offset` is where its data begin; `large`: of
     /// many blocks.
-    static Result<JpegScanReader> make(const PictureSource& source, std::uint64_t offset, const JpegScanHeader& scan,
+    static Result<JpegScanReader> make(const ByteSource& source, std::uint64_t offset, const JpegScanHeader& scan,
         const JpegTables& tables, bool progressive, bool large);
 
     /// To be called before every unit: restarts where one is due. False when the unit's data are missing.
@@ -48,7 +48,7 @@ private:
         int prediction = 0;
     };
 
-    JpegScanReader(const PictureSource& source, std::uint64_t offset, const JpegScanHeader& scan, int interval)
+    JpegScanReader(const ByteSource& source, std::uint64_t offset, const JpegScanHeader& scan, int interval)
         : m_bits(source, offset)
         , m_scan(scan)
         , m_interval(interval)

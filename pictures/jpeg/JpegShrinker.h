@@ -13,7 +13,7 @@ namespace mv {
 class JpegShrinker {
 public:
     /// The source must outlive it.
-    JpegShrinker(const PictureSource& source, const JpegShrinkPlan& plan)
+    JpegShrinker(const ByteSource& source, const JpegShrinkPlan& plan)
         : m_source(source)
         , m_plan(plan)
         , m_walk(source)
@@ -49,7 +49,7 @@ private:
     void deliverPlanes(JpegStrips& strips, RowSink& sink);
     void fillFromPlane(std::size_t component, int unitRow, JpegStrips& strips);
 
-    const PictureSource& m_source;
+    const ByteSource& m_source;
     JpegShrinkPlan m_plan;
     JpegMarkerWalk m_walk;
     JpegFrame m_frame;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Base/Media/Record.h"
-#include "id3/ByteSource.h"
 #include "id3/TagReader.h"
+#include "system/ByteSource.h"
 
 #include <string>
 #include <string_view>

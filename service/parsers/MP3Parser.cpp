@@ -49,10 +49,7 @@ bool readFileColumns(Record& record, const Path& path)
 {
     auto file = InputFile::open(path);
     const MemorySource nothing { {} };
-    std::optional<FileSource> opened;
-    if (file.ok())
-        opened.emplace(*file);
-    const ByteSource& source = opened ? static_cast<const ByteSource&>(*opened) : nothing;
+    const ByteSource& source = file.ok() ? static_cast<const ByteSource&>(*file) : nothing;
 
     auto tags = readTags(source);
     TagSet found = tags.ok() ? std::move(*tags) : TagSet {};

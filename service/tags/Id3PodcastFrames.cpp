@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
+#include "system/InputFile.h"
 
 namespace mv {
 
@@ -39,7 +40,7 @@ std::optional<std::string> bodyText(const InputFile& file, TagExtent body)
 std::optional<Id3PodcastFrames> findPodcastFrames(const Path& path)
 {
     auto file = InputFile::open(path);
-    auto tags = file.ok() ? readTags(FileSource(*file)) : Result<TagSet>(file.error());
+    auto tags = file.ok() ? readTags(*file) : Result<TagSet>(file.error());
     if (!tags.ok() || tags->prependedTags.empty())
         return std::nullopt;
     const Id3v2Tag& tag = tags->prependedTags.front();

@@ -23,12 +23,11 @@ public:
 
     Result<std::optional<FileContent>> plan(const InputFile& current)
     {
-        FileSource source(current);
-        MV_TRY(tags, readTags(source));
+        MV_TRY(tags, readTags(current));
         m_frames = Id3FrameList::carriedFrom(tags);
         m_hasPictureLeftOut = !m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
-        MV_TRY(layout, layOutTag(source, tags, frames.size()));
+        MV_TRY(layout, layOutTag(current, tags, frames.size()));
         Bytes tag = layout.newSize > 0 ? tagBytes(frames, layout.newSize) : Bytes();
         MV_TRY(content, m_front.plan(StructureReader::borrowing(current), layout.oldSize, std::move(tag)));
         return std::optional(std::move(content));
@@ -36,7 +35,7 @@ public:
 
     Result<void> check(const InputFile& made) const
     {
-        MV_TRY(tags, readTags(FileSource(made)));
+        MV_TRY(tags, readTags(made));
         tags.id3v1.reset(); // at the end still, but the new tag alone is asked about
         if (Id3FrameList::carriedFrom(tags).frames() != m_frames.frames())
             return Error { Error::Kind::Format, "the new tag does not read back as it was written" };

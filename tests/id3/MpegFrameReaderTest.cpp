@@ -1,5 +1,6 @@
 #include "id3/MpegFrameReader.h"
 
+#include "tests/support/CountingSource.h"
 #include "tests/support/Mp3Maker.h"
 
 #include <gtest/gtest.h>
@@ -149,24 +150,6 @@ TEST(MpegFrameReader, AChangeInTheMiddleOfALongStreamIsSeen)
 
 TEST(MpegFrameReader, LongConstantStreamIsNotReadWhole)
 {
-    class CountingSource final : public ByteSource {
-    public:
-        explicit CountingSource(ByteView bytes)
-            : m_memory(bytes)
-        {
-        }
-        std::uint64_t size() const override { return m_memory.size(); }
-        Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override
-        {
-            auto got = m_memory.readAt(offset, target);
-            bytesRead += *got;
-            return got;
-        }
-        mutable std::uint64_t bytesRead = 0;
-
-    private:
-        MemorySource m_memory;
-    };
     // An encoder that never pads, and one that keeps the bit rate: 417.96 bytes a frame.
     std::string unpadded = mpegFrames(20'000);
     std::string padded;
@@ -174,7 +157,8 @@ TEST(MpegFrameReader, LongConstantStreamIsNotReadWhole)
         padded += mpegFrame({ .padded = i % 49 < 47 });
     for (const std::string& audio : { unpadded, padded }) {
         std::string file = audio + std::string(5000, 'j');
-        CountingSource source(bytesOf(file));
+        MemorySource memory(bytesOf(file));
+        CountingSource source(memory);
         auto facts = MpegFrameReader::read(source, 0, file.size());
         ASSERT_TRUE(facts);
         EXPECT_NEAR(facts->seconds, 20'000 * FrameSeconds, 0.01);

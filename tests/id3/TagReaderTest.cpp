@@ -4,6 +4,7 @@
 #include "tests/support/Corpus.h"
 #include "tests/support/Mp3Maker.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace mv::test {

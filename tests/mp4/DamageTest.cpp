@@ -1,5 +1,7 @@
 // Files that nobody vouches for: whatever they hold, reading ends soon, with an error or with what is there.
 #include "mp4/mp4.h"
+#include "system/InputFile.h"
+#include "tests/support/CountingSource.h"
 #include "tests/support/Mp4Edit.h"
 #include "tests/support/Mp4Maker.h"
 #include "tests/support/Scratch.h"
@@ -210,14 +212,17 @@ TEST(LargeFile, OfFourGigabytesCostsKilobytes)
     ASSERT_EQ(pwrite(fd, movie.data(), movie.size(), static_cast<off_t>(front.size() + MediaSize)),
         static_cast<ssize_t>(movie.size()));
     ::close(fd);
-    auto file = MP4Read(path);
+    auto input = InputFile::open(path);
+    ASSERT_TRUE(input.ok());
+    CountingSource source(*input);
+    auto file = Mp4File::open(StructureReader::borrowing(source));
     ASSERT_TRUE(file.ok());
     MP4Tags tags;
     EXPECT_TRUE(MP4TagsFetch(tags, *file));
     EXPECT_EQ(tags.name, "large");
     EXPECT_GT(MP4GetTrackBitRate(*file, 1), 0u);
-    EXPECT_LE(file->reader().readCount(), 3u);
-    EXPECT_LE(file->reader().bytesRead(), 3 * StructureReader::WindowSize);
+    EXPECT_LE(source.reads, 3u);
+    EXPECT_LE(source.bytesRead, 3 * StructureReader::WindowSize);
 }
 
 TEST(LargeFile, AStatedListBeyondTheLimitIsNotRead)
@@ -237,11 +242,14 @@ TEST(LargeFile, AStatedListBeyondTheLimitIsNotRead)
     std::copy(size.begin(), size.end(), file.begin());
     std::string path = folder.write("pictures.m4a", ByteView(file));
     ASSERT_EQ(truncate(path.c_str(), static_cast<off_t>(file.size() + ListSize - 8)), 0);
-    auto opened = MP4Read(path);
+    auto input = InputFile::open(path);
+    ASSERT_TRUE(input.ok());
+    CountingSource source(*input);
+    auto opened = Mp4File::open(StructureReader::borrowing(source));
     ASSERT_TRUE(opened.ok());
     EXPECT_TRUE(opened->items().empty());
     EXPECT_EQ(MP4FindTrackId(*opened, 0, "soun", 0), 1u);
-    EXPECT_LE(opened->reader().bytesRead(), 4 * StructureReader::WindowSize);
+    EXPECT_LE(source.bytesRead, 4 * StructureReader::WindowSize);
 }
 
 } // namespace

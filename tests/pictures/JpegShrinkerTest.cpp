@@ -50,7 +50,7 @@ struct Shrunk {
 
 Shrunk shrunk(const Bytes& jpeg, const JpegShrinkPlan& plan)
 {
-    auto source = PictureSource::ofBytes(jpeg);
+    auto source = sourceOfBytes(jpeg);
     Shrunk result;
     auto taken = JpegShrinker(*source, plan).deliver(result.rows);
     result.failed = !taken.ok();
@@ -63,7 +63,7 @@ JpegShrinkPlan eighth(JpegColors colors) { return { 1, false, colors, false }; }
 /// libjpeg's own decoding at one eighth, in the file's own colours.
 Bytes byLibrary(const Bytes& jpeg, J_COLOR_SPACE space)
 {
-    auto source = PictureSource::ofBytes(jpeg);
+    auto source = sourceOfBytes(jpeg);
     JpegDecompressor library(*source);
     EXPECT_TRUE(library.readHeader());
     jpeg_decompress_struct& state = library.state();

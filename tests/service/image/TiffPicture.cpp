@@ -1,7 +1,7 @@
 #include "tests/service/image/TiffPicture.h"
 
-#include "pictures/PictureSource.h"
 #include "pictures/TiffFile.h"
+#include "system/ByteSource.h"
 
 #include <stdexcept>
 
@@ -20,7 +20,7 @@ int shortField(TIFF* tiff, std::uint32_t tag)
 
 TiffPicture tiffPicture(const Bytes& bytes)
 {
-    auto source = PictureSource::ofBytes(bytes);
+    auto source = sourceOfBytes(bytes);
     auto file = TiffFile::open(*source);
     if (!file)
         throw std::runtime_error("no TIFF");

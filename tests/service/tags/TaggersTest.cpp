@@ -5,6 +5,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "id3/TagReader.h"
+#include "system/InputFile.h"
 #include "tests/service/tags/TagFiles.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/LogCapture.h"
@@ -177,7 +178,7 @@ Lines copiesOf(const Lines& names, const test::ScratchFolder& folder, const std:
 Bytes behindTags(const std::string& file)
 {
     auto input = InputFile::open(file);
-    auto tags = readTags(FileSource(*input));
+    auto tags = readTags(*input);
     std::uint64_t begin = tags->prependedTags.empty() ? 0 : tags->prependedTags.back().extent().end();
     return *input->bytesAt(begin, static_cast<std::size_t>(input->size() - begin));
 }

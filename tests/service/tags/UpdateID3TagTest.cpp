@@ -5,6 +5,7 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/TagLimits.h"
 #include "id3/TagReader.h"
+#include "system/InputFile.h"
 #include "tests/support/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -191,7 +192,7 @@ TEST_F(UpdateID3TagTest, ATagIsWrittenUpToTheLimitAndReadBack)
             path, { { MediaDBMusicColumnTitle, "one" }, { MediaDBMusicColumnAlbumArt, picture } }));
         EXPECT_EQ(log.lines().size(), over);
         auto input = InputFile::open(path);
-        auto tags = readTags(FileSource(*input));
+        auto tags = readTags(*input);
         ASSERT_EQ(tags->prependedTags.size(), 1u);
         EXPECT_TRUE(tags->prependedTags[0].complete());
         EXPECT_EQ(tags->prependedTags[0].frames().size(), 2 - over);

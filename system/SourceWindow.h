@@ -1,6 +1,8 @@
 #pragma once
 
-#include "id3/ByteSource.h"
+#include "system/ByteSource.h"
+
+#include <algorithm>
 
 namespace mv {
 
@@ -10,7 +12,7 @@ public:
     /// Shows `source` up to `end`; every read takes `step` bytes or as many as a look asks for. The first is a small
     /// one: often all that there is to look at is a header and a table.
     SourceWindow(const ByteSource& source, std::uint64_t end, std::size_t step)
-        : m_source(source)
+        : m_source(&source)
         , m_end(std::min(end, source.size()))
         , m_step(step)
     {
@@ -39,12 +41,12 @@ private:
         auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(step, count), m_end - offset));
         if (m_buffer.size() < wanted)
             m_buffer.resize(wanted);
-        auto got = m_source.readAt(offset, std::span(m_buffer).first(wanted));
+        auto got = m_source->readAt(offset, std::span(m_buffer).first(wanted));
         m_offset = offset;
         m_filled = got.ok() ? *got : 0;
     }
 
-    const ByteSource& m_source;
+    const ByteSource* m_source;
     std::uint64_t m_end;
     std::size_t m_step;
     Bytes m_buffer;
