@@ -48,7 +48,8 @@ std::string yearOf(std::string_view text)
     return begins ? std::string(text.substr(0, Digits)) : std::string();
 }
 
-/// A time stamp of v2.4, "2005-03-21T10:20:30" or the front of it, in the three texts of v2.3: 2005, 2103, 1020.
+/// A time stamp of v2.4, "2005-03-21T10:20:30" or the front of it, in the three texts of v2.3: 2005, 2103, 1020. Some
+/// programs write a blank for the T.
 struct RecordingTime {
     std::string year;
     std::string date;
@@ -64,7 +65,8 @@ struct RecordingTime {
         if (year.empty() || dayMonth.size() != Both || !areDigits(dayMonth) || stamp[4] != '-' || stamp[7] != '-')
             return;
         date = dayMonth;
-        if (hourMinute.size() == Both && areDigits(hourMinute) && stamp[10] == 'T' && stamp[13] == ':')
+        bool isParted = stamp.size() > 10 && (stamp[10] == 'T' || stamp[10] == ' ');
+        if (hourMinute.size() == Both && areDigits(hourMinute) && isParted && stamp[13] == ':')
             time = hourMinute;
     }
 };

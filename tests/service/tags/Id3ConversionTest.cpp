@@ -83,6 +83,12 @@ TEST_F(Id3ConversionTest, WhatATimestampLeavesOpenComesFromTheOldFramesOfItsYear
         ElementsAre("TIT2 enc=1 new", "TORY enc=0 1998", "version=2.3"));
 }
 
+TEST_F(Id3ConversionTest, TimestampsWithABlankForTheTKeepTheirTime)
+{
+    EXPECT_THAT(converted(4, { { "TDRC", "\0032005-03-21 10:20:30" } }),
+        ElementsAre("TDAT enc=0 2103", "TIME enc=0 1020", "TIT2 enc=1 new", "TYER enc=0 2005", "version=2.3"));
+}
+
 TEST_F(Id3ConversionTest, PackedTimestampsAreDatesToo)
 {
     std::string stamp = "\0032005-03-21T10:20:30";
