@@ -21,14 +21,16 @@ demo:
 	@cmake --build --preset $(PRESET) --target mivo mivo-mediad mivo-ffmpeg
 	@scripts/demo
 
-# Installs what is missing, builds, runs every test.
+# Installs what is missing, builds, has clang read the locks where it is installed, runs every test.
 test: build check
+	@scripts/check-threads
 	@ctest --preset $(PRESET) -j 2
 
-# Format and direction of includes.
+# Format, direction of includes and links, lint of the Python programs. scripts/check has more, for whoever commits.
 check:
 	@scripts/check-includes
 	@scripts/check-format
+	@scripts/check-python
 
 # Timings side by side with what a user would pick instead; needs the bench packages.
 bench:
