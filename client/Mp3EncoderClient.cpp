@@ -162,6 +162,7 @@ bool Mp3EncoderClient::encodeFileOutputFile(const Path& input, const Path& outpu
 
 void Mp3EncoderClient::encode(const std::vector<EncodeJob>& jobs, std::size_t atOnce)
 {
+    auto servedBefore = static_cast<std::ptrdiff_t>(m_delegates.size());
     std::vector<std::shared_ptr<JobDelegate>> delegates;
     auto running = [&] {
         return static_cast<std::size_t>(
@@ -192,6 +193,8 @@ void Mp3EncoderClient::encode(const std::vector<EncodeJob>& jobs, std::size_t at
         serveUntil([&] { return running() < atOnce; });
     }
     serveUntil([&] { return running() == 0; });
+    // The service keeps the last one, and a job of another client may call it when its listener is long gone.
+    m_delegates.erase(m_delegates.begin() + servedBefore, m_delegates.end());
 }
 
 } // namespace mv
