@@ -1,22 +1,9 @@
 #pragma once
 
-#include "Base/Core/Date.h"
 #include "Base/Core/Path.h"
-#include "Base/Core/Result.h"
-
-#include <cstdint>
-#include <optional>
+#include "system/FileAttributes.h"
 
 namespace mv {
-
-/// What the file system says of a file (a symbolic link is followed).
-struct FileAttributes {
-    std::int64_t size = 0; ///< NSFileSize, bytes
-    Date modificationDate; ///< NSFileModificationDate
-    std::optional<Date> creationDate; ///< NSFileCreationDate: the birth time, where the file system keeps one
-    bool isRegularFile = false;
-    bool isDirectory = false;
-};
 
 /// File facts. No state, safe on any thread.
 class NSFileManager {

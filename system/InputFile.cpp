@@ -9,11 +9,16 @@
 
 namespace mv {
 
+UniqueFd InputFile::openWithoutBlocking(const Path& path)
+{
+    return UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+}
+
 Result<InputFile> InputFile::open(const Path& path)
 {
     if (path.isNil())
         return Error { Error::Kind::NotFound, "no path", ENOENT };
-    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    UniqueFd fd = openWithoutBlocking(path);
     if (!fd)
         return systemError(errno);
     return adopt(std::move(fd));

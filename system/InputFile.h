@@ -15,6 +15,10 @@ public:
     static Result<InputFile> open(const Path& path);
     /// Takes over a descriptor that is open for reading.
     static Result<InputFile> adopt(UniqueFd fd);
+    /// The same of a regular file whose size the caller has just asked for.
+    static InputFile adopt(UniqueFd fd, std::uint64_t size) { return { std::move(fd), size }; }
+    /// A descriptor of whatever is at the path, or none, with the reason in errno.
+    static UniqueFd openWithoutBlocking(const Path& path);
     /// The same for several owners.
     static Result<SharedSource> openShared(const Path& path);
 

@@ -1,0 +1,76 @@
+#include "system/OpenedFile.h"
+
+#include "system/SystemError.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace mv {
+
+namespace {
+
+Date dateOf(const struct statx_timestamp& time) { return Date::fromTimespec(time.tv_sec, time.tv_nsec); }
+
+FileAttributes attributesOf(const struct statx& facts)
+{
+    FileAttributes attributes;
+    attributes.size = static_cast<std::int64_t>(facts.stx_size);
+    attributes.modificationDate = dateOf(facts.stx_mtime);
+    if (facts.stx_mask & STATX_BTIME)
+        attributes.creationDate = dateOf(facts.stx_btime);
+    attributes.isRegularFile = S_ISREG(facts.stx_mode);
+    attributes.isDirectory = S_ISDIR(facts.stx_mode);
+    attributes.identity = { makedev(facts.stx_dev_major, facts.stx_dev_minor), facts.stx_ino };
+    return attributes;
+}
+
+Error notThere(int code)
+{
+    return { code == EACCES ? Error::Kind::Access : Error::Kind::NotFound, std::strerror(code), code };
+}
+
+Result<FileAttributes> statAt(int folder, const char* path, int flags)
+{
+    struct statx facts { };
+    if (statx(folder, path, AT_STATX_SYNC_AS_STAT | flags, STATX_BASIC_STATS | STATX_BTIME, &facts) != 0)
+        return notThere(errno);
+    return attributesOf(facts);
+}
+
+Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attributes)
+{
+    if (!attributes)
+        return attributes.error();
+    if (!attributes->isRegularFile)
+        return Error { Error::Kind::Unsupported, "not a regular file", attributes->isDirectory ? EISDIR : EINVAL };
+    auto size = static_cast<std::uint64_t>(attributes->size);
+    return SharedSource(std::make_shared<const InputFile>(InputFile::adopt(std::move(fd), size)));
+}
+
+} // namespace
+
+OpenedFile OpenedFile::at(const Path& path)
+{
+    if (path.isNil())
+        return { path, notThere(ENOENT), Error { Error::Kind::NotFound, "no path", ENOENT } };
+    UniqueFd fd = InputFile::openWithoutBlocking(path);
+    if (!fd) {
+        Error failure = systemError(errno);
+        return { path, attributesAt(path), std::move(failure) };
+    }
+    auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
+    auto content = contentOf(std::move(fd), attributes);
+    return { path, std::move(attributes), std::move(content) };
+}
+
+Result<FileAttributes> attributesAt(const Path& path)
+{
+    return path.isNil() ? notThere(ENOENT) : statAt(AT_FDCWD, path.c_str(), 0);
+}
+
+} // namespace mv
