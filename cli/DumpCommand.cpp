@@ -6,6 +6,7 @@
 #include "cli/Terminal.h"
 #include "mp4/mp4.h"
 #include "service/parsers/MP4TagDump.h"
+#include "system/OpenedFile.h"
 
 #include "Base/Core/Text.h"
 
@@ -111,7 +112,7 @@ template <class Visitor> std::string visited(Mp4File& file, Visitor visitor)
 Result<std::string> dumpOf(const std::string& file, bool json)
 {
     MV_TRY(path, inputPath(file));
-    auto opened = MP4Read(path);
+    auto opened = MP4Read(OpenedFile::at(path).content());
     if (!opened)
         return Error { Error::Kind::Format, "is no MPEG-4 file that can be read" };
     return json ? visited(*opened, Members(file)) : visited(*opened, Lines());

@@ -68,7 +68,7 @@ std::optional<PictureSize> sizeOfPicture(const Bytes& picture)
 std::optional<Bytes> thumbnailOfFile(
     const Path& path, int category, std::optional<FloatSize> maximum, Orientation orientation)
 {
-    auto stored = NSImage::imageRepWithContentsOfFile(path);
+    auto stored = NSImage::imageRepWithContentsOfFile(OpenedFile::at(path));
     if (!stored)
         return std::nullopt;
     NSImage image(std::make_shared<TurnedImageRep>(std::move(stored), orientation));

@@ -8,7 +8,7 @@
 namespace mv {
 
 /// The EXIF extractor. The record is brought over whole, and the service's own object released at once.
-class ExifClient final : public MVExifExtractorBase {
+class ExifClient final : public MVExifExtractorBaseOf<Path> {
 public:
     explicit ExifClient(const ServiceBus& bus)
         : m_bus(bus)

@@ -7,7 +7,7 @@
 namespace mv {
 
 /// The image service.
-class ImageClient final : public MVImageInfoBuilder {
+class ImageClient final : public MVImageInfoBuilderOf<Path> {
 public:
     explicit ImageClient(const ServiceBus& bus)
         : m_records(bus, ImageParserService)

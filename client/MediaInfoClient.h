@@ -7,7 +7,7 @@
 namespace mv {
 
 /// One of the describing services.
-class MediaInfoClient final : public MVMediaInfoBuilder {
+class MediaInfoClient final : public MVMediaInfoBuilderOf<Path> {
 public:
     MediaInfoClient(const ServiceBus& bus, std::string_view service)
         : m_service(bus.object(service, wire::MediaInfoBuilder::Interface))

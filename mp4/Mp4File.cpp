@@ -71,10 +71,10 @@ const MP4ItmfItemList& Mp4File::items()
     return *m_state->items;
 }
 
-Result<Mp4File> MP4Read(const Path& path)
+Result<Mp4File> MP4Read(Result<SharedSource> content)
 {
-    MV_TRY(file, InputFile::openShared(path));
-    return Mp4File::open(StructureReader(std::move(file)));
+    MV_TRY(source, std::move(content));
+    return Mp4File::open(StructureReader(std::move(source)));
 }
 
 Result<Mp4File> MP4Modify(const Path& path, std::uint32_t)

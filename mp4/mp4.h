@@ -37,9 +37,10 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-/// Opens for reading. Fails for what is no regular file and for what has no whole movie box with a movie header.
-Result<Mp4File> MP4Read(const Path& path);
-/// The same; fails also for a file that may not be written. `flags` must be 0. MetadataEdit changes it.
+/// Of a file's content. Fails with the content's own error, and for what has no whole movie box with a movie header.
+Result<Mp4File> MP4Read(Result<SharedSource> content);
+/// The same of the file at the path; fails also for a file that may not be written. `flags` must be 0. MetadataEdit
+/// changes it.
 Result<Mp4File> MP4Modify(const Path& path, std::uint32_t flags);
 
 /// The id of the `index`-th track (from 0, in the file's order) whose handler is `type` ("soun", "vide"; null: any)

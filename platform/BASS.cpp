@@ -16,7 +16,7 @@ constexpr std::uint64_t BytesPerSample = 2; // the library counts in 16-bit samp
 
 thread_local int t_error = BASS_OK;
 
-// The streams that are open. The files are closed again: all that anybody asks for is known by then.
+// The streams that are open. The files are not kept: all that anybody asks for is known by then.
 class Library {
 public:
     static Library& instance()
@@ -87,25 +87,25 @@ bool isAnotherFormat(const Result<StreamLength>& length)
 using Measure = Result<StreamLength> (*)(const ByteSource&);
 
 // The first of the two formats that the file is of decides.
-HSTREAM openStream(const char* path, Measure measure, Measure otherwise)
+HSTREAM openStream(const OpenedFile& file, Measure measure, Measure otherwise)
 {
-    auto file = InputFile::open(path);
-    if (!file)
+    if (!file.content().ok())
         return outcome<HSTREAM>(BASS_ERROR_FILEOPEN, 0);
-    auto length = measure(*file);
+    const ByteSource& content = **file.content();
+    auto length = measure(content);
     if (isAnotherFormat(length))
-        length = otherwise(*file);
+        length = otherwise(content);
     if (!length)
         return outcome<HSTREAM>(errorOf(length.error()), 0);
     return outcome(BASS_OK, Library::instance().add(*length));
 }
 
 HSTREAM openWholeFile(
-    bool memory, const char* file, std::uint64_t offset, std::uint64_t length, Measure measure, Measure otherwise)
+    bool memory, const OpenedFile& file, std::uint64_t offset, std::uint64_t length, Measure measure, Measure otherwise)
 {
     if (!Library::instance().started())
         return outcome<HSTREAM>(BASS_ERROR_INIT, 0);
-    if (memory || !file || offset != 0 || length != 0)
+    if (memory || offset != 0 || length != 0)
         return outcome<HSTREAM>(BASS_ERROR_ILLPARAM, 0);
     return openStream(file, measure, otherwise);
 }
@@ -125,12 +125,13 @@ bool BASS_Free()
 }
 
 HSTREAM BASS_FLAC_StreamCreateFile(
-    bool memory, const char* file, std::uint64_t offset, std::uint64_t length, std::uint32_t)
+    bool memory, const OpenedFile& file, std::uint64_t offset, std::uint64_t length, std::uint32_t)
 {
     return openWholeFile(memory, file, offset, length, measureFlac, measureOggFlac);
 }
 
-HSTREAM BASS_StreamCreateFile(bool memory, const char* file, std::uint64_t offset, std::uint64_t length, std::uint32_t)
+HSTREAM BASS_StreamCreateFile(
+    bool memory, const OpenedFile& file, std::uint64_t offset, std::uint64_t length, std::uint32_t)
 {
     return openWholeFile(memory, file, offset, length, measureOgg, measureFlac);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "system/OpenedFile.h"
+
 #include <cstdint>
 
 namespace mv {
@@ -30,13 +32,13 @@ bool BASS_Init(int device, std::uint32_t frequency, std::uint32_t flags, const v
 /// Undoes BASS_Init and frees every stream.
 bool BASS_Free();
 
-/// Opens a FLAC file (native, also with ID3v2 tags in front, or in Ogg) by its path. `memory` must be false and
-/// `offset` and `length` 0: the whole of a named file is all that is supported. 0 on failure.
+/// A stream of a FLAC file (native, also with ID3v2 tags in front, or in Ogg). `memory` must be false and `offset` and
+/// `length` 0: the whole of a named file is all that is supported. 0 on failure.
 HSTREAM BASS_FLAC_StreamCreateFile(
-    bool memory, const char* file, std::uint64_t offset, std::uint64_t length, std::uint32_t flags);
+    bool memory, const OpenedFile& file, std::uint64_t offset, std::uint64_t length, std::uint32_t flags);
 /// The same for an Ogg file (Vorbis, also chained; Opus and FLAC are measured too).
 HSTREAM BASS_StreamCreateFile(
-    bool memory, const char* file, std::uint64_t offset, std::uint64_t length, std::uint32_t flags);
+    bool memory, const OpenedFile& file, std::uint64_t offset, std::uint64_t length, std::uint32_t flags);
 bool BASS_StreamFree(HSTREAM stream);
 
 /// The decoded length in bytes of 16-bit samples at the stream's own rate and channels; all bits set on failure.

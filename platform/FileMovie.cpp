@@ -1,7 +1,6 @@
 #include "platform/FileMovie.h"
 
 #include "movies/IsoMovie.h"
-#include "platform/NSFileManager.h"
 
 namespace mv {
 
@@ -33,33 +32,33 @@ QTMovie::Attribute attributeOf(const std::optional<Date>& date)
 
 } // namespace
 
-Result<std::unique_ptr<QTMovie>> FileMovie::open(const Path& path, std::chrono::milliseconds deadline)
+Result<std::unique_ptr<QTMovie>> FileMovie::open(const OpenedFile& file, std::chrono::milliseconds deadline)
 {
     std::unique_ptr<FileMovie> movie(new FileMovie(deadline));
-    MV_TRY_VOID(movie->openParts(path));
-    movie->setFileFacts(path);
+    MV_TRY_VOID(movie->openParts(file));
+    movie->setFileFacts(file);
     return std::unique_ptr<QTMovie>(std::move(movie));
 }
 
-Result<void> FileMovie::openParts(const Path& path)
+Result<void> FileMovie::openParts(const OpenedFile& file)
 {
-    MV_TRY(file, InputFile::openShared(path));
-    if (auto description = describeIsoMedia(*file)) {
+    MV_TRY(content, file.content());
+    if (auto description = describeIsoMedia(*content)) {
         m_description = std::move(*description);
-        m_file = std::move(file);
+        m_content = std::move(content);
         return {};
     }
-    MV_TRY(backend, installedMovieBackend().open(std::move(file), m_deadline));
+    MV_TRY(backend, installedMovieBackend().open(std::move(content), m_deadline));
     m_description = backend->description();
     m_backend = std::move(backend);
     return {};
 }
 
 /// What the movie itself does not tell.
-void FileMovie::setFileFacts(const Path& path)
+void FileMovie::setFileFacts(const OpenedFile& file)
 {
-    m_fileName = path.lastPathComponent();
-    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    m_fileName = file.path().lastPathComponent();
+    const auto& attributes = file.attributes();
     if (!attributes)
         return;
     if (!m_description.creationTime)
@@ -90,8 +89,8 @@ QTMovie::Attribute FileMovie::attributeForKey(std::string_view key) const
 /// The movie in FFmpeg's hands; null when it does not take it.
 BackendMovie* FileMovie::opened()
 {
-    if (m_file) {
-        auto backend = installedMovieBackend().open(std::move(m_file), m_deadline);
+    if (m_content) {
+        auto backend = installedMovieBackend().open(std::move(m_content), m_deadline);
         if (backend)
             m_backend = std::move(*backend);
     }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "movies/MovieBackend.h"
 #include "platform/QTMovie.h"
+#include "system/OpenedFile.h"
 
 #include <chrono>
 #include <memory>
@@ -15,7 +15,7 @@ namespace mv {
 class FileMovie final : public QTMovie {
 public:
     /// `deadline` bounds FFmpeg's work on the movie, opening and frames together.
-    static Result<std::unique_ptr<QTMovie>> open(const Path& path, std::chrono::milliseconds deadline);
+    static Result<std::unique_ptr<QTMovie>> open(const OpenedFile& file, std::chrono::milliseconds deadline);
 
     Attribute attributeForKey(std::string_view key) const override;
     QTTime duration() const override { return m_description.duration; }
@@ -28,14 +28,14 @@ private:
         : m_deadline(deadline)
     {
     }
-    Result<void> openParts(const Path& path);
-    void setFileFacts(const Path& path);
+    Result<void> openParts(const OpenedFile& file);
+    void setFileFacts(const OpenedFile& file);
     BackendMovie* opened();
 
     std::chrono::milliseconds m_deadline;
     MovieDescription m_description;
     std::string m_fileName;
-    SharedSource m_file; // until FFmpeg takes it
+    SharedSource m_content; // until FFmpeg takes it
     std::unique_ptr<BackendMovie> m_backend;
 };
 

@@ -51,13 +51,16 @@ QTKit& QTKit::shared()
     return toolkit;
 }
 
-bool FileQTKit::canInitWithFile(const Path& path)
+bool FileQTKit::canInitWithFile(const OpenedFile& file)
 {
-    auto file = InputFile::openShared(path);
-    return file && (beginsLikeIsoMedia(**file) || installedMovieBackend().recognises(*file));
+    const auto& content = file.content();
+    return content.ok() && (beginsLikeIsoMedia(**content) || installedMovieBackend().recognises(*content));
 }
 
-Result<std::unique_ptr<QTMovie>> FileQTKit::initWithFile(const Path& path) { return FileMovie::open(path, m_deadline); }
+Result<std::unique_ptr<QTMovie>> FileQTKit::initWithFile(const OpenedFile& file)
+{
+    return FileMovie::open(file, m_deadline);
+}
 
 bool FileQTKit::findNextComponent(const ComponentDescription& description)
 {

@@ -15,8 +15,8 @@ public:
     {
     }
 
-    bool canInitWithFile(const Path& path) override;
-    Result<std::unique_ptr<QTMovie>> initWithFile(const Path& path) override;
+    bool canInitWithFile(const OpenedFile& file) override;
+    Result<std::unique_ptr<QTMovie>> initWithFile(const OpenedFile& file) override;
     void enterQTKitOnThread() override { }
     void exitQTKitOnThread() override { }
     bool findNextComponent(const ComponentDescription& description) override;

@@ -66,7 +66,7 @@ OSStatus MovieToolbox::QTNewDataReferenceFromFSRef(const FSRef& ref, DataReferen
 OSStatus MovieToolbox::NewMovieFromDataRef(std::unique_ptr<Movie>& movie, std::int16_t, const DataReference& reference)
 {
     movie.reset();
-    auto opened = QTKit::shared().initWithFile(reference.path);
+    auto opened = QTKit::shared().initWithFile(OpenedFile::at(reference.path));
     if (!opened)
         return statusOf(opened.error(), noMovieFound);
     movie = std::make_unique<Movie>(reference, (*opened)->tracks());

@@ -2,7 +2,6 @@
 
 #include "pictures/PictureImageRep.h"
 #include "pictures/PictureReader.h"
-#include "system/InputFile.h"
 
 #include <algorithm>
 
@@ -28,18 +27,17 @@ std::int64_t pixelCount(const NSImageRep& representation)
 
 } // namespace
 
-std::shared_ptr<NSImageRep> NSImage::imageRepWithContentsOfFile(const Path& path)
+std::shared_ptr<NSImageRep> NSImage::imageRepWithContentsOfFile(const OpenedFile& file)
 {
-    auto image = initWithContentsOfFile(path);
+    auto image = initWithContentsOfFile(file);
     return image ? image->representations().front() : nullptr;
 }
 
 std::optional<NSImage> NSImage::initWithData(Bytes data) { return imageOf(sourceOfBytes(std::move(data))); }
 
-std::optional<NSImage> NSImage::initWithContentsOfFile(const Path& path)
+std::optional<NSImage> NSImage::initWithContentsOfFile(const OpenedFile& file)
 {
-    auto source = InputFile::openShared(path);
-    return source ? imageOf(*source) : std::nullopt;
+    return file.content().ok() ? imageOf(*file.content()) : std::nullopt;
 }
 
 std::shared_ptr<NSImageRep> NSImage::bestRepresentationForDevice() const

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "pictures/ImageRep.h"
+#include "system/OpenedFile.h"
 
 #include <memory>
 #include <optional>
@@ -23,9 +23,9 @@ public:
     /// Nothing when no format of the allow list takes the bytes (by their first bytes, never by a name). The bytes
     /// are copied or kept by the picture.
     static std::optional<NSImage> initWithData(Bytes data);
-    static std::optional<NSImage> initWithContentsOfFile(const Path& path);
+    static std::optional<NSImage> initWithContentsOfFile(const OpenedFile& file);
     /// The first representation of a picture file, or null.
-    static std::shared_ptr<NSImageRep> imageRepWithContentsOfFile(const Path& path);
+    static std::shared_ptr<NSImageRep> imageRepWithContentsOfFile(const OpenedFile& file);
 
     void addRepresentation(std::shared_ptr<NSImageRep> representation)
     {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "Base/Core/Result.h"
 #include "platform/QTMovie.h"
+#include "system/OpenedFile.h"
 
 #include <memory>
 
@@ -26,8 +26,8 @@ public:
     static QTKit& shared();
 
     /// Whether the file's content is of a container that can be opened; cheap, says nothing about its soundness.
-    virtual bool canInitWithFile(const Path& path) = 0;
-    virtual Result<std::unique_ptr<QTMovie>> initWithFile(const Path& path) = 0;
+    virtual bool canInitWithFile(const OpenedFile& file) = 0;
+    virtual Result<std::unique_ptr<QTMovie>> initWithFile(const OpenedFile& file) = 0;
 
     /// The bracket around movie work on a thread. The toolkit on real files needs neither and does nothing.
     virtual void enterQTKitOnThread() = 0;

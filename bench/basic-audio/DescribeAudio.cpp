@@ -18,7 +18,7 @@ int main(int argc, char** argv)
         std::int32_t seconds = -1;
         auto start = std::chrono::steady_clock::now();
         for (int round = 0; round < times; ++round) {
-            auto record = parser.build(argv[i]);
+            auto record = parser.build(mv::OpenedFile::at(argv[i]));
             seconds = record ? record->integer(mv::MediaDBMusicColumnPlayLength).value_or(-1) : -1;
         }
         std::chrono::duration<double, std::micro> spent = std::chrono::steady_clock::now() - start;

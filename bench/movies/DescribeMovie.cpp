@@ -46,7 +46,7 @@ void describe(const char* path, int count, const char* pictureFile)
     for (int i = 0; i < count; ++i) {
         wall = secondsOf(CLOCK_MONOTONIC);
         cpu = secondsOf(CLOCK_PROCESS_CPUTIME_ID);
-        record = parser.build(path);
+        record = parser.build(OpenedFile::at(path));
         wall = secondsOf(CLOCK_MONOTONIC) - wall;
         cpu = secondsOf(CLOCK_PROCESS_CPUTIME_ID) - cpu;
     }

@@ -59,7 +59,7 @@ void printRecords(const std::vector<std::string>& files)
     MP3Parser parser;
     for (const std::string& file : files) {
         std::printf("%s", file.c_str());
-        if (auto record = parser.build(file))
+        if (auto record = parser.build(OpenedFile::at(file)))
             printText(*record);
         else
             std::printf("\tnil\n");
@@ -69,7 +69,7 @@ void printRecords(const std::vector<std::string>& files)
 void measure(const std::vector<std::string>& files)
 {
     MP3Parser parser;
-    auto build = [&](const std::string& file) { parser.build(file); };
+    auto build = [&](const std::string& file) { parser.build(OpenedFile::at(file)); };
     auto open = [](const std::string& file) { static_cast<void>(InputFile::open(file)); };
     auto tags = [](const std::string& file) {
         auto input = InputFile::open(file);

@@ -135,7 +135,7 @@ int main(int count, char** arguments)
     if (mode == "bus" || mode == "overlapping")
         mv::benchBus(files, seconds, mode == "overlapping");
     else
-        mv::benchInTurn(
-            files, seconds, [](const std::string& file) { return mv::MP4Parser {}.build(file).has_value(); });
+        mv::benchInTurn(files, seconds,
+            [](const std::string& file) { return mv::MP4Parser {}.build(mv::OpenedFile::at(file)).has_value(); });
     return 0;
 }

@@ -49,11 +49,11 @@ void compare(BusClient& client, const std::string& file)
         if (!answer.ok())
             std::fprintf(stderr, "%s: %s\n", file.c_str(), answer.text.c_str());
     };
-    print(file, "build", bestMilliseconds([&] { (void)builder.build(Path(file)); }), bestMilliseconds([&] {
+    print(file, "build", bestMilliseconds([&] { (void)builder.build(OpenedFile::at(file)); }), bestMilliseconds([&] {
         call("Mivo.MVMediaInfoBuilder", "build", [&](WireWriter& out) { out.string(file); });
     }));
     print(file, "thumbnail", bestMilliseconds([&] {
-        (void)builder.makeThumbnailWithMaxSize(Path(file), { Side, Side });
+        (void)builder.makeThumbnailWithMaxSize(OpenedFile::at(file), { Side, Side });
     }),
         bestMilliseconds([&] {
             call("Mivo.MVImageInfoBuilder", "makeThumbnailWithMaxSize",

@@ -34,7 +34,7 @@ double cpuMilliseconds()
 
 bool byMivo(const std::string& path, int side)
 {
-    auto image = mv::NSImage::initWithContentsOfFile(mv::Path(path));
+    auto image = mv::NSImage::initWithContentsOfFile(mv::OpenedFile::at(path));
     float maximum = static_cast<float>(side);
     return image && mv::makeThumbnailForContentCategoryWithMaxSize(*image, 2, { maximum, maximum });
 }

@@ -25,9 +25,9 @@ mv::Path memoryFile(const std::uint8_t* data, std::size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    mv::Path path = memoryFile(data, size);
-    auto info = mv::ExifExtractor().extractExif(path);
-    auto block = mv::exifDataOfFile(path);
+    auto file = mv::OpenedFile::at(memoryFile(data, size));
+    auto info = mv::ExifExtractor().extractExif(file);
+    auto block = mv::exifDataOf(file.content());
     if (static_cast<bool>(info) != static_cast<bool>(block))
         std::abort();
     mv::Record record;

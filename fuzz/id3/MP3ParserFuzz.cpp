@@ -16,8 +16,8 @@ namespace {
 
 class NoMovies final : public mv::QTKit {
 public:
-    bool canInitWithFile(const mv::Path&) override { return false; }
-    mv::Result<std::unique_ptr<mv::QTMovie>> initWithFile(const mv::Path&) override
+    bool canInitWithFile(const mv::OpenedFile&) override { return false; }
+    mv::Result<std::unique_ptr<mv::QTMovie>> initWithFile(const mv::OpenedFile&) override
     {
         return mv::Error { mv::Error::Kind::Unsupported, "no movies here" };
     }
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mv::MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
     if (ftruncate(file, static_cast<off_t>(size)) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size))
         std::abort();
-    auto record = mv::MP3Parser(movies).build(path);
+    auto record = mv::MP3Parser(movies).build(mv::OpenedFile::at(path));
     if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
         std::abort();
     return 0;

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!file || write(file.get(), data, size) != static_cast<ssize_t>(size))
         std::abort();
     FileQTKit toolkit { kDeadline };
-    auto record = QuickTimeAVParser { toolkit }.build("/proc/self/fd/" + std::to_string(file.get()));
+    auto record = QuickTimeAVParser { toolkit }.build(OpenedFile::at("/proc/self/fd/" + std::to_string(file.get())));
     if (!record || record->empty())
         std::abort();
     return 0;

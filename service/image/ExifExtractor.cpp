@@ -76,9 +76,9 @@ void storeText(ExifEntry& entry, MVExifInfo& info)
 
 } // namespace
 
-std::shared_ptr<MVExifInfo> ExifExtractor::extractExif(const Path& path)
+std::shared_ptr<MVExifInfo> ExifExtractor::extractExif(const OpenedFile& file)
 {
-    ExifDataHandle data = exifDataOfFile(path);
+    ExifDataHandle data = exifDataOf(file.content());
     if (!data)
         return nullptr;
     auto info = std::make_shared<MVExifInfo>();

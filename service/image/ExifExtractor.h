@@ -11,7 +11,7 @@ namespace mv {
 class ExifExtractor final : public MVExifExtractorBase {
 public:
     /// Null when the file has no readable EXIF block. A block without entries gives an empty record.
-    std::shared_ptr<MVExifInfo> extractExif(const Path& path) override;
+    std::shared_ptr<MVExifInfo> extractExif(const OpenedFile& file) override;
 
     /// Puts one entry into its field; an entry without a field is ignored, and of two entries with one tag the later
     /// wins. A missing argument is a gated log line and nothing else.

@@ -2,7 +2,6 @@
 
 #include "Base/Core/Text.h"
 #include "system/DateText.h"
-#include "system/InputFile.h"
 
 #include <algorithm>
 #include <array>
@@ -61,15 +60,14 @@ extern "C" void visitContent(ExifContent* content, void* user)
 
 } // namespace
 
-ExifDataHandle exifDataOfFile(const Path& path)
+ExifDataHandle exifDataOf(const Result<SharedSource>& content)
 {
-    auto file = InputFile::open(path);
     LoaderHandle loader(exif_loader_new());
-    if (!file.ok() || !loader)
+    if (!content.ok() || !loader)
         return nullptr;
     Bytes buffer(ReadBytes);
     for (std::uint64_t offset = 0; offset < MaxExifSearchBytes; offset += ReadBytes) {
-        auto got = file->readAt(offset, buffer);
+        auto got = (*content)->readAt(offset, buffer);
         if (!got.ok() || *got == 0 || !feed(*loader, std::span(buffer).first(*got)))
             break;
     }

@@ -3,7 +3,7 @@
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Date.h"
 #include "Base/Core/Handle.h"
-#include "Base/Core/Path.h"
+#include "system/ByteSource.h"
 
 #include <functional>
 #include <libexif/exif-data.h>
@@ -15,9 +15,9 @@ namespace mv {
 
 using ExifDataHandle = std::unique_ptr<ExifData, CloseWith<exif_data_unref>>;
 
-/// The EXIF block of a picture file; null where there is none that can be read. What exif_data_new_from_file loads,
-/// but never from a FIFO, a device or a folder, and never from further inside the file than a block can begin.
-ExifDataHandle exifDataOfFile(const Path& path);
+/// The EXIF block in the content of a picture file; null where there is none that can be read. What
+/// exif_data_new_from_file loads, but never from further inside the file than a block can begin.
+ExifDataHandle exifDataOf(const Result<SharedSource>& content);
 
 /// Calls `visit` for every entry: directory after directory in the library's order (IFD0, IFD1, EXIF, GPS,
 /// interoperability), the entries of each in file order, those that the library invents last. A null block has no

@@ -5,7 +5,6 @@
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/NSFileManager.h"
 #include "service/image/ExifWalk.h"
 #include "service/image/NSImageExtension.h"
 
@@ -37,9 +36,9 @@ void storeText(ExifEntry& entry, std::string_view key, Record& record)
         record.set(key, std::move(*text));
 }
 
-void setExifColumns(Record& record, const Path& path)
+void setExifColumns(Record& record, const OpenedFile& file)
 {
-    ExifDataHandle data = exifDataOfFile(path);
+    ExifDataHandle data = exifDataOf(file.content());
     forEachExifEntry(
         data.get(), [&](ExifEntry* entry) { UnifiedImageInfoBuilder::contentForeachEntry(entry, &record); });
 }
@@ -64,12 +63,13 @@ void setFileDates(Record& record, const FileAttributes& attributes)
 
 } // namespace
 
-std::optional<Record> UnifiedImageInfoBuilder::build(const Path& path)
+std::optional<Record> UnifiedImageInfoBuilder::build(const OpenedFile& file)
 {
-    auto representation = NSImage::imageRepWithContentsOfFile(path);
+    auto representation = NSImage::imageRepWithContentsOfFile(file);
     if (!representation)
         return std::nullopt;
-    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    const Path& path = file.path();
+    const auto& attributes = file.attributes();
 
     Record record;
     setPathColumns(record, path);
@@ -80,7 +80,7 @@ std::optional<Record> UnifiedImageInfoBuilder::build(const Path& path)
     setMediaTypeColumns(record, mediaType);
     record.set(MediaDBPhotoColumnTitle, path.lastPathComponentWithoutExtension());
     if (mediaType == MVMediaTypeJPG)
-        setExifColumns(record, path);
+        setExifColumns(record, file);
     if (auto thumbnail = makeThumbnailForContentCategory(NSImage(representation), ThumbnailCategoryPicture))
         record.set(MediaDBPhotoColumnImage, std::move(*thumbnail));
     setPictureColumns(record, *representation);
@@ -90,9 +90,9 @@ std::optional<Record> UnifiedImageInfoBuilder::build(const Path& path)
     return record;
 }
 
-std::optional<Record> UnifiedImageInfoBuilder::makeThumbnailWithMaxSize(const Path& path, FloatSize maximum)
+std::optional<Record> UnifiedImageInfoBuilder::makeThumbnailWithMaxSize(const OpenedFile& file, FloatSize maximum)
 {
-    auto image = NSImage::initWithContentsOfFile(path);
+    auto image = NSImage::initWithContentsOfFile(file);
     auto best = image ? image->bestRepresentationForDevice() : nullptr;
     if (!best)
         return std::nullopt;

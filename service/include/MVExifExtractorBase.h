@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Date.h"
-#include "Base/Core/Path.h"
+#include "system/OpenedFile.h"
 
 #include <array>
 #include <cstdint>
@@ -69,11 +69,15 @@ inline constexpr std::array kExifTextProperties {
     ExifTextProperty { "redEyeReduction", &MVExifInfo::redEyeReduction },
 };
 
-class MVExifExtractorBase {
+/// `File` is how a file is named, as in MVMediaInfoBuilderOf.
+template <class File> class MVExifExtractorBaseOf {
 public:
-    virtual ~MVExifExtractorBase() = default;
+    virtual ~MVExifExtractorBaseOf() = default;
     /// Null when the file has no readable EXIF data.
-    virtual std::shared_ptr<MVExifInfo> extractExif(const Path& path) = 0;
+    virtual std::shared_ptr<MVExifInfo> extractExif(const File& file) = 0;
 };
+
+/// What the service implements.
+using MVExifExtractorBase = MVExifExtractorBaseOf<OpenedFile>;
 
 } // namespace mv

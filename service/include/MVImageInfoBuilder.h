@@ -16,10 +16,13 @@ inline constexpr std::string_view kThumbnailWidth = "width";
 inline constexpr std::string_view kThumbnailHeight = "height";
 
 /// Describes pictures and renders thumbnails of a size that the client chooses.
-class MVImageInfoBuilder : public MVMediaInfoBuilder {
+template <class File> class MVImageInfoBuilderOf : public MVMediaInfoBuilderOf<File> {
 public:
     /// The thumbnail dictionary, or nothing when no thumbnail can be rendered.
-    virtual std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) = 0;
+    virtual std::optional<Record> makeThumbnailWithMaxSize(const File& file, FloatSize maximum) = 0;
 };
+
+/// What the service implements.
+using MVImageInfoBuilder = MVImageInfoBuilderOf<OpenedFile>;
 
 } // namespace mv

@@ -1,16 +1,13 @@
 #include "service/parsers/MP3Parser.h"
 
-#include "Base/Core/NSException.h"
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
 #include "platform/MainThread.h"
-#include "platform/NSFileManager.h"
 #include "platform/QTKit.h"
 #include "service/parsers/ID3Columns.h"
-#include "system/InputFile.h"
 
 #include <cmath>
 
@@ -24,17 +21,6 @@ constexpr double BitsPerKilobit = 1000.0;
 /// Truncated or rounded numbers of whatever a file claims, kept inside what the column holds.
 std::int32_t columnInteger(double value) { return *Value(value).integerValue(); }
 
-// An exception of the platform's family means that the attributes are not there.
-std::optional<FileAttributes> attributesOf(const Path& path)
-{
-    try {
-        if (auto attributes = NSFileManager::attributesOfItemAtPath(path))
-            return *attributes;
-    } catch (const NSException&) {
-    }
-    return std::nullopt;
-}
-
 void setAudioColumns(Record& record, const MpegAudioFacts& audio)
 {
     record.set(MediaDBMusicColumnPlayLength, audio.wholeSeconds());
@@ -45,11 +31,10 @@ void setAudioColumns(Record& record, const MpegAudioFacts& audio)
 
 /// Tag columns and audio columns of a file that can be read; false when it holds no MPEG audio. A file that cannot be
 /// read is one without tags.
-bool readFileColumns(Record& record, const Path& path)
+bool readFileColumns(Record& record, const OpenedFile& file)
 {
-    auto file = InputFile::open(path);
     const MemorySource nothing { {} };
-    const ByteSource& source = file.ok() ? static_cast<const ByteSource&>(*file) : nothing;
+    const ByteSource& source = file.content().ok() ? **file.content() : nothing;
 
     auto tags = readTags(source);
     TagSet found = tags.ok() ? std::move(*tags) : TagSet {};
@@ -60,16 +45,12 @@ bool readFileColumns(Record& record, const Path& path)
     return audio.has_value();
 }
 
-void setFileColumns(Record& record, const Path& path)
+/// Of a file that is there.
+void setFileColumns(Record& record, const OpenedFile& file)
 {
     setNewMusicColumns(record);
-    auto attributes = attributesOf(path);
-    if (attributes) {
-        record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
-        record.set(MediaDBCommonColumnFileSize, attributes->size);
-    } else {
-        record.set(MediaDBCommonColumnFileSize, 0);
-    }
+    record.set(MediaDBMusicColumnDateModified, file.attributes()->modificationDate);
+    record.set(MediaDBCommonColumnFileSize, file.attributes()->size);
     // Whatever the extension says.
     setMediaTypeColumns(record, MVMediaTypeMP3);
     record.set(MediaDBMusicColumnDRMProperty, 0);
@@ -79,30 +60,29 @@ void setFileColumns(Record& record, const Path& path)
 
 } // namespace
 
-std::optional<Record> MP3Parser::build(const Path& path)
+std::optional<Record> MP3Parser::build(const OpenedFile& file)
 {
-    if (!NSFileManager::fileExistsAtPath(path))
+    if (!file.exists())
         return std::nullopt;
     Record record;
-    setPathColumns(record, path);
-    if (!readFileColumns(record, path) && !readMovieFacts(path, record))
+    setPathColumns(record, file.path());
+    if (!readFileColumns(record, file) && !readMovieFacts(file, record))
         return std::nullopt;
-    setFileColumns(record, path);
+    setFileColumns(record, file);
     return record;
 }
 
-bool MP3Parser::readMovieFacts(const Path& path, Record& record)
+bool MP3Parser::readMovieFacts(const OpenedFile& file, Record& record)
 {
     MainThread::perform([this] { runQTKitOnMainThread(); }, true);
-    auto movie = toolkit().initWithFile(path);
+    auto movie = toolkit().initWithFile(file);
     // Deliberate: the toolkit is not left on this way out.
     if (!movie.ok())
         return false;
     double duration = 0;
     QTGetTimeInterval((*movie)->duration(), &duration);
     if (duration > 0) {
-        auto attributes = attributesOf(path);
-        double size = attributes ? static_cast<double>(attributes->size) : 0.0;
+        double size = static_cast<double>(file.attributes()->size);
         record.set(MediaDBMusicColumnPlayLength, columnInteger(duration));
         record.set(
             MediaDBMusicColumnBitrate, columnInteger(std::floor(size * BitsPerByte / duration / BitsPerKilobit)));

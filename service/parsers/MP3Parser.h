@@ -20,10 +20,10 @@ public:
 
     /// Nothing, and nothing logged, when there is no such file, or when it holds no MPEG audio and no movie either. The
     /// main thread must be running then: it enters and leaves the movie toolkit.
-    std::optional<Record> build(const Path& path) override;
+    std::optional<Record> build(const OpenedFile& file) override;
 
 private:
-    bool readMovieFacts(const Path& path, Record& record);
+    bool readMovieFacts(const OpenedFile& file, Record& record);
     void runQTKitOnMainThread();
     void stopQTKitOnMainThread();
     QTKit& toolkit() const;

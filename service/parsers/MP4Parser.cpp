@@ -1,13 +1,11 @@
 #include "service/parsers/MP4Parser.h"
 
-#include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/GenreTable.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "mp4/mp4.h"
-#include "platform/NSFileManager.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/MP4TagDump.h"
 
@@ -67,17 +65,13 @@ void setAlbumArtColumn(Record& record, MP4Tags& tags)
         record.set(MediaDBMusicColumnAlbumArt, std::move(*thumbnail));
 }
 
-void setFileColumns(Record& record, const Path& path)
+void setFileColumns(Record& record, const OpenedFile& file)
 {
-    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    const auto& attributes = file.attributes();
     if (!attributes.ok())
         return;
-    try {
-        record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
-        record.set(MediaDBCommonColumnFileSize, attributes->size);
-    } catch (const NSException&) {
-        // A missing attribute leaves its column out; the other steps go on.
-    }
+    record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
+    record.set(MediaDBCommonColumnFileSize, attributes->size);
 }
 
 void setConstantColumns(Record& record)
@@ -90,44 +84,44 @@ void setConstantColumns(Record& record)
     record.set(MediaDBMusicColumnIsReadOnly, false);
 }
 
-void setSoundColumns(Record& record, Mp4File& file)
+void setSoundColumns(Record& record, Mp4File& movie)
 {
-    MP4TrackId track = MP4FindTrackId(file, 0, "soun", 0);
+    MP4TrackId track = MP4FindTrackId(movie, 0, "soun", 0);
     if (track == MP4_INVALID_TRACK_ID)
         return;
-    double duration = static_cast<double>(MP4GetTrackDuration(file, track));
-    double timeScale = MP4GetTrackTimeScale(file, track);
+    double duration = static_cast<double>(MP4GetTrackDuration(movie, track));
+    double timeScale = MP4GetTrackTimeScale(movie, track);
     if (timeScale > 0) {
         // Deliberately floating-point, and the time scale in the place of the sample rate: clients know them so.
         record.set(MediaDBMusicColumnPlayLength, std::floor(duration / timeScale));
         record.set(MediaDBMusicColumnSamplerate, timeScale);
     }
-    double kilobits = MP4GetTrackBitRate(file, track) / 1000.0;
+    double kilobits = MP4GetTrackBitRate(movie, track) / 1000.0;
     if (kilobits > 0)
         record.set(MediaDBMusicColumnBitrate, static_cast<std::int32_t>(std::floor(kilobits)));
 }
 
 } // namespace
 
-std::optional<Record> MP4Parser::build(const Path& path)
+std::optional<Record> MP4Parser::build(const OpenedFile& file)
 {
-    auto file = MP4Read(path);
-    if (!file.ok()) {
+    auto movie = MP4Read(file.content());
+    if (!movie.ok()) {
         NSLog("MP4Parser file open fail");
         return std::nullopt;
     }
     MP4Tags tags = MP4TagsAlloc();
-    MP4TagsFetch(tags, *file);
+    MP4TagsFetch(tags, *movie);
     Record record;
-    setPathColumns(record, path);
+    setPathColumns(record, file.path());
     setTagColumns(record, tags);
     setGenreColumn(record, tags);
     setAlbumArtColumn(record, tags);
     setNewMusicColumns(record);
-    setFileColumns(record, path);
-    setMediaTypeColumns(record, MVMediaTypeReader::type(path));
+    setFileColumns(record, file);
+    setMediaTypeColumns(record, MVMediaTypeReader::type(file.path()));
     setConstantColumns(record);
-    setSoundColumns(record, *file);
+    setSoundColumns(record, *movie);
     return record;
 }
 

@@ -13,7 +13,7 @@ public:
     /// The record, or nothing (after the log line "MP4Parser file open fail") for what cannot be opened or is no
     /// MPEG-4 file. PlayLength and Samplerate are floating-point numbers here, unlike other parsers'; Samplerate is
     /// the track's time scale.
-    std::optional<Record> build(const Path& path) override;
+    std::optional<Record> build(const OpenedFile& file) override;
 
     /// Prints every tag field that the file has to `out`, one a line, for people. 0, or 1 (after "MP4Modify failed")
     /// when the file cannot be opened for modification; it is not changed.

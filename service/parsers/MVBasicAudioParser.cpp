@@ -1,13 +1,11 @@
 #include "service/parsers/MVBasicAudioParser.h"
 
-#include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "platform/BASS.h"
-#include "platform/NSFileManager.h"
 
 #include <algorithm>
 #include <limits>
@@ -19,7 +17,7 @@ namespace {
 // Deliberate: clients expect lengths that are a second longer than the stream.
 constexpr double AddedSecond = 1.0;
 
-using StreamCreateFile = HSTREAM (*)(bool, const char*, std::uint64_t, std::uint64_t, std::uint32_t);
+using StreamCreateFile = HSTREAM (*)(bool, const OpenedFile&, std::uint64_t, std::uint64_t, std::uint32_t);
 
 StreamCreateFile streamCreateFileFor(std::string_view extension)
 {
@@ -37,17 +35,6 @@ std::string titleOf(const Path& path)
     std::string_view name = path.lastPathComponent();
     std::size_t taken = path.pathExtension().size() + 1;
     return std::string(truncatedUtf8(name, name.size() - std::min(name.size(), taken)));
-}
-
-// Whoever's files these are, an exception of the platform's family means that there are no attributes.
-std::optional<FileAttributes> attributesOf(const Path& path)
-{
-    try {
-        if (auto attributes = NSFileManager::attributesOfItemAtPath(path))
-            return *attributes;
-    } catch (const NSException&) {
-    }
-    return std::nullopt;
 }
 
 void setFixedColumns(Record& record)
@@ -68,12 +55,12 @@ std::int32_t wholeSeconds(double duration)
 
 } // namespace
 
-bool MVBasicAudioParser::isSupportMediaTDuration(const Path& path, double& duration) const
+bool MVBasicAudioParser::isSupportMediaTDuration(const OpenedFile& file, double& duration) const
 {
-    StreamCreateFile createFile = streamCreateFileFor(path.pathExtension());
+    StreamCreateFile createFile = streamCreateFileFor(file.path().pathExtension());
     if (!createFile)
         return false;
-    HSTREAM stream = createFile(false, path.c_str(), 0, 0, BASS_STREAM_AUTOFREE);
+    HSTREAM stream = createFile(false, file, 0, 0, BASS_STREAM_AUTOFREE);
     if (stream == 0) {
         NSLog("bass load error = %d", BASS_ErrorGetCode());
         return false;
@@ -85,15 +72,15 @@ bool MVBasicAudioParser::isSupportMediaTDuration(const Path& path, double& durat
     return true;
 }
 
-std::optional<Record> MVBasicAudioParser::build(const Path& path)
+std::optional<Record> MVBasicAudioParser::build(const OpenedFile& file)
 {
-    m_mediaFilePath = path;
+    const auto& attributes = file.attributes();
+    if (!attributes)
+        return std::nullopt;
+    const Path& path = file.path();
     Record record;
     setPathColumns(record, path);
     record.set(MediaDBMusicColumnTitle, titleOf(path));
-    auto attributes = attributesOf(path);
-    if (!attributes)
-        return std::nullopt;
     setNewMusicColumns(record);
     record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
     record.set(MediaDBCommonColumnFileSize, attributes->size);
@@ -101,7 +88,7 @@ std::optional<Record> MVBasicAudioParser::build(const Path& path)
     setFixedColumns(record);
 
     double duration = 0.0;
-    bool measured = isSupportMediaTDuration(path, duration);
+    bool measured = isSupportMediaTDuration(file, duration);
     record.set(MediaDBCommonColumnReservedInt, measured ? MVBasicAudioDurationMeasured : MVBasicAudioNotSupported);
     if (measured)
         record.set(MediaDBMusicColumnPlayLength, wholeSeconds(duration));

@@ -14,14 +14,11 @@ class MVBasicAudioParser final : public MVMediaInfoBuilder {
 public:
     /// Nothing when the file's attributes cannot be read. Any file that is there has a record; only for a FLAC or
     /// Ogg file that can be measured does it hold a play length.
-    std::optional<Record> build(const Path& path) override;
+    std::optional<Record> build(const OpenedFile& file) override;
 
     /// True when the file is called .flac or .ogg and could be measured; `duration` then is its length in seconds
     /// plus one. On false it is left alone, and what failed is logged unless the name was it.
-    bool isSupportMediaTDuration(const Path& path, double& duration) const;
-
-private:
-    Path m_mediaFilePath; // of the latest call of build()
+    bool isSupportMediaTDuration(const OpenedFile& file, double& duration) const;
 };
 
 } // namespace mv

@@ -8,7 +8,6 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "platform/MainThread.h"
-#include "platform/NSFileManager.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/CheckValidate.h"
 
@@ -34,20 +33,19 @@ double thumbnailTime(double duration)
 std::int32_t truncated(double value) { return *Value(value).integerValue(); }
 
 /// Deliberate: 32-bit arithmetic, so the bits of a file of 256 MiB and more wrap around.
-std::int32_t bitsOf(const Path& path)
+std::int32_t bitsOf(const OpenedFile& file)
 {
-    auto attributes = NSFileManager::attributesOfItemAtPath(path);
-    if (!attributes)
+    if (!file.exists())
         return 0;
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(attributes->size) * 8u);
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(file.attributes()->size) * 8u);
 }
 
 /// kbit/s; 0 for less than a second.
-std::int32_t bitrateOf(const Path& path, double duration)
+std::int32_t bitrateOf(const OpenedFile& file, double duration)
 {
     if (duration < 1.0)
         return 0;
-    return static_cast<std::int32_t>(bitsOf(path) / (std::int64_t { truncated(duration) } * 1000));
+    return static_cast<std::int32_t>(bitsOf(file) / (std::int64_t { truncated(duration) } * 1000));
 }
 
 void setDate(Record& record, std::string_view key, const QTMovie& movie, std::string_view attribute)
@@ -58,14 +56,13 @@ void setDate(Record& record, std::string_view key, const QTMovie& movie, std::st
 
 } // namespace
 
-std::optional<Record> QuickTimeAVParser::build(const Path& path)
+std::optional<Record> QuickTimeAVParser::build(const OpenedFile& file)
 {
-    m_mediaFilePath = path;
     m_movie.reset();
-    MainThread::perform([this] { runQTMovieInitOnMainThread(m_mediaFilePath); }, true);
+    MainThread::perform([&] { runQTMovieInitOnMainThread(file); }, true);
     Record record;
     if (!m_movie) {
-        setFileColumns(record);
+        setFileColumns(record, file);
         return record;
     }
     m_toolkit.enterQTKitOnThread();
@@ -73,15 +70,15 @@ std::optional<Record> QuickTimeAVParser::build(const Path& path)
         m_toolkit.exitQTKitOnThread();
         MainThread::perform([this] { runQTMovieReleaseOnMainThread(); }, true);
     });
-    parseMovie(record);
+    parseMovie(record, file);
     return record;
 }
 
-void QuickTimeAVParser::runQTMovieInitOnMainThread(const Path& path)
+void QuickTimeAVParser::runQTMovieInitOnMainThread(const OpenedFile& file)
 {
-    if (path.isNil() || !m_toolkit.canInitWithFile(path))
+    if (file.path().isNil() || !m_toolkit.canInitWithFile(file))
         return;
-    auto movie = m_toolkit.initWithFile(path);
+    auto movie = m_toolkit.initWithFile(file);
     if (movie)
         m_movie = std::move(*movie);
     else
@@ -98,22 +95,22 @@ void QuickTimeAVParser::runQTKitOnMainThread(bool exits)
         m_toolkit.enterQTKitOnThread();
 }
 
-void QuickTimeAVParser::setFileColumns(Record& record) const
+void QuickTimeAVParser::setFileColumns(Record& record, const OpenedFile& file) const
 {
-    if (m_mediaFilePath.isNil())
+    if (file.path().isNil())
         return;
-    setPathColumns(record, m_mediaFilePath);
-    if (auto attributes = NSFileManager::attributesOfItemAtPath(m_mediaFilePath))
-        record.set(MediaDBCommonColumnFileSize, attributes->size);
-    setMediaTypeColumns(record, MVMediaTypeReader::type(m_mediaFilePath));
+    setPathColumns(record, file.path());
+    if (file.exists())
+        record.set(MediaDBCommonColumnFileSize, file.attributes()->size);
+    setMediaTypeColumns(record, MVMediaTypeReader::type(file.path()));
     record.set(MediaDBCommonColumnLinkError, false);
 }
 
-void QuickTimeAVParser::parseMovie(Record& record) const
+void QuickTimeAVParser::parseMovie(Record& record, const OpenedFile& file) const
 {
     bool hasAudio = m_movie->attribute<bool>(QTMovieHasAudioAttribute).value_or(false);
     bool hasVideo = m_movie->attribute<bool>(QTMovieHasVideoAttribute).value_or(false);
-    setFileColumns(record);
+    setFileColumns(record, file);
     if (hasAudio && isAlacAudio(*m_movie)) {
         NSLog("Apple Lossless audio is not supported");
         return;
@@ -121,7 +118,7 @@ void QuickTimeAVParser::parseMovie(Record& record) const
     if (hasVideo)
         parseVideo(record);
     else if (hasAudio)
-        parseAudio(record);
+        parseAudio(record, file);
 }
 
 double QuickTimeAVParser::durationInSeconds() const
@@ -137,14 +134,14 @@ std::int32_t QuickTimeAVParser::playbackRate() const
     return truncated(m_movie->attribute<float>(QTMovieRateAttribute).value_or(0.0f));
 }
 
-void QuickTimeAVParser::parseAudio(Record& record) const
+void QuickTimeAVParser::parseAudio(Record& record, const OpenedFile& file) const
 {
     // Unlike a video's title, not looked at: a movie without a name has an empty title.
     record.set(
         MediaDBMusicColumnTitle, m_movie->attribute<std::string>(QTMovieDisplayNameAttribute).value_or(std::string()));
     double duration = durationInSeconds();
     record.set(MediaDBMusicColumnPlayLength, truncated(duration));
-    record.set(MediaDBMusicColumnBitrate, bitrateOf(m_mediaFilePath, duration));
+    record.set(MediaDBMusicColumnBitrate, bitrateOf(file, duration));
     record.set(MediaDBMusicColumnSamplerate, playbackRate());
     setNewMusicColumns(record);
     setDate(record, MediaDBMusicColumnDateModified, *m_movie, QTMovieModificationTimeAttribute);

@@ -17,17 +17,17 @@ public:
 
     /// Always a record. Of a file that cannot be opened, that holds Apple Lossless sound, or pictures that cannot all
     /// be decoded, it holds the file's own columns only.
-    std::optional<Record> build(const Path& path) override;
+    std::optional<Record> build(const OpenedFile& file) override;
 
     /// Sends exitQTKitOnThread for true and enterQTKitOnThread for false. build() does not use it.
     void runQTKitOnMainThread(bool exits);
 
 private:
-    void runQTMovieInitOnMainThread(const Path& path);
+    void runQTMovieInitOnMainThread(const OpenedFile& file);
     void runQTMovieReleaseOnMainThread();
-    void setFileColumns(Record& record) const;
-    void parseMovie(Record& record) const;
-    void parseAudio(Record& record) const;
+    void setFileColumns(Record& record, const OpenedFile& file) const;
+    void parseMovie(Record& record, const OpenedFile& file) const;
+    void parseAudio(Record& record, const OpenedFile& file) const;
     void parseVideo(Record& record) const;
     void setCodecs(Record& record) const;
     void setThumbnail(Record& record, double duration) const;
@@ -36,7 +36,6 @@ private:
 
     QTKit& m_toolkit;
     std::unique_ptr<QTMovie> m_movie; // null between calls
-    Path m_mediaFilePath; // of the latest call of build()
 };
 
 } // namespace mv

@@ -55,7 +55,7 @@ bool UpdateMP4Tag::updateTagWithDictionary(const Path& path, const Record& recor
 
 std::optional<Record> UpdateMP4Tag::podcastInfo(const Path& path)
 {
-    auto file = MP4Read(path);
+    auto file = MP4Read(InputFile::openShared(path));
     if (!file.ok()) {
         logWithPath("MP4Tag file open fail", path);
         return std::nullopt;

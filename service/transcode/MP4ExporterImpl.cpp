@@ -125,8 +125,8 @@ MP4ExporterTools MP4ExporterTools::platform()
     return {
         &MovieToolbox::shared(),
         &functions,
-        [](const Path& path) { return MP3Parser {}.build(path); },
-        [](const Path& path) { return MP4Parser {}.build(path); },
+        [](const Path& path) { return MP3Parser {}.build(OpenedFile::at(path)); },
+        [](const Path& path) { return MP4Parser {}.build(OpenedFile::at(path)); },
         [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
     };
 }

@@ -37,7 +37,7 @@ protected:
             + " --disable-gpu --disable-dev-shm-usage --hide-scrollbars --window-size=1000,900 --screenshot="
             + test::quoted(picture) + " " + test::quoted("file://" + page) + " >/dev/null 2>&1";
         EXPECT_EQ(test::run(command), 0);
-        auto image = NSImage::initWithContentsOfFile(Path(picture));
+        auto image = NSImage::initWithContentsOfFile(OpenedFile::at(picture));
         if (!image)
             return {};
         const ImageRep& rep = *image->representations().front();

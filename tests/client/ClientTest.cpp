@@ -73,7 +73,7 @@ TEST_F(ClientTest, AProxyRaisesWhatTheServiceRaises)
     service->answer
         = [](const Path&) -> std::optional<Record> { throw NSException(NSInvalidArgumentException, "no date"); };
     MediaInfoClient client(*m_bus, AVParserService);
-    MVMediaInfoBuilder& builder = client;
+    MVMediaInfoBuilderOf<Path>& builder = client;
     try {
         builder.build(Path("/x.mov"));
         FAIL() << "nothing raised";

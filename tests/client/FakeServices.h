@@ -20,15 +20,15 @@ namespace mv::test {
 
 struct FakeInfoBuilder final : MVMediaInfoBuilder {
     std::function<std::optional<Record>(const Path&)> answer;
-    std::optional<Record> build(const Path& path) override { return answer(path); }
+    std::optional<Record> build(const OpenedFile& file) override { return answer(file.path()); }
 };
 
 struct FakeImageBuilder final : MVImageInfoBuilder {
     std::function<std::optional<Record>(const Path&, FloatSize)> thumbnail;
-    std::optional<Record> build(const Path&) override { return Record { { MediaDBPhotoColumnWidth, 640 } }; }
-    std::optional<Record> makeThumbnailWithMaxSize(const Path& path, FloatSize maximum) override
+    std::optional<Record> build(const OpenedFile&) override { return Record { { MediaDBPhotoColumnWidth, 640 } }; }
+    std::optional<Record> makeThumbnailWithMaxSize(const OpenedFile& file, FloatSize maximum) override
     {
-        return thumbnail(path, maximum);
+        return thumbnail(file.path(), maximum);
     }
 };
 
@@ -41,7 +41,7 @@ struct FakeTag final : MVMediaTagBase {
 
 struct FakeExif final : MVExifExtractorBase {
     std::shared_ptr<MVExifInfo> info;
-    std::shared_ptr<MVExifInfo> extractExif(const Path&) override { return info; }
+    std::shared_ptr<MVExifInfo> extractExif(const OpenedFile&) override { return info; }
 };
 
 struct FakeExporter final : MVMP4ExporterBase {

@@ -79,14 +79,14 @@ public:
     std::vector<Call> calls;
     std::vector<QTTime> frameTimes;
 
-    bool canInitWithFile(const Path& path) override
+    bool canInitWithFile(const OpenedFile& file) override
     {
-        note("canInit " + path.text());
+        note("canInit " + file.path().text());
         return canInit;
     }
-    Result<std::unique_ptr<QTMovie>> initWithFile(const Path& path) override
+    Result<std::unique_ptr<QTMovie>> initWithFile(const OpenedFile& file) override
     {
-        note("init " + path.text());
+        note("init " + file.path().text());
         if (initError)
             return *initError;
         return std::unique_ptr<QTMovie>(std::make_unique<FakeMovie>(*this));

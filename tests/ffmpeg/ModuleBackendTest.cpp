@@ -46,9 +46,9 @@ TEST(ModuleBackendTest, DISABLED_LoadedAtTheFirstUse)
     EXPECT_FALSE(ffmpegIsLoaded());
     // What needs no FFmpeg does not load it.
     EXPECT_TRUE(QTKit::shared().findNextComponent({ fourCC("mhlr"), fourCC("vide") }));
-    EXPECT_FALSE(QTKit::shared().canInitWithFile("/no/such/file"));
+    EXPECT_FALSE(QTKit::shared().canInitWithFile(OpenedFile::at("/no/such/file")));
     Bytes box { 0, 0, 0, 8, 'f', 'r', 'e', 'e' };
-    EXPECT_TRUE(QTKit::shared().canInitWithFile(folder.write("a.mp4", ByteView(box))));
+    EXPECT_TRUE(QTKit::shared().canInitWithFile(OpenedFile::at(folder.write("a.mp4", ByteView(box)))));
     EXPECT_FALSE(ffmpegIsLoaded());
     EXPECT_TRUE(QTKit::shared().findNextComponent({ fourCC("imdc"), fourCC("avc1") }));
     EXPECT_TRUE(ffmpegIsLoaded());
@@ -83,9 +83,9 @@ TEST(ModuleBackendTest, DISABLED_MissingModule)
 {
     test::ScratchFolder folder;
     EXPECT_FALSE(QTKit::shared().findNextComponent({ fourCC("imdc"), fourCC("avc1") }));
-    EXPECT_FALSE(QTKit::shared().canInitWithFile(folder.write("a.txt", std::string_view("text"))));
+    EXPECT_FALSE(QTKit::shared().canInitWithFile(OpenedFile::at(folder.write("a.txt", std::string_view("text")))));
     EXPECT_EQ(typeid(installedMovieBackend()), typeid(MovieBackend));
-    auto movie = QTKit::shared().initWithFile(folder.file("a.txt"));
+    auto movie = QTKit::shared().initWithFile(OpenedFile::at(folder.file("a.txt")));
     ASSERT_FALSE(movie.ok());
     EXPECT_EQ(movie.error().text, "the media module is missing");
 }

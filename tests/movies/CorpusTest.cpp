@@ -68,7 +68,7 @@ protected:
     {
         auto known = m_movies.find(file);
         if (known == m_movies.end()) {
-            auto movie = QTKit::shared().initWithFile(test::corpusFile(file));
+            auto movie = QTKit::shared().initWithFile(OpenedFile::at(test::corpusFile(file)));
             known = m_movies.emplace(file, movie ? std::move(*movie) : nullptr).first;
         }
         return known->second.get();

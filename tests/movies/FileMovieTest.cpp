@@ -29,8 +29,8 @@ protected:
     void SetUp() override { MV_NEEDS_FFMPEG(); }
     std::unique_ptr<QTMovie> open(const std::string& path)
     {
-        EXPECT_TRUE(m_toolkit.canInitWithFile(path));
-        auto movie = m_toolkit.initWithFile(path);
+        EXPECT_TRUE(m_toolkit.canInitWithFile(OpenedFile::at(path)));
+        auto movie = m_toolkit.initWithFile(OpenedFile::at(path));
         if (!movie)
             throw std::runtime_error(movie.error().text);
         return std::move(*movie);

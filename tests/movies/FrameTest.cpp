@@ -64,7 +64,7 @@ class FrameTest : public testing::TestWithParam<ClipRow> {
 protected:
     std::unique_ptr<QTMovie> open(const std::string& path)
     {
-        auto movie = QTKit::shared().initWithFile(path);
+        auto movie = QTKit::shared().initWithFile(OpenedFile::at(path));
         EXPECT_TRUE(movie.ok()) << movie.error().text;
         return movie.ok() ? std::move(*movie) : nullptr;
     }

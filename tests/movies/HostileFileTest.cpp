@@ -16,7 +16,7 @@ using test::movingPicture;
 
 class HostileFileTest : public testing::Test {
 protected:
-    bool opens(const std::string& path) { return m_toolkit.initWithFile(path).ok(); }
+    bool opens(const std::string& path) { return m_toolkit.initWithFile(OpenedFile::at(path)).ok(); }
 
     test::ScratchFolder m_folder;
     FileQTKit m_toolkit { DefaultDeadline };
@@ -31,11 +31,11 @@ TEST_F(HostileFileTest, WhatIsNoMovieIsRefused)
     m_folder.write("zeros.mov", std::string(100'000, '\0'));
     m_folder.write("subtitles.mp4", std::string_view("1\n00:00:01,000 --> 00:00:02,000\nHello\n"));
     for (const char* name : { "fifo.mp4", "empty.mp4", "text.mp4", "zeros.mov", "subtitles.mp4", "missing.mp4", "" }) {
-        EXPECT_FALSE(m_toolkit.canInitWithFile(m_folder.file(name))) << name;
+        EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(m_folder.file(name)))) << name;
         EXPECT_FALSE(opens(m_folder.file(name))) << name;
     }
-    EXPECT_FALSE(m_toolkit.canInitWithFile(Path()));
-    EXPECT_FALSE(m_toolkit.initWithFile(Path()).ok());
+    EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(Path())));
+    EXPECT_FALSE(m_toolkit.initWithFile(OpenedFile::at(Path())).ok());
 }
 
 TEST_F(HostileFileTest, PicturesAreNoMovies)
@@ -43,7 +43,7 @@ TEST_F(HostileFileTest, PicturesAreNoMovies)
     MV_NEEDS_FFMPEG();
     for (const char* name : { "a.jpg", "a.png", "a.gif", "a.bmp" }) {
         std::string picture = makeClip(m_folder, name, movingPicture(64, 64, 1, 1) + " -frames:v 1 -update 1");
-        EXPECT_FALSE(m_toolkit.canInitWithFile(picture)) << name;
+        EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(picture))) << name;
         EXPECT_FALSE(opens(picture)) << name;
     }
 }
@@ -78,7 +78,7 @@ TEST_F(HostileFileTest, PlaylistsAreNoMovies)
     for (const std::string& playlist : playlistsOf(secret, 1)) {
         for (const char* name : { "list.mp4", "list.ogg", "list.m3u8", "list.ts", "list.avi" }) {
             std::string path = m_folder.write(name, playlist);
-            EXPECT_FALSE(m_toolkit.canInitWithFile(path)) << name << " " << playlist;
+            EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(path))) << name << " " << playlist;
             EXPECT_FALSE(opens(path)) << name << " " << playlist;
         }
     }
@@ -118,7 +118,7 @@ TEST_F(HostileFileTest, PlaylistsAreNoMoviesWhateverTheirFolderIsCalled)
         for (int times : { 1, 2, 12 }) {
             for (const std::string& playlist : playlistsOf("/media/" + folder + "/secret.ts", times)) {
                 std::string path = m_folder.write("list.mp4", playlist);
-                EXPECT_FALSE(m_toolkit.canInitWithFile(path)) << times << " " << playlist;
+                EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(path))) << times << " " << playlist;
                 EXPECT_FALSE(opens(path)) << times << " " << playlist;
             }
         }
@@ -148,7 +148,7 @@ TEST_F(HostileFileTest, AFewPacketsOfATransportStreamAreNoMovie)
         packets.insert(packets.end(), packet.begin(), packet.end());
     }
     std::string path = m_folder.write("few.ts", packets);
-    EXPECT_FALSE(m_toolkit.canInitWithFile(path));
+    EXPECT_FALSE(m_toolkit.canInitWithFile(OpenedFile::at(path)));
     EXPECT_FALSE(opens(path));
 }
 
@@ -159,8 +159,8 @@ TEST_F(HostileFileTest, AMovieBoxWithoutItsEndOpensAsFarAsItGoesOrNot)
     Bytes bytes = test::readFile(clip);
     // The movie box stands at the end: what is left of the file begins like a movie, and is none.
     std::string cut = m_folder.write("cut.mp4", ByteView(bytes).first(bytes.size() / 2));
-    EXPECT_TRUE(m_toolkit.canInitWithFile(cut));
-    auto movie = m_toolkit.initWithFile(cut);
+    EXPECT_TRUE(m_toolkit.canInitWithFile(OpenedFile::at(cut)));
+    auto movie = m_toolkit.initWithFile(OpenedFile::at(cut));
     ASSERT_FALSE(movie.ok());
     EXPECT_FALSE(movie.error().text.empty());
 }
@@ -175,7 +175,7 @@ TEST_F(HostileFileTest, NothingIsWrittenToTheLog)
     std::string damaged = m_folder.write("damaged.mp4", bytes);
     test::LogCapture log;
     testing::internal::CaptureStderr();
-    auto movie = m_toolkit.initWithFile(damaged);
+    auto movie = m_toolkit.initWithFile(OpenedFile::at(damaged));
     ASSERT_TRUE(movie.ok());
     (*movie)->frameImageAtTime(QTMakeTimeWithTimeInterval(0.9));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
@@ -188,8 +188,8 @@ TEST_F(HostileFileTest, TheDeadlineEndsOpening)
     FileQTKit hurried { milliseconds(0) };
     for (const char* name : { "a.mkv", "a.avi", "a.ts" }) {
         std::string clip = makeClip(m_folder, name, movingPicture(64, 64, 10, 1) + " -c:v mpeg4");
-        EXPECT_TRUE(m_toolkit.initWithFile(clip).ok()) << name;
-        auto movie = hurried.initWithFile(clip);
+        EXPECT_TRUE(m_toolkit.initWithFile(OpenedFile::at(clip)).ok()) << name;
+        auto movie = hurried.initWithFile(OpenedFile::at(clip));
         ASSERT_FALSE(movie.ok()) << name;
         EXPECT_EQ(movie.error().kind, Error::Kind::Limit) << name;
         EXPECT_EQ(movie.error().text, "cannot open: took too long") << name;
@@ -201,7 +201,7 @@ TEST_F(HostileFileTest, TheDeadlineEndsLookingForAFrame)
     MV_NEEDS_FFMPEG();
     std::string clip = makeClip(m_folder, "a.mp4", movingPicture(64, 64, 10, 1) + " -c:v mpeg4");
     FileQTKit hurried { milliseconds(0) };
-    auto movie = hurried.initWithFile(clip); // its boxes tell all
+    auto movie = hurried.initWithFile(OpenedFile::at(clip)); // its boxes tell all
     ASSERT_TRUE(movie.ok());
     EXPECT_FALSE((*movie)->frameImageAtTime(QTMakeTimeWithTimeInterval(0.5)));
     EXPECT_FALSE((*movie)->posterImage());
@@ -214,7 +214,7 @@ TEST_F(HostileFileTest, HugePicturesAreNotDecoded)
     std::string clip = makeClip(m_folder, "a.mkv",
         " -f lavfi -i color=red:size=8300x8300:rate=1:duration=1 -pix_fmt gray -c:v png -compression_level 0 -frames:v "
         "1");
-    auto movie = m_toolkit.initWithFile(clip);
+    auto movie = m_toolkit.initWithFile(OpenedFile::at(clip));
     ASSERT_TRUE(movie.ok());
     EXPECT_FALSE((*movie)->frameImageAtTime(QTMakeTimeWithTimeInterval(0)));
     EXPECT_FALSE((*movie)->posterImage());

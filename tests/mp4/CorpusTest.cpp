@@ -3,6 +3,7 @@
 #include "tests/support/Corpus.h"
 #include "mp4/SampleTable.h"
 #include "mp4/mp4.h"
+#include "system/OpenedFile.h"
 #include "tests/mp4/EditedFile.h"
 #include "tests/support/Scratch.h"
 
@@ -30,7 +31,7 @@ struct Described {
 
 Described describe(const std::string& name)
 {
-    Described described { MP4Read(corpusFile(name)).value(), {}, 0 };
+    Described described { MP4Read(OpenedFile::at(corpusFile(name)).content()).value(), {}, 0 };
     MP4TagsFetch(described.tags, described.file);
     described.sound = MP4FindTrackId(described.file, 0, "soun", 0);
     return described;
@@ -281,10 +282,10 @@ TEST(Mp4Corpus, BadFiles)
              BadRow { "bad/sample_missing_stsd.mp4", true },
              BadRow { "bad/truncated-64bit.mp4", true },
          })
-        EXPECT_EQ(MP4Read(corpusFile(row.name)).ok(), row.opens) << row.name;
+        EXPECT_EQ(MP4Read(OpenedFile::at(corpusFile(row.name)).content()).ok(), row.opens) << row.name;
     for (const std::string& name : corpusFiles("bad")) {
         bool known = name.ends_with(".mp4");
-        EXPECT_FALSE(!known && MP4Read(corpusFile(name)).ok()) << name;
+        EXPECT_FALSE(!known && MP4Read(OpenedFile::at(corpusFile(name)).content()).ok()) << name;
     }
 }
 

@@ -1,6 +1,6 @@
 // Files that nobody vouches for: whatever they hold, reading ends soon, with an error or with what is there.
 #include "mp4/mp4.h"
-#include "system/InputFile.h"
+#include "system/OpenedFile.h"
 #include "tests/support/CountingSource.h"
 #include "tests/support/Mp4Edit.h"
 #include "tests/support/Mp4Maker.h"
@@ -170,7 +170,7 @@ TEST(Memory, ReadingTakesAtMost64MebibytesAndThreeTimesTheMovieBox)
         ScratchFolder folder;
         std::string path = folder.write("hostile.m4a", ByteView(made.bytes));
         EXPECT_TRUE(fitsIntoMemory((64u << 20) + 3 * made.movieSize, [&] {
-            auto file = MP4Read(path);
+            auto file = MP4Read(OpenedFile::at(path).content());
             MP4Tags tags;
             MP4TagsFetch(tags, *file);
             MP4GetTrackBitRate(*file, 1);
@@ -183,16 +183,21 @@ TEST(NotAnMp4, FailsToOpen)
     ScratchFolder folder;
     std::string fifo = folder.file("fifo.m4a");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_FALSE(MP4Read(fifo).ok());
-    EXPECT_FALSE(MP4Read(folder.path()).ok());
-    EXPECT_FALSE(MP4Read(folder.file("missing.m4a")).ok());
-    EXPECT_FALSE(MP4Read(Path {}).ok());
-    EXPECT_FALSE(MP4Read(folder.write("empty.m4a", "")).ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(fifo).content()).ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(folder.path()).content()).ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(folder.file("missing.m4a")).content()).ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(Path {}).content()).ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(folder.write("empty.m4a", "")).content()).ok());
     EXPECT_FALSE(
-        MP4Read(folder.write("text.m4a", "This is a text, and no movie at all. It goes on for a while.")).ok());
-    EXPECT_FALSE(MP4Read(folder.write("zeros.m4a", ByteView(Bytes(5000)))).ok());
-    EXPECT_FALSE(MP4Read(folder.write("brand.m4a", ByteView(box("ftyp", bytes("M4A \0\0\0\0"))))).ok());
-    EXPECT_FALSE(MP4Read(folder.write("headerless.m4a", ByteView(box("moov", freeBox(100))))).ok());
+        MP4Read(OpenedFile::at(folder.write("text.m4a", "This is a text, and no movie at all. It goes on for a while."))
+                    .content())
+            .ok());
+    EXPECT_FALSE(MP4Read(OpenedFile::at(folder.write("zeros.m4a", ByteView(Bytes(5000)))).content()).ok());
+    EXPECT_FALSE(
+        MP4Read(OpenedFile::at(folder.write("brand.m4a", ByteView(box("ftyp", bytes("M4A \0\0\0\0"))))).content())
+            .ok());
+    EXPECT_FALSE(
+        MP4Read(OpenedFile::at(folder.write("headerless.m4a", ByteView(box("moov", freeBox(100))))).content()).ok());
     EXPECT_FALSE(MP4Modify(folder.write("text2.m4a", "text"), 0).ok());
 }
 

@@ -1,5 +1,6 @@
 // What an edit is made from, and what its check refuses.
 #include "mp4/FrontEdit.h"
+#include "system/OpenedFile.h"
 #include "tests/mp4/EditedFile.h"
 #include "tests/support/Scratch.h"
 
@@ -11,7 +12,10 @@ namespace {
 
 using namespace test;
 
-MP4Tags tagsOf(const std::string& path) { return tagsFromItems(MP4Read(path).value().items()); }
+MP4Tags tagsOf(const std::string& path)
+{
+    return tagsFromItems(MP4Read(OpenedFile::at(path).content()).value().items());
+}
 
 TEST(Edit, ThatChangesNothingWritesNothing)
 {

@@ -1,5 +1,6 @@
 // Files made by other programs, edited here, judged by other programs.
 #include "mp4/mp4.h"
+#include "system/OpenedFile.h"
 #include "tests/support/Mp4Edit.h"
 #include "tests/support/Scratch.h"
 
@@ -145,7 +146,7 @@ TEST(ReadBack, WhatMutagenWroteIsKept)
                     "f[\"tmpo\"] = [90]\nf.save()' "
                   + test::quoted(path)),
         0);
-    auto file = MP4Read(path);
+    auto file = MP4Read(OpenedFile::at(path).content());
     ASSERT_TRUE(file.ok());
     MP4Tags tags;
     MP4TagsFetch(tags, *file);
@@ -165,7 +166,7 @@ TEST_P(ReadBackOf, LengthsAndRatesAgreeWithFfprobe)
     MV_NEEDS_PROGRAMS();
     ScratchFolder folder;
     std::string path = makeFile(folder, GetParam());
-    auto file = MP4Read(path);
+    auto file = MP4Read(OpenedFile::at(path).content());
     ASSERT_TRUE(file.ok());
     MP4TrackId sound = MP4FindTrackId(*file, 0, "soun", 0);
     std::uint64_t scale = MP4GetTrackTimeScale(*file, sound);

@@ -59,7 +59,7 @@ TEST_P(CorpusPicturesPart, LooksAsAnotherLibraryDrawsIt)
     std::string profile = folder.write("srgb.icc", srgbProfile());
     int compared = 0;
     for (const std::string& name : corpusFiles("image", GetParam(), kParts)) {
-        auto image = NSImage::initWithContentsOfFile(Path(corpusFile(name)));
+        auto image = NSImage::initWithContentsOfFile(OpenedFile::at(corpusFile(name)));
         if (!image || isSpecial(name))
             continue;
         auto drawn = image->representations().front()->scaledTo(kSide, kSide);
@@ -86,7 +86,7 @@ TEST(CorpusPictures, BrokenOnesAreNothingOrAPicture)
     LogCapture quiet;
     int seen = 0;
     for (const std::string& name : corpusFiles("bad")) {
-        auto image = NSImage::initWithContentsOfFile(Path(corpusFile(name)));
+        auto image = NSImage::initWithContentsOfFile(OpenedFile::at(corpusFile(name)));
         if (!image)
             continue;
         seen++;
@@ -96,7 +96,7 @@ TEST(CorpusPictures, BrokenOnesAreNothingOrAPicture)
     EXPECT_GT(seen, 0);
     for (const char* name : { "bad/broken.png", "bad/xc1n0g08.png", "bad/xd0n2c08.png", "bad/xdtn0g01.png",
              "bad/reallybig.bmp", "bad/badbitcount.bmp", "bad/badwidth.bmp", "bad/zero_width.gif" })
-        EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(corpusFile(name))).has_value()) << name;
+        EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(corpusFile(name))).has_value()) << name;
 }
 
 /// Turning that the container prescribes belongs to the picture; the orientation in Exif does not.
@@ -110,7 +110,7 @@ TEST(CorpusPictures, SizesAreThoseOfTheStoredPicture)
     for (const Row& row : { Row { "image/Landscape_6.jpg", 1200, 1800 }, Row { "image/f6-exif.jpg", 80, 40 },
              Row { "image/g4_orientation_6.tif", 88, 590 }, Row { "image/hopper_orientation_6.webp", 128, 128 },
              Row { "image/IMG_5195.HEIC", 2566, 3313 }, Row { "image/sample_still_photo.heic", 1080, 1920 } }) {
-        auto rep = NSImage::imageRepWithContentsOfFile(Path(corpusFile(row.name)));
+        auto rep = NSImage::imageRepWithContentsOfFile(OpenedFile::at(corpusFile(row.name)));
         ASSERT_NE(rep, nullptr) << row.name;
         EXPECT_EQ(rep->pixelsWide(), row.width) << row.name;
         EXPECT_EQ(rep->pixelsHigh(), row.height) << row.name;

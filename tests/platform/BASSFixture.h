@@ -87,10 +87,10 @@ protected:
         double seconds = 0;
         int error = BASS_OK;
     };
-    using Create = HSTREAM (*)(bool, const char*, std::uint64_t, std::uint64_t, std::uint32_t);
+    using Create = HSTREAM (*)(bool, const OpenedFile&, std::uint64_t, std::uint64_t, std::uint32_t);
     static Measured measure(const std::string& path, Create create)
     {
-        HSTREAM stream = create(false, path.c_str(), 0, 0, BASS_STREAM_AUTOFREE);
+        HSTREAM stream = create(false, OpenedFile::at(path), 0, 0, BASS_STREAM_AUTOFREE);
         if (stream == 0)
             return { 0, 0, BASS_ErrorGetCode() };
         Measured measured;

@@ -6,9 +6,9 @@ namespace {
 TEST_F(BASSTest, NeedsInit)
 {
     BASS_Free();
-    EXPECT_EQ(BASS_FLAC_StreamCreateFile(false, "/x.flac", 0, 0, 0), 0u);
+    EXPECT_EQ(BASS_FLAC_StreamCreateFile(false, OpenedFile::at("/x.flac"), 0, 0, 0), 0u);
     EXPECT_EQ(BASS_ErrorGetCode(), 8);
-    EXPECT_EQ(BASS_StreamCreateFile(false, "/x.ogg", 0, 0, 0), 0u);
+    EXPECT_EQ(BASS_StreamCreateFile(false, OpenedFile::at("/x.ogg"), 0, 0, 0), 0u);
     EXPECT_EQ(BASS_ErrorGetCode(), 8);
     EXPECT_FALSE(BASS_Free());
     EXPECT_EQ(BASS_ErrorGetCode(), 8);
@@ -48,12 +48,12 @@ TEST_F(BASSTest, WhatIsOfNoKnownFormat)
 
 TEST_F(BASSTest, OnlyWholeNamedFiles)
 {
-    std::string path = m_scratch.write("a.flac", flacHeader(44100, 2, 44100));
-    EXPECT_EQ(BASS_FLAC_StreamCreateFile(true, path.c_str(), 0, 0, 0), 0u);
+    auto file = OpenedFile::at(m_scratch.write("a.flac", flacHeader(44100, 2, 44100)));
+    EXPECT_EQ(BASS_FLAC_StreamCreateFile(true, file, 0, 0, 0), 0u);
     EXPECT_EQ(BASS_ErrorGetCode(), 20);
-    EXPECT_EQ(BASS_FLAC_StreamCreateFile(false, nullptr, 0, 0, 0), 0u);
+    EXPECT_EQ(BASS_FLAC_StreamCreateFile(false, file, 0, 1, 0), 0u);
     EXPECT_EQ(BASS_ErrorGetCode(), 20);
-    EXPECT_EQ(BASS_StreamCreateFile(false, path.c_str(), 1, 0, 0), 0u);
+    EXPECT_EQ(BASS_StreamCreateFile(false, file, 1, 0, 0), 0u);
     EXPECT_EQ(BASS_ErrorGetCode(), 20);
 }
 
@@ -70,8 +70,8 @@ TEST_F(BASSTest, HandlesAreTheirOwn)
 {
     std::string one = m_scratch.write("1.flac", flacHeader(44100, 2, 100));
     std::string two = m_scratch.write("2.flac", flacHeader(8000, 1, 200));
-    HSTREAM first = BASS_FLAC_StreamCreateFile(false, one.c_str(), 0, 0, 0);
-    HSTREAM second = BASS_FLAC_StreamCreateFile(false, two.c_str(), 0, 0, 0);
+    HSTREAM first = BASS_FLAC_StreamCreateFile(false, OpenedFile::at(one), 0, 0, 0);
+    HSTREAM second = BASS_FLAC_StreamCreateFile(false, OpenedFile::at(two), 0, 0, 0);
     ASSERT_NE(first, 0u);
     ASSERT_NE(second, 0u);
     EXPECT_NE(first, second);

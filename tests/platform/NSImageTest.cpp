@@ -44,22 +44,22 @@ TEST(NSImage, OnlyAllowedFormatsByTheirFirstBytes)
 TEST(NSImage, NameDoesNotMatter)
 {
     ScratchFolder folder;
-    auto image = NSImage::initWithContentsOfFile(Path(folder.write("really.txt", makeJpeg(photo(30, 20)))));
+    auto image = NSImage::initWithContentsOfFile(OpenedFile::at(folder.write("really.txt", makeJpeg(photo(30, 20)))));
     ASSERT_TRUE(image.has_value());
     EXPECT_EQ(image->representations().front()->pixelsWide(), 30);
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(folder.write("text.jpg", "just text"))).has_value());
-    EXPECT_EQ(NSImage::imageRepWithContentsOfFile(Path(folder.file("text.jpg"))), nullptr);
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(folder.write("text.jpg", "just text"))).has_value());
+    EXPECT_EQ(NSImage::imageRepWithContentsOfFile(OpenedFile::at(folder.file("text.jpg"))), nullptr);
 }
 
 TEST(NSImage, WhatIsNoFileIsNoPicture)
 {
     ScratchFolder folder;
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path()).has_value());
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(folder.path())).has_value());
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(folder.file("missing.jpg"))).has_value());
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(folder.write("empty.jpg", ""))).has_value());
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(Path())).has_value());
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(folder.path())).has_value());
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(folder.file("missing.jpg"))).has_value());
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(folder.write("empty.jpg", ""))).has_value());
     ASSERT_EQ(mkfifo(folder.file("pipe.jpg").c_str(), 0600), 0);
-    EXPECT_FALSE(NSImage::initWithContentsOfFile(Path(folder.file("pipe.jpg"))).has_value());
+    EXPECT_FALSE(NSImage::initWithContentsOfFile(OpenedFile::at(folder.file("pipe.jpg"))).has_value());
 }
 
 TEST(NSImage, BestRepresentationHasTheMostPixelsAndTheFirstOfEquals)

@@ -22,8 +22,7 @@ std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { retu
 
 void ExifExtractorAdaptor::extractExif(Call& call)
 {
-    Path path = call.arguments().path();
-    std::shared_ptr<MVExifInfo> info = m_root->extractExif(path);
+    std::shared_ptr<MVExifInfo> info = m_root->extractExif(OpenedFile::at(call.arguments().path()));
     std::string object = "/";
     if (info)
         object = call.host().serveForClient(std::make_unique<ExifInfoAdaptor>(std::move(info)), call.sender());

@@ -27,12 +27,13 @@ std::span<const ServedInterface> ImageInfoAdaptor::interfaces() const
 
 void ImageInfoAdaptor::makeThumbnailWithMaxSize(Call& call)
 {
-    Path path = call.arguments().path();
-    auto [width, height] = call.arguments().realPair();
+    WireReader& arguments = call.arguments();
+    Path path = arguments.path();
+    auto [width, height] = arguments.realPair();
     FloatSize maximum { static_cast<float>(width), static_cast<float>(height) };
     // The constructor takes no other.
     auto& images = static_cast<MVImageInfoBuilder&>(*m_root);
-    call.reply().optionalRecord(images.makeThumbnailWithMaxSize(path, maximum));
+    call.reply().optionalRecord(images.makeThumbnailWithMaxSize(OpenedFile::at(path), maximum));
 }
 
 } // namespace mv

@@ -21,8 +21,7 @@ std::span<const ServedInterface> MediaInfoAdaptor::interfaces() const { return k
 
 void MediaInfoAdaptor::build(Call& call)
 {
-    Path path = call.arguments().path();
-    call.reply().optionalRecord(m_root->build(path));
+    call.reply().optionalRecord(m_root->build(OpenedFile::at(call.arguments().path())));
 }
 
 } // namespace mv

@@ -100,7 +100,7 @@ double describe(const Bytes& clip, int& withPicture)
     if (!file || write(file.get(), clip.data(), clip.size()) != static_cast<ssize_t>(clip.size()))
         std::abort();
     auto start = std::chrono::steady_clock::now();
-    auto record = QuickTimeAVParser {}.build("/proc/self/fd/" + std::to_string(file.get()));
+    auto record = QuickTimeAVParser {}.build(OpenedFile::at("/proc/self/fd/" + std::to_string(file.get())));
     std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     if (!record || !record->contains(MediaDBCommonColumnFilePath))
         std::abort();

@@ -10,12 +10,12 @@ namespace mv {
 namespace {
 
 struct FakeExtractor final : MVExifExtractorBase {
-    std::shared_ptr<MVExifInfo> extractExif(const Path& path) override
+    std::shared_ptr<MVExifInfo> extractExif(const OpenedFile& file) override
     {
-        if (path.text() == "/none")
+        if (file.path().text() == "/none")
             return nullptr;
         auto info = std::make_shared<MVExifInfo>();
-        info->vendor = path.text();
+        info->vendor = file.path().text();
         info->model = "";
         info->version = "0220";
         info->versionNumber = 220;

@@ -110,7 +110,7 @@ TEST(CorpusPictures, ExifRecordsAgreeWithOtherProjects)
         // The EXIF library reads JPEG pictures.
         if (!row.file.starts_with("image/") || !row.file.ends_with(".jpg") || !row.key.starts_with("exif."))
             continue;
-        auto info = ExifExtractor().extractExif(test::corpusFile(row.file));
+        auto info = ExifExtractor().extractExif(OpenedFile::at(test::corpusFile(row.file)));
         auto comparison = info ? compare(row, *info) : std::nullopt;
         if (info && !comparison)
             continue;
@@ -135,7 +135,7 @@ TEST(CorpusPictures, SizesAgreeWithOtherProjects)
         bool isSize = row.key == "width" || row.key == "height";
         if (!row.file.starts_with("image/") || !isSize)
             continue;
-        auto record = UnifiedImageInfoBuilder().build(test::corpusFile(row.file));
+        auto record = UnifiedImageInfoBuilder().build(OpenedFile::at(test::corpusFile(row.file)));
         ASSERT_TRUE(record) << row.file;
         auto key = row.key == "width" ? MediaDBPhotoColumnWidth : MediaDBPhotoColumnHeight;
         EXPECT_EQ(record->integer(key), std::atoi(row.value.c_str())) << row.file;
@@ -147,13 +147,13 @@ TEST(CorpusPictures, SizesAgreeWithOtherProjects)
 TEST(CorpusPictures, CommentsAreInTheRecord)
 {
     MV_NEEDS_CORPUS();
-    auto record = UnifiedImageInfoBuilder().build(test::corpusFile("image/made-xpcomment-II.jpg"));
+    auto record = UnifiedImageInfoBuilder().build(OpenedFile::at(test::corpusFile("image/made-xpcomment-II.jpg")));
     ASSERT_TRUE(record);
     EXPECT_EQ(*record->string(MediaDBPhotoColumnDescription), "Ein Kommentar – 주석");
     EXPECT_EQ(*record->string(MediaDBPhotoColumnCameraModel), "Model II");
     // The comment comes after the orientation in this file.
     EXPECT_EQ(*record->string(kPhotoOrientation), "Ein Kommentar – 주석");
-    record = UnifiedImageInfoBuilder().build(test::corpusFile("image/made-xpcomment-MM.jpg"));
+    record = UnifiedImageInfoBuilder().build(OpenedFile::at(test::corpusFile("image/made-xpcomment-MM.jpg")));
     ASSERT_TRUE(record);
     // The library reads these texts least significant byte first in both byte orders, as writers write them.
     EXPECT_EQ(*record->string(MediaDBPhotoColumnDescription), "Big endian comment");
@@ -165,10 +165,10 @@ TEST(CorpusPictures, EveryPictureIsDescribedOrRefused)
     int described = 0;
     for (const char* folder : { "image", "bad" }) {
         for (const std::string& file : test::corpusFiles(folder)) {
-            ExifExtractor().extractExif(test::corpusFile(file));
+            ExifExtractor().extractExif(OpenedFile::at(test::corpusFile(file)));
             std::optional<Record> record;
             try {
-                record = UnifiedImageInfoBuilder().build(test::corpusFile(file));
+                record = UnifiedImageInfoBuilder().build(OpenedFile::at(test::corpusFile(file)));
             } catch (const std::exception& exception) {
                 // An unreadable date of the right length.
                 EXPECT_NE(std::string(exception.what()), "") << file;

@@ -24,7 +24,8 @@ class ExifExtractorTest : public testing::TestWithParam<ByteOrder> {
 protected:
     std::shared_ptr<MVExifInfo> extract(const ExifMaker& maker)
     {
-        return ExifExtractor().extractExif(m_folder.write("a.jpg", test::jpegPicture(8, 8, maker.block())));
+        return ExifExtractor().extractExif(
+            OpenedFile::at(m_folder.write("a.jpg", test::jpegPicture(8, 8, maker.block()))));
     }
     test::ScratchFolder m_folder;
 };
@@ -229,26 +230,26 @@ TEST_F(ExifExtractorFacts, OfTwoEntriesInOneDirectoryTheLibraryKeepsTheFirst)
 TEST_F(ExifExtractorFacts, NoBlockIsNil)
 {
     ExifExtractor extractor;
-    EXPECT_FALSE(extractor.extractExif(m_folder.write("none.jpg", test::jpegPicture(8, 8))));
-    EXPECT_FALSE(extractor.extractExif(m_folder.write("a.png", test::pngPicture(8, 8))));
-    EXPECT_FALSE(extractor.extractExif(m_folder.write("a.txt", std::string_view("no picture"))));
-    EXPECT_FALSE(extractor.extractExif(m_folder.write("empty.jpg", std::string_view())));
-    EXPECT_FALSE(extractor.extractExif(m_folder.file("missing.jpg")));
-    EXPECT_FALSE(extractor.extractExif(m_folder.path()));
-    EXPECT_FALSE(extractor.extractExif(Path()));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.write("none.jpg", test::jpegPicture(8, 8)))));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.write("a.png", test::pngPicture(8, 8)))));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.write("a.txt", std::string_view("no picture")))));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.write("empty.jpg", std::string_view()))));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.file("missing.jpg"))));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(m_folder.path())));
+    EXPECT_FALSE(extractor.extractExif(OpenedFile::at(Path())));
 }
 
 TEST_F(ExifExtractorFacts, AFifoIsNilAtOnce)
 {
     std::string path = m_folder.file("fifo.jpg");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    EXPECT_FALSE(ExifExtractor().extractExif(path));
+    EXPECT_FALSE(ExifExtractor().extractExif(OpenedFile::at(path)));
 }
 
 TEST_F(ExifExtractorFacts, ABlockWithoutEntriesIsAnEmptyRecord)
 {
-    auto info = ExifExtractor().extractExif(
-        m_folder.write("g.jpg", test::jpegPicture(8, 8, { 'E', 'x', 'i', 'f', 0, 0, 9, 9, 9, 9, 9, 9, 9, 9 })));
+    auto info = ExifExtractor().extractExif(OpenedFile::at(
+        m_folder.write("g.jpg", test::jpegPicture(8, 8, { 'E', 'x', 'i', 'f', 0, 0, 9, 9, 9, 9, 9, 9, 9, 9 }))));
     ASSERT_TRUE(info);
     EXPECT_EQ(info->vendor, Text());
     EXPECT_EQ(info->versionNumber, 0);
@@ -257,7 +258,7 @@ TEST_F(ExifExtractorFacts, ABlockWithoutEntriesIsAnEmptyRecord)
 TEST_F(ExifExtractorFacts, TheNameDoesNotMatter)
 {
     Bytes jpeg = test::jpegPicture(8, 8, ExifMaker().ascii(Ifd0, 0x010f, "Maker").block());
-    EXPECT_EQ(ExifExtractor().extractExif(m_folder.write("song.mp3", jpeg))->vendor, "Maker");
+    EXPECT_EQ(ExifExtractor().extractExif(OpenedFile::at(m_folder.write("song.mp3", jpeg)))->vendor, "Maker");
 }
 
 TEST_F(ExifExtractorFacts, ABlockBehindOtherSegmentsIsFound)
@@ -273,7 +274,7 @@ TEST_F(ExifExtractorFacts, ABlockBehindOtherSegmentsIsFound)
         jpeg.insert(jpeg.end(), segment.begin(), segment.end());
     }
     jpeg.insert(jpeg.end(), exif.begin() + 2, exif.end());
-    auto info = ExifExtractor().extractExif(m_folder.write("far.jpg", jpeg));
+    auto info = ExifExtractor().extractExif(OpenedFile::at(m_folder.write("far.jpg", jpeg)));
     ASSERT_TRUE(info);
     EXPECT_EQ(info->vendor, "Maker");
 }

@@ -88,7 +88,7 @@ class UnifiedImageInfoBuilderTest : public testing::Test {
 protected:
     Record describe(const std::string& name, const Bytes& content)
     {
-        auto record = m_builder.build(m_folder.write(name, content));
+        auto record = m_builder.build(OpenedFile::at(m_folder.write(name, content)));
         EXPECT_TRUE(record) << name;
         return record.value_or(Record());
     }
@@ -103,7 +103,7 @@ TEST_F(UnifiedImageInfoBuilderTest, DescribesAJpeg)
     Bytes jpeg = test::jpegPicture(640, 480);
     std::string path = m_folder.write("My.Photo.jpg", jpeg);
     Date before = Date::now();
-    auto record = m_builder.build(path);
+    auto record = m_builder.build(OpenedFile::at(path));
     Date after = Date::now();
     ASSERT_TRUE(record);
     EXPECT_EQ(*record->string(MediaDBCommonColumnFilePath), path);
@@ -159,7 +159,7 @@ TEST_F(UnifiedImageInfoBuilderTest, DatesAreTheFileSystems)
     std::string path = m_folder.write("a.png", test::pngPicture(4, 4));
     timespec times[2] = { { 1000000000, 0 }, { 1234567890, 500000000 } };
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-    auto record = m_builder.build(path);
+    auto record = m_builder.build(OpenedFile::at(path));
     EXPECT_EQ(*record->date(MediaDBPhotoColumnDateModified), Date::fromTimespec(1234567890, 500000000));
     auto created = NSFileManager::attributesOfItemAtPath(path)->creationDate;
     EXPECT_EQ(record->contains(MediaDBPhotoColumnDateCreated), created.has_value());
@@ -257,7 +257,7 @@ TEST_F(UnifiedImageInfoBuilderTest, NineteenCharactersThatAreNoDateRaise)
         std::string path
             = m_folder.write("a.jpg", test::jpegPicture(16, 8, ExifMaker().ascii(Ifd0, TagDateTime, text).block()));
         try {
-            m_builder.build(path);
+            m_builder.build(OpenedFile::at(path));
             ADD_FAILURE() << "no exception for " << text;
         } catch (const NSException& exception) {
             EXPECT_EQ(exception.name(), NSInvalidArgumentException);
@@ -303,16 +303,16 @@ TEST_F(UnifiedImageInfoBuilderTest, WhatIsNoPictureIsNilWithoutALine)
     for (const Path& path : { Path(m_folder.write("text.jpg", std::string_view("no picture"))),
              Path(m_folder.write("empty.jpg", std::string_view())), Path(m_folder.file("missing.jpg")),
              Path(m_folder.path()), Path(fifo), Path() }) {
-        EXPECT_FALSE(m_builder.build(path)) << path.text();
-        EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(path, { 10, 10 })) << path.text();
+        EXPECT_FALSE(m_builder.build(OpenedFile::at(path))) << path.text();
+        EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(OpenedFile::at(path), { 10, 10 })) << path.text();
     }
     EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
 TEST_F(UnifiedImageInfoBuilderTest, ThumbnailDictionaryHasThreeKeys)
 {
-    auto thumbnail
-        = m_builder.makeThumbnailWithMaxSize(m_folder.write("a.jpg", test::jpegPicture(640, 480)), { 64, 64 });
+    auto thumbnail = m_builder.makeThumbnailWithMaxSize(
+        OpenedFile::at(m_folder.write("a.jpg", test::jpegPicture(640, 480))), { 64, 64 });
     ASSERT_TRUE(thumbnail);
     EXPECT_EQ(thumbnail->size(), 3u);
     EXPECT_EQ(*thumbnail->find("width"), Value(640.0));
@@ -323,8 +323,8 @@ TEST_F(UnifiedImageInfoBuilderTest, ThumbnailDictionaryHasThreeKeys)
 
 TEST_F(UnifiedImageInfoBuilderTest, AMaximumBelowOneIsTheWholePicture)
 {
-    auto thumbnail
-        = m_builder.makeThumbnailWithMaxSize(m_folder.write("a.jpg", test::jpegPicture(64, 48)), { 0.5f, 0.5f });
+    auto thumbnail = m_builder.makeThumbnailWithMaxSize(
+        OpenedFile::at(m_folder.write("a.jpg", test::jpegPicture(64, 48))), { 0.5f, 0.5f });
     ASSERT_TRUE(thumbnail);
     EXPECT_EQ(tiffSize(*thumbnail->data("data")), std::pair(64u, 48u));
 }
@@ -335,8 +335,8 @@ TEST_F(UnifiedImageInfoBuilderTest, OddMaximaAreSurvived)
     constexpr float infinity = std::numeric_limits<float>::infinity();
     std::string path = m_folder.write("a.jpg", test::jpegPicture(64, 48));
     for (float value : { nan, infinity, -infinity, -5.0f, 1e30f })
-        EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(path, { value, value })) << value;
-    auto whole = m_builder.makeThumbnailWithMaxSize(path, { 0, 0 });
+        EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(OpenedFile::at(path), { value, value })) << value;
+    auto whole = m_builder.makeThumbnailWithMaxSize(OpenedFile::at(path), { 0, 0 });
     ASSERT_TRUE(whole);
     EXPECT_EQ(tiffSize(*whole->data("data")), std::pair(64u, 48u));
 }
@@ -345,12 +345,12 @@ TEST_F(UnifiedImageInfoBuilderTest, OddMaximaAreSurvived)
 TEST_F(UnifiedImageInfoBuilderTest, OfSeveralPagesTheFirstIsDrawnAndTheLargestIsStated)
 {
     std::string path = m_folder.write("a.tif", pagesOf({ { 8, 16 }, { 60, 20 }, { 30, 10 } }));
-    auto thumbnail = m_builder.makeThumbnailWithMaxSize(path, { 100, 100 });
+    auto thumbnail = m_builder.makeThumbnailWithMaxSize(OpenedFile::at(path), { 100, 100 });
     ASSERT_TRUE(thumbnail);
     EXPECT_EQ(*thumbnail->find("width"), Value(60.0));
     EXPECT_EQ(*thumbnail->find("height"), Value(20.0));
     EXPECT_EQ(tiffSize(*thumbnail->data("data")), std::pair(50u, 100u));
-    auto record = m_builder.build(path);
+    auto record = m_builder.build(OpenedFile::at(path));
     ASSERT_TRUE(record);
     EXPECT_EQ(*record->find(MediaDBPhotoColumnWidth), Value(8));
     EXPECT_EQ(*record->find(MediaDBPhotoColumnHeight), Value(16));
@@ -367,7 +367,7 @@ TEST_F(UnifiedImageInfoBuilderTest, AHeaderWithoutPixelsIsDescribedWithoutAThumb
     EXPECT_FALSE(record.contains(MediaDBPhotoColumnImage));
     EXPECT_EQ(*record.find(MediaDBPhotoColumnWidth), Value(640));
     EXPECT_EQ(*record.string(MediaDBPhotoColumnCameraModel), "Model");
-    EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(m_folder.file("a.jpg"), { 10, 10 }));
+    EXPECT_FALSE(m_builder.makeThumbnailWithMaxSize(OpenedFile::at(m_folder.file("a.jpg")), { 10, 10 }));
     EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 

@@ -18,12 +18,12 @@ protected:
     bool alac(std::vector<QTTrack> tracks)
     {
         m_toolkit.movie.tracks = std::move(tracks);
-        return isAlacAudio(**m_toolkit.initWithFile("a"));
+        return isAlacAudio(**m_toolkit.initWithFile(OpenedFile::at("a")));
     }
     bool valid(std::vector<QTTrack> tracks)
     {
         m_toolkit.movie.tracks = std::move(tracks);
-        m_movie = std::move(*m_toolkit.initWithFile("a"));
+        m_movie = std::move(*m_toolkit.initWithFile(OpenedFile::at("a")));
         m_toolkit.calls.clear();
         return validateMedia(*m_movie, m_toolkit);
     }

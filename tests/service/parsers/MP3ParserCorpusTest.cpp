@@ -130,7 +130,10 @@ protected:
     }
     ~MP3ParserCorpusTest() override { MainThread::setExecutorForTesting({}); }
 
-    std::optional<Record> build(const std::string& file) { return MP3Parser(m_toolkit).build(corpusFile(file)); }
+    std::optional<Record> build(const std::string& file)
+    {
+        return MP3Parser(m_toolkit).build(OpenedFile::at(corpusFile(file)));
+    }
 
     FakeQTKit m_toolkit;
 };

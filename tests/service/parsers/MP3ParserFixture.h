@@ -41,7 +41,7 @@ class MP3ParserTest : public testing::Test {
 protected:
     std::optional<Record> buildOf(const std::string& content, const std::string& name = "song.mp3")
     {
-        return m_parser.build(m_scratch.write(name, content));
+        return m_parser.build(OpenedFile::at(m_scratch.write(name, content)));
     }
     /// Of a file with these frames in a v2.3 tag.
     Record recordOf(const std::string& frames)

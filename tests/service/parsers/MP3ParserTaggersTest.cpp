@@ -27,7 +27,10 @@ const std::string Python = "/usr/bin/python3";
 class MP3ParserTaggersTest : public testing::Test {
 protected:
     std::string audio() { return m_scratch.write("song.mp3", mpegFrames(77)); }
-    Record describe(const std::string& path) { return MP3Parser(m_toolkit).build(path).value_or(Record {}); }
+    Record describe(const std::string& path)
+    {
+        return MP3Parser(m_toolkit).build(OpenedFile::at(path)).value_or(Record {});
+    }
     std::string textOf(const Record& record, std::string_view key)
     {
         const std::string* value = record.string(key);

@@ -70,7 +70,7 @@ TEST_F(MP3ParserTest, EveryColumn)
     };
     ASSERT_EQ(utime(path.c_str(), &times), 0);
     Date before = Date::now();
-    auto record = m_parser.build(path);
+    auto record = m_parser.build(OpenedFile::at(path));
     Date after = Date::now();
     ASSERT_TRUE(record);
     ASSERT_TRUE(record->date(MediaDBMusicColumnDateAdded));
@@ -286,10 +286,10 @@ TEST_F(MP3ParserTest, TheLastPictureThatCanBeDrawn)
 
 TEST_F(MP3ParserTest, NoSuchFile)
 {
-    EXPECT_FALSE(m_parser.build(m_scratch.file("missing.mp3")));
-    EXPECT_FALSE(m_parser.build(Path()));
-    EXPECT_FALSE(m_parser.build(""));
-    EXPECT_FALSE(m_parser.build("/" + std::string(5000, 'x') + ".mp3"));
+    EXPECT_FALSE(m_parser.build(OpenedFile::at(m_scratch.file("missing.mp3"))));
+    EXPECT_FALSE(m_parser.build(OpenedFile::at(Path())));
+    EXPECT_FALSE(m_parser.build(OpenedFile::at("")));
+    EXPECT_FALSE(m_parser.build(OpenedFile::at("/" + std::string(5000, 'x') + ".mp3")));
     EXPECT_THAT(m_toolkit.calls, IsEmpty());
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
@@ -349,7 +349,7 @@ TEST_F(MP3ParserTest, FilesThatFuzzingFound)
     for (const auto& file : std::filesystem::directory_iterator(sourcePath("tests/data/mp3"))) {
         if (file.path().extension() != ".mp3")
             continue;
-        auto record = m_parser.build(file.path().string());
+        auto record = m_parser.build(OpenedFile::at(file.path().string()));
         EXPECT_FALSE(record && record->contains(MediaDBMusicColumnAlbumArt)) << file.path();
         ++described;
     }

@@ -30,7 +30,7 @@ protected:
     }
     Record described(const Mp4Spec& spec)
     {
-        auto record = MP4Parser {}.build(fileOf(spec));
+        auto record = MP4Parser {}.build(OpenedFile::at(fileOf(spec)));
         EXPECT_TRUE(record);
         return record.value_or(Record {});
     }
@@ -63,7 +63,7 @@ TEST_F(MP4ParserTest, WhatCannotBeOpenedIsLoggedAndNil)
     for (const Path& path : { Path {}, Path(""), Path(m_folder.file("missing.m4a")), Path(m_folder.path()), Path(fifo),
              Path(m_folder.write("text.m4a", "no movie")), Path(m_folder.write("empty.m4a", "")) }) {
         LogCapture log;
-        EXPECT_FALSE(MP4Parser {}.build(path)) << path.text();
+        EXPECT_FALSE(MP4Parser {}.build(OpenedFile::at(path))) << path.text();
         EXPECT_EQ(log.lines(), std::vector<std::string> { "MP4Parser file open fail" });
     }
 }
@@ -73,7 +73,7 @@ TEST_F(MP4ParserTest, ABareFileHasTheColumnsOfEveryFile)
     std::string path = fileOf({});
     Date before = Date::now();
     LogCapture log;
-    auto record = MP4Parser {}.build(path);
+    auto record = MP4Parser {}.build(OpenedFile::at(path));
     Date after = Date::now();
     ASSERT_TRUE(record);
     EXPECT_TRUE(log.lines().empty());
@@ -104,10 +104,13 @@ TEST_F(MP4ParserTest, ABareFileHasTheColumnsOfEveryFile)
 
 TEST_F(MP4ParserTest, TheMediaTypeIsThatOfTheExtension)
 {
-    EXPECT_EQ(textOf(*MP4Parser {}.build(fileOf({}, "a.mp4")), MediaDBCommonColumnFileTypeString), "MP4");
-    EXPECT_EQ(MP4Parser {}.build(fileOf({}, "a.mp4"))->integer(MediaDBCommonColumnMediaType), 0x02020000);
-    EXPECT_EQ(MP4Parser {}.build(fileOf({}, "noextension"))->integer(MediaDBCommonColumnMediaType), 0);
-    EXPECT_EQ(textOf(*MP4Parser {}.build(fileOf({}, "noextension")), MediaDBCommonColumnFileTypeString), "UNKNOWN");
+    EXPECT_EQ(
+        textOf(*MP4Parser {}.build(OpenedFile::at(fileOf({}, "a.mp4"))), MediaDBCommonColumnFileTypeString), "MP4");
+    EXPECT_EQ(
+        MP4Parser {}.build(OpenedFile::at(fileOf({}, "a.mp4")))->integer(MediaDBCommonColumnMediaType), 0x02020000);
+    EXPECT_EQ(MP4Parser {}.build(OpenedFile::at(fileOf({}, "noextension")))->integer(MediaDBCommonColumnMediaType), 0);
+    EXPECT_EQ(textOf(*MP4Parser {}.build(OpenedFile::at(fileOf({}, "noextension"))), MediaDBCommonColumnFileTypeString),
+        "UNKNOWN");
 }
 
 TEST_F(MP4ParserTest, TagFieldsBecomeColumns)
@@ -357,7 +360,7 @@ TEST(MP4ParserCorpus, RecordsHaveOnlyTheColumnsOfTheirTable)
         MediaDBCommonColumnLinkError, MediaDBMusicColumnIsReadOnly, MediaDBMusicColumnPlayLength,
         MediaDBMusicColumnSamplerate, MediaDBMusicColumnBitrate };
     for (const std::string& name : corpusFiles("mp4")) {
-        auto record = MP4Parser {}.build(corpusFile(name));
+        auto record = MP4Parser {}.build(OpenedFile::at(corpusFile(name)));
         ASSERT_TRUE(record) << name;
         for (const auto& [key, value] : *record)
             EXPECT_TRUE(allowed.contains(key)) << name << " " << key;
@@ -367,13 +370,13 @@ TEST(MP4ParserCorpus, RecordsHaveOnlyTheColumnsOfTheirTable)
 TEST(MP4ParserCorpus, AKnownSong)
 {
     MV_NEEDS_CORPUS();
-    auto record = MP4Parser {}.build(corpusFile("mp4/made-gnre-gen-covr.m4a"));
+    auto record = MP4Parser {}.build(OpenedFile::at(corpusFile("mp4/made-gnre-gen-covr.m4a")));
     ASSERT_TRUE(record);
     EXPECT_EQ(textOf(*record, MediaDBMusicColumnTitle), "Both genres");
     EXPECT_EQ(textOf(*record, MediaDBMusicColumnGenre), "Own genre");
     EXPECT_TRUE(record->data(MediaDBMusicColumnAlbumArt));
     EXPECT_EQ(realOf(*record, MediaDBMusicColumnSamplerate), 8000.0);
-    auto numeric = MP4Parser {}.build(corpusFile("mp4/sample_with_numeric_genre.mp4"));
+    auto numeric = MP4Parser {}.build(OpenedFile::at(corpusFile("mp4/sample_with_numeric_genre.mp4")));
     EXPECT_EQ(textOf(*numeric, MediaDBMusicColumnGenre), "Metal");
 }
 

@@ -43,7 +43,7 @@ protected:
 
     std::string titleOf(const std::string& name)
     {
-        auto record = m_parser.build(m_scratch.write(name, "x"));
+        auto record = m_parser.build(OpenedFile::at(m_scratch.write(name, "x")));
         return record ? *record->string(MediaDBMusicColumnTitle) : "(nil)";
     }
 
@@ -60,7 +60,7 @@ TEST_F(MVBasicAudioParserTest, EveryColumnOfAFlacFile)
     };
     ASSERT_EQ(utime(path.c_str(), &times), 0);
     Date before = Date::now();
-    auto record = m_parser.build(path);
+    auto record = m_parser.build(OpenedFile::at(path));
     Date after = Date::now();
     ASSERT_TRUE(record.has_value());
 
@@ -98,7 +98,7 @@ TEST_F(MVBasicAudioParserTest, ThreeMinutesOfOggAre181Seconds)
 {
     std::string path = m_scratch.file("long.ogg");
     outputOf("ffmpeg -v error -f lavfi -i anullsrc=r=8000:cl=mono -t 180 -c:a libvorbis -y " + mv::test::quoted(path));
-    auto record = m_parser.build(path);
+    auto record = m_parser.build(OpenedFile::at(path));
     ASSERT_TRUE(record.has_value());
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 181);
     EXPECT_EQ(record->integer(MediaDBCommonColumnReservedInt), 0);
@@ -127,25 +127,29 @@ TEST_F(MVBasicAudioParserTest, NamesWithoutExtensionLoseTheirLastCharacter)
 TEST_F(MVBasicAudioParserTest, OtherKindsHaveStatusNineAndNoLength)
 {
     for (const char* name : { "noext", "a.flc", "a.mp3", "a.wav", "a.oga", "a.flac " }) {
-        auto record = m_parser.build(m_scratch.write(name, flacOf(44100, 2, 44100)));
+        auto record = m_parser.build(OpenedFile::at(m_scratch.write(name, flacOf(44100, 2, 44100))));
         ASSERT_TRUE(record.has_value()) << name;
         EXPECT_EQ(record->integer(MediaDBCommonColumnReservedInt), 9) << name;
         EXPECT_FALSE(record->contains(MediaDBMusicColumnPlayLength)) << name;
         EXPECT_EQ(record->size(), 19u) << name;
     }
     EXPECT_THAT(m_log.lines(), IsEmpty());
-    EXPECT_EQ(m_parser.build(m_scratch.file("a.flc"))->integer(MediaDBCommonColumnMediaType), MVMediaTypeFLAC);
-    EXPECT_EQ(*m_parser.build(m_scratch.file("noext"))->string(MediaDBCommonColumnFileTypeString), "UNKNOWN");
+    EXPECT_EQ(m_parser.build(OpenedFile::at(m_scratch.file("a.flc")))->integer(MediaDBCommonColumnMediaType),
+        MVMediaTypeFLAC);
+    EXPECT_EQ(
+        *m_parser.build(OpenedFile::at(m_scratch.file("noext")))->string(MediaDBCommonColumnFileTypeString), "UNKNOWN");
 }
 
 TEST_F(MVBasicAudioParserTest, WhatCannotBeOpenedIsLogged)
 {
-    auto record = m_parser.build(m_scratch.write("empty.flac", ""));
+    auto record = m_parser.build(OpenedFile::at(m_scratch.write("empty.flac", "")));
     ASSERT_TRUE(record.has_value());
     EXPECT_EQ(record->integer(MediaDBCommonColumnReservedInt), 9);
     EXPECT_FALSE(record->contains(MediaDBMusicColumnPlayLength));
     EXPECT_THAT(m_log.lines(), ElementsAre("bass load error = 41"));
-    EXPECT_EQ(m_parser.build(m_scratch.write("text.OGG", "text"))->integer(MediaDBCommonColumnReservedInt), 9);
+    EXPECT_EQ(
+        m_parser.build(OpenedFile::at(m_scratch.write("text.OGG", "text")))->integer(MediaDBCommonColumnReservedInt),
+        9);
     EXPECT_THAT(m_log.lines(), ElementsAre("bass load error = 41", "bass load error = 41"));
 }
 
@@ -153,34 +157,34 @@ TEST_F(MVBasicAudioParserTest, FoldersAndFifosAreLogged)
 {
     std::string folder = m_scratch.file("folder.flac");
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
-    EXPECT_EQ(m_parser.build(folder)->integer(MediaDBCommonColumnReservedInt), 9);
+    EXPECT_EQ(m_parser.build(OpenedFile::at(folder))->integer(MediaDBCommonColumnReservedInt), 9);
     std::string fifo = m_scratch.file("fifo.ogg");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_EQ(m_parser.build(fifo)->integer(MediaDBCommonColumnReservedInt), 9);
+    EXPECT_EQ(m_parser.build(OpenedFile::at(fifo))->integer(MediaDBCommonColumnReservedInt), 9);
     EXPECT_THAT(m_log.lines(), ElementsAre("bass load error = 2", "bass load error = 2"));
 }
 
 TEST_F(MVBasicAudioParserTest, WithoutInitNothingIsMeasured)
 {
     BASS_Free();
-    auto record = m_parser.build(m_scratch.write("a.flac", flacOf(44100, 2, 44100)));
+    auto record = m_parser.build(OpenedFile::at(m_scratch.write("a.flac", flacOf(44100, 2, 44100))));
     EXPECT_EQ(record->integer(MediaDBCommonColumnReservedInt), 9);
     EXPECT_THAT(m_log.lines(), ElementsAre("bass load error = 8"));
 }
 
 TEST_F(MVBasicAudioParserTest, MissingFilesAreNil)
 {
-    EXPECT_FALSE(m_parser.build(m_scratch.file("missing.flac")).has_value());
-    EXPECT_FALSE(m_parser.build(Path {}).has_value());
-    EXPECT_FALSE(m_parser.build("").has_value());
+    EXPECT_FALSE(m_parser.build(OpenedFile::at(m_scratch.file("missing.flac"))).has_value());
+    EXPECT_FALSE(m_parser.build(OpenedFile::at(Path {})).has_value());
+    EXPECT_FALSE(m_parser.build(OpenedFile::at("")).has_value());
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
 TEST_F(MVBasicAudioParserTest, LengthsAreCutNotRounded)
 {
-    auto record = m_parser.build(m_scratch.write("a.flac", flacOf(44100, 2, 44100 * 3 - 1)));
+    auto record = m_parser.build(OpenedFile::at(m_scratch.write("a.flac", flacOf(44100, 2, 44100 * 3 - 1))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 3); // 2.99998 + 1
-    record = m_parser.build(m_scratch.write("b.flac", flacOf(44100, 2, 1)));
+    record = m_parser.build(OpenedFile::at(m_scratch.write("b.flac", flacOf(44100, 2, 1))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 1);
 }
 
@@ -188,27 +192,28 @@ TEST_F(MVBasicAudioParserTest, LengthsAreCutNotRounded)
 TEST_F(MVBasicAudioParserTest, FourGigabytesOfAudioWrapAround)
 {
     constexpr std::uint64_t FramesOf4GiB = (std::uint64_t { 1 } << 32) / 4;
-    auto record = m_parser.build(m_scratch.write("a.flac", flacOf(44100, 2, FramesOf4GiB - 1)));
+    auto record = m_parser.build(OpenedFile::at(m_scratch.write("a.flac", flacOf(44100, 2, FramesOf4GiB - 1))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 24348); // 24347.89 + 1
-    record = m_parser.build(m_scratch.write("b.flac", flacOf(44100, 2, FramesOf4GiB)));
+    record = m_parser.build(OpenedFile::at(m_scratch.write("b.flac", flacOf(44100, 2, FramesOf4GiB))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 1);
-    record = m_parser.build(m_scratch.write("c.flac", flacOf(44100, 2, FramesOf4GiB + 44100 * 10)));
+    record = m_parser.build(OpenedFile::at(m_scratch.write("c.flac", flacOf(44100, 2, FramesOf4GiB + 44100 * 10))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 11);
 }
 
 TEST_F(MVBasicAudioParserTest, LengthsBeyondAnIntegerStayTheLargest)
 {
-    auto record = m_parser.build(m_scratch.write("a.flac", flacOf(1, 1, 0x7FFFFFFF)));
+    auto record = m_parser.build(OpenedFile::at(m_scratch.write("a.flac", flacOf(1, 1, 0x7FFFFFFF))));
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 0x7FFFFFFF);
 }
 
 TEST_F(MVBasicAudioParserTest, DurationIsLeftAloneOnNo)
 {
     double duration = 12.5;
-    EXPECT_FALSE(m_parser.isSupportMediaTDuration(m_scratch.write("a.mp3", "x"), duration));
-    EXPECT_FALSE(m_parser.isSupportMediaTDuration(m_scratch.write("a.ogg", "x"), duration));
+    EXPECT_FALSE(m_parser.isSupportMediaTDuration(OpenedFile::at(m_scratch.write("a.mp3", "x")), duration));
+    EXPECT_FALSE(m_parser.isSupportMediaTDuration(OpenedFile::at(m_scratch.write("a.ogg", "x")), duration));
     EXPECT_EQ(duration, 12.5);
-    EXPECT_TRUE(m_parser.isSupportMediaTDuration(m_scratch.write("a.flac", flacOf(8000, 1, 4000)), duration));
+    EXPECT_TRUE(
+        m_parser.isSupportMediaTDuration(OpenedFile::at(m_scratch.write("a.flac", flacOf(8000, 1, 4000))), duration));
     EXPECT_DOUBLE_EQ(duration, 1.5);
 }
 
@@ -219,7 +224,7 @@ TEST_F(MVBasicAudioParserTest, CorpusFiles)
         bool known = row.file.ends_with(".flac") || row.file.ends_with(".ogg");
         if (row.key != "duration_s" || !known || !row.file.starts_with("audio/"))
             continue;
-        auto record = m_parser.build(corpusFile(row.file));
+        auto record = m_parser.build(OpenedFile::at(corpusFile(row.file)));
         ASSERT_TRUE(record.has_value()) << row.file;
         EXPECT_EQ(record->integer(MediaDBCommonColumnReservedInt), 0) << row.file;
         EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), static_cast<int>(std::stod(row.value) + 1.0))

@@ -69,7 +69,7 @@ TEST_F(QuickTimeAVParserRealTest, SoundThatQuickTimeHasNoCodeForIsDescribed)
     };
     for (const auto& [name, codecs, soundCodec] : cases) {
         SCOPED_TRACE(name);
-        expectDescribed(*m_parser.build(movie(name, codecs)), soundCodec);
+        expectDescribed(*m_parser.build(OpenedFile::at(movie(name, codecs))), soundCodec);
     }
 }
 
@@ -81,12 +81,12 @@ TEST_F(QuickTimeAVParserRealTest, MetasoundIsDescribed)
     auto place = std::search(content.begin(), content.end(), format.begin(), format.end());
     ASSERT_NE(place, content.end());
     *place = 0x75;
-    expectDescribed(*m_parser.build(m_folder.write("metasound.asf", content)), "META");
+    expectDescribed(*m_parser.build(OpenedFile::at(m_folder.write("metasound.asf", content))), "META");
 }
 
 TEST_F(QuickTimeAVParserRealTest, PicturesThatQuickTimeHasNoCodeForAreDescribed)
 {
-    auto record = m_parser.build(movie("a.mkv", "-c:v ffv1 -c:a aac"));
+    auto record = m_parser.build(OpenedFile::at(movie("a.mkv", "-c:v ffv1 -c:a aac")));
     expectDescribed(*record, "MP4A");
     EXPECT_EQ(*record->find(MediaDBVideoColumnVCodec), Value("FFV1"));
 }

@@ -67,7 +67,7 @@ protected:
     ~QuickTimeAVParserTest() override { MainThread::setExecutorForTesting({}); }
 
     Record describe() { return describe(m_path); }
-    Record describe(const Path& path) { return *m_parser.build(path); }
+    Record describe(const Path& path) { return *m_parser.build(OpenedFile::at(path)); }
     void makeAudioOnly()
     {
         m_toolkit.movie.attributes[QTMovieHasVideoAttribute] = false;

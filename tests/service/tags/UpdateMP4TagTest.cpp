@@ -5,6 +5,7 @@
 #include "Base/Media/MediaDB.h"
 #include "Base/Media/TagLimits.h"
 #include "mp4/mp4.h"
+#include "system/OpenedFile.h"
 #include "tests/service/tags/TagFiles.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Mp4Edit.h"
@@ -109,7 +110,7 @@ protected:
     }
     std::optional<std::uint16_t> numberInFile() const
     {
-        auto file = MP4Read(m_path);
+        auto file = MP4Read(OpenedFile::at(m_path).content());
         return tagsFromItems(file->items()).genreType;
     }
     /// What each of three programs shows, blanks at the end left out.

@@ -89,7 +89,7 @@ TEST_F(MP4ExporterRealTest, Mp3SourcesHaveTheirTagInFrontOfTheNewFile)
     EXPECT_EQ(probe(m_target, "stream=duration_ts"), "132300");
 
     // It describes.
-    auto record = MP4Parser {}.build(m_target);
+    auto record = MP4Parser {}.build(OpenedFile::at(m_target));
     ASSERT_TRUE(record.has_value());
     ASSERT_TRUE(record->find(MediaDBMusicColumnPlayLength));
     EXPECT_NEAR(*record->find(MediaDBMusicColumnPlayLength)->real(), 3.0, 0.1);
@@ -99,7 +99,7 @@ TEST_F(MP4ExporterRealTest, M4aSourcesKeepTheirTagsAsItems)
 {
     std::string source = tone("a.m4a", "3", "-c:a alac -metadata title=Tune -metadata artist=Ann -metadata track=3/9");
     ASSERT_EQ(convert(source, m_target), 0);
-    auto record = MP4Parser {}.build(m_target);
+    auto record = MP4Parser {}.build(OpenedFile::at(m_target));
     ASSERT_TRUE(record.has_value());
     EXPECT_EQ(*record->string(MediaDBMusicColumnTitle), "Tune");
     EXPECT_EQ(*record->string(MediaDBMusicColumnArtist), "Ann");
@@ -120,7 +120,7 @@ TEST_F(MP4ExporterRealTest, ACancelledConversionLeavesAPlayableFileWithTags)
     EXPECT_EQ(m_delegate.percents.back(), 40);
     double seconds = std::stod(probe(m_target, "stream=duration"));
     EXPECT_NEAR(seconds, 12, 0.2);
-    EXPECT_EQ(*MP4Parser {}.build(m_target)->string(MediaDBMusicColumnTitle), "Tune");
+    EXPECT_EQ(*MP4Parser {}.build(OpenedFile::at(m_target))->string(MediaDBMusicColumnTitle), "Tune");
 }
 
 TEST_F(MP4ExporterRealTest, AnOlderDestinationIsReplaced)
