@@ -85,6 +85,8 @@ public:
     WireWriter& optionalDate(const std::optional<Date>& date);
 
 private:
+    class VariantEncoder;
+
     void count(std::size_t bytes);
     void basic(char type, const void* value);
     void open(char type, const char* contents);

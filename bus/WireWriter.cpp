@@ -174,49 +174,56 @@ void WireWriter::date(Date date)
     close();
 }
 
-void WireWriter::variant(const Value& value)
-{
-    struct Encoder {
-        WireWriter& writer;
+/// Appends a value as a variant: by its kind, the signature and what it is on the wire.
+class WireWriter::VariantEncoder {
+public:
+    explicit VariantEncoder(WireWriter& writer)
+        : m_writer(writer)
+    {
+    }
 
-        void scalar(const char* signature, const void* target)
-        {
-            writer.open('v', signature);
-            writer.basic(signature[0], target);
-            writer.close();
-        }
-        void operator()(NullObject) { scalar("g", ""); }
-        void operator()(OtherKind) { throw BusError(BusErrorFailed, "cannot encode a value of an unknown kind"); }
-        void operator()(bool flag)
-        {
-            int number = flag;
-            scalar("b", &number);
-        }
-        void operator()(std::int32_t number) { scalar("i", &number); }
-        void operator()(std::int64_t number) { scalar("x", &number); }
-        void operator()(double number) { scalar("d", &number); }
-        void operator()(const std::string& text)
-        {
-            writer.open('v', "s");
-            writer.string(text);
-            writer.close();
-        }
-        void operator()(Date date)
-        {
-            writer.open('v', "(x)");
-            writer.date(date);
-            writer.close();
-        }
-        void operator()(const Bytes& data)
-        {
-            writer.count(data.size());
-            writer.open('v', "ay");
-            if (int code = sd_bus_message_append_array(writer.m_message, 'y', data.data(), data.size()); code < 0)
+    void operator()(NullObject) { basic("g", ""); }
+    void operator()(OtherKind) { throw BusError(BusErrorFailed, "cannot encode a value of an unknown kind"); }
+    void operator()(bool flag)
+    {
+        int number = flag;
+        basic("b", &number);
+    }
+    void operator()(std::int32_t number) { basic("i", &number); }
+    void operator()(std::int64_t number) { basic("x", &number); }
+    void operator()(double number) { basic("d", &number); }
+    void operator()(const std::string& text)
+    {
+        variant("s", [&] { m_writer.string(text); });
+    }
+    void operator()(Date date)
+    {
+        variant("(x)", [&] { m_writer.date(date); });
+    }
+    void operator()(const Bytes& data)
+    {
+        m_writer.count(data.size());
+        variant("ay", [&] {
+            if (int code = sd_bus_message_append_array(m_writer.m_message, 'y', data.data(), data.size()); code < 0)
                 throw BusError(BusErrorFailed, formatText("cannot encode data (%d)", code));
-            writer.close();
-        }
-    };
-    std::visit(Encoder { *this }, value.storage());
-}
+        });
+    }
+
+private:
+    template <class Content> void variant(const char* signature, const Content& content)
+    {
+        m_writer.open('v', signature);
+        content();
+        m_writer.close();
+    }
+    void basic(const char* signature, const void* target)
+    {
+        variant(signature, [&] { m_writer.basic(signature[0], target); });
+    }
+
+    WireWriter& m_writer;
+};
+
+void WireWriter::variant(const Value& value) { std::visit(VariantEncoder(*this), value.storage()); }
 
 } // namespace mv

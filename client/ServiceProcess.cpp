@@ -151,6 +151,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept
 Result<ChildProcess> ChildProcess::start(const std::vector<std::string>& command, const Options& options)
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

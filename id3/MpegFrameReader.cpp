@@ -119,7 +119,8 @@ double secondsWithoutTable(
 int freeFormatBitrate(const MpegFrame& frame)
 {
     auto slot = static_cast<std::size_t>(frame.header.slotSize());
-    double slots = static_cast<double>(frame.size / slot) - (frame.header.isPadded ? 1 : 0);
+    std::size_t wholeSlots = frame.size / slot;
+    double slots = static_cast<double>(wholeSlots) - (frame.header.isPadded ? 1 : 0);
     double bitsPerSecond
         = slots * frame.header.slotSize() * 8.0 * frame.header.sampleRate / frame.header.samplesPerFrame;
     return static_cast<int>(std::ceil(bitsPerSecond / 1000)) * 1000;

@@ -89,7 +89,7 @@ Bytes joinedGenres(std::span<const Bytes> values)
     for (const Bytes& value : values) {
         std::string text = isLatin1(value) ? narrowed(value) : std::string();
         if (isGenreNumber(text))
-            text = "(" + text + ")";
+            text.insert(0, 1, '(').push_back(')');
         else if (!isGenreReference(text)) {
             names.push_back(value);
             continue;
