@@ -217,6 +217,7 @@ std::optional<Job> jobFor(const Names& names, JobOutputs& outputs, ExitStatus& s
 ExitStatus encode(ServiceBus& bus, const std::vector<Job>& jobs, const Record& attributes, bool carriesTags)
 {
     std::vector<ProgressDisplay::Job> titles;
+    titles.reserve(jobs.size());
     for (const Job& job : jobs)
         titles.push_back({ std::string(Path(job.output).lastPathComponent()), playLength(bus, job.source) });
     ProgressDisplay display(std::move(titles), errorTakesDrawing(), terminalWidth());

@@ -1,4 +1,5 @@
 #include "tests/integration/RunningService.h"
+#include "tests/support/EncoderDelegate.h"
 #include "tests/support/WaveMaker.h"
 
 #include <functional>
@@ -58,15 +59,7 @@ int end(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "");
 }
 
-constexpr sd_bus_vtable kDelegate[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("encoderDidStart", "o", "", start, 0),
-    SD_BUS_METHOD("shouldEncodeStop", "", "b", question, 0),
-    SD_BUS_METHOD("encoderProgress", "od", "", percent, 0),
-    SD_BUS_METHOD("encoderDidFailWithError", "o(si)", "", failure, 0),
-    SD_BUS_METHOD("encoderDidEnd", "o", "", end, 0),
-    SD_BUS_VTABLE_END,
-};
+constexpr const auto& kDelegate = EncoderDelegateMembers<start, question, percent, failure, end>;
 
 class EncoderOverTheBus : public RunningService {
 protected:

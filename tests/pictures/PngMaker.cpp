@@ -1,6 +1,7 @@
 #include "tests/pictures/PngMaker.h"
 
 #include "Base/Core/ByteReader.h"
+#include "tests/support/PngChunk.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -17,16 +18,6 @@ Bytes deflated(ByteView bytes)
     compress2(result.data(), &size, bytes.data(), static_cast<uLong>(bytes.size()), 6);
     result.resize(size);
     return result;
-}
-
-void appendChunk(Bytes& file, std::string_view type, ByteView content)
-{
-    ByteWriter writer(file);
-    writer.u32be(static_cast<std::uint32_t>(content.size()));
-    std::size_t start = file.size();
-    writer.text(type);
-    writer.bytes(content);
-    writer.u32be(static_cast<std::uint32_t>(crc32(0, &file[start], static_cast<uInt>(file.size() - start))));
 }
 
 int pngChannels(int colorType) { return colorType == 2 ? 3 : colorType == 4 ? 2 : colorType == 6 ? 4 : 1; }
@@ -102,17 +93,17 @@ Bytes makePng(const PngWish& wish)
     writer.u32be(static_cast<std::uint32_t>(wish.headerHeight ? wish.headerHeight : wish.height));
     for (int value : { wish.depth, wish.colorType, 0, 0, wish.interlaced ? 1 : 0 })
         writer.u8(static_cast<std::uint8_t>(value));
-    appendChunk(file, "IHDR", header);
+    appendPngChunk(file, "IHDR", header);
     if (!wish.profile.empty()) {
         Bytes content { 'p', 0, 0 };
         Bytes compressed = deflated(wish.profile);
         content.insert(content.end(), compressed.begin(), compressed.end());
-        appendChunk(file, "iCCP", content);
+        appendPngChunk(file, "iCCP", content);
     }
     if (!wish.palette.empty())
-        appendChunk(file, "PLTE", wish.palette);
+        appendPngChunk(file, "PLTE", wish.palette);
     if (!wish.transparency.empty())
-        appendChunk(file, "tRNS", wish.transparency);
+        appendPngChunk(file, "tRNS", wish.transparency);
     Bytes data;
     if (wish.interlaced) {
         constexpr int kPasses[7][4] = { { 0, 0, 8, 8 }, { 4, 0, 8, 8 }, { 0, 4, 4, 8 }, { 2, 0, 4, 4 }, { 0, 2, 2, 4 },
@@ -125,9 +116,9 @@ Bytes makePng(const PngWish& wish)
     // Several chunks, as real files have them.
     Bytes compressed = deflated(data);
     for (std::size_t start = 0; start < compressed.size(); start += 1000)
-        appendChunk(
+        appendPngChunk(
             file, "IDAT", ByteView(compressed).subspan(start, std::min<std::size_t>(1000, compressed.size() - start)));
-    appendChunk(file, "IEND", {});
+    appendPngChunk(file, "IEND", {});
     return file;
 }
 

@@ -1,6 +1,7 @@
 #include "tests/soak/Jobs.h"
 
 #include "tests/support/Corpus.h"
+#include "tests/support/EncoderDelegate.h"
 
 #include <cstdio>
 
@@ -23,15 +24,8 @@ int answerMostlyYes(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "b", random() % 100 != 0);
 }
 
-constexpr sd_bus_vtable kEncoderDelegate[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("encoderDidStart", "o", "", answerNothing, 0),
-    SD_BUS_METHOD("shouldEncodeStop", "", "b", answerNo, 0),
-    SD_BUS_METHOD("encoderProgress", "od", "", answerNothing, 0),
-    SD_BUS_METHOD("encoderDidFailWithError", "o(si)", "", answerNothing, 0),
-    SD_BUS_METHOD("encoderDidEnd", "o", "", answerNothing, 0),
-    SD_BUS_VTABLE_END,
-};
+constexpr const auto& kEncoderDelegate
+    = EncoderDelegateMembers<answerNothing, answerNo, answerNothing, answerNothing, answerNothing>;
 
 constexpr sd_bus_vtable kExporterDelegate[] = {
     SD_BUS_VTABLE_START(0),

@@ -1,6 +1,7 @@
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 
 #include "tests/service/host/AdaptorTest.h"
+#include "tests/support/EncoderDelegate.h"
 
 #include <functional>
 #include <optional>
@@ -139,15 +140,7 @@ int didEnd(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "");
 }
 
-constexpr sd_bus_vtable kDelegate[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("encoderDidStart", "o", "", didStart, 0),
-    SD_BUS_METHOD("shouldEncodeStop", "", "b", shouldStop, 0),
-    SD_BUS_METHOD("encoderProgress", "od", "", progress, 0),
-    SD_BUS_METHOD("encoderDidFailWithError", "o(si)", "", didFail, 0),
-    SD_BUS_METHOD("encoderDidEnd", "o", "", didEnd, 0),
-    SD_BUS_VTABLE_END,
-};
+constexpr const auto& kDelegate = test::EncoderDelegateMembers<didStart, shouldStop, progress, didFail, didEnd>;
 
 constexpr const char* Interface = "Mivo.MVAudioEncoderBase";
 

@@ -1,6 +1,7 @@
 #include "tests/service/image/ExifMaker.h"
 
 #include "Base/Core/ByteReader.h"
+#include "tests/support/PngChunk.h"
 
 #include <algorithm>
 #include <array>
@@ -29,16 +30,6 @@ void segment(Bytes& jpeg, std::uint8_t marker, const Bytes& body)
     writer.u8(marker);
     writer.u16be(static_cast<std::uint16_t>(body.size() + 2));
     writer.bytes(body);
-}
-
-void chunk(Bytes& png, std::string_view name, ByteView body)
-{
-    ByteWriter writer(png);
-    writer.u32be(static_cast<std::uint32_t>(body.size()));
-    std::size_t start = png.size();
-    writer.text(name);
-    writer.bytes(body);
-    writer.u32be(static_cast<std::uint32_t>(crc32(0, png.data() + start, static_cast<uInt>(png.size() - start))));
 }
 
 } // namespace
@@ -244,10 +235,10 @@ Bytes pngPicture(int width, int height, const Bytes& exifBlock)
     writer.u32be(static_cast<std::uint32_t>(width));
     writer.u32be(static_cast<std::uint32_t>(height));
     writer.bytes(Bytes { 8, 0, 0, 0, 0 });
-    chunk(png, "IHDR", header);
+    appendPngChunk(png, "IHDR", header);
     constexpr std::size_t ExifNameBytes = 6;
     if (!exifBlock.empty())
-        chunk(png, "eXIf", ByteView(exifBlock).subspan(ExifNameBytes));
+        appendPngChunk(png, "eXIf", ByteView(exifBlock).subspan(ExifNameBytes));
     Bytes rows;
     for (int y = 0; y < height; ++y) {
         rows.push_back(0);
@@ -256,8 +247,8 @@ Bytes pngPicture(int width, int height, const Bytes& exifBlock)
     Bytes packed(compressBound(rows.size()));
     uLongf packedSize = packed.size();
     compress(packed.data(), &packedSize, rows.data(), rows.size());
-    chunk(png, "IDAT", ByteView(packed).first(packedSize));
-    chunk(png, "IEND", {});
+    appendPngChunk(png, "IDAT", ByteView(packed).first(packedSize));
+    appendPngChunk(png, "IEND", {});
     return png;
 }
 
