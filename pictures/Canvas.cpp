@@ -48,6 +48,33 @@ void writeEntry(ByteWriter& writer, const TiffEntry& entry)
     writer.u32le(entry.value); // a single Short stands in the first two bytes, as little endian has it
 }
 
+constexpr std::uint32_t EntryCount = 14;
+
+/// The fourteen entries of a directory at `directory`, whose longer values follow it.
+std::array<TiffEntry, EntryCount> entriesOf(int pictureWidth, int pictureHeight, std::uint32_t directory)
+{
+    auto width = static_cast<std::uint32_t>(pictureWidth);
+    auto height = static_cast<std::uint32_t>(pictureHeight);
+    auto pixelBytes = static_cast<std::uint32_t>(directory - HeaderBytes);
+    std::uint32_t values = directory + 2 + EntryCount * 12 + 4;
+    return { {
+        { 256, Long, 1, width }, // ImageWidth
+        { 257, Long, 1, height }, // ImageLength
+        { 258, Short, 4, values }, // BitsPerSample
+        { 259, Short, 1, 1 }, // Compression: none
+        { 262, Short, 1, 2 }, // PhotometricInterpretation: RGB
+        { 273, Long, 1, HeaderBytes }, // StripOffsets
+        { 274, Short, 1, 1 }, // Orientation: top left
+        { 277, Short, 1, 4 }, // SamplesPerPixel
+        { 278, Long, 1, height }, // RowsPerStrip
+        { 279, Long, 1, pixelBytes }, // StripByteCounts
+        { 282, Rational, 1, values + 8 }, // XResolution
+        { 283, Rational, 1, values + 8 }, // YResolution
+        { 296, Short, 1, 2 }, // ResolutionUnit: inch
+        { 338, Short, 1, 1 }, // ExtraSamples: associated alpha
+    } };
+}
+
 } // namespace
 
 Canvas::Canvas(int width, int height)
@@ -97,29 +124,7 @@ void Canvas::draw(const Bitmap& bitmap, int x, int y)
 
 Bytes Canvas::tiffRepresentation() &&
 {
-    std::uint32_t width = static_cast<std::uint32_t>(m_width);
-    std::uint32_t height = static_cast<std::uint32_t>(m_height);
-    std::uint32_t pixelBytes = static_cast<std::uint32_t>(m_file.size() - HeaderBytes);
-    std::uint32_t directory = static_cast<std::uint32_t>(m_file.size());
-    constexpr std::uint32_t EntryCount = 14;
-    std::uint32_t values = directory + 2 + EntryCount * 12 + 4;
-    const std::array<TiffEntry, EntryCount> entries { {
-        { 256, Long, 1, width }, // ImageWidth
-        { 257, Long, 1, height }, // ImageLength
-        { 258, Short, 4, values }, // BitsPerSample
-        { 259, Short, 1, 1 }, // Compression: none
-        { 262, Short, 1, 2 }, // PhotometricInterpretation: RGB
-        { 273, Long, 1, HeaderBytes }, // StripOffsets
-        { 274, Short, 1, 1 }, // Orientation: top left
-        { 277, Short, 1, 4 }, // SamplesPerPixel
-        { 278, Long, 1, height }, // RowsPerStrip
-        { 279, Long, 1, pixelBytes }, // StripByteCounts
-        { 282, Rational, 1, values + 8 }, // XResolution
-        { 283, Rational, 1, values + 8 }, // YResolution
-        { 296, Short, 1, 2 }, // ResolutionUnit: inch
-        { 338, Short, 1, 1 }, // ExtraSamples: associated alpha
-    } };
-
+    auto directory = static_cast<std::uint32_t>(m_file.size());
     Bytes header;
     ByteWriter headerWriter(header);
     headerWriter.text("II");
@@ -129,12 +134,12 @@ Bytes Canvas::tiffRepresentation() &&
 
     ByteWriter writer(m_file);
     writer.u16le(EntryCount);
-    for (const TiffEntry& entry : entries)
+    for (const TiffEntry& entry : entriesOf(m_width, m_height, directory))
         writeEntry(writer, entry);
     writer.u32le(0); // no further picture
-    for (std::uint32_t i = 0; i < 4; i++)
-        writer.u16le(8);
-    writer.u32le(72);
+    for (std::uint32_t i = 0; i < 4; ++i)
+        writer.u16le(8); // bits of each sample
+    writer.u32le(72); // pixels an inch
     writer.u32le(1);
     return std::move(m_file);
 }

@@ -2,6 +2,8 @@
 
 #include "Base/Core/Text.h"
 
+#include <tuple>
+
 namespace mv {
 
 namespace {
@@ -14,29 +16,86 @@ public:
     {
     }
 
-    void field(const char* name, const MP4Tags::Text& text)
+    void operator()(const char* name, const MP4Tags::Text& text) const
     {
         if (text)
             m_visitor.text(name, *text);
     }
-    template <std::unsigned_integral T> void field(const char* name, const std::optional<T>& number)
+    template <std::unsigned_integral T> void operator()(const char* name, const std::optional<T>& number) const
     {
         if (number)
             m_visitor.number(name, *number);
     }
-    void field(const char* name, const std::optional<MP4TagTrack>& pair)
+    void operator()(const char* name, const std::optional<MP4TagTrack>& pair) const
     {
         if (pair)
             m_visitor.pair(name, *pair);
     }
-    void artwork(const std::vector<MP4TagArtwork>& pictures)
+    void operator()(const char*, const std::vector<MP4TagArtwork>& pictures) const
     {
-        for (std::size_t i = 0; i < pictures.size(); i++)
+        for (std::size_t i = 0; i < pictures.size(); ++i)
             m_visitor.artwork(i, pictures[i]);
     }
 
 private:
     MP4TagVisitor& m_visitor;
+};
+
+template <class T> struct Field {
+    const char* name;
+    T MP4Tags::*value;
+};
+
+/// In the order of the dump.
+constexpr std::tuple Fields {
+    Field { "name", &MP4Tags::name },
+    Field { "artist", &MP4Tags::artist },
+    Field { "albumArtist", &MP4Tags::albumArtist },
+    Field { "album", &MP4Tags::album },
+    Field { "grouping", &MP4Tags::grouping },
+    Field { "composer", &MP4Tags::composer },
+    Field { "comments", &MP4Tags::comments },
+    Field { "genre", &MP4Tags::genre },
+    Field { "genreType", &MP4Tags::genreType },
+    Field { "releaseDate", &MP4Tags::releaseDate },
+    Field { "track", &MP4Tags::track },
+    Field { "disk", &MP4Tags::disk },
+    Field { "tempo", &MP4Tags::tempo },
+    Field { "compilation", &MP4Tags::compilation },
+    Field { "tvShow", &MP4Tags::tvShow },
+    Field { "tvNetwork", &MP4Tags::tvNetwork },
+    Field { "tvEpisodeID", &MP4Tags::tvEpisodeID },
+    Field { "tvSeason", &MP4Tags::tvSeason },
+    Field { "tvEpisode", &MP4Tags::tvEpisode },
+    Field { "description", &MP4Tags::description },
+    Field { "longDescription", &MP4Tags::longDescription },
+    Field { "lyrics", &MP4Tags::lyrics },
+    Field { "sortName", &MP4Tags::sortName },
+    Field { "sortArtist", &MP4Tags::sortArtist },
+    Field { "sortAlbumArtist", &MP4Tags::sortAlbumArtist },
+    Field { "sortAlbum", &MP4Tags::sortAlbum },
+    Field { "sortComposer", &MP4Tags::sortComposer },
+    Field { "sortTVShow", &MP4Tags::sortTVShow },
+    Field { "artwork", &MP4Tags::artwork },
+    Field { "copyright", &MP4Tags::copyright },
+    Field { "encodingTool", &MP4Tags::encodingTool },
+    Field { "encodedBy", &MP4Tags::encodedBy },
+    Field { "purchaseDate", &MP4Tags::purchaseDate },
+    Field { "podcast", &MP4Tags::podcast },
+    Field { "keywords", &MP4Tags::keywords },
+    Field { "category", &MP4Tags::category },
+    Field { "hdVideo", &MP4Tags::hdVideo },
+    Field { "mediaType", &MP4Tags::mediaType },
+    Field { "contentRating", &MP4Tags::contentRating },
+    Field { "gapless", &MP4Tags::gapless },
+    Field { "contentID", &MP4Tags::contentID },
+    Field { "artistID", &MP4Tags::artistID },
+    Field { "playlistID", &MP4Tags::playlistID },
+    Field { "genreID", &MP4Tags::genreID },
+    Field { "xid", &MP4Tags::xid },
+    Field { "iTunesAccount", &MP4Tags::iTunesAccount },
+    Field { "iTunesAccountType", &MP4Tags::iTunesAccountType },
+    Field { "iTunesCountry", &MP4Tags::iTunesCountry },
 };
 
 /// The forms of the lines are what readers of the dump rely on.
@@ -73,55 +132,8 @@ private:
 
 void visitTags(const MP4Tags& tags, MP4TagVisitor& visitor)
 {
-    Visit visit(visitor);
-    visit.field("name", tags.name);
-    visit.field("artist", tags.artist);
-    visit.field("albumArtist", tags.albumArtist);
-    visit.field("album", tags.album);
-    visit.field("grouping", tags.grouping);
-    visit.field("composer", tags.composer);
-    visit.field("comments", tags.comments);
-    visit.field("genre", tags.genre);
-    visit.field("genreType", tags.genreType);
-    visit.field("releaseDate", tags.releaseDate);
-    visit.field("track", tags.track);
-    visit.field("disk", tags.disk);
-    visit.field("tempo", tags.tempo);
-    visit.field("compilation", tags.compilation);
-    visit.field("tvShow", tags.tvShow);
-    visit.field("tvNetwork", tags.tvNetwork);
-    visit.field("tvEpisodeID", tags.tvEpisodeID);
-    visit.field("tvSeason", tags.tvSeason);
-    visit.field("tvEpisode", tags.tvEpisode);
-    visit.field("description", tags.description);
-    visit.field("longDescription", tags.longDescription);
-    visit.field("lyrics", tags.lyrics);
-    visit.field("sortName", tags.sortName);
-    visit.field("sortArtist", tags.sortArtist);
-    visit.field("sortAlbumArtist", tags.sortAlbumArtist);
-    visit.field("sortAlbum", tags.sortAlbum);
-    visit.field("sortComposer", tags.sortComposer);
-    visit.field("sortTVShow", tags.sortTVShow);
-    visit.artwork(tags.artwork);
-    visit.field("copyright", tags.copyright);
-    visit.field("encodingTool", tags.encodingTool);
-    visit.field("encodedBy", tags.encodedBy);
-    visit.field("purchaseDate", tags.purchaseDate);
-    visit.field("podcast", tags.podcast);
-    visit.field("keywords", tags.keywords);
-    visit.field("category", tags.category);
-    visit.field("hdVideo", tags.hdVideo);
-    visit.field("mediaType", tags.mediaType);
-    visit.field("contentRating", tags.contentRating);
-    visit.field("gapless", tags.gapless);
-    visit.field("contentID", tags.contentID);
-    visit.field("artistID", tags.artistID);
-    visit.field("playlistID", tags.playlistID);
-    visit.field("genreID", tags.genreID);
-    visit.field("xid", tags.xid);
-    visit.field("iTunesAccount", tags.iTunesAccount);
-    visit.field("iTunesAccountType", tags.iTunesAccountType);
-    visit.field("iTunesCountry", tags.iTunesCountry);
+    const Visit visit(visitor);
+    std::apply([&](const auto&... field) { (visit(field.name, tags.*field.value), ...); }, Fields);
 }
 
 void dumpTags(const MP4Tags& tags, std::FILE* out)

@@ -20,40 +20,55 @@ template <std::size_t N> QTAtom leaf(const char (&type)[N], std::size_t size, st
 
 constexpr std::uint64_t SampleRate44100 = 0xAC440000; // 16.16
 
+QTAtom videoSettings()
+{
+    return branch(fourCC("vide"),
+        {
+            leaf("sptl", 18), // codec, depth, spatial quality
+            leaf("tprl", 12), // temporal quality, frame rate, key frames
+            leaf("drat", 16), // data rate
+            leaf("mpso", 4),
+            leaf("mfra", 8),
+            leaf("psfr", 4),
+            leaf("bfra", 4),
+            leaf("mpes", 4),
+            leaf("hard", 4),
+            leaf("ends", 4),
+            leaf("cflg", 4),
+            leaf("cmfr", 4, fourCC("appl")),
+            leaf("clut", 22), // colour table
+            leaf("vers", 4, 3),
+        });
+}
+
+QTAtom sizeSettings()
+{
+    return branch(fourCC("isiz"),
+        {
+            leaf("iwdt", 4, 0), // keep the source's size
+            leaf("ihgt", 4, 0),
+            leaf("scam", 4, fourCC("sp2p")),
+        });
+}
+
+QTAtom soundSettings()
+{
+    return branch(fourCC("soun"),
+        {
+            leaf("ssct", 4, fourCC("twos")),
+            leaf("ssrt", 4, SampleRate44100),
+            leaf("ssss", 4, 16),
+            leaf("sscc", 4, 1),
+        });
+}
+
 QTAtom exportSettings()
 {
     return branch(fourCC("sean"),
         {
-            branch(fourCC("vide"),
-                {
-                    leaf("sptl", 18), // codec, depth, spatial quality
-                    leaf("tprl", 12), // temporal quality, frame rate, key frames
-                    leaf("drat", 16), // data rate
-                    leaf("mpso", 4),
-                    leaf("mfra", 8),
-                    leaf("psfr", 4),
-                    leaf("bfra", 4),
-                    leaf("mpes", 4),
-                    leaf("hard", 4),
-                    leaf("ends", 4),
-                    leaf("cflg", 4),
-                    leaf("cmfr", 4, fourCC("appl")),
-                    leaf("clut", 22), // colour table
-                    leaf("vers", 4, 3),
-                }),
-            branch(fourCC("isiz"),
-                {
-                    leaf("iwdt", 4, 0), // keep the source's size
-                    leaf("ihgt", 4, 0),
-                    leaf("scam", 4, fourCC("sp2p")),
-                }),
-            branch(fourCC("soun"),
-                {
-                    leaf("ssct", 4, fourCC("twos")),
-                    leaf("ssrt", 4, SampleRate44100),
-                    leaf("ssss", 4, 16),
-                    leaf("sscc", 4, 1),
-                }),
+            videoSettings(),
+            sizeSettings(),
+            soundSettings(),
             leaf("ftyp", 4, fourCC("mp42")),
             leaf("envi", 4, fourCC("past")),
             leaf("enso", 4, fourCC("past")),
