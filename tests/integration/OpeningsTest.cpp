@@ -1,0 +1,197 @@
+#include "tests/integration/Operations.h"
+#include "tests/integration/RunningService.h"
+#include "tests/support/Mp3Maker.h"
+#include "tests/support/Places.h"
+
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <sys/stat.h>
+
+// How often the service goes to the file system for each operation. A file is opened once, and asked for its attributes
+// once, so that all of an answer speaks of one file, and a file on a slow disk is not waited for twice.
+
+namespace mv {
+namespace {
+
+using test::Operation;
+
+bool canTrace() { return test::run("strace -o /dev/null true 2>/dev/null") == 0; }
+
+/// A program that runs the service and writes its system calls on files to `trace`. Of the two processes the service is
+/// the one that was started.
+std::string tracedService(const test::ScratchFolder& folder, const std::string& trace)
+{
+    // A descriptor is written with its path; a question mark passes over what an architecture does not have.
+    std::string program = folder.write("mivo-mediad-traced",
+        "#!/bin/sh\nexec strace -D -f -y -s 4096 -o " + test::quoted(trace)
+            + " -e trace=?open,openat,?openat2,?creat,?access,faccessat,?faccessat2,%%stat,readlinkat,?readlink "
+            + test::buildPath("bin/mivo-mediad") + "\n");
+    chmod(program.c_str(), 0700);
+    return program;
+}
+
+/// How often a file was opened, and how often it was asked for, by its path or its descriptor.
+struct Openings {
+    int opened = 0;
+    int asked = 0;
+};
+
+/// By the path; what has no name yet, or one that lasts for a while, is together under "new".
+class Trace {
+public:
+    Trace(const std::string& file, const test::ScratchFolder& folder, std::vector<std::string> names)
+        : m_folder(folder.path())
+        , m_names(std::move(names))
+    {
+        std::ifstream in(file);
+        for (std::string line; std::getline(in, line);)
+            read(line);
+    }
+
+    std::string text() const
+    {
+        std::string text;
+        for (const auto& [name, count] : m_counts)
+            text += "; " + name + " opened " + std::to_string(count.opened) + " asked " + std::to_string(count.asked);
+        return text;
+    }
+
+private:
+    void read(const std::string& line)
+    {
+        // A call that another thread's interrupts stands on two lines; the second tells what came of it.
+        static const std::regex kCall("^[0-9]+ +(<\\.\\.\\. )?([a-z0-9]+)");
+        static const std::regex kOpened(" = [0-9]+<([^>]*)>(\\(deleted\\))?$");
+        std::smatch call;
+        if (!std::regex_search(line, call, kCall))
+            return;
+        bool opens = call[2].str().starts_with("open") || call[2] == "creat";
+        std::smatch result;
+        if (opens && std::regex_search(line, result, kOpened) && nameOf(result[1]))
+            ++m_counts[*nameOf(result[1])].opened;
+        if (!opens && !call[1].matched) {
+            if (auto name = askedName(line))
+                ++m_counts[*name].asked;
+        }
+    }
+
+    std::optional<std::string> nameOf(const std::string& path) const
+    {
+        if (path == m_folder)
+            return "folder";
+        if (!path.starts_with(m_folder + "/"))
+            return std::nullopt;
+        std::string name = path.substr(m_folder.size() + 1);
+        return std::find(m_names.begin(), m_names.end(), name) == m_names.end() ? "new" : name;
+    }
+
+    std::optional<std::string> askedName(const std::string& line) const
+    {
+        std::size_t at = line.find(m_folder);
+        return at == std::string::npos ? std::nullopt : nameOf(line.substr(at, line.find_first_of(">\"", at) - at));
+    }
+
+    std::string m_folder;
+    std::vector<std::string> m_names;
+    std::map<std::string, Openings> m_counts;
+};
+
+struct TraceFolder {
+    test::ScratchFolder m_programs;
+    std::string m_traceFile = m_programs.file("trace");
+};
+
+class OpeningsTest : private TraceFolder, public test::RunningService {
+protected:
+    OpeningsTest()
+        : RunningService(canTrace() ? tracedService(m_programs, m_traceFile) : std::string())
+    {
+    }
+    void SetUp() override
+    {
+        if (!canTrace())
+            GTEST_SKIP() << "strace is not installed, or processes may not be traced here";
+        RunningService::SetUp();
+    }
+
+    void perform(const Operation& operation, const test::ScratchFolder& folder)
+    {
+        std::string named = folder.write(namedOf(operation), operation.content());
+        std::string other = operation.otherContent ? folder.write(otherOf(operation), operation.otherContent())
+                                                   : folder.file(otherOf(operation));
+        auto answer = m_client.call(operation.service, "/", operation.interface, operation.member,
+            [&](WireWriter& out) { operation.arguments(out, named, other); });
+        EXPECT_TRUE(answer.ok()) << operation.name << ": " << answer.text;
+    }
+
+    /// Ends the service, so that the trace is whole.
+    bool waitForTrace()
+    {
+        const std::regex end("(^|\n)" + std::to_string(m_service.pid()) + " +\\+\\+\\+ exited with 0 ");
+        return quit() && m_service.waitForEnd() == 0 && test::eventually([&] {
+            std::ifstream in(m_traceFile);
+            std::ostringstream text;
+            text << in.rdbuf();
+            return std::regex_search(text.str(), end);
+        });
+    }
+
+    std::string row(const Operation& operation, const test::ScratchFolder& folder)
+    {
+        return Trace(m_traceFile, folder, { namedOf(operation), otherOf(operation) }).text();
+    }
+
+private:
+    static std::string namedOf(const Operation& operation) { return std::string("file") + operation.extension; }
+    static std::string otherOf(const Operation& operation)
+    {
+        return std::string("other") + (operation.otherContent ? operation.extension : ".out");
+    }
+};
+
+Bytes podcastSong()
+{
+    std::string latin1(1, '\0');
+    std::string tag
+        = test::id3Tag(3, test::id3Frame(3, "TGID", latin1 + "one") + test::id3Frame(3, "WFED", latin1 + "feed"));
+    return Bytes(tag.begin(), tag.end());
+}
+
+/// The operations that read, and what those of them do on another way that have several.
+std::vector<Operation> readingOperations()
+{
+    std::vector<Operation> found;
+    auto add = [&](const std::string& name, const char* extension = nullptr, Bytes(*content)() = nullptr) {
+        Operation one = *std::find_if(test::operations().begin(), test::operations().end(),
+            [&](const Operation& each) { return each.name == name; });
+        one.extension = extension ? extension : one.extension;
+        one.content = content ? content : one.content;
+        found.push_back(std::move(one));
+    };
+    for (const char* name : { "movie", "mp3", "mp4", "audio", "image", "thumbnail", "exif" })
+        add(name);
+    auto movie = found.front().content;
+    add("movie", ".mp3", test::song); // FFmpeg's
+    add("mp3", ".mp3", movie); // no MPEG audio: goes to the movie toolkit
+    add("image", ".jpg"); // looks for EXIF
+    add("podcast", ".mp3", podcastSong);
+    add("podcast", ".m4a", movie);
+    return found;
+}
+
+TEST_F(OpeningsTest, AFileThatIsReadIsOpenedOnceAndAskedOnce)
+{
+    std::vector<Operation> operations = readingOperations();
+    std::vector<test::ScratchFolder> folders(operations.size());
+    for (std::size_t i = 0; i < folders.size(); ++i)
+        perform(operations[i], folders[i]);
+    ASSERT_TRUE(waitForTrace());
+    for (std::size_t i = 0; i < folders.size(); ++i)
+        EXPECT_EQ(row(operations[i], folders[i]), "; file" + std::string(operations[i].extension) + " opened 1 asked 1")
+            << operations[i].name;
+}
+
+} // namespace
+} // namespace mv
