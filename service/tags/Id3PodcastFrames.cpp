@@ -2,7 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "system/InputFile.h"
+#include "id3/TagReader.h"
 
 namespace mv {
 
@@ -17,10 +17,32 @@ struct FrameNames {
     std::string_view feed;
 };
 
+/// Where the bodies of the two frames are taken to lie in the file.
+struct PodcastFrames {
+    TagExtent episode;
+    TagExtent feed;
+};
+
 constexpr FrameNames NamesOfV22 { 6, "TID", "WFD" };
 constexpr FrameNames NamesOfLater { 10, "TGID", "WFED" };
 
-std::optional<std::string> bodyText(const InputFile& file, TagExtent body)
+PodcastFrames findFrames(const Id3v2Tag& tag)
+{
+    const FrameNames& names = tag.majorVersion() == 2 ? NamesOfV22 : NamesOfLater;
+    PodcastFrames found;
+    std::uint64_t offset = Id3v2Tag::HeaderSize;
+    for (const TagFrame& frame : tag.frames()) {
+        TagExtent body { offset + names.headerSize, frame.stored.size() - names.headerSize };
+        if (frame.storedId.starts_with(names.episode))
+            found.episode = body;
+        if (frame.storedId.starts_with(names.feed))
+            found.feed = body;
+        offset += frame.stored.size();
+    }
+    return found;
+}
+
+std::optional<std::string> bodyText(const ByteSource& file, TagExtent body)
 {
     if (body.size > MaxBodyBytes)
         return std::nullopt;
@@ -37,37 +59,20 @@ std::optional<std::string> bodyText(const InputFile& file, TagExtent body)
 
 } // namespace
 
-std::optional<Id3PodcastFrames> findPodcastFrames(const Path& path)
+std::optional<Record> podcastFramesOf(const ByteSource& file)
 {
-    auto file = InputFile::open(path);
-    auto tags = file.ok() ? readTags(*file) : Result<TagSet>(file.error());
+    auto tags = readTags(file);
     if (!tags.ok() || tags->prependedTags.empty())
         return std::nullopt;
-    const Id3v2Tag& tag = tags->prependedTags.front();
-    const FrameNames& names = tag.majorVersion() == 2 ? NamesOfV22 : NamesOfLater;
-    Id3PodcastFrames found;
-    std::uint64_t offset = Id3v2Tag::HeaderSize;
-    for (const TagFrame& frame : tag.frames()) {
-        TagExtent body { offset + names.headerSize, frame.stored.size() - names.headerSize };
-        if (frame.storedId.starts_with(names.episode))
-            found.episode = body;
-        if (frame.storedId.starts_with(names.feed))
-            found.feed = body;
-        offset += frame.stored.size();
-    }
-    bool both = found.episode.size > 0 && found.feed.size > 0;
-    return both ? std::optional(found) : std::nullopt;
-}
-
-void readPodcastFrames(const Path& path, const Id3PodcastFrames& frames, Record& info)
-{
-    auto file = InputFile::open(path);
-    if (!file.ok())
-        return;
-    if (auto text = bodyText(*file, frames.episode))
+    PodcastFrames frames = findFrames(tags->prependedTags.front());
+    if (frames.episode.size == 0 || frames.feed.size == 0)
+        return std::nullopt;
+    Record info;
+    if (auto text = bodyText(file, frames.episode))
         info.set(kMediaTagPodcastEpisodeId, *text);
-    if (auto text = bodyText(*file, frames.feed))
+    if (auto text = bodyText(file, frames.feed))
         info.set(kMediaTagPodcastChannelUrl, *text);
+    return info;
 }
 
 } // namespace mv

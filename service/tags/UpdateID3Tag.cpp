@@ -71,12 +71,8 @@ bool UpdateID3Tag::updateTagWithDictionary(const Path& path, const Record& recor
 
 std::optional<Record> UpdateID3Tag::podcastInfo(const Path& path)
 {
-    auto frames = findPodcastFrames(path);
-    if (!frames)
-        return std::nullopt;
-    Record info;
-    readPodcastFrames(path, *frames, info);
-    return info;
+    auto file = InputFile::open(path);
+    return file.ok() ? podcastFramesOf(*file) : std::nullopt;
 }
 
 } // namespace mv
