@@ -3,7 +3,6 @@
 #include "ffmpeg/MediaLimits.h"
 #include "movies/MovieBackend.h"
 #include "platform/FileQTKit.h"
-#include "platform/NSFileManager.h"
 #include "tests/movies/Clips.h"
 #include "tests/support/LocalZone.h"
 
@@ -125,7 +124,7 @@ TEST_F(FileMovieTest, TimesComeFromTheMovieHeaderElseFromTheFile)
         clip = makeClip(m_folder, name, movingPicture(64, 64, 10, 0.5) + kH264);
         ASSERT_EQ(test::run("touch -d @1300000000 " + clip), 0);
         movie = open(clip);
-        auto facts = NSFileManager::attributesOfItemAtPath(clip);
+        auto facts = attributesAt(clip);
         EXPECT_EQ(movie->attribute<Date>(QTMovieModificationTimeAttribute), Date::fromSeconds(1300000000));
         EXPECT_EQ(movie->attribute<Date>(QTMovieCreationTimeAttribute),
             facts->creationDate.value_or(facts->modificationDate));
@@ -201,7 +200,7 @@ TEST_F(FileMovieTest, ATimeOfDayIsNoTimeOfCreation)
     std::string clip = makeClip(
         m_folder, "a.wav", kTone + "0.5 -write_bext 1 -metadata creation_time=07:08:09 -metadata description=x");
     auto movie = open(clip);
-    auto facts = NSFileManager::attributesOfItemAtPath(clip);
+    auto facts = attributesAt(clip);
     EXPECT_EQ(
         movie->attribute<Date>(QTMovieCreationTimeAttribute), facts->creationDate.value_or(facts->modificationDate));
 }

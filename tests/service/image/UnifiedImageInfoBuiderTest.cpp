@@ -5,7 +5,6 @@
 #include "Base/Core/NSException.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/NSFileManager.h"
 #include "system/DateText.h"
 #include "tests/service/image/ExifMaker.h"
 #include "tests/support/LocalZone.h"
@@ -161,7 +160,7 @@ TEST_F(UnifiedImageInfoBuilderTest, DatesAreTheFileSystems)
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     auto record = m_builder.build(OpenedFile::at(path));
     EXPECT_EQ(*record->date(MediaDBPhotoColumnDateModified), Date::fromTimespec(1234567890, 500000000));
-    auto created = NSFileManager::attributesOfItemAtPath(path)->creationDate;
+    auto created = attributesAt(path)->creationDate;
     EXPECT_EQ(record->contains(MediaDBPhotoColumnDateCreated), created.has_value());
     if (created) {
         EXPECT_EQ(*record->date(MediaDBPhotoColumnDateCreated), *created);

@@ -3,7 +3,6 @@
 
 #include "Base/Media/GenreTable.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/NSFileManager.h"
 #include "platform/NSImage.h"
 #include "service/image/NSImageExtension.h"
 #include "tests/support/Corpus.h"
@@ -85,7 +84,7 @@ TEST_F(MP4ParserTest, ABareFileHasTheColumnsOfEveryFile)
     EXPECT_EQ(*record->find(MediaDBMusicColumnAlbumRating), Value(0));
     EXPECT_GE(*record->date(MediaDBMusicColumnDateAdded), before);
     EXPECT_LE(*record->date(MediaDBMusicColumnDateAdded), after);
-    auto attributes = NSFileManager::attributesOfItemAtPath(path);
+    auto attributes = attributesAt(path);
     EXPECT_EQ(*record->date(MediaDBMusicColumnDateModified), attributes->modificationDate);
     EXPECT_EQ(*record->find(MediaDBCommonColumnFileSize), Value(attributes->size));
     EXPECT_EQ(*record->find(MediaDBCommonColumnMediaType), Value(0x01000020));
