@@ -8,6 +8,7 @@
 #include "platform/MainThread.h"
 #include "platform/QTKit.h"
 #include "service/parsers/ID3Columns.h"
+#include "service/parsers/MusicColumns.h"
 
 #include <cmath>
 
@@ -49,8 +50,7 @@ bool readFileColumns(Record& record, const OpenedFile& file)
 void setFileColumns(Record& record, const OpenedFile& file)
 {
     setNewMusicColumns(record);
-    record.set(MediaDBMusicColumnDateModified, file.attributes()->modificationDate);
-    record.set(MediaDBCommonColumnFileSize, file.attributes()->size);
+    setMusicFileColumns(record, *file.attributes());
     // Whatever the extension says.
     setMediaTypeColumns(record, MVMediaTypeMP3);
     record.set(MediaDBMusicColumnDRMProperty, 0);

@@ -8,6 +8,7 @@
 #include "mp4/mp4.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/MP4TagDump.h"
+#include "service/parsers/MusicColumns.h"
 
 #include <array>
 #include <cmath>
@@ -65,25 +66,6 @@ void setAlbumArtColumn(Record& record, MP4Tags& tags)
         record.set(MediaDBMusicColumnAlbumArt, std::move(*thumbnail));
 }
 
-void setFileColumns(Record& record, const OpenedFile& file)
-{
-    const auto& attributes = file.attributes();
-    if (!attributes.ok())
-        return;
-    record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
-    record.set(MediaDBCommonColumnFileSize, attributes->size);
-}
-
-void setConstantColumns(Record& record)
-{
-    record.set(MediaDBMusicColumnDRMProperty, 0);
-    record.set(MediaDBMusicColumnIsLicenseExpired, false);
-    record.set(MediaDBMusicColumnHasLyrics, false); // deliberate, whatever the lyrics item says
-    record.set(MediaDBMusicColumnPlayState, 0);
-    record.set(MediaDBCommonColumnLinkError, false);
-    record.set(MediaDBMusicColumnIsReadOnly, false);
-}
-
 void setSoundColumns(Record& record, Mp4File& movie)
 {
     MP4TrackId track = MP4FindTrackId(movie, 0, "soun", 0);
@@ -118,9 +100,10 @@ std::optional<Record> MP4Parser::build(const OpenedFile& file)
     setGenreColumn(record, tags);
     setAlbumArtColumn(record, tags);
     setNewMusicColumns(record);
-    setFileColumns(record, file);
+    if (file.exists())
+        setMusicFileColumns(record, *file.attributes());
     setMediaTypeColumns(record, MVMediaTypeReader::type(file.path()));
-    setConstantColumns(record);
+    setFixedMusicColumns(record);
     setSoundColumns(record, *movie);
     return record;
 }

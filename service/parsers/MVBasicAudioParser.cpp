@@ -6,6 +6,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "platform/BASS.h"
+#include "service/parsers/MusicColumns.h"
 
 #include <algorithm>
 #include <limits>
@@ -35,16 +36,6 @@ std::string titleOf(const Path& path)
     std::string_view name = path.lastPathComponent();
     std::size_t taken = path.pathExtension().size() + 1;
     return std::string(truncatedUtf8(name, name.size() - std::min(name.size(), taken)));
-}
-
-void setFixedColumns(Record& record)
-{
-    record.set(MediaDBMusicColumnDRMProperty, 0);
-    record.set(MediaDBMusicColumnIsLicenseExpired, false);
-    record.set(MediaDBMusicColumnHasLyrics, false);
-    record.set(MediaDBMusicColumnPlayState, 0);
-    record.set(MediaDBCommonColumnLinkError, false);
-    record.set(MediaDBMusicColumnIsReadOnly, false);
 }
 
 std::int32_t wholeSeconds(double duration)
@@ -82,10 +73,9 @@ std::optional<Record> MVBasicAudioParser::build(const OpenedFile& file)
     setPathColumns(record, path);
     record.set(MediaDBMusicColumnTitle, titleOf(path));
     setNewMusicColumns(record);
-    record.set(MediaDBMusicColumnDateModified, attributes->modificationDate);
-    record.set(MediaDBCommonColumnFileSize, attributes->size);
+    setMusicFileColumns(record, *attributes);
     setMediaTypeColumns(record, MVMediaTypeReader::type(path));
-    setFixedColumns(record);
+    setFixedMusicColumns(record);
 
     double duration = 0.0;
     bool measured = isSupportMediaTDuration(file, duration);

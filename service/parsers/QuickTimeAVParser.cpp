@@ -10,6 +10,7 @@
 #include "platform/MainThread.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/CheckValidate.h"
+#include "service/parsers/MusicColumns.h"
 
 namespace mv {
 
@@ -145,11 +146,7 @@ void QuickTimeAVParser::parseAudio(Record& record, const OpenedFile& file) const
     record.set(MediaDBMusicColumnSamplerate, playbackRate());
     setNewMusicColumns(record);
     setDate(record, MediaDBMusicColumnDateModified, *m_movie, QTMovieModificationTimeAttribute);
-    record.set(MediaDBMusicColumnDRMProperty, 0);
-    record.set(MediaDBMusicColumnIsLicenseExpired, false);
-    record.set(MediaDBMusicColumnHasLyrics, false);
-    record.set(MediaDBMusicColumnPlayState, 0);
-    record.set(MediaDBMusicColumnIsReadOnly, false);
+    setFixedMusicColumns(record);
 }
 
 void QuickTimeAVParser::parseVideo(Record& record) const
