@@ -94,6 +94,7 @@ Result<Value> valueFor(const TagField& field, const std::string& text)
 std::vector<std::string> fieldNames()
 {
     std::vector<std::string> names;
+    names.reserve(std::size(kFields));
     for (const TagField& field : kFields)
         names.emplace_back(field.name);
     return names;

@@ -74,7 +74,7 @@ void invert(std::uint8_t* samples, std::size_t count)
 Result<PictureReaders> JpegReader::open(const SharedSource& source)
 {
     MV_TRY(outline, outlineOfJpeg(*source));
-    std::unique_ptr<JpegReader> reader(new JpegReader(source, std::move(outline)));
+    std::unique_ptr<JpegReader> reader(new JpegReader(source, outline));
     MV_TRY_VOID(reader->readHeader());
     PictureReaders readers;
     readers.push_back(std::move(reader));

@@ -21,9 +21,9 @@ public:
     Result<void> decodeTop(int y, RowSink& sink) override;
 
 private:
-    JpegReader(SharedSource source, JpegOutline outline)
+    JpegReader(SharedSource source, const JpegOutline& outline)
         : m_source(std::move(source))
-        , m_outline(std::move(outline))
+        , m_outline(outline)
     {
     }
 
