@@ -16,11 +16,12 @@ constexpr std::size_t SmallestFrame = 24;
 constexpr int ProvingFrames = 4;
 constexpr int FewestFrames = 3;
 
-/// The largest size of such a frame.
-std::size_t maximumSize(const MpegHeader& header)
+/// The largest size of such a frame, padded or not, as this one says.
+std::size_t maximumSize(const MpegHeader& header, bool isPadded)
 {
-    auto slot = static_cast<std::size_t>(header.slotSize());
-    return static_cast<std::size_t>(header.samplesPerFrame / 8 * (HighestBitrate / header.sampleRate + 1)) + slot;
+    int slot = header.slotSize();
+    int slots = header.samplesPerFrame * (HighestBitrate / 8) / (header.sampleRate * slot);
+    return static_cast<std::size_t>((slots + (isPadded ? 1 : 0)) * slot);
 }
 
 /// Follows frames of one size through bytes.
@@ -64,7 +65,7 @@ private:
 
 std::size_t freeFormatProofSize(const MpegHeader& header)
 {
-    return ProvingFrames * maximumSize(header) + MpegHeader::Size;
+    return ProvingFrames * maximumSize(header, true) + MpegHeader::Size;
 }
 
 std::size_t freeFormatSize(const MpegHeader& header, ByteView bytes)
@@ -72,7 +73,7 @@ std::size_t freeFormatSize(const MpegHeader& header, ByteView bytes)
     bool reachesEnd = bytes.size() < freeFormatProofSize(header);
     Chain chain(header, bytes);
     std::size_t padding = header.isPadded ? static_cast<std::size_t>(header.slotSize()) : 0;
-    std::size_t limit = std::min(bytes.size(), maximumSize(header));
+    std::size_t limit = std::min(bytes.size(), maximumSize(header, header.isPadded) + 1);
     for (std::size_t size = 1; size < limit; ++size) {
         if (bytes[size] != 0xFF || !chain.headerAt(size))
             continue;

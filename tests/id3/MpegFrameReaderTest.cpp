@@ -238,6 +238,20 @@ TEST(MpegFrameReader, FreeFormatOfEveryLayer)
     }
 }
 
+TEST(MpegFrameReader, FreeFormatUpToItsHighestRate)
+{
+    for (bool padded : { false, true }) {
+        // 640 kbit/s at 44,100 Hz are 2,089.8 bytes a frame.
+        std::size_t longest = padded ? 2090 : 2089;
+        MpegFrameKind kind { .bitrateIndex = 0, .padded = padded, .freeFormatSize = longest };
+        auto facts = read(mpegFrames(20, kind));
+        ASSERT_TRUE(facts) << padded;
+        EXPECT_EQ(facts->header.bitrate, 640'000) << padded;
+        kind.freeFormatSize = longest + 1;
+        EXPECT_FALSE(read(mpegFrames(20, kind))) << padded;
+    }
+}
+
 TEST(MpegFrameReader, FreeFormatWithPaddingAndGaps)
 {
     MpegFrameKind kind { .bitrateIndex = 0, .freeFormatSize = 1306 };
