@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "Base/Core/Result.h"
 #include "audio/AacEncoder.h"
 #include "audio/AudioStatus.h"
 #include "audio/AudioStreamBasicDescription.h"
+#include "system/ByteSource.h"
 
 #include <cstdint>
 #include <memory>
@@ -46,9 +46,9 @@ class AudioBackend {
 public:
     virtual ~AudioBackend() = default;
     /// Opens the first audio stream of a file. The code of an error is the OSStatus that says why.
-    virtual Result<std::unique_ptr<AudioSource>> openSource(const Path& path)
+    virtual Result<std::unique_ptr<AudioSource>> openSource(SharedSource)
     {
-        return Error { Error::Kind::Unsupported, "no decoders for " + path.text(), kAudioFileUnsupportedFileTypeError };
+        return Error { Error::Kind::Unsupported, "no decoders", kAudioFileUnsupportedFileTypeError };
     }
     /// The settings' rate is one of AAC's, its channels are 1 to 8; a bit rate that the encoder cannot take becomes
     /// the nearest that it can.

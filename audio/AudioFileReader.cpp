@@ -39,15 +39,15 @@ AudioStreamBasicDescription defaultClientFormat(const AudioStreamBasicDescriptio
         fileFormat.mSampleRate, fileFormat.mChannelsPerFrame, depth, kAudioFormatFlagIsSignedInteger | order);
 }
 
-Result<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const Path& path)
+Result<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const SharedSource& file)
 {
-    if (auto wave = WaveSource::open(path)) {
+    if (auto wave = WaveSource::open(file)) {
         // A header that says that there is none is not taken by this source.
         if (wave->format().frames == 0)
             return Error { Error::Kind::Format, "nothing of the sound is there", kAudioFileInvalidFileError };
         return std::make_unique<AudioFileReader>(std::move(wave));
     }
-    MV_TRY(source, audioBackend().openSource(path));
+    MV_TRY(source, audioBackend().openSource(file));
     return std::make_unique<AudioFileReader>(std::move(source));
 }
 

@@ -15,7 +15,7 @@ AudioStreamBasicDescription defaultClientFormat(const AudioStreamBasicDescriptio
 class AudioFileReader final : public AudioFile {
 public:
     /// The code of an error is the OSStatus.
-    static Result<std::unique_ptr<AudioFileReader>> open(const Path& path);
+    static Result<std::unique_ptr<AudioFileReader>> open(const SharedSource& file);
     explicit AudioFileReader(std::unique_ptr<AudioSource> source);
 
     AudioStreamBasicDescription fileDataFormat() const override { return m_source->format().description; }

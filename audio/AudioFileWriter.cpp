@@ -98,20 +98,20 @@ OSStatus AudioFileWriter::EncodingConverter::setProperty(std::uint32_t property,
 }
 
 Result<std::unique_ptr<AudioFileWriter>> AudioFileWriter::create(
-    const Path& path, std::uint32_t fileType, const AudioStreamBasicDescription& description)
+    OutputPlace& place, std::uint32_t fileType, const AudioStreamBasicDescription& description)
 {
     if (fileType != kAudioFileM4AType)
         return Error { Error::Kind::Unsupported, "no such file type", kAudioFileUnsupportedFileTypeError };
     if (description.mFormatID != kAudioFormatMPEG4AAC || !isUsableRate(description.mSampleRate)
         || description.mChannelsPerFrame < 1 || description.mChannelsPerFrame > LargestChannelCount)
         return Error { Error::Kind::Unsupported, "cannot be encoded", kAudioFileUnsupportedDataFormatError };
-    auto file = OutputFile::create(path);
+    auto file = place.create();
     if (!file)
         return Error { file.error().kind, file.error().text, statusOf(file.error()) };
     return std::unique_ptr<AudioFileWriter>(new AudioFileWriter(std::move(*file), description));
 }
 
-AudioFileWriter::AudioFileWriter(OutputFile file, const AudioStreamBasicDescription& description)
+AudioFileWriter::AudioFileWriter(std::unique_ptr<OutputFile> file, const AudioStreamBasicDescription& description)
     : m_file(std::move(file))
     , m_description(description)
     , m_clientFormat(
@@ -283,7 +283,7 @@ Result<void> AudioFileWriter::appendPacket(ByteView packet)
 
 Result<void> AudioFileWriter::flushPackets()
 {
-    MV_TRY_VOID(withStatus(m_file.writeAt(m_fileSize, m_packets)));
+    MV_TRY_VOID(withStatus(m_file->writeAt(m_fileSize, m_packets)));
     m_fileSize += m_packets.size();
     m_packets.clear();
     return {};
@@ -293,9 +293,9 @@ Result<void> AudioFileWriter::flushPackets()
 Result<void> AudioFileWriter::writeHeader()
 {
     Bytes header = m4aHeader(m_track);
-    MV_TRY_VOID(withStatus(m_file.moveUp(m_fileSize, header.size())));
-    MV_TRY_VOID(withStatus(m_file.writeAt(0, header)));
-    return withStatus(m_file.commit());
+    MV_TRY_VOID(withStatus(m_file->moveUp(m_fileSize, header.size())));
+    MV_TRY_VOID(withStatus(m_file->writeAt(0, header)));
+    return withStatus(m_file->commit());
 }
 
 } // namespace mv

@@ -4,7 +4,7 @@
 #include "audio/AudioFile.h"
 #include "audio/M4aHeader.h"
 #include "system/BatchQueue.h"
-#include "system/OutputFile.h"
+#include "system/OutputPlace.h"
 
 #include <memory>
 #include <thread>
@@ -19,7 +19,7 @@ class AudioFileWriter final : public AudioFile {
 public:
     /// Only 'm4af' with 'aac ', 1 to 8 channels. The code of an error is the OSStatus.
     static Result<std::unique_ptr<AudioFileWriter>> create(
-        const Path& path, std::uint32_t fileType, const AudioStreamBasicDescription& description);
+        OutputPlace& place, std::uint32_t fileType, const AudioStreamBasicDescription& description);
     ~AudioFileWriter() override;
 
     AudioStreamBasicDescription fileDataFormat() const override;
@@ -51,7 +51,7 @@ private:
         std::uint32_t frames = 0;
     };
 
-    AudioFileWriter(OutputFile file, const AudioStreamBasicDescription& description);
+    AudioFileWriter(std::unique_ptr<OutputFile> file, const AudioStreamBasicDescription& description);
     OSStatus startEncoder();
     Block planar(std::uint32_t frames, const std::uint8_t* samples) const;
     void fail(const Error& error) MV_EXCLUDES(m_lock);
@@ -65,7 +65,7 @@ private:
     Result<void> flushPackets();
     Result<void> writeHeader();
 
-    OutputFile m_file;
+    std::unique_ptr<OutputFile> m_file;
     AudioStreamBasicDescription m_description;
     AudioStreamBasicDescription m_clientFormat;
     EncodingConverter m_converter;

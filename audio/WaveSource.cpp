@@ -11,15 +11,12 @@ constexpr std::uint32_t PackedBytes = 3;
 
 } // namespace
 
-std::unique_ptr<AudioSource> WaveSource::open(const Path& path)
+std::unique_ptr<AudioSource> WaveSource::open(SharedSource file)
 {
-    auto file = InputFile::openShared(path);
-    if (!file)
-        return nullptr;
-    auto wave = WaveFile::read(**file);
+    auto wave = WaveFile::read(*file);
     if (!wave)
         return nullptr;
-    return std::unique_ptr<AudioSource>(new WaveSource(std::move(*file), *wave));
+    return std::unique_ptr<AudioSource>(new WaveSource(std::move(file), *wave));
 }
 
 WaveSource::WaveSource(SharedSource file, const WaveFile& wave)

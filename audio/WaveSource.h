@@ -13,8 +13,8 @@ namespace mv {
 /// nothing but such files never loads them.
 class WaveSource final : public AudioSource {
 public:
-    /// Null for what is not a WaveFile (or no file at all): let another source try, and say what is wrong.
-    static std::unique_ptr<AudioSource> open(const Path& path);
+    /// Null for what is not a WaveFile: let another source try, and say what is wrong.
+    static std::unique_ptr<AudioSource> open(SharedSource file);
 
     const AudioSourceFormat& format() const override { return m_wave.format; }
     Result<DecodedFrames> next() override;

@@ -28,7 +28,7 @@ ExitStatus run(const Arguments& arguments)
     ExportJob job;
     job.command = Name;
     job.ending = ".m4a";
-    job.call = [&](MVMP4ExporterBase& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
+    job.call = [&](ExporterClient& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
         return exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
             &delegate, source, made, *bitrate * BitsPerKilobit);
     };

@@ -141,8 +141,8 @@ Result<void> Destination::write(ByteView content) const
     }
     auto written = [&]() -> Result<void> {
         MV_TRY(file, OutputFile::create(m_path));
-        MV_TRY_VOID(file.writeAt(0, content));
-        return file.commit();
+        MV_TRY_VOID(file->writeAt(0, content));
+        return file->commit();
     }();
     if (!written && written.error().code != 0)
         return unwritable(written.error().code);

@@ -13,7 +13,7 @@ ExitStatus run(const Arguments& arguments)
     ExportJob job;
     job.command = Name;
     job.ending = ".mp4";
-    job.call = [](MVMP4ExporterBase& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
+    job.call = [](ExporterClient& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
         return exporter.exportWithDelegateFromPathToMp4Path(&delegate, source, made);
     };
     return job.run(arguments);

@@ -14,7 +14,7 @@ struct ExportJob {
     const char* command;
     const char* ending; ///< of the file that the service makes: ".m4a"
     /// What the service is asked to do, with the source and the file that it is to make.
-    std::function<std::int32_t(MVMP4ExporterBase&, MVMP4ExporterDelegate&, const Path& source, const Path& made)> call;
+    std::function<std::int32_t(ExporterClient&, MVMP4ExporterDelegate&, const Path& source, const Path& made)> call;
     /// What is done with the file that was made, before it gets its name; may be empty.
     std::function<Result<void>(const Path& source, const Path& made)> finish;
     /// True when the service must not know the source by its own name.

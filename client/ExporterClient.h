@@ -7,7 +7,7 @@ namespace mv {
 
 /// The MP4 exporter. It does one job at a time for all its clients, so a call may wait for another's. Delegates are
 /// called on the thread that called.
-class ExporterClient final : public MVMP4ExporterBase {
+class ExporterClient final : public MVMP4ExporterBaseOf<Path, Path> {
 public:
     explicit ExporterClient(ServiceBus& bus);
 

@@ -1,7 +1,6 @@
 #include "ffmpeg/MediaInput.h"
 
 #include "ffmpeg/FfmpegError.h"
-#include "system/InputFile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -140,12 +139,6 @@ Result<std::unique_ptr<MediaInput>> MediaInput::open(SharedSource file, const Se
     if (!container && context->probe_score < settings.lowestScore)
         return ffmpegError(AVERROR_INVALIDDATA, "cannot open");
     return input;
-}
-
-Result<std::unique_ptr<MediaInput>> MediaInput::open(const Path& path, const Settings& settings)
-{
-    MV_TRY(file, InputFile::openShared(path));
-    return open(std::move(file), settings);
 }
 
 bool MediaInput::recognises(SharedSource file)

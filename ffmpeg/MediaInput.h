@@ -30,7 +30,6 @@ public:
     };
 
     static Result<std::unique_ptr<MediaInput>> open(SharedSource file, const Settings& settings);
-    static Result<std::unique_ptr<MediaInput>> open(const Path& path, const Settings& settings);
     /// Whether the content is one of the containers that open() takes for a movie: reads the beginning only.
     static bool recognises(SharedSource file);
 

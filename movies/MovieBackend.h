@@ -62,7 +62,7 @@ public:
     /// Writes the pictures and sounds of a movie, as they are, into an MPEG-4 file that the caller names afterwards.
     /// Unsupported for streams that such a file cannot hold; Cancelled; Format for a movie that ends too early.
     virtual Result<void> passThrough(
-        const Path& /*source*/, OutputFile& /*target*/, const MovieExportSettings&, const Progress&)
+        SharedSource /*source*/, OutputFile& /*target*/, const MovieExportSettings&, const Progress&)
     {
         return Error { Error::Kind::Unsupported, "the media module is missing" };
     }

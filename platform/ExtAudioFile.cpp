@@ -2,7 +2,6 @@
 
 #include "audio/AudioFileReader.h"
 #include "audio/AudioFileWriter.h"
-#include "platform/NSFileManager.h"
 
 #include <cstring>
 
@@ -21,33 +20,35 @@ template <class T> OSStatus giveProperty(const T& value, std::uint32_t* size, vo
 
 } // namespace
 
-OSStatus ExtAudioFileOpen(const FSRef& ref, ExtAudioFileRef* file) { return ExtAudioFileOpenURL(ref.path, file); }
+OSStatus ExtAudioFileOpen(const FSRef& ref, ExtAudioFileRef* file) { return ExtAudioFileOpenURL(ref.file, file); }
 
-OSStatus ExtAudioFileOpenURL(const Path& path, ExtAudioFileRef* file)
+OSStatus ExtAudioFileOpenURL(const OpenedFile& url, ExtAudioFileRef* file)
 {
     if (!file)
         return paramErr;
     *file = nullptr;
-    if (path.isNil())
+    if (url.path().isNil())
         return paramErr;
-    auto reader = AudioFileReader::open(path);
+    if (!url.content())
+        return statusOfKind(url.content().error().kind);
+    auto reader = AudioFileReader::open(*url.content());
     if (!reader)
         return reader.error().code;
     *file = reader->release();
     return noErr;
 }
 
-OSStatus ExtAudioFileCreateWithURL(const Path& path, std::uint32_t fileType,
+OSStatus ExtAudioFileCreateWithURL(OutputPlace& url, std::uint32_t fileType,
     const AudioStreamBasicDescription& description, const void*, std::uint32_t flags, ExtAudioFileRef* file)
 {
     if (!file)
         return paramErr;
     *file = nullptr;
-    if (path.isNil())
+    if (url.path().isNil())
         return paramErr;
-    if ((flags & kAudioFileFlags_EraseFile) == 0 && NSFileManager::fileExistsAtPath(path))
+    if ((flags & kAudioFileFlags_EraseFile) == 0 && url.attributes().ok())
         return kAudioFilePermissionsError;
-    auto writer = AudioFileWriter::create(path, fileType, description);
+    auto writer = AudioFileWriter::create(url, fileType, description);
     if (!writer)
         return writer.error().code;
     *file = writer->release();

@@ -2,6 +2,7 @@
 
 #include "audio/AudioFile.h"
 #include "platform/FSRef.h"
+#include "system/OutputPlace.h"
 
 namespace mv {
 
@@ -23,10 +24,10 @@ inline constexpr std::uint32_t kExtAudioFileProperty_ClientDataFormat = fourCC("
 inline constexpr std::uint32_t kExtAudioFileProperty_FileLengthFrames = fourCC("#frm"); ///< int64, read only
 inline constexpr std::uint32_t kExtAudioFileProperty_AudioConverter = fourCC("acnv"); ///< AudioConverterRef, read only
 
-/// Opens an existing file for reading; the caller disposes of the result. `file` is null after a failure: fnfErr,
+/// Begins to decode an opened file; the caller disposes of the result. `file` is null after a failure: fnfErr,
 /// permErr, 'typ?' for what is no audio file, 'fmt?' for audio that cannot be decoded, 'dta?' for a damaged file.
 OSStatus ExtAudioFileOpen(const FSRef& ref, ExtAudioFileRef* file);
-OSStatus ExtAudioFileOpenURL(const Path& path, ExtAudioFileRef* file);
+OSStatus ExtAudioFileOpenURL(const OpenedFile& url, ExtAudioFileRef* file);
 
 inline constexpr std::uint32_t kAudioFileFlags_EraseFile = 1;
 
@@ -36,7 +37,7 @@ inline constexpr std::uint32_t kAudioFileFlags_EraseFile = 1;
 /// kAudioFileFlags_EraseFile is kAudioFilePermissionsError. What cannot be written fails here: fnfErr without the
 /// folder, permErr, 'typ?', 'fmt?'. The client format is interleaved 32-bit floats or signed integers of 16 or 32 bits;
 /// its rate is that of the frames that come in.
-OSStatus ExtAudioFileCreateWithURL(const Path& path, std::uint32_t fileType,
+OSStatus ExtAudioFileCreateWithURL(OutputPlace& url, std::uint32_t fileType,
     const AudioStreamBasicDescription& description, const void* channelLayout, std::uint32_t flags,
     ExtAudioFileRef* file);
 

@@ -1,18 +1,14 @@
 #include "platform/FSRef.h"
 
-#include <cerrno>
-#include <sys/stat.h>
-
 namespace mv {
 
-OSStatus FSPathMakeRef(const Path& path, FSRef& ref)
+OSStatus FSPathMakeRef(const OpenedFile& file, FSRef& ref)
 {
-    if (path.isNil())
+    if (file.path().isNil())
         return paramErr;
-    struct stat facts { };
-    if (stat(path.c_str(), &facts) != 0)
-        return errno == EACCES ? permErr : fnfErr;
-    ref.path = path;
+    if (!file.exists())
+        return file.attributes().error().kind == Error::Kind::Access ? permErr : fnfErr;
+    ref = { file, nullptr };
     return noErr;
 }
 

@@ -5,6 +5,7 @@
 #include "Base/Core/ByteReader.h"
 #include "movies/IsoMovie.h"
 #include "platform/FileMovie.h"
+#include "system/InputFile.h"
 
 #include <algorithm>
 

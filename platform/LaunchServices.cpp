@@ -78,7 +78,7 @@ private:
 
 OSStatus LSOpenApplication(const LSApplicationParameters& parameters)
 {
-    std::string executable = executableOf(parameters.application.path);
+    std::string executable = executableOf(parameters.application.file.path());
     if (executable.empty())
         return fnfErr;
     LaunchLock lock(executable);

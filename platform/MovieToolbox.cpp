@@ -4,7 +4,6 @@
 #include "movies/MovieBackend.h"
 #include "platform/AtomContainer.h"
 #include "platform/QTKit.h"
-#include "system/OutputFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -57,16 +56,16 @@ MovieToolbox& MovieToolbox::shared()
 
 OSStatus MovieToolbox::QTNewDataReferenceFromFSRef(const FSRef& ref, DataReference& reference)
 {
-    if (ref.path.isNil())
+    if (ref.file.path().isNil())
         return paramErr;
-    reference.path = ref.path;
+    reference.ref = ref;
     return noErr;
 }
 
 OSStatus MovieToolbox::NewMovieFromDataRef(std::unique_ptr<Movie>& movie, std::int16_t, const DataReference& reference)
 {
     movie.reset();
-    auto opened = QTKit::shared().initWithFile(OpenedFile::at(reference.path));
+    auto opened = QTKit::shared().initWithFile(reference.ref.file);
     if (!opened)
         return statusOf(opened.error(), noMovieFound);
     movie = std::make_unique<Movie>(reference, (*opened)->tracks());
@@ -103,11 +102,11 @@ OSStatus MovieToolbox::ConvertMovieToDataRef(
     Movie& movie, const DataReference& destination, OSType fileType, OSType, std::uint32_t, MovieExporter& exporter)
 {
     // Nothing here encodes: what is not passed through cannot be had.
-    if (fileType != Mpeg4FileType || !exporter.settings.passVideoThrough || !exporter.settings.passSoundThrough)
+    const auto& source = movie.source().ref.file.content();
+    const auto& output = destination.ref.output;
+    if (fileType != Mpeg4FileType || !exporter.settings.passVideoThrough || !exporter.settings.passSoundThrough
+        || !source || !output)
         return paramErr;
-    auto output = OutputFile::create(destination.path);
-    if (!output)
-        return statusOf(output.error(), ioErr);
     if (OSStatus answer = movie.report(movieProgressOpen, 0); answer != noErr)
         return userCanceledErr;
     // There are many more packets than percents, and whoever listens may be another process.
@@ -120,7 +119,7 @@ OSStatus MovieToolbox::ConvertMovieToDataRef(
         reported = percent;
         return movie.report(movieProgressUpdatePercent, static_cast<Fixed>(std::lround(done * 65536))) == noErr;
     };
-    auto copied = installedMovieBackend().passThrough(movie.source().path, *output, exporter.settings, progress);
+    auto copied = installedMovieBackend().passThrough(*source, *output, exporter.settings, progress);
     if (!copied)
         return exportStatus(copied.error());
     if (auto named = output->commit(); !named)

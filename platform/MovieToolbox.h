@@ -32,7 +32,7 @@ constexpr Fixed FixMul(Fixed a, Fixed b) { return static_cast<Fixed>((std::int64
 
 /// Where media lies: always a whole file.
 struct DataReference {
-    Path path;
+    FSRef ref;
 };
 
 /// What a progress procedure is told.
@@ -117,9 +117,9 @@ public:
     virtual std::unique_ptr<MovieExporter> OpenDefaultComponent(OSType type, OSType subtype);
     /// paramErr for what is no container of settings.
     virtual OSStatus MovieExportSetSettingsFromAtomContainer(MovieExporter& exporter, ByteView container);
-    /// Writes the whole movie, its pictures and sounds as they are. The destination appears when it is complete,
-    /// replacing a file of its name; after an error or a cancel (userCanceledErr) it stays as it was.
-    /// noExportProcAvailableErr for streams that the file type cannot hold.
+    /// Writes the whole movie, its pictures and sounds as they are, into the destination's file in the making, which
+    /// takes its name when it is complete, replacing a file of that name; after an error or a cancel (userCanceledErr)
+    /// it stays as it was. noExportProcAvailableErr for streams that the file type cannot hold.
     virtual OSStatus ConvertMovieToDataRef(Movie& movie, const DataReference& destination, OSType fileType,
         OSType creator, std::uint32_t flags, MovieExporter& exporter);
 };

@@ -54,10 +54,15 @@ Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attrib
 
 } // namespace
 
+OpenedFile::OpenedFile(Path path)
+    : OpenedFile(std::move(path), notThere(ENOENT), Error { Error::Kind::NotFound, "no file", ENOENT })
+{
+}
+
 OpenedFile OpenedFile::at(const Path& path)
 {
     if (path.isNil())
-        return { path, notThere(ENOENT), Error { Error::Kind::NotFound, "no path", ENOENT } };
+        return OpenedFile();
     UniqueFd fd = InputFile::openWithoutBlocking(path);
     if (!fd) {
         Error failure = systemError(errno);

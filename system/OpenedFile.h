@@ -14,6 +14,13 @@ public:
     /// Opens what is at the path; nil, and whatever cannot be opened, are values too. Never blocks.
     static OpenedFile at(const Path& path);
 
+    /// No file: a nil path.
+    OpenedFile()
+        : OpenedFile(Path())
+    {
+    }
+    /// The same for a file that has a path and nothing else.
+    explicit OpenedFile(Path path);
     /// A file that somebody else has opened. `path` is what its columns say, and is never opened.
     OpenedFile(Path path, Result<FileAttributes> attributes, Result<SharedSource> content)
         : m_path(std::move(path))
@@ -29,10 +36,10 @@ public:
     /// may not be searched, else NotFound; a dangling link leads to nothing.
     const Result<FileAttributes>& attributes() const { return m_attributes; }
     bool exists() const { return m_attributes.ok(); }
-    /// True when both are there and are one file, by whatever names.
-    bool isSameFileAs(const OpenedFile& other) const
+    /// True when it is there, and those attributes are its own: both are one file, by whatever names.
+    bool isSameFileAs(const Result<FileAttributes>& other) const
     {
-        return exists() && other.exists() && m_attributes->identity == other.m_attributes->identity;
+        return exists() && other && m_attributes->identity == other->identity;
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "system/OutputFile.h"
 
 #include "Base/Core/Text.h"
+#include "system/InputFile.h"
 #include "system/SystemError.h"
 
 #include <algorithm>
@@ -49,50 +50,108 @@ std::string hiddenNameFor(const std::string& name)
         static_cast<unsigned long long>(random[0]), static_cast<unsigned long long>(random[1]));
 }
 
+/// The new content in its folder, nameless or hidden.
+class HiddenFile final : public OutputFile {
+public:
+    static Result<std::unique_ptr<OutputFile>> create(const Path& target);
+    ~HiddenFile() override;
+
+    Result<void> commit() override;
+
+private:
+    HiddenFile(UniqueFd folder, UniqueFd content, std::string name, std::string hiddenName)
+        : OutputFile(std::move(content))
+        , m_folder(std::move(folder))
+        , m_name(std::move(name))
+        , m_hiddenName(std::move(hiddenName))
+    {
+    }
+    bool link(const std::string& name) const;
+    Result<void> giveHiddenName();
+
+    UniqueFd m_folder;
+    std::string m_name; // in the folder
+    std::string m_hiddenName; // empty while the file has none
+};
+
+Result<std::unique_ptr<OutputFile>> HiddenFile::create(const Path& target)
+{
+    std::string name(target.lastPathComponent());
+    std::string directory(target.directory());
+    UniqueFd folder(open(directory.empty() ? "." : directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder)
+        return systemError(errno, "cannot open the folder");
+    UniqueFd content(openat(folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, NewFileMode));
+    std::string hiddenName;
+    if (!content && (errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT)) {
+        // No nameless files here.
+        hiddenName = hiddenNameFor(name);
+        content.reset(openat(folder.get(), hiddenName.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, NewFileMode));
+    }
+    if (!content)
+        return systemError(errno, "cannot create a file");
+    return std::unique_ptr<OutputFile>(
+        new HiddenFile(std::move(folder), std::move(content), std::move(name), std::move(hiddenName)));
+}
+
+HiddenFile::~HiddenFile()
+{
+    if (!m_hiddenName.empty())
+        unlinkat(m_folder.get(), m_hiddenName.c_str(), 0);
+}
+
+bool HiddenFile::link(const std::string& name) const
+{
+    std::string self = formatText("/proc/self/fd/%d", fd());
+    return linkat(AT_FDCWD, self.c_str(), m_folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+Result<void> HiddenFile::giveHiddenName()
+{
+    if (!m_hiddenName.empty())
+        return {};
+    std::string name = hiddenNameFor(m_name);
+    if (!link(name))
+        return systemError(errno, "cannot name the file");
+    m_hiddenName = name;
+    return {};
+}
+
+Result<void> HiddenFile::commit()
+{
+    struct stat old { };
+    bool replaces = fstatat(m_folder.get(), m_name.c_str(), &old, 0) == 0;
+    if (replaces) {
+        // An owner that may not be given away leaves the file ours.
+        static_cast<void>(fchown(fd(), old.st_uid, old.st_gid) == 0);
+        if (fchmod(fd(), old.st_mode & 07777) != 0)
+            return systemError(errno, "cannot keep the mode");
+    }
+    // Nothing can take a name that is in use but what has one itself. Between its two names a kill would leave a file
+    // that nobody removes, so a name that is free is taken at once.
+    if (!replaces && m_hiddenName.empty() && link(m_name))
+        return {};
+    MV_TRY_VOID(giveHiddenName());
+    if (renameat(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str()) != 0)
+        return systemError(errno, "cannot name the file");
+    m_hiddenName.clear();
+    return {};
+}
+
 } // namespace
 
-Result<OutputFile> OutputFile::create(const Path& path)
+Result<std::unique_ptr<OutputFile>> OutputFile::create(const Path& path)
 {
     if (path.isNil() || path.text().empty() || path.text().ends_with('/'))
         return systemError(ENOENT, "no file to write to");
     MV_TRY_VOID(refuseWhatIsNoFile(path));
-    Path target = resolved(path);
-    OutputFile output;
-    output.m_name = target.lastPathComponent();
-    std::string folder(target.directory());
-    output.m_folder.reset(open(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!output.m_folder)
-        return systemError(errno, "cannot open the folder");
-    MV_TRY_VOID(output.openHidden());
-    return output;
-}
-
-Result<void> OutputFile::openHidden()
-{
-    m_file.reset(openat(m_folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, NewFileMode));
-    if (m_file)
-        return {};
-    if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)
-        return systemError(errno, "cannot create a file");
-    // No nameless files here.
-    m_hiddenName = hiddenNameFor(m_name);
-    m_file.reset(openat(m_folder.get(), m_hiddenName.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, NewFileMode));
-    if (m_file)
-        return {};
-    m_hiddenName.clear();
-    return systemError(errno, "cannot create a file");
-}
-
-OutputFile::~OutputFile()
-{
-    if (m_folder && !m_hiddenName.empty())
-        unlinkat(m_folder.get(), m_hiddenName.c_str(), 0);
+    return HiddenFile::create(resolved(path));
 }
 
 Result<void> OutputFile::writeAt(std::uint64_t offset, ByteView bytes)
 {
     while (!bytes.empty()) {
-        ssize_t count = pwrite(m_file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        ssize_t count = pwrite(fd(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -107,8 +166,7 @@ Result<std::size_t> OutputFile::readAt(std::uint64_t offset, std::span<std::uint
 {
     std::size_t done = 0;
     while (done < target.size()) {
-        ssize_t count
-            = pread(m_file.get(), target.data() + done, target.size() - done, static_cast<off_t>(offset + done));
+        ssize_t count = pread(fd(), target.data() + done, target.size() - done, static_cast<off_t>(offset + done));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -136,44 +194,10 @@ Result<void> OutputFile::moveUp(std::uint64_t length, std::uint64_t distance)
     return {};
 }
 
-Result<InputFile> OutputFile::reopened() const { return InputFile::open(formatText("/proc/self/fd/%d", m_file.get())); }
-
-bool OutputFile::link(const std::string& name) const
+Result<SharedSource> OutputFile::written() const
 {
-    std::string self = formatText("/proc/self/fd/%d", m_file.get());
-    return linkat(AT_FDCWD, self.c_str(), m_folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
-}
-
-Result<void> OutputFile::giveHiddenName()
-{
-    if (!m_hiddenName.empty())
-        return {};
-    std::string name = hiddenNameFor(m_name);
-    if (!link(name))
-        return systemError(errno, "cannot name the file");
-    m_hiddenName = name;
-    return {};
-}
-
-Result<void> OutputFile::commit()
-{
-    struct stat old { };
-    bool replaces = fstatat(m_folder.get(), m_name.c_str(), &old, 0) == 0;
-    if (replaces) {
-        // An owner that may not be given away leaves the file ours.
-        static_cast<void>(fchown(m_file.get(), old.st_uid, old.st_gid) == 0);
-        if (fchmod(m_file.get(), old.st_mode & 07777) != 0)
-            return systemError(errno, "cannot keep the mode");
-    }
-    // Nothing can take a name that is in use but what has one itself. Between its two names a kill would leave a file
-    // that nobody removes, so a name that is free is taken at once.
-    if (!replaces && m_hiddenName.empty() && link(m_name))
-        return {};
-    MV_TRY_VOID(giveHiddenName());
-    if (renameat(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str()) != 0)
-        return systemError(errno, "cannot name the file");
-    m_hiddenName.clear();
-    return {};
+    MV_TRY(file, InputFile::adopt(UniqueFd(fcntl(fd(), F_DUPFD_CLOEXEC, 0))));
+    return SharedSource(std::make_shared<const InputFile>(std::move(file)));
 }
 
 } // namespace mv

@@ -11,10 +11,12 @@ namespace {
 
 int doJob(mv::MP4ExporterImpl& exporter, int argc, char** argv)
 {
+    auto source = mv::OpenedFile::at(argv[2]);
+    auto destination = mv::OutputPlace::at(argv[3]);
     if (std::string_view(argv[1]) == "export")
-        return exporter.exportWithDelegateFromPathToMp4Path(nullptr, argv[2], argv[3]);
+        return exporter.exportWithDelegateFromPathToMp4Path(nullptr, source, destination);
     return exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
-        nullptr, argv[2], argv[3], argc > 4 ? std::atoi(argv[4]) : 128000);
+        nullptr, source, destination, argc > 4 ? std::atoi(argv[4]) : 128000);
 }
 
 double cpuSeconds()

@@ -65,7 +65,7 @@ bool encode(const Sound& sound, int rate)
 int main(int count, char** arguments)
 {
     CoreAudioDecoder decoder;
-    if (count != 2 || !decoder.prepareWithPath(arguments[1]))
+    if (count != 2 || !decoder.prepareWithPath(OpenedFile::at(arguments[1])))
         return 2;
     Sound sound = decode(decoder);
     Stopwatch watch;

@@ -27,28 +27,27 @@ OSStatus statusOfOpening(Error::Kind kind)
 constexpr MediaInput::Settings NoDeadline { .deadline = std::nullopt };
 
 // What is nothing known may still be an MP3 with something in front that players step over.
-Result<std::unique_ptr<MediaInput>> openMedia(const Path& path)
+Result<std::unique_ptr<MediaInput>> openMedia(const SharedSource& file)
 {
-    auto input = MediaInput::open(path, NoDeadline);
+    auto input = MediaInput::open(file, NoDeadline);
     if (input || statusOfOpening(input.error().kind) != kAudioFileUnsupportedFileTypeError)
         return input;
-    auto file = InputFile::openShared(path);
-    auto start = file ? findHiddenMpegStream(**file) : std::nullopt;
+    auto start = findHiddenMpegStream(*file);
     if (!start)
         return input;
     MediaInput::Settings settings = NoDeadline;
     settings.start = *start;
     settings.container = "mp3";
-    return MediaInput::open(std::move(*file), settings);
+    return MediaInput::open(file, settings);
 }
 
 } // namespace
 
 bool isSampled(AVCodecID id) { return id >= AV_CODEC_ID_FIRST_AUDIO && id < AV_CODEC_ID_ADPCM_IMA_QT; }
 
-Result<AudioInput> AudioInput::open(const Path& path)
+Result<AudioInput> AudioInput::open(const SharedSource& file)
 {
-    auto input = openMedia(path);
+    auto input = openMedia(file);
     if (!input)
         return withStatus(input.error(), statusOfOpening(input.error().kind));
     AudioInput audio;

@@ -13,7 +13,7 @@ public:
     static constexpr int HighestSampleRate = 768'000;
     static constexpr int MostChannels = 64;
 
-    static Result<AudioInput> open(const Path& path);
+    static Result<AudioInput> open(const SharedSource& file);
 
     AVStream& stream() { return *m_stream; }
     /// As they were when the file was opened. The stream's own may change while it is read, when a frame says so.

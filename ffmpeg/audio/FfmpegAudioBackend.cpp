@@ -13,7 +13,10 @@ public:
     {
         return makeFfmpegAacEncoder(settings);
     }
-    Result<std::unique_ptr<AudioSource>> openSource(const Path& path) override { return FfmpegAudioSource::open(path); }
+    Result<std::unique_ptr<AudioSource>> openSource(SharedSource file) override
+    {
+        return FfmpegAudioSource::open(file);
+    }
 };
 
 } // namespace

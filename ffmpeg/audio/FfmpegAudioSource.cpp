@@ -42,10 +42,10 @@ FrameHandle partOf(const FrameDecoder::Run& run)
 
 } // namespace
 
-Result<std::unique_ptr<AudioSource>> FfmpegAudioSource::open(const Path& path)
+Result<std::unique_ptr<AudioSource>> FfmpegAudioSource::open(const SharedSource& file)
 {
-    MV_TRY(count, countFrames(path));
-    MV_TRY(input, AudioInput::open(path));
+    MV_TRY(count, countFrames(file));
+    MV_TRY(input, AudioInput::open(file));
     std::unique_ptr<FfmpegAudioSource> source(new FfmpegAudioSource(std::move(input), count.end));
     source->m_format.frames = count.frames;
     return std::unique_ptr<AudioSource>(std::move(source));

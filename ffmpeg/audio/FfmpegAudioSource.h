@@ -11,7 +11,7 @@ namespace mv {
 /// those.
 class FfmpegAudioSource final : public AudioSource {
 public:
-    static Result<std::unique_ptr<AudioSource>> open(const Path& path);
+    static Result<std::unique_ptr<AudioSource>> open(const SharedSource& file);
 
     const AudioSourceFormat& format() const override { return m_format; }
     Result<DecodedFrames> next() override;

@@ -49,9 +49,9 @@ Result<std::optional<std::int64_t>> countPackets(AudioInput& input)
     }
 }
 
-Result<std::int64_t> countByDecoding(const Path& path, FrameDecoder::End end)
+Result<std::int64_t> countByDecoding(const SharedSource& file, FrameDecoder::End end)
 {
-    MV_TRY(input, AudioInput::open(path));
+    MV_TRY(input, AudioInput::open(file));
     FrameDecoder decoder(input, end);
     std::int64_t total = 0;
     while (true) {
@@ -101,19 +101,19 @@ bool announcesSound(AudioInput& input)
     return saysSo || !isSampled(input.codec().codec_id);
 }
 
-Result<FrameCount> countOgg(const Path& path, const ByteSource& file)
+Result<FrameCount> countOgg(const SharedSource& file)
 {
-    auto length = measureOgg(file);
+    auto length = measureOgg(*file);
     if (!length) {
-        MV_TRY(trimmed, countByDecoding(path, FrameDecoder::End::Trimmed));
+        MV_TRY(trimmed, countByDecoding(file, FrameDecoder::End::Trimmed));
         if (trimmed == 0)
             return noSound("nothing of the sound is there");
         return FrameCount { trimmed, FrameDecoder::End::Trimmed };
     }
     // The end is where the last granule position says. The decoding library takes off up to a block more.
-    if (isWholeOggStream(file))
+    if (isWholeOggStream(*file))
         return FrameCount { static_cast<std::int64_t>(length->frames), FrameDecoder::End::Whole };
-    MV_TRY(decoded, countByDecoding(path, FrameDecoder::End::Whole));
+    MV_TRY(decoded, countByDecoding(file, FrameDecoder::End::Whole));
     return FrameCount { std::min(decoded, static_cast<std::int64_t>(length->frames)), FrameDecoder::End::Whole };
 }
 
@@ -126,11 +126,11 @@ bool flacTotalHolds(const ByteSource& file, AudioInput& input)
 
 } // namespace
 
-Result<FrameCount> countFrames(const Path& path)
+Result<FrameCount> countFrames(const SharedSource& file)
 {
-    MV_TRY(input, AudioInput::open(path));
+    MV_TRY(input, AudioInput::open(file));
     if (input.isContainer("ogg"))
-        return countOgg(path, input.file());
+        return countOgg(file);
     if (input.isContainer("flac") && flacTotalHolds(input.file(), input))
         return FrameCount { input.stream().duration };
     if (input.endsBeforeLastSample())
@@ -141,7 +141,7 @@ Result<FrameCount> countFrames(const Path& path)
         frames = told;
     }
     if (!frames) {
-        MV_TRY(counted, countByDecoding(path, FrameDecoder::End::Trimmed));
+        MV_TRY(counted, countByDecoding(file, FrameDecoder::End::Trimmed));
         frames = counted;
     }
     if (*frames == 0 && announcesSound(input))

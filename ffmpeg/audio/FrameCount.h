@@ -11,9 +11,9 @@ struct FrameCount {
 };
 
 /// What decoding the file's first audio stream delivers. Reads the packets where they tell it; decodes to count
-/// where only that is sure. Opens the file anew each time it has to go through it. An error
+/// where only that is sure. Demuxes the file anew each time it has to go through it. An error
 /// (kAudioFileInvalidFileError) where the file was cut before its sound began, and of ISO media, whose header lists
 /// every sample, anywhere.
-Result<FrameCount> countFrames(const Path& path);
+Result<FrameCount> countFrames(const SharedSource& file);
 
 } // namespace mv

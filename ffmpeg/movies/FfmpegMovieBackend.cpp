@@ -18,9 +18,9 @@ public:
     bool hasAudioDecoder(FourCC format) override { return avcodec_find_decoder(audioCodecOf(format)) != nullptr; }
     bool isUncompressedAudio(FourCC format) override { return isPcm(audioCodecOf(format)); }
     Result<void> passThrough(
-        const Path& source, OutputFile& target, const MovieExportSettings& settings, const Progress& progress) override
+        SharedSource source, OutputFile& target, const MovieExportSettings& settings, const Progress& progress) override
     {
-        return passMovieThrough(source, target, settings, progress);
+        return passMovieThrough(std::move(source), target, settings, progress);
     }
 };
 

@@ -359,8 +359,8 @@ Result<void> verify(const OutputFile& made, std::size_t streams)
 {
     if (streams == 0)
         return Error { Error::Kind::Format, "the movie has not a single sample" };
-    MV_TRY(file, made.reopened());
-    MV_TRY(input, MediaInput::open(std::make_shared<const InputFile>(std::move(file)), {}));
+    MV_TRY(written, made.written());
+    MV_TRY(input, MediaInput::open(std::move(written), {}));
     if (input->context().nb_streams < streams)
         return Error { Error::Kind::Unsupported, "the export lacks a stream" };
     return {};
@@ -368,14 +368,14 @@ Result<void> verify(const OutputFile& made, std::size_t streams)
 
 } // namespace
 
-Result<void> passMovieThrough(
-    const Path& source, OutputFile& target, const MovieExportSettings& settings, const MovieBackend::Progress& progress)
+Result<void> passMovieThrough(SharedSource source, OutputFile& target, const MovieExportSettings& settings,
+    const MovieBackend::Progress& progress)
 {
     MediaInput::Settings guard;
     guard.deadline.reset(); // a long movie takes its time
     guard.generatePts = true;
     guard.lowestScore = LowestMovieScore;
-    MV_TRY(input, MediaInput::open(source, guard));
+    MV_TRY(input, MediaInput::open(std::move(source), guard));
     if (needsStreamInfo(*input))
         MV_TRY_VOID(input->findStreamInfo());
     MV_TRY_VOID(refuseCutMovie(*input));

@@ -3,12 +3,8 @@
 
 #include "platform/ExtAudioFile.h"
 
-#include "Base/Core/Handle.h"
-
 #include <algorithm>
 #include <cstdlib>
-#include <string>
-#include <sys/mman.h>
 #include <vector>
 
 using namespace mv;
@@ -54,11 +50,9 @@ void readAll(ExtAudioFileRef file)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    UniqueFd memory(memfd_create("audio", MFD_CLOEXEC));
-    if (!memory || write(memory.get(), data, size) != static_cast<ssize_t>(size))
-        std::abort();
     ExtAudioFileRef file = nullptr;
-    OSStatus status = ExtAudioFileOpenURL("/proc/self/fd/" + std::to_string(memory.get()), &file);
+    OpenedFile sound("sound", FileAttributes {}, sourceOfBytes(Bytes(data, data + size)));
+    OSStatus status = ExtAudioFileOpenURL(sound, &file);
     if ((status == noErr) != (file != nullptr))
         std::abort();
     if (!file)

@@ -89,7 +89,7 @@ public:
     bool openApplication(const Path& path) override
     {
         LSApplicationParameters parameters;
-        return FSPathMakeRef(path, parameters.application) == 0 && LSOpenApplication(parameters) == 0;
+        return FSPathMakeRef(OpenedFile::at(path), parameters.application) == 0 && LSOpenApplication(parameters) == 0;
     }
     Path mainBundleFolder() override { return std::string(NSBundle::mainBundle().bundlePath().directory()); }
     Path mainExecutableFolder() override { return std::string(NSBundle::mainBundle().executablePath().directory()); }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Base/Core/Path.h"
+#include "system/OutputPlace.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,21 +18,26 @@ public:
 /// What a conversion gives that its delegate has cancelled.
 inline constexpr std::int32_t MVMP4ExporterCancelled = -1;
 
-/// Exports movies to MPEG-4 and converts audio to AAC; one job at a time in the whole process.
-class MVMP4ExporterBase {
+/// Exports movies to MPEG-4 and converts audio to AAC; one job at a time in the whole process. `File` and `Output` are
+/// how what is read and what is made are named: by a client by their Paths, behind the bus by what was opened and by
+/// where it is to be put.
+template <class File, class Output> class MVMP4ExporterBaseOf {
 public:
-    virtual ~MVMP4ExporterBase() = default;
+    virtual ~MVMP4ExporterBaseOf() = default;
     /// A QuickTime error code, 0 for success. `delegate` may be null and is used only during the call.
     virtual std::int32_t exportWithDelegateFromPathToMp4Path(
-        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+        MVMP4ExporterDelegate* delegate, const File& source, const Output& destination)
         = 0;
     /// 0 for success, MVMP4ExporterCancelled, or the first error code of the audio files. `bitrate` in
     /// bits per second.
     virtual std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
-        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate)
+        MVMP4ExporterDelegate* delegate, const File& source, const Output& destination, std::int32_t bitrate)
         = 0;
     /// True when an enabled track of the file holds Apple Lossless audio; any failure is false.
-    virtual bool isAlacAudio(const Path& path) = 0;
+    virtual bool isAlacAudio(const File& file) = 0;
 };
+
+/// What the service implements. No place is null.
+using MVMP4ExporterBase = MVMP4ExporterBaseOf<OpenedFile, SharedPlace>;
 
 } // namespace mv

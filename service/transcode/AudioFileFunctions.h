@@ -9,13 +9,16 @@ namespace mv {
 class AudioFileFunctions {
 public:
     virtual ~AudioFileFunctions() = default;
-    virtual OSStatus makeRef(const Path& path, FSRef& ref) const { return FSPathMakeRef(path, ref); }
+    virtual OSStatus makeRef(const OpenedFile& file, FSRef& ref) const { return FSPathMakeRef(file, ref); }
     virtual OSStatus open(const FSRef& ref, ExtAudioFileRef* file) const { return ExtAudioFileOpen(ref, file); }
-    virtual OSStatus openURL(const Path& path, ExtAudioFileRef* file) const { return ExtAudioFileOpenURL(path, file); }
-    virtual OSStatus create(const Path& path, std::uint32_t fileType, const AudioStreamBasicDescription& description,
+    virtual OSStatus openURL(const OpenedFile& url, ExtAudioFileRef* file) const
+    {
+        return ExtAudioFileOpenURL(url, file);
+    }
+    virtual OSStatus create(OutputPlace& url, std::uint32_t fileType, const AudioStreamBasicDescription& description,
         std::uint32_t flags, ExtAudioFileRef* file) const
     {
-        return ExtAudioFileCreateWithURL(path, fileType, description, nullptr, flags, file);
+        return ExtAudioFileCreateWithURL(url, fileType, description, nullptr, flags, file);
     }
     virtual OSStatus getProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t* size, void* data) const
     {

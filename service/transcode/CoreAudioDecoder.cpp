@@ -62,10 +62,10 @@ CoreAudioDecoder::~CoreAudioDecoder()
         m_functions.dispose(m_decoderHandle);
 }
 
-bool CoreAudioDecoder::canDecodeWithPath(const Path& path)
+bool CoreAudioDecoder::canDecodeWithPath(const OpenedFile& opened)
 {
     FSRef ref;
-    if (m_functions.makeRef(path, ref) != noErr)
+    if (m_functions.makeRef(opened, ref) != noErr)
         return false;
     ExtAudioFileRef file = nullptr;
     if (OSStatus status = m_functions.open(ref, &file); status != noErr) {
@@ -83,7 +83,10 @@ bool CoreAudioDecoder::canDecodeWithPath(const Path& path)
     return true;
 }
 
-bool CoreAudioDecoder::prepareWithPath(const Path& path) { return closeOpenFile() && openFile(path) && readFormat(); }
+bool CoreAudioDecoder::prepareWithPath(const OpenedFile& file)
+{
+    return closeOpenFile() && openFile(file) && readFormat();
+}
 
 bool CoreAudioDecoder::closeOpenFile()
 {
@@ -97,10 +100,10 @@ bool CoreAudioDecoder::closeOpenFile()
     return true;
 }
 
-bool CoreAudioDecoder::openFile(const Path& path)
+bool CoreAudioDecoder::openFile(const OpenedFile& file)
 {
     FSRef ref;
-    if (OSStatus status = m_functions.makeRef(path, ref); status != noErr) {
+    if (OSStatus status = m_functions.makeRef(file, ref); status != noErr) {
         MV_LOG_STATUS(Prepare, "FSPathMakeRef failed: %s", status);
         return false;
     }

@@ -17,9 +17,9 @@ public:
     CoreAudioDecoder& operator=(const CoreAudioDecoder&) = delete;
 
     /// True for any file that the platform opens and closes again, whatever its format.
-    bool canDecodeWithPath(const Path& path) override;
+    bool canDecodeWithPath(const OpenedFile& file) override;
     /// On failure what was read so far stays in the format, and an open file stays open until the next call.
-    bool prepareWithPath(const Path& path) override;
+    bool prepareWithPath(const OpenedFile& file) override;
     /// `buffer` must not be null and must have a buffer, or NSInternalInconsistencyException is raised. The first
     /// buffer must have room for `sampleCount` frames of pcmFormat's size, or the answer is -1.
     std::int32_t readPCMSampleCount(AudioBufferList* buffer, std::uint32_t sampleCount) override;
@@ -28,7 +28,7 @@ public:
 
 private:
     bool closeOpenFile();
-    bool openFile(const Path& path);
+    bool openFile(const OpenedFile& file);
     bool readFormat();
 
     const AudioFileFunctions& m_functions;

@@ -156,7 +156,7 @@ std::int32_t MP3Encoder::Job::prepare()
 std::int32_t MP3Encoder::Job::openDecoder()
 {
     m_decoder = m_encoder.m_parts.makeDecoder();
-    if (!m_decoder || !m_decoder->prepareWithPath(m_input))
+    if (!m_decoder || !m_decoder->prepareWithPath(OpenedFile::at(m_input)))
         return MVAudioEncoderErrorInput;
     if (flag(MVAudioEncoderExactConversionAttribute) && !m_decoder->deliverExactStereo())
         return MVAudioEncoderErrorInput;

@@ -10,9 +10,6 @@
 #include "service/transcode/MVExtAudioFile.h"
 
 #include <algorithm>
-#include <fcntl.h>
-#include <filesystem>
-#include <unistd.h>
 
 namespace mv {
 
@@ -27,34 +24,16 @@ constexpr std::int32_t HighestBitRate = 256000;
 constexpr std::int32_t DefaultBitRate = 128000;
 constexpr std::uint32_t FramesPerBuffer = 2048;
 
-bool areOneFile(const Path& a, const Path& b)
+// What was in the place is gone afterwards.
+OSStatus makeDestinationRef(OutputPlace& place, FSRef& ref)
 {
-    std::error_code missing;
-    return std::filesystem::equivalent(a.text(), b.text(), missing);
-}
-
-// Whether a file of that name can be made, as far as can be told without touching what is there.
-bool isPlaceForFile(const Path& path)
-{
-    std::error_code missing;
-    std::string folder(path.directory());
-    return !path.isNil() && !std::filesystem::is_directory(path.text(), missing)
-        && faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-}
-
-// A reference can only be made to what exists, so an empty file stands there while it is made. Whoever reads the
-// folder during the export sees no file of the name until it is complete.
-OSStatus makeDestinationRef(const Path& path, FSRef& ref)
-{
-    if (path.isNil())
-        return paramErr;
-    unlink(path.c_str()); // what is there; a folder is not, and fails below
-    UniqueFd empty(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!empty)
+    if (!place.clear())
         return fnfErr;
-    OSStatus status = FSPathMakeRef(path, ref);
-    unlink(path.c_str());
-    return status;
+    auto output = place.create();
+    if (!output)
+        return fnfErr;
+    ref = { OpenedFile(place.path()), std::move(*output) };
+    return noErr;
 }
 
 std::int32_t percentOf(std::int16_t message, Fixed percentDone)
@@ -125,8 +104,8 @@ MP4ExporterTools MP4ExporterTools::platform()
     return {
         &MovieToolbox::shared(),
         &functions,
-        [](const Path& path) { return MP3Parser {}.build(OpenedFile::at(path)); },
-        [](const Path& path) { return MP4Parser {}.build(OpenedFile::at(path)); },
+        [](const OpenedFile& file) { return MP3Parser {}.build(file); },
+        [](const OpenedFile& file) { return MP4Parser {}.build(file); },
         [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
     };
 }
@@ -142,19 +121,20 @@ MP4ExporterImpl::MP4ExporterImpl(MP4ExporterTools tools)
 }
 
 std::int32_t MP4ExporterImpl::exportWithDelegateFromPathToMp4Path(
-    MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+    MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination)
 {
     MutexLock job(s_jobLock);
     m_tools.toolbox->EnterMovies();
     ScopeGuard leave([this] { m_tools.toolbox->ExitMovies(); });
-    return exportMovie(delegate, source, destination);
+    return exportMovie(delegate, source, *destination);
 }
 
-OSStatus MP4ExporterImpl::exportMovie(MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+OSStatus MP4ExporterImpl::exportMovie(
+    MVMP4ExporterDelegate* delegate, const OpenedFile& source, OutputPlace& destination)
 {
     FSRef sourceRef;
     DataReference from;
-    if (areOneFile(source, destination) || FSPathMakeRef(source, sourceRef) != noErr || !isPlaceForFile(destination)
+    if (destination.holds(source) || FSPathMakeRef(source, sourceRef) != noErr || !destination.canHoldFile()
         || m_tools.toolbox->QTNewDataReferenceFromFSRef(sourceRef, from) != noErr)
         return paramErr;
     std::unique_ptr<Movie> movie;
@@ -185,8 +165,8 @@ OSStatus MP4ExporterImpl::convertMovie(Movie& movie, const DataReference& destin
 
 struct MP4ExporterImpl::Conversion {
     MVMP4ExporterDelegate* delegate;
-    const Path& sourcePath;
-    const Path& destinationPath;
+    const OpenedFile& sourceFile;
+    OutputPlace& destinationPlace;
     std::int32_t bitrate;
     std::unique_ptr<MVExtAudioFile> source {};
     std::unique_ptr<MVExtAudioFile> destination {};
@@ -194,22 +174,22 @@ struct MP4ExporterImpl::Conversion {
 };
 
 std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
-    MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate)
+    MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate)
 {
     if (bitrate < LowestBitRate || bitrate > HighestBitRate)
         bitrate = DefaultBitRate;
     MutexLock lock(s_jobLock);
-    if (areOneFile(source, destination))
+    if (destination->holds(source))
         return paramErr;
     std::optional<Record> tags = tagsOf(source);
-    Conversion job { delegate, source, destination, bitrate };
+    Conversion job { delegate, source, *destination, bitrate };
     if (OSStatus status = openFiles(job); status != noErr)
         return status;
     copyFrames(job);
     OSStatus error = closeFiles(job);
     // Deliberate: after a cancel too. The record goes over as it is, so an MP3 source gives the new file an ID3 tag.
     if (error == noErr && tags)
-        m_tools.updateTag(destination, *tags);
+        m_tools.updateTag(destination->path(), *tags);
     if (job.cancelled)
         return MVMP4ExporterCancelled;
     if (error == noErr && delegate)
@@ -217,9 +197,9 @@ std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
     return error;
 }
 
-std::optional<Record> MP4ExporterImpl::tagsOf(const Path& source) const
+std::optional<Record> MP4ExporterImpl::tagsOf(const OpenedFile& source) const
 {
-    switch (MVMediaTypeReader::type(source)) {
+    switch (MVMediaTypeReader::type(source.path())) {
     case MVMediaTypeMP3:
         return m_tools.describeMP3(source);
     case MVMediaTypeM4A:
@@ -232,7 +212,7 @@ std::optional<Record> MP4ExporterImpl::tagsOf(const Path& source) const
 // Both files must take the common PCM format: bytes of another would be noise.
 OSStatus MP4ExporterImpl::openFiles(Conversion& job) const
 {
-    auto source = MVExtAudioFile::initWithFileToOpen(job.sourcePath, *m_tools.audioFiles);
+    auto source = MVExtAudioFile::initWithFileToOpen(job.sourceFile, *m_tools.audioFiles);
     if (!source)
         return source.error().code;
     job.source = std::move(*source);
@@ -241,7 +221,7 @@ OSStatus MP4ExporterImpl::openFiles(Conversion& job) const
     if (job.source->lastError() != noErr)
         return job.source->lastError();
     auto destination = MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(
-        job.destinationPath, kAudioFileM4AType, aacOf(*job.source), *m_tools.audioFiles);
+        job.destinationPlace, kAudioFileM4AType, aacOf(*job.source), *m_tools.audioFiles);
     if (!destination)
         return destination.error().code;
     job.destination = std::move(*destination);
@@ -282,20 +262,20 @@ OSStatus MP4ExporterImpl::closeFiles(Conversion& job) const
     return error != noErr ? error : job.destination->lastError();
 }
 
-bool MP4ExporterImpl::isAlacAudio(const Path& path)
+bool MP4ExporterImpl::isAlacAudio(const OpenedFile& file)
 {
     MutexLock job(s_jobLock);
     m_tools.toolbox->EnterMovies();
     ScopeGuard leave([this] { m_tools.toolbox->ExitMovies(); });
-    return hasAlacTrack(path);
+    return hasAlacTrack(file);
 }
 
-bool MP4ExporterImpl::hasAlacTrack(const Path& path)
+bool MP4ExporterImpl::hasAlacTrack(const OpenedFile& file)
 {
     FSRef ref;
     DataReference reference;
     std::unique_ptr<Movie> movie;
-    if (FSPathMakeRef(path, ref) != noErr || m_tools.toolbox->QTNewDataReferenceFromFSRef(ref, reference) != noErr
+    if (FSPathMakeRef(file, ref) != noErr || m_tools.toolbox->QTNewDataReferenceFromFSRef(ref, reference) != noErr
         || m_tools.toolbox->NewMovieFromDataRef(movie, newMovieActive, reference) != noErr || !movie)
         return false;
     for (std::size_t i = 1; i <= GetMovieTrackCount(*movie); ++i) {

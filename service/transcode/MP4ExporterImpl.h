@@ -17,8 +17,8 @@ class MVExtAudioFile;
 struct MP4ExporterTools {
     MovieToolbox* toolbox; ///< never null
     const AudioFileFunctions* audioFiles; ///< never null
-    std::function<std::optional<Record>(const Path&)> describeMP3;
-    std::function<std::optional<Record>(const Path&)> describeMP4;
+    std::function<std::optional<Record>(const OpenedFile&)> describeMP3;
+    std::function<std::optional<Record>(const OpenedFile&)> describeMP4;
     std::function<bool(const Path&, const Record&)> updateTag;
 
     /// The real ones: parsers and tag updater are made for the call.
@@ -34,23 +34,23 @@ public:
 
     /// The destination is replaced; when the export fails nothing is there. -50 where source or destination cannot be
     /// had, or where they are one file (which is left alone).
-    std::int32_t exportWithDelegateFromPathToMp4Path(
-        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination) override MV_EXCLUDES(s_jobLock);
+    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const OpenedFile& source,
+        const SharedPlace& destination) override MV_EXCLUDES(s_jobLock);
     /// A cancelled conversion leaves what was written until then, a playable file with the source's tags; one that
     /// fails leaves the destination as it was.
-    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate, const Path& source,
-        const Path& destination, std::int32_t bitrate) override MV_EXCLUDES(s_jobLock);
-    bool isAlacAudio(const Path& path) override MV_EXCLUDES(s_jobLock);
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate,
+        const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate) override MV_EXCLUDES(s_jobLock);
+    bool isAlacAudio(const OpenedFile& file) override MV_EXCLUDES(s_jobLock);
 
 private:
     struct Conversion; // one that is under way
 
-    OSStatus exportMovie(MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination)
+    OSStatus exportMovie(MVMP4ExporterDelegate* delegate, const OpenedFile& source, OutputPlace& destination)
         MV_REQUIRES(s_jobLock);
     OSStatus convertMovie(Movie& movie, const DataReference& destination) MV_REQUIRES(s_jobLock);
-    bool hasAlacTrack(const Path& path) MV_REQUIRES(s_jobLock);
+    bool hasAlacTrack(const OpenedFile& file) MV_REQUIRES(s_jobLock);
 
-    std::optional<Record> tagsOf(const Path& source) const;
+    std::optional<Record> tagsOf(const OpenedFile& source) const;
     OSStatus openFiles(Conversion& job) const;
     void copyFrames(Conversion& job) const;
     OSStatus closeFiles(Conversion& job) const;

@@ -3,8 +3,8 @@
 namespace mv {
 
 std::int32_t MVAudioDecoder::readPCMSampleCount(AudioBufferList*, std::uint32_t) { return 0; }
-bool MVAudioDecoder::canDecodeWithPath(const Path&) { return false; }
-bool MVAudioDecoder::prepareWithPath(const Path&) { return false; }
+bool MVAudioDecoder::canDecodeWithPath(const OpenedFile&) { return false; }
+bool MVAudioDecoder::prepareWithPath(const OpenedFile&) { return false; }
 bool MVAudioDecoder::deliverExactStereo() { return false; }
 
 } // namespace mv

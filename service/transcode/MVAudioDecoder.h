@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "platform/ExtAudioFile.h"
+#include "system/OpenedFile.h"
 
 #include <cstdint>
 
@@ -27,9 +27,9 @@ public:
     /// failure.
     virtual std::int32_t readPCMSampleCount(AudioBufferList* buffer, std::uint32_t sampleCount) = 0;
     /// Whether the file can be opened; leaves nothing open.
-    virtual bool canDecodeWithPath(const Path& path) = 0;
+    virtual bool canDecodeWithPath(const OpenedFile& file) = 0;
     /// Opens the file and fills the format; a file that was open is closed first.
-    virtual bool prepareWithPath(const Path& path) = 0;
+    virtual bool prepareWithPath(const OpenedFile& file) = 0;
 };
 
 /// What decoders share: the format record. The operations are placeholders that do nothing and answer 0.
@@ -37,8 +37,8 @@ class MVAudioDecoder : public MVAudioDecoderBase {
 public:
     PcmFormat pcmFormat() const override { return m_pcmFormat; }
     std::int32_t readPCMSampleCount(AudioBufferList* buffer, std::uint32_t sampleCount) override;
-    bool canDecodeWithPath(const Path& path) override;
-    bool prepareWithPath(const Path& path) override;
+    bool canDecodeWithPath(const OpenedFile& file) override;
+    bool prepareWithPath(const OpenedFile& file) override;
     /// After prepareWithPath: from now on reads give two channels of signed 32-bit samples, exact in depth, mono on
     /// both, more than two channels mixed down. False where that cannot be done.
     virtual bool deliverExactStereo();

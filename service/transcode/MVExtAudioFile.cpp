@@ -40,7 +40,7 @@ MVExtAudioFile::MVExtAudioFile(const AudioFileFunctions& functions, ExtAudioFile
 }
 
 Result<std::unique_ptr<MVExtAudioFile>> MVExtAudioFile::initWithFileToOpen(
-    const Path& url, const AudioFileFunctions& functions)
+    const OpenedFile& url, const AudioFileFunctions& functions)
 {
     ExtAudioFileRef file = nullptr;
     OSStatus status = functions.openURL(url, &file);
@@ -48,14 +48,14 @@ Result<std::unique_ptr<MVExtAudioFile>> MVExtAudioFile::initWithFileToOpen(
         NSLog("ExtAudioFileOpenURL fail %ld", static_cast<long>(status));
         return statusError(status, "cannot open");
     }
-    std::unique_ptr<MVExtAudioFile> opened(new MVExtAudioFile(functions, file, url));
+    std::unique_ptr<MVExtAudioFile> opened(new MVExtAudioFile(functions, file, url.path()));
     AudioStreamBasicDescription format = opened->fileDataFormat();
     opened->m_sampleRate = format.mSampleRate;
     opened->m_numberChannels = format.mChannelsPerFrame;
     return opened;
 }
 
-Result<std::unique_ptr<MVExtAudioFile>> MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(const Path& url,
+Result<std::unique_ptr<MVExtAudioFile>> MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(OutputPlace& url,
     std::uint32_t fileType, const AudioStreamBasicDescription& description, const AudioFileFunctions& functions)
 {
     ExtAudioFileRef file = nullptr;
@@ -64,7 +64,7 @@ Result<std::unique_ptr<MVExtAudioFile>> MVExtAudioFile::initWithFileToCreateFile
         NSLog("ExtAudioFileCreateWithURL fail %ld", static_cast<long>(status));
         return statusError(status, "cannot create");
     }
-    std::unique_ptr<MVExtAudioFile> created(new MVExtAudioFile(functions, file, url));
+    std::unique_ptr<MVExtAudioFile> created(new MVExtAudioFile(functions, file, url.path()));
     created->m_sampleRate = description.mSampleRate;
     created->m_numberChannels = description.mChannelsPerFrame;
     return created;

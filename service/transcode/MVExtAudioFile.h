@@ -19,9 +19,9 @@ public:
     /// Logs and gives an error, whose code is the status, when the file cannot be opened. `functions` must outlive
     /// the object.
     static Result<std::unique_ptr<MVExtAudioFile>> initWithFileToOpen(
-        const Path& url, const AudioFileFunctions& functions = platformFunctions());
+        const OpenedFile& url, const AudioFileFunctions& functions = platformFunctions());
     /// Replaces an existing file. The description is of the encoded data.
-    static Result<std::unique_ptr<MVExtAudioFile>> initWithFileToCreateFileTypeStreamDescription(const Path& url,
+    static Result<std::unique_ptr<MVExtAudioFile>> initWithFileToCreateFileTypeStreamDescription(OutputPlace& url,
         std::uint32_t fileType, const AudioStreamBasicDescription& description,
         const AudioFileFunctions& functions = platformFunctions());
     ~MVExtAudioFile();

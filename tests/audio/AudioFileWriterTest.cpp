@@ -43,8 +43,8 @@ protected:
     ExtAudioFileRef create(const std::string& path, double rate, std::uint32_t channels)
     {
         ExtAudioFileRef file = nullptr;
-        EXPECT_EQ(ExtAudioFileCreateWithURL(
-                      path, kAudioFileM4AType, aac(rate, channels), nullptr, kAudioFileFlags_EraseFile, &file),
+        EXPECT_EQ(ExtAudioFileCreateWithURL(*OutputPlace::at(path), kAudioFileM4AType, aac(rate, channels), nullptr,
+                      kAudioFileFlags_EraseFile, &file),
             noErr);
         auto client = linearPcm(rate, channels, 32, kFloat);
         EXPECT_EQ(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client), noErr);
@@ -299,7 +299,7 @@ TEST_F(AudioFileWriterTest, WhatCannotBeCreated)
     ExtAudioFileRef file = nullptr;
     auto attempt = [&](const Path& path, std::uint32_t type, const AudioStreamBasicDescription& description,
                        std::uint32_t flags = kAudioFileFlags_EraseFile) {
-        OSStatus status = ExtAudioFileCreateWithURL(path, type, description, nullptr, flags, &file);
+        OSStatus status = ExtAudioFileCreateWithURL(*OutputPlace::at(path), type, description, nullptr, flags, &file);
         EXPECT_EQ(file, nullptr);
         return status;
     };
@@ -357,7 +357,7 @@ TEST_F(AudioFileWriterTest, BitRatePropertyChecksItsSize)
 // The encoder has not failed; whoever closes it without finishing must not wait for ever.
 TEST_F(AudioFileWriterTest, AWriterThatIsDroppedEnds)
 {
-    auto writer = AudioFileWriter::create(m_scratch.file("a.m4a"), kAudioFileM4AType, aac(44'100, 2));
+    auto writer = AudioFileWriter::create(*OutputPlace::at(m_scratch.file("a.m4a")), kAudioFileM4AType, aac(44'100, 2));
     ASSERT_TRUE(writer.ok());
     std::vector<std::int16_t> samples(2048 * 2);
     AudioBufferList list { 1, { { 2, 8192, samples.data() } } };

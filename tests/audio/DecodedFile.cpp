@@ -17,7 +17,7 @@ template <class T> T property(ExtAudioFileRef handle, std::uint32_t id)
 DecodedFile::DecodedFile(const std::string& path, const AudioStreamBasicDescription* wanted)
 {
     ExtAudioFileRef handle = nullptr;
-    opened = ExtAudioFileOpenURL(path, &handle);
+    opened = ExtAudioFileOpenURL(OpenedFile::at(path), &handle);
     if (opened != noErr)
         return;
     if (wanted)

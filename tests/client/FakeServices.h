@@ -59,17 +59,18 @@ struct FakeExporter final : MVMP4ExporterBase {
         }
         return code;
     }
-    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const Path&, const Path&) override
+    std::int32_t exportWithDelegateFromPathToMp4Path(
+        MVMP4ExporterDelegate* delegate, const OpenedFile&, const SharedPlace&) override
     {
         return run(delegate);
     }
     std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
-        MVMP4ExporterDelegate* delegate, const Path&, const Path&, std::int32_t bitrate) override
+        MVMP4ExporterDelegate* delegate, const OpenedFile&, const SharedPlace&, std::int32_t bitrate) override
     {
         seenBitrate = bitrate;
         return run(delegate);
     }
-    bool isAlacAudio(const Path& path) override { return path.pathExtension() == "m4a"; }
+    bool isAlacAudio(const OpenedFile& file) override { return file.path().pathExtension() == "m4a"; }
 };
 
 /// Does of every job what its input's name asks for: "fail-4", or an end.

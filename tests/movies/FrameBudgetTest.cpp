@@ -1,6 +1,7 @@
 #include "ffmpeg/movies/FrameBudget.h"
 #include "ffmpeg/FfmpegSetup.h"
 #include "ffmpeg/MediaInput.h"
+#include "system/InputFile.h"
 #include "tests/movies/Clips.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +17,9 @@ protected:
     {
         MV_NEEDS_FFMPEG();
         setUpFfmpeg();
-        m_input = std::move(*MediaInput::open(
-            test::makeClip(m_folder, "a.mp4", test::movingPicture(64, 64, 10, 1) + " -c:v mpeg4 -bf 2"), {}));
+        m_input = std::move(*MediaInput::open(*InputFile::openShared(test::makeClip(m_folder, "a.mp4",
+                                                  test::movingPicture(64, 64, 10, 1) + " -c:v mpeg4 -bf 2")),
+            {}));
     }
     /// The frames of the clip that a decoder on that budget gives out, all of them kept.
     std::vector<FrameHandle> decode(FrameBudget& budget, int threads)

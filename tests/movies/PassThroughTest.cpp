@@ -37,11 +37,12 @@ protected:
     {
         MovieToolbox& toolbox = MovieToolbox::shared();
         std::unique_ptr<Movie> movie;
-        OSStatus status = toolbox.NewMovieFromDataRef(movie, newMovieActive, { source });
+        OSStatus status = toolbox.NewMovieFromDataRef(movie, newMovieActive, { { OpenedFile::at(source), nullptr } });
         if (status != noErr)
             return status;
         toolbox.SetMovieProgressProc(*movie, note, &m_percents);
-        return toolbox.ConvertMovieToDataRef(*movie, { target }, fourCC("mpg4"), fourCC("TVOD"), 0, exporter);
+        DataReference made { { OpenedFile(target), std::move(*OutputFile::create(target)) } };
+        return toolbox.ConvertMovieToDataRef(*movie, made, fourCC("mpg4"), fourCC("TVOD"), 0, exporter);
     }
 
     test::ScratchFolder m_folder;

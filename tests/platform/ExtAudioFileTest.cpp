@@ -21,7 +21,7 @@ public:
     std::unique_ptr<FakeSource> source = std::make_unique<FakeSource>();
     OSStatus refusal = noErr;
 
-    Result<std::unique_ptr<AudioSource>> openSource(const Path&) override
+    Result<std::unique_ptr<AudioSource>> openSource(SharedSource) override
     {
         if (refusal != noErr)
             return Error { Error::Kind::Format, "as told", refusal };
@@ -29,9 +29,11 @@ public:
     }
 };
 
+OpenedFile anyFile() { return { "/any", FileAttributes {}, sourceOfBytes({}) }; }
+
 struct OpenFile {
     ExtAudioFileRef handle = nullptr;
-    OpenFile() { EXPECT_EQ(ExtAudioFileOpenURL("/any", &handle), noErr); }
+    OpenFile() { EXPECT_EQ(ExtAudioFileOpenURL(anyFile(), &handle), noErr); }
     ~OpenFile() { EXPECT_EQ(ExtAudioFileDispose(handle), noErr); }
 };
 
@@ -190,8 +192,8 @@ TEST(ExtAudioFile, TheClientFormatCanBeSetUntilTheFirstFrame)
 TEST(ExtAudioFile, RefusesNullArguments)
 {
     ExtAudioFileRef handle = nullptr;
-    EXPECT_EQ(ExtAudioFileOpenURL(Path(), &handle), paramErr);
-    EXPECT_EQ(ExtAudioFileOpenURL("/any", nullptr), paramErr);
+    EXPECT_EQ(ExtAudioFileOpenURL(OpenedFile(), &handle), paramErr);
+    EXPECT_EQ(ExtAudioFileOpenURL(anyFile(), nullptr), paramErr);
     EXPECT_EQ(ExtAudioFileDispose(nullptr), paramErr);
     std::uint32_t value = 0;
     EXPECT_EQ(ExtAudioFileGetProperty(nullptr, kExtAudioFileProperty_FileLengthFrames, &value, &value), paramErr);
@@ -213,7 +215,7 @@ TEST(ExtAudioFile, OpeningFailsWithTheBackendsStatusAndNoHandle)
     backend.refusal = kAudioFileUnsupportedDataFormatError;
     int any = 0;
     auto handle = reinterpret_cast<ExtAudioFileRef>(&any);
-    EXPECT_EQ(ExtAudioFileOpen({ "/any" }, &handle), kAudioFileUnsupportedDataFormatError);
+    EXPECT_EQ(ExtAudioFileOpen({ anyFile(), nullptr }, &handle), kAudioFileUnsupportedDataFormatError);
     EXPECT_EQ(handle, nullptr);
 }
 

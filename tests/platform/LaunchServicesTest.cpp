@@ -40,7 +40,7 @@ void makeExecutable(const std::string& path) { std::filesystem::permissions(path
 std::int32_t launch(const std::string& path)
 {
     LSApplicationParameters parameters;
-    EXPECT_EQ(FSPathMakeRef(path, parameters.application), 0);
+    EXPECT_EQ(FSPathMakeRef(OpenedFile::at(path), parameters.application), 0);
     return LSOpenApplication(parameters);
 }
 
@@ -169,8 +169,8 @@ TEST(LaunchServices, NothingExecutableIsAnError)
     makeExecutable(broken);
     EXPECT_NE(launch(broken), 0);
     FSRef reference;
-    EXPECT_EQ(FSPathMakeRef(folder.file("none"), reference), fnfErr);
-    EXPECT_EQ(FSPathMakeRef(Path(), reference), paramErr);
+    EXPECT_EQ(FSPathMakeRef(OpenedFile::at(folder.file("none")), reference), fnfErr);
+    EXPECT_EQ(FSPathMakeRef(OpenedFile(), reference), paramErr);
 }
 
 } // namespace

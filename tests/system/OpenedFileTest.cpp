@@ -55,7 +55,7 @@ TEST(OpenedFile, StaysTheFileWhoseNameIsGivenAway)
     OpenedFile file = OpenedFile::at(path);
     ASSERT_EQ(rename(folder.write("b", "another").c_str(), path.c_str()), 0);
     EXPECT_EQ(textOf(file), "12345");
-    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(path)));
+    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(path).attributes()));
 }
 
 TEST(OpenedFile, WhatIsNotThereIsAValueToo)
@@ -105,11 +105,11 @@ TEST(OpenedFile, OneFileByTwoNames)
     ASSERT_EQ(link(path.c_str(), folder.file("hard").c_str()), 0);
     ASSERT_EQ(symlink("a", folder.file("soft").c_str()), 0);
     OpenedFile file = OpenedFile::at(path);
-    EXPECT_TRUE(file.isSameFileAs(OpenedFile::at(folder.file("hard"))));
-    EXPECT_TRUE(file.isSameFileAs(OpenedFile::at(folder.file("soft"))));
-    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(folder.path())));
-    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(folder.file("none"))));
-    EXPECT_FALSE(OpenedFile::at("none").isSameFileAs(OpenedFile::at("none")));
+    EXPECT_TRUE(file.isSameFileAs(OpenedFile::at(folder.file("hard")).attributes()));
+    EXPECT_TRUE(file.isSameFileAs(OpenedFile::at(folder.file("soft")).attributes()));
+    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(folder.path()).attributes()));
+    EXPECT_FALSE(file.isSameFileAs(OpenedFile::at(folder.file("none")).attributes()));
+    EXPECT_FALSE(OpenedFile::at("none").isSameFileAs(OpenedFile::at("none").attributes()));
 }
 
 } // namespace

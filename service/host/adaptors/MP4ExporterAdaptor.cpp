@@ -54,16 +54,16 @@ std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return
 void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
 {
     auto delegate = delegateOf(call, m_delegateTimeout);
-    Path source = call.arguments().path();
-    Path destination = call.arguments().path();
+    auto source = OpenedFile::at(call.arguments().path());
+    auto destination = OutputPlace::at(call.arguments().path());
     call.reply().integer(m_root->exportWithDelegateFromPathToMp4Path(delegate.get(), source, destination));
 }
 
 void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& call)
 {
     auto delegate = delegateOf(call, m_delegateTimeout);
-    Path source = call.arguments().path();
-    Path destination = call.arguments().path();
+    auto source = OpenedFile::at(call.arguments().path());
+    auto destination = OutputPlace::at(call.arguments().path());
     std::int32_t bitrate = call.arguments().integer();
     call.reply().integer(
         m_root->convertToAacWithDelegateFromPathToMp4PathBitrate(delegate.get(), source, destination, bitrate));
@@ -71,8 +71,8 @@ void MP4ExporterAdaptor::convertToAacWithDelegateFromPathToMp4PathBitrate(Call& 
 
 void MP4ExporterAdaptor::isAlacAudio(Call& call)
 {
-    Path path = call.arguments().path();
-    call.reply().boolean(m_root->isAlacAudio(path));
+    auto file = OpenedFile::at(call.arguments().path());
+    call.reply().boolean(m_root->isAlacAudio(file));
 }
 
 } // namespace mv

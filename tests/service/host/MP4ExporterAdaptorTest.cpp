@@ -8,7 +8,8 @@ namespace {
 
 /// Reports 1, 2, 3 ... until the delegate says no; answers how often it was asked.
 struct FakeExporter final : MVMP4ExporterBase {
-    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const Path&, const Path&) override
+    std::int32_t exportWithDelegateFromPathToMp4Path(
+        MVMP4ExporterDelegate* delegate, const OpenedFile&, const SharedPlace&) override
     {
         if (!delegate)
             return -50;
@@ -17,12 +18,13 @@ struct FakeExporter final : MVMP4ExporterBase {
             ++asked;
         return asked;
     }
-    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(
-        MVMP4ExporterDelegate* delegate, const Path& source, const Path& destination, std::int32_t bitrate) override
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate,
+        const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate) override
     {
-        return delegate ? -1 : static_cast<std::int32_t>(source.text().size() + destination.text().size()) + bitrate;
+        std::size_t letters = source.path().text().size() + destination->path().text().size();
+        return delegate ? -1 : static_cast<std::int32_t>(letters) + bitrate;
     }
-    bool isAlacAudio(const Path& path) override { return path.text() == "/alac"; }
+    bool isAlacAudio(const OpenedFile& file) override { return file.path().text() == "/alac"; }
 };
 
 struct Delegate {

@@ -30,10 +30,10 @@ public:
     mutable std::vector<std::string> calls;
     mutable AudioStreamBasicDescription clientSet;
 
-    OSStatus makeRef(const Path& path, FSRef& ref) const override
+    OSStatus makeRef(const OpenedFile& file, FSRef& ref) const override
     {
-        calls.push_back("makeRef " + path.text());
-        ref.path = path;
+        calls.push_back("makeRef " + file.path().text());
+        ref.file = file;
         return makeRefStatus;
     }
     OSStatus open(const FSRef&, ExtAudioFileRef* file) const override
@@ -84,7 +84,7 @@ PcmFormat prepared(const AudioStreamBasicDescription& format)
     FakeFunctions functions;
     functions.format = format;
     CoreAudioDecoder decoder(functions);
-    EXPECT_TRUE(decoder.prepareWithPath("/a"));
+    EXPECT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
     return decoder.pcmFormat();
 }
 
@@ -105,7 +105,7 @@ TEST(CoreAudioDecoder, PreparesByTheseCalls)
     FakeFunctions functions;
     {
         CoreAudioDecoder decoder(functions);
-        EXPECT_TRUE(decoder.prepareWithPath("/music/a.wav"));
+        EXPECT_TRUE(decoder.prepareWithPath(OpenedFile::at("/music/a.wav")));
         PcmFormat format = decoder.pcmFormat();
         EXPECT_EQ(format.samplerate, 44100);
         EXPECT_EQ(format.bitsperframe, 0);
@@ -147,9 +147,9 @@ TEST(CoreAudioDecoder, PreparingAgainClosesTheFormerFile)
 {
     FakeFunctions functions;
     CoreAudioDecoder decoder(functions);
-    EXPECT_TRUE(decoder.prepareWithPath("/a"));
+    EXPECT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
     functions.calls.clear();
-    EXPECT_TRUE(decoder.prepareWithPath("/b"));
+    EXPECT_TRUE(decoder.prepareWithPath(OpenedFile::at("/b")));
     EXPECT_THAT(functions.calls, ElementsAre("dispose", "makeRef /b", "open", "get ffmt 40", "get #frm 8"));
 }
 
@@ -159,10 +159,10 @@ TEST(CoreAudioDecoder, AFailedDisposalKeepsTheHandleAndFails)
     FakeFunctions functions;
     {
         CoreAudioDecoder decoder(functions);
-        EXPECT_TRUE(decoder.prepareWithPath("/a"));
+        EXPECT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
         functions.calls.clear();
         functions.disposeStatus = Told;
-        EXPECT_FALSE(decoder.prepareWithPath("/b"));
+        EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at("/b")));
         EXPECT_THAT(functions.calls, ElementsAre("dispose"));
         EXPECT_THAT(gate.lines(), ElementsAre(prepareLine("ExtAudioFileDispose failed: test")));
         functions.calls.clear();
@@ -187,7 +187,7 @@ TEST(CoreAudioDecoder, EachStepOfPreparingCanFail)
         FakeFunctions functions;
         functions.*row.step = Told;
         CoreAudioDecoder decoder(functions);
-        EXPECT_FALSE(decoder.prepareWithPath("/a"));
+        EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at("/a")));
         EXPECT_THAT(gate.lines(), ElementsAre(prepareLine(row.message)));
     }
 }
@@ -197,7 +197,7 @@ TEST(CoreAudioDecoder, TheFormatStaysWhenTheLengthFails)
     FakeFunctions functions;
     functions.lengthStatus = Told;
     CoreAudioDecoder decoder(functions);
-    EXPECT_FALSE(decoder.prepareWithPath("/a"));
+    EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at("/a")));
     EXPECT_EQ(decoder.pcmFormat().samplerate, 44100);
     EXPECT_EQ(decoder.pcmFormat().bytespersample, 4);
     EXPECT_EQ(decoder.pcmFormat().framecount, 0);
@@ -208,7 +208,7 @@ TEST(CoreAudioDecoder, SaysNothingBelowLevelThree)
     DebugGate gate(2);
     FakeFunctions functions;
     functions.openStatus = Told;
-    EXPECT_FALSE(CoreAudioDecoder(functions).prepareWithPath("/a"));
+    EXPECT_FALSE(CoreAudioDecoder(functions).prepareWithPath(OpenedFile::at("/a")));
     EXPECT_THAT(gate.lines(), IsEmpty());
 }
 
@@ -218,17 +218,17 @@ TEST(CoreAudioDecoder, CanDecodeWhatOpensAndCloses)
     FakeFunctions functions;
     CoreAudioDecoder decoder(functions);
     functions.formatStatus = Told; // not judged
-    EXPECT_TRUE(decoder.canDecodeWithPath("/a"));
+    EXPECT_TRUE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
     EXPECT_THAT(functions.calls, ElementsAre("makeRef /a", "open", "get ffmt 40", "dispose"));
     functions.makeRefStatus = Told;
-    EXPECT_FALSE(decoder.canDecodeWithPath("/a"));
+    EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
     EXPECT_THAT(gate.lines(), IsEmpty()); // deliberately silent
     functions.makeRefStatus = noErr;
     functions.openStatus = Told;
-    EXPECT_FALSE(decoder.canDecodeWithPath("/a"));
+    EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
     functions.openStatus = noErr;
     functions.disposeStatus = Told;
-    EXPECT_FALSE(decoder.canDecodeWithPath("/a"));
+    EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
     EXPECT_THAT(gate.lines(),
         ElementsAre("[CoreAudioDecoder.cpp:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileOpen failed: test",
             "[CoreAudioDecoder.cpp:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileDispose failed: test"));
@@ -261,7 +261,7 @@ TEST(CoreAudioDecoder, ReadsIntoABufferThatIsJustLargeEnough)
     DebugGate gate(3);
     FakeFunctions functions;
     CoreAudioDecoder decoder(functions);
-    ASSERT_TRUE(decoder.prepareWithPath("/a"));
+    ASSERT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
     functions.calls.clear();
     functions.framesToGive = 7;
     char memory[400];
@@ -284,7 +284,7 @@ TEST(CoreAudioDecoder, AFailedReadIsMinusOne)
     DebugGate gate(3);
     FakeFunctions functions;
     CoreAudioDecoder decoder(functions);
-    ASSERT_TRUE(decoder.prepareWithPath("/a"));
+    ASSERT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
     functions.readStatus = Told;
     char memory[400];
     AudioBufferList list { 1, { { 2, 400, memory } } };
@@ -299,7 +299,7 @@ TEST(CoreAudioDecoder, ExactStereoIsAClientFormatOfTwoWholeChannels)
     FakeFunctions functions;
     functions.format = linearPcm(48000, 6, 24, kAudioFormatFlagIsSignedInteger);
     CoreAudioDecoder decoder(functions);
-    ASSERT_TRUE(decoder.prepareWithPath("/a"));
+    ASSERT_TRUE(decoder.prepareWithPath(OpenedFile::at("/a")));
     ASSERT_TRUE(decoder.deliverExactStereo());
     EXPECT_EQ(functions.clientSet, linearPcm(48000, 2, 32, kAudioFormatFlagIsSignedInteger));
     EXPECT_EQ(decoder.pcmFormat().bytespersample, 8);
@@ -313,10 +313,10 @@ TEST(CoreAudioDecoder, RealFiles)
     DebugGate gate(3);
     ScratchFolder scratch;
     CoreAudioDecoder decoder;
-    EXPECT_FALSE(decoder.prepareWithPath(scratch.file("missing.wav")));
-    EXPECT_FALSE(decoder.prepareWithPath(scratch.write("text.mp3", "no sound")));
-    EXPECT_FALSE(decoder.prepareWithPath(Path()));
-    EXPECT_FALSE(decoder.canDecodeWithPath(scratch.file("text.mp3")));
+    EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at(scratch.file("missing.wav"))));
+    EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at(scratch.write("text.mp3", "no sound"))));
+    EXPECT_FALSE(decoder.prepareWithPath(OpenedFile()));
+    EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at(scratch.file("text.mp3"))));
     EXPECT_THAT(gate.lines(),
         ElementsAre(prepareLine("FSPathMakeRef failed: \xC3\xBF\xC3\xBF\xC3\xBF\xC3\x95"), // -43
             prepareLine("ExtAudioFileOpen failed: typ?"),
@@ -326,8 +326,8 @@ TEST(CoreAudioDecoder, RealFiles)
         GTEST_SKIP() << "ffmpeg is not installed";
     std::string path = scratch.file("a.m4a");
     ASSERT_EQ(run("ffmpeg -v error -f lavfi -i sine=d=0.2:r=44100 -ac 2 -c:a aac " + test::quoted(path)), 0);
-    EXPECT_TRUE(decoder.canDecodeWithPath(path));
-    ASSERT_TRUE(decoder.prepareWithPath(path));
+    EXPECT_TRUE(decoder.canDecodeWithPath(OpenedFile::at(path)));
+    ASSERT_TRUE(decoder.prepareWithPath(OpenedFile::at(path)));
     PcmFormat format = decoder.pcmFormat();
     EXPECT_EQ(format.bitsperchannel, 16);
     EXPECT_EQ(format.bytespersample, 4);
@@ -347,8 +347,8 @@ TEST(MVAudioDecoder, IsAPlaceholder)
 {
     class Plain final : public MVAudioDecoder {
     } decoder;
-    EXPECT_FALSE(decoder.canDecodeWithPath("/a"));
-    EXPECT_FALSE(decoder.prepareWithPath("/a"));
+    EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
+    EXPECT_FALSE(decoder.prepareWithPath(OpenedFile::at("/a")));
     EXPECT_FALSE(decoder.deliverExactStereo());
     EXPECT_EQ(decoder.readPCMSampleCount(nullptr, 1), 0);
     EXPECT_EQ(decoder.pcmFormat().samplerate, 0);

@@ -141,7 +141,7 @@ public:
     PcmFormat& announced() { return m_pcmFormat; }
     std::int32_t atEnd = 0; ///< the answer behind the last frame
 
-    bool prepareWithPath(const Path&) override { return m_prepares; }
+    bool prepareWithPath(const OpenedFile&) override { return m_prepares; }
     std::int32_t readPCMSampleCount(AudioBufferList* list, std::uint32_t count) override
     {
         auto frames = static_cast<std::int32_t>(std::min<std::int64_t>(m_left, count));

@@ -35,17 +35,17 @@ public:
     mutable std::uint32_t flags = 0;
     mutable std::uint32_t bitRate = 0;
 
-    OSStatus openURL(const Path& path, ExtAudioFileRef* file) const override
+    OSStatus openURL(const OpenedFile& url, ExtAudioFileRef* file) const override
     {
-        return make(file, Source, "open " + path.text());
+        return make(file, Source, "open " + url.path().text());
     }
-    OSStatus create(const Path& path, std::uint32_t type, const AudioStreamBasicDescription& description,
+    OSStatus create(OutputPlace& url, std::uint32_t type, const AudioStreamBasicDescription& description,
         std::uint32_t withFlags, ExtAudioFileRef* file) const override
     {
         created = description;
         fileType = type;
         flags = withFlags;
-        return make(file, Destination, "create " + path.text());
+        return make(file, Destination, "create " + url.path().text());
     }
     OSStatus getProperty(ExtAudioFileRef file, std::uint32_t property, std::uint32_t* size, void* data) const override
     {

@@ -221,12 +221,11 @@ TEST_F(MP4ExporterImplTest, ASourceThatFailsForGoodEndsWhereItsLengthDoes)
 TEST_F(MP4ExporterImplTest, SourceAndDestinationMayNotBeOneFile)
 {
     std::filesystem::create_hard_link(m_source, m_scratch.file("link"));
-    EXPECT_EQ(m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(nullptr, m_source, m_source, 0), -50);
-    EXPECT_EQ(m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(nullptr, m_source,
-                  m_scratch.path() + "/../" + m_scratch.path().substr(m_scratch.path().rfind('/') + 1) + "/in.mov", 0),
-        -50);
-    EXPECT_EQ(
-        m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(nullptr, m_source, m_scratch.file("link"), 0), -50);
+    std::string folder = m_scratch.path().substr(m_scratch.path().rfind('/') + 1);
+    for (const std::string& name : { m_source, m_scratch.path() + "/../" + folder + "/in.mov", m_scratch.file("link") })
+        EXPECT_EQ(m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
+                      nullptr, OpenedFile::at(m_source), OutputPlace::at(name), 0),
+            -50);
     EXPECT_THAT(m_files.calls, IsEmpty());
     EXPECT_EQ(charsOf(readFile(m_source)), "movie");
 }

@@ -52,15 +52,15 @@ public:
     void ExitMovies() override { note("exit", noErr); }
     OSStatus QTNewDataReferenceFromFSRef(const FSRef& ref, DataReference& made) override
     {
-        made.path = ref.path;
-        return note("reference " + std::string(ref.path.lastPathComponent()), reference);
+        made.ref = ref;
+        return note("reference " + std::string(ref.file.path().lastPathComponent()), reference);
     }
     OSStatus NewMovieFromDataRef(std::unique_ptr<Movie>& movie, std::int16_t flags, const DataReference& from) override
     {
         EXPECT_EQ(flags, 1);
         if (newMovie == noErr && hasMovie)
             movie = std::make_unique<Movie>(from, tracks);
-        return note("open " + std::string(from.path.lastPathComponent()), newMovie);
+        return note("open " + std::string(from.ref.file.path().lastPathComponent()), newMovie);
     }
     void SetMovieProgressProc(Movie& movie, MovieProgressProc proc, void* context) override
     {
@@ -80,10 +80,11 @@ public:
     OSStatus ConvertMovieToDataRef(Movie& movie, const DataReference& to, OSType fileType, OSType creator,
         std::uint32_t flags, MovieExporter&) override
     {
-        note(formatText("convert %s %s %s %08x", std::string(to.path.lastPathComponent()).c_str(),
+        const Path& path = to.ref.file.path();
+        note(formatText("convert %s %s %s %08x", std::string(path.lastPathComponent()).c_str(),
                  fourCharacterText(fileType).c_str(), fourCharacterText(creator).c_str(), flags),
             noErr);
-        destinationWasThere = std::filesystem::exists(to.path.text());
+        destinationWasThere = std::filesystem::exists(path.text());
         for (auto [message, percent] : progress) {
             answers.push_back(movie.report(message, percent));
             if (answers.back() != noErr)
@@ -107,12 +108,12 @@ protected:
     MP4ExporterTools tools()
     {
         return { &m_toolbox, &m_files,
-            [this](const Path& path) {
-                m_described.push_back("mp3 " + path.text());
+            [this](const OpenedFile& file) {
+                m_described.push_back("mp3 " + file.path().text());
                 return m_tags;
             },
-            [this](const Path& path) {
-                m_described.push_back("mp4 " + path.text());
+            [this](const OpenedFile& file) {
+                m_described.push_back("mp4 " + file.path().text());
                 return m_tags;
             },
             [this](const Path& path, const Record& record) {
@@ -123,11 +124,16 @@ protected:
     std::int32_t convert(const Path& source = "/in.wav", std::int32_t bitrate = 96000, bool withDelegate = true)
     {
         return m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
-            withDelegate ? &m_delegate : nullptr, source, "/out.m4a", bitrate);
+            withDelegate ? &m_delegate : nullptr, OpenedFile::at(source), OutputPlace::at("/out.m4a"), bitrate);
     }
     std::int32_t exportMovie(bool withDelegate = true)
     {
-        return m_exporter.exportWithDelegateFromPathToMp4Path(withDelegate ? &m_delegate : nullptr, m_source, m_target);
+        return exportMovie(m_source, m_target, withDelegate ? &m_delegate : nullptr);
+    }
+    std::int32_t exportMovie(const Path& source, const Path& target, MVMP4ExporterDelegate* delegate = nullptr)
+    {
+        return m_exporter.exportWithDelegateFromPathToMp4Path(
+            delegate, OpenedFile::at(source), OutputPlace::at(target));
     }
 
     ScratchFolder m_scratch;

@@ -82,12 +82,12 @@ TEST_F(MP4ExporterImplTest, WithoutAnExporterNothingHappens)
 TEST_F(MP4ExporterImplTest, WithoutReferencesItIsAParameterError)
 {
     std::string kept = m_scratch.write("out.mp4", "older");
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, m_scratch.file("missing"), m_target), -50);
+    EXPECT_EQ(exportMovie(m_scratch.file("missing"), m_target), -50);
     EXPECT_EQ(charsOf(readFile(kept)), "older") << "a missing source costs no file";
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, m_source, m_scratch.file("no/folder.mp4")), -50);
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, m_source, m_scratch.path()), -50);
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, m_source, Path {}), -50);
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, Path {}, m_target), -50);
+    EXPECT_EQ(exportMovie(m_source, m_scratch.file("no/folder.mp4")), -50);
+    EXPECT_EQ(exportMovie(m_source, m_scratch.path()), -50);
+    EXPECT_EQ(exportMovie(m_source, Path {}), -50);
+    EXPECT_EQ(exportMovie(Path {}, m_target), -50);
     EXPECT_THAT(m_toolbox.calls, testing::Not(testing::Contains("open in.mov"))) << "before the source is opened";
     m_toolbox.reference = paramErr;
     EXPECT_EQ(exportMovie(), -50);
@@ -105,7 +105,7 @@ TEST_F(MP4ExporterImplTest, TheOlderFileIsGoneBeforeTheExport)
 
 TEST_F(MP4ExporterImplTest, ExportOntoItselfIsRefused)
 {
-    EXPECT_EQ(m_exporter.exportWithDelegateFromPathToMp4Path(nullptr, m_source, m_source), -50);
+    EXPECT_EQ(exportMovie(m_source, m_source), -50);
     EXPECT_EQ(charsOf(readFile(m_source)), "movie");
 }
 
@@ -132,7 +132,7 @@ TEST_F(MP4ExporterImplTest, AlacIsLookedForInEnabledTracks)
     for (const Row& row : rows) {
         m_toolbox.tracks = row.tracks;
         m_toolbox.calls.clear();
-        EXPECT_EQ(m_exporter.isAlacAudio(m_source), row.isAlac);
+        EXPECT_EQ(m_exporter.isAlacAudio(OpenedFile::at(m_source)), row.isAlac);
         EXPECT_THAT(m_toolbox.calls, ElementsAre("enter", "reference in.mov", "open in.mov", "exit"));
     }
 }
@@ -140,16 +140,16 @@ TEST_F(MP4ExporterImplTest, AlacIsLookedForInEnabledTracks)
 TEST_F(MP4ExporterImplTest, WhatCannotBeOpenedIsNotAlac)
 {
     m_toolbox.tracks = { { true, { fourCC("soun"), { fourCC("alac") } } } };
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_scratch.file("missing")));
-    EXPECT_FALSE(m_exporter.isAlacAudio(Path {}));
+    EXPECT_FALSE(m_exporter.isAlacAudio(OpenedFile::at(m_scratch.file("missing"))));
+    EXPECT_FALSE(m_exporter.isAlacAudio(OpenedFile()));
     m_toolbox.newMovie = noMovieFound;
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_source));
+    EXPECT_FALSE(m_exporter.isAlacAudio(OpenedFile::at(m_source)));
     m_toolbox.newMovie = noErr;
     m_toolbox.hasMovie = false;
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_source));
+    EXPECT_FALSE(m_exporter.isAlacAudio(OpenedFile::at(m_source)));
     m_toolbox.hasMovie = true;
     m_toolbox.reference = paramErr;
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_source));
+    EXPECT_FALSE(m_exporter.isAlacAudio(OpenedFile::at(m_source)));
     EXPECT_EQ(m_toolbox.calls.back(), "exit");
 }
 
@@ -186,7 +186,9 @@ TEST_F(MP4ExporterImplTest, OneJobAtATimeInTheWholeProcess)
         MP4ExporterImpl exporter { { &toolbox, &files, {}, {}, {} } };
         Counting delegate(inside, overlapped);
         files.total = files.available = 2048 * 200;
-        EXPECT_EQ(exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(&delegate, "/a.wav", "/b.m4a", 1), 0);
+        EXPECT_EQ(exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
+                      &delegate, OpenedFile::at("/a.wav"), OutputPlace::at("/b.m4a"), 1),
+            0);
     };
     std::thread first(work), second(work);
     first.join();

@@ -327,7 +327,8 @@ TEST_F(MP4ExporterRealTest, AnExportThatIsKilledAtAnyOfItsPercentsLeavesNothing)
         ASSERT_GE(child, 0);
         if (child == 0) {
             Suicidal delegate(call);
-            m_exporter.exportWithDelegateFromPathToMp4Path(&delegate, source, m_target);
+            m_exporter.exportWithDelegateFromPathToMp4Path(
+                &delegate, OpenedFile::at(source), OutputPlace::at(m_target));
             _exit(0);
         }
         int status = 0;
@@ -376,13 +377,13 @@ TEST_P(CorpusExport, MoviesAreExportedOrRefused)
 
 TEST_F(MP4ExporterRealTest, FindsAlac)
 {
-    EXPECT_TRUE(m_exporter.isAlacAudio(tone("a.m4a", "1", "-c:a alac")));
-    EXPECT_TRUE(m_exporter.isAlacAudio(movie("a.mov", "-c:v libx264 -c:a alac")));
-    EXPECT_FALSE(m_exporter.isAlacAudio(tone("b.m4a", "1", "-c:a aac")));
-    EXPECT_FALSE(m_exporter.isAlacAudio(tone("c.wav", "1")));
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_scratch.write("d.m4a", "alac")));
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_scratch.path()));
-    EXPECT_FALSE(m_exporter.isAlacAudio(m_scratch.file("none")));
+    EXPECT_TRUE(isAlac(tone("a.m4a", "1", "-c:a alac")));
+    EXPECT_TRUE(isAlac(movie("a.mov", "-c:v libx264 -c:a alac")));
+    EXPECT_FALSE(isAlac(tone("b.m4a", "1", "-c:a aac")));
+    EXPECT_FALSE(isAlac(tone("c.wav", "1")));
+    EXPECT_FALSE(isAlac(m_scratch.write("d.m4a", "alac")));
+    EXPECT_FALSE(isAlac(m_scratch.path()));
+    EXPECT_FALSE(isAlac(m_scratch.file("none")));
     EXPECT_TRUE(m_log.lines().empty());
 }
 

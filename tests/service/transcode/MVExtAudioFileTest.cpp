@@ -17,7 +17,7 @@ class MVExtAudioFileTest : public testing::Test {
 protected:
     std::unique_ptr<MVExtAudioFile> open()
     {
-        auto file = MVExtAudioFile::initWithFileToOpen("/music/song.wav", m_files);
+        auto file = MVExtAudioFile::initWithFileToOpen(OpenedFile::at("/music/song.wav"), m_files);
         EXPECT_TRUE(file.ok());
         return file ? std::move(*file) : nullptr;
     }
@@ -28,7 +28,7 @@ protected:
         description.mFormatID = kAudioFormatMPEG4AAC;
         description.mChannelsPerFrame = m_files.channels;
         auto file = MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(
-            "/music/new.m4a", kAudioFileM4AType, description, m_files);
+            *OutputPlace::at("/music/new.m4a"), kAudioFileM4AType, description, m_files);
         EXPECT_TRUE(file.ok());
         return file ? std::move(*file) : nullptr;
     }
@@ -55,7 +55,7 @@ TEST_F(MVExtAudioFileTest, OpeningReadsRateChannelsAndName)
 TEST_F(MVExtAudioFileTest, FailedOpeningIsLoggedAndHandsOutNothing)
 {
     m_files.failures["open /music/song.wav"] = fnfErr;
-    auto file = MVExtAudioFile::initWithFileToOpen("/music/song.wav", m_files);
+    auto file = MVExtAudioFile::initWithFileToOpen(OpenedFile::at("/music/song.wav"), m_files);
     ASSERT_FALSE(file.ok());
     EXPECT_EQ(file.error().code, -43);
     EXPECT_THAT(m_log.lines(), ElementsAre("ExtAudioFileOpenURL fail -43"));
@@ -78,7 +78,7 @@ TEST_F(MVExtAudioFileTest, FailedCreatingIsLoggedAndHandsOutNothing)
 {
     m_files.failures["create /music/new.m4a"] = permErr;
     auto file = MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(
-        "/music/new.m4a", kAudioFileM4AType, {}, m_files);
+        *OutputPlace::at("/music/new.m4a"), kAudioFileM4AType, {}, m_files);
     ASSERT_FALSE(file.ok());
     EXPECT_EQ(file.error().code, -54);
     EXPECT_THAT(m_log.lines(), ElementsAre("ExtAudioFileCreateWithURL fail -54"));
@@ -246,7 +246,7 @@ TEST_F(MVExtAudioFileTest, RealFilesThereAndBack)
     ScratchFolder scratch;
     std::string wav = scratch.file("a.wav");
     outputOf("ffmpeg -v error -f lavfi -i sine=d=0.1:r=44100 -ac 2 -y " + mv::test::quoted(wav));
-    auto source = std::move(MVExtAudioFile::initWithFileToOpen(wav)).value();
+    auto source = std::move(MVExtAudioFile::initWithFileToOpen(OpenedFile::at(wav))).value();
     EXPECT_EQ(source->totalFrame(), 4410);
     source->setClientDataFormat(source->canonicalDataFormat());
     std::string m4a = scratch.write("b.m4a", "an older file");
@@ -254,9 +254,9 @@ TEST_F(MVExtAudioFileTest, RealFilesThereAndBack)
     description.mSampleRate = 44100;
     description.mFormatID = kAudioFormatMPEG4AAC;
     description.mChannelsPerFrame = 2;
-    auto target
-        = std::move(MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(m4a, kAudioFileM4AType, description))
-              .value();
+    auto target = std::move(MVExtAudioFile::initWithFileToCreateFileTypeStreamDescription(
+                                *OutputPlace::at(m4a), kAudioFileM4AType, description))
+                      .value();
     target->setClientDataFormat(target->canonicalDataFormat());
     EXPECT_EQ(target->lastError(), noErr);
     for (Bytes block = source->readDataWithNumberFrames(2048); !block.empty();
@@ -264,7 +264,7 @@ TEST_F(MVExtAudioFileTest, RealFilesThereAndBack)
         target->writeData(block);
     EXPECT_EQ(target->lastError(), noErr);
     target.reset();
-    auto again = std::move(MVExtAudioFile::initWithFileToOpen(m4a)).value();
+    auto again = std::move(MVExtAudioFile::initWithFileToOpen(OpenedFile::at(m4a))).value();
     EXPECT_EQ(again->totalFrame(), 4410);
     EXPECT_EQ(again->fileDataFormat().mFormatID, kAudioFormatMPEG4AAC);
 }

@@ -84,12 +84,15 @@ protected:
     }
     std::int32_t convert(const std::string& source, const std::string& target, std::int32_t bitrate = 128000)
     {
-        return m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(&m_delegate, source, target, bitrate);
+        return m_exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
+            &m_delegate, OpenedFile::at(source), OutputPlace::at(target), bitrate);
     }
     std::int32_t exportMovie(const std::string& source, const std::string& target)
     {
-        return m_exporter.exportWithDelegateFromPathToMp4Path(&m_delegate, source, target);
+        return m_exporter.exportWithDelegateFromPathToMp4Path(
+            &m_delegate, OpenedFile::at(source), OutputPlace::at(target));
     }
+    bool isAlac(const std::string& path) { return m_exporter.isAlacAudio(OpenedFile::at(path)); }
     static std::vector<std::string> filesIn(const std::string& folder)
     {
         std::vector<std::string> names;

@@ -1,0 +1,90 @@
+#include "system/OutputPlace.h"
+
+#include "tests/support/Scratch.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace mv::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OutputPlaceTest : public testing::Test {
+protected:
+    ScratchFolder m_scratch;
+    std::string m_path = m_scratch.file("made.m4a");
+    SharedPlace m_place = OutputPlace::at(m_path);
+};
+
+TEST_F(OutputPlaceTest, HoldsAFileUnderWhateverName)
+{
+    auto input = OpenedFile::at(m_scratch.write("in.wav", "sound"));
+    EXPECT_FALSE(m_place->holds(input)) << "nothing is there";
+    m_scratch.write("made.m4a", "sound");
+    EXPECT_FALSE(m_place->holds(input)) << "another file is there";
+    fs::remove(m_path);
+    fs::create_hard_link(m_scratch.file("in.wav"), m_path);
+    EXPECT_TRUE(m_place->holds(input));
+    fs::remove(m_path);
+    fs::create_symlink("in.wav", m_path);
+    EXPECT_TRUE(m_place->holds(input));
+    EXPECT_FALSE(OutputPlace::at(m_scratch.file("none"))->holds(OpenedFile::at(m_scratch.file("none"))));
+    EXPECT_FALSE(OutputPlace::at(Path())->holds(OpenedFile()));
+}
+
+// The name may have been given to another file since the input was opened: that one is not the input.
+TEST_F(OutputPlaceTest, DoesNotHoldAFileThatHasLostItsName)
+{
+    auto input = OpenedFile::at(m_scratch.write("made.m4a", "sound"));
+    ASSERT_TRUE(m_place->holds(input));
+    fs::rename(m_path, m_scratch.file("moved"));
+    m_scratch.write("made.m4a", "other");
+    EXPECT_FALSE(m_place->holds(input));
+    EXPECT_TRUE(OutputPlace::at(m_scratch.file("moved"))->holds(input));
+}
+
+TEST_F(OutputPlaceTest, RoomIsToldWithoutTouchingWhatIsThere)
+{
+    EXPECT_TRUE(m_place->canHoldFile());
+    m_scratch.write("made.m4a", "older");
+    EXPECT_TRUE(m_place->canHoldFile());
+    EXPECT_EQ(charsOf(readFile(m_path)), "older");
+    EXPECT_FALSE(OutputPlace::at(m_scratch.path())->canHoldFile());
+    EXPECT_FALSE(OutputPlace::at(m_scratch.file("no/made.m4a"))->canHoldFile());
+    EXPECT_FALSE(OutputPlace::at(m_path + "/below")->canHoldFile());
+    EXPECT_FALSE(OutputPlace::at(Path())->canHoldFile());
+}
+
+TEST_F(OutputPlaceTest, ClearingRemovesTheFileOrTheLink)
+{
+    EXPECT_TRUE(m_place->clear().ok()) << "nothing is there";
+    m_scratch.write("made.m4a", "older");
+    EXPECT_TRUE(m_place->clear().ok());
+    EXPECT_FALSE(fs::exists(m_path));
+    std::string kept = m_scratch.write("kept", "kept");
+    fs::create_symlink("kept", m_path);
+    EXPECT_TRUE(m_place->clear().ok());
+    EXPECT_FALSE(fs::is_symlink(m_path));
+    EXPECT_EQ(charsOf(readFile(kept)), "kept");
+    EXPECT_FALSE(OutputPlace::at(m_scratch.path())->clear().ok());
+    EXPECT_TRUE(fs::is_directory(m_scratch.path()));
+    EXPECT_EQ(OutputPlace::at(m_scratch.file(std::string(300, 'n')))->clear().error().code, ENAMETOOLONG);
+}
+
+TEST_F(OutputPlaceTest, WhatIsMadeThereTakesTheNameAtTheEnd)
+{
+    m_scratch.write("made.m4a", "older");
+    auto file = m_place->create();
+    ASSERT_TRUE(file.ok());
+    ASSERT_TRUE((*file)->writeAt(0, bytesOf("new")).ok());
+    EXPECT_EQ(charsOf(readFile(m_path)), "older");
+    ASSERT_TRUE((*file)->commit().ok());
+    EXPECT_EQ(charsOf(readFile(m_path)), "new");
+    EXPECT_EQ(m_place->attributes()->size, 3);
+    EXPECT_FALSE(OutputPlace::at(Path())->create().ok());
+}
+
+} // namespace
+} // namespace mv::test
