@@ -3,14 +3,12 @@
 
 #include "Base/Media/MediaDB.h"
 #include "ffmpeg/MediaBackend.h"
+#include "fuzz/OpenedBytes.h"
 #include "platform/MainThread.h"
 #include "platform/QTKit.h"
 #include "service/parsers/MP3Parser.h"
 
 #include <cstdlib>
-#include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -43,13 +41,9 @@ mv::AudioBackend& mv::installedAudioBackend()
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static int file = memfd_create("fuzz", MFD_CLOEXEC);
-    static std::string path = "/proc/self/fd/" + std::to_string(file);
     static NoMovies movies;
     mv::MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
-    if (ftruncate(file, static_cast<off_t>(size)) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size))
-        std::abort();
-    auto record = mv::MP3Parser(movies).build(mv::OpenedFile::at(path));
+    auto record = mv::MP3Parser(movies).build(mv::fuzz::openedBytes(data, size, "song.mp3"));
     if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
         std::abort();
     return 0;
