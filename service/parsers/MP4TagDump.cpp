@@ -45,6 +45,8 @@ template <class T> struct Field {
     const char* name;
     T MP4Tags::*value;
 };
+// clang 14, which builds the fuzz programs, does not find it by itself.
+template <class T> Field(const char*, T MP4Tags::*) -> Field<T>;
 
 /// In the order of the dump.
 constexpr std::tuple Fields {
