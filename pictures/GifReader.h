@@ -4,6 +4,8 @@
 
 #include <array>
 
+struct GifFileType;
+
 namespace mv {
 
 /// The first frame of a GIF on its logical screen; what the frame does not cover is transparent.
@@ -21,21 +23,20 @@ private:
         int width = 0;
         int height = 0;
         bool interlaced = false;
-        std::uint64_t dataOffset = 0; ///< of the byte that starts the compressed pixels
     };
 
-    GifReader() = default;
-    Result<void> readStart(const ByteSource& source);
-    Result<std::uint64_t> findFrame(const ByteSource& source, std::uint64_t offset);
-    Result<void> readFrame(const ByteSource& source, std::uint64_t offset);
-    Result<void> readColors(const ByteSource& source, std::uint64_t offset, std::size_t count);
+    explicit GifReader(SharedSource source)
+        : m_source(std::move(source))
+    {
+        m_colors.fill({ 0, 0, 0, 255 });
+    }
+    Result<void> takeStart(const GifFileType& gif, int transparentIndex);
     bool coversScreen() const;
-    void placeRow(const std::uint8_t* indices, Bytes& row) const;
+    void placeRow(const Bytes& indices, Bytes& row) const;
 
     SharedSource m_source;
     PictureHeader m_header;
     Frame m_frame;
-    int m_transparentIndex = -1;
     std::array<std::array<std::uint8_t, 4>, 256> m_colors {};
 };
 

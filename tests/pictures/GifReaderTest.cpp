@@ -99,5 +99,45 @@ TEST(GifReader, WithoutPixelsIsNoPicture)
     EXPECT_FALSE(NSImage::initWithData(makeGif(empty)).has_value());
 }
 
+/// Rows of one colour each, and where the pixels begin: behind the screen, 256 colours, a comment and a descriptor.
+GifWish stripes(int height)
+{
+    GifWish wish { .screenWidth = 40, .screenHeight = height, .width = 40, .height = height, .palette = rampPalette() };
+    wish.index = [](int, int y) { return y; };
+    return wish;
+}
+constexpr std::ptrdiff_t PixelStart = 13 + 3 * 256 + 11 + 10;
+
+TEST(GifReader, PixelsUpToTheLastByteOfACutFileCount)
+{
+    Bytes gif = makeGif(stripes(90));
+    // Without the empty block and the end mark nothing is missing; the middle of a block is as good as its end.
+    for (auto [cut, rows] : { std::pair<std::size_t, int> { 2, 90 }, { (gif.size() - PixelStart) / 2, 20 } }) {
+        Bytes shorter(gif.begin(), gif.end() - static_cast<std::ptrdiff_t>(cut));
+        Bitmap bitmap = decoded(shorter);
+        for (int y = 0; y < rows; y++)
+            ASSERT_EQ(pixelOf(bitmap, 39, y), rampColor(y)) << cut;
+    }
+    // One block alone, cut off: 20 bytes hold more than one row.
+    Bytes start(gif.begin(), gif.begin() + PixelStart + 2 + 100);
+    EXPECT_EQ(pixelOf(decoded(start), 39, 0), rampColor(0));
+}
+
+TEST(GifReader, SizeOfAFrameThatCannotBeDecodedIsKnown)
+{
+    Bytes gif = makeGif(stripes(90));
+    Bytes cut(gif.begin(), gif.begin() + PixelStart);
+    gif[PixelStart] = 143; // bits of a colour index
+    for (const Bytes& bytes : { gif, cut }) {
+        auto rep = repOf(bytes);
+        ASSERT_TRUE(rep);
+        EXPECT_EQ(rep->pixelsWide(), 40);
+        EXPECT_EQ(rep->pixelsHigh(), 90);
+        EXPECT_FALSE(rep->scaledTo(10, 10).ok());
+    }
+    Bytes none(gif.begin(), gif.begin() + PixelStart - 1);
+    EXPECT_FALSE(NSImage::initWithData(none).has_value());
+}
+
 } // namespace
 } // namespace mv
