@@ -8,7 +8,7 @@
 namespace mv {
 
 /// The tag updater.
-class TagClient final : public MVMediaTagBase {
+class TagClient final : public MVMediaTagBaseOf<Path, const Path> {
 public:
     explicit TagClient(const ServiceBus& bus)
         : m_service(bus.object(MediaTagUpdaterService, wire::MediaTagBase::Interface))

@@ -2,12 +2,8 @@
 
 #include "Base/Core/Text.h"
 #include "mp4/SampleTable.h"
-#include "system/InputFile.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <unistd.h>
 
 namespace mv {
 
@@ -77,12 +73,11 @@ Result<Mp4File> MP4Read(Result<SharedSource> content)
     return Mp4File::open(StructureReader(std::move(source)));
 }
 
-Result<Mp4File> MP4Modify(const Path& path, std::uint32_t)
+Result<Mp4File> MP4Modify(const EditableFile& file, std::uint32_t)
 {
-    MV_TRY(file, InputFile::openShared(path));
-    if (::access(path.c_str(), W_OK) != 0)
-        return Error { Error::Kind::Access, std::strerror(errno), errno };
-    return Mp4File::open(StructureReader(std::move(file)));
+    MV_TRY(content, file.opened().content());
+    MV_TRY_VOID(file.writable());
+    return MP4Read(std::move(content));
 }
 
 namespace {

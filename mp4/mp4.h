@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "mp4/MovieFacts.h"
 #include "mp4/Tags.h"
+#include "system/EditableFile.h"
 
 #include <memory>
 
@@ -39,9 +39,8 @@ private:
 
 /// Of a file's content. Fails with the content's own error, and for what has no whole movie box with a movie header.
 Result<Mp4File> MP4Read(Result<SharedSource> content);
-/// The same of the file at the path; fails also for a file that may not be written. `flags` must be 0. MetadataEdit
-/// changes it.
-Result<Mp4File> MP4Modify(const Path& path, std::uint32_t flags);
+/// The same; fails also for a file that may not be written. `flags` must be 0. MetadataEdit changes it.
+Result<Mp4File> MP4Modify(const EditableFile& file, std::uint32_t flags);
 
 /// The id of the `index`-th track (from 0, in the file's order) whose handler is `type` ("soun", "vide"; null: any)
 /// and, where `subType` is not 0, whose MPEG-4 object type is `subType`. MP4_INVALID_TRACK_ID when there is none.

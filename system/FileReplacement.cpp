@@ -61,31 +61,80 @@ Result<void> lock(int fd, Clock::time_point deadline)
     return {};
 }
 
-/// Gives the lock back, and lets another thread close what may be the last handle of a replaced file: the file system
-/// then frees its blocks, which takes longer than all the rest for a small file.
-void releaseReplaced(int fd)
+using SharedFile = std::shared_ptr<const InputFile>;
+
+/// Lets another thread close what may be the last handle of a replaced file: the file system then frees its blocks,
+/// which takes longer than all the rest for a small file.
+void closeReplaced(SharedFile file)
 {
-    UniqueFd last(fcntl(fd, F_DUPFD_CLOEXEC, 0));
-    flock(fd, LOCK_UN);
     try {
-        std::thread([handle = std::move(last)] {}).detach();
+        std::thread([handle = std::move(file)] {}).detach();
     } catch (const std::system_error&) {
-        // No thread to be had: the caller's own handle is the last one.
+        // No thread to be had: it is closed by now.
     }
 }
+
+/// The handle of an opened file, for locking and reading; null where its content is none of a file.
+Result<SharedFile> handleOf(const OpenedFile& file)
+{
+    MV_TRY(content, file.content());
+    return std::dynamic_pointer_cast<const InputFile>(content);
+}
+
+Result<SharedFile> newHandle(const Path& path)
+{
+    MV_TRY(file, InputFile::open(path));
+    return std::make_shared<const InputFile>(std::move(file));
+}
+
+bool leadsTo(int folder, const std::string& name, const SharedFile& file)
+{
+    struct stat facts { };
+    struct stat named { };
+    return fstat(file->fd(), &facts) == 0 && fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0
+        && sameFile(facts, named);
+}
+
+/// The lock of a file, given back at the end: others may hold the handle longer.
+class HeldLock {
+public:
+    static Result<HeldLock> of(SharedFile file, Clock::time_point deadline)
+    {
+        MV_TRY_VOID(lock(file->fd(), deadline));
+        return HeldLock(std::move(file));
+    }
+    HeldLock(HeldLock&&) = default;
+    HeldLock& operator=(HeldLock&&) = delete;
+    ~HeldLock()
+    {
+        if (m_file)
+            flock(m_file->fd(), LOCK_UN);
+    }
+
+private:
+    explicit HeldLock(SharedFile file)
+        : m_file(std::move(file))
+    {
+    }
+
+    SharedFile m_file;
+};
 
 /// One locked target and one attempt to replace its content.
 class LockedTarget {
 public:
-    /// Nothing when the name leads to another file by the time the lock is held.
-    static Result<std::optional<LockedTarget>> open(const Path& resolved, Clock::time_point deadline);
+    /// `handle` is of the file, or of one that had its path before; then it becomes the file's. Nothing when the name
+    /// leads to another file by the time the lock is held.
+    static Result<std::optional<LockedTarget>> open(
+        const Path& resolved, Result<SharedFile>& handle, Clock::time_point deadline);
 
     Attempt replace(const FileReplacement::Plan& plan, const FileReplacement::Check& check);
 
 private:
-    LockedTarget(UniqueFd folder, std::string name, InputFile file, struct stat facts)
+    LockedTarget(UniqueFd folder, std::string name, HeldLock held, InputFile file, struct stat facts)
         : m_folder(std::move(folder))
         , m_name(std::move(name))
+        , m_lock(std::move(held))
         , m_file(std::move(file))
         , m_facts(facts)
         , m_neighbours(m_folder.get(), m_name)
@@ -105,12 +154,14 @@ private:
 
     UniqueFd m_folder;
     std::string m_name;
+    HeldLock m_lock;
     InputFile m_file;
     struct stat m_facts;
     HiddenNeighbours m_neighbours;
 };
 
-Result<std::optional<LockedTarget>> LockedTarget::open(const Path& resolved, Clock::time_point deadline)
+Result<std::optional<LockedTarget>> LockedTarget::open(
+    const Path& resolved, Result<SharedFile>& handle, Clock::time_point deadline)
 {
     UniqueFd folder(::open(std::string(resolved.directory()).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder)
@@ -118,17 +169,19 @@ Result<std::optional<LockedTarget>> LockedTarget::open(const Path& resolved, Clo
     std::string name(resolved.lastPathComponent());
     if (faccessat(folder.get(), name.c_str(), W_OK, AT_EACCESS) != 0)
         return systemError(errno, "not writable");
-    MV_TRY(file, InputFile::open(resolved));
-    MV_TRY_VOID(lock(file.fd(), deadline));
-    // The size that InputFile knows may be of before the lock was ours.
-    MV_TRY(locked, InputFile::adopt(UniqueFd(fcntl(file.fd(), F_DUPFD_CLOEXEC, 0))));
+    // Nobody waits for the lock of a file that has lost its name.
+    if (handle && (!*handle || !leadsTo(folder.get(), name, *handle)))
+        handle = newHandle(resolved);
+    MV_TRY(file, handle);
+    MV_TRY(held, HeldLock::of(file, deadline));
+    if (!leadsTo(folder.get(), name, file))
+        return std::optional<LockedTarget> {};
+    // The size that the handle knows may be of before the lock was ours.
+    MV_TRY(locked, InputFile::adopt(UniqueFd(fcntl(file->fd(), F_DUPFD_CLOEXEC, 0))));
     struct stat facts { };
-    struct stat named { };
     if (fstat(locked.fd(), &facts) != 0)
         return systemError(errno, "attributes");
-    if (fstatat(folder.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 || !sameFile(facts, named))
-        return std::optional<LockedTarget> {};
-    return std::optional(LockedTarget(std::move(folder), std::move(name), std::move(locked), facts));
+    return std::optional(LockedTarget(std::move(folder), std::move(name), std::move(held), std::move(locked), facts));
 }
 
 bool LockedTarget::isStill() const
@@ -183,7 +236,6 @@ Attempt LockedTarget::replaceByRename(const FileContent& content, const FileRepl
         return systemError(errno, "rename");
     discardPart.dismiss();
     MV_TRY_VOID(syncToDisk(m_folder.get(), "sync of the folder"));
-    releaseReplaced(m_file.fd());
     return std::optional(Outcome::Replaced);
 }
 
@@ -267,23 +319,24 @@ Result<Path> resolved(const Path& path)
 }
 
 /// An update of ours that ends while we wait for its lock gives the name to another file: wait for that one's then.
-Result<LockedTarget> lockedTarget(const Path& path, Clock::time_point end)
+Result<LockedTarget> lockedTarget(const Path& path, Result<SharedFile>& handle, Clock::time_point end)
 {
     do {
         MV_TRY(file, resolved(path));
-        MV_TRY(target, LockedTarget::open(file, std::min(end, Clock::now() + FileReplacement::LongestLockWait)));
+        MV_TRY(
+            target, LockedTarget::open(file, handle, std::min(end, Clock::now() + FileReplacement::LongestLockWait)));
         if (target)
             return std::move(*target);
     } while (Clock::now() < end);
     return Error { Error::Kind::State, "another program keeps replacing the file" };
 }
 
-Result<Outcome> performAttempts(
-    const Path& path, const FileReplacement::Plan& plan, const FileReplacement::Check& check)
+Result<Outcome> performAttempts(const Path& path, Result<SharedFile>& handle, const FileReplacement::Plan& plan,
+    const FileReplacement::Check& check)
 {
     Clock::time_point end = Clock::now() + LongestTurnWait;
     for (int attempt = 0; attempt < MaxAttempts; ++attempt) {
-        MV_TRY(target, lockedTarget(path, end));
+        MV_TRY(target, lockedTarget(path, handle, end));
         MV_TRY(outcome, target.replace(plan, check));
         if (outcome)
             return *outcome;
@@ -293,11 +346,16 @@ Result<Outcome> performAttempts(
 
 } // namespace
 
-Result<Outcome> FileReplacement::perform(const Path& path, const Plan& plan, const Check& check)
+Result<Outcome> FileReplacement::perform(OpenedFile file, const Plan& plan, const Check& check)
 {
-    Result<Outcome> outcome = performAttempts(path, plan, check);
+    const Path path = file.path();
+    Result<SharedFile> handle = handleOf(file);
+    file = OpenedFile(path); // whose content the handle is now
+    Result<Outcome> outcome = performAttempts(path, handle, plan, check);
     if (!outcome.ok())
         NSLog("Cannot replace the content of %s: %s", path.c_str(), outcome.error().text.c_str());
+    else if (*outcome == Outcome::Replaced)
+        closeReplaced(std::move(*handle));
     return outcome;
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Base/Core/Path.h"
-#include "Base/Core/Result.h"
 #include "system/FileContent.h"
+#include "system/OpenedFile.h"
 
 #include <chrono>
 #include <functional>
@@ -49,7 +48,15 @@ public:
 
     /// Every failure is logged with its reason, once, and leaves the content as it was (or, when only the sync of
     /// the folder failed, whole and new).
-    static Result<Outcome> perform(const Path& path, const Plan& plan, const Check& check);
+    ///
+    /// The file's own descriptor is locked and read as long as its path leads to it; a file that has lost its name
+    /// since it was opened is left alone, and what has the name now is opened. The content is closed by a thread of its
+    /// own where this holds the last reference to it.
+    static Result<Outcome> perform(OpenedFile file, const Plan& plan, const Check& check);
+    static Result<Outcome> perform(const Path& path, const Plan& plan, const Check& check)
+    {
+        return perform(OpenedFile::at(path), plan, check);
+    }
 };
 
 } // namespace mv

@@ -22,6 +22,7 @@ public:
     bool canHoldFile() const override;
     Result<void> clear() override;
     Result<std::unique_ptr<OutputFile>> create() override { return OutputFile::create(path()); }
+    std::unique_ptr<EditableFile> edit() override { return EditableFile::at(path()); }
 };
 
 bool PlaceInFolder::canHoldFile() const

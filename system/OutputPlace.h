@@ -1,6 +1,6 @@
 #pragma once
 
-#include "system/OpenedFile.h"
+#include "system/EditableFile.h"
 #include "system/OutputFile.h"
 
 #include <memory>
@@ -33,6 +33,8 @@ public:
     virtual Result<void> clear() = 0;
     /// A file that takes the place when it is committed; see OutputFile.
     virtual Result<std::unique_ptr<OutputFile>> create() = 0;
+    /// The file that is there now, to be changed.
+    virtual std::unique_ptr<EditableFile> edit() = 0;
 
 protected:
     explicit OutputPlace(Path path)

@@ -17,7 +17,7 @@ int main(int count, char** arguments)
         mv::Record record { { mv::MediaDBCommonColumnMediaType, mediaType },
             { mv::MediaDBMusicColumnTitle, arguments[i] } };
         auto begin = std::chrono::steady_clock::now();
-        if (!updater.updateTagWithDictionary(file, record))
+        if (!updater.updateTagWithDictionary(*mv::EditableFile::at(file), record))
             return 1;
         std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - begin;
         std::printf("%.3f\n", taken.count());

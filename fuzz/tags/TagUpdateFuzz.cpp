@@ -65,10 +65,10 @@ void updateTwice(const char* name, const Record& record, const std::uint8_t* dat
 {
     std::string path = scratchFile(name);
     write(path, data, size);
-    MediaTag().updateTagWithDictionary(path, record);
-    MediaTag().podcastInfo(path);
+    MediaTag().updateTagWithDictionary(*EditableFile::at(path), record);
+    MediaTag().podcastInfo(OpenedFile::at(path));
     ino_t once = identity(path);
-    MediaTag().updateTagWithDictionary(path, record);
+    MediaTag().updateTagWithDictionary(*EditableFile::at(path), record);
     // Of MPEG-4 covers each update without a picture takes one.
     bool settles = record.integer(MediaDBCommonColumnMediaType) == MVMediaTypeMP3;
     if (settles && identity(path) != once)

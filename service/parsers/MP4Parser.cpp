@@ -108,15 +108,15 @@ std::optional<Record> MP4Parser::build(const OpenedFile& file)
     return record;
 }
 
-int MP4Parser::testMp4v2(const Path& path, std::FILE* out)
+int MP4Parser::testMp4v2(const EditableFile& file, std::FILE* out)
 {
-    auto file = MP4Modify(path, 0);
-    if (!file.ok()) {
+    auto movie = MP4Modify(file, 0);
+    if (!movie) {
         std::fputs("MP4Modify failed\n", out);
         return 1;
     }
     MP4Tags tags = MP4TagsAlloc();
-    MP4TagsFetch(tags, *file);
+    MP4TagsFetch(tags, *movie);
     dumpTags(tags, out);
     return 0; // nothing was stored, so closing writes nothing
 }

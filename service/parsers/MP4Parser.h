@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/include/MVMediaInfoBuilder.h"
+#include "system/EditableFile.h"
 
 #include <cstdio>
 
@@ -17,7 +18,7 @@ public:
 
     /// Prints every tag field that the file has to `out`, one a line, for people. 0, or 1 (after "MP4Modify failed")
     /// when the file cannot be opened for modification; it is not changed.
-    int testMp4v2(const Path& path, std::FILE* out = stdout);
+    int testMp4v2(const EditableFile& file, std::FILE* out = stdout);
 };
 
 } // namespace mv

@@ -8,20 +8,20 @@
 
 namespace mv {
 
-std::optional<Record> MediaTag::podcastInfo(const Path& path)
+std::optional<Record> MediaTag::podcastInfo(const OpenedFile& file)
 {
-    if (equalIgnoringAsciiCase(path.pathExtension(), "mp3"))
-        return UpdateID3Tag().podcastInfo(path);
-    return UpdateMP4Tag().podcastInfo(path);
+    if (equalIgnoringAsciiCase(file.path().pathExtension(), "mp3"))
+        return UpdateID3Tag().podcastInfo(file);
+    return UpdateMP4Tag().podcastInfo(file);
 }
 
-bool MediaTag::updateTagWithDictionary(const Path& path, const Record& record)
+bool MediaTag::updateTagWithDictionary(EditableFile& file, const Record& record)
 {
     switch (record.integer(MediaDBCommonColumnMediaType).value_or(MVMediaTypeUnknown)) {
     case MVMediaTypeMP3:
-        return UpdateID3Tag().updateTagWithDictionary(path, record);
+        return UpdateID3Tag().updateTagWithDictionary(file, record);
     case MVMediaTypeM4A:
-        return UpdateMP4Tag().updateTagWithDictionary(path, record);
+        return UpdateMP4Tag().updateTagWithDictionary(file, record);
     default:
         return false;
     }

@@ -11,9 +11,9 @@ namespace mv {
 /// media type that the record carries, whatever the file is called.
 class MediaTag final : public MVMediaTagBase {
 public:
-    std::optional<Record> podcastInfo(const Path& path) override;
+    std::optional<Record> podcastInfo(const OpenedFile& file) override;
     /// False, the file untouched, for every media type but MP3 and M4A.
-    bool updateTagWithDictionary(const Path& path, const Record& record) override;
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override;
 };
 
 } // namespace mv

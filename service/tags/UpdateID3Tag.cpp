@@ -1,13 +1,10 @@
 #include "service/tags/UpdateID3Tag.h"
 
 #include "mp4/FrontEdit.h"
-#include "platform/NSFileManager.h"
 #include "service/tags/Id3PodcastFrames.h"
 #include "service/tags/Id3TagEdit.h"
 #include "service/tags/Id3TagLayout.h"
 #include "service/tags/PictureLeftOut.h"
-#include "service/tags/ValueOfRecord.h"
-#include "system/FileReplacement.h"
 
 namespace mv {
 
@@ -53,26 +50,23 @@ private:
 
 } // namespace
 
-bool UpdateID3Tag::updateTagWithDictionary(const Path& path, const Record& record)
+bool UpdateID3Tag::updateTagWithDictionary(EditableFile& file, const Record& record)
 {
-    Path file = pathOrRecordPath(path, record);
-    if (!NSFileManager::fileExistsAtPath(file))
+    if (!file.opened().exists())
         return false;
     const Id3TagEdit edit(record);
     TagRewriting rewriting(edit);
     // Deliberate: the answer does not tell whether the update worked; the replacement has logged a failure.
-    (void)FileReplacement::perform(
-        file, [&](const InputFile& current) { return rewriting.plan(current); },
+    (void)file.replace([&](const InputFile& current) { return rewriting.plan(current); },
         [&](const InputFile& made) { return rewriting.check(made); });
     if (rewriting.hasPictureLeftOut())
-        logPictureLeftOut(file);
+        logPictureLeftOut(file.opened().path());
     return true;
 }
 
-std::optional<Record> UpdateID3Tag::podcastInfo(const Path& path)
+std::optional<Record> UpdateID3Tag::podcastInfo(const OpenedFile& file)
 {
-    auto file = InputFile::open(path);
-    return file.ok() ? podcastFramesOf(*file) : std::nullopt;
+    return file.content() ? podcastFramesOf(**file.content()) : std::nullopt;
 }
 
 } // namespace mv

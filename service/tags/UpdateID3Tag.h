@@ -15,12 +15,12 @@ public:
     /// missing. Deliberate: the places of the frame bodies are computed as if the stored frames followed each other
     /// right behind a 10-byte header, so an extended header shifts them; and an encoding byte other than 0 stays in the
     /// text. Bodies above 1,023 bytes and those that are not UTF-8 leave their key out.
-    std::optional<Record> podcastInfo(const Path& path) override;
+    std::optional<Record> podcastInfo(const OpenedFile& file) override;
 
-    /// False when there is no path or no such file; else true, whether or not the tag could be written: why not is
+    /// False when there is no such file; else true, whether or not the tag could be written: why not is
     /// in the log, and the file is then as it was. A picture with which the tag would be larger than MaximumTagBytes is
     /// left out, with a log line. Raises NSInvalidArgumentException for values of a wrong kind.
-    bool updateTagWithDictionary(const Path& path, const Record& record) override;
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override;
 };
 
 } // namespace mv

@@ -7,8 +7,6 @@
 #include "mp4/mp4.h"
 #include "service/tags/Mp4TagEdit.h"
 #include "service/tags/PictureLeftOut.h"
-#include "service/tags/ValueOfRecord.h"
-#include "system/FileReplacement.h"
 
 namespace mv {
 
@@ -28,11 +26,11 @@ std::optional<std::string> podcastText(const Bytes& value)
 
 } // namespace
 
-bool UpdateMP4Tag::updateTagWithDictionary(const Path& path, const Record& record)
+bool UpdateMP4Tag::updateTagWithDictionary(EditableFile& file, const Record& record)
 {
-    Path target = pathOrRecordPath(path, record);
-    if (auto file = MP4Modify(target, 0); !file.ok()) {
-        logWithPath("MP4Tag file open fail", target);
+    const Path& path = file.opened().path();
+    if (!MP4Modify(file, 0)) {
+        logWithPath("MP4Tag file open fail", path);
         return false;
     }
     const Mp4TagEdit changes(record);
@@ -46,23 +44,22 @@ bool UpdateMP4Tag::updateTagWithDictionary(const Path& path, const Record& recor
         return isPictureLeftOut ? edit.plan(StructureReader::borrowing(current)) : std::move(whole);
     };
     // Deliberate: a store that fails is not reported; the replacement has logged it.
-    (void)FileReplacement::perform(
-        target, plan, [&](const InputFile& made) { return edit.check(StructureReader::borrowing(made)); });
+    (void)file.replace(plan, [&](const InputFile& made) { return edit.check(StructureReader::borrowing(made)); });
     if (isPictureLeftOut)
-        logPictureLeftOut(target);
+        logPictureLeftOut(path);
     return true;
 }
 
-std::optional<Record> UpdateMP4Tag::podcastInfo(const Path& path)
+std::optional<Record> UpdateMP4Tag::podcastInfo(const OpenedFile& file)
 {
-    auto file = MP4Read(InputFile::openShared(path));
-    if (!file.ok()) {
-        logWithPath("MP4Tag file open fail", path);
+    auto movie = MP4Read(file.content());
+    if (!movie) {
+        logWithPath("MP4Tag file open fail", file.path());
         return std::nullopt;
     }
     std::optional<std::string> channelUrl;
     std::optional<std::string> episodeId;
-    for (const MP4ItmfItem& item : MP4ItmfGetItems(*file)) {
+    for (const MP4ItmfItem& item : MP4ItmfGetItems(*movie)) {
         bool isUrl = item.code == fourCC("purl");
         if ((!isUrl && item.code != fourCC("egid")) || item.dataList.empty())
             continue;
@@ -71,7 +68,7 @@ std::optional<Record> UpdateMP4Tag::podcastInfo(const Path& path)
             (isUrl ? channelUrl : episodeId) = podcastText(value);
     }
     if (!channelUrl || !episodeId) {
-        logWithPath("MP4Tag no podcast info", path);
+        logWithPath("MP4Tag no podcast info", file.path());
         return std::nullopt;
     }
     return Record { { kMediaTagPodcastEpisodeId, *episodeId }, { kMediaTagPodcastChannelUrl, *channelUrl } };

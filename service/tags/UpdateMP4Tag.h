@@ -9,13 +9,13 @@ namespace mv {
 class UpdateMP4Tag final : public MVMediaTagBase {
 public:
     /// Both texts, or nothing, with a log line, when one is missing or not between 1 and 1,999 bytes of UTF-8.
-    std::optional<Record> podcastInfo(const Path& path) override;
+    std::optional<Record> podcastInfo(const OpenedFile& file) override;
 
     /// True when the file could be opened for modification; whether the tags could be stored then only the log says,
     /// and a file whose tags could not is as it was. Fields that the record does not have stay, but the cover:
     /// a record without one deletes it, and one that is too large for the format's readers is left
     /// out, with a log line. Raises NSInvalidArgumentException for values of a wrong kind.
-    bool updateTagWithDictionary(const Path& path, const Record& record) override;
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override;
 };
 
 } // namespace mv

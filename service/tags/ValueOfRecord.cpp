@@ -1,7 +1,6 @@
 #include "service/tags/ValueOfRecord.h"
 
 #include "Base/Core/NSException.h"
-#include "Base/Media/MediaDB.h"
 
 namespace mv {
 
@@ -19,14 +18,6 @@ std::optional<std::int32_t> integerOfRecord(const Record& record, std::string_vi
             NSInvalidArgumentException, "the value of " + std::string(key) + " is neither a number nor a string");
     }
     return value ? value->integerValue() : std::nullopt;
-}
-
-Path pathOrRecordPath(const Path& path, const Record& record)
-{
-    if (!path.isNil())
-        return path;
-    const std::string* text = record.string(MediaDBCommonColumnFilePath);
-    return text ? Path(*text) : Path();
 }
 
 } // namespace mv

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "Base/Media/Record.h"
 
 #include <cstdint>
@@ -17,8 +16,5 @@ bool hasValueThatIsNoText(const Record& record, std::string_view key);
 /// The integer under the key, of a number or a string; nothing when the key is missing or its value is of another
 /// kind. Deliberate: the null object is the caller's error and raises NSInvalidArgumentException.
 std::optional<std::int32_t> integerOfRecord(const Record& record, std::string_view key);
-
-/// The path to write to: the argument, or the record's FilePath when the argument is nil; nil when there is neither.
-Path pathOrRecordPath(const Path& path, const Record& record);
 
 } // namespace mv

@@ -106,7 +106,7 @@ MP4ExporterTools MP4ExporterTools::platform()
         &functions,
         [](const OpenedFile& file) { return MP3Parser {}.build(file); },
         [](const OpenedFile& file) { return MP4Parser {}.build(file); },
-        [](const Path& path, const Record& record) { return MediaTag {}.updateTagWithDictionary(path, record); },
+        [](EditableFile& file, const Record& record) { return MediaTag {}.updateTagWithDictionary(file, record); },
     };
 }
 
@@ -189,7 +189,7 @@ std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
     OSStatus error = closeFiles(job);
     // Deliberate: after a cancel too. The record goes over as it is, so an MP3 source gives the new file an ID3 tag.
     if (error == noErr && tags)
-        m_tools.updateTag(destination->path(), *tags);
+        m_tools.updateTag(*destination->edit(), *tags);
     if (job.cancelled)
         return MVMP4ExporterCancelled;
     if (error == noErr && delegate)

@@ -19,7 +19,7 @@ struct MP4ExporterTools {
     const AudioFileFunctions* audioFiles; ///< never null
     std::function<std::optional<Record>(const OpenedFile&)> describeMP3;
     std::function<std::optional<Record>(const OpenedFile&)> describeMP4;
-    std::function<bool(const Path&, const Record&)> updateTag;
+    std::function<bool(EditableFile&, const Record&)> updateTag;
 
     /// The real ones: parsers and tag updater are made for the call.
     static MP4ExporterTools platform();

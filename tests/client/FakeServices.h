@@ -35,8 +35,11 @@ struct FakeImageBuilder final : MVImageInfoBuilder {
 struct FakeTag final : MVMediaTagBase {
     std::optional<Record> podcast;
     std::function<bool(const Path&, const Record&)> update;
-    std::optional<Record> podcastInfo(const Path&) override { return podcast; }
-    bool updateTagWithDictionary(const Path& path, const Record& record) override { return update(path, record); }
+    std::optional<Record> podcastInfo(const OpenedFile&) override { return podcast; }
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override
+    {
+        return update(file.opened().path(), record);
+    }
 };
 
 struct FakeExif final : MVExifExtractorBase {

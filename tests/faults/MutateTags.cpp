@@ -85,8 +85,8 @@ bool update(const std::string& path, std::uint64_t choice)
         bool isMp4 = path.ends_with("m4a");
         Record record { { MediaDBCommonColumnMediaType, isMp4 ? MVMediaTypeM4A : MVMediaTypeMP3 },
             { MediaDBMusicColumnTitle, std::string(choice % 2000, 't') }, { MediaDBMusicColumnTrackNo, 3 } };
-        MediaTag().updateTagWithDictionary(path, record);
-        MediaTag().podcastInfo(path);
+        MediaTag().updateTagWithDictionary(*EditableFile::at(path), record);
+        MediaTag().podcastInfo(OpenedFile::at(path));
         _exit(0);
     }
     int status = 0;

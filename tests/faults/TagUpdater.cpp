@@ -40,6 +40,6 @@ int main(int count, char** arguments)
         std::string_view key = pair.substr(0, pair.find('='));
         record.set(key, valueOf(key, pair.substr(key.size() + 1)));
     }
-    std::puts(mv::MediaTag().updateTagWithDictionary(file, record) ? "true" : "false");
+    std::puts(mv::MediaTag().updateTagWithDictionary(*mv::EditableFile::at(file), record) ? "true" : "false");
     return 0;
 }

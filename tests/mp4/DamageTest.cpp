@@ -198,7 +198,7 @@ TEST(NotAnMp4, FailsToOpen)
             .ok());
     EXPECT_FALSE(
         MP4Read(OpenedFile::at(folder.write("headerless.m4a", ByteView(box("moov", freeBox(100))))).content()).ok());
-    EXPECT_FALSE(MP4Modify(folder.write("text2.m4a", "text"), 0).ok());
+    EXPECT_FALSE(MP4Modify(*EditableFile::at(folder.write("text2.m4a", "text")), 0).ok());
 }
 
 TEST(LargeFile, OfFourGigabytesCostsKilobytes)

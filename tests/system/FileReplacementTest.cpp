@@ -425,5 +425,69 @@ TEST_F(FileReplacementTest, AForgedJournalOfAnotherUserIsNotBelieved)
     expectReplaced(path, { FileSegment::copy(0, 2), literal("!") }, "to!");
 }
 
+/// Puts text behind what the file has.
+Result<std::optional<FileContent>> appended(const InputFile& current)
+{
+    return std::optional(FileContent { FileSegment::copy(0, current.size()), literal("+") });
+}
+
+bool canBeLocked(const std::string& path)
+{
+    UniqueFd other(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return flock(other.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+TEST_F(FileReplacementTest, AnOpenedFileIsReadAsItIsUnderTheLock)
+{
+    std::string path = m_folder.write("song.mp3", std::string_view("one"));
+    auto opened = OpenedFile::at(path);
+    m_folder.write("song.mp3", std::string_view("one two"));
+    ASSERT_TRUE(FileReplacement::perform(opened, appended, noCheck).ok());
+    EXPECT_EQ(textOf(path), "one two+");
+}
+
+TEST_F(FileReplacementTest, AnOpenedFileThatLostItsNameIsLeftAlone)
+{
+    std::string path = m_folder.write("song.mp3", std::string_view("old"));
+    std::string moved = m_folder.file("moved.mp3");
+    auto opened = OpenedFile::at(path);
+    ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
+    m_folder.write("song.mp3", std::string_view("new"));
+    // Nor is its lock waited for.
+    UniqueFd holder(open(moved.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
+    ASSERT_TRUE(FileReplacement::perform(opened, appended, noCheck).ok());
+    EXPECT_EQ(textOf(path), "new+");
+    EXPECT_EQ(textOf(moved), "old");
+}
+
+TEST_F(FileReplacementTest, TheLockGoesThoughTheFileStaysOpen)
+{
+    std::string path = m_folder.write("song.mp3", std::string_view("text"));
+    auto opened = OpenedFile::at(path);
+    auto unchanged = [](const InputFile&) { return Result(std::optional<FileContent>()); };
+    ASSERT_TRUE(FileReplacement::perform(opened, unchanged, noCheck).ok());
+    EXPECT_TRUE(canBeLocked(path));
+    auto failing = [](const InputFile&) -> Result<void> { return Error { Error::Kind::Format, "not so" }; };
+    test::LogCapture log;
+    EXPECT_FALSE(FileReplacement::perform(opened, appended, failing).ok());
+    EXPECT_TRUE(canBeLocked(path));
+    auto old = OpenedFile::at(path);
+    ASSERT_TRUE(FileReplacement::perform(opened, appended, noCheck).ok());
+    EXPECT_TRUE(canBeLocked(path));
+    EXPECT_EQ((*old.content())->bytesAt(0, 4).value(), Bytes({ 't', 'e', 'x', 't' })) << "who reads it, reads on";
+}
+
+TEST_F(FileReplacementTest, WhatCouldNotBeOpenedKeepsItsError)
+{
+    for (const std::string& path : { m_folder.file("none"), m_folder.path() }) {
+        test::LogCapture log;
+        EXPECT_FALSE(FileReplacement::perform(OpenedFile::at(path), appended, noCheck).ok());
+        EXPECT_THAT(log.lines(),
+            ElementsAre("Cannot replace the content of " + path + ": "
+                + (path == m_folder.path() ? "not a regular file" : "No such file or directory")));
+    }
+}
+
 } // namespace
 } // namespace mv

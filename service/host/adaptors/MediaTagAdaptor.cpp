@@ -1,5 +1,6 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 
+#include "Base/Media/MediaDB.h"
 #include "service/include/WireNames.h"
 
 namespace mv {
@@ -17,21 +18,28 @@ constexpr sd_bus_vtable kMembers[] = {
 
 constexpr ServedInterface kInterfaces[] = { { wire::MediaTagBase::Interface, kMembers } };
 
+/// A call without a path means the record's own; nil when there is neither.
+Path pathOrRecordPath(const Path& path, const Record& record)
+{
+    const std::string* text = record.string(MediaDBCommonColumnFilePath);
+    return path.isNil() && text ? Path(*text) : path;
+}
+
 } // namespace
 
 std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return kInterfaces; }
 
 void MediaTagAdaptor::podcastInfo(Call& call)
 {
-    Path path = call.arguments().path();
-    call.reply().optionalRecord(m_root->podcastInfo(path));
+    call.reply().optionalRecord(m_root->podcastInfo(OpenedFile::at(call.arguments().path())));
 }
 
 void MediaTagAdaptor::updateTagWithDictionary(Call& call)
 {
     Path path = call.arguments().path();
     Record record = call.arguments().record();
-    call.reply().boolean(m_root->updateTagWithDictionary(path, record));
+    auto file = EditableFile::at(pathOrRecordPath(path, record));
+    call.reply().boolean(m_root->updateTagWithDictionary(*file, record));
 }
 
 } // namespace mv

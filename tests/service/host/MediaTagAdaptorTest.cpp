@@ -1,6 +1,8 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 
+#include "Base/Media/MediaDB.h"
 #include "tests/service/host/AdaptorTest.h"
+#include "tests/support/Scratch.h"
 
 namespace mv {
 namespace {
@@ -9,6 +11,7 @@ struct Seen {
     Path path;
     Record record;
     std::optional<Record> podcast;
+    Bytes content; ///< of the file to be updated
 };
 
 struct FakeTag final : MVMediaTagBase {
@@ -16,15 +19,17 @@ struct FakeTag final : MVMediaTagBase {
         : seen(target)
     {
     }
-    std::optional<Record> podcastInfo(const Path& path) override
+    std::optional<Record> podcastInfo(const OpenedFile& file) override
     {
-        seen.path = path;
+        seen.path = file.path();
         return seen.podcast;
     }
-    bool updateTagWithDictionary(const Path& path, const Record& record) override
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override
     {
-        seen.path = path;
+        seen.path = file.opened().path();
         seen.record = record;
+        if (const auto& content = file.opened().content())
+            seen.content = (*content)->bytesAt(0, (*content)->size()).value();
         return record.contains("Title");
     }
     Seen& seen;
@@ -55,6 +60,31 @@ TEST_F(MediaTagAdaptorTest, AnEmptyPathIsNil)
     auto answer = call(Interface, "updateTagWithDictionary", [](WireWriter& out) { out.string("").record(Record {}); });
     EXPECT_FALSE(answer.reader().boolean());
     EXPECT_TRUE(m_seen.path.isNil());
+}
+
+TEST_F(MediaTagAdaptorTest, WithoutAPathItIsTheRecords)
+{
+    auto pathFor = [&](const char* path, const Record& record) {
+        call(Interface, "updateTagWithDictionary", [&](WireWriter& out) { out.string(path).record(record); });
+        return m_seen.path;
+    };
+    EXPECT_EQ(pathFor("", { { MediaDBCommonColumnFilePath, "/m/b.mp3" } }), Path("/m/b.mp3"));
+    EXPECT_EQ(pathFor("/m/a.mp3", { { MediaDBCommonColumnFilePath, "/m/b.mp3" } }), Path("/m/a.mp3"));
+    EXPECT_TRUE(pathFor("", { { MediaDBCommonColumnFilePath, NullObject {} } }).isNil());
+    EXPECT_TRUE(pathFor("", { { MediaDBCommonColumnFilePath, 7 } }).isNil());
+}
+
+TEST_F(MediaTagAdaptorTest, TheFileComesOpened)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("a.mp3", "content");
+    EXPECT_TRUE(call(Interface, "updateTagWithDictionary",
+        [&](WireWriter& out) {
+            out.string(path).record({ { "Title", "t" } });
+        })
+                    .reader()
+                    .boolean());
+    EXPECT_EQ(charsOf(m_seen.content), "content");
 }
 
 TEST_F(MediaTagAdaptorTest, PodcastInfoIsNilOneOrEmpty)

@@ -283,7 +283,7 @@ std::string dumpOf(const std::string& path, int& status)
     char* text = nullptr;
     std::size_t size = 0;
     std::FILE* out = open_memstream(&text, &size);
-    status = MP4Parser {}.testMp4v2(path, out);
+    status = MP4Parser {}.testMp4v2(*EditableFile::at(path), out);
     std::fclose(out);
     std::string dump(text, size);
     std::free(text);
@@ -341,7 +341,7 @@ TEST_F(MP4ParserTest, TheDumpGoesToStandardOutputByDefault)
     spec.items = textItem("\251nam", "out");
     std::string path = fileOf(spec);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(MP4Parser {}.testMp4v2(path), 0);
+    EXPECT_EQ(MP4Parser {}.testMp4v2(*EditableFile::at(path)), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "name: out\n");
 }
 

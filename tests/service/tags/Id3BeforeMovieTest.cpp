@@ -42,7 +42,8 @@ TEST_F(Id3BeforeMovieTest, OffsetsMoveAlongWhenTheTagComesGrowsAndGoes)
         EXPECT_EQ(audioHash(path), hash) << flags;
         EXPECT_THAT(update(path, { { MediaDBMusicColumnAlbumArt, Bytes(100'000, 1) } }), Contains(StartsWith("APIC")));
         EXPECT_EQ(audioHash(path), hash) << flags;
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnAlbumArt, NullObject() } }));
+        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(
+            *EditableFile::at(path), { { MediaDBMusicColumnAlbumArt, NullObject() } }));
         EXPECT_EQ(test::readFile(path), original) << flags;
     }
 }
@@ -55,7 +56,8 @@ TEST_F(Id3BeforeMovieTest, MetadataOfTheMovieCanBeWrittenBehindTheTag)
     std::string hash = audioHash(path);
     update(path, { { MediaDBMusicColumnTitle, "in front" } });
     test::LogCapture log;
-    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, std::string(3000, 'b') } }));
+    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(
+        *EditableFile::at(path), { { MediaDBMusicColumnTitle, std::string(3000, 'b') } }));
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(audioHash(path), hash);
     EXPECT_THAT(test::mutagenLines("id3", path), Contains("TIT2 enc=1 in front"));

@@ -166,7 +166,8 @@ TEST_F(Id3CarriedFramesTest, AFrameThatLeadsNowhereKeepsTheFileFromBeingWritten)
         std::string path = file(tag);
         Bytes before = test::readFile(path);
         test::LogCapture log;
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
+        EXPECT_TRUE(
+            UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "new" } }));
         EXPECT_EQ(test::readFile(path), before);
         EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("the present ID3v2 tag cannot be read whole")));
     }
@@ -199,7 +200,8 @@ TEST_F(Id3CarriedFramesTest, ATagThatCannotBeReadWholeIsLeftAlone)
         std::string path = file(tag);
         Bytes before = test::readFile(path);
         test::LogCapture log;
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
+        EXPECT_TRUE(
+            UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "new" } }));
         EXPECT_EQ(test::readFile(path), before);
         EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("the present ID3v2 tag cannot be read whole")));
     }

@@ -144,7 +144,7 @@ TEST_F(Id3ConversionTest, ThePodcastsIdentifiersCanStillBeRead)
     Record both { { kMediaTagPodcastEpisodeId, "episode-12" }, { kMediaTagPodcastChannelUrl, "http://example.com/f" } };
     for (const std::string& id : { std::string("\3episode-12"), "\1" + test::MarkLE + test::utf16LE("episode-12") }) {
         converted(4, { { "TGID", id }, { "WFED", latin1("http://example.com/f") } });
-        EXPECT_EQ(UpdateID3Tag().podcastInfo(m_folder.file("song.mp3")), both);
+        EXPECT_EQ(UpdateID3Tag().podcastInfo(OpenedFile::at(m_folder.file("song.mp3"))), both);
     }
 }
 
@@ -177,7 +177,8 @@ TEST_F(Id3ConversionTest, ChaptersOfAV24TagBecomeV23ToTheirInnerFrames)
     std::string chapter = latin1("").insert(0, "ch1") + std::string(16, '\1') + inner;
     std::string contents = std::string("toc\0\3\1ch1\0", 10) + inner;
     std::string path = file(test::id3Tag(4, { { "CHAP", chapter }, { "CTOC", contents } }));
-    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "new" } }));
+    EXPECT_TRUE(
+        UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "new" } }));
     EXPECT_EQ(test::outputOf("/usr/bin/python3 -c "
                   + test::quoted(
                       "import sys\nfrom mutagen.id3 import ID3\n"

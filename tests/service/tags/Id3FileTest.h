@@ -33,7 +33,7 @@ protected:
     }
     std::vector<std::string> update(const std::string& path, const Record& record)
     {
-        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, record));
+        EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), record));
         return test::mutagenLines("id3", path);
     }
 

@@ -31,11 +31,11 @@ TEST_F(MediaTagTest, PodcastReadingGoesByTheExtension)
 {
     Record both { { kMediaTagPodcastEpisodeId, "e" }, { kMediaTagPodcastChannelUrl, "f" } };
     for (std::string name : { "a.mp3", "a.Mp3", "a.b.MP3" })
-        EXPECT_EQ(MediaTag().podcastInfo(m_folder.write(name, podcast())), both) << name;
+        EXPECT_EQ(MediaTag().podcastInfo(OpenedFile::at(m_folder.write(name, podcast()))), both) << name;
     for (std::string name : { "a.M4A", "a.mp4", "a.wav", "mp3", "a.mp3x" }) {
         std::string path = m_folder.write(name, podcast());
         test::LogCapture log;
-        EXPECT_EQ(MediaTag().podcastInfo(path), std::nullopt) << name;
+        EXPECT_EQ(MediaTag().podcastInfo(OpenedFile::at(path)), std::nullopt) << name;
         EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + path));
     }
 }
@@ -43,12 +43,13 @@ TEST_F(MediaTagTest, PodcastReadingGoesByTheExtension)
 TEST_F(MediaTagTest, WritingGoesByTheMediaType)
 {
     std::string path = m_folder.write("song.m4a", test::mp3Audio());
-    EXPECT_TRUE(MediaTag().updateTagWithDictionary(
-        path, { { MediaDBCommonColumnMediaType, MVMediaTypeMP3 }, { MediaDBMusicColumnTitle, "t" } }));
+    EXPECT_TRUE(MediaTag().updateTagWithDictionary(*EditableFile::at(path),
+        { { MediaDBCommonColumnMediaType, MVMediaTypeMP3 }, { MediaDBMusicColumnTitle, "t" } }));
     EXPECT_THAT(test::mutagenLines("id3", path), ElementsAre("TIT2 enc=1 t", "version=2.3"));
     path = m_folder.write("song.mp3", test::mp3Audio());
     test::LogCapture log;
-    EXPECT_FALSE(MediaTag().updateTagWithDictionary(path, { { MediaDBCommonColumnMediaType, MVMediaTypeM4A } }));
+    EXPECT_FALSE(MediaTag().updateTagWithDictionary(
+        *EditableFile::at(path), { { MediaDBCommonColumnMediaType, MVMediaTypeM4A } }));
     EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + path));
 }
 
@@ -58,8 +59,8 @@ TEST_F(MediaTagTest, OtherMediaTypesAreFalseAndTouchNothing)
     test::LogCapture log;
     for (std::int32_t type : { MVMediaTypeUnknown, MVMediaTypeMP4, MVMediaTypeAAC, MVMediaTypeM4V, MVMediaTypeMP3 + 2 })
         EXPECT_FALSE(MediaTag().updateTagWithDictionary(
-            path, { { MediaDBCommonColumnMediaType, type }, { MediaDBMusicColumnTitle, "t" } }));
-    EXPECT_FALSE(MediaTag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "t" } }));
+            *EditableFile::at(path), { { MediaDBCommonColumnMediaType, type }, { MediaDBMusicColumnTitle, "t" } }));
+    EXPECT_FALSE(MediaTag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "t" } }));
     EXPECT_EQ(test::readFile(path), podcast());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
@@ -68,7 +69,7 @@ TEST_F(MediaTagTest, TheMediaTypeMayBeAText)
 {
     std::string path = m_folder.write("song.mp3", test::mp3Audio());
     EXPECT_TRUE(MediaTag().updateTagWithDictionary(
-        path, { { MediaDBCommonColumnMediaType, "16777217" }, { MediaDBMusicColumnTitle, "t" } }));
+        *EditableFile::at(path), { { MediaDBCommonColumnMediaType, "16777217" }, { MediaDBMusicColumnTitle, "t" } }));
     EXPECT_THAT(test::mutagenLines("id3", path), ElementsAre("TIT2 enc=1 t", "version=2.3"));
 }
 

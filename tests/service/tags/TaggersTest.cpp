@@ -45,7 +45,7 @@ bool update(const std::string& file, std::int32_t mediaType)
 {
     Record record = kRecord;
     record.set(MediaDBCommonColumnMediaType, mediaType);
-    return MediaTag().updateTagWithDictionary(file, record);
+    return MediaTag().updateTagWithDictionary(*EditableFile::at(file), record);
 }
 
 /// The packets of all streams but pictures, as a checksum.

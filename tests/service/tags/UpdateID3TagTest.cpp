@@ -189,7 +189,7 @@ TEST_F(UpdateID3TagTest, ATagIsWrittenUpToTheLimitAndReadBack)
         std::string path = memory.write("song.mp3", test::mp3Audio());
         test::LogCapture log;
         EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(
-            path, { { MediaDBMusicColumnTitle, "one" }, { MediaDBMusicColumnAlbumArt, picture } }));
+            *EditableFile::at(path), { { MediaDBMusicColumnTitle, "one" }, { MediaDBMusicColumnAlbumArt, picture } }));
         EXPECT_EQ(log.lines().size(), over);
         auto input = InputFile::open(path);
         auto tags = readTags(*input);
@@ -217,7 +217,7 @@ TEST_F(UpdateID3TagTest, AFileWithoutATagGetsOne)
 TEST_F(UpdateID3TagTest, WithoutAnyFrameThereIsNoTag)
 {
     std::string path = file(test::id3Tag(3, { { "TIT2", latin1("old") } }, 500));
-    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(path, {}));
+    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), {}));
     EXPECT_EQ(test::readFile(path), test::mp3Audio());
 }
 
@@ -247,27 +247,20 @@ TEST_F(UpdateID3TagTest, AGreatPictureGivesItsRoomBack)
     EXPECT_LT(test::readFile(path).size(), test::mp3Audio().size() + 8192);
 }
 
-TEST_F(UpdateID3TagTest, APathOfNilIsTheRecords)
-{
-    std::string path = fullFile();
-    Record record { { MediaDBCommonColumnFilePath, path }, { MediaDBMusicColumnTitle, "new" } };
-    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(Path(), record));
-    EXPECT_THAT(test::mutagenLines("id3", path), Contains("TIT2 enc=1 new"));
-}
-
 TEST_F(UpdateID3TagTest, WithoutAFileTheAnswerIsFalseAndNothingIsLogged)
 {
     test::LogCapture log;
-    EXPECT_FALSE(UpdateID3Tag().updateTagWithDictionary(Path(), { { MediaDBMusicColumnTitle, "new" } }));
-    EXPECT_FALSE(UpdateID3Tag().updateTagWithDictionary(Path(), { { MediaDBCommonColumnFilePath, NullObject() } }));
-    EXPECT_FALSE(UpdateID3Tag().updateTagWithDictionary(m_folder.file("missing.mp3"), {}));
+    EXPECT_FALSE(
+        UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(Path()), { { MediaDBMusicColumnTitle, "new" } }));
+    EXPECT_FALSE(UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(m_folder.file("missing.mp3")), {}));
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(UpdateID3TagTest, AnUpdateThatFailsIsStillTrueAndLogged)
 {
     test::LogCapture log;
-    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(m_folder.path(), { { MediaDBMusicColumnTitle, "new" } }));
+    EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(
+        *EditableFile::at(m_folder.path()), { { MediaDBMusicColumnTitle, "new" } }));
     EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("not a regular file")));
 }
 
@@ -276,7 +269,8 @@ TEST_F(UpdateID3TagTest, ANullTrackRaisesAndChangesNothing)
     std::string path = fullFile();
     Bytes before = test::readFile(path);
     try {
-        UpdateID3Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTrackNo, NullObject() } });
+        UpdateID3Tag().updateTagWithDictionary(
+            *EditableFile::at(path), { { MediaDBMusicColumnTrackNo, NullObject() } });
         ADD_FAILURE();
     } catch (const NSException& exception) {
         EXPECT_EQ(exception.name(), NSInvalidArgumentException);

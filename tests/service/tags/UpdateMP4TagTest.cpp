@@ -59,7 +59,7 @@ protected:
     }
     Lines update(const Record& record)
     {
-        EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(m_path, record));
+        EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(*EditableFile::at(m_path), record));
         return lines();
     }
     Lines lines() const { return test::mutagenLines("mp4", m_path); }
@@ -181,7 +181,8 @@ TEST_F(UpdateMP4TagTest, NumbersAreCutTo16BitsAndReadFromTexts)
 TEST_F(UpdateMP4TagTest, NullNumbersRaiseAndChangeNothing)
 {
     for (std::string_view key : { MediaDBMusicColumnTrackNo, MediaDBMusicColumnDiscNo })
-        EXPECT_THROW(UpdateMP4Tag().updateTagWithDictionary(m_path, { { key, NullObject() } }), NSException);
+        EXPECT_THROW(
+            UpdateMP4Tag().updateTagWithDictionary(*EditableFile::at(m_path), { { key, NullObject() } }), NSException);
     EXPECT_EQ(test::readFile(m_path), plainM4a());
 }
 
@@ -272,23 +273,17 @@ TEST_F(UpdateMP4TagTest, TheSameRecordTwiceWritesOnce)
     EXPECT_EQ(before.st_ino, after.st_ino);
 }
 
-TEST_F(UpdateMP4TagTest, APathOfNilIsTheRecords)
-{
-    Record record { { MediaDBCommonColumnFilePath, m_path }, { MediaDBMusicColumnTitle, "new" } };
-    EXPECT_TRUE(UpdateMP4Tag().updateTagWithDictionary(Path(), record));
-    EXPECT_THAT(lines(), Contains("\u00A9nam=new"));
-}
-
 TEST_F(UpdateMP4TagTest, AFileThatCannotBeOpenedIsFalseAndLogged)
 {
     std::string text = m_folder.write("text.m4a", std::string_view("no movie at all"));
     for (const std::string& path : { m_folder.file("missing.m4a"), m_folder.path(), text }) {
         test::LogCapture log;
-        EXPECT_FALSE(UpdateMP4Tag().updateTagWithDictionary(path, { { MediaDBMusicColumnTitle, "t" } }));
+        EXPECT_FALSE(
+            UpdateMP4Tag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "t" } }));
         EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + path));
     }
     test::LogCapture log;
-    EXPECT_FALSE(UpdateMP4Tag().updateTagWithDictionary(Path(), {}));
+    EXPECT_FALSE(UpdateMP4Tag().updateTagWithDictionary(*EditableFile::at(Path()), {}));
     EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail (null)"));
 }
 
@@ -300,7 +295,7 @@ protected:
         tagWithMutagen("t['purl']=[" + url + "]; t['egid']=[" + id + "]");
         breakMarkedText();
         m_log.emplace();
-        auto result = UpdateMP4Tag().podcastInfo(m_path);
+        auto result = UpdateMP4Tag().podcastInfo(OpenedFile::at(m_path));
         m_lines = m_log->lines();
         m_log.reset();
         return result;
@@ -353,7 +348,7 @@ TEST_F(MP4PodcastInfoTest, AMissingItemGivesNilAndALine)
 {
     tagWithMutagen("t['purl']=['http://f']");
     test::LogCapture log;
-    EXPECT_EQ(UpdateMP4Tag().podcastInfo(m_path), std::nullopt);
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(OpenedFile::at(m_path)), std::nullopt);
     EXPECT_THAT(log.lines(), ElementsAre("MP4Tag no podcast info " + m_path));
 }
 
@@ -361,8 +356,8 @@ TEST_F(MP4PodcastInfoTest, AFileThatCannotBeOpenedGivesNilAndALine)
 {
     std::string missing = m_folder.file("missing.m4a");
     test::LogCapture log;
-    EXPECT_EQ(UpdateMP4Tag().podcastInfo(missing), std::nullopt);
-    EXPECT_EQ(UpdateMP4Tag().podcastInfo(Path()), std::nullopt);
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(OpenedFile::at(missing)), std::nullopt);
+    EXPECT_EQ(UpdateMP4Tag().podcastInfo(OpenedFile::at(Path())), std::nullopt);
     EXPECT_THAT(log.lines(), ElementsAre("MP4Tag file open fail " + missing, "MP4Tag file open fail (null)"));
 }
 

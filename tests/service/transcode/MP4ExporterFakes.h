@@ -116,8 +116,8 @@ protected:
                 m_described.push_back("mp4 " + file.path().text());
                 return m_tags;
             },
-            [this](const Path& path, const Record& record) {
-                m_updated.emplace_back(path.text(), record);
+            [this](EditableFile& file, const Record& record) {
+                m_updated.emplace_back(file.opened().path().text(), record);
                 return true;
             } };
     }

@@ -1,0 +1,43 @@
+#include "system/EditableFile.h"
+
+#include "system/SystemError.h"
+
+#include <cerrno>
+#include <unistd.h>
+#include <utility>
+
+namespace mv {
+
+namespace {
+
+class NamedFile final : public EditableFile {
+public:
+    explicit NamedFile(const Path& path)
+        : EditableFile(OpenedFile::at(path))
+    {
+    }
+
+    Result<void> writable() const override
+    {
+        if (access(opened().path().c_str(), W_OK) != 0)
+            return systemError(errno);
+        return {};
+    }
+    Result<FileReplacement::Outcome> replace(
+        const FileReplacement::Plan& plan, const FileReplacement::Check& check) override
+    {
+        return FileReplacement::perform(release(), plan, check);
+    }
+};
+
+} // namespace
+
+std::unique_ptr<EditableFile> EditableFile::at(const Path& path) { return std::make_unique<NamedFile>(path); }
+
+OpenedFile EditableFile::release()
+{
+    OpenedFile rest(m_opened.path(), m_opened.attributes(), Error { Error::Kind::State, "was replaced" });
+    return std::exchange(m_opened, std::move(rest));
+}
+
+} // namespace mv
