@@ -6,8 +6,9 @@
 #include "cli/JsonText.h"
 #include "cli/PictureFile.h"
 
-#include <array>
+#include <chafa.h>
 #include <cstdlib>
+#include <memory>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -19,10 +20,14 @@ namespace {
 constexpr std::size_t Channels = 4;
 // The kitty protocol takes base64 in pieces of at most this.
 constexpr std::size_t KittyPieceBytes = 4096;
-// Sixels: six levels for each of red, green and blue, six rows of pixels a band.
-constexpr int Levels = 6;
-constexpr int BandRows = 6;
 constexpr int AnswerTimeoutMilliseconds = 200;
+
+using CanvasConfig = std::unique_ptr<ChafaCanvasConfig, CloseWith<chafa_canvas_config_unref>>;
+using Canvas = std::unique_ptr<ChafaCanvas, CloseWith<chafa_canvas_unref>>;
+using TermInfo = std::unique_ptr<ChafaTermInfo, CloseWith<chafa_term_info_unref>>;
+struct FreeText {
+    void operator()(GString* text) const { g_string_free(text, TRUE); }
+};
 
 std::string environment(const char* name)
 {
@@ -75,53 +80,38 @@ std::string iTermPicture(const Bitmap& bitmap)
     return formatText("\033]1337;File=inline=1;size=%zu:", png.size()) + base64(png) + "\a\n";
 }
 
-int paletteIndex(const std::uint8_t* pixel)
+/// Sixels come in bands of rows, and the library leaves out a band that is not full: clear rows fill it.
+void fillLastBand(Bitmap& bitmap)
 {
-    auto level = [](std::uint8_t value) { return (value * (Levels - 1) + 127) / 255; };
-    return (level(pixel[0]) * Levels + level(pixel[1])) * Levels + level(pixel[2]);
+    constexpr int BandRows = 6;
+    bitmap.height = (bitmap.height + BandRows - 1) / BandRows * BandRows;
+    bitmap.pixels.resize(static_cast<std::size_t>(bitmap.width) * bitmap.height * Channels);
 }
 
-/// One band: for every colour in it, the six rows of each column as a character, runs shortened.
-void appendBand(std::string& out, const std::vector<int>& indices, int width, int rows)
+CanvasConfig sixelConfig(int width, int height)
 {
-    constexpr int Colours = Levels * Levels * Levels;
-    for (int colour = 0; colour < Colours; ++colour) {
-        std::string line;
-        bool used = false;
-        for (int x = 0; x < width; ++x) {
-            int bits = 0;
-            for (int row = 0; row < rows; ++row)
-                bits |= (indices[static_cast<std::size_t>(row * width + x)] == colour ? 1 : 0) << row;
-            used = used || bits != 0;
-            line += static_cast<char>('?' + bits);
-        }
-        if (used)
-            out += "#" + std::to_string(colour) + line + "$";
-    }
-    out += "-";
+    CanvasConfig config(chafa_canvas_config_new());
+    chafa_canvas_config_set_pixel_mode(config.get(), CHAFA_PIXEL_MODE_SIXELS);
+    chafa_canvas_config_set_canvas_mode(config.get(), CHAFA_CANVAS_MODE_TRUECOLOR);
+    chafa_canvas_config_set_preprocessing_enabled(config.get(), FALSE);
+    // A cell is a pixel here, so that nothing is scaled.
+    chafa_canvas_config_set_cell_geometry(config.get(), 1, 1);
+    chafa_canvas_config_set_geometry(config.get(), width, height);
+    return config;
 }
 
 std::string sixelPicture(const Bitmap& bitmap)
 {
-    std::string out = "\033Pq";
-    auto percent = [](int level) { return level * 100 / (Levels - 1); };
-    for (int red = 0; red < Levels; ++red) {
-        for (int green = 0; green < Levels; ++green) {
-            for (int blue = 0; blue < Levels; ++blue)
-                out += formatText("#%d;2;%d;%d;%d", (red * Levels + green) * Levels + blue, percent(red),
-                    percent(green), percent(blue));
-        }
-    }
-    Bitmap opaque = flattened(bitmap, Color::white());
-    for (int top = 0; top < opaque.height; top += BandRows) {
-        int rows = std::min(BandRows, opaque.height - top);
-        std::vector<int> indices;
-        for (int i = 0; i < rows * opaque.width; ++i)
-            indices.push_back(
-                paletteIndex(&opaque.pixels[static_cast<std::size_t>(top * opaque.width + i) * Channels]));
-        appendBand(out, indices, opaque.width, rows);
-    }
-    return out + "\033\\\n";
+    Bitmap whole = flattened(bitmap, Color::white());
+    fillLastBand(whole);
+    // One small picture is no work for several threads.
+    chafa_set_n_threads(1);
+    Canvas canvas(chafa_canvas_new(sixelConfig(whole.width, whole.height).get()));
+    chafa_canvas_draw_all_pixels(canvas.get(), CHAFA_PIXEL_RGBA8_UNASSOCIATED, whole.pixels.data(), whole.width,
+        whole.height, whole.width * static_cast<int>(Channels));
+    TermInfo terminal(chafa_term_db_get_fallback_info(chafa_term_db_get_default()));
+    std::unique_ptr<GString, FreeText> text(chafa_canvas_print(canvas.get(), terminal.get()));
+    return std::string(text->str, text->len) + "\n";
 }
 
 } // namespace

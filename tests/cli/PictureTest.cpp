@@ -4,7 +4,10 @@
 #include "cli/SheetPage.h"
 #include "cli/TerminalPicture.h"
 
+#include <cctype>
+#include <cstdlib>
 #include <gmock/gmock.h>
+#include <map>
 
 namespace mv::cli {
 namespace {
@@ -16,6 +19,74 @@ Bitmap picture(int width, int height, std::initializer_list<std::uint8_t> pixel)
         bitmap.pixels.insert(bitmap.pixels.end(), pixel);
     return bitmap;
 }
+
+using Rgb = std::array<int, 3>;
+
+/// A terminal for sixels alone: reads what stands behind the "q".
+class SixelTerminal {
+public:
+    explicit SixelTerminal(const std::string& text)
+        : m_text(text)
+        , m_at(text.find('q') + 1)
+    {
+        while (m_at < m_text.size() && m_text[m_at] != '\033')
+            takeCommand(m_text[m_at++]);
+    }
+
+    std::map<std::pair<int, int>, Rgb> drawn; ///< by column and row
+
+private:
+    int number()
+    {
+        int value = 0;
+        for (; m_at < m_text.size() && std::isdigit(static_cast<unsigned char>(m_text[m_at])); ++m_at)
+            value = value * 10 + (m_text[m_at] - '0');
+        return value;
+    }
+    void takeCommand(char sign)
+    {
+        if (sign == '#')
+            takeColour();
+        else if (sign == '!') {
+            int count = number();
+            draw(m_text.at(m_at++), count);
+        } else if (sign == '$' || sign == '-') {
+            m_x = 0;
+            m_top += sign == '-' ? 6 : 0;
+        } else {
+            draw(sign, 1);
+        }
+    }
+    void takeColour()
+    {
+        m_colour = number();
+        std::vector<int> values;
+        while (m_text.at(m_at) == ';') {
+            ++m_at;
+            values.push_back(number());
+        }
+        if (values.size() == 4) // the first says that red, green and blue follow, in percent
+            m_palette[m_colour] = { values[1] * 255 / 100, values[2] * 255 / 100, values[3] * 255 / 100 };
+    }
+    void draw(char sign, int count)
+    {
+        if (sign < '?' || sign > '~')
+            return;
+        for (; count > 0; --count, ++m_x) {
+            for (int row = 0; row < 6; ++row) {
+                if ((sign - '?') >> row & 1)
+                    drawn[{ m_x, m_top + row }] = m_palette.at(m_colour);
+            }
+        }
+    }
+
+    const std::string& m_text;
+    std::size_t m_at;
+    std::map<int, Rgb> m_palette;
+    int m_x = 0;
+    int m_top = 0;
+    int m_colour = 0;
+};
 
 TEST(PictureFile, APngHoldsTheVeryPixels)
 {
@@ -89,13 +160,37 @@ TEST(TerminalPicture, ITermTakesTheWholePng)
         "\033]1337;File=inline=1;size=" + size + ":" + base64(pngOf(bitmap)) + "\a\n");
 }
 
-TEST(TerminalPicture, SixelsAreBandsOfSixRows)
+TEST(TerminalPicture, SixelsAreThePicture)
 {
-    // Pure red is colour 180 of 6 x 6 x 6; seven rows are a full band and one with one row.
+    // Seven rows are a full band and one with one row.
     std::string text = terminalPicture(picture(2, 7, { 255, 0, 0, 255 }), PictureProtocol::Sixel);
-    EXPECT_THAT(text, testing::StartsWith("\033Pq#0;2;0;0;0"));
-    EXPECT_THAT(text, testing::HasSubstr("#180;2;100;0;0"));
-    EXPECT_THAT(text, testing::EndsWith("#180~~$-#180@@$-\033\\\n"));
+    EXPECT_THAT(text, testing::StartsWith("\033P"));
+    EXPECT_THAT(text, testing::EndsWith("\033\\\n"));
+    auto drawn = SixelTerminal(text).drawn;
+    EXPECT_EQ(drawn.size(), 14u);
+    for (const auto& [place, colour] : drawn)
+        EXPECT_EQ(colour, (Rgb { 255, 0, 0 })) << place.first << ", " << place.second;
+    EXPECT_THAT(drawn, testing::Contains(testing::Key(std::pair(1, 6))));
+    // Clear places are white.
+    text = terminalPicture(picture(1, 1, { 0, 0, 0, 0 }), PictureProtocol::Sixel);
+    EXPECT_EQ(SixelTerminal(text).drawn.at({ 0, 0 }), (Rgb { 255, 255, 255 }));
+}
+
+TEST(TerminalPicture, SixelsKeepSoftColours)
+{
+    Bitmap sky { 60, 50, {} };
+    for (int i = 0; i < 60 * 50; ++i)
+        for (int value : { 60 + i % 60, 100 + i / 60, 200, 255 })
+            sky.pixels.push_back(static_cast<std::uint8_t>(value));
+    std::string text = terminalPicture(sky, PictureProtocol::Sixel);
+    auto drawn = SixelTerminal(text).drawn;
+    ASSERT_EQ(drawn.size(), 3000u);
+    int differences = 0;
+    for (const auto& [place, colour] : drawn)
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            differences += std::abs(
+                colour[channel] - sky.pixels[static_cast<std::size_t>(place.second * 60 + place.first) * 4 + channel]);
+    EXPECT_LT(differences / 9000.0, 4) << "of 255, on average";
 }
 
 TEST(TerminalPicture, ProtocolsHaveNames)
