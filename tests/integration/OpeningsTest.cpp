@@ -50,11 +50,22 @@ public:
             read(line);
     }
 
-    std::string text() const
+    std::string openedAndAsked() const
     {
         std::string text;
         for (const auto& [name, count] : m_counts)
             text += "; " + name + " opened " + std::to_string(count.opened) + " asked " + std::to_string(count.asked);
+        return text;
+    }
+
+    /// How often files alone were opened, not the folder around them.
+    std::string opened() const
+    {
+        std::string text;
+        for (const auto& [name, count] : m_counts) {
+            if (count.opened > 0 && name != "folder")
+                text += "; " + name + " opened " + std::to_string(count.opened);
+        }
         return text;
     }
 
@@ -116,6 +127,20 @@ protected:
         RunningService::SetUp();
     }
 
+    /// What each operation opened and asked, in a folder of its own.
+    std::vector<Trace> performed(const std::vector<Operation>& operations)
+    {
+        std::vector<test::ScratchFolder> folders(operations.size());
+        for (std::size_t i = 0; i < folders.size(); ++i)
+            perform(operations[i], folders[i]);
+        EXPECT_TRUE(waitForTrace());
+        std::vector<Trace> traces;
+        for (std::size_t i = 0; i < folders.size(); ++i)
+            traces.push_back(Trace(m_traceFile, folders[i], { namedOf(operations[i]), otherOf(operations[i]) }));
+        return traces;
+    }
+
+private:
     void perform(const Operation& operation, const test::ScratchFolder& folder)
     {
         std::string named = folder.write(namedOf(operation), operation.content());
@@ -138,12 +163,6 @@ protected:
         });
     }
 
-    std::string row(const Operation& operation, const test::ScratchFolder& folder)
-    {
-        return Trace(m_traceFile, folder, { namedOf(operation), otherOf(operation) }).text();
-    }
-
-private:
     static std::string namedOf(const Operation& operation) { return std::string("file") + operation.extension; }
     static std::string otherOf(const Operation& operation)
     {
@@ -159,38 +178,65 @@ Bytes podcastSong()
     return Bytes(tag.begin(), tag.end());
 }
 
-/// The operations that read, and what those of them do on another way that have several.
-std::vector<Operation> readingOperations()
+/// Of the table, for another file if one is given.
+Operation operationOf(const std::string& name, const char* extension = nullptr, Bytes (*content)() = nullptr)
 {
-    std::vector<Operation> found;
-    auto add = [&](const std::string& name, const char* extension = nullptr, Bytes(*content)() = nullptr) {
-        Operation one = *std::find_if(test::operations().begin(), test::operations().end(),
-            [&](const Operation& each) { return each.name == name; });
-        one.extension = extension ? extension : one.extension;
-        one.content = content ? content : one.content;
-        found.push_back(std::move(one));
-    };
-    for (const char* name : { "movie", "mp3", "mp4", "audio", "image", "thumbnail", "exif" })
-        add(name);
-    auto movie = found.front().content;
-    add("movie", ".mp3", test::song); // FFmpeg's
-    add("mp3", ".mp3", movie); // no MPEG audio: goes to the movie toolkit
-    add("image", ".jpg"); // looks for EXIF
-    add("podcast", ".mp3", podcastSong);
-    add("podcast", ".m4a", movie);
-    return found;
+    Operation one = *std::find_if(
+        test::operations().begin(), test::operations().end(), [&](const Operation& each) { return each.name == name; });
+    one.extension = extension ? extension : one.extension;
+    one.content = content ? content : one.content;
+    return one;
 }
 
 TEST_F(OpeningsTest, AFileThatIsReadIsOpenedOnceAndAskedOnce)
 {
-    std::vector<Operation> operations = readingOperations();
-    std::vector<test::ScratchFolder> folders(operations.size());
-    for (std::size_t i = 0; i < folders.size(); ++i)
-        perform(operations[i], folders[i]);
-    ASSERT_TRUE(waitForTrace());
-    for (std::size_t i = 0; i < folders.size(); ++i)
-        EXPECT_EQ(row(operations[i], folders[i]), "; file" + std::string(operations[i].extension) + " opened 1 asked 1")
+    auto movie = operationOf("movie").content;
+    std::vector<Operation> operations {
+        operationOf("movie"),
+        operationOf("movie", ".mp3", test::song), // FFmpeg's
+        operationOf("mp3"),
+        operationOf("mp3", ".mp3", movie), // no MPEG audio: goes to the movie toolkit
+        operationOf("mp4"),
+        operationOf("audio"),
+        operationOf("image"),
+        operationOf("image", ".jpg"), // looks for EXIF
+        operationOf("thumbnail"),
+        operationOf("exif"),
+        operationOf("podcast", ".mp3", podcastSong),
+        operationOf("podcast", ".m4a", movie),
+        operationOf("alac"),
+        operationOf("alac", ".mp3", test::song),
+    };
+    std::vector<Trace> traces = performed(operations);
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        EXPECT_EQ(traces[i].openedAndAsked(), "; file" + std::string(operations[i].extension) + " opened 1 asked 1")
             << operations[i].name;
+    }
+}
+
+TEST_F(OpeningsTest, WhoWritesOpensWhatItReadsOnceAndWhatItMakesOnce)
+{
+    auto movie = operationOf("movie").content;
+    struct {
+        Operation operation;
+        const char* opened;
+    } const rows[] {
+        { operationOf("update-mp3"), "; file.mp3 opened 1; new opened 1" },
+        { operationOf("update-m4a"), "; file.m4a opened 1; new opened 1" },
+        { operationOf("encode-from"), "; file.wav opened 1; other.out opened 1" },
+        { operationOf("encode-from", ".mp3", test::song), "; file.mp3 opened 1; other.out opened 1" },
+        { operationOf("convert-from"), "; file.wav opened 1; new opened 1" },
+        // The tags go into what was made, as an update of its own.
+        { operationOf("convert-from", ".mp3", test::song), "; file.mp3 opened 1; new opened 2; other.out opened 1" },
+        { operationOf("export-from", ".m4a", movie), "; file.m4a opened 1; new opened 1" },
+        { operationOf("export-from", ".mp3", test::song), "; file.mp3 opened 1; new opened 1" },
+    };
+    std::vector<Operation> operations;
+    for (const auto& row : rows)
+        operations.push_back(row.operation);
+    std::vector<Trace> traces = performed(operations);
+    for (std::size_t i = 0; i < traces.size(); ++i)
+        EXPECT_EQ(traces[i].opened(), rows[i].opened) << operations[i].name;
 }
 
 } // namespace
