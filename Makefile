@@ -26,9 +26,10 @@ test: build check
 	@scripts/check-threads
 	@ctest --preset $(PRESET) -j 2
 
-# Format, direction of includes and links, lint of the Python programs. scripts/check has more, for whoever commits.
+# Format, direction of includes and links, who goes by path, lint of the Python programs. scripts/check has more, for whoever commits.
 check:
 	@scripts/check-includes
+	@scripts/check-paths
 	@scripts/check-format
 	@scripts/check-python
 
