@@ -11,7 +11,7 @@ namespace mv {
 namespace {
 
 /// A job's delegate: hands what the service says on to the job's listener, and knows how far the job is.
-class JobDelegate final : public MVAudioEncoderDelegate {
+class JobDelegate final : public ClientAudioEncoderDelegate {
 public:
     explicit JobDelegate(EncodeListener& listener)
         : m_listener(listener)
@@ -27,7 +27,7 @@ public:
             m_listener.ended(outcome);
     }
 
-    void encoderDidStart(MVAudioEncoderBase&) override
+    void encoderDidStart(ClientAudioEncoder&) override
     {
         m_started = true;
         m_listener.started();
@@ -40,15 +40,15 @@ public:
             end(EncodeOutcome { EncodeOutcome::End::Cancelled });
         return stop;
     }
-    void encoderProgress(MVAudioEncoderBase&, float percent) override
+    void encoderProgress(ClientAudioEncoder&, float percent) override
     {
         m_listener.progress(static_cast<double>(percent));
     }
-    void encoderDidFailWithError(MVAudioEncoderBase&, const NSError& error) override
+    void encoderDidFailWithError(ClientAudioEncoder&, const NSError& error) override
     {
         end(EncodeOutcome { EncodeOutcome::End::Failed, error.code });
     }
-    void encoderDidEnd(MVAudioEncoderBase&) override { end(EncodeOutcome { EncodeOutcome::End::Done }); }
+    void encoderDidEnd(ClientAudioEncoder&) override { end(EncodeOutcome { EncodeOutcome::End::Done }); }
 
 private:
     EncodeListener& m_listener;
@@ -66,7 +66,8 @@ RemoteObject::Encode paths(const Path& input, const Path& output)
 /// A delegate as the service sees it.
 class Mp3EncoderClient::ServedDelegate final : public ServedObject {
 public:
-    ServedDelegate(Mp3EncoderClient& encoder, std::shared_ptr<MVAudioEncoderDelegate> delegate, const std::string& path)
+    ServedDelegate(
+        Mp3EncoderClient& encoder, std::shared_ptr<ClientAudioEncoderDelegate> delegate, const std::string& path)
         : m_encoder(encoder)
         , m_delegate(std::move(delegate))
         , m_slots(encoder.m_bus.serve(*this, path))
@@ -94,7 +95,7 @@ private:
     static const sd_bus_vtable s_members[];
 
     Mp3EncoderClient& m_encoder;
-    std::shared_ptr<MVAudioEncoderDelegate> m_delegate;
+    std::shared_ptr<ClientAudioEncoderDelegate> m_delegate;
     std::vector<BusSlot> m_slots;
 };
 
@@ -139,7 +140,7 @@ Record Mp3EncoderClient::attributes() const
     return m_service.ask(wire::AudioEncoderBase::attributes, &WireReader::record);
 }
 
-void Mp3EncoderClient::setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate)
+void Mp3EncoderClient::setDelegate(std::shared_ptr<ClientAudioEncoderDelegate> delegate)
 {
     std::string path = "/";
     if (delegate) {

@@ -36,8 +36,12 @@ struct EncodeJob {
     EncodeListener* listener = nullptr; ///< not null; outlives the job
 };
 
+/// The encoder and its delegate as clients see them.
+using ClientAudioEncoder = MVAudioEncoderBaseOf<Path, Path>;
+using ClientAudioEncoderDelegate = ClientAudioEncoder::Delegate;
+
 /// The MP3 encoder. It is one object for all clients: its attributes and its delegate stay as the last client set them.
-class Mp3EncoderClient final : public MVAudioEncoderBase {
+class Mp3EncoderClient final : public ClientAudioEncoder {
 public:
     explicit Mp3EncoderClient(ServiceBus& bus);
     ~Mp3EncoderClient() override;
@@ -46,7 +50,7 @@ public:
     Record attributes() const override;
     /// The delegate's messages are answered on the calling thread, whenever a call of the bus waits; delegateOfJob is
     /// not asked for. It is kept until this client ends, for a job that still has it.
-    void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate) override;
+    void setDelegate(std::shared_ptr<ClientAudioEncoderDelegate> delegate) override;
     void encodeOnThreadFileOutputFile(const Path& input, const Path& output) override;
     bool encodeFileOutputFile(const Path& input, const Path& output) override;
 

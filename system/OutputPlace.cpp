@@ -5,11 +5,25 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace mv {
 
 namespace {
+
+bool isFile(int fd, const OpenedFile& input)
+{
+    struct stat facts { };
+    return input.exists() && fstat(fd, &facts) == 0
+        && input.attributes()->identity == FileIdentity { facts.st_dev, facts.st_ino };
+}
+
+bool makeEmpty(int fd)
+{
+    struct stat facts { };
+    return fstat(fd, &facts) == 0 && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
+}
 
 class PlaceInFolder final : public OutputPlace {
 public:
@@ -22,6 +36,7 @@ public:
     bool canHoldFile() const override;
     Result<void> clear() override;
     Result<std::unique_ptr<OutputFile>> create() override { return OutputFile::create(path()); }
+    std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) override;
     std::unique_ptr<EditableFile> edit() override { return EditableFile::at(path()); }
 };
 
@@ -39,6 +54,16 @@ Result<void> PlaceInFolder::clear()
     if (!path().isNil() && unlink(path().c_str()) != 0 && errno != ENOENT)
         return systemError(errno, "cannot remove");
     return {};
+}
+
+std::unique_ptr<FileInPlace> PlaceInFolder::openInPlace(const OpenedFile& input)
+{
+    // Emptied only after the check: opening with O_TRUNC would destroy an input that is named twice.
+    constexpr mode_t Permissions = 0666;
+    UniqueFd fd(open(path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, Permissions));
+    if (!fd || isFile(fd.get(), input) || !makeEmpty(fd.get()))
+        return nullptr;
+    return FileInPlace::of(std::move(fd));
 }
 
 } // namespace

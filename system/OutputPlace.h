@@ -1,6 +1,7 @@
 #pragma once
 
 #include "system/EditableFile.h"
+#include "system/FileInPlace.h"
 #include "system/OutputFile.h"
 
 #include <memory>
@@ -33,6 +34,10 @@ public:
     virtual Result<void> clear() = 0;
     /// A file that takes the place when it is committed; see OutputFile.
     virtual Result<std::unique_ptr<OutputFile>> create() = 0;
+    /// Opens the file that is there to be written in place, empty; makes one where there is none. Null, and what is
+    /// there stays as it is, where that cannot be done, or the file is `input` itself under whatever name. Does not
+    /// wait for a reader of a FIFO.
+    virtual std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) = 0;
     /// The file that is there now, to be changed.
     virtual std::unique_ptr<EditableFile> edit() = 0;
 

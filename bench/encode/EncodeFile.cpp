@@ -20,10 +20,11 @@ int main(int count, char** arguments)
     }
     if (count - first != 2)
         return 2;
-    bool encoded = encoder.encodeFileOutputFile(arguments[first], arguments[first + 1]);
+    bool encoded
+        = encoder.encodeFileOutputFile(OpenedFile::at(arguments[first]), OutputPlace::at(arguments[first + 1]));
     if (warm && encoded) {
         Stopwatch watch;
-        encoded = encoder.encodeFileOutputFile(arguments[first], arguments[first + 1]);
+        encoded = encoder.encodeFileOutputFile(OpenedFile::at(arguments[first]), OutputPlace::at(arguments[first + 1]));
         watch.print();
     }
     return encoded ? 0 : 1;

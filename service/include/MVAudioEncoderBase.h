@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Base/Core/Path.h"
 #include "Base/Media/Record.h"
+#include "system/OutputPlace.h"
 
 #include <cstdint>
 #include <memory>
@@ -36,37 +36,46 @@ inline constexpr std::int32_t MVAudioEncoderErrorWrite = 6; ///< a write came sh
 inline constexpr std::int32_t MVAudioEncoderErrorEncoder = 7; ///< the library failed
 inline constexpr std::int32_t MVAudioEncoderErrorBuffer = 8; ///< the library's output buffer was too small
 
-class MVAudioEncoderBase;
+template <class File, class Output> class MVAudioEncoderBaseOf;
 
 /// Supplied by the client. Called on the encoding thread, in order; every message is sent, so all are implemented.
-class MVAudioEncoderDelegate {
+template <class File, class Output> class MVAudioEncoderDelegateOf {
 public:
-    virtual ~MVAudioEncoderDelegate() = default;
+    using Encoder = MVAudioEncoderBaseOf<File, Output>;
+
+    virtual ~MVAudioEncoderDelegateOf() = default;
     /// The delegate that hears of one job, for a delegate that keeps something about each: asked for when the job
     /// begins, on the job's thread, and dropped there when it ends. Null: this one hears of every job itself.
-    virtual std::shared_ptr<MVAudioEncoderDelegate> delegateOfJob(MVAudioEncoderBase&) { return nullptr; }
-    virtual void encoderDidStart(MVAudioEncoderBase& encoder) = 0;
+    virtual std::shared_ptr<MVAudioEncoderDelegateOf> delegateOfJob(Encoder&) { return nullptr; }
+    virtual void encoderDidStart(Encoder& encoder) = 0;
     /// True cancels the job. An unreachable delegate counts as asking to cancel.
     virtual bool shouldEncodeStop() = 0;
     /// Whole percent, growing; the first one can be above 1.
-    virtual void encoderProgress(MVAudioEncoderBase& encoder, float percent) = 0;
-    virtual void encoderDidFailWithError(MVAudioEncoderBase& encoder, const NSError& error) = 0;
-    virtual void encoderDidEnd(MVAudioEncoderBase& encoder) = 0;
+    virtual void encoderProgress(Encoder& encoder, float percent) = 0;
+    virtual void encoderDidFailWithError(Encoder& encoder, const NSError& error) = 0;
+    virtual void encoderDidEnd(Encoder& encoder) = 0;
 };
 
-/// Encodes audio files. Attributes persist between jobs.
-class MVAudioEncoderBase {
+/// Encodes audio files. Attributes persist between jobs. `File` and `Output` are how what is read and what is made are
+/// named: by a client by their Paths, behind the bus by what was opened and by where it is to be put.
+template <class File, class Output> class MVAudioEncoderBaseOf {
 public:
-    virtual ~MVAudioEncoderBase() = default;
+    using Delegate = MVAudioEncoderDelegateOf<File, Output>;
+
+    virtual ~MVAudioEncoderBaseOf() = default;
     /// Copies every entry into the attributes; keys not given keep their values.
     virtual void setAttributes(const Record& attributes) = 0;
     virtual Record attributes() const = 0;
     /// Starts a job on a thread of its own and returns at once.
-    virtual void encodeOnThreadFileOutputFile(const Path& input, const Path& output) = 0;
+    virtual void encodeOnThreadFileOutputFile(const File& input, const Output& output) = 0;
     /// True when no error occurred (success or cancellation).
-    virtual bool encodeFileOutputFile(const Path& input, const Path& output) = 0;
+    virtual bool encodeFileOutputFile(const File& input, const Output& output) = 0;
     /// Null means none. A job keeps the delegate that was set when it started alive until it ends.
-    virtual void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate) = 0;
+    virtual void setDelegate(std::shared_ptr<Delegate> delegate) = 0;
 };
+
+/// What the service implements, and what it tells. No place is null.
+using MVAudioEncoderBase = MVAudioEncoderBaseOf<OpenedFile, SharedPlace>;
+using MVAudioEncoderDelegate = MVAudioEncoderDelegateOf<OpenedFile, SharedPlace>;
 
 } // namespace mv

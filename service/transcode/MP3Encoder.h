@@ -1,26 +1,14 @@
 #pragma once
 
-#include "service/transcode/EncoderOutput.h"
-#include "service/transcode/LameLibrary.h"
-#include "service/transcode/MVAudioDecoder.h"
 #include "service/transcode/MVAudioEncoder.h"
+#include "service/transcode/Mp3EncodingJob.h"
 
 #include <atomic>
-#include <functional>
+#include <memory>
 #include <thread>
 #include <vector>
 
 namespace mv {
-
-/// What a job is made of, so that a test can put in its own.
-struct MP3EncoderParts {
-    const LameLibrary* library; ///< must outlive the encoder
-    std::function<std::unique_ptr<MVAudioDecoder>()> makeDecoder; ///< null means it could not be made
-    std::function<std::unique_ptr<EncoderOutput>()> makeOutput;
-
-    /// The real ones.
-    static MP3EncoderParts standard();
-};
 
 /// Encodes every audio file that the platform opens to MP3. Reusable; attributes persist between jobs. A delegate's
 /// messages come from the thread that called encodeFileOutputFile, or from the thread of the job.
@@ -37,15 +25,16 @@ public:
     /// True when no error occurred (success or cancellation). Nil paths raise NSInternalInconsistencyException. An
     /// output that is the input under any name cannot be opened for writing and stays as it is; a cancelled job removes
     /// its output, a failed one leaves what was written.
-    bool encodeFileOutputFile(const Path& input, const Path& output) override;
+    bool encodeFileOutputFile(const OpenedFile& input, const SharedPlace& output) override;
 
-    /// Puts the paths into the attributes ("_InputFile", "_OutputFile", where they stay) and starts a thread, which
-    /// takes them from there: two jobs started back to back on one encoder may both see the second pair. Deliberate;
-    /// whoever wants both jobs waits for the first one's encoderDidStart. A nil path raises
-    /// NSInvalidArgumentException, as nothing nil can be put there.
-    void encodeOnThreadFileOutputFile(const Path& input, const Path& output) override;
+    /// Puts the files down and starts a thread, which takes them up: two jobs started back to back on one encoder may
+    /// both see the second pair. Deliberate; whoever wants both jobs waits for the first one's encoderDidStart.
+    void encodeOnThreadFileOutputFile(const OpenedFile& input, const SharedPlace& output) override;
 
-    /// The body of a job's thread: encodes what the attributes name.
+    /// Puts the files where the next encodeThread() takes them up, and their paths into the attributes ("_InputFile",
+    /// "_OutputFile", where they stay). A nil path raises NSInvalidArgumentException, as nothing nil can be put there.
+    void putDown(const OpenedFile& input, const SharedPlace& output) MV_EXCLUDES(m_pairLock);
+    /// The body of a job's thread, once for each putDown(): encodes what was put down last.
     void encodeThread();
 
     /// Splits a block of interleaved samples into the library's two channels; see buildSampleBlock, the list's first
@@ -54,17 +43,26 @@ public:
         const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152]);
 
 private:
-    class Job;
+    class JobListener;
+
+    struct Pair {
+        OpenedFile input;
+        SharedPlace output;
+    };
 
     struct Worker {
         std::thread thread;
         std::shared_ptr<std::atomic<bool>> done;
     };
 
+    Pair takePair() MV_EXCLUDES(m_pairLock);
     void reapWorkers() MV_REQUIRES(m_workersLock);
 
     MP3EncoderParts m_parts;
     std::atomic<bool> m_closing = false;
+    Mutex m_pairLock;
+    Pair m_pair MV_GUARDED_BY(m_pairLock);
+    int m_threadsToCome MV_GUARDED_BY(m_pairLock) = 0;
     Mutex m_workersLock;
     std::vector<Worker> m_workers MV_GUARDED_BY(m_workersLock);
 };

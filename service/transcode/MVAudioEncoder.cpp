@@ -11,8 +11,8 @@ MVAudioEncoder::MVAudioEncoder()
 }
 
 void MVAudioEncoder::setAttributes(const Record&) { }
-void MVAudioEncoder::encodeOnThreadFileOutputFile(const Path&, const Path&) { }
-bool MVAudioEncoder::encodeFileOutputFile(const Path&, const Path&) { return false; }
+void MVAudioEncoder::encodeOnThreadFileOutputFile(const OpenedFile&, const SharedPlace&) { }
+bool MVAudioEncoder::encodeFileOutputFile(const OpenedFile&, const SharedPlace&) { return false; }
 
 Record MVAudioEncoder::attributes() const
 {

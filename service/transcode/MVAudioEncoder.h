@@ -14,8 +14,8 @@ public:
 
     void setAttributes(const Record& attributes) override;
     Record attributes() const override;
-    void encodeOnThreadFileOutputFile(const Path& input, const Path& output) override;
-    bool encodeFileOutputFile(const Path& input, const Path& output) override;
+    void encodeOnThreadFileOutputFile(const OpenedFile& input, const SharedPlace& output) override;
+    bool encodeFileOutputFile(const OpenedFile& input, const SharedPlace& output) override;
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> delegate) override;
 
 protected:

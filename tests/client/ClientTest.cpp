@@ -259,25 +259,25 @@ TEST_F(ClientTest, EncodesSeveralFilesSideBySide)
     EXPECT_TRUE(cancelled.percents.empty());
 }
 
-struct NotingEncoderDelegate final : MVAudioEncoderDelegate {
-    const MVAudioEncoderBase* encoder = nullptr;
+struct NotingEncoderDelegate final : ClientAudioEncoderDelegate {
+    const ClientAudioEncoder* encoder = nullptr;
     std::vector<std::string> messages;
 
-    void encoderDidStart(MVAudioEncoderBase& one) override
+    void encoderDidStart(ClientAudioEncoder& one) override
     {
         encoder = &one;
         messages.emplace_back("start");
     }
     bool shouldEncodeStop() override { return false; }
-    void encoderProgress(MVAudioEncoderBase&, float percent) override
+    void encoderProgress(ClientAudioEncoder&, float percent) override
     {
         messages.push_back(std::to_string(static_cast<int>(percent)));
     }
-    void encoderDidFailWithError(MVAudioEncoderBase&, const NSError& error) override
+    void encoderDidFailWithError(ClientAudioEncoder&, const NSError& error) override
     {
         messages.push_back(error.domain + " " + std::to_string(error.code));
     }
-    void encoderDidEnd(MVAudioEncoderBase&) override { messages.emplace_back("end"); }
+    void encoderDidEnd(ClientAudioEncoder&) override { messages.emplace_back("end"); }
 };
 
 TEST_F(ClientTest, ADelegateHearsOfAJobWithinACall)
@@ -329,8 +329,8 @@ struct SilentEncoder final : MVAudioEncoderBase {
     void setAttributes(const Record&) override { }
     Record attributes() const override { return {}; }
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate>) override { }
-    bool encodeFileOutputFile(const Path&, const Path&) override { return false; }
-    void encodeOnThreadFileOutputFile(const Path&, const Path&) override { asked(); }
+    bool encodeFileOutputFile(const OpenedFile&, const SharedPlace&) override { return false; }
+    void encodeOnThreadFileOutputFile(const OpenedFile&, const SharedPlace&) override { asked(); }
 };
 
 TEST_F(ClientTest, AnEncoderThatLeavesTheBusEndsItsJobs)

@@ -85,15 +85,15 @@ struct FakeEncoder final : MVAudioEncoderBase {
     void setAttributes(const Record& attributes) override { own.merge(attributes); }
     Record attributes() const override { return own; }
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> one) override { delegate = std::move(one); }
-    bool encodeFileOutputFile(const Path& input, const Path&) override
+    bool encodeFileOutputFile(const OpenedFile& input, const SharedPlace&) override
     {
         if (delegate)
-            work(input, *delegate);
-        return !input.text().starts_with("fail-");
+            work(input.path(), *delegate);
+        return !input.path().text().starts_with("fail-");
     }
-    void encodeOnThreadFileOutputFile(const Path& input, const Path&) override
+    void encodeOnThreadFileOutputFile(const OpenedFile& file, const SharedPlace&) override
     {
-        workers.emplace_back([this, input, listener = delegate] { work(input, *listener); });
+        workers.emplace_back([this, input = file.path(), listener = delegate] { work(input, *listener); });
     }
 
     void work(const Path& input, MVAudioEncoderDelegate& client)

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace mv::test {
 namespace {
@@ -84,6 +85,55 @@ TEST_F(OutputPlaceTest, WhatIsMadeThereTakesTheNameAtTheEnd)
     EXPECT_EQ(charsOf(readFile(m_path)), "new");
     EXPECT_EQ(m_place->attributes()->size, 3);
     EXPECT_FALSE(OutputPlace::at(Path())->create().ok());
+}
+
+// ---- In place
+
+TEST_F(OutputPlaceTest, AFileInPlaceIsEmptiedAndWritten)
+{
+    m_scratch.write("made.m4a", "something older");
+    auto file = m_place->openInPlace(OpenedFile());
+    ASSERT_TRUE(file);
+    EXPECT_EQ(fs::file_size(m_path), 0u);
+    EXPECT_TRUE(file->write(bytesOf("abcdef")));
+    EXPECT_TRUE(file->seek(1));
+    EXPECT_TRUE(file->write(bytesOf("B")));
+    EXPECT_TRUE(file->close());
+    EXPECT_TRUE(file->close()) << "once more";
+    EXPECT_EQ(charsOf(readFile(m_path)), "aBcdef");
+}
+
+TEST_F(OutputPlaceTest, AFileThatIsDroppedInPlaceStaysAsFarAsItIs)
+{
+    auto file = m_place->openInPlace(OpenedFile());
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(file->write(bytesOf("abc")));
+    file.reset();
+    EXPECT_EQ(charsOf(readFile(m_path)), "abc");
+}
+
+TEST_F(OutputPlaceTest, TheInputIsNotOpenedInPlace)
+{
+    std::string path = m_scratch.write("in.wav", "sound");
+    auto input = OpenedFile::at(path);
+    fs::create_hard_link(path, m_path);
+    fs::create_symlink("in.wav", m_scratch.file("link"));
+    for (const std::string& name : { path, m_path, m_scratch.file("link") })
+        EXPECT_FALSE(OutputPlace::at(name)->openInPlace(input)) << name;
+    EXPECT_EQ(charsOf(readFile(path)), "sound");
+    // The name is another file's by now, which is none of the input's business.
+    fs::rename(path, m_scratch.file("moved.wav"));
+    m_scratch.write("in.wav", "other");
+    EXPECT_TRUE(OutputPlace::at(path)->openInPlace(input));
+    EXPECT_EQ(charsOf(readFile(m_path)), "sound");
+}
+
+TEST_F(OutputPlaceTest, WhatCannotBeWrittenIsNotOpenedInPlace)
+{
+    std::string fifo = m_scratch.file("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& name : { fifo, m_scratch.path(), m_scratch.file("no/made.mp3") })
+        EXPECT_FALSE(OutputPlace::at(name)->openInPlace(OpenedFile())) << name;
 }
 
 } // namespace

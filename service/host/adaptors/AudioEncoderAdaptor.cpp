@@ -99,15 +99,15 @@ void AudioEncoderInterface::setDelegate(Call& call)
 
 void AudioEncoderInterface::encodeFileOutputFile(Call& call)
 {
-    Path input = call.arguments().path();
-    Path output = call.arguments().path();
+    auto input = OpenedFile::at(call.arguments().path());
+    auto output = OutputPlace::at(call.arguments().path());
     call.reply().boolean(m_encoder.encodeFileOutputFile(input, output));
 }
 
 void AudioEncoderInterface::encodeOnThreadFileOutputFile(Call& call)
 {
-    Path input = call.arguments().path();
-    Path output = call.arguments().path();
+    auto input = OpenedFile::at(call.arguments().path());
+    auto output = OutputPlace::at(call.arguments().path());
     m_encoder.encodeOnThreadFileOutputFile(input, output);
 }
 

@@ -21,17 +21,17 @@ struct FakeEncoder final : MVAudioEncoderBase {
     }
     void setAttributes(const Record& given) override { values.merge(given); }
     Record attributes() const override { return values; }
-    void encodeOnThreadFileOutputFile(const Path&, const Path&) override
+    void encodeOnThreadFileOutputFile(const OpenedFile&, const SharedPlace&) override
     {
         worker = std::thread([this, held = delegate] { run(held); });
     }
-    bool encodeFileOutputFile(const Path& input, const Path&) override
+    bool encodeFileOutputFile(const OpenedFile& input, const SharedPlace&) override
     {
-        if (input.text() == "/fail") {
+        if (input.path().text() == "/fail") {
             delegate->delegateOfJob(*this)->encoderDidFailWithError(*this, { "MVAudioEncoderErrorDomain", 4 });
             return false;
         }
-        return input.text() == "/two" ? runTwo() : run(delegate);
+        return input.path().text() == "/two" ? runTwo() : run(delegate);
     }
     void setDelegate(std::shared_ptr<MVAudioEncoderDelegate> given) override { delegate = std::move(given); }
 

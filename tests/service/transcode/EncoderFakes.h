@@ -161,23 +161,54 @@ private:
     std::int16_t m_value = 0;
 };
 
-/// The real file, but for the operation that is told to fail.
-class FaultyOutput final : public EncoderOutput {
-public:
+/// What a test wants to go wrong while a file is written.
+struct OutputFaults {
     int failingWrite = 0; ///< the number of the write that comes short, from 1
     bool failSeek = false;
     bool failClose = false;
+};
 
-    bool write(ByteView bytes) override { return ++m_writes != failingWrite && EncoderOutput::write(bytes); }
-    bool seek(std::uint64_t offset) override { return !failSeek && EncoderOutput::seek(offset); }
-    bool close() override
+/// The real file, but for the operation that is told to fail.
+class FaultyFile final : public FileInPlace {
+public:
+    FaultyFile(std::unique_ptr<FileInPlace> file, OutputFaults faults)
+        : m_file(std::move(file))
+        , m_faults(faults)
     {
-        bool closed = EncoderOutput::close();
-        return closed && !failClose;
+    }
+    bool write(ByteView bytes) override { return ++m_writes != m_faults.failingWrite && m_file->write(bytes); }
+    bool seek(std::uint64_t offset) override { return !m_faults.failSeek && m_file->seek(offset); }
+    bool close() override { return m_file->close() && !m_faults.failClose; }
+
+private:
+    std::unique_ptr<FileInPlace> m_file;
+    OutputFaults m_faults;
+    int m_writes = 0;
+};
+
+/// The real place, whose file is one that fails.
+class FaultyPlace final : public OutputPlace {
+public:
+    FaultyPlace(const Path& path, OutputFaults faults)
+        : OutputPlace(path)
+        , m_place(OutputPlace::at(path))
+        , m_faults(faults)
+    {
+    }
+    Result<FileAttributes> attributes() const override { return m_place->attributes(); }
+    bool canHoldFile() const override { return m_place->canHoldFile(); }
+    Result<void> clear() override { return m_place->clear(); }
+    Result<std::unique_ptr<OutputFile>> create() override { return m_place->create(); }
+    std::unique_ptr<EditableFile> edit() override { return m_place->edit(); }
+    std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) override
+    {
+        auto file = m_place->openInPlace(input);
+        return file ? std::make_unique<FaultyFile>(std::move(file), m_faults) : nullptr;
     }
 
 private:
-    int m_writes = 0;
+    SharedPlace m_place;
+    OutputFaults m_faults;
 };
 
 /// Writes down every message, with what the test wants to answer.

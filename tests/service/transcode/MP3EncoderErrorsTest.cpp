@@ -12,7 +12,7 @@ TEST_F(MP3EncoderTest, NilPathsAreAssertions)
     encoder.setDelegate(delegate);
     auto reasonOf = [&](const Path& from, const Path& to) {
         try {
-            encoder.encodeFileOutputFile(from, to);
+            encodeFrom(encoder, from, to);
         } catch (const NSException& raised) {
             return raised.name() + ": " + raised.reason();
         }
@@ -135,7 +135,7 @@ TEST_F(MP3EncoderTest, NoTagFrameIsWrittenWhereThereIsNone)
 TEST_F(MP3EncoderTest, Error6AnyWriteComesShort)
 {
     for (int write : { 1, 2, 6, 11, 12, 13 }) {
-        failingWrite = write;
+        faults.failingWrite = write;
         delegate->messages.clear();
         EXPECT_EQ(failingCode(), 6) << write;
         if (write == 1)
@@ -145,21 +145,21 @@ TEST_F(MP3EncoderTest, Error6AnyWriteComesShort)
         EXPECT_EQ(delegate->messages.size(), write == 1 ? 1u : static_cast<std::size_t>(std::min(write, 12)));
         EXPECT_TRUE(outputExists());
     }
-    failingWrite = 14;
+    faults.failingWrite = 14;
     EXPECT_TRUE(encode());
 }
 
 TEST_F(MP3EncoderTest, Error6SeekingBackFails)
 {
     DebugGate gate(3);
-    failSeek = true;
+    faults.failSeek = true;
     EXPECT_EQ(failingCode(), 6);
     EXPECT_THAT(gate.lines(), ElementsAre(testing::HasSubstr("fatal error: can't update LAME-tag frame!")));
 }
 
 TEST_F(MP3EncoderTest, Error6ClosingFails)
 {
-    failClose = true;
+    faults.failClose = true;
     EXPECT_EQ(failingCode(), 6);
 }
 

@@ -14,14 +14,7 @@ class MP3EncoderTest : public testing::Test {
 protected:
     MP3EncoderParts parts()
     {
-        return { &library, [this] { return makeDecoder(); },
-            [this] {
-                auto file = std::make_unique<FaultyOutput>();
-                file->failingWrite = failingWrite;
-                file->failSeek = failSeek;
-                file->failClose = failClose;
-                return file;
-            } };
+        return { &library, [this] { return makeDecoder(); } };
     }
     std::unique_ptr<MVAudioDecoder> makeDecoder()
     {
@@ -39,7 +32,11 @@ protected:
         MP3Encoder encoder(parts());
         encoder.setAttributes(attributes);
         encoder.setDelegate(delegate);
-        return encoder.encodeFileOutputFile(input, output);
+        return encodeFrom(encoder, input, output);
+    }
+    bool encodeFrom(MP3Encoder& encoder, const Path& from, const Path& to) const
+    {
+        return encoder.encodeFileOutputFile(OpenedFile::at(from), std::make_shared<FaultyPlace>(to, faults));
     }
     bool outputExists() { return NSFileExists(output); }
     static bool NSFileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
@@ -62,9 +59,7 @@ protected:
     std::int32_t atEnd = 0;
     bool noDecoder = false;
     bool prepares = true;
-    int failingWrite = 0;
-    bool failSeek = false;
-    bool failClose = false;
+    OutputFaults faults;
     ScratchFolder scratch;
     std::string input = scratch.write("in.wav", "");
     std::string output = scratch.file("out.mp3");

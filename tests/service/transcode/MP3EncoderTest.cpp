@@ -13,8 +13,8 @@ TEST(MVAudioEncoder, HasThreeAttributesAndDoesNothing)
             { "MVAudioEncoderVBRAttribute", false } }));
     encoder.setAttributes({ { "x", 1 } });
     EXPECT_EQ(encoder.attributes().size(), 3u);
-    EXPECT_FALSE(encoder.encodeFileOutputFile("/a", "/b"));
-    encoder.encodeOnThreadFileOutputFile("/a", "/b");
+    EXPECT_FALSE(encoder.encodeFileOutputFile(OpenedFile(), OutputPlace::at("/b")));
+    encoder.encodeOnThreadFileOutputFile(OpenedFile(), OutputPlace::at("/b"));
 }
 
 TEST_F(MP3EncoderTest, AttributesHaveDefaultsAndAreMerged)
@@ -75,7 +75,7 @@ TEST_F(MP3EncoderTest, MeanBitRatesAreBroughtIntoRange)
         own.library = &watched;
         MP3Encoder encoder(own);
         encoder.setAttributes({ { MVAudioEncoderVBRAttribute, true } });
-        EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+        EXPECT_TRUE(encodeFrom(encoder, input, output));
         std::vector<std::string> set;
         for (const std::string& call : watched.calls)
             if (call.rfind("mean ", 0) == 0)
@@ -242,12 +242,12 @@ TEST_F(MP3EncoderTest, ParametersAreDumpedAtLevelSix)
 TEST_F(MP3EncoderTest, AnEncoderIsReusableAndItsBytesAreTheSameEachTime)
 {
     MP3Encoder encoder(parts());
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_TRUE(encodeFrom(encoder, input, output));
     Bytes first = readFile(output);
     prepares = false;
-    EXPECT_FALSE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_FALSE(encodeFrom(encoder, input, output));
     prepares = true;
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_TRUE(encodeFrom(encoder, input, output));
     EXPECT_EQ(readFile(output), first);
     EXPECT_FALSE(first.empty());
 }
@@ -274,7 +274,7 @@ TEST_F(MP3EncoderTest, AJobKeepsTheDelegateThatItBeganWith)
         EXPECT_EQ(raw->messages.size(), 1u);
     };
     delegate.reset();
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_TRUE(encodeFrom(encoder, input, output));
     EXPECT_TRUE(first.expired());
     EXPECT_THAT(other->messages, IsEmpty());
 }

@@ -106,8 +106,8 @@ TEST(MP3EncoderThread, AJobOnAThreadReportsFromIt)
     encoder.setDelegate(delegate);
     std::string direct = scratch.file("direct.mp3");
     std::string threaded = scratch.file("threaded.mp3");
-    ASSERT_TRUE(encoder.encodeFileOutputFile("/in", direct));
-    encoder.encodeOnThreadFileOutputFile("/in", threaded);
+    ASSERT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(direct)));
+    encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(threaded));
     EXPECT_THAT(delegate->waitForEnds(2), testing::ElementsAre(0, 0));
     ASSERT_EQ(delegate->threads().size(), 2u);
     EXPECT_EQ(delegate->threads()[0], std::this_thread::get_id());
@@ -123,7 +123,7 @@ TEST(MP3EncoderThread, AFailureOnAThreadReachesTheDelegateOnly)
     auto delegate = std::make_shared<CountingDelegate>();
     MP3Encoder encoder(fakeParts(1152));
     encoder.setDelegate(delegate);
-    encoder.encodeOnThreadFileOutputFile("/in", scratch.file("no folder/out.mp3"));
+    encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("no folder/out.mp3")));
     EXPECT_THAT(delegate->waitForEnds(1), testing::ElementsAre(4));
 }
 
@@ -132,7 +132,7 @@ TEST(MP3EncoderThread, NilPathsCannotBePutIntoTheAttributes)
     MP3Encoder encoder;
     for (auto [input, output] : { std::pair { Path(), Path("/out") }, { Path("/in"), Path() } }) {
         try {
-            encoder.encodeOnThreadFileOutputFile(input, output);
+            encoder.encodeOnThreadFileOutputFile(OpenedFile::at(input), OutputPlace::at(output));
             FAIL() << "nothing raised";
         } catch (const NSException& raised) {
             EXPECT_EQ(raised.name(), "NSInvalidArgumentException");
@@ -158,7 +158,8 @@ TEST(MP3EncoderThread, TwentyEncodersAtOnce)
     for (int i = 0; i < 20; ++i) {
         encoders.push_back(std::make_unique<MP3Encoder>(fakeParts(1152 * 40)));
         encoders.back()->setDelegate(delegate);
-        encoders.back()->encodeOnThreadFileOutputFile("/in", scratch.file(std::to_string(i) + ".mp3"));
+        encoders.back()->encodeOnThreadFileOutputFile(
+            OpenedFile::at("/in"), OutputPlace::at(scratch.file(std::to_string(i) + ".mp3")));
     }
     EXPECT_THAT(delegate->waitForEnds(20), testing::Each(0));
     Bytes first = readFile(scratch.file("0.mp3"));
@@ -175,7 +176,8 @@ TEST(MP3EncoderThread, TwentyJobsOnOneEncoder)
     MP3Encoder encoder(fakeParts(1152 * 40));
     encoder.setDelegate(delegate);
     for (int i = 0; i < 20; ++i) {
-        encoder.encodeOnThreadFileOutputFile("/in", scratch.file(std::to_string(i) + ".mp3"));
+        encoder.encodeOnThreadFileOutputFile(
+            OpenedFile::at("/in"), OutputPlace::at(scratch.file(std::to_string(i) + ".mp3")));
         delegate->waitForStarts(i + 1);
     }
     EXPECT_THAT(delegate->waitForEnds(20), testing::Each(0));
@@ -197,23 +199,36 @@ TEST(MP3EncoderThread, JobsStartedBackToBackMayShareAPair)
             encoder.setAttributes({ { MVMP3EncoderQualityAttribute, i % 3 } });
     });
     for (int i = 0; i < 10; ++i)
-        encoder.encodeOnThreadFileOutputFile("/in", scratch.file(std::to_string(i) + ".mp3"));
+        encoder.encodeOnThreadFileOutputFile(
+            OpenedFile::at("/in"), OutputPlace::at(scratch.file(std::to_string(i) + ".mp3")));
     EXPECT_THAT(delegate->waitForEnds(10), testing::Each(0));
     writer.join();
     EXPECT_EQ(access(scratch.file("9.mp3").c_str(), F_OK), 0);
 }
 
-// Both threads take their paths after the second pair was put down: the first output is never made.
+// Both threads take up their files after the second pair was put down: the first output is never made.
 TEST(MP3EncoderThread, TheSecondPairIsWhatALateThreadSees)
 {
     ScratchFolder scratch;
     MP3Encoder encoder(fakeParts(1152));
-    encoder.setAttributes({ { "_InputFile", "/in" }, { "_OutputFile", scratch.file("first.mp3") } });
-    encoder.setAttributes({ { "_InputFile", "/in" }, { "_OutputFile", scratch.file("second.mp3") } });
+    encoder.putDown(OpenedFile::at("/in"), OutputPlace::at(scratch.file("first.mp3")));
+    encoder.putDown(OpenedFile::at("/in"), OutputPlace::at(scratch.file("second.mp3")));
     encoder.encodeThread();
     encoder.encodeThread();
     EXPECT_NE(access(scratch.file("first.mp3").c_str(), F_OK), 0);
     EXPECT_EQ(access(scratch.file("second.mp3").c_str(), F_OK), 0);
+}
+
+TEST(MP3EncoderThread, FilesThatWereTakenUpAreLetGo)
+{
+    ScratchFolder scratch;
+    MP3Encoder encoder(fakeParts(1152));
+    SharedSource content = sourceOfBytes({});
+    std::weak_ptr<const ByteSource> watched = content;
+    encoder.putDown(OpenedFile("/in", FileAttributes {}, std::move(content)), OutputPlace::at(scratch.file("out.mp3")));
+    EXPECT_FALSE(watched.expired());
+    encoder.encodeThread();
+    EXPECT_TRUE(watched.expired());
 }
 
 TEST(MP3EncoderThread, AnEncoderThatGoesAwayEndsItsJobsAsCancelled)
@@ -224,7 +239,7 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayEndsItsJobsAsCancelled)
     {
         MP3Encoder encoder(fakeParts(std::int64_t { 1152 } << 30)); // a year
         encoder.setDelegate(delegate);
-        encoder.encodeOnThreadFileOutputFile("/in", output);
+        encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(output));
         delegate->waitForStarts(1);
     }
     EXPECT_NE(access(output.c_str(), F_OK), 0);
@@ -244,7 +259,7 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayStartsNoOtherJob)
             firstAsks.release();
             secondEnds.acquire();
             try {
-                encoder.encodeOnThreadFileOutputFile("/in", scratch.file("third.mp3"));
+                encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("third.mp3")));
             } catch (const NSException& exception) {
                 refusal = exception.reason();
             }
@@ -261,10 +276,10 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayStartsNoOtherJob)
     {
         MP3Encoder encoder(fakeParts(std::int64_t { 1152 } << 30));
         encoder.setDelegate(first);
-        encoder.encodeOnThreadFileOutputFile("/in", scratch.file("first.mp3"));
+        encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("first.mp3")));
         firstAsks.acquire();
         encoder.setDelegate(second);
-        encoder.encodeOnThreadFileOutputFile("/in", scratch.file("second.mp3"));
+        encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("second.mp3")));
         secondStarts.acquire();
     }
     EXPECT_EQ(refusal, "the encoder is being closed");
@@ -286,8 +301,8 @@ TEST(MP3EncoderThread, AJobHasADelegateOfItsOwnOnItsThread)
     };
     MP3Encoder encoder(fakeParts(1152));
     encoder.setDelegate(client);
-    EXPECT_TRUE(encoder.encodeFileOutputFile("/in", scratch.file("out.mp3")));
-    encoder.encodeOnThreadFileOutputFile("/in", scratch.file("out.mp3"));
+    EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("out.mp3"))));
+    encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("out.mp3")));
     std::vector<std::thread::id> seen;
     for (std::deque<std::thread::id> some; seen.size() < 4; seen.insert(seen.end(), some.begin(), some.end()))
         threads.takeAll(some);

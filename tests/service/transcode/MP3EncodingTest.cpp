@@ -24,7 +24,7 @@ bool encode(const std::string& input, const std::string& output, const Record& a
 {
     MP3Encoder encoder;
     encoder.setAttributes(attributes);
-    return encoder.encodeFileOutputFile(input, output);
+    return encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(output));
 }
 
 /// The decoded samples of a file, as 16-bit channels side by side.
@@ -173,7 +173,7 @@ TEST_F(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
-    ASSERT_TRUE(encoder.encodeFileOutputFile(input, scratch.file("watched.mp3")));
+    ASSERT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(scratch.file("watched.mp3"))));
     EXPECT_EQ(readFile(scratch.file("silent.mp3")), readFile(scratch.file("watched.mp3")));
     EXPECT_EQ(delegate->percents.size(), 100u);
     EXPECT_EQ(delegate->percents.back(), 100.0f);
@@ -199,7 +199,7 @@ TEST_F(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, scratch.file("out.mp3")));
+    EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(scratch.file("out.mp3"))));
     EXPECT_THAT(delegate->messages, testing::ElementsAre("start", "end"));
     Bytes mp3 = readFile(scratch.file("out.mp3"));
     std::string_view text = charsOf(mp3);
@@ -211,8 +211,10 @@ TEST_F(MP3Encoding, WhatIsNoAudioIsError1)
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
-    EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.file("missing"), scratch.file("out.mp3")));
-    EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.write("text.mp3", "text"), scratch.file("out.mp3")));
+    EXPECT_FALSE(encoder.encodeFileOutputFile(
+        OpenedFile::at(scratch.file("missing")), OutputPlace::at(scratch.file("out.mp3"))));
+    EXPECT_FALSE(encoder.encodeFileOutputFile(
+        OpenedFile::at(scratch.write("text.mp3", "text")), OutputPlace::at(scratch.file("out.mp3"))));
     EXPECT_THAT(delegate->messages,
         testing::ElementsAre("fail MVAudioEncoderErrorDomain 1", "fail MVAudioEncoderErrorDomain 1"));
     EXPECT_NE(access(scratch.file("out.mp3").c_str(), F_OK), 0);
@@ -261,13 +263,13 @@ TEST_F(MP3Encoding, SixChannelsByTheRulesAndExactly)
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(output)));
     EXPECT_THAT(delegate->messages, testing::ElementsAre("start", "end"));
     EXPECT_THAT(gate.lines(),
         testing::ElementsAre(testing::HasSubstr(
             "the size of buffer is smaller than your request, buffersize(13824), requestSize(9216)")));
     encoder.setAttributes({ { MVAudioEncoderExactConversionAttribute, true } });
-    EXPECT_TRUE(encoder.encodeFileOutputFile(input, output));
+    EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(output)));
     auto sides = decoded(output, 2);
     auto front = decoded(input, 6);
     double scale = 1 / (1 + std::sqrt(2.0));
@@ -299,7 +301,8 @@ TEST_F(MP3Encoding, ASourceWhoseMediaWereCutFails)
         MP3Encoder encoder;
         auto delegate = std::make_shared<WatchedDelegate>();
         encoder.setDelegate(delegate);
-        EXPECT_FALSE(encoder.encodeFileOutputFile(scratch.write("cut", cut), output)) << cut.size();
+        EXPECT_FALSE(encoder.encodeFileOutputFile(OpenedFile::at(scratch.write("cut", cut)), OutputPlace::at(output)))
+            << cut.size();
         EXPECT_THAT(delegate->messages, testing::ElementsAre("fail MVAudioEncoderErrorDomain 1")) << cut.size();
         EXPECT_NE(access(output.c_str(), F_OK), 0) << cut.size();
     }

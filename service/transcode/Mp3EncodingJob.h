@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Base/Media/Record.h"
+#include "service/transcode/EncodingPipeline.h"
+#include "service/transcode/LameLibrary.h"
+#include "service/transcode/MVAudioDecoder.h"
+#include "system/OutputPlace.h"
+
+#include <functional>
+#include <memory>
+
+namespace mv {
+
+/// What jobs are made of, so that a test can put in its own.
+struct MP3EncoderParts {
+    const LameLibrary* library; ///< must outlive the encoder
+    std::function<std::unique_ptr<MVAudioDecoder>()> makeDecoder; ///< null means it could not be made
+
+    /// The real ones.
+    static MP3EncoderParts standard();
+};
+
+/// One file on its way to MP3, on the thread that runs it. Knows neither bus nor encoder.
+class Mp3EncodingJob {
+public:
+    /// Hears of the job on its thread.
+    class Listener {
+    public:
+        virtual ~Listener() = default;
+        virtual void started() = 0;
+        /// Asked before every block; true cancels.
+        virtual bool shouldStop() = 0;
+        virtual void progress(float percent) = 0; ///< whole, growing
+        virtual void failed(std::int32_t code) = 0; ///< MVAudioEncoderError...
+        virtual void ended() = 0; ///< not after a failure or a cancel
+    };
+
+    /// With the encoder's attributes as they are when the job begins. All references outlive the job.
+    Mp3EncodingJob(const MP3EncoderParts& parts, Record attributes, Listener& listener, const OpenedFile& input,
+        OutputPlace& output);
+    ~Mp3EncodingJob() { closeLibrary(); }
+    Mp3EncodingJob(const Mp3EncodingJob&) = delete;
+    Mp3EncodingJob& operator=(const Mp3EncodingJob&) = delete;
+
+    /// True when no error occurred (success or cancellation). The output is opened when the input is known to be sound
+    /// and the library has taken its parameters.
+    bool run();
+
+private:
+    std::int32_t prepare();
+    std::int32_t openDecoder();
+    std::int32_t setUpLibrary();
+    void setBitRate();
+    void checkAttributes() const;
+    std::int32_t openOutput();
+    void logParameters() const;
+    std::int32_t encode();
+    std::int32_t encodeBlocks(EncodingPipeline& pipeline);
+    std::int32_t writeTagFrame();
+    void reportProgress(std::int32_t frames);
+    std::int32_t cleanUp(std::int32_t error);
+    void closeLibrary();
+
+    std::int32_t attribute(std::string_view key) const { return m_attributes.integer(key).value_or(0); }
+    bool flag(std::string_view key) const { return m_attributes.boolean(key).value_or(false); }
+
+    const MP3EncoderParts& m_parts;
+    const LameLibrary& m_library;
+    const Record m_attributes;
+    Listener& m_listener;
+    const OpenedFile& m_input;
+    OutputPlace& m_output;
+    lame_t m_lame = nullptr; // owned
+    std::unique_ptr<MVAudioDecoder> m_decoder;
+    std::unique_ptr<FileInPlace> m_file; // null until it was opened
+    PcmFormat m_format;
+    std::uint32_t m_frameSize = 0;
+    std::size_t m_id3Size = 0;
+    Bytes m_mp3;
+    std::int64_t m_framesDone = 0;
+    float m_lastPercent = -1.0f;
+    bool m_cancelled = false;
+};
+
+} // namespace mv
