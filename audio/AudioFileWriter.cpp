@@ -12,19 +12,19 @@ namespace mv {
 
 namespace {
 
-constexpr std::uint32_t LargestChannelCount = 8;
-constexpr double LargestRate = 768000; // twice the highest that any device has
+constexpr std::uint32_t MaxChannelCount = 8;
+constexpr double MaxRate = 768000; // twice the highest that any device has
 // Sound has 4,000 Hz and more. A file that claims a few Hz would grow a thousand times on the way to AAC's lowest rate,
 // and a small one keep the service busy for minutes.
-constexpr double SmallestRate = 1000;
+constexpr double MinRate = 1000;
 constexpr std::uint32_t DefaultBitRatePerChannel = 64000;
 // Blocks of a few thousand frames: enough to even out a decoder's and an encoder's strides.
-constexpr std::size_t MostQueuedBlocks = 32;
+constexpr std::size_t MaxQueuedBlocks = 32;
 constexpr std::size_t BlocksToWakeFor = 16;
 constexpr std::size_t PacketBufferSize = 256u << 10;
 
 // The rates of the MPEG-4 table.
-constexpr std::array<std::uint32_t, 13> kAacRates
+constexpr std::array<std::uint32_t, 13> AacRates
     = { 96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350 };
 
 enum class SampleType { Float32, Signed16, Signed32 };
@@ -40,7 +40,7 @@ std::optional<SampleType> sampleTypeOf(const AudioStreamBasicDescription& format
     return std::nullopt;
 }
 
-bool isUsableRate(double rate) { return rate >= SmallestRate && rate <= LargestRate; } // false for NaN
+bool isUsableRate(double rate) { return rate >= MinRate && rate <= MaxRate; } // false for NaN
 
 OSStatus statusOf(const Error& error)
 {
@@ -77,7 +77,7 @@ float finite(float sample) { return std::isfinite(sample) ? sample : 0.0f; }
 
 std::uint32_t nearestAacRate(double rate)
 {
-    return *std::min_element(kAacRates.begin(), kAacRates.end(),
+    return *std::min_element(AacRates.begin(), AacRates.end(),
         [rate](double a, double b) { return std::abs(a - rate) < std::abs(b - rate); });
 }
 
@@ -103,7 +103,7 @@ Result<std::unique_ptr<AudioFileWriter>> AudioFileWriter::create(
     if (fileType != kAudioFileM4AType)
         return Error { Error::Kind::Unsupported, "no such file type", kAudioFileUnsupportedFileTypeError };
     if (description.mFormatID != kAudioFormatMPEG4AAC || !isUsableRate(description.mSampleRate)
-        || description.mChannelsPerFrame < 1 || description.mChannelsPerFrame > LargestChannelCount)
+        || description.mChannelsPerFrame < 1 || description.mChannelsPerFrame > MaxChannelCount)
         return Error { Error::Kind::Unsupported, "cannot be encoded", kAudioFileUnsupportedDataFormatError };
     auto file = place.create();
     if (!file)
@@ -118,7 +118,7 @@ AudioFileWriter::AudioFileWriter(std::unique_ptr<OutputFile> file, const AudioSt
           linearPcm(description.mSampleRate, description.mChannelsPerFrame, 16, kAudioFormatFlagIsSignedInteger))
     , m_converter(*this)
     , m_bitRate(DefaultBitRatePerChannel * description.mChannelsPerFrame)
-    , m_queue(MostQueuedBlocks, BlocksToWakeFor)
+    , m_queue(MaxQueuedBlocks, BlocksToWakeFor)
 {
 }
 
@@ -268,7 +268,7 @@ Result<void> AudioFileWriter::encodeAll()
 
 Result<void> AudioFileWriter::encode(const Block& block)
 {
-    std::array<const float*, LargestChannelCount> planes {};
+    std::array<const float*, MaxChannelCount> planes {};
     for (std::size_t channel = 0; channel < m_track.channels; ++channel)
         planes[channel] = block.samples.data() + channel * block.frames;
     return m_encoder->encode(planes.data(), block.frames, [this](ByteView packet) { return appendPacket(packet); });

@@ -11,7 +11,7 @@ namespace mv {
 namespace {
 
 // Checksum tables, one entry for each value of the byte that is taken in.
-constexpr std::array<std::uint8_t, 256> kCrc8Table = [] {
+constexpr std::array<std::uint8_t, 256> Crc8Table = [] {
     std::array<std::uint8_t, 256> table {};
     for (unsigned value = 0; value < 256; ++value) {
         unsigned crc = value;
@@ -22,7 +22,7 @@ constexpr std::array<std::uint8_t, 256> kCrc8Table = [] {
     return table;
 }();
 
-constexpr std::array<std::uint16_t, 256> kCrc16Table = [] {
+constexpr std::array<std::uint16_t, 256> Crc16Table = [] {
     std::array<std::uint16_t, 256> table {};
     for (unsigned value = 0; value < 256; ++value) {
         unsigned crc = value << 8;
@@ -34,15 +34,15 @@ constexpr std::array<std::uint16_t, 256> kCrc16Table = [] {
 }();
 
 // Codes 12 to 14 say where the rate is written; 15 is invalid; 0 means that of the stream.
-constexpr std::array<std::uint32_t, 12> kSampleRates
+constexpr std::array<std::uint32_t, 12> SampleRates
     = { 0, 88200, 176400, 192000, 8000, 16000, 22050, 24000, 32000, 44100, 48000, 96000 };
 // 3 is reserved; 0 means that of the stream.
-constexpr std::array<std::uint32_t, 8> kSampleSizes = { 0, 8, 12, 0, 16, 20, 24, 32 };
+constexpr std::array<std::uint32_t, 8> SampleSizes = { 0, 8, 12, 0, 16, 20, 24, 32 };
 constexpr unsigned ReservedSampleSize = 3;
 constexpr unsigned LastIndependentChannelCode = 7; // the code is the number of channels less one
 constexpr unsigned LastStereoChannelCode = 10; // left/side, side/right, mid/side
 
-constexpr std::size_t LongestFrameHeader = 16;
+constexpr std::size_t MaxFrameHeader = 16;
 
 // A number in the manner of UTF-8, of up to 7 bytes.
 std::optional<std::uint64_t> codedNumber(ByteReader& reader)
@@ -89,14 +89,14 @@ std::uint32_t sampleRateOf(unsigned code, ByteReader& reader)
     case 14:
         return reader.u16be() * 10u;
     default:
-        return kSampleRates[code];
+        return SampleRates[code];
     }
 }
 
 bool fits(unsigned channelCode, unsigned sizeCode, const FlacStreamInfo& info)
 {
     std::uint32_t channels = channelCode <= LastIndependentChannelCode ? channelCode + 1 : 2;
-    std::uint32_t bits = sizeCode == 0 ? info.bitsPerSample : kSampleSizes[sizeCode];
+    std::uint32_t bits = sizeCode == 0 ? info.bitsPerSample : SampleSizes[sizeCode];
     return channels == info.channels && bits == info.bitsPerSample;
 }
 
@@ -106,14 +106,14 @@ std::uint8_t flacCrc8(ByteView bytes)
 {
     std::uint8_t crc = 0;
     for (std::uint8_t byte : bytes)
-        crc = kCrc8Table[crc ^ byte];
+        crc = Crc8Table[crc ^ byte];
     return crc;
 }
 
 std::uint16_t flacCrc16(std::uint16_t state, ByteView bytes)
 {
     for (std::uint8_t byte : bytes)
-        state = static_cast<std::uint16_t>(state << 8 ^ kCrc16Table[state >> 8 ^ byte]);
+        state = static_cast<std::uint16_t>(state << 8 ^ Crc16Table[state >> 8 ^ byte]);
     return state;
 }
 
@@ -143,7 +143,7 @@ Result<FlacStreamInfo> FlacStreamInfo::parse(ByteView start)
 
 std::optional<FlacFrameHeader> FlacFrameHeader::parse(ByteView bytes, const FlacStreamInfo& info)
 {
-    ByteReader reader(bytes.first(std::min(bytes.size(), LongestFrameHeader)));
+    ByteReader reader(bytes.first(std::min(bytes.size(), MaxFrameHeader)));
     std::uint32_t fixed = reader.u32be();
     if (fixed >> 17 != 0x7FFC) // 14 bits of sync and a zero; the next bit is the blocking strategy
         return std::nullopt;

@@ -13,14 +13,14 @@ namespace {
 
 // Two frames of the largest possible size (8 channels, 32 bits, 65,535 samples each) fit, so the last whole frame of
 // a cut file is always inside.
-constexpr std::uint64_t LargestTail = 4u << 20;
+constexpr std::uint64_t MaxTail = 4u << 20;
 constexpr std::uint64_t FirstTail = 64u << 10;
 // Bounds the checksums that a tail full of false frame headers can ask for.
-constexpr std::size_t MostChecked = 64u << 20;
+constexpr std::size_t MaxChecked = 64u << 20;
 // More tags than this in front of the audio are not believed.
-constexpr int MostLeadingTags = 8;
+constexpr int MaxLeadingTags = 8;
 // The format names 7 types of block, and encoders write a handful; a chain of empty ones must not keep us reading.
-constexpr int MostMetadataBlocks = 1024;
+constexpr int MaxMetadataBlocks = 1024;
 constexpr std::size_t Id3v1Size = 128;
 constexpr std::size_t TagHeaderSize = 10;
 constexpr std::size_t MarkerAndStreamInfoSize = 8 + FlacStreamInfo::Size;
@@ -50,7 +50,7 @@ Result<std::uint64_t> id3v2SizeAt(const ByteSource& file, std::uint64_t offset)
 Result<std::uint64_t> startOfAudioFile(const ByteSource& file)
 {
     std::uint64_t offset = 0;
-    for (int i = 0; i < MostLeadingTags; ++i) {
+    for (int i = 0; i < MaxLeadingTags; ++i) {
         MV_TRY(size, id3v2SizeAt(file, offset));
         if (size == 0)
             break;
@@ -64,7 +64,7 @@ Result<std::uint64_t> endOfMetadata(const ByteSource& file, std::uint64_t marker
 {
     constexpr unsigned LastBlock = 0x80;
     std::uint64_t offset = marker + 4;
-    for (int i = 0; i < MostMetadataBlocks; ++i) {
+    for (int i = 0; i < MaxMetadataBlocks; ++i) {
         MV_TRY(head, file.bytesAt(offset, 4));
         ByteReader reader(head);
         bool last = reader.u8() & LastBlock;
@@ -107,7 +107,7 @@ std::optional<std::uint64_t> endOfLastWholeFrame(ByteView tail, const FlacStream
 {
     std::vector<Candidate> found = frameHeadersIn(tail, info);
     std::size_t checked = 0;
-    for (std::size_t i = found.size(); i-- > 0 && checked < MostChecked;) {
+    for (std::size_t i = found.size(); i-- > 0 && checked < MaxChecked;) {
         std::uint16_t crc = 0;
         std::size_t from = found[i].offset;
         for (std::size_t next = i + 1; next <= found.size(); ++next) {
@@ -129,11 +129,11 @@ Result<std::uint64_t> framesByTail(const ByteSource& file, std::uint64_t marker,
     if (end <= begin)
         return std::uint64_t { 0 }; // a sound file without a sample is one
     for (std::uint64_t wanted = FirstTail;; wanted *= 8) {
-        std::uint64_t size = std::min({ wanted, LargestTail, end - begin });
+        std::uint64_t size = std::min({ wanted, MaxTail, end - begin });
         MV_TRY(tail, file.bytesAt(end - size, static_cast<std::size_t>(size)));
         if (auto frames = endOfLastWholeFrame(tail, info))
             return *frames;
-        if (size == LargestTail || size == end - begin)
+        if (size == MaxTail || size == end - begin)
             return Error { Error::Kind::Format, "no whole frame" };
     }
 }

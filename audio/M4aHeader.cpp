@@ -234,7 +234,7 @@ private:
     {
         constexpr std::uint8_t EsTag = 3, ConfigTag = 4, SpecificTag = 5, SyncTag = 6;
         constexpr std::uint8_t Mpeg4Audio = 0x40, AudioStream = 0x15, Mp4Sync = 2;
-        constexpr std::uint32_t LargestPacketPerChannel = 768; // 6,144 bits
+        constexpr std::uint32_t MaxPacketPerChannel = 768; // 6,144 bits
         std::size_t specific = m_track.audioSpecificConfig.size();
         Box box(m_out, "esds", 0, 0);
         descriptor(EsTag, 3 + (2 + 13 + 2 + specific) + (2 + 1));
@@ -243,7 +243,7 @@ private:
         descriptor(ConfigTag, 13 + 2 + specific);
         writer().u8(Mpeg4Audio);
         writer().u8(AudioStream);
-        writer().u24be(LargestPacketPerChannel * m_track.channels);
+        writer().u24be(MaxPacketPerChannel * m_track.channels);
         std::uint32_t average = averageBitRate();
         writer().u32be(std::max(average, m_track.bitRate));
         writer().u32be(average);

@@ -18,11 +18,11 @@ namespace {
 // as the Vorbis library does.
 constexpr std::size_t SearchedForStart = 128u << 10;
 // The end is searched this far for the last page of a stream: other streams' pages may follow it.
-constexpr std::uint64_t FirstTail = 2 * OggPage::LargestSize;
-constexpr std::uint64_t LargestTail = 8u << 20;
+constexpr std::uint64_t FirstTail = 2 * OggPage::MaxSize;
+constexpr std::uint64_t MaxTail = 8u << 20;
 // What one measurement may read. A chain of two thousand links stays below it; a file made of empty links does not
 // keep us busy, nor fill the memory with their code books.
-constexpr std::uint64_t MostBytesRead = 128u << 20;
+constexpr std::uint64_t MaxBytesRead = 128u << 20;
 // Opus is always decoded at this rate.
 constexpr std::uint32_t OpusRate = 48000;
 
@@ -66,7 +66,7 @@ Result<FirstPage> firstAudioPage(const ByteSource& file)
 struct Source {
     const ByteSource& file;
     std::uint64_t position = 0;
-    std::uint64_t bytesLeft = MostBytesRead;
+    std::uint64_t bytesLeft = MaxBytesRead;
 
     // -1 when the read failed or the bound is reached.
     long read(std::span<std::uint8_t> target)
@@ -166,11 +166,11 @@ std::optional<std::uint64_t> lastGranule(ByteView bytes, std::uint32_t serial)
 Result<std::uint64_t> lastGranuleOfFile(const ByteSource& file, std::uint32_t serial)
 {
     for (std::uint64_t wanted = FirstTail;; wanted *= 8) {
-        std::uint64_t size = std::min({ wanted, LargestTail, file.size() });
+        std::uint64_t size = std::min({ wanted, MaxTail, file.size() });
         MV_TRY(tail, file.bytesAt(file.size() - size, static_cast<std::size_t>(size)));
         if (auto granule = lastGranule(tail, serial))
             return *granule;
-        if (size == LargestTail || size == file.size())
+        if (size == MaxTail || size == file.size())
             return Error { Error::Kind::Format, "the end of the stream was not found" };
     }
 }

@@ -9,11 +9,11 @@ namespace mv {
 
 namespace {
 
-constexpr std::string_view kCapture = "OggS";
+constexpr std::string_view Capture = "OggS";
 constexpr std::size_t ChecksumOffset = 22;
 constexpr std::size_t ChecksumSize = 4;
 
-constexpr std::array<std::uint32_t, 256> kCrcTable = [] {
+constexpr std::array<std::uint32_t, 256> CrcTable = [] {
     std::array<std::uint32_t, 256> table {};
     for (std::uint32_t value = 0; value < 256; ++value) {
         std::uint32_t crc = value << 24;
@@ -27,7 +27,7 @@ constexpr std::array<std::uint32_t, 256> kCrcTable = [] {
 std::uint32_t crc32(std::uint32_t state, ByteView bytes)
 {
     for (std::uint8_t byte : bytes)
-        state = state << 8 ^ kCrcTable[state >> 24 ^ byte];
+        state = state << 8 ^ CrcTable[state >> 24 ^ byte];
     return state;
 }
 
@@ -46,7 +46,7 @@ std::optional<OggPage> OggPage::parse(ByteView bytes)
 {
     constexpr unsigned BeginsStreamFlag = 2;
     ByteReader reader(bytes);
-    if (charsOf(reader.take(kCapture.size())) != kCapture || reader.u8() != 0)
+    if (charsOf(reader.take(Capture.size())) != Capture || reader.u8() != 0)
         return std::nullopt;
     OggPage page;
     page.beginsStream = reader.u8() & BeginsStreamFlag;
@@ -71,7 +71,7 @@ std::optional<OggPage> OggPage::parse(ByteView bytes)
 std::optional<OggPage> OggPage::find(ByteView bytes, std::size_t& from)
 {
     std::string_view text = charsOf(bytes);
-    for (std::size_t at = text.find(kCapture, from); at != text.npos; at = text.find(kCapture, at + 1)) {
+    for (std::size_t at = text.find(Capture, from); at != text.npos; at = text.find(Capture, at + 1)) {
         if (auto page = parse(bytes.subspan(at))) {
             from = at;
             return page;

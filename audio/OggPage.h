@@ -9,7 +9,7 @@ namespace mv {
 
 /// One page of an Ogg file, whose checksum was found right. Views into the bytes that it was read from.
 struct OggPage {
-    static constexpr std::size_t LargestSize = 27 + 255 + 255 * 255;
+    static constexpr std::size_t MaxSize = 27 + 255 + 255 * 255;
     static constexpr std::uint64_t NoGranule = ~std::uint64_t { 0 }; ///< no packet ends on the page
 
     bool beginsStream = false;

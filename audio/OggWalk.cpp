@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t WindowSize = std::size_t { 1 } << 20;
 // The longest block of Vorbis gives half of itself, the longest packet of Opus 120 ms.
-constexpr std::uint64_t MostFramesOfPacket = 5760;
+constexpr std::uint64_t MaxFramesOfPacket = 5760;
 
 /// What the pages so far have shown.
 class StreamCheck {
@@ -36,7 +36,7 @@ private:
     // A recording that was cut out of a longer one counts from that one's begin.
     bool takeGranule(std::uint64_t granule)
     {
-        bool sound = granule >= m_granule && (m_granule > 0 || granule <= m_packets * MostFramesOfPacket);
+        bool sound = granule >= m_granule && (m_granule > 0 || granule <= m_packets * MaxFramesOfPacket);
         m_granule = granule;
         return sound;
     }
@@ -51,7 +51,7 @@ private:
 
 bool isWholeOggStream(const ByteSource& file)
 {
-    static_assert(WindowSize > OggPage::LargestSize);
+    static_assert(WindowSize > OggPage::MaxSize);
     Bytes window(static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), WindowSize)));
     StreamCheck check;
     std::uint64_t place = 0;

@@ -9,10 +9,10 @@ namespace mv {
 
 namespace {
 
-constexpr std::uint32_t HighestRate = 768'000;
-constexpr std::uint32_t MostChannels = 64;
+constexpr std::uint32_t MaxRate = 768'000;
+constexpr std::uint32_t MaxChannels = 64;
 // Files have a dozen; one made of tiny chunks is left to others, who read it as a stream.
-constexpr int MostChunks = 1000;
+constexpr int MaxChunks = 1000;
 
 constexpr std::uint16_t TagPcm = 1;
 constexpr std::uint16_t TagFloat = 3;
@@ -62,7 +62,7 @@ bool readFormat(ByteView chunk, WaveFormat& format)
     bool pcm
         = format.tag == TagPcm && (format.bits == 8 || format.bits == 16 || format.bits == 24 || format.bits == 32);
     bool floats = format.tag == TagFloat && (format.bits == 32 || format.bits == 64);
-    bool sound = format.rate > 0 && format.rate <= HighestRate && format.channels > 0 && format.channels <= MostChannels
+    bool sound = format.rate > 0 && format.rate <= MaxRate && format.channels > 0 && format.channels <= MaxChannels
         && format.frameBytes == format.channels * format.sampleBytes();
     return (pcm || floats) && sound;
 }
@@ -96,7 +96,7 @@ bool ChunkWalk::run()
     std::uint64_t place = head->size();
     for (int chunks = 0; place + HeaderSize <= m_file.size(); ++chunks) {
         auto header = m_file.bytesAt(place, HeaderSize);
-        if (!header || chunks == MostChunks)
+        if (!header || chunks == MaxChunks)
             return false;
         ByteReader reader(*header);
         std::uint32_t id = reader.u32be();

@@ -25,8 +25,8 @@ ThreadConnection::ThreadConnection(BusHandle bus, std::unique_ptr<ServedObject> 
 ThreadConnection::~ThreadConnection()
 {
     // Bounded, so that nobody keeps the thread by calling on and on; the bus answers what is left with an error.
-    constexpr int MostCalls = 1000;
-    for (int i = 0; i < MostCalls && sd_bus_process(m_bus.get(), nullptr) > 0; ++i) { }
+    constexpr int MaxCalls = 1000;
+    for (int i = 0; i < MaxCalls && sd_bus_process(m_bus.get(), nullptr) > 0; ++i) { }
     setThreadServingBus(nullptr);
 }
 

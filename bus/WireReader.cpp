@@ -159,7 +159,7 @@ struct WireReader::ValueForm {
 
 Value WireReader::value(const std::string& signature)
 {
-    static constexpr ValueForm kForms[] {
+    static constexpr ValueForm Forms[] {
         { "y", ValueForm::integer<std::uint8_t, 'y'> },
         { "n", ValueForm::integer<std::int16_t, 'n'> },
         { "q", ValueForm::integer<std::uint16_t, 'q'> },
@@ -174,7 +174,7 @@ Value WireReader::value(const std::string& signature)
         { "ay", ValueForm::data },
         { "(x)", [](WireReader& in) -> Value { return in.date(); } },
     };
-    for (const ValueForm& form : kForms) {
+    for (const ValueForm& form : Forms) {
         if (form.signature == signature)
             return form.read(*this);
     }

@@ -18,7 +18,7 @@ struct TextField {
     void (*set)(MP4Tags&, TagText);
 };
 
-constexpr std::array kTextFields {
+constexpr std::array TextFields {
     TextField { "TITLE", &MP4TagsSetName },
     TextField { "ARTIST", &MP4TagsSetArtist },
     TextField { "ALBUM", &MP4TagsSetAlbum },
@@ -39,10 +39,10 @@ constexpr std::array kTextFields {
 };
 
 // Numbers, which have fields of their own as well.
-constexpr std::array<std::string_view, 4> kNumbers { "TRACKNUMBER", "DISCNUMBER", "BPM", "COMPILATION" };
+constexpr std::array<std::string_view, 4> Numbers { "TRACKNUMBER", "DISCNUMBER", "BPM", "COMPILATION" };
 
 // Names that programs give to freeform items; all others are written as they are.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kFreeformNames { {
+constexpr std::array<std::pair<std::string_view, std::string_view>, 6> FreeformNames { {
     { "MUSICBRAINZ_TRACKID", "MusicBrainz Track Id" },
     { "MUSICBRAINZ_ALBUMID", "MusicBrainz Album Id" },
     { "MUSICBRAINZ_ARTISTID", "MusicBrainz Artist Id" },
@@ -84,18 +84,18 @@ MP4TagArtworkType artworkType(std::string_view mimeType)
 
 bool hasFieldOfItsOwn(std::string_view name)
 {
-    return std::any_of(kTextFields.begin(), kTextFields.end(), [&](const TextField& one) { return one.name == name; })
-        || std::find(kNumbers.begin(), kNumbers.end(), name) != kNumbers.end();
+    return std::any_of(TextFields.begin(), TextFields.end(), [&](const TextField& one) { return one.name == name; })
+        || std::find(Numbers.begin(), Numbers.end(), name) != Numbers.end();
 }
 
 MP4ItmfItem freeformItem(std::string_view name, const std::string& text)
 {
-    auto known = std::find_if(
-        kFreeformNames.begin(), kFreeformNames.end(), [&](const auto& one) { return one.first == name; });
+    auto known
+        = std::find_if(FreeformNames.begin(), FreeformNames.end(), [&](const auto& one) { return one.first == name; });
     MP4ItmfItem item;
     item.code = fourCC("----");
     item.mean = FreeformMean;
-    item.name = known == kFreeformNames.end() ? name : known->second;
+    item.name = known == FreeformNames.end() ? name : known->second;
     ByteView bytes = bytesOf(text);
     item.dataList.push_back({ 0, MP4ItmfBasicType::Utf8, 0, Bytes(bytes.begin(), bytes.end()) });
     return item;
@@ -104,7 +104,7 @@ MP4ItmfItem freeformItem(std::string_view name, const std::string& text)
 MP4ItmfItemList itemsWith(const SongTags& tags, const MP4ItmfItemList& before)
 {
     MP4Tags fields = MP4TagsAlloc();
-    for (const TextField& field : kTextFields) {
+    for (const TextField& field : TextFields) {
         if (std::string_view text = tags.text(field.name); !text.empty())
             field.set(fields, text);
     }

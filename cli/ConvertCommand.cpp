@@ -40,7 +40,7 @@ ExitStatus run(const Arguments& arguments)
     return job.run(arguments);
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)" },
     NoTagsOption,
     ForceOption,
@@ -54,7 +54,7 @@ const Command convertCommand {
     .synopsis = "[OPTION...] FILE OUT.m4a",
     .summary = "Convert an audio file to AAC",
     .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

@@ -131,7 +131,7 @@ ExitStatus run(const Arguments& arguments)
     return status;
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "json", nullptr, "one JSON object a line, in the order of the files" },
     Option { "pictures", nullptr, "with --json: put pictures in as base64, not their length alone" },
     Option { "files-from", "LIST", "describe the files named in LIST too, one a line; - is standard input" },
@@ -148,7 +148,7 @@ const Command describeCommand {
                "audio/video parser for everything else. Keys are the columns of the media database.\n\n"
                "To describe a folder with all that is in it:\n"
                "  find FOLDER -type f -print0 | mivo describe --null --files-from -",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 0,
     .maximumFiles = AnyNumber,
     .run = run,

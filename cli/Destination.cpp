@@ -21,7 +21,7 @@ namespace mv::cli {
 
 namespace {
 
-constexpr int MostLinks = 40; // as many as the system follows
+constexpr int MaxLinks = 40; // as many as the system follows
 constexpr std::size_t CopyBlock = 1u << 20;
 
 Error unwritable(int code)
@@ -54,7 +54,7 @@ int openStreamNamed(const std::string& name)
 Result<Path> withoutLinks(std::filesystem::path path)
 {
     std::error_code failure;
-    for (int i = 0; i < MostLinks; ++i) {
+    for (int i = 0; i < MaxLinks; ++i) {
         auto folder = std::filesystem::canonical(path.parent_path(), failure);
         if (failure)
             return Error { Error::Kind::NotFound, "there is no folder " + path.parent_path().native() };

@@ -120,7 +120,7 @@ Result<std::string> dumpOf(const std::string& file, bool json)
 
 ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, dumpOf); }
 
-constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
 } // namespace
 
@@ -129,7 +129,7 @@ const Command dumpCommand {
     .synopsis = "[--json] FILE...",
     .summary = "Print every tag field of MPEG-4 files (MP4, M4A, M4V)",
     .details = "Fields that programs have added under names of their own are at the end.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -28,8 +28,8 @@ struct Word {
     std::string_view word;
     std::int32_t code;
 };
-constexpr std::array kModes { Word { "mono", 1 }, Word { "stereo", 2 }, Word { "joint", 3 } };
-constexpr std::array kQualities { Word { "fast", 0 }, Word { "standard", 1 }, Word { "best", 2 } };
+constexpr std::array Modes { Word { "mono", 1 }, Word { "stereo", 2 }, Word { "joint", 3 } };
+constexpr std::array Qualities { Word { "fast", 0 }, Word { "standard", 1 }, Word { "best", 2 } };
 
 template <std::size_t Count>
 Result<std::int32_t> codeOf(const char* option, const std::string& text, const std::array<Word, Count>& words)
@@ -50,8 +50,8 @@ Result<Record> attributesFrom(const Arguments& arguments)
 {
     MV_TRY(bitrate, numberIn("bitrate", arguments.value("bitrate", std::to_string(UsualBitrate)), 8, 320));
     MV_TRY(rate, numberIn("rate", arguments.value("rate", "0"), 0, 48000));
-    MV_TRY(mode, codeOf("mode", arguments.value("mode", "stereo"), kModes));
-    MV_TRY(quality, codeOf("quality", arguments.value("quality", "standard"), kQualities));
+    MV_TRY(mode, codeOf("mode", arguments.value("mode", "stereo"), Modes));
+    MV_TRY(quality, codeOf("quality", arguments.value("quality", "standard"), Qualities));
     return Record {
         { MVAudioEncoderBitrateAttribute, std::int32_t { bitrate * BitsPerKilobit } },
         { MVAudioEncoderSamplingRateAttribute, std::int32_t { rate } },
@@ -268,7 +268,7 @@ ExitStatus run(const Arguments& arguments)
     return worse(status, encode(*service->bus, jobs, *attributes, !arguments.has("no-tags")));
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "to", "FOLDER", "encode every FILE into FOLDER, several at once" },
     Option { "bitrate", "KBITS", "constant bit rate in kbit/s, 8 to 320 (default 192)" },
     Option { "rate", "HZ", "sample rate of the output; 0 is the input's (default)" },
@@ -287,7 +287,7 @@ const Command encodeCommand {
     .synopsis = "[OPTION...] FILE OUT.mp3 | --to FOLDER FILE...",
     .summary = "Encode audio files to MP3",
     .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -17,7 +17,7 @@ std::string jsonInfo(const std::string& file, const MVExifInfo& info)
 {
     JsonObject object;
     object.text("path", file);
-    for (const ExifTextProperty& property : kExifTextProperties) {
+    for (const ExifTextProperty& property : ExifTextProperties) {
         if (const auto& text = info.*property.field)
             object.text(property.name, *text);
     }
@@ -33,7 +33,7 @@ std::string readableInfo(const std::string& file, const MVExifInfo& info)
     auto row = [&](std::string_view name, const std::string& text) {
         out += "  " + padded(name, NameColumns) + terminalText(text) + "\n";
     };
-    for (const ExifTextProperty& property : kExifTextProperties) {
+    for (const ExifTextProperty& property : ExifTextProperties) {
         if (const auto& text = info.*property.field)
             row(property.name, *text);
     }
@@ -55,7 +55,7 @@ Result<std::string> exifOf(ServiceBus& bus, const std::string& file, bool json)
 
 ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, exifOf); }
 
-constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
 } // namespace
 
@@ -64,7 +64,7 @@ const Command exifCommand {
     .synopsis = "[--json] FILE...",
     .summary = "Show the camera and exposure facts of pictures",
     .details = "",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

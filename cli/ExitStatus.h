@@ -20,7 +20,7 @@ struct ExitStatusRow {
 };
 
 /// The whole list, as the help shows it.
-inline constexpr std::array kExitStatuses {
+inline constexpr std::array ExitStatuses {
     ExitStatusRow { ExitStatus::Done, "done" },
     ExitStatusRow { ExitStatus::SomeFailed, "something failed; each failed file is named on standard error" },
     ExitStatusRow { ExitStatus::Misuse, "the command line is wrong; nothing was done" },

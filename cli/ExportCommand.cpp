@@ -19,7 +19,7 @@ ExitStatus run(const Arguments& arguments)
     return job.run(arguments);
 }
 
-constexpr std::array kOptions { ForceOption, NoClobberOption };
+constexpr std::array Options { ForceOption, NoClobberOption };
 
 } // namespace
 
@@ -28,7 +28,7 @@ const Command exportCommand {
     .synopsis = "[OPTION...] FILE OUT.mp4",
     .summary = "Put a movie's streams into an MPEG-4 file, without encoding them anew",
     .details = "Ctrl-C cancels and leaves nothing.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

@@ -11,7 +11,7 @@ constexpr std::size_t CommandColumns = 11;
 constexpr std::size_t OptionColumns = 22;
 constexpr std::size_t StatusColumns = 5;
 
-constexpr std::array kCommonOptions {
+constexpr std::array CommonOptions {
     Option { "log", nullptr, "show the log of a service that this command starts" },
     Option { "help", nullptr, "show this help", 'h' },
     Option { "version", nullptr, "show the version", 'V' },
@@ -32,7 +32,7 @@ std::string optionRow(const Option& option)
 
 } // namespace
 
-std::span<const Option> commonOptions() { return kCommonOptions; }
+std::span<const Option> commonOptions() { return CommonOptions; }
 
 std::string helpText()
 {
@@ -43,7 +43,7 @@ std::string helpText()
     text += "\n\"mivo help COMMAND\" tells more of a command. Without a session bus a private one is started with the\n"
             "service on it for the time of the command; with one, the service that runs there is used, or started.\n"
             "\nExit status:\n";
-    for (const ExitStatusRow& one : kExitStatuses)
+    for (const ExitStatusRow& one : ExitStatuses)
         text += row(std::to_string(static_cast<int>(one.status)), StatusColumns, one.meaning);
     return text;
 }
@@ -54,7 +54,7 @@ std::string helpText(const Command& command)
         + ".\n" + (*command.details ? "\n" : "") + command.details + (*command.details ? "\n" : "") + "\nOptions:\n";
     for (const Option& option : command.options)
         text += optionRow(option);
-    for (const Option& option : kCommonOptions)
+    for (const Option& option : CommonOptions)
         text += optionRow(option);
     return text;
 }

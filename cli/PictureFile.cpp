@@ -147,8 +147,8 @@ Result<Bytes> jpegOf(const Bitmap& bitmap)
 
 bool isPictureForm(std::string_view extension)
 {
-    constexpr std::array<std::string_view, 5> kForms { "tif", "tiff", "png", "jpg", "jpeg" };
-    return std::find(kForms.begin(), kForms.end(), extension) != kForms.end();
+    constexpr std::array<std::string_view, 5> Forms { "tif", "tiff", "png", "jpg", "jpeg" };
+    return std::find(Forms.begin(), Forms.end(), extension) != Forms.end();
 }
 
 Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)

@@ -44,7 +44,7 @@ Result<std::string> podcastOf(ServiceBus& bus, const std::string& file, bool jso
 
 ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, podcastOf); }
 
-constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
 } // namespace
 
@@ -53,7 +53,7 @@ const Command podcastCommand {
     .synopsis = "[--json] FILE...",
     .summary = "Show the episode and the channel that a podcast file's tags name",
     .details = "",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -12,9 +12,9 @@ namespace mv::cli {
 
 namespace {
 
-constexpr int SmallestBar = 10;
-constexpr int LargestBar = 40;
-constexpr int LargestTitle = 30;
+constexpr int MinBar = 10;
+constexpr int MaxBar = 40;
+constexpr int MaxTitle = 30;
 // " 100%  123.4x  1:02:09 left" and the bar's brackets.
 constexpr int FiguresColumns = 32;
 constexpr double QuarterPercent = 25;
@@ -89,8 +89,8 @@ void ProgressDisplay::draw(const std::string& finishedLine)
 
 std::string ProgressDisplay::bar(const State& state) const
 {
-    int titleColumns = std::min(LargestTitle, std::max(1, m_columns - FiguresColumns - SmallestBar));
-    int barColumns = std::clamp(m_columns - titleColumns - FiguresColumns, SmallestBar, LargestBar);
+    int titleColumns = std::min(MaxTitle, std::max(1, m_columns - FiguresColumns - MinBar));
+    int barColumns = std::clamp(m_columns - titleColumns - FiguresColumns, MinBar, MaxBar);
     auto filled = static_cast<std::size_t>(std::lround(state.percent / 100 * barColumns));
     std::string_view title = truncatedUtf8(state.job.title, static_cast<std::size_t>(titleColumns));
     return padded(title, static_cast<std::size_t>(titleColumns)) + " [" + std::string(filled, '#')

@@ -20,7 +20,7 @@ constexpr auto PollInterval = std::chrono::milliseconds(5);
 
 bool anyRuns(ServiceBus& bus)
 {
-    return std::any_of(kServiceNames.begin(), kServiceNames.end(), [&](auto name) { return bus.hasOwner(name); });
+    return std::any_of(ServiceNames.begin(), ServiceNames.end(), [&](auto name) { return bus.hasOwner(name); });
 }
 
 ExitStatus run(const Arguments&)

@@ -56,7 +56,7 @@ struct NumberForm {
     std::string (*text)(const Value&);
 };
 
-constexpr std::array kNumberForms {
+constexpr std::array NumberForms {
     NumberForm { MediaDBCommonColumnFileSize, sizeText },
     NumberForm { MediaDBCommonColumnMediaType, codeText },
     NumberForm { MediaDBMusicColumnPlayLength, lengthText },
@@ -89,17 +89,17 @@ std::string readableLength(std::int64_t seconds)
 
 std::string readableSize(std::int64_t bytes)
 {
-    constexpr std::array kUnits { "kB", "MB", "GB", "TB" };
+    constexpr std::array Units { "kB", "MB", "GB", "TB" };
     constexpr double Step = 1000;
     if (bytes < static_cast<std::int64_t>(Step))
         return std::to_string(bytes) + " bytes";
     double amount = static_cast<double>(bytes) / Step;
     std::size_t unit = 0;
-    while (amount >= Step && unit + 1 < kUnits.size()) {
+    while (amount >= Step && unit + 1 < Units.size()) {
         amount /= Step;
         ++unit;
     }
-    return formatText("%.1f %s", amount, kUnits[unit]);
+    return formatText("%.1f %s", amount, Units[unit]);
 }
 
 std::string localDate(Date date)
@@ -134,7 +134,7 @@ std::string readableValue(std::string_view key, const Value& value)
         return localDate(*date);
     if (auto* data = value.data())
         return pictureText(*data);
-    for (const NumberForm& form : kNumberForms) {
+    for (const NumberForm& form : NumberForms) {
         if (form.key == key)
             return form.text(value);
     }

@@ -14,7 +14,7 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::array kEncoderCodes {
+constexpr std::array EncoderCodes {
     ResultCode { MVAudioEncoderErrorInput, "the input is no audio file that can be decoded" },
     ResultCode { MVAudioEncoderErrorParameters, "the encoder does not take these parameters" },
     ResultCode { MVAudioEncoderErrorOutput, "the output cannot be opened for writing" },
@@ -24,7 +24,7 @@ constexpr std::array kEncoderCodes {
     ResultCode { MVAudioEncoderErrorBuffer, "the encoder's output buffer was too small" },
 };
 
-constexpr std::array kExporterCodes {
+constexpr std::array ExporterCodes {
     ResultCode { MVMP4ExporterCancelled, "cancelled" },
     ResultCode { userCanceledErr, "cancelled" },
     ResultCode { dskFulErr, "the disk is full" },
@@ -62,9 +62,9 @@ std::string codeText(std::int32_t code)
 
 } // namespace
 
-std::span<const ResultCode> encoderCodes() { return kEncoderCodes; }
+std::span<const ResultCode> encoderCodes() { return EncoderCodes; }
 
-std::span<const ResultCode> exporterCodes() { return kExporterCodes; }
+std::span<const ResultCode> exporterCodes() { return ExporterCodes; }
 
 std::string sentenceForCode(std::span<const ResultCode> codes, std::int32_t code)
 {

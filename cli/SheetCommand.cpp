@@ -133,7 +133,7 @@ ExitStatus run(const Arguments& arguments)
     return status;
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "title", "TEXT", "the page's title (default: the folder's name)" },
     AsStoredOption,
 };
@@ -146,7 +146,7 @@ const Command sheetCommand {
     .summary = "Make one page with thumbnails and facts of a folder's media files",
     .details = "The folders below are searched too. The page needs no other file and opens in any browser. Files that\n"
                "cannot be described are named on standard error and left out. A page that is there is replaced.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

@@ -61,7 +61,7 @@ struct Part {
     const char* symbol; ///< stands where a picture is missing
 };
 
-constexpr std::array kParts {
+constexpr std::array Parts {
     Part { SheetCard::Kind::Picture, "Picture", "Pictures", "&#9635;" },
     Part { SheetCard::Kind::Music, "Music", "Music", "&#9834;" },
     Part { SheetCard::Kind::Video, "Video", "Videos", "&#9654;" },
@@ -156,7 +156,7 @@ std::string sheetPage(const std::string& title, const std::vector<SheetCard>& ca
         + htmlText(title) + "</title><style>" + Style + "</style></head>\n<body><header><h1>" + htmlText(title)
         + "</h1><p>" + count
         + "</p><input type=\"search\" placeholder=\"Search\" aria-label=\"Search\"></header>\n<main>\n";
-    for (const Part& part : kParts)
+    for (const Part& part : Parts)
         out += partHtml(cards, part);
     if (cards.empty())
         out += "<p>There is no file here that can be shown.</p>\n";

@@ -27,20 +27,20 @@ namespace {
 
 // No larger tag is made than the service reads. Texts may take twice their bytes in a tag.
 constexpr std::size_t MaxTextBytes = std::size_t { 4 } << 20; ///< of all texts together
-constexpr std::size_t MaxCoverBytes = MaximumTagBytes - 2 * MaxTextBytes; ///< of all covers together
+constexpr std::size_t MaxCoverBytes = MaxTagBytes - 2 * MaxTextBytes; ///< of all covers together
 
 // What speaks of the sound's old encoding, or of the container that it lay in.
-constexpr std::array<std::string_view, 14> kOfTheOldFile { "ENCODER", "ENCODEDBY", "ENCODING", "ENCODINGTIME",
+constexpr std::array<std::string_view, 14> OfTheOldFile { "ENCODER", "ENCODEDBY", "ENCODING", "ENCODINGTIME",
     "ENCODERSETTINGS", "ENCODEDUSING", "VENDOR", "LENGTH", "FILETYPE", "MAJOR_BRAND", "MINOR_VERSION",
     "COMPATIBLE_BRANDS", "R128_TRACK_GAIN", "R128_ALBUM_GAIN" };
 // The same by their beginning: remarks of a program about its loudness and gaps, the channels of a WAVE file.
-constexpr std::array<std::string_view, 3> kOfTheOldFileByPrefix { "ITUN", "COMMENT:ITUN", "WAVEFORMATEXTENSIBLE" };
+constexpr std::array<std::string_view, 3> OfTheOldFileByPrefix { "ITUN", "COMMENT:ITUN", "WAVEFORMATEXTENSIBLE" };
 
 struct NumberField {
     std::string_view number;
     std::array<std::string_view, 2> totals; ///< names that programs use for it
 };
-constexpr std::array kNumberFields {
+constexpr std::array NumberFields {
     NumberField { "TRACKNUMBER", { "TRACKTOTAL", "TOTALTRACKS" } },
     NumberField { "DISCNUMBER", { "DISCTOTAL", "TOTALDISCS" } },
 };
@@ -82,15 +82,15 @@ void setLegacyTexts()
 
 bool isOfTheOldFile(std::string_view name)
 {
-    return std::find(kOfTheOldFile.begin(), kOfTheOldFile.end(), name) != kOfTheOldFile.end()
-        || std::any_of(kOfTheOldFileByPrefix.begin(), kOfTheOldFileByPrefix.end(),
+    return std::find(OfTheOldFile.begin(), OfTheOldFile.end(), name) != OfTheOldFile.end()
+        || std::any_of(OfTheOldFileByPrefix.begin(), OfTheOldFileByPrefix.end(),
             [&](std::string_view prefix) { return name.starts_with(prefix); });
 }
 
 /// "3" and "12" become "3/12".
 void joinTotals(SongTags& tags)
 {
-    for (const NumberField& field : kNumberFields) {
+    for (const NumberField& field : NumberFields) {
         std::string total;
         for (std::string_view name : field.totals) {
             if (auto found = tags.texts.find(name); found != tags.texts.end()) {
@@ -125,13 +125,13 @@ void addTexts(SongTags& tags, const TagLib::PropertyMap& properties)
 /// The names that some programs use for a text, where the usual one is missing.
 void useUsualNames(SongTags& tags)
 {
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 4> kNames { {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 4> Names { {
         { "YEAR", "DATE" },
         { "ALBUM ARTIST", "ALBUMARTIST" },
         { "UNSYNCEDLYRICS", "LYRICS" },
         { "DESCRIPTION", "COMMENT" },
     } };
-    for (const auto& [other, usual] : kNames) {
+    for (const auto& [other, usual] : Names) {
         auto found = tags.texts.find(other);
         if (found == tags.texts.end() || tags.texts.contains(usual))
             continue;
@@ -216,13 +216,13 @@ void addCovers(SongTags& tags, TagLib::File& file)
 /// By the first bytes: what tags say of their pictures is often wrong.
 std::string mimeTypeOf(const SongCover& cover)
 {
-    constexpr std::array<std::pair<std::string_view, const char*>, 4> kTypes { {
+    constexpr std::array<std::pair<std::string_view, const char*>, 4> Types { {
         { "\xff\xd8\xff", "image/jpeg" },
         { "\x89PNG", "image/png" },
         { "GIF8", "image/gif" },
         { "BM", "image/bmp" },
     } };
-    for (const auto& [begin, type] : kTypes) {
+    for (const auto& [begin, type] : Types) {
         if (charsOf(cover.data).starts_with(begin))
             return type;
     }

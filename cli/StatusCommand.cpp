@@ -49,7 +49,7 @@ struct Row {
 std::vector<Row> askAll(ServiceBus& bus)
 {
     std::vector<Row> rows;
-    for (std::string_view service : kServiceNames) {
+    for (std::string_view service : ServiceNames) {
         auto processId = bus.processIdOf(service);
         rows.push_back({ service, processId ? *processId : 0 });
     }
@@ -98,7 +98,7 @@ ExitStatus run(const Arguments& arguments)
     return ExitStatus::NoService;
 }
 
-constexpr std::array kOptions { Option { "json", nullptr, "one JSON object a line" } };
+constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
 } // namespace
 
@@ -107,7 +107,7 @@ const Command statusCommand {
     .synopsis = "[--json]",
     .summary = "Show which services run on the session bus",
     .details = "Starts nothing. The exit status is 0 when all nine services run, else 3.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 0,
     .maximumFiles = 0,
     .run = run,

@@ -34,9 +34,9 @@ std::size_t errorsAllowed(std::string_view typed) { return std::clamp<std::size_
 
 std::string nearestWord(std::string_view typed, const std::vector<std::string>& known)
 {
-    constexpr std::size_t LongestWord = 40; // of ours; what is longer is no slip
+    constexpr std::size_t MaxWord = 40; // of ours; what is longer is no slip
     std::string lower = toLowerAscii(typed);
-    if (lower.empty() || lower.size() > LongestWord)
+    if (lower.empty() || lower.size() > MaxWord)
         return "";
     std::string nearest;
     std::size_t fewest = errorsAllowed(lower) + 1;

@@ -18,7 +18,7 @@ namespace {
 
 using Kind = TagField::Kind;
 
-constexpr std::array kFields {
+constexpr std::array Fields {
     TagField { "title", MediaDBMusicColumnTitle, Kind::Text, true, true },
     TagField { "artist", MediaDBMusicColumnArtist, Kind::Text, true, true },
     TagField { "album", MediaDBMusicColumnAlbum, Kind::Text, true, true },
@@ -33,11 +33,11 @@ constexpr std::array kFields {
 };
 
 // The texts that an MP3 file loses when the record lacks them.
-constexpr std::array kWholeStateOfMP3 { MediaDBMusicColumnTitle, MediaDBMusicColumnAlbum, MediaDBMusicColumnArtist,
+constexpr std::array WholeStateOfMP3 { MediaDBMusicColumnTitle, MediaDBMusicColumnAlbum, MediaDBMusicColumnArtist,
     MediaDBCommonColumnReservedText, MediaDBMusicColumnComposer };
 
 // A track number is one byte in the ID3 writer.
-constexpr int LargestNumber = 255;
+constexpr int MaxNumber = 255;
 // The whole message must stay below the bus's limit.
 constexpr std::uint64_t MaxPictureBytes = 16u << 20;
 
@@ -60,10 +60,10 @@ Result<Value> pictureValue(const std::string& name)
 Result<PlaceInSet> placeFor(const TagField& field, const std::string& text)
 {
     auto slash = text.find('/');
-    MV_TRY(number, numberIn(field.name, text.substr(0, slash), 1, LargestNumber));
+    MV_TRY(number, numberIn(field.name, text.substr(0, slash), 1, MaxNumber));
     if (slash == std::string::npos)
         return PlaceInSet { number, 0 };
-    MV_TRY(total, numberIn(field.name, text.substr(slash + 1), 1, LargestNumber));
+    MV_TRY(total, numberIn(field.name, text.substr(slash + 1), 1, MaxNumber));
     if (total < number)
         return misuse(formatText("--%s %s: there is no %d among %d", field.name, text.c_str(), number, total));
     return PlaceInSet { number, total };
@@ -94,8 +94,8 @@ Result<Value> valueFor(const TagField& field, const std::string& text)
 std::vector<std::string> fieldNames()
 {
     std::vector<std::string> names;
-    names.reserve(std::size(kFields));
-    for (const TagField& field : kFields)
+    names.reserve(std::size(Fields));
+    for (const TagField& field : Fields)
         names.emplace_back(field.name);
     return names;
 }
@@ -104,7 +104,7 @@ std::vector<std::string> fieldNames()
 /// the MP4 writer for pictures; everything else is emptied by an empty text or the number 0.
 Value emptying(std::int32_t mediaType, const TagField& field)
 {
-    bool wholeState = std::find(kWholeStateOfMP3.begin(), kWholeStateOfMP3.end(), field.key) != kWholeStateOfMP3.end();
+    bool wholeState = std::find(WholeStateOfMP3.begin(), WholeStateOfMP3.end(), field.key) != WholeStateOfMP3.end();
     if (field.kind == Kind::Picture || (mediaType == MVMediaTypeMP3 && wholeState))
         return NullObject();
     return field.kind == Kind::Number ? Value(std::int32_t { 0 }) : Value("");
@@ -112,12 +112,12 @@ Value emptying(std::int32_t mediaType, const TagField& field)
 
 } // namespace
 
-std::span<const TagField> tagFields() { return kFields; }
+std::span<const TagField> tagFields() { return Fields; }
 
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
 {
     std::vector<TagChange> changes;
-    for (const TagField& field : kFields) {
+    for (const TagField& field : Fields) {
         if (!arguments.has(field.name))
             continue;
         std::string text = arguments.value(field.name);
@@ -130,9 +130,8 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
         change.total = total;
     }
     for (const std::string& name : arguments.values("clear")) {
-        auto field
-            = std::find_if(kFields.begin(), kFields.end(), [&](const TagField& one) { return name == one.name; });
-        if (field == kFields.end())
+        auto field = std::find_if(Fields.begin(), Fields.end(), [&](const TagField& one) { return name == one.name; });
+        if (field == Fields.end())
             return misuse("there is no field \"" + name + "\" to clear" + didYouMean(name, fieldNames()));
         if (arguments.has(field->name))
             return misuse("the " + name + " cannot be set and cleared at once");
@@ -147,7 +146,7 @@ Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, co
         return misuse("only MP3 and M4A files have tags that the service writes");
     Record record { { MediaDBCommonColumnMediaType, mediaType } };
     if (mediaType == MVMediaTypeMP3) {
-        for (std::string_view key : kWholeStateOfMP3) {
+        for (std::string_view key : WholeStateOfMP3) {
             if (const Value* value = current.find(key))
                 record.set(key, *value);
         }

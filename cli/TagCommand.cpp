@@ -146,7 +146,7 @@ ExitStatus run(const Arguments& arguments)
     return interruption.asked() ? ExitStatus::Interrupted : status;
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "title", "TEXT", "the song's title" },
     Option { "artist", "TEXT", "who plays or sings it" },
     Option { "album", "TEXT", "the album's title" },
@@ -170,7 +170,7 @@ const Command tagCommand {
     .summary = "Change the tags of MP3 and M4A files",
     .details = "Shows every field before and after. Fields that are not named keep their values. Without a change the\n"
                "fields are only shown. A file is rewritten whole or not at all.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

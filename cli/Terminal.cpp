@@ -18,7 +18,7 @@ constexpr int UsualWidth = 80;
 constexpr std::string_view ExceptionPrefix = BusErrorExceptionPrefix;
 
 // What the bus says when nobody is there to answer.
-constexpr std::array<std::string_view, 4> kNobodyThere { "org.freedesktop.DBus.Error.ServiceUnknown",
+constexpr std::array<std::string_view, 4> NobodyThere { "org.freedesktop.DBus.Error.ServiceUnknown",
     "org.freedesktop.DBus.Error.NameHasNoOwner", "org.freedesktop.DBus.Error.NoServer",
     "org.freedesktop.DBus.Error.Disconnected" };
 
@@ -32,7 +32,7 @@ bool terminalIsDumb() { return environment("TERM") == "dumb"; }
 
 bool nobodyIsThere(const Error& error)
 {
-    return std::find(kNobodyThere.begin(), kNobodyThere.end(), error.name) != kNobodyThere.end();
+    return std::find(NobodyThere.begin(), NobodyThere.end(), error.name) != NobodyThere.end();
 }
 
 /// The number of bytes of the character at the front; 0 where there is no valid one.

@@ -18,8 +18,8 @@ namespace mv::cli {
 namespace {
 
 constexpr const char* Name = "thumbnail";
-constexpr int LargestSide = 16384;
-constexpr int LargestCategory = 1000;
+constexpr int MaxSide = 16384;
+constexpr int MaxCategory = 1000;
 // What the picture service makes of a picture without further wishes.
 constexpr FloatSize UsualSize { 100, 100 };
 
@@ -36,8 +36,8 @@ Result<FloatSize> sizeFrom(const std::string& text)
     auto cross = text.find('x');
     if (cross == std::string::npos)
         return Error { Error::Kind::Format, "--size takes WIDTHxHEIGHT, such as 320x240" };
-    MV_TRY(width, numberIn("size", text.substr(0, cross), 1, LargestSide));
-    MV_TRY(height, numberIn("size", text.substr(cross + 1), 1, LargestSide));
+    MV_TRY(width, numberIn("size", text.substr(0, cross), 1, MaxSide));
+    MV_TRY(height, numberIn("size", text.substr(cross + 1), 1, MaxSide));
     return FloatSize { static_cast<float>(width), static_cast<float>(height) };
 }
 
@@ -62,7 +62,7 @@ Result<Wish> wishFrom(const Arguments& arguments)
         wish.size = size;
     }
     if (arguments.has("category")) {
-        MV_TRY(category, numberIn("category", arguments.value("category"), 0, LargestCategory));
+        MV_TRY(category, numberIn("category", arguments.value("category"), 0, MaxCategory));
         wish.category = category;
     }
     if (arguments.has("protocol")) {
@@ -187,7 +187,7 @@ ExitStatus run(const Arguments& arguments)
     return makeThumbnail(arguments, *path, *wish, destination);
 }
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100)" },
     Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)" },
     AsStoredOption,
@@ -203,7 +203,7 @@ const Command thumbnailCommand {
     .summary = "Make a thumbnail of a picture, or take the one of a song or video",
     .details = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
                "standard output, get a PNG. A file that is there is replaced.",
-    .options = kOptions,
+    .options = Options,
     .minimumFiles = 1,
     .maximumFiles = 2,
     .run = run,

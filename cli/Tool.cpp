@@ -11,7 +11,7 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::array kCommands {
+constexpr std::array Commands {
     &describeCommand,
     &exifCommand,
     &thumbnailCommand,
@@ -35,15 +35,14 @@ bool isOneOf(std::string_view word, std::initializer_list<std::string_view> word
 
 const Command* commandNamed(std::string_view name)
 {
-    auto found
-        = std::find_if(kCommands.begin(), kCommands.end(), [&](const Command* one) { return name == one->name; });
-    return found == kCommands.end() ? nullptr : *found;
+    auto found = std::find_if(Commands.begin(), Commands.end(), [&](const Command* one) { return name == one->name; });
+    return found == Commands.end() ? nullptr : *found;
 }
 
 ExitStatus unknownCommand(const std::string& name)
 {
     std::vector<std::string> known { "help" };
-    for (const Command* command : kCommands)
+    for (const Command* command : Commands)
         known.emplace_back(command->name);
     printToError("mivo: there is no command \"" + terminalText(name) + "\"" + didYouMean(name, known, "\"")
         + "\nTry \"mivo --help\".\n");
@@ -86,7 +85,7 @@ ExitStatus runCommand(const Command& command, const std::vector<std::string>& wo
 
 } // namespace
 
-std::span<const Command* const> allCommands() { return kCommands; }
+std::span<const Command* const> allCommands() { return Commands; }
 
 ExitStatus runTool(const std::vector<std::string>& words)
 {

@@ -9,7 +9,7 @@ namespace {
 
 void storeText(MVExifInfo& info, const std::string& name, const MVExifInfo::Text& text)
 {
-    for (const ExifTextProperty& property : kExifTextProperties) {
+    for (const ExifTextProperty& property : ExifTextProperties) {
         if (name == property.name)
             info.*property.field = text;
     }

@@ -21,7 +21,7 @@ private:
     MVMP4ExporterDelegate& m_delegate;
 };
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterDelegate::MP4ExporterProgress, SD_BUS_ARGS("i", percent),
         SD_BUS_RESULT("b", goOn), (servedMethod<DelegateAdaptor, &DelegateAdaptor::progress>),
@@ -29,9 +29,9 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::MP4ExporterDelegate::Interface, kMembers } };
+constexpr ServedInterface Interfaces[] = { { wire::MP4ExporterDelegate::Interface, Members } };
 
-std::span<const ServedInterface> DelegateAdaptor::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> DelegateAdaptor::interfaces() const { return Interfaces; }
 
 } // namespace
 

@@ -12,11 +12,11 @@ namespace mv {
 namespace {
 
 // Pictures that the image service takes though their endings have no media type code.
-constexpr std::array<std::string_view, 6> kMorePictures { "tif", "tiff", "webp", "heic", "heif", "avif" };
+constexpr std::array<std::string_view, 6> MorePictures { "tif", "tiff", "webp", "heic", "heif", "avif" };
 
 bool isMorePicture(std::string_view extension)
 {
-    return std::any_of(kMorePictures.begin(), kMorePictures.end(),
+    return std::any_of(MorePictures.begin(), MorePictures.end(),
         [&](std::string_view one) { return equalIgnoringAsciiCase(one, extension); });
 }
 

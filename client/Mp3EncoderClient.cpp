@@ -117,8 +117,8 @@ const sd_bus_vtable Mp3EncoderClient::ServedDelegate::s_members[] = {
 
 std::span<const ServedInterface> Mp3EncoderClient::ServedDelegate::interfaces() const
 {
-    static constexpr ServedInterface kInterfaces[] = { { wire::AudioEncoderDelegate::Interface, s_members } };
-    return kInterfaces;
+    static constexpr ServedInterface Interfaces[] = { { wire::AudioEncoderDelegate::Interface, s_members } };
+    return Interfaces;
 }
 
 Mp3EncoderClient::Mp3EncoderClient(ServiceBus& bus)

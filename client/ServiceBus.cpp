@@ -16,7 +16,7 @@ struct ErrorKindRow {
     Error::Kind kind;
 };
 
-constexpr std::array kErrorKinds {
+constexpr std::array ErrorKinds {
     ErrorKindRow { "org.freedesktop.DBus.Error.ServiceUnknown", Error::Kind::NotFound },
     ErrorKindRow { "org.freedesktop.DBus.Error.NameHasNoOwner", Error::Kind::NotFound },
     ErrorKindRow { BusErrorNoServer, Error::Kind::NotFound },
@@ -30,7 +30,7 @@ constexpr std::array kErrorKinds {
 Error busError(std::string name, std::string text)
 {
     Error error { Error::Kind::State, std::move(text), 0, std::move(name) };
-    for (const ErrorKindRow& row : kErrorKinds) {
+    for (const ErrorKindRow& row : ErrorKinds) {
         if (row.name == error.name)
             error.kind = row.kind;
     }

@@ -32,7 +32,7 @@ constexpr int ExecFailed = 127;
 // The service's own exit status where somebody else has one of its names.
 constexpr int NameTaken = 1;
 // More starts than this in a row are not a matter of who comes first.
-constexpr int MostStarts = 5;
+constexpr int MaxStarts = 5;
 // The address of a bus is a line of less than this.
 constexpr std::size_t MaxAddressBytes = 4096;
 
@@ -101,7 +101,7 @@ Result<ChildProcess> startBus()
 std::size_t publishedNames(ServiceBus& bus)
 {
     return static_cast<std::size_t>(
-        std::count_if(kServiceNames.begin(), kServiceNames.end(), [&](auto name) { return bus.hasOwner(name); }));
+        std::count_if(ServiceNames.begin(), ServiceNames.end(), [&](auto name) { return bus.hasOwner(name); }));
 }
 
 /// False when it did not come true in time.
@@ -119,14 +119,14 @@ template <class Condition> bool waitFor(const Condition& condition, Clock::durat
 /// True when the process has all names: the last one is published last.
 bool isOwnedBy(ServiceBus& bus, pid_t process)
 {
-    auto owner = bus.processIdOf(kServiceNames.back());
+    auto owner = bus.processIdOf(ServiceNames.back());
     return owner.ok() && *owner == process;
 }
 
 /// What stands in the way when names are held by somebody who does not come to have all of them.
 Error namesAreHeld(ServiceBus& bus)
 {
-    for (std::string_view name : kServiceNames) {
+    for (std::string_view name : ServiceNames) {
         if (auto process = bus.processIdOf(name); process.ok()) {
             return { Error::Kind::State,
                 formatText("the name %.*s is held by process %d, and not all of the services are there",
@@ -200,7 +200,7 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::ensure(const Options& op
         process->m_bus = std::move(started);
     }
     MV_TRY(bus, ServiceBus::open());
-    if (publishedNames(*bus) == kServiceNames.size())
+    if (publishedNames(*bus) == ServiceNames.size())
         return process;
     if (access(options.program.c_str(), X_OK) != 0)
         return Error { Error::Kind::NotFound, "the service's program is not at " + options.program.text() };
@@ -215,9 +215,9 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::ensure(const Options& op
 // or none.
 Result<void> ServiceProcess::startService(ServiceBus& bus, const Options& options, bool outlivesUs)
 {
-    for (int i = 0; i < MostStarts; ++i) {
+    for (int i = 0; i < MaxStarts; ++i) {
         std::size_t names = 0;
-        auto allOrNone = [&] { return (names = publishedNames(bus)) == 0 || names == kServiceNames.size(); };
+        auto allOrNone = [&] { return (names = publishedNames(bus)) == 0 || names == ServiceNames.size(); };
         if (!waitFor(allOrNone, options.heldNamesTimeout))
             return namesAreHeld(bus);
         if (names > 0)
@@ -225,7 +225,7 @@ Result<void> ServiceProcess::startService(ServiceBus& bus, const Options& option
         MV_TRY(started,
             ChildProcess::start({ options.program.text() }, { .quiet = !options.showLog, .outlivesUs = outlivesUs }));
         m_service = std::move(started);
-        auto allOrEnded = [&] { return publishedNames(bus) == kServiceNames.size() || !m_service.isRunning(); };
+        auto allOrEnded = [&] { return publishedNames(bus) == ServiceNames.size() || !m_service.isRunning(); };
         if (!waitFor(allOrEnded, StartTimeout))
             return Error { Error::Kind::Io, "the service does not publish its names" };
         // Where another has the names, ours is about to find that out. Not to be left behind meanwhile: if the other

@@ -31,7 +31,7 @@ void logFromFfmpeg(void* context, int level, const char* format, va_list argumen
 
 void setUpFfmpeg()
 {
-    av_max_alloc(MaximumAllocation);
+    av_max_alloc(MaxAllocation);
     av_log_set_callback(logFromFfmpeg);
 }
 

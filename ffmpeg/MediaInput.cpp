@@ -13,11 +13,11 @@ namespace {
 
 /// FFmpeg's names of the containers that are opened. A format that can name other files (playlists, image
 /// sequences, scripts) must never stand here.
-constexpr const char* kFormats = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,mpeg,mpegts,mpegvideo,flv,asf,ogg,flac,wav,"
-                                 "aiff,au,mp3,aac,ac3,eac3,amr,caf,dv";
+constexpr const char* Formats = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,mpeg,mpegts,mpegvideo,flv,asf,ogg,flac,wav,"
+                                "aiff,au,mp3,aac,ac3,eac3,amr,caf,dv";
 /// The format list already keeps other files shut; this and denyOpening are the second and third lock.
-constexpr const char* kProtocols = "none";
-constexpr int kIoBufferSize = 32768;
+constexpr const char* Protocols = "none";
+constexpr int IoBufferSize = 32768;
 
 int denyOpening(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) { return AVERROR(EACCES); }
 
@@ -31,7 +31,7 @@ bool isAllowed(const AVInputFormat& format)
 {
     std::string_view name = format.name;
     std::string_view first = name.substr(0, name.find(','));
-    std::string_view rest = kFormats;
+    std::string_view rest = Formats;
     while (!rest.empty()) {
         std::string_view allowed = rest.substr(0, rest.find(','));
         if (allowed == first)
@@ -98,10 +98,10 @@ bool MediaInput::isIsoMedia() const { return std::strstr(m_context->iformat->nam
 
 bool MediaInput::makeIoContext()
 {
-    auto* buffer = static_cast<unsigned char*>(av_malloc(kIoBufferSize));
+    auto* buffer = static_cast<unsigned char*>(av_malloc(IoBufferSize));
     if (!buffer)
         return false;
-    m_io.reset(avio_alloc_context(buffer, kIoBufferSize, 0, this, readPacket, nullptr, seek));
+    m_io.reset(avio_alloc_context(buffer, IoBufferSize, 0, this, readPacket, nullptr, seek));
     if (!m_io)
         av_free(buffer);
     return m_io != nullptr;
@@ -125,11 +125,11 @@ Result<std::unique_ptr<MediaInput>> MediaInput::open(SharedSource file, const Se
     if (settings.generatePts)
         context->flags |= AVFMT_FLAG_GENPTS;
     Options options;
-    options.set("format_whitelist", kFormats);
-    options.set("protocol_whitelist", kProtocols);
-    options.set("max_streams", MaximumStreams);
-    options.set("probesize", MaximumProbeBytes);
-    options.set("analyzeduration", MaximumAnalyzeDuration);
+    options.set("format_whitelist", Formats);
+    options.set("protocol_whitelist", Protocols);
+    options.set("max_streams", MaxStreams);
+    options.set("probesize", MaxProbeBytes);
+    options.set("analyzeduration", MaxAnalyzeDuration);
     // No name is given: the content alone decides. A failed call frees the context.
     const AVInputFormat* container = settings.container ? av_find_input_format(settings.container) : nullptr;
     int status = avformat_open_input(&context, nullptr, container, options.address());
@@ -148,8 +148,8 @@ bool MediaInput::recognises(SharedSource file)
     const AVInputFormat* format = nullptr;
     if (!input.makeIoContext())
         return false;
-    int score = av_probe_input_buffer2(input.m_io.get(), &format, nullptr, nullptr, 0, MaximumProbeBytes);
-    return score >= LowestMovieScore && format && isAllowed(*format);
+    int score = av_probe_input_buffer2(input.m_io.get(), &format, nullptr, nullptr, 0, MaxProbeBytes);
+    return score >= MinMovieScore && format && isAllowed(*format);
 }
 
 Result<void> MediaInput::findStreamInfo()
@@ -159,7 +159,7 @@ Result<void> MediaInput::findStreamInfo()
         return {};
     std::vector<Options> perStream(m_context->nb_streams);
     std::vector<AVDictionary*> dictionaries;
-    std::int64_t share = MaximumAnalyzedPixels / std::max<std::int64_t>(1, videoStreamCount(*m_context));
+    std::int64_t share = MaxAnalyzedPixels / std::max<std::int64_t>(1, videoStreamCount(*m_context));
     for (Options& options : perStream) {
         options.set("max_pixels", share);
         options.set("threads", 1);

@@ -10,7 +10,7 @@ namespace mv {
 namespace {
 
 /// Where the module lies, seen from the executable's folder: a build tree, then an installed tree.
-constexpr const char* kModulePlaces[] = { "../lib/mivo-ffmpeg.so", "../lib/mivo/mivo-ffmpeg.so" };
+constexpr const char* ModulePlaces[] = { "../lib/mivo-ffmpeg.so", "../lib/mivo/mivo-ffmpeg.so" };
 
 class UnavailableMediaBackend final : public MediaBackend {
 public:
@@ -28,7 +28,7 @@ void* openModule(std::string& problem)
     std::error_code failure;
     std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", failure);
     problem = "the executable's folder is not known";
-    for (const char* place : kModulePlaces) {
+    for (const char* place : ModulePlaces) {
         std::filesystem::path module = (executable.parent_path() / place).lexically_normal();
         if (failure || !std::filesystem::exists(module, failure)) {
             problem = "no " + module.string();

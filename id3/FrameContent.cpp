@@ -63,9 +63,9 @@ bool hasPossibleAllocation(const MpegHeader& header, std::uint8_t modeByte, Byte
 /// One granule of one channel: its length in bits, or nothing where a value is forbidden.
 std::optional<unsigned> granuleBits(BitReader& reader, bool isMpeg1)
 {
-    constexpr unsigned MostBigValues = 288;
+    constexpr unsigned MaxBigValues = 288;
     unsigned length = reader.take(12);
-    bool possible = reader.take(9) <= MostBigValues;
+    bool possible = reader.take(9) <= MaxBigValues;
     reader.skip(8 + (isMpeg1 ? 4 : 9)); // gain, scale factors
     if (reader.take(1) == 1) { // window switching
         possible = possible && reader.take(2) != 0;

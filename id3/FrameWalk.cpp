@@ -11,9 +11,9 @@ namespace mv {
 namespace {
 
 // Frames with odd names in a row that a proof steps over.
-constexpr int MaximumOddRun = 1024;
+constexpr int MaxOddRun = 1024;
 // And that all proofs of a walk step over: a tag of millions of tiny odd frames costs no more than that.
-constexpr int MaximumOddSteps = 1 << 20;
+constexpr int MaxOddSteps = 1 << 20;
 
 bool isNameCharacter(std::uint8_t c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
@@ -90,8 +90,8 @@ bool FrameWalk::isBorder(std::uint64_t position) const
 /// size of an empty frame, and a next frame lies in the tag.
 bool FrameWalk::isProvenBorder(std::uint64_t position, std::uint32_t frameSize) const
 {
-    for (int odd = 0; odd < MaximumOddRun && position <= m_bytes.size(); ++odd) {
-        if (++m_oddSteps > MaximumOddSteps)
+    for (int odd = 0; odd < MaxOddRun && position <= m_bytes.size(); ++odd) {
+        if (++m_oddSteps > MaxOddSteps)
             return false;
         if (position >= paddingBegin())
             return frameSize > 0;

@@ -9,18 +9,18 @@ namespace mv {
 namespace {
 
 // Above what any encoder writes.
-constexpr int HighestBitrate = 640'000;
-constexpr std::size_t SmallestFrame = 24;
+constexpr int MaxBitrate = 640'000;
+constexpr std::size_t MinFrame = 24;
 // The first header, the second, which tells the size, and two that prove it; as many as any other format needs from
 // there on.
 constexpr int ProvingFrames = 4;
-constexpr int FewestFrames = 3;
+constexpr int MinFrames = 3;
 
 /// The largest size of such a frame, padded or not, as this one says.
 std::size_t maximumSize(const MpegHeader& header, bool isPadded)
 {
     int slot = header.slotSize();
-    int slots = header.samplesPerFrame * (HighestBitrate / 8) / (header.sampleRate * slot);
+    int slots = header.samplesPerFrame * (MaxBitrate / 8) / (header.sampleRate * slot);
     return static_cast<std::size_t>((slots + (isPadded ? 1 : 0)) * slot);
 }
 
@@ -45,7 +45,7 @@ public:
         std::size_t place = 0;
         for (int frames = 0; frames < ProvingFrames; ++frames) {
             if (place + MpegHeader::Size > m_bytes.size())
-                return reachesEnd && frames >= FewestFrames;
+                return reachesEnd && frames >= MinFrames;
             auto header = headerAt(place);
             std::size_t size = unpadded + (header && header->isPadded ? m_slot : 0);
             if (!header || !hasPossibleContent(*header, m_bytes.subspan(place), size))
@@ -78,7 +78,7 @@ std::size_t freeFormatSize(const MpegHeader& header, ByteView bytes)
         if (bytes[size] != 0xFF || !chain.headerAt(size))
             continue;
         // Headers nearer than any frame is long are a pattern.
-        if (size < SmallestFrame)
+        if (size < MinFrame)
             return 0;
         bool isWhole = (size - padding) % static_cast<std::size_t>(header.slotSize()) == 0;
         if (isWhole && chain.proves(size - padding, reachesEnd))

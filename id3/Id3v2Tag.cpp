@@ -77,7 +77,7 @@ public:
         if ((header.flags & TagUnsynchronised) && header.majorVersion < 4 && isUnsynchronised(m_tag.m_bytes))
             m_tag.m_bytes.resize(undoUnsynchronisation(m_tag.m_bytes));
         FrameWalk walk(version(), m_tag.m_bytes, header.flags & TagExtendedHeader);
-        while (m_tag.m_frames.size() < Id3v2Tag::MaximumFrames) {
+        while (m_tag.m_frames.size() < Id3v2Tag::MaxFrames) {
             auto frame = walk.next();
             if (!frame)
                 break;
@@ -195,8 +195,8 @@ private:
     /// Who rewrites the tag has no other form of such a frame.
     bool isOverLimit(std::size_t size)
     {
-        constexpr std::size_t MostAdded = 6; // of a length, an encryption and a group
-        bool over = size + MostAdded > m_unpackLeft;
+        constexpr std::size_t MaxAdded = 6; // of a length, an encryption and a group
+        bool over = size + MaxAdded > m_unpackLeft;
         m_tag.m_complete = m_tag.m_complete && !over;
         return over;
     }

@@ -46,7 +46,7 @@ class Id3v2Tag {
 public:
     static constexpr std::size_t HeaderSize = 10;
     static constexpr std::size_t FooterSize = 10;
-    static constexpr std::size_t MaximumFrames = 4096;
+    static constexpr std::size_t MaxFrames = 4096;
 
     struct Header {
         int majorVersion = 0; ///< 2, 3, 4, or another that is not read further

@@ -55,7 +55,7 @@ std::optional<MpegFrame> findUnproven(
 
 std::optional<MpegFrame> findFirst(MpegStream& stream, SourceWindow& window, std::uint64_t begin)
 {
-    std::uint64_t until = std::min(stream.end(), begin + MpegFrameReader::MaximumSearch);
+    std::uint64_t until = std::min(stream.end(), begin + MpegFrameReader::MaxSearch);
     // An encoder's table where the stream has to begin is proof enough, also when damage follows.
     begin = behindPadding(window, begin, until);
     auto inPlace = stream.frameAt(begin);
@@ -77,15 +77,15 @@ std::optional<double> secondsOfTable(const VbrHeader& table, const MpegFrame& fi
     double audioBytes = static_cast<double>(end - first.offset);
     double statedBytes = table.bytes && *table.bytes > 0 ? *table.bytes : audioBytes;
     // Some count the table's frame, some do not; some count an ID3v1 tag; all are within two frames of each other.
-    constexpr double Tolerance = 2 * MpegHeader::MaximumFrameSize;
+    constexpr double Tolerance = 2 * MpegHeader::MaxFrameSize;
     if (statedBytes + Tolerance < audioBytes)
         return std::nullopt;
     // No stream has less or more than this on average.
-    constexpr double LowestBitrate = 4'000;
-    constexpr double HighestBitrate = 660'000;
+    constexpr double MinBitrate = 4'000;
+    constexpr double MaxBitrate = 660'000;
     double bitrate = (statedBytes + Tolerance) * 8 / seconds;
     double floor = std::max(0.0, statedBytes - Tolerance) * 8 / seconds;
-    if (bitrate < LowestBitrate || floor > HighestBitrate)
+    if (bitrate < MinBitrate || floor > MaxBitrate)
         return std::nullopt;
     return seconds;
 }

@@ -29,9 +29,9 @@ struct MpegAudioFacts {
 class MpegFrameReader {
 public:
     /// How far the first frame is searched. Far above any garbage between a tag and its audio.
-    static constexpr std::uint64_t MaximumSearch = std::uint64_t { 16 } << 20;
+    static constexpr std::uint64_t MaxSearch = std::uint64_t { 16 } << 20;
     /// How much is walked through; the rest of larger streams is taken to be like it. Over six hours at 320 kbit/s.
-    static constexpr std::uint64_t MaximumWalk = std::uint64_t { 1 } << 30;
+    static constexpr std::uint64_t MaxWalk = std::uint64_t { 1 } << 30;
     /// Streams up to this size are walked through, larger ones looked into at intervals first.
     static constexpr std::uint64_t SmallStream = std::uint64_t { 512 } << 10;
 

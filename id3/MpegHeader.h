@@ -12,7 +12,7 @@ struct MpegHeader {
     static constexpr std::size_t Size = 4;
     /// Above every frame of a fixed bit rate: layer II at 384 kbit/s and 32 kHz takes 1729 bytes, layer I at 448
     /// kbit/s 672.
-    static constexpr std::size_t MaximumFrameSize = 1732;
+    static constexpr std::size_t MaxFrameSize = 1732;
 
     enum class Version : std::uint8_t { Mpeg1, Mpeg2, Mpeg25 };
 

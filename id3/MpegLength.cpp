@@ -24,7 +24,7 @@ public:
 
     double run()
     {
-        std::uint64_t limit = std::min(m_stream.end(), m_begin + MpegFrameReader::MaximumWalk);
+        std::uint64_t limit = std::min(m_stream.end(), m_begin + MpegFrameReader::MaxWalk);
         for (bool more = true; more && m_frame.offset < limit;) {
             m_seconds += playedSeconds();
             more = step();
@@ -69,7 +69,7 @@ public:
     /// True when at this place frames of the same kind and bit rate are found.
     bool findsTheSameAt(std::uint64_t place)
     {
-        auto frame = m_stream.findProven(place, place + 2 * m_first.size + MpegHeader::MaximumFrameSize);
+        auto frame = m_stream.findProven(place, place + 2 * m_first.size + MpegHeader::MaxFrameSize);
         for (int i = 0; i < MpegStream::ProvingFrames; ++i) {
             if (!frame || !frame->header.continues(m_first.header) || frame->header.bitrate != m_first.header.bitrate)
                 return false;

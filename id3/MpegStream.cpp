@@ -11,7 +11,7 @@ namespace mv {
 namespace {
 
 // What a search looks at: the place where a header may be, and the frames behind it that prove it.
-constexpr std::size_t ProofSpan = MpegStream::ProvingFrames * MpegHeader::MaximumFrameSize;
+constexpr std::size_t ProofSpan = MpegStream::ProvingFrames * MpegHeader::MaxFrameSize;
 
 std::size_t slotOf(const MpegHeader& header) { return static_cast<std::size_t>(header.slotSize()); }
 

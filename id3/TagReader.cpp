@@ -10,11 +10,11 @@ namespace mv {
 namespace {
 
 // More tags than any program leaves behind; a file of nothing but empty tags ends here.
-constexpr std::size_t MaximumTags = 16;
+constexpr std::size_t MaxTags = 16;
 // One read of the front: a tag without a cover and what follows it.
 constexpr std::size_t FrontRead = std::size_t { 4 } << 10;
 // Zero bytes behind a tag, or at the front, that are stepped over.
-constexpr std::size_t MaximumUncountedPadding = std::size_t { 16 } << 10;
+constexpr std::size_t MaxUncountedPadding = std::size_t { 16 } << 10;
 
 constexpr std::size_t ApeHeaderSize = 32;
 constexpr std::string_view ApeMark = "APETAGEX";
@@ -65,11 +65,11 @@ private:
 
     Result<void> readFront()
     {
-        while (m_tags.prependedTags.size() < MaximumTags) {
+        while (m_tags.prependedTags.size() < MaxTags) {
             MV_TRY(rest, frontAt(m_tags.audioBegin, Id3v2Tag::HeaderSize));
             // Padding that the tag before did not count, or whatever left zeros in front of the first.
             if (!rest.empty() && rest[0] == 0) {
-                MV_TRY(more, frontAt(m_tags.audioBegin, MaximumUncountedPadding));
+                MV_TRY(more, frontAt(m_tags.audioBegin, MaxUncountedPadding));
                 rest = more;
             }
             std::size_t zeros = leadingZeros(rest);
@@ -241,7 +241,7 @@ private:
 
     Result<void> readAppendedTag(ByteView end)
     {
-        if (end.size() < Id3v2Tag::FooterSize || m_tags.appendedTags.size() >= MaximumTags)
+        if (end.size() < Id3v2Tag::FooterSize || m_tags.appendedTags.size() >= MaxTags)
             return {};
         auto footer = Id3v2Tag::parseFooter(end.last(Id3v2Tag::FooterSize));
         if (!footer || footer->majorVersion != 4)
@@ -265,8 +265,8 @@ private:
     Bytes m_front;
     std::uint64_t m_frontOffset = 0;
     TagSet m_tags;
-    std::size_t m_readLeft = MaximumTagBytes;
-    std::size_t m_unpackLeft = TagSet::MaximumBytesUnpacked;
+    std::size_t m_readLeft = MaxTagBytes;
+    std::size_t m_unpackLeft = TagSet::MaxBytesUnpacked;
 };
 
 } // namespace

@@ -18,8 +18,8 @@ namespace mv {
 /// APE tag, then audio. From the end: an ID3v1 tag, before it Lyrics3 and APE tags in any order, before them ID3v2 tags
 /// that end in a footer. A tag that claims more than the file has ends with its last whole frame.
 struct TagSet {
-    /// What all frames together may take once unpacked, beside the MaximumTagBytes that are read of all tags.
-    static constexpr std::size_t MaximumBytesUnpacked = std::size_t { 32 } << 20;
+    /// What all frames together may take once unpacked, beside the MaxTagBytes that are read of all tags.
+    static constexpr std::size_t MaxBytesUnpacked = std::size_t { 32 } << 20;
 
     std::vector<Id3v2Tag> prependedTags; ///< in file order
     std::vector<Id3v2Tag> appendedTags; ///< in file order

@@ -50,8 +50,8 @@ std::size_t undoUnsynchronisation(std::span<std::uint8_t> bytes)
 std::optional<Bytes> inflateExactly(ByteView packed, std::size_t length, std::size_t limit)
 {
     // Deflate packs at best 1032 to 1; whoever claims more would only have memory cleared.
-    constexpr std::size_t HighestRatio = 1032;
-    if (length > limit || length / HighestRatio > packed.size())
+    constexpr std::size_t MaxRatio = 1032;
+    if (length > limit || length / MaxRatio > packed.size())
         return std::nullopt;
     Bytes bytes(length);
     uLongf got = length;

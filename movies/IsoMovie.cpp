@@ -11,11 +11,11 @@ namespace mv {
 namespace {
 
 /// The boxes that files of this family begin with.
-constexpr FourCC kFirstBoxes[] = { fourCC("ftyp"), fourCC("moov"), fourCC("mdat"), fourCC("wide"), fourCC("free"),
+constexpr FourCC FirstBoxes[] = { fourCC("ftyp"), fourCC("moov"), fourCC("mdat"), fourCC("wide"), fourCC("free"),
     fourCC("skip"), fourCC("pnot"), fourCC("styp"), fourCC("uuid") };
 
 /// Formats of still pictures: a disabled track of them is the pictures of chapters, which is cover art.
-constexpr FourCC kStillFormats[] = { fourCC("jpeg"), fourCC("png "), fourCC("gif "), fourCC("tiff"), fourCC("mjpa") };
+constexpr FourCC StillFormats[] = { fourCC("jpeg"), fourCC("png "), fourCC("gif "), fourCC("tiff"), fourCC("mjpa") };
 
 bool contains(const auto& list, FourCC value)
 {
@@ -26,7 +26,7 @@ bool isPictures(const TrackFacts& track)
 {
     if (track.handler != fourCC("vide"))
         return false;
-    bool isStill = !track.descriptionCodes.empty() && contains(kStillFormats, track.descriptionCodes.front());
+    bool isStill = !track.descriptionCodes.empty() && contains(StillFormats, track.descriptionCodes.front());
     return track.isEnabled() || !isStill;
 }
 
@@ -89,8 +89,8 @@ PixelSize naturalSizeOf(const MovieFacts& facts)
 MovieTrack trackOf(const TrackFacts& facts)
 {
     MovieTrack track { facts.isEnabled(), { facts.handler, facts.descriptionCodes } };
-    if (track.media.sampleDescriptions.size() > MaximumSampleDescriptions)
-        track.media.sampleDescriptions.resize(MaximumSampleDescriptions);
+    if (track.media.sampleDescriptions.size() > MaxSampleDescriptions)
+        track.media.sampleDescriptions.resize(MaxSampleDescriptions);
     return track;
 }
 
@@ -101,7 +101,7 @@ bool beginsLikeIsoMedia(const ByteSource& file)
     StructureReader reader = StructureReader::borrowing(file);
     BoxWalker walker(reader, firstBoxOffset(reader), reader.size());
     auto first = walker.next();
-    return first && contains(kFirstBoxes, first->type);
+    return first && contains(FirstBoxes, first->type);
 }
 
 Result<MovieDescription> describeIsoMedia(const ByteSource& file)

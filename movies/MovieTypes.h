@@ -36,7 +36,7 @@ struct PixelSize {
 struct TrackMedia {
     FourCC type = 0; ///< 'vide', 'soun', 'text' ...
     /// The data format codes of the sample descriptions, in their order. Files can list thousands: those past
-    /// MaximumSampleDescriptions are left out.
+    /// MaxSampleDescriptions are left out.
     std::vector<FourCC> sampleDescriptions;
 
     bool operator==(const TrackMedia&) const = default;
@@ -50,6 +50,6 @@ struct MovieTrack {
 };
 
 /// A track's sample descriptions are codec changes within it: one or two in practice.
-inline constexpr std::size_t MaximumSampleDescriptions = 256;
+inline constexpr std::size_t MaxSampleDescriptions = 256;
 
 } // namespace mv

@@ -81,14 +81,14 @@ std::uint64_t firstBoxOffset(StructureReader& reader)
     constexpr std::uint8_t FooterFlag = 0x10;
     constexpr int MaxTags = 4; // nobody puts more in front of each other
     std::uint64_t offset = 0;
-    for (int tag = 0; tag < MaxTags; tag++) {
+    for (int tag = 0; tag < MaxTags; ++tag) {
         ByteReader header(reader.peek(offset, TagHeaderSize));
         if (charsOf(header.take(3)) != "ID3")
             break;
         header.skip(2);
         std::uint8_t flags = header.u8();
         std::uint64_t size = 0;
-        for (int i = 0; i < 4; i++)
+        for (int i = 0; i < 4; ++i)
             size = size << 7 | (header.u8() & 0x7F);
         offset += TagHeaderSize + size + (flags & FooterFlag ? TagHeaderSize : 0);
     }

@@ -39,7 +39,7 @@ private:
     {
         Run run;
         if (m_left > 0) {
-            m_left--;
+            --m_left;
             run = { m_fields.u32be(), m_fields.u32be() };
             m_fields.skip(4); // the sample description
         }
@@ -82,7 +82,7 @@ bool anyChunkOf(ByteView movieBox, const TrackFacts& track, const std::function<
     auto offsets = boxes.chunkOffsets ? offsetTable(reader, *boxes.chunkOffsets) : std::nullopt;
     ChunkRuns runs(boxes.sampleToChunk ? contentOf(movieBox, *boxes.sampleToChunk) : ByteView {});
     SampleRange samples;
-    for (std::uint64_t i = 0; offsets && i < offsets->count; i++) {
+    for (std::uint64_t i = 0; offsets && i < offsets->count; ++i) {
         samples.count = runs.samplesOf(i + 1);
         std::uint64_t begin = rowAt(movieBox, *offsets, i);
         if (test({ begin, saturatingAdd(begin, tableBytes(reader, track, samples)) }))

@@ -20,7 +20,7 @@ Error unsafe(const char* what)
 /// Overwrites a big-endian number of `size` bytes.
 void writeNumber(Bytes& bytes, std::uint64_t offset, std::size_t size, std::uint64_t value)
 {
-    for (std::size_t i = 0; i < size; i++)
+    for (std::size_t i = 0; i < size; ++i)
         bytes[static_cast<std::size_t>(offset) + i] = static_cast<std::uint8_t>(value >> ((size - 1 - i) * 8));
 }
 
@@ -88,7 +88,7 @@ private:
     bool isTooNarrow(const Box& box)
     {
         auto table = offsetTable(m_reader, box);
-        for (std::uint64_t i = 0; table && table->width == 4 && i < table->count; i++) {
+        for (std::uint64_t i = 0; table && table->width == 4 && i < table->count; ++i) {
             std::uint64_t offset = rowAt(m_source, *table, i);
             if (offset >= m_first && !fits(offset + m_delta, table->width))
                 return true;
@@ -105,7 +105,7 @@ private:
         writer.u32be(fourCC("co64"));
         writer.u32be(0); // version
         writer.u32be(static_cast<std::uint32_t>(table.count));
-        for (std::uint64_t i = 0; i < table.count; i++)
+        for (std::uint64_t i = 0; i < table.count; ++i)
             writer.u64be(rowAt(m_source, table, i));
     }
 
@@ -190,7 +190,7 @@ Result<void> addRandomAccessPatch(
     for (int shift : { 4, 2, 0 })
         numbers += lengths >> shift & 3;
     std::uint32_t count = fields.u32be();
-    for (std::uint32_t i = 0; i < count && !fields.failed(); i++) {
+    for (std::uint32_t i = 0; i < count && !fields.failed(); ++i) {
         fields.skip(width);
         std::size_t place = fields.position();
         std::uint64_t offset = width == 8 ? fields.u64be() : fields.u32be();
@@ -279,7 +279,7 @@ bool anyChunkInside(ByteView movieBox, std::uint64_t begin, std::uint64_t end)
     if (auto movie = BoxWalker(reader, 0, movieBox.size()).next()) {
         forEachTableBox(reader, *movie, [&](const Box& box) {
             auto table = offsetTable(reader, box);
-            for (std::uint64_t i = 0; table && i < table->count && !inside; i++) {
+            for (std::uint64_t i = 0; table && i < table->count && !inside; ++i) {
                 std::uint64_t offset = rowAt(movieBox, *table, i);
                 inside = offset >= begin && offset < end;
             }
@@ -304,7 +304,7 @@ Result<void> shiftChunkOffsets(Bytes& movieBox, std::uint64_t first, std::uint64
         if (outcome.ok())
             outcome = checkMovable(reader, box);
         auto table = offsetTable(reader, box);
-        for (std::uint64_t i = 0; table && i < table->count && outcome.ok(); i++) {
+        for (std::uint64_t i = 0; table && i < table->count && outcome.ok(); ++i) {
             std::uint64_t offset = rowAt(movieBox, *table, i);
             if (offset < first)
                 continue;

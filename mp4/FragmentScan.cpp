@@ -92,7 +92,7 @@ void addRun(StructureReader& reader, const Box& trun, const SampleDefaults& defa
         ByteReader table(reader.peek(offset, static_cast<std::size_t>(rows) * rowSize));
         if (table.size() == 0)
             return;
-        for (std::uint64_t i = 0; i < rows; i++) {
+        for (std::uint64_t i = 0; i < rows; ++i) {
             if (flags & 0x100)
                 totals.duration = saturatingAdd(totals.duration, table.u32be());
             if (flags & 0x200)
@@ -137,7 +137,7 @@ void addIndex(StructureReader& reader, const Box& sidx, Totals& totals)
     fields.skip(version == 0 ? 8 : 16);
     fields.skip(2);
     std::uint16_t count = fields.u16be();
-    for (std::uint16_t i = 0; i < count && !fields.failed(); i++) {
+    for (std::uint16_t i = 0; i < count && !fields.failed(); ++i) {
         fields.skip(4);
         track->second.indexedDuration = saturatingAdd(track->second.indexedDuration, fields.u32be());
         fields.skip(4);

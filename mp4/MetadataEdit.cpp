@@ -208,7 +208,7 @@ Result<std::vector<Patch>> planItems(StructureReader& reader, const MP4ItmfItemL
         return Error { Error::Kind::Limit, "too many metadata items" };
     MV_TRY(editor, MoovEditor::load(reader, layout.movie));
     editor.setItems(items);
-    if (editor.listSize() > MaximumTagBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
+    if (editor.listSize() > MaxTagBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
         return Error { Error::Kind::Limit, "metadata too large" };
     if (anyChunkInside(editor.bytes(), layout.movie.offset, layout.movie.end()))
         return Error { Error::Kind::Unsupported, "media inside the movie box" };

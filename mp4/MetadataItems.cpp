@@ -172,7 +172,7 @@ Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> 
     auto place = findMetadata(reader, userData);
     if (!place)
         return MP4ItmfItemList {};
-    if (place->ilst.payloadSize() > MaximumTagBytes)
+    if (place->ilst.payloadSize() > MaxTagBytes)
         return Error { Error::Kind::Limit, "metadata too large" };
     MV_TRY(payload, reader.copy(place->ilst.payloadOffset(), place->ilst.payloadSize()));
     return parseItems(payload);

@@ -44,7 +44,7 @@ struct MP4ItmfItem {
 
 using MP4ItmfItemList = std::vector<MP4ItmfItem>;
 
-// Limits of the metadata list, whose bytes are bounded by MaximumTagBytes. A song with every field and ten pictures has
+// Limits of the metadata list, whose bytes are bounded by MaxTagBytes. A song with every field and ten pictures has
 // some 60 items in 20 MB.
 inline constexpr std::size_t MaxMetadataItems = 1u << 16;
 inline constexpr std::size_t MaxItemValues = 4096; ///< further ones of one item stay among its other boxes
@@ -69,7 +69,7 @@ std::uint32_t metaHandler(StructureReader& reader, const Box& meta);
 
 /// All items of a list's payload, in order. What follows a damaged one is left out.
 MP4ItmfItemList parseItems(ByteView ilstPayload);
-/// The items of the file; none without metadata. Fails for a list beyond MaximumTagBytes.
+/// The items of the file; none without metadata. Fails for a list beyond MaxTagBytes.
 Result<MP4ItmfItemList> readItems(StructureReader& reader, std::span<const Box> userData);
 /// One item from its payload.
 MP4ItmfItem parseItem(std::uint32_t code, ByteView payload);

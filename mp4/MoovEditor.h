@@ -13,7 +13,7 @@ public:
     /// Free space that a rebuilt list is given where the layout leaves the choice: room for some more texts, small
     /// beside any media.
     static constexpr std::uint64_t DefaultPadding = 2048;
-    /// A day of sound has 15 MB of sample tables, to which a list of MaximumTagBytes comes.
+    /// A day of sound has 15 MB of sample tables, to which a list of MaxTagBytes comes.
     static constexpr std::uint64_t MaxMovieBoxBytes = 128u << 20;
     static constexpr std::uint64_t FreeBoxHeader = 8;
 

@@ -48,7 +48,7 @@ std::uint32_t titleKey(StructureReader& reader, const Box& keys)
     if (header.failed())
         return 0;
     BoxWalker walker(reader, keys.payloadOffset() + 8, keys.end());
-    for (std::uint32_t index = 1; index <= count; index++) {
+    for (std::uint32_t index = 1; index <= count; ++index) {
         auto key = walker.next(); // a key has the form of a box: its namespace is the type
         if (!key)
             return 0;

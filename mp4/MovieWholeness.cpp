@@ -50,7 +50,7 @@ bool holdsItsEntries(StructureReader& reader, const Box& list)
     if (header.failed())
         return true;
     BoxWalker entries(reader, list.payloadOffset() + HeaderSize, list.end());
-    for (std::uint32_t i = 0; i < count; i++) {
+    for (std::uint32_t i = 0; i < count; ++i) {
         auto entry = entries.next();
         if (!entry || entry->overruns)
             return false;

@@ -22,7 +22,7 @@ std::vector<MP4TrackId> uniqueIds(const std::vector<TrackFacts>& tracks)
         MP4TrackId id = track.id;
         if (id == MP4_INVALID_TRACK_ID || isGiven(id)) {
             while (isInFile(unused))
-                unused--;
+                --unused;
             id = unused--;
         }
         ids.push_back(id);
@@ -94,7 +94,7 @@ const TrackFacts* findTrack(const Mp4File& file, MP4TrackId id)
 MP4TrackId MP4FindTrackId(const Mp4File& file, std::uint16_t index, const char* type, std::uint8_t subType)
 {
     const std::vector<TrackFacts>& tracks = file.facts().tracks;
-    for (std::size_t i = 0; i < tracks.size(); i++) {
+    for (std::size_t i = 0; i < tracks.size(); ++i) {
         bool wanted = (!type || fourCharacterText(tracks[i].handler) == type)
             && (subType == 0 || tracks[i].objectType == subType);
         if (wanted && index-- == 0)

@@ -61,7 +61,7 @@ void readMediaHeader(StructureReader& reader, const Box& box, TrackFacts& track,
 std::uint32_t descriptorLength(ByteReader& reader)
 {
     std::uint32_t length = 0;
-    for (int i = 0; i < 4; i++) {
+    for (int i = 0; i < 4; ++i) {
         std::uint8_t byte = reader.u8();
         length = length << 7 | (byte & 0x7F);
         if (!(byte & 0x80))

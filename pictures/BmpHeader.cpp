@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint64_t FileHeaderBytes = 14;
 // Sizes of the headers that have to be told apart; others count as the next smaller one of them.
 constexpr std::uint32_t CoreHeaderBytes = 12; // OS/2 1
-constexpr std::uint32_t ShortestOs2Bytes = 16; // OS/2 2 cut short after the depth
+constexpr std::uint32_t MinOs2Bytes = 16; // OS/2 2 cut short after the depth
 constexpr std::uint32_t InfoHeaderBytes = 40;
 constexpr std::uint32_t MasksHeaderBytes = 52;
 constexpr std::uint32_t AlphaMaskHeaderBytes = 56;
@@ -23,9 +23,9 @@ constexpr std::uint32_t MaxHeaderBytes = 1024;
 
 enum Compression : std::uint32_t { BiRgb = 0, BiRle8 = 1, BiRle4 = 2, BiBitfields = 3, BiAlphaBitfields = 6 };
 
-constexpr std::array<std::uint32_t, 4> kMasks555 { 0x7C00, 0x03E0, 0x001F, 0 };
+constexpr std::array<std::uint32_t, 4> Masks555 { 0x7C00, 0x03E0, 0x001F, 0 };
 // The fourth byte of plain 32-bit pixels is not alpha: writers leave anything there.
-constexpr std::array<std::uint32_t, 4> kMasks888 { 0xFF0000, 0x00FF00, 0x0000FF, 0 };
+constexpr std::array<std::uint32_t, 4> Masks888 { 0xFF0000, 0x00FF00, 0x0000FF, 0 };
 
 Error damaged() { return { Error::Kind::Format, "a BMP header that makes no sense" }; }
 
@@ -100,13 +100,13 @@ std::uint64_t maskBytesAfter(const Plan& plan)
 
 Result<void> readMasks(const ByteSource& source, const Plan& plan, BmpHeader& header)
 {
-    header.masks = header.depth == 16 ? kMasks555 : kMasks888;
+    header.masks = header.depth == 16 ? Masks555 : Masks888;
     if (!hasMasks(plan))
         return {};
     bool alpha = plan.compression == BiAlphaBitfields || plan.headerBytes >= AlphaMaskHeaderBytes;
     MV_TRY(bytes, source.bytesAt(FileHeaderBytes + InfoHeaderBytes, alpha ? 16 : 12));
     ByteReader reader(bytes);
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < 3; ++i)
         header.masks[static_cast<std::size_t>(i)] = reader.u32le();
     header.masks[3] = alpha ? reader.u32le() : 0;
     if (header.masks[3] != 0)
@@ -126,7 +126,7 @@ void readColors(const ByteSource& source, const Plan& plan, std::uint64_t offset
     std::uint64_t room = header.dataOffset > offset ? header.dataOffset - offset : table.size();
     std::size_t got = source.readUpTo(
         offset, { table.data(), static_cast<std::size_t>(std::min<std::uint64_t>(table.size(), room)) });
-    for (std::size_t i = 0; i < got / entry; i++) {
+    for (std::size_t i = 0; i < got / entry; ++i) {
         const std::uint8_t* color = &table[i * entry];
         header.colors[i] = { color[2], color[1], color[0] };
     }
@@ -164,8 +164,7 @@ Result<BmpHeader> readBmpHeader(const ByteSource& source)
     reader.skip(10);
     header.dataOffset = reader.u32le();
     plan.headerBytes = reader.u32le();
-    if (plan.headerBytes != CoreHeaderBytes
-        && (plan.headerBytes < ShortestOs2Bytes || plan.headerBytes > MaxHeaderBytes))
+    if (plan.headerBytes != CoreHeaderBytes && (plan.headerBytes < MinOs2Bytes || plan.headerBytes > MaxHeaderBytes))
         return damaged();
     MV_TRY_VOID(readSize(reader, plan, header));
     if (reader.failed())

@@ -25,7 +25,7 @@ public:
         int used = std::min(bits, 8); // the rest is finer than the result
         m_shift = low + bits - used;
         unsigned largest = (1U << used) - 1;
-        for (unsigned value = 0; value <= largest; value++)
+        for (unsigned value = 0; value <= largest; ++value)
             m_values[value] = static_cast<std::uint8_t>((value * 255 + largest / 2) / largest);
     }
 
@@ -90,7 +90,7 @@ private:
             std::uint32_t pixel = static_cast<std::uint32_t>(from[0] | from[1] << 8);
             if (bytes == 4)
                 pixel |= static_cast<std::uint32_t>(from[2]) << 16 | static_cast<std::uint32_t>(from[3]) << 24;
-            for (int c = 0; c < channels; c++)
+            for (int c = 0; c < channels; ++c)
                 to[c] = m_channels[static_cast<std::size_t>(c)](pixel);
         }
     }
@@ -168,7 +168,7 @@ void BmpReader::decodePlain(RowSink& sink) const
     RowExpander expander(m_header);
     StoredRows rows(*m_source, m_header);
     bool complete = m_source->size() >= m_header.dataOffset + m_header.rowBytes();
-    for (int y = 0; complete && y < height; y++) {
+    for (int y = 0; complete && y < height; ++y) {
         const std::uint8_t* row = rows.at(m_header.topDown ? y : height - 1 - y);
         if (!row && m_header.topDown)
             return;

@@ -67,7 +67,7 @@ bool BmpRle::step(RowSink& sink)
         return false;
     if (count == 0)
         return escape(value, sink);
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         if (m_header.coding == BmpCoding::Rle8)
             put(value);
         else
@@ -105,7 +105,7 @@ bool BmpRle::literal(int count)
 {
     int byte = 0;
     int bytes = m_header.coding == BmpCoding::Rle8 ? count : (count + 1) / 2;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         bool fresh = m_header.coding == BmpCoding::Rle8 || i % 2 == 0;
         if (fresh)
             byte = nextByte();

@@ -36,7 +36,7 @@ void paintOver(std::uint8_t* pixel, const std::uint8_t* color)
         std::memcpy(pixel, color, PixelBytes);
         return;
     }
-    for (std::size_t c = 0; c < 3; c++)
+    for (std::size_t c = 0; c < 3; ++c)
         pixel[c] = static_cast<std::uint8_t>(timesAlpha(color[c], alpha) + timesAlpha(pixel[c], 255U - alpha));
 }
 
@@ -111,7 +111,7 @@ void Canvas::draw(const Bitmap& bitmap, int x, int y)
     int left = std::max(x, 0);
     int right = std::min(x + bitmap.width, m_width);
     int bottom = std::min(y + bitmap.height, m_height);
-    for (int row = std::max(y, 0); row < bottom; row++) {
+    for (int row = std::max(y, 0); row < bottom; ++row) {
         if (left >= right)
             return;
         const std::uint8_t* from

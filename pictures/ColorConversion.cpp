@@ -76,7 +76,7 @@ template <PixelModel Model> void plainRowToRgba(const std::uint8_t* from, std::u
             std::memcpy(to, pixel, sizeof pixel);
             continue;
         }
-        for (int c = 0; c < 3; c++)
+        for (int c = 0; c < 3; ++c)
             to[c] = Model == PixelModel::Cmyk ? static_cast<std::uint8_t>((from[c] * from[Channels - 1] + 127) / 255)
                                               : from[Channels < 3 ? 0 : c];
         to[3] = hasAlpha(Model) ? from[Channels - 1] : 255;
@@ -153,7 +153,7 @@ void ColorConversion::toRgba(const std::uint8_t* pixels, std::uint8_t* rgba, std
 {
     cmsDoTransform(m_transform, pixels, rgba, static_cast<cmsUInt32Number>(count));
     int channels = channelsOf(m_model);
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; ++i)
         rgba[i * 4 + 3] = hasAlpha(m_model) ? pixels[i * channels + channels - 1] : 255;
 }
 

@@ -79,7 +79,7 @@ int GifInput::read(std::span<std::uint8_t> target)
 /// Stops behind the descriptor; the last graphic control before it is the frame's.
 Result<void> GifInput::findFrame()
 {
-    for (int blocks = 0; blocks < MaxBlocks; blocks++) {
+    for (int blocks = 0; blocks < MaxBlocks; ++blocks) {
         GifRecordType type = UNDEFINED_RECORD_TYPE;
         if (DGifGetRecordType(m_gif.get(), &type) != GIF_OK)
             return withoutFrame();
@@ -102,7 +102,7 @@ bool GifInput::passExtension(int& blocks)
         return false;
     if (code == GRAPHICS_EXT_FUNC_CODE && block && block[0] >= 4)
         m_transparentIndex = block[1] & 1 ? block[4] : -1;
-    for (; block && blocks < MaxBlocks; blocks++) {
+    for (; block && blocks < MaxBlocks; ++blocks) {
         if (DGifGetExtensionNext(m_gif.get(), &block) != GIF_OK)
             return false;
     }

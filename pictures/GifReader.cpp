@@ -13,14 +13,14 @@ namespace {
 struct Sweep {
     int first, step;
 };
-constexpr Sweep kProgressive[] { { 0, 1 } };
-constexpr Sweep kInterlaced[] { { 0, 8 }, { 4, 8 }, { 2, 4 }, { 1, 2 } };
+constexpr Sweep Progressive[] { { 0, 1 } };
+constexpr Sweep Interlaced[] { { 0, 8 }, { 4, 8 }, { 2, 4 }, { 1, 2 } };
 
 std::span<const Sweep> sweepsOf(bool interlaced)
 {
     if (interlaced)
-        return kInterlaced;
-    return kProgressive;
+        return Interlaced;
+    return Progressive;
 }
 
 bool readIndices(GifFileType& gif, Bytes& indices)
@@ -50,7 +50,7 @@ Result<void> GifReader::takeStart(const GifFileType& gif, int transparentIndex)
     m_header.height = gif.SHeight != 0 ? gif.SHeight : m_frame.y + m_frame.height;
     // A frame's own table covers the beginning of the common one.
     for (const ColorMapObject* table : { gif.SColorMap, gif.Image.ColorMap }) {
-        for (int i = 0; table && i < table->ColorCount; i++) {
+        for (int i = 0; table && i < table->ColorCount; ++i) {
             const GifColorType& color = table->Colors[i];
             m_colors[static_cast<std::size_t>(i)] = { color.Red, color.Green, color.Blue, 255 };
         }
@@ -96,7 +96,7 @@ Result<void> GifReader::decode(int, int, RowSink& sink)
             wanted = wanted && sink.row(pixels.data());
     };
     auto deliverClear = [&](int from, int to) {
-        for (int y = from; wanted && y < std::min(to, m_header.height); y++)
+        for (int y = from; wanted && y < std::min(to, m_header.height); ++y)
             deliver(y, clearRow);
     };
     bool complete = input->hasPixels() && readIndices(input->gif(), indices);

@@ -17,7 +17,7 @@ constexpr int MaxPreviews = 8;
 void straightenAlpha(const std::uint8_t* from, std::uint8_t* to, int width)
 {
     for (int x = 0; x < width; x++, from += 4, to += 4) {
-        for (int c = 0; c < 3; c++)
+        for (int c = 0; c < 3; ++c)
             to[c] = from[3] ? static_cast<std::uint8_t>(std::min(255, (from[c] * 255 + from[3] / 2) / from[3])) : 0;
         to[3] = from[3];
     }
@@ -117,7 +117,7 @@ heif_image_handle* HeifReader::previewFor(int targetWidth, int targetHeight) con
     heif_item_id ids[MaxPreviews];
     int count = std::min(m_heif.handleGetListOfThumbnailIds(m_handle, ids, MaxPreviews), MaxPreviews);
     double shape = static_cast<double>(m_header.width) / m_header.height;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         heif_image_handle* preview = nullptr;
         if (m_heif.handleGetThumbnail(m_handle, ids[i], &preview).code != heif_error_Ok)
             continue;
@@ -164,7 +164,7 @@ Result<void> HeifReader::deliver(const heif_image_handle* handle, RowSink& sink)
         return Error { Error::Kind::Limit, "a HEIF too large to draw" };
     bool straighten = alpha && m_heif.handleIsPremultipliedAlpha(handle);
     Bytes straight(straighten ? static_cast<std::size_t>(width) * 4 : 0);
-    for (int y = 0; y < height; y++) {
+    for (int y = 0; y < height; ++y) {
         const std::uint8_t* row = pixels + static_cast<std::ptrdiff_t>(y) * stride;
         if (straighten) {
             straightenAlpha(row, straight.data(), width);

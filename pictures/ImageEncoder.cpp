@@ -76,7 +76,7 @@ private:
 void overWhite(const std::uint8_t* rgba, std::uint8_t* rgb, int width)
 {
     for (int x = 0; x < width; x++, rgba += 4, rgb += 3) {
-        for (int c = 0; c < 3; c++)
+        for (int c = 0; c < 3; ++c)
             rgb[c] = static_cast<std::uint8_t>((rgba[c] * rgba[3] + 255 * (255 - rgba[3]) + 127) / 255);
     }
 }
@@ -96,7 +96,7 @@ Result<Bytes> encodeJpeg(const Bitmap& bitmap, int quality)
     JpegCompressor jpeg;
     Bytes row(static_cast<std::size_t>(bitmap.width) * 3);
     bool fine = jpeg.start(bitmap.width, bitmap.height, quality);
-    for (int y = 0; fine && y < bitmap.height; y++) {
+    for (int y = 0; fine && y < bitmap.height; ++y) {
         overWhite(&bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width * 4], row.data(), bitmap.width);
         fine = jpeg.writeRow(row.data());
     }

@@ -31,7 +31,7 @@ LanczosTaps::LanczosTaps(int inputCount, double ratio, int outputCount)
     double reach = Lobes * std::max(1.0, ratio);
     m_stride = static_cast<std::size_t>(std::min<double>(2 * std::ceil(reach) + 2, inputCount));
     m_weights.assign(m_stride * static_cast<std::size_t>(outputCount), 0);
-    for (int output = 0; output < outputCount; output++)
+    for (int output = 0; output < outputCount; ++output)
         setRow(output, inputCount, ratio);
 }
 
@@ -46,13 +46,13 @@ void LanczosTaps::setRow(int output, int inputCount, double ratio)
 
     std::vector<double> weights(static_cast<std::size_t>(last - first + 1));
     double sum = 0;
-    for (int input = from; input <= to; input++) {
+    for (int input = from; input <= to; ++input) {
         double weight = lanczos((input - centre) / stretch);
         weights[static_cast<std::size_t>(std::clamp(input, first, last) - first)] += weight;
         sum += weight;
     }
     float* row = &m_weights[static_cast<std::size_t>(output) * m_stride];
-    for (std::size_t i = 0; i < weights.size(); i++)
+    for (std::size_t i = 0; i < weights.size(); ++i)
         row[i] = static_cast<float>(weights[i] / sum);
     m_first[static_cast<std::size_t>(output)] = first;
     m_count[static_cast<std::size_t>(output)] = last - first + 1;

@@ -20,15 +20,15 @@ Orientation Orientation::fromMatrix(const std::array<std::int32_t, 9>& matrix)
 
 Orientation Orientation::fromTag(int value)
 {
-    constexpr std::array<Orientation, 8> kOrientations { {
+    constexpr std::array<Orientation, 8> Orientations { {
         { false, false, false }, // 1: upright
         { false, true, false }, { false, true, true }, // 3: upside down
         { false, false, true }, { true, false, false }, { true, true, false }, // 6: to be turned to the right
         { true, true, true }, { true, false, true }, // 8: to be turned to the left
     } };
-    if (value < 1 || value > static_cast<int>(kOrientations.size()))
+    if (value < 1 || value > static_cast<int>(Orientations.size()))
         return {};
-    return kOrientations[static_cast<std::size_t>(value) - 1];
+    return Orientations[static_cast<std::size_t>(value) - 1];
 }
 
 Bitmap turned(Bitmap picture, Orientation orientation)

@@ -14,7 +14,7 @@ struct Magic {
     PictureFormat format;
 };
 
-constexpr std::array kMagics {
+constexpr std::array Magics {
     Magic { "\xFF\xD8\xFF"sv, PictureFormat::Jpeg },
     Magic { "\x89PNG\r\n\x1A\n"sv, PictureFormat::Png },
     Magic { "GIF87a"sv, PictureFormat::Gif },
@@ -27,14 +27,14 @@ constexpr std::array kMagics {
 };
 
 // Major brands of still pictures in the ISO media container: HEVC (hei., hev.), AV1 (avi.) and the codec-neutral ones.
-constexpr std::array kHeifBrands { "heic"sv, "heix"sv, "heim"sv, "heis"sv, "hevc"sv, "hevx"sv, "mif1"sv, "mif2"sv,
+constexpr std::array HeifBrands { "heic"sv, "heix"sv, "heim"sv, "heis"sv, "hevc"sv, "hevx"sv, "mif1"sv, "mif2"sv,
     "msf1"sv, "miaf"sv, "avif"sv, "avis"sv };
 
 bool isHeif(std::string_view first)
 {
     if (first.size() < 12 || first.substr(4, 4) != "ftyp")
         return false;
-    for (std::string_view brand : kHeifBrands) {
+    for (std::string_view brand : HeifBrands) {
         if (first.substr(8, 4) == brand)
             return true;
     }
@@ -46,7 +46,7 @@ bool isHeif(std::string_view first)
 PictureFormat formatOfBytes(ByteView first)
 {
     std::string_view text = charsOf(first);
-    for (const Magic& magic : kMagics) {
+    for (const Magic& magic : Magics) {
         if (text.starts_with(magic.bytes))
             return magic.format;
     }

@@ -27,13 +27,13 @@ std::uint8_t paeth(int left, int up, int corner)
 
 void undoUp(std::uint8_t* __restrict row, const std::uint8_t* __restrict above, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; ++i)
         row[i] = static_cast<std::uint8_t>(row[i] + above[i]);
 }
 
 void undoPlain(int filter, std::uint8_t* row, const std::uint8_t* above, std::size_t count, std::size_t distance)
 {
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         int left = i < distance ? 0 : row[i - distance];
         int corner = i < distance ? 0 : above[i - distance];
         int guess = filter == Sub ? left : filter == Average ? (left + above[i]) / 2 : paeth(left, above[i], corner);

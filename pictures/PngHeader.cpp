@@ -73,7 +73,7 @@ Result<void> readIhdr(ByteView chunk, PngHeader& header)
 void readPlte(ByteView chunk, PngHeader& header)
 {
     std::size_t count = std::min<std::size_t>(chunk.size() / 3, header.colors.size());
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; ++i)
         std::copy_n(&chunk[i * 3], 3, header.colors[i].begin());
 }
 
@@ -81,7 +81,7 @@ void readTrns(ByteView chunk, PngHeader& header)
 {
     PixelModel& model = header.picture.model;
     if (header.palette) {
-        for (std::size_t i = 0; i < std::min(chunk.size(), header.colors.size()); i++)
+        for (std::size_t i = 0; i < std::min(chunk.size(), header.colors.size()); ++i)
             header.colors[i][3] = chunk[i];
         model = PixelModel::RgbAlpha;
         return;
@@ -89,7 +89,7 @@ void readTrns(ByteView chunk, PngHeader& header)
     if (hasAlpha(model))
         return;
     ByteReader reader(chunk);
-    for (int i = 0; i < header.samples; i++)
+    for (int i = 0; i < header.samples; ++i)
         header.transparent[static_cast<std::size_t>(i)] = reader.u16be();
     if (reader.failed())
         return;
@@ -140,7 +140,7 @@ Result<PngHeader> readPngHeader(const ByteSource& source)
     PngHeader header;
     header.colors.fill({ 0, 0, 0, 255 });
     std::uint64_t offset = SignatureBytes;
-    for (int count = 0; count < MaxChunks; count++) {
+    for (int count = 0; count < MaxChunks; ++count) {
         MV_TRY(start, source.bytesAt(offset, 8));
         ByteReader reader(start);
         std::uint64_t length = reader.u32be();

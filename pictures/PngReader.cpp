@@ -136,7 +136,7 @@ private:
         std::uint8_t* to = m_pixels.data();
         for (int x = 0; x < width; x++, to += m_channels) {
             bool transparent = m_header.hasTransparent;
-            for (int c = 0; c < m_header.samples; c++) {
+            for (int c = 0; c < m_header.samples; ++c) {
                 int sample = sampleAt(row, static_cast<std::size_t>(x) * m_header.samples + c);
                 transparent = transparent && sample == m_header.transparent[static_cast<std::size_t>(c)];
                 to[c] = static_cast<std::uint8_t>(sample * 255 / largest);
@@ -170,8 +170,8 @@ struct Pass {
     int x, y, dx, dy;
 };
 
-constexpr Pass kWhole { 0, 0, 1, 1 };
-constexpr Pass kInterlaced[] {
+constexpr Pass Whole { 0, 0, 1, 1 };
+constexpr Pass Interlaced[] {
     { 0, 0, 8, 8 },
     { 4, 0, 8, 8 },
     { 0, 4, 4, 8 },
@@ -222,10 +222,10 @@ Result<void> PngReader::decode(int, int, RowSink& sink)
         return Error { Error::Kind::Limit, "a PNG too large to draw" };
     PixelStream stream(*m_source, m_header.dataOffset);
     if (!m_header.interlaced) {
-        decodePass(m_header, kWhole, stream, sink);
+        decodePass(m_header, Whole, stream, sink);
         return {};
     }
-    for (const Pass& pass : kInterlaced) {
+    for (const Pass& pass : Interlaced) {
         if (!decodePass(m_header, pass, stream, sink))
             break;
     }

@@ -35,7 +35,7 @@ template <int Channels> void premultiplyRow(const std::uint8_t* from, std::uint8
 {
     for (std::size_t i = 0; i < pixels; i++, from += Channels, to += Channels) {
         unsigned alpha = from[Channels - 1];
-        for (int c = 0; c < Channels - 1; c++)
+        for (int c = 0; c < Channels - 1; ++c)
             to[c] = timesAlpha(from[c], alpha);
         to[Channels - 1] = static_cast<std::uint8_t>(alpha);
     }
@@ -51,7 +51,7 @@ void premultiply(int channels, const std::uint8_t* from, std::uint8_t* to, std::
 
 void addRow(std::uint16_t* __restrict sums, const std::uint8_t* __restrict row, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; ++i)
         sums[i] = static_cast<std::uint16_t>(sums[i] + row[i]);
 }
 
@@ -68,7 +68,7 @@ void toBytes(Float4 value, std::uint8_t* to, int count)
     value += 0.5F;
     value = value > 0 ? value : Float4 {};
     Int4 whole = __builtin_convertvector(value < 255 ? value : Float4 {} + 255.0F, Int4);
-    for (int c = 0; c < count; c++)
+    for (int c = 0; c < count; ++c)
         to[c] = static_cast<std::uint8_t>(whole[c]);
 }
 
@@ -142,7 +142,7 @@ bool Resampler::row(const std::uint8_t* pixels)
         premultiply(m_channels, pixels, m_premultiplied.data(), count);
         pixels = m_premultiplied.data();
     }
-    m_rowsTaken++;
+    ++m_rowsTaken;
     accumulate(pixels);
     return m_rowsTaken < m_layout.height;
 }
@@ -173,10 +173,10 @@ template <int Channels, int Width> int Resampler::averageWholeBoxes(float* middl
     for (int box = 0; box < boxes; box++, middle += Channels) {
         std::uint32_t total[Channels] = {};
         for (int column = 0; column < width; column++, sums += Channels) {
-            for (int c = 0; c < Channels; c++)
+            for (int c = 0; c < Channels; ++c)
                 total[c] += sums[c];
         }
-        for (int c = 0; c < Channels; c++)
+        for (int c = 0; c < Channels; ++c)
             middle[c] = static_cast<float>(total[c]) * scale;
     }
     return boxes;
@@ -193,9 +193,9 @@ template <int Channels> void Resampler::averageBoxes(float* middle) const
         return;
     const std::uint16_t* sums = &m_boxSums[static_cast<std::size_t>(boxes) * m_boxWidth * Channels];
     std::uint32_t total[Channels] = {};
-    for (int i = 0; i < left * Channels; i++)
+    for (int i = 0; i < left * Channels; ++i)
         total[i % Channels] += sums[i];
-    for (int c = 0; c < Channels; c++)
+    for (int c = 0; c < Channels; ++c)
         middle[boxes * Channels + c] = static_cast<float>(total[c]) / static_cast<float>(left * m_rowsInBox);
 }
 
@@ -222,7 +222,7 @@ void Resampler::closeBoxRow()
 
 void Resampler::pushMiddleRow()
 {
-    m_middleCount++;
+    ++m_middleCount;
     makeOutputRows();
 }
 
@@ -231,7 +231,7 @@ void Resampler::makeOutputRows()
     while (m_nextOutput < m_targetHeight && m_rows.first(m_nextOutput) + m_rows.count(m_nextOutput) <= m_middleCount) {
         sumRows(m_nextOutput);
         shrinkColumns(m_nextOutput);
-        m_nextOutput++;
+        ++m_nextOutput;
     }
 }
 
@@ -240,7 +240,7 @@ void Resampler::sumRows(int output)
     int first = m_rows.first(output);
     int count = m_rows.count(output);
     m_rowsToSum.clear();
-    for (int k = 0; k < count; k++)
+    for (int k = 0; k < count; ++k)
         m_rowsToSum.push_back(middleRow(first + k).data());
     sumWeightedRows(
         m_rowsToSum, m_rows.weights(output), m_sum.data(), static_cast<std::size_t>(m_middleWidth) * m_channels);
@@ -267,8 +267,8 @@ template <int Channels> void Resampler::shrinkColumnsOf(int output)
             value += odd;
         } else {
             float sums[2] = {};
-            for (int k = 0; k < count; k++) {
-                for (int c = 0; c < Channels; c++)
+            for (int k = 0; k < count; ++k) {
+                for (int c = 0; c < Channels; ++c)
                     sums[c] += from[k * Channels + c] * weights[k];
             }
             value = Float4 { sums[0], sums[1], 0, 0 };
@@ -315,7 +315,7 @@ void Resampler::scatter(int y, int x, int step, const std::uint8_t* pixels, int 
     m_scattered = true;
     if (m_copy) {
         std::uint8_t* to = &m_pixels[static_cast<std::size_t>(y) * m_targetWidth * m_channels];
-        for (int i = 0; i < count; i++)
+        for (int i = 0; i < count; ++i)
             std::memcpy(to + (static_cast<std::size_t>(x) + static_cast<std::size_t>(i) * step) * m_channels,
                 pixels + static_cast<std::size_t>(i) * m_channels, static_cast<std::size_t>(m_channels));
         return;
@@ -329,20 +329,20 @@ void Resampler::scatter(int y, int x, int step, const std::uint8_t* pixels, int 
     std::size_t base = static_cast<std::size_t>(y / m_boxHeight) * m_middleWidth;
     for (int i = 0; i < count; i++, x += step) {
         std::size_t cell = base + static_cast<std::size_t>(x / m_boxWidth);
-        m_scatterCounts[cell]++;
-        for (int c = 0; c < m_channels; c++)
+        ++m_scatterCounts[cell];
+        for (int c = 0; c < m_channels; ++c)
             m_scatterSums[cell * m_channels + c] += *pixels++;
     }
 }
 
 void Resampler::finishScatter()
 {
-    for (int y = 0; y < m_middleHeight; y++) {
+    for (int y = 0; y < m_middleHeight; ++y) {
         std::size_t cell = static_cast<std::size_t>(y) * m_middleWidth;
         float* middle = middleRow(y).data();
         for (int x = 0; x < m_middleWidth; x++, cell++) {
             float scale = m_scatterCounts[cell] ? 1.0F / static_cast<float>(m_scatterCounts[cell]) : 0.0F;
-            for (int c = 0; c < m_channels; c++)
+            for (int c = 0; c < m_channels; ++c)
                 *middle++ = static_cast<float>(m_scatterSums[cell * m_channels + c]) * scale;
         }
         pushMiddleRow();
@@ -354,7 +354,7 @@ void Resampler::repeatLastRow()
     if (m_scattered)
         return;
     std::size_t stride = static_cast<std::size_t>(m_targetWidth) * m_channels;
-    for (int y = m_rowsTaken; y < m_targetHeight; y++)
+    for (int y = m_rowsTaken; y < m_targetHeight; ++y)
         std::memcpy(&m_pixels[stride * y], &m_pixels[stride * (m_rowsTaken - 1)], stride);
 }
 

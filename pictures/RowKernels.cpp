@@ -23,20 +23,20 @@ MV_KERNEL void sumBody(
         const float wb = weights[k + 1];
         const float wc = weights[k + 2];
         const float wd = weights[k + 3];
-        for (std::size_t i = 0; i < samples; i++)
+        for (std::size_t i = 0; i < samples; ++i)
             to[i] += wa * a[i] + wb * b[i] + wc * c[i] + wd * d[i];
     }
-    for (; k < count; k++) {
+    for (; k < count; ++k) {
         const float* __restrict a = rows[k];
         const float wa = weights[k];
-        for (std::size_t i = 0; i < samples; i++)
+        for (std::size_t i = 0; i < samples; ++i)
             to[i] += wa * a[i];
     }
 }
 
 MV_KERNEL void floatsBody(const std::uint8_t* __restrict from, float* __restrict to, std::size_t samples)
 {
-    for (std::size_t i = 0; i < samples; i++)
+    for (std::size_t i = 0; i < samples; ++i)
         to[i] = static_cast<float>(from[i]);
 }
 

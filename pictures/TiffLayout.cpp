@@ -84,8 +84,8 @@ bool TiffLayout::readPalette(TIFF* tiff)
     bool wide = false;
     for (const std::uint16_t* channel : channels)
         wide = wide || std::any_of(channel, channel + count, [](std::uint16_t value) { return value > 255; });
-    for (std::size_t i = 0; i < count; i++) {
-        for (std::size_t c = 0; c < 3; c++)
+    for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t c = 0; c < 3; ++c)
             m_table[i][c] = static_cast<std::uint8_t>(wide ? channels[c][i] >> 8 : channels[c][i]);
     }
     return true;
@@ -131,7 +131,7 @@ void TiffLayout::expand(const std::uint8_t* row, int width, std::uint8_t* pixels
             continue;
         }
         int opacity = alpha ? sampleAt(row, first + m_colors) : 255;
-        for (int c = 0; c < m_colors; c++) {
+        for (int c = 0; c < m_colors; ++c) {
             int value = sampleAt(row, first + c);
             if (m_inverted)
                 value = 255 - value;

@@ -18,7 +18,7 @@ void deliverRows(TIFF* tiff, const TiffLayout& layout, int width, int height, Ro
 {
     Bytes row(std::max(static_cast<std::size_t>(TIFFScanlineSize64(tiff)), layout.rowBytes(width)));
     Bytes pixels(static_cast<std::size_t>(width) * channelsOf(layout.model()));
-    for (int y = 0; y < height; y++) {
+    for (int y = 0; y < height; ++y) {
         if (TIFFReadScanline(tiff, row.data(), static_cast<std::uint32_t>(y), 0) < 0)
             return;
         layout.expand(row.data(), width, pixels.data());
@@ -60,10 +60,10 @@ Result<void> deliverTiles(TIFF* tiff, const TiffLayout& layout, int width, int h
             if (TIFFReadTile(tiff, samples.data(), left, top, 0, 0) < 0)
                 return {};
             int columns = static_cast<int>(std::min(tile.width, static_cast<std::uint32_t>(width) - left));
-            for (int y = 0; y < rows; y++)
+            for (int y = 0; y < rows; ++y)
                 layout.expand(&samples[tileStride * y], columns, &band[stride * y + left * channels]);
         }
-        for (int y = 0; y < rows; y++) {
+        for (int y = 0; y < rows; ++y) {
             if (!sink.row(&band[stride * y]))
                 return {};
         }
@@ -106,7 +106,7 @@ public:
             m_image.col_offset = 0;
             if (!TIFFRGBAImageGet(&m_image, raster.data(), static_cast<std::uint32_t>(width), rows))
                 return {};
-            for (std::uint32_t y = 0; y < rows; y++) {
+            for (std::uint32_t y = 0; y < rows; ++y) {
                 unpack(&raster[static_cast<std::size_t>(y) * width], width, row.data());
                 if (!sink.row(row.data()))
                     return {};
@@ -130,7 +130,7 @@ private:
         for (int x = 0; x < width; x++, row += 4) {
             std::uint32_t alpha = TIFFGetA(raster[x]);
             const std::uint32_t colors[] { TIFFGetR(raster[x]), TIFFGetG(raster[x]), TIFFGetB(raster[x]) };
-            for (int c = 0; c < 3; c++)
+            for (int c = 0; c < 3; ++c)
                 row[c] = static_cast<std::uint8_t>(
                     alpha ? std::min<std::uint32_t>(255, (colors[c] * 255 + alpha / 2) / alpha) : 0);
             row[3] = static_cast<std::uint8_t>(alpha);

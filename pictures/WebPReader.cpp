@@ -58,7 +58,7 @@ Result<PictureReaders> WebPReader::open(const SharedSource& source)
 Result<void> WebPReader::readChunks(const ByteSource& source)
 {
     std::uint64_t offset = RiffBytes;
-    for (int count = 0; count < MaxChunks; count++) {
+    for (int count = 0; count < MaxChunks; ++count) {
         MV_TRY(start, source.bytesAt(offset, ChunkHeaderBytes));
         ByteReader reader(start);
         std::uint32_t type = reader.u32be();
@@ -173,7 +173,7 @@ Result<void> WebPReader::decode(int targetWidth, int targetHeight, RowSink& sink
         return Error { Error::Kind::Limit, "a WebP too large to draw" };
     MV_TRY(pixels, decodeFrame(width, height, rows));
     std::size_t stride = static_cast<std::size_t>(width) * channelsOf(m_header.model);
-    for (int y = 0; y < rows; y++) {
+    for (int y = 0; y < rows; ++y) {
         if (!sink.row(&pixels[stride * y]))
             break;
     }
@@ -188,7 +188,7 @@ void WebPReader::placeFrame(const Bytes& pixels, int rows, RowSink& sink) const
         return;
     int columns = std::clamp(m_header.width - m_frame.x, 0, m_frame.width);
     Bytes row(static_cast<std::size_t>(m_header.width) * Channels);
-    for (int y = 0; y < m_header.height; y++) {
+    for (int y = 0; y < m_header.height; ++y) {
         std::fill(row.begin(), row.end(), std::uint8_t { 0 });
         int frameRow = y - m_frame.y;
         if (frameRow >= 0 && frameRow < rows && columns > 0)

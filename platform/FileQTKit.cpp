@@ -14,7 +14,7 @@ namespace mv {
 namespace {
 
 /// The media types that have a media handler.
-constexpr OSType kMediaHandlers[] = {
+constexpr OSType MediaHandlers[] = {
     fourCC("vide"),
     fourCC("soun"),
     fourCC("text"),
@@ -74,7 +74,7 @@ bool FileQTKit::findNextComponent(const ComponentDescription& description)
     case fourCC("adec"):
         return installedMovieBackend().hasAudioDecoder(format) && !installedMovieBackend().isUncompressedAudio(format);
     case fourCC("mhlr"):
-        return std::find(std::begin(kMediaHandlers), std::end(kMediaHandlers), format) != std::end(kMediaHandlers);
+        return std::find(std::begin(MediaHandlers), std::end(MediaHandlers), format) != std::end(MediaHandlers);
     default:
         return false;
     }

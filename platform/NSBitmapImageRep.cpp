@@ -22,7 +22,7 @@ Result<Bitmap> NSBitmapImageRep::scaledTo(int width, int height) const
     if (!resampler.begin({ m_bitmap.width, m_bitmap.height, PixelModel::RgbAlpha }))
         return Error { Error::Kind::Format, "an empty bitmap cannot be drawn" };
     std::size_t stride = static_cast<std::size_t>(m_bitmap.width) * 4;
-    for (int y = 0; y < m_bitmap.height; y++)
+    for (int y = 0; y < m_bitmap.height; ++y)
         resampler.row(&m_bitmap.pixels[stride * y]);
     MV_TRY(pixels, resampler.finish());
     return Bitmap { width, height, std::move(pixels) };

@@ -26,7 +26,7 @@ constexpr int MaxAttempts = 5;
 // Short, so that it hits the moment between two updates of a rival who makes many.
 constexpr auto LockPoll = std::chrono::microseconds(500);
 // Rivals who replace the file again and again, as our own updates do, get more patience than who holds one lock.
-constexpr auto LongestTurnWait = std::chrono::seconds(20);
+constexpr auto MaxTurnWait = std::chrono::seconds(20);
 
 using Clock = std::chrono::steady_clock;
 using Outcome = FileReplacement::Outcome;
@@ -323,8 +323,7 @@ Result<LockedTarget> lockedTarget(const Path& path, Result<SharedFile>& handle, 
 {
     do {
         MV_TRY(file, resolved(path));
-        MV_TRY(
-            target, LockedTarget::open(file, handle, std::min(end, Clock::now() + FileReplacement::LongestLockWait)));
+        MV_TRY(target, LockedTarget::open(file, handle, std::min(end, Clock::now() + FileReplacement::MaxLockWait)));
         if (target)
             return std::move(*target);
     } while (Clock::now() < end);
@@ -334,7 +333,7 @@ Result<LockedTarget> lockedTarget(const Path& path, Result<SharedFile>& handle, 
 Result<Outcome> performAttempts(const Path& path, Result<SharedFile>& handle, const FileReplacement::Plan& plan,
     const FileReplacement::Check& check)
 {
-    Clock::time_point end = Clock::now() + LongestTurnWait;
+    Clock::time_point end = Clock::now() + MaxTurnWait;
     for (int attempt = 0; attempt < MaxAttempts; ++attempt) {
         MV_TRY(target, lockedTarget(path, handle, end));
         MV_TRY(outcome, target.replace(plan, check));

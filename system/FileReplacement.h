@@ -25,7 +25,7 @@ namespace mv {
 /// and is restored first. This needs the next update to come through a name in the same folder.
 ///
 /// Two updates of one file, also of different processes, wait for each other (an advisory lock on the target). A lock
-/// that stays for LongestLockWait, a reader's shared one too, is an error. A target that changed while the new content
+/// that stays for MaxLockWait, a reader's shared one too, is an error. A target that changed while the new content
 /// was made is read and planned again. Part files that killed updates of the same target left are removed. Nothing
 /// is written when the file already holds the new content.
 ///
@@ -39,7 +39,7 @@ public:
     };
 
     /// Longer than our own updates of all but the largest files; callers wait behind it, also for other files.
-    static constexpr std::chrono::milliseconds LongestLockWait { 2500 };
+    static constexpr std::chrono::milliseconds MaxLockWait { 2500 };
 
     /// From the file as it is now: its new content, or nothing to leave it alone. May be asked again.
     using Plan = std::function<Result<std::optional<FileContent>>(const InputFile& current)>;

@@ -11,7 +11,7 @@ struct ExtensionRow {
     std::int32_t code;
 };
 
-constexpr ExtensionRow kExtensions[] = {
+constexpr ExtensionRow Extensions[] = {
     { "mov", MVMediaTypeMOV },
     { "avi", MVMediaTypeAVI },
     { "mp4", MVMediaTypeMP4 },
@@ -41,7 +41,7 @@ struct NameRow {
     const char* name;
 };
 
-constexpr NameRow kNames[] = {
+constexpr NameRow Names[] = {
     { MVMediaTypeMP3, "MP3" },
     { MVMediaTypeWMA, "WMA" },
     { MVMediaTypeOGG, "OGG" },
@@ -72,7 +72,7 @@ std::int32_t MVMediaTypeReader::type(const Path& path)
     if (path.isNil())
         return MVMediaTypeMOV;
     std::string_view extension = path.pathExtension();
-    for (const ExtensionRow& row : kExtensions) {
+    for (const ExtensionRow& row : Extensions) {
         if (equalIgnoringAsciiCase(extension, row.extension))
             return row.code;
     }
@@ -83,7 +83,7 @@ std::int32_t MVMediaTypeReader::type(const Path& path)
 
 const char* MVMediaTypeReader::typeName(std::int32_t code)
 {
-    for (const NameRow& row : kNames) {
+    for (const NameRow& row : Names) {
         if (row.code == code)
             return row.name;
     }

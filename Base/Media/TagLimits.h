@@ -8,6 +8,6 @@ namespace mv {
 /// file. Pictures are bounded by this alone. The largest picture that a call can bring (64 MiB, an array on the bus)
 /// fits, with as much again as songs have besides; what is read is held twice at most. Other programs read as much, and
 /// more: the ID3v2 format ends at 256 MiB.
-inline constexpr std::size_t MaximumTagBytes = std::size_t { 96 } << 20;
+inline constexpr std::size_t MaxTagBytes = std::size_t { 96 } << 20;
 
 } // namespace mv

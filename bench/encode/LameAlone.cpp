@@ -19,7 +19,7 @@ using Sound = std::vector<std::array<std::vector<int>, 2>>;
 
 Sound decode(CoreAudioDecoder& decoder)
 {
-    constexpr std::uint32_t Frames = MaximumFrameSize;
+    constexpr std::uint32_t Frames = MaxFrameSize;
     Sound sound;
     Bytes block(Frames * 8);
     SampleBlock samples {};

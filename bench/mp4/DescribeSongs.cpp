@@ -42,7 +42,7 @@ void benchInTurn(const Files& files, double seconds, const std::function<bool(co
                 std::fprintf(stderr, "not described: %s\n", file.c_str());
                 std::exit(1);
             }
-            done++;
+            ++done;
         }
     }
     print(done, start);
@@ -59,8 +59,8 @@ void benchOverlapping(test::BusClient& client, const Files& files, double second
     } state;
     auto answered = [](sd_bus_message* message, void* userdata, sd_bus_error*) {
         auto& shared = *static_cast<State*>(userdata);
-        shared.inFlight--;
-        shared.done++;
+        --shared.inFlight;
+        ++shared.done;
         shared.failed = shared.failed || sd_bus_message_is_method_error(message, nullptr) != 0;
         return 0;
     };
@@ -70,7 +70,7 @@ void benchOverlapping(test::BusClient& client, const Files& files, double second
         while (state.inFlight < Outstanding && secondsSince(start) < seconds) {
             sd_bus_call_method_async(client.bus(), nullptr, Service, "/", "Mivo.MVMediaInfoBuilder", "build", answered,
                 &state, "s", files[next++ % files.size()].c_str());
-            state.inFlight++;
+            ++state.inFlight;
         }
         if (sd_bus_process(client.bus(), nullptr) == 0)
             sd_bus_wait(client.bus(), UINT64_MAX);

@@ -27,7 +27,7 @@ const std::string Builder(kServiceBusNames[2]);
 double bestMilliseconds(const std::function<void()>& work)
 {
     double best = 1e9;
-    for (int i = 0; i < Repeats; i++) {
+    for (int i = 0; i < Repeats; ++i) {
         auto start = Clock::now();
         work();
         best = std::min(best, std::chrono::duration<double, std::milli>(Clock::now() - start).count());
@@ -66,7 +66,7 @@ std::pair<double, long> usageOf(pid_t process)
 {
     std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
     std::string skipped;
-    for (int i = 0; i < 13; i++)
+    for (int i = 0; i < 13; ++i)
         stat >> skipped;
     long user = 0;
     long system = 0;

@@ -118,7 +118,7 @@ int main(int count, char** arguments)
         vips_concurrency_set(1);
         vips_cache_set_max(0);
     }
-    for (int i = 3; i < count; i++)
+    for (int i = 3; i < count; ++i)
         measure(peer->second, arguments[i], std::atoi(arguments[2]));
     return 0;
 }

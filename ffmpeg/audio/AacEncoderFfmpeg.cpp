@@ -12,7 +12,7 @@ namespace mv {
 namespace {
 
 // The usual speakers of so many channels, as WAVE and FLAC files have them.
-constexpr std::array<std::uint64_t, 9> kChannelMasks = {
+constexpr std::array<std::uint64_t, 9> ChannelMasks = {
     0,
     AV_CH_LAYOUT_MONO,
     AV_CH_LAYOUT_STEREO,
@@ -32,7 +32,7 @@ Error encoderError(int code, const char* what)
 }
 
 // The encoder cuts a bit rate that is too high by itself; one of a few bits per second it refuses.
-constexpr std::uint32_t LowestBitRate = 1000;
+constexpr std::uint32_t MinBitRate = 1000;
 
 class FfmpegAacEncoder final : public AacEncoder {
 public:
@@ -71,12 +71,12 @@ Result<void> FfmpegAacEncoder::open(const AacEncoderSettings& settings)
         return encoderError(AVERROR_ENCODER_NOT_FOUND, "no AAC encoder");
     m_context->sample_rate = static_cast<int>(settings.rate);
     m_context->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    m_context->bit_rate = std::max(settings.bitRate, LowestBitRate);
+    m_context->bit_rate = std::max(settings.bitRate, MinBitRate);
     m_context->time_base = { 1, static_cast<int>(settings.rate) };
     m_context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     m_context->thread_count = 1;
-    int status = settings.channels < kChannelMasks.size()
-        ? av_channel_layout_from_mask(&m_context->ch_layout, kChannelMasks[settings.channels])
+    int status = settings.channels < ChannelMasks.size()
+        ? av_channel_layout_from_mask(&m_context->ch_layout, ChannelMasks[settings.channels])
         : AVERROR(EINVAL);
     if (status < 0)
         return encoderError(status, "too many channels");
@@ -119,7 +119,7 @@ Result<void> FfmpegAacEncoder::resample(const float* const* planes, std::uint32_
         status = av_frame_get_buffer(m_resampled.get(), 0);
     if (status < 0)
         return encoderError(status, "cannot resample");
-    std::array<const std::uint8_t*, kChannelMasks.size()> input {};
+    std::array<const std::uint8_t*, ChannelMasks.size()> input {};
     for (int i = 0; planes && i < m_context->ch_layout.nb_channels; ++i)
         input[static_cast<std::size_t>(i)] = reinterpret_cast<const std::uint8_t*>(planes[i]);
     int made = swr_convert(

@@ -87,7 +87,7 @@ Result<void> AudioInput::learnParameters()
             return withStatus(found.error(), statusOfKind(found.error().kind));
     int rate = parameters.sample_rate;
     int channels = parameters.ch_layout.nb_channels;
-    if (rate <= 0 || rate > HighestSampleRate || channels <= 0 || channels > MostChannels)
+    if (rate <= 0 || rate > MaxSampleRate || channels <= 0 || channels > MaxChannels)
         return audioError(AVERROR_INVALIDDATA, "no sound parameters", kAudioFileInvalidFileError);
     m_parameters.reset(avcodec_parameters_alloc());
     if (!m_parameters || avcodec_parameters_copy(m_parameters.get(), &parameters) < 0)

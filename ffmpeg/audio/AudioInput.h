@@ -10,8 +10,8 @@ namespace mv {
 class AudioInput {
 public:
     /// Rates and channels outside these are no sound that anything here can play; they keep sizes within bounds.
-    static constexpr int HighestSampleRate = 768'000;
-    static constexpr int MostChannels = 64;
+    static constexpr int MaxSampleRate = 768'000;
+    static constexpr int MaxChannels = 64;
 
     static Result<AudioInput> open(const SharedSource& file);
 

@@ -28,7 +28,7 @@ private:
     AudioSourceFormat m_format;
     Resampler m_resampler;
     FrameHandle m_converted;
-    std::array<const std::uint8_t*, AudioInput::MostChannels> m_planes {};
+    std::array<const std::uint8_t*, AudioInput::MaxChannels> m_planes {};
 };
 
 } // namespace mv

@@ -75,16 +75,16 @@ std::int64_t gaplessFrames(const AVFormatContext& container)
 // An edit list ends inside the last packet. A length that differs by more than that is not the edit list's.
 std::int64_t withinEdit(AudioInput& input, std::int64_t frames)
 {
-    constexpr std::int64_t LongestPacket = 8192;
-    constexpr std::int64_t LongestPadding = 16384;
+    constexpr std::int64_t MaxPacket = 8192;
+    constexpr std::int64_t MaxPadding = 16384;
     AVStream& stream = input.stream();
     std::int64_t edited = stream.duration == AV_NOPTS_VALUE
         ? 0
         : av_rescale_q(stream.duration, stream.time_base, { 1, input.parameters().sample_rate });
-    if (edited > 0 && edited < frames && frames - edited <= LongestPacket)
+    if (edited > 0 && edited < frames && frames - edited <= MaxPacket)
         frames = edited;
     std::int64_t gapless = gaplessFrames(input.container());
-    if (gapless > 0 && gapless < frames && frames - gapless <= LongestPadding)
+    if (gapless > 0 && gapless < frames && frames - gapless <= MaxPadding)
         frames = gapless;
     return frames;
 }

@@ -9,7 +9,7 @@ namespace mv {
 namespace {
 
 // A gap of silence is at most this long; bounds what damage can cost.
-constexpr std::int64_t LongestSilence = 65'536;
+constexpr std::int64_t MaxSilence = 65'536;
 
 } // namespace
 
@@ -68,7 +68,7 @@ Result<void> FrameDecoder::feed()
     return {};
 }
 
-void FrameDecoder::noteDamage() { m_damaged = std::min(LongestSilence, m_damaged + packetFrames(m_input, *m_packet)); }
+void FrameDecoder::noteDamage() { m_damaged = std::min(MaxSilence, m_damaged + packetFrames(m_input, *m_packet)); }
 
 // A frame of silence in the shape of the one that follows it.
 bool FrameDecoder::makeSilence()

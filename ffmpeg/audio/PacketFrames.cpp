@@ -9,7 +9,7 @@ namespace mv {
 
 namespace {
 
-constexpr std::int64_t MostFrames = 65'536; // the longest packet of any format here
+constexpr std::int64_t MaxFrames = 65'536; // the longest packet of any format here
 
 std::int64_t byDuration(AudioInput& input, const AVPacket& packet)
 {
@@ -82,7 +82,7 @@ std::int64_t packetFrames(AudioInput& input, const AVPacket& packet)
         if (frames <= 0)
             frames = byDuration(input, packet);
     }
-    return std::clamp<std::int64_t>(frames, 0, MostFrames);
+    return std::clamp<std::int64_t>(frames, 0, MaxFrames);
 }
 
 bool isOneFrameAPacket(AVCodecID id)

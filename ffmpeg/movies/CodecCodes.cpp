@@ -18,7 +18,7 @@ struct CodeRow {
 
 /// What stands in a QuickTime file, or would, for a codec that arrives in another container. The first row of a codec
 /// counts; further ones are only understood.
-constexpr CodeRow kCodes[] = {
+constexpr CodeRow Codes[] = {
     { AV_CODEC_ID_H264, fourCC("avc1") },
     { AV_CODEC_ID_HEVC, fourCC("hvc1") },
     { AV_CODEC_ID_HEVC, fourCC("HEVC") }, // in AVI files; FFmpeg keeps the table with these two to itself
@@ -97,10 +97,10 @@ constexpr CodeRow kCodes[] = {
 };
 
 /// Encrypted samples: the code hides the codec, and nothing here holds a key.
-constexpr FourCC kEncrypted[] = { fourCC("encv"), fourCC("enca"), fourCC("drms"), fourCC("drmi") };
+constexpr FourCC Encrypted[] = { fourCC("encv"), fourCC("enca"), fourCC("drms"), fourCC("drmi") };
 
 /// What stands in front of the number of a wave format where a format has no code of its own.
-constexpr FourCC kWaveFormatPrefixes[] = { fourCC("ms\0\0"), fourCC("TS\0\0") };
+constexpr FourCC WaveFormatPrefixes[] = { fourCC("ms\0\0"), fourCC("TS\0\0") };
 
 /// Between our codes and FFmpeg's, which have the first character in the low byte; either way.
 constexpr std::uint32_t swapped(std::uint32_t code) { return __builtin_bswap32(code); }
@@ -119,7 +119,7 @@ bool canBeDecoded(AVCodecID codec) { return avcodec_find_decoder(codec) != nullp
 
 AVCodecID codecInTable(FourCC dataFormat, AVMediaType type)
 {
-    for (const CodeRow& row : kCodes) {
+    for (const CodeRow& row : Codes) {
         if (row.dataFormat == dataFormat && avcodec_get_type(row.codec) == type)
             return row.codec;
     }
@@ -147,7 +147,7 @@ AVCodecID codecInFfmpegsTables(FourCC dataFormat, AVMediaType type)
 AVCodecID codecOfWaveFormat(FourCC dataFormat)
 {
     const AVCodecTag* table[] = { avformat_get_riff_audio_tags(), nullptr };
-    for (FourCC prefix : kWaveFormatPrefixes) {
+    for (FourCC prefix : WaveFormatPrefixes) {
         if ((dataFormat & 0xFFFF0000) == prefix)
             return av_codec_get_id(table, dataFormat & 0xFFFF);
     }
@@ -183,7 +183,7 @@ AVCodecID codecOfName(FourCC dataFormat, AVMediaType type)
 AVCodecID codecOf(FourCC dataFormat, AVMediaType type)
 {
     // FFmpeg's tables know a codec of code 0; here it means that there is no code.
-    if (dataFormat == 0 || std::find(std::begin(kEncrypted), std::end(kEncrypted), dataFormat) != std::end(kEncrypted))
+    if (dataFormat == 0 || std::find(std::begin(Encrypted), std::end(Encrypted), dataFormat) != std::end(Encrypted))
         return AV_CODEC_ID_NONE;
     AVCodecID codec = codecInTable(dataFormat, type);
     if (codec == AV_CODEC_ID_NONE)
@@ -217,7 +217,7 @@ FourCC dataFormatOf(const AVCodecParameters& codec, bool isAvi)
     bool ownServes = mayStandFor(own, codec);
     if (isAvi && codec.codec_type == AVMEDIA_TYPE_VIDEO && ownServes)
         return own;
-    for (const CodeRow& row : kCodes) {
+    for (const CodeRow& row : Codes) {
         if (row.codec == codec.codec_id)
             return row.dataFormat;
     }

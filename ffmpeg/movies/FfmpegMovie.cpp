@@ -30,7 +30,7 @@ bool headerTellsAll(const MediaInput& input)
 
 Result<std::unique_ptr<BackendMovie>> FfmpegMovie::open(SharedSource file, std::chrono::milliseconds deadline)
 {
-    MV_TRY(input, MediaInput::open(std::move(file), { .deadline = deadline, .lowestScore = LowestMovieScore }));
+    MV_TRY(input, MediaInput::open(std::move(file), { .deadline = deadline, .lowestScore = MinMovieScore }));
     if (!headerTellsAll(*input))
         MV_TRY_VOID(input->findStreamInfo());
     // Text whose lines have a transport stream's length looks like one, and holds nothing.

@@ -14,7 +14,7 @@ namespace mv {
 class FrameBudget {
 public:
     /// `limit`: bytes.
-    explicit FrameBudget(std::int64_t limit = MaximumFrameMemory)
+    explicit FrameBudget(std::int64_t limit = MaxFrameMemory)
         : m_limit(limit)
     {
     }

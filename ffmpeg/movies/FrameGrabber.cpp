@@ -12,11 +12,11 @@ namespace mv {
 namespace {
 
 /// Decoding one frame while another waits uses a second core; more threads hold more frames than they save time.
-constexpr int kDecoderThreads = 2;
+constexpr int DecoderThreads = 2;
 
 /// Microseconds to seek earlier, one try after the other, when the first frame out of the decoder is later than the
 /// one wanted: indexes of AVI point at packets by decoding order. The last goes to the start of any file.
-constexpr std::int64_t kStepsBack[] = { 0, 500'000, 2'000'000, 8'000'000, std::numeric_limits<std::int64_t>::max() };
+constexpr std::int64_t StepsBack[] = { 0, 500'000, 2'000'000, 8'000'000, std::numeric_limits<std::int64_t>::max() };
 
 } // namespace
 
@@ -42,9 +42,9 @@ Result<void> FrameGrabber::openDecoder()
     if (status < 0)
         return ffmpegError(status, "cannot decode");
     m_decoder->pkt_timebase = m_stream.time_base;
-    bool isLarge = std::int64_t { m_decoder->width } * m_decoder->height > LargestThreadedFrame;
-    m_decoder->thread_count = isLarge ? 1 : kDecoderThreads;
-    m_decoder->max_pixels = MaximumPixels;
+    bool isLarge = std::int64_t { m_decoder->width } * m_decoder->height > MaxThreadedFrame;
+    m_decoder->thread_count = isLarge ? 1 : DecoderThreads;
+    m_decoder->max_pixels = MaxPixels;
     m_budget.watch(*m_decoder);
     status = avcodec_open2(m_decoder.get(), codec, nullptr);
     if (status < 0)
@@ -79,7 +79,7 @@ Result<FrameHandle> FrameGrabber::frameAt(std::int64_t time)
         return Error { Error::Kind::Format, "no such time" };
     std::int64_t target = inStreamTime(time);
     Candidate shown;
-    for (std::int64_t step : kStepsBack) {
+    for (std::int64_t step : StepsBack) {
         std::int64_t from = time - std::min(step, std::max<std::int64_t>(time - origin, 0));
         bool atStart = from <= origin;
         if (atStart)

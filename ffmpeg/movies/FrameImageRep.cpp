@@ -8,16 +8,16 @@ namespace mv {
 
 namespace {
 
-constexpr int kChannels = 4;
+constexpr int Channels = 4;
 /// FFmpeg's row stride alignment for what it writes with vector instructions.
-constexpr std::size_t kRowAlignment = 64;
+constexpr std::size_t RowAlignment = 64;
 /// Sides of a scaled picture; thumbnails have hundreds of pixels.
-constexpr int kMaximumSide = 16384;
+constexpr int MaxSide = 16384;
 
 std::size_t paddedRow(int width)
 {
-    std::size_t row = static_cast<std::size_t>(width) * kChannels;
-    return (row + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    std::size_t row = static_cast<std::size_t>(width) * Channels;
+    return (row + RowAlignment - 1) / RowAlignment * RowAlignment;
 }
 
 Scaler makeScaler(const AVFrame& frame, int width, int height)
@@ -54,20 +54,20 @@ Scaler makeScaler(const AVFrame& frame, int width, int height)
 
 Result<Bitmap> scaled(const AVFrame& frame, int width, int height)
 {
-    if (width < 1 || height < 1 || width > kMaximumSide || height > kMaximumSide)
+    if (width < 1 || height < 1 || width > MaxSide || height > MaxSide)
         return Error { Error::Kind::Limit, "no such picture size" };
     Scaler scaler = makeScaler(frame, width, height);
     if (!scaler)
         return Error { Error::Kind::Unsupported, "no way from the frame's pixels to RGB" };
     std::size_t stride = paddedRow(width);
-    Bytes padded(stride * static_cast<std::size_t>(height) + kRowAlignment);
+    Bytes padded(stride * static_cast<std::size_t>(height) + RowAlignment);
     std::uint8_t* planes[] = { padded.data(), nullptr, nullptr, nullptr };
     int strides[] = { static_cast<int>(stride), 0, 0, 0 };
     int rows = sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, planes, strides);
     if (rows < 0)
         return ffmpegError(rows, "cannot scale the frame");
     Bitmap bitmap { width, height, {} };
-    std::size_t row = static_cast<std::size_t>(width) * kChannels;
+    std::size_t row = static_cast<std::size_t>(width) * Channels;
     bitmap.pixels.reserve(row * static_cast<std::size_t>(height));
     for (int y = 0; y < height; ++y) {
         const std::uint8_t* source = padded.data() + stride * static_cast<std::size_t>(y);
@@ -121,7 +121,7 @@ Result<Color> FrameImageRep::colorAtXY(int x, int y) const
     if (int status = av_frame_apply_cropping(corner.get(), AV_FRAME_CROP_UNALIGNED); status < 0)
         return ffmpegError(status, "cannot read the pixel");
     MV_TRY(pixels, scaled(*corner, corner->width, corner->height));
-    const std::uint8_t* pixel = pixels.pixels.data() + (dy * static_cast<std::size_t>(pixels.width) + dx) * kChannels;
+    const std::uint8_t* pixel = pixels.pixels.data() + (dy * static_cast<std::size_t>(pixels.width) + dx) * Channels;
     return Color { pixel[0], pixel[1], pixel[2], pixel[3] };
 }
 

@@ -374,7 +374,7 @@ Result<void> passMovieThrough(SharedSource source, OutputFile& target, const Mov
     MediaInput::Settings guard;
     guard.deadline.reset(); // a long movie takes its time
     guard.generatePts = true;
-    guard.lowestScore = LowestMovieScore;
+    guard.lowestScore = MinMovieScore;
     MV_TRY(input, MediaInput::open(std::move(source), guard));
     if (needsStreamInfo(*input))
         MV_TRY_VOID(input->findStreamInfo());

@@ -12,7 +12,7 @@ using namespace mv;
 namespace {
 
 /// A few bytes can stand for hours of silence; the fuzzer looks at the beginning.
-constexpr int MostReads = 400;
+constexpr int MaxReads = 400;
 constexpr std::uint32_t FramesARead = 1152;
 
 template <class T> T property(ExtAudioFileRef file, std::uint32_t id)
@@ -31,7 +31,7 @@ void readAll(ExtAudioFileRef file)
     std::vector<std::uint8_t> block(std::size_t { FramesARead } * client.mBytesPerFrame);
     std::int64_t delivered = 0;
     bool ended = false;
-    for (int i = 0; i < MostReads; ++i) {
+    for (int i = 0; i < MaxReads; ++i) {
         AudioBufferList list { 1, { { 2, static_cast<std::uint32_t>(block.size()), block.data() } } };
         std::uint32_t frames = FramesARead;
         OSStatus status = ExtAudioFileRead(file, &frames, &list);

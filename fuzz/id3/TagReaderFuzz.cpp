@@ -19,8 +19,8 @@ void require(bool condition)
 void checkTag(const mv::Id3v2Tag& tag, std::uint64_t fileSize)
 {
     require(tag.extent().end() <= fileSize);
-    require(tag.frames().size() <= mv::Id3v2Tag::MaximumFrames);
-    require(tag.bytesUnpacked() <= mv::TagSet::MaximumBytesUnpacked);
+    require(tag.frames().size() <= mv::Id3v2Tag::MaxFrames);
+    require(tag.bytesUnpacked() <= mv::TagSet::MaxBytesUnpacked);
     unsigned sum = 0;
     for (const mv::TagFrame& frame : tag.frames()) {
         require(frame.id.size() == 3 || frame.id.size() == 4);

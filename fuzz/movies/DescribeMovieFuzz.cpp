@@ -14,7 +14,7 @@ using namespace mv;
 namespace {
 
 /// One input must not keep the fuzzer from the others.
-constexpr std::chrono::milliseconds kDeadline { 2000 };
+constexpr std::chrono::milliseconds Deadline { 2000 };
 
 } // namespace
 
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
     setLogSinkForTesting([](std::string_view) {}); // most inputs say that they cannot be opened
-    FileQTKit toolkit { kDeadline };
+    FileQTKit toolkit { Deadline };
     auto record = QuickTimeAVParser { toolkit }.build(fuzz::openedBytes(data, size, "movie"));
     if (!record || record->empty())
         std::abort();

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const TrackFacts& track : file->facts().tracks)
         (void)track.displayWidth();
     // Every track is found by its own id and no other's.
-    for (std::uint16_t i = 0; i < file->facts().tracks.size(); i++) {
+    for (std::uint16_t i = 0; i < file->facts().tracks.size(); ++i) {
         MP4TrackId id = MP4FindTrackId(*file, i, nullptr, 0);
         if (id == MP4_INVALID_TRACK_ID || MP4GetTrackDuration(*file, id) != file->facts().tracks[i].mediaDuration)
             std::abort();

@@ -41,7 +41,7 @@ std::vector<std::uint64_t> chunkOffsets(StructureReader& reader)
         ByteReader fields(payloadStart(reader, table, StructureReader::WindowSize));
         fields.skip(4);
         std::uint32_t count = fields.u32be();
-        for (std::uint32_t i = 0; i < count && !fields.failed(); i++) {
+        for (std::uint32_t i = 0; i < count && !fields.failed(); ++i) {
             std::uint64_t offset = table.type == fourCC("co64") ? fields.u64be() : fields.u32be();
             if (!fields.failed())
                 offsets.push_back(offset);
@@ -54,7 +54,7 @@ void compareMedia(ByteView before, const std::vector<std::uint64_t>& oldOffsets,
     const std::vector<std::uint64_t>& newOffsets)
 {
     require(oldOffsets.size() == newOffsets.size());
-    for (std::size_t i = 0; i < oldOffsets.size(); i++) {
+    for (std::size_t i = 0; i < oldOffsets.size(); ++i) {
         bool inside = oldOffsets[i] < before.size();
         require(!inside || (newOffsets[i] < after.size() && before[oldOffsets[i]] == after[newOffsets[i]]));
     }

@@ -80,7 +80,7 @@ JpegBitReader::Pool JpegBitReader::refilledByBytes(Pool pool)
                 length = 2;
                 int code = m_window[m_next + 1];
                 if (code == 0xFF) { // fill bytes before a marker
-                    m_next++;
+                    ++m_next;
                     continue;
                 }
                 if (code != 0) {
@@ -103,7 +103,7 @@ int JpegBitReader::findMarker()
     while (makeReady(2) && m_end - m_next >= 2) {
         if (m_window[m_next] == 0xFF && m_window[m_next + 1] != 0 && m_window[m_next + 1] != 0xFF)
             return m_window[m_next + 1];
-        m_next++;
+        ++m_next;
     }
     return -1;
 }

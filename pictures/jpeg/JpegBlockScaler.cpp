@@ -24,7 +24,7 @@ template <int Lanes> void store(const Floats<Lanes>& samples, std::uint8_t* to, 
     float values[Lanes];
     std::memcpy(values, &samples, sizeof values);
     std::uint8_t bytes[Lanes];
-    for (int x = 0; x < Lanes; x++) {
+    for (int x = 0; x < Lanes; ++x) {
         float value = values[x] < 0 ? 0.0F : values[x];
         bytes[x] = static_cast<std::uint8_t>(static_cast<int>(value > 255 ? 255.0F : value));
     }
@@ -46,13 +46,13 @@ JpegBlockScaler::JpegBlockScaler(int across, int down, const JpegTables::QuantTa
     , m_down(down)
     , m_meanQuant(quant[0])
 {
-    for (int u = 0; u < JpegBlockSide; u++) {
-        for (int x = 0; x < across && u < across; x++)
+    for (int u = 0; u < JpegBlockSide; ++u) {
+        for (int x = 0; x < across && u < across; ++x)
             m_columns[static_cast<std::size_t>(u)][static_cast<std::size_t>(x)] = share(u, x, across);
-        for (int y = 0; y < down && u < down; y++)
+        for (int y = 0; y < down && u < down; ++y)
             m_rows[static_cast<std::size_t>(u)][static_cast<std::size_t>(y)] = share(u, y, down);
     }
-    for (int place = 0; place < JpegBlockCoefficients; place++) {
+    for (int place = 0; place < JpegBlockCoefficients; ++place) {
         std::size_t p = static_cast<std::size_t>(place);
         if (JpegZigzag[p] % JpegBlockSide >= across || JpegZigzag[p] / JpegBlockSide >= down)
             continue;
@@ -72,16 +72,16 @@ void JpegBlockScaler::scaleIn(const Block& block, int diagonal, std::uint8_t* to
     constexpr bool Small = Across > 0 && Across <= 4 && Down <= 4;
     const int rows = Small ? down : std::min(down, diagonal + 1);
     Vector spread[JpegBlockSide];
-    for (int v = 0; v < rows; v++) {
+    for (int v = 0; v < rows; ++v) {
         const float* row = &block[static_cast<std::size_t>(v) * JpegBlockSide];
         const int columns = Small ? across : std::min(across, diagonal - v + 1);
         Vector sum = {};
-        for (int u = 0; u < columns; u++)
+        for (int u = 0; u < columns; ++u)
             addTimes<Lanes>(sum, m_columns[static_cast<std::size_t>(u)].data(), row[u]);
         spread[v] = sum;
     }
     // The odd frequencies have the opposite sign in the mirrored row.
-    for (int y = 0; y < (down + 1) / 2; y++) {
+    for (int y = 0; y < (down + 1) / 2; ++y) {
         Vector even = spread[0] * m_rows[0][static_cast<std::size_t>(y)] + 128.5F;
         for (int v = 2; v < rows; v += 2)
             even += spread[v] * m_rows[static_cast<std::size_t>(v)][static_cast<std::size_t>(y)];

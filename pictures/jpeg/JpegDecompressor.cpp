@@ -122,7 +122,7 @@ void JpegDecompressor::watchScans(j_common_ptr state)
 std::size_t JpegDecompressor::refill()
 {
     std::size_t count = m_source.readUpTo(m_position, m_buffer);
-    for (std::size_t i = 0; i < m_patch.size(); i++) {
+    for (std::size_t i = 0; i < m_patch.size(); ++i) {
         std::uint64_t place = m_patchOffset + i;
         if (m_patchOffset != UINT64_MAX && place >= m_position && place < m_position + count)
             m_buffer[static_cast<std::size_t>(place - m_position)] = m_patch[i];

@@ -34,7 +34,7 @@ Result<void> JpegHuffman::setCodes(ByteView counts, ByteView symbols)
     std::copy(symbols.begin(), symbols.end(), m_symbols.begin());
     std::int32_t code = 0;
     std::size_t used = 0;
-    for (int length = 1; length <= MaxCodeLength; length++) {
+    for (int length = 1; length <= MaxCodeLength; ++length) {
         std::size_t count = counts[static_cast<std::size_t>(length - 1)];
         std::int32_t width = 1 << (MaxCodeLength - length);
         if (used + count > symbols.size() || code + static_cast<std::int32_t>(count) * width > 1 << MaxCodeLength)
@@ -64,7 +64,7 @@ JpegHuffman::Code JpegHuffman::codeOf(int length, std::uint8_t symbol)
 JpegHuffman::Code JpegHuffman::longCode(unsigned bits) const
 {
     std::int32_t next = static_cast<std::int32_t>(bits);
-    for (std::size_t length = CodeBits + 1; length <= MaxCodeLength; length++) {
+    for (std::size_t length = CodeBits + 1; length <= MaxCodeLength; ++length) {
         if (next < m_endCode[length]) {
             std::int32_t index = (next - m_firstCode[length]) >> (MaxCodeLength - static_cast<int>(length));
             return codeOf(static_cast<int>(length), m_symbols[static_cast<std::size_t>(m_firstSymbol[length] + index)]);
@@ -98,7 +98,7 @@ JpegHuffman::Leap JpegHuffman::leapOf(unsigned bits) const
 void JpegHuffman::setLeaps()
 {
     m_leaps.resize(std::size_t { 1 } << m_leapBits);
-    for (unsigned bits = 0; bits < m_leaps.size(); bits++)
+    for (unsigned bits = 0; bits < m_leaps.size(); ++bits)
         m_leaps[bits] = leapOf(bits);
 }
 

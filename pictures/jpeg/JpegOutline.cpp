@@ -18,7 +18,7 @@ Result<JpegOutline> outlineOfJpeg(const ByteSource& source)
     int scans = 0;
     JpegMarkerWalk walk(source);
     walk.seek(2);
-    for (int count = 0; count < MaxHeaderMarkers; count++) {
+    for (int count = 0; count < MaxHeaderMarkers; ++count) {
         int marker = walk.nextMarker();
         if (marker < 0 || marker == jpeg_marker::EndOfImage)
             break;

@@ -45,7 +45,7 @@ Result<JpegFrame> JpegFrame::parse(int marker, ByteView segment)
     std::size_t count = reader.u8();
     if (precision != 8 || frame.width == 0 || frame.height == 0 || count == 0 || count == 2 || count > MaxComponents)
         return unsupported("a JPEG of an odd kind");
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         JpegComponent component;
         component.id = reader.u8();
         int sampling = reader.u8();
@@ -76,7 +76,7 @@ Result<JpegScanHeader> JpegScanHeader::parse(const JpegFrame& frame, ByteView se
     std::size_t count = reader.u8();
     if (count == 0 || count > frame.components.size())
         return malformed("a scan of too many components");
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         int id = reader.u8();
         int tables = reader.u8();
         auto found = std::find_if(frame.components.begin(), frame.components.end(),

@@ -65,7 +65,7 @@ int denominatorFor(const PictureHeader& header, int targetWidth, int targetHeigh
 
 void invert(std::uint8_t* samples, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; ++i)
         samples[i] = static_cast<std::uint8_t>(255 - samples[i]);
 }
 
@@ -92,7 +92,7 @@ Result<void> JpegReader::readHeader()
     m_header = { static_cast<int>(state.image_width), static_cast<int>(state.image_height), model, jpeg.profile() };
     m_colors = colorsOf(state);
     m_invertInks = model == PixelModel::Cmyk && !state.saw_Adobe_marker;
-    for (int i = 0; i < state.num_components; i++) {
+    for (int i = 0; i < state.num_components; ++i) {
         const jpeg_component_info& component = state.comp_info[i];
         m_coarseness = std::max({ m_coarseness, state.max_h_samp_factor / component.h_samp_factor,
             state.max_v_samp_factor / component.v_samp_factor });
@@ -105,16 +105,16 @@ std::optional<JpegShrinkPlan> JpegReader::shrinkPlan(int targetWidth, int target
 {
     // How many times the target must be left. Means of blocks are blunter than what is transformed back.
     constexpr std::array<double, 4> Least { 2.0, 1.5, 1.5, 1.5 };
-    constexpr double LeastOfColour = 1.5;
+    constexpr double MinOfColour = 1.5;
     if (!m_colors)
         return std::nullopt;
     double left = std::min(m_header.width / static_cast<double>(targetWidth),
                       m_header.height / static_cast<double>(targetHeight))
         / JpegBlockSide;
-    for (int numerator = 1; numerator <= (m_outline.progressive ? 1 : 4); numerator++) {
+    for (int numerator = 1; numerator <= (m_outline.progressive ? 1 : 4); ++numerator) {
         if (left * numerator < Least[static_cast<std::size_t>(numerator - 1)])
             continue;
-        bool coarse = numerator == 1 && m_coarseness > 1 && left / m_coarseness >= LeastOfColour;
+        bool coarse = numerator == 1 && m_coarseness > 1 && left / m_coarseness >= MinOfColour;
         return JpegShrinkPlan { numerator, coarse, *m_colors, m_invertInks, m_header.width, m_header.height };
     }
     return std::nullopt;
@@ -163,13 +163,13 @@ Result<void> JpegReader::deliver(JpegDecompressor& jpeg, int denominator, RowSin
     std::size_t stride = state.output_width * static_cast<std::size_t>(state.output_components);
     Bytes buffer(stride * RowsAtOnce);
     JSAMPROW rows[RowsAtOnce];
-    for (int i = 0; i < RowsAtOnce; i++)
+    for (int i = 0; i < RowsAtOnce; ++i)
         rows[i] = &buffer[stride * i];
     int count = jpeg.readRows(rows, RowsAtOnce);
     if (jpeg.madeUpPixels() && !jpeg_has_multiple_scans(&state))
         return Error { Error::Kind::Format, "a JPEG that ends before its first row" };
     for (; count > 0; count = jpeg.readRows(rows, RowsAtOnce)) {
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < count; ++i) {
             if (m_invertInks)
                 invert(rows[i], stride);
             if (!sink.row(rows[i]))

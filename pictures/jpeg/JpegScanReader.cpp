@@ -130,10 +130,10 @@ JpegScanReader::Band JpegScanReader::nextBand()
 void JpegScanReader::firstDetails(JpegDetails& block)
 {
     if (m_blocksToSkip > 0) {
-        m_blocksToSkip--;
+        --m_blocksToSkip;
         return;
     }
-    for (int place = m_scan.spectralStart; place <= m_scan.spectralEnd; place++) {
+    for (int place = m_scan.spectralStart; place <= m_scan.spectralEnd; ++place) {
         Band band = nextBand();
         if (band.emptyBlocks > 0) {
             m_blocksToSkip = band.emptyBlocks - 1;
@@ -168,7 +168,7 @@ void JpegScanReader::refineOne(JpegDetails& block, int place)
 /// Passes so many coefficients that stay 0, refining those between them; `place` then is that of the next one.
 void JpegScanReader::passZeros(JpegDetails& block, int& place, int zeros)
 {
-    for (; place <= m_scan.spectralEnd; place++) {
+    for (; place <= m_scan.spectralEnd; ++place) {
         if (block.seen >> place & 1)
             refineOne(block, place);
         else if (zeros-- == 0)
@@ -188,11 +188,11 @@ void JpegScanReader::refineDetails(JpegDetails& block)
         passZeros(block, place, band.zeros);
         if (band.value != 0 && place <= m_scan.spectralEnd)
             keep(block, place, band.value);
-        place++;
+        ++place;
     }
     if (m_blocksToSkip > 0) {
         passZeros(block, place, 64);
-        m_blocksToSkip--;
+        --m_blocksToSkip;
     }
 }
 

@@ -44,7 +44,7 @@ Result<bool> JpegShrinker::deliver(RowSink& sink)
 Result<void> JpegShrinker::readToFirstScan()
 {
     m_walk.seek(2);
-    for (int count = 0; count < MaxSegments; count++) {
+    for (int count = 0; count < MaxSegments; ++count) {
         int marker = m_walk.nextMarker();
         if (marker == jpeg_marker::StartOfScan && !m_frame.components.empty())
             return {};
@@ -107,8 +107,8 @@ Result<JpegScanReader> JpegShrinker::makeReader(const JpegScanHeader& scan)
 Result<void> JpegShrinker::streamRows(
     JpegScanReader& reader, const JpegScanHeader& scan, JpegStrips& strips, RowSink& sink)
 {
-    for (int row = 0; row < m_frame.unitsDown(); row++) {
-        for (int unit = 0; unit < m_frame.unitsAcross(); unit++)
+    for (int row = 0; row < m_frame.unitsDown(); ++row) {
+        for (int unit = 0; unit < m_frame.unitsAcross(); ++unit)
             readUnit(reader, scan, unit, strips);
         if (row == 0 && reader.bits().ranDry() && reader.bits().fileEnded())
             return Error { Error::Kind::Format, "a JPEG that ends before its first row" };
@@ -122,10 +122,10 @@ void JpegShrinker::readUnit(JpegScanReader& reader, const JpegScanHeader& scan, 
 {
     JpegBlockScaler::Block block;
     bool there = reader.beginUnit();
-    for (std::size_t i = 0; i < scan.parts.size(); i++) {
+    for (std::size_t i = 0; i < scan.parts.size(); ++i) {
         std::size_t index = scan.parts[i].component;
         const JpegComponent& component = m_frame.components[index];
-        for (int b = 0; b < component.h * component.v; b++) {
+        for (int b = 0; b < component.h * component.v; ++b) {
             int column = unit * component.h + b % component.h;
             int mean = 0;
             int last = there ? reader.sequential(i, strips.scaler(index), block, mean) : 0;
@@ -159,7 +159,7 @@ Result<void> JpegShrinker::makePlanes()
 
 Result<void> JpegShrinker::readScans(JpegScanHeader scan)
 {
-    for (int count = 0; count < MaxJpegScans; count++) {
+    for (int count = 0; count < MaxJpegScans; ++count) {
         std::uint64_t data = m_walk.position();
         if (matters(scan)) {
             MV_TRY_VOID(readScan(scan));
@@ -210,19 +210,19 @@ void JpegShrinker::forEachBlock(const JpegScanHeader& scan, JpegScanReader& read
     const JpegComponent& first = m_frame.components[scan.parts.front().component];
     int across = alone ? m_frame.blocksAcross(first) : m_frame.unitsAcross();
     int down = alone ? m_frame.blocksDown(first) : m_frame.unitsDown();
-    for (int y = 0; y < down; y++) {
-        for (int x = 0; x < across; x++) {
+    for (int y = 0; y < down; ++y) {
+        for (int x = 0; x < across; ++x) {
             if (!reader.beginUnit()) {
                 if (reader.bits().isOver())
                     return;
                 continue;
             }
-            for (std::size_t part = 0; part < scan.parts.size(); part++) {
+            for (std::size_t part = 0; part < scan.parts.size(); ++part) {
                 const JpegComponent& component = m_frame.components[scan.parts[part].component];
                 int h = alone ? 1 : component.h;
                 int v = alone ? 1 : component.v;
                 std::size_t stride = static_cast<std::size_t>(m_planes[scan.parts[part].component].blocksAcross);
-                for (int b = 0; b < h * v; b++)
+                for (int b = 0; b < h * v; ++b)
                     visit(part,
                         static_cast<std::size_t>(y * v + b / h) * stride + static_cast<std::size_t>(x * h + b % h));
             }
@@ -258,8 +258,8 @@ void JpegShrinker::readBlock(const JpegScanHeader& scan, JpegScanReader& reader,
 
 void JpegShrinker::deliverPlanes(JpegStrips& strips, RowSink& sink)
 {
-    for (int row = 0; row < m_frame.unitsDown(); row++) {
-        for (std::size_t i = 0; i < m_planes.size(); i++)
+    for (int row = 0; row < m_frame.unitsDown(); ++row) {
+        for (std::size_t i = 0; i < m_planes.size(); ++i)
             fillFromPlane(i, row, strips);
         if (!strips.deliver(sink))
             return;
@@ -272,9 +272,9 @@ void JpegShrinker::fillFromPlane(std::size_t index, int unitRow, JpegStrips& str
     const JpegBlockScaler& scaler = strips.scaler(index);
     int down = m_frame.components[index].v;
     JpegBlockScaler::Block block;
-    for (int y = 0; y < down; y++) {
+    for (int y = 0; y < down; ++y) {
         std::size_t first = static_cast<std::size_t>(unitRow * down + y) * static_cast<std::size_t>(plane.blocksAcross);
-        for (int x = 0; x < plane.blocksAcross; x++) {
+        for (int x = 0; x < plane.blocksAcross; ++x) {
             std::size_t place = first + static_cast<std::size_t>(x);
             if (plane.details.empty() || plane.details[place].coefficients == std::array<std::int16_t, 3> {}) {
                 strips.fill(index, x, y, plane.means[place]);

@@ -38,7 +38,7 @@ void interleave3(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& fro
 void interleave4(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& from, std::size_t count)
 {
     for (std::size_t i = 0; i < count; i++, to += 4) {
-        for (std::size_t c = 0; c < 4; c++)
+        for (std::size_t c = 0; c < 4; ++c)
             to[c] = from[c][i];
     }
 }
@@ -48,7 +48,7 @@ void inksOfYcck(std::uint8_t* pixels, std::size_t count)
 {
     for (std::size_t i = 0; i < count; i++, pixels += 4) {
         std::array<std::uint8_t, 3> rgb = rgbOfYcc(pixels);
-        for (std::size_t c = 0; c < 3; c++)
+        for (std::size_t c = 0; c < 3; ++c)
             pixels[c] = static_cast<std::uint8_t>(255 - rgb[c]);
     }
 }
@@ -62,7 +62,7 @@ Result<JpegStrips> JpegStrips::make(
     std::size_t expected = static_cast<std::size_t>(channelsOf(modelOf(plan.colors)));
     if (frame.components.size() != expected || quant.size() != expected)
         return Error { Error::Kind::Unsupported, "components that do not fit the colours" };
-    for (std::size_t i = 0; i < expected; i++)
+    for (std::size_t i = 0; i < expected; ++i)
         MV_TRY_VOID(strips.addPart(frame.components[i], quant[i]));
     strips.m_width = (frame.width * plan.numerator + JpegBlockSide - 1) / JpegBlockSide;
     strips.m_height = (frame.height * plan.numerator + JpegBlockSide - 1) / JpegBlockSide;
@@ -132,7 +132,7 @@ const std::uint8_t* JpegStrips::spreadRow(std::size_t component, int y)
     Bytes& spread = m_spread[component];
     spread.resize(part.stride * part.repeatAcross);
     if (y % part.repeatDown == 0) {
-        for (std::size_t i = 0; i < part.stride; i++)
+        for (std::size_t i = 0; i < part.stride; ++i)
             std::memset(&spread[i * part.repeatAcross], row[i], static_cast<std::size_t>(part.repeatAcross));
     }
     return spread.data();
@@ -142,7 +142,7 @@ const std::uint8_t* JpegStrips::pixelRow(int y)
 {
     std::size_t count = static_cast<std::size_t>(m_width);
     std::array<const std::uint8_t*, 4> rows {};
-    for (std::size_t i = 0; i < m_parts.size(); i++)
+    for (std::size_t i = 0; i < m_parts.size(); ++i)
         rows[i] = spreadRow(i, y);
     if (m_parts.size() == 1)
         return rows[0];
@@ -163,8 +163,8 @@ const std::uint8_t* JpegStrips::pixelRow(int y)
 bool JpegStrips::deliver(RowSink& sink)
 {
     int rows = std::min(m_plan.numerator * m_frame.maxV, m_height - m_delivered);
-    for (int y = 0; y < rows; y++) {
-        m_delivered++;
+    for (int y = 0; y < rows; ++y) {
+        ++m_delivered;
         if (!sink.row(pixelRow(y)))
             return false;
     }

@@ -30,7 +30,7 @@ template <class Adaptor, class Root> std::unique_ptr<ServedObject> makeRoot()
 }
 
 // The texts are what clients' logs rely on, odd capitals included.
-constexpr std::array kServices {
+constexpr std::array Services {
     ServiceRow { AVParserService, "failed to register Mivo AV Parser", makeRoot<MediaInfoAdaptor, QuickTimeAVParser> },
     ServiceRow { MP3ParserService, "failed to register Mivo MP3 Parser", makeRoot<MediaInfoAdaptor, MP3Parser> },
     ServiceRow { ImageParserService, "failed to register Mivo Image Parser",
@@ -46,11 +46,10 @@ constexpr std::array kServices {
     ServiceRow { BasicAudioParserService, "failed to register Mivo basicaudio parser",
         makeRoot<MediaInfoAdaptor, MVBasicAudioParser> },
 };
-static_assert(
-    std::ranges::equal(kServices, kServiceNames, {}, &ServiceRow::name), "published in the order of the names");
+static_assert(std::ranges::equal(Services, ServiceNames, {}, &ServiceRow::name), "published in the order of the names");
 
 } // namespace
 
-std::span<const ServiceRow> services() { return kServices; }
+std::span<const ServiceRow> services() { return Services; }
 
 } // namespace mv

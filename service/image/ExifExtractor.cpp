@@ -16,7 +16,7 @@ struct TextField {
 };
 
 // The fields that hold the display text of one entry and nothing more.
-constexpr std::array kTextFields {
+constexpr std::array TextFields {
     TextField { EXIF_TAG_MAKE, &MVExifInfo::vendor },
     TextField { EXIF_TAG_MODEL, &MVExifInfo::model },
     TextField { EXIF_TAG_ORIENTATION, &MVExifInfo::orientation },
@@ -68,7 +68,7 @@ void storeDate(ExifEntry& entry, MVExifInfo& info)
 
 void storeText(ExifEntry& entry, MVExifInfo& info)
 {
-    for (const TextField& row : kTextFields) {
+    for (const TextField& row : TextFields) {
         if (row.tag == entry.tag)
             info.*row.field = exifDisplayText(entry);
     }

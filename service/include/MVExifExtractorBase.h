@@ -48,7 +48,7 @@ struct ExifTextProperty {
 };
 
 /// In the order of their declaration.
-inline constexpr std::array kExifTextProperties {
+inline constexpr std::array ExifTextProperties {
     ExifTextProperty { "vendor", &MVExifInfo::vendor },
     ExifTextProperty { "model", &MVExifInfo::model },
     ExifTextProperty { "orientation", &MVExifInfo::orientation },

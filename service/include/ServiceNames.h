@@ -17,7 +17,7 @@ inline constexpr std::string_view Mp3EncoderService = "MivoMp3Encoder_1.3.0.1206
 inline constexpr std::string_view BasicAudioParserService = "MivoBasicAudioParser_1.3.0.12062";
 
 /// All of them, in the order in which the process publishes them: when the last is there, all are.
-inline constexpr std::array kServiceNames {
+inline constexpr std::array ServiceNames {
     AVParserService,
     MP3ParserService,
     ImageParserService,

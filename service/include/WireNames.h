@@ -41,7 +41,7 @@ inline constexpr Name Interface = "Mivo.MVExifExtractorBase";
 inline constexpr Name extractExif = "extractExif";
 } // namespace ExifExtractorBase
 
-/// Its properties are those of kExifTextProperties, versionNumber and date.
+/// Its properties are those of ExifTextProperties, versionNumber and date.
 namespace ExifInfo {
 inline constexpr Name Interface = "Mivo.MVExifInfo";
 inline constexpr Name setValues = "setValues";

@@ -35,7 +35,7 @@ constexpr TextColumn TextColumns[] = {
 constexpr std::string_view UnknownGenre = "Unknown";
 
 /// Bytes of all texts that are read. Only frames that nobody reads to their end come near.
-constexpr std::size_t MaximumTextBytes = std::size_t { 16 } << 20;
+constexpr std::size_t MaxTextBytes = std::size_t { 16 } << 20;
 
 /// Collects what the frames of a file say, one after the other: a later frame of a kind takes the place of an earlier
 /// one.
@@ -116,7 +116,7 @@ private:
 
     Record& m_record;
     std::vector<ByteView> m_pictures;
-    std::size_t m_textBytesLeft = MaximumTextBytes;
+    std::size_t m_textBytesLeft = MaxTextBytes;
 };
 
 /// Of ID3v1 and Lyrics3, whose texts in full length go before ID3v1's.

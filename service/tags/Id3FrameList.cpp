@@ -133,7 +133,7 @@ std::size_t Id3FrameList::sizeWithout(std::span<const std::string_view> ids) con
 Result<Bytes> Id3FrameList::rendered() const
 {
     std::size_t total = sizeWithout({});
-    if (total > MaximumTagBytes)
+    if (total > MaxTagBytes)
         return Error { Error::Kind::Limit, "the tag would be larger than tags are read" };
     Bytes bytes;
     bytes.reserve(total);

@@ -29,7 +29,7 @@ public:
 
     /// Bytes of the frames, headers included, but for those that `remove` would take away.
     std::size_t sizeWithout(std::span<const std::string_view> ids) const;
-    /// Frames one behind the other, without tag header and padding. Fails with Limit above MaximumTagBytes.
+    /// Frames one behind the other, without tag header and padding. Fails with Limit above MaxTagBytes.
     Result<Bytes> rendered() const;
 
 private:

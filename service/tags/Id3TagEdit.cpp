@@ -100,7 +100,7 @@ bool Id3TagEdit::apply(Id3FrameList& frames) const
 {
     for (const Change& change : m_changes)
         apply(change, frames);
-    if (m_picture.added && frames.sizeWithout(Pictures) + m_picture.added->size() > MaximumTagBytes)
+    if (m_picture.added && frames.sizeWithout(Pictures) + m_picture.added->size() > MaxTagBytes)
         return false;
     apply(m_picture, frames);
     return true;

@@ -19,7 +19,7 @@ public:
     explicit Id3TagEdit(const Record& record);
 
     /// False when the picture was left out, the present ones staying, because the tag would be larger than
-    /// MaximumTagBytes with it.
+    /// MaxTagBytes with it.
     bool apply(Id3FrameList& frames) const;
 
 private:

@@ -56,7 +56,7 @@ Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::
         layout.newSize += wholeBlocks(needed + SparePadding - layout.oldSize);
     else if (layout.oldSize - needed > MaxPadding)
         layout.newSize -= (layout.oldSize - needed - SparePadding) / SharedBlockBytes * SharedBlockBytes;
-    layout.newSize = std::min<std::uint64_t>(layout.newSize, Id3v2Tag::HeaderSize + MaximumTagBytes);
+    layout.newSize = std::min<std::uint64_t>(layout.newSize, Id3v2Tag::HeaderSize + MaxTagBytes);
     return layout;
 }
 

@@ -8,7 +8,7 @@ namespace mv {
 void logPictureLeftOut(const Path& path)
 {
     constexpr int MiB = 20;
-    NSLog("The picture is left out of %s: tags have at most %zu MiB", path.c_str(), MaximumTagBytes >> MiB);
+    NSLog("The picture is left out of %s: tags have at most %zu MiB", path.c_str(), MaxTagBytes >> MiB);
 }
 
 } // namespace mv

@@ -5,7 +5,7 @@
 namespace mv {
 
 /// The log line of an update that wrote everything but the picture, because the file's tags would be larger than
-/// MaximumTagBytes with it.
+/// MaxTagBytes with it.
 void logPictureLeftOut(const Path& path);
 
 } // namespace mv

@@ -18,7 +18,7 @@ public:
     std::optional<Record> podcastInfo(const OpenedFile& file) override;
 
     /// False when there is no such file; else true, whether or not the tag could be written: why not is
-    /// in the log, and the file is then as it was. A picture with which the tag would be larger than MaximumTagBytes is
+    /// in the log, and the file is then as it was. A picture with which the tag would be larger than MaxTagBytes is
     /// left out, with a log line. Raises NSInvalidArgumentException for values of a wrong kind.
     bool updateTagWithDictionary(EditableFile& file, const Record& record) override;
 };

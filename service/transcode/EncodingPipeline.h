@@ -17,9 +17,9 @@ namespace mv {
 /// Bytes of the area that the encoding library writes a block into.
 inline constexpr std::size_t Mp3BufferSize = 147'456;
 /// The most frames a block can have: an MPEG 1 frame.
-inline constexpr std::size_t MaximumFrameSize = 1152;
+inline constexpr std::size_t MaxFrameSize = 1152;
 /// One block of samples for the encoding library: two channels of 32-bit samples.
-using SampleBlock = std::int32_t[2][MaximumFrameSize];
+using SampleBlock = std::int32_t[2][MaxFrameSize];
 
 /// Decodes ahead of the encoding library and lets the library run ahead of the job, each on a thread of its own.
 /// The blocks come out in order, the same as if one thread had done it all; what was done ahead of a job that is

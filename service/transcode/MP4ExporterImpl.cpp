@@ -19,8 +19,8 @@ constexpr OSType Mpeg4 = fourCC("mpg4");
 constexpr OSType Creator = fourCC("TVOD");
 constexpr OSType Alac = fourCC("alac");
 
-constexpr std::int32_t LowestBitRate = 1000;
-constexpr std::int32_t HighestBitRate = 256000;
+constexpr std::int32_t MinBitRate = 1000;
+constexpr std::int32_t MaxBitRate = 256000;
 constexpr std::int32_t DefaultBitRate = 128000;
 constexpr std::uint32_t FramesPerBuffer = 2048;
 
@@ -176,7 +176,7 @@ struct MP4ExporterImpl::Conversion {
 std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
     MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate)
 {
-    if (bitrate < LowestBitRate || bitrate > HighestBitRate)
+    if (bitrate < MinBitRate || bitrate > MaxBitRate)
         bitrate = DefaultBitRate;
     MutexLock lock(s_jobLock);
     if (destination->holds(source))

@@ -153,10 +153,10 @@ void Mp3EncodingJob::setBitRate()
         m_library.setBrate(m_lame, attribute(MVAudioEncoderBitrateAttribute) / 1000);
         return;
     }
-    constexpr int HighestKbps = 7999; // what is above it must be bits per second
+    constexpr int MaxKbps = 7999; // what is above it must be bits per second
     m_library.setVBR(m_lame, vbr_default);
     int mean = m_library.getVBRMeanBitrateKbps(m_lame);
-    if (mean > HighestKbps)
+    if (mean > MaxKbps)
         m_library.setVBRMeanBitrateKbps(m_lame, (mean + 500) / 1000);
     m_library.setVBRMeanBitrateKbps(m_lame, std::min(m_library.getVBRMeanBitrateKbps(m_lame), 320));
     m_library.setVBRMeanBitrateKbps(m_lame, std::max(m_library.getVBRMeanBitrateKbps(m_lame), 8));
@@ -168,7 +168,7 @@ std::int32_t Mp3EncodingJob::openOutput()
     if (!m_file)
         return MVAudioEncoderErrorOutput;
     int frameSize = m_library.getFramesize(m_lame);
-    if (frameSize > static_cast<int>(MaximumFrameSize))
+    if (frameSize > static_cast<int>(MaxFrameSize))
         failAssertion(File, Encode, __LINE__, "Invalid frame size");
     m_frameSize = static_cast<std::uint32_t>(std::max(0, frameSize));
     logParameters();

@@ -14,7 +14,7 @@
 namespace mv::test {
 namespace {
 
-constexpr std::uint32_t kFloat = kAudioFormatFlagIsFloat;
+constexpr std::uint32_t Float = kAudioFormatFlagIsFloat;
 
 AudioStreamBasicDescription aac(double rate, std::uint32_t channels)
 {
@@ -46,7 +46,7 @@ protected:
         EXPECT_EQ(ExtAudioFileCreateWithURL(*OutputPlace::at(path), kAudioFileM4AType, aac(rate, channels), nullptr,
                       kAudioFileFlags_EraseFile, &file),
             noErr);
-        auto client = linearPcm(rate, channels, 32, kFloat);
+        auto client = linearPcm(rate, channels, 32, Float);
         EXPECT_EQ(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client), noErr);
         return file;
     }
@@ -325,12 +325,12 @@ TEST_F(AudioFileWriterTest, ClientFormatsThatAreRefused)
         return ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof format, &format);
     };
     EXPECT_EQ(set(aac(44'100, 2)), kExtAudioFileError_NonPCMClientFormat);
-    EXPECT_EQ(set(linearPcm(44'100, 1, 32, kFloat)), kExtAudioFileError_InvalidDataFormat);
-    EXPECT_EQ(set(linearPcm(44'100, 2, 64, kFloat)), kExtAudioFileError_InvalidDataFormat);
-    EXPECT_EQ(set(linearPcm(-1, 2, 32, kFloat)), kExtAudioFileError_InvalidDataFormat);
-    EXPECT_EQ(set(linearPcm(0, 2, 32, kFloat)), noErr) << "the file's own rate";
+    EXPECT_EQ(set(linearPcm(44'100, 1, 32, Float)), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_EQ(set(linearPcm(44'100, 2, 64, Float)), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_EQ(set(linearPcm(-1, 2, 32, Float)), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_EQ(set(linearPcm(0, 2, 32, Float)), noErr) << "the file's own rate";
     EXPECT_EQ(write(file, std::vector<float>(2048), 2), noErr);
-    EXPECT_EQ(set(linearPcm(44'100, 2, 32, kFloat)), kExtAudioFileError_InvalidOperationOrder);
+    EXPECT_EQ(set(linearPcm(44'100, 2, 32, Float)), kExtAudioFileError_InvalidOperationOrder);
     EXPECT_EQ(setBitRate(file, 64'000), kExtAudioFileError_InvalidOperationOrder);
     std::uint32_t frames = 1;
     float room[2];

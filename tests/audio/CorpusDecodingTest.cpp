@@ -37,16 +37,16 @@ const std::set<std::string> NotRecognised { "mp3/100kB-garbage-prefix.mp3" };
 
 struct Part {
     const char* folder;
-    std::size_t part; ///< of kParts
+    std::size_t part; ///< of Parts
 };
 
-constexpr std::size_t kParts = 3;
+constexpr std::size_t Parts = 3;
 
 std::vector<Part> everyPart()
 {
     std::vector<Part> all;
     for (const char* folder : { "audio", "mp3", "mp4", "video" }) {
-        for (std::size_t part = 0; part < kParts; ++part)
+        for (std::size_t part = 0; part < Parts; ++part)
             all.push_back({ folder, part });
     }
     return all;
@@ -61,7 +61,7 @@ TEST_P(CorpusDecoding, EqualsFfmpeg)
     MV_NEEDS_CORPUS();
     NEEDS("ffmpeg");
     int compared = 0;
-    for (const std::string& name : corpusFiles(GetParam().folder, GetParam().part, kParts)) {
+    for (const std::string& name : corpusFiles(GetParam().folder, GetParam().part, Parts)) {
         SCOPED_TRACE(name);
         DecodedFile ours(corpusFile(name));
         if (ours.opened != noErr)

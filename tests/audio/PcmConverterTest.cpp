@@ -12,7 +12,7 @@ using testing::ElementsAre;
 namespace {
 
 constexpr std::uint32_t Signed = kAudioFormatFlagIsSignedInteger;
-constexpr std::uint32_t MostFirst = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsBigEndian;
+constexpr std::uint32_t MaxFirst = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsBigEndian;
 
 AudioSourceFormat sourceOf(std::uint32_t channels, std::uint64_t mask = 0)
 {
@@ -61,7 +61,7 @@ TEST(PcmConverter, UnsignedBytesBecomeSigned)
 TEST(PcmConverter, TwentyFourBitsComeMostSignificantByteFirst)
 {
     std::vector<std::int32_t> samples { 0x12345600, -256, std::numeric_limits<std::int32_t>::min() };
-    EXPECT_THAT(convertMono(SampleKind::Signed32, samples, client(1, 24, MostFirst)),
+    EXPECT_THAT(convertMono(SampleKind::Signed32, samples, client(1, 24, MaxFirst)),
         ElementsAre(0x12, 0x34, 0x56, 0xFF, 0xFF, 0xFF, 0x80, 0x00, 0x00));
 }
 
@@ -95,7 +95,7 @@ TEST(PcmConverter, FloatsBecomeThirtyTwoBitsExactly)
 TEST(PcmConverter, DoublesKeepTwentyFourBits)
 {
     std::vector<double> samples { 0x123456 / 8388608.0, -1.0 };
-    EXPECT_THAT(convertMono(SampleKind::Float64, samples, client(1, 24, MostFirst)),
+    EXPECT_THAT(convertMono(SampleKind::Float64, samples, client(1, 24, MaxFirst)),
         ElementsAre(0x12, 0x34, 0x56, 0x80, 0x00, 0x00));
 }
 
@@ -178,13 +178,13 @@ TEST(PcmConverter, OnlyFormatsThatCanBeDeliveredAreAccepted)
     auto check = [&](AudioStreamBasicDescription format) { return PcmConverter::check(source, format); };
     EXPECT_EQ(check(client(6, 16, Signed)), noErr);
     EXPECT_EQ(check(client(6, 32, kAudioFormatFlagIsFloat)), noErr);
-    EXPECT_EQ(check(client(2, 24, MostFirst)), noErr);
+    EXPECT_EQ(check(client(2, 24, MaxFirst)), noErr);
     EXPECT_EQ(check(client(1, 8, Signed)), noErr);
     EXPECT_EQ(check(client(2, 24, Signed)), kExtAudioFileError_InvalidDataFormat);
     EXPECT_EQ(check(client(3, 16, Signed)), kExtAudioFileError_InvalidDataFormat);
     EXPECT_EQ(check(client(2, 12, Signed)), kExtAudioFileError_InvalidDataFormat);
     EXPECT_EQ(check(client(2, 16, kAudioFormatFlagIsFloat)), kExtAudioFileError_InvalidDataFormat);
-    EXPECT_EQ(check(client(2, 16, MostFirst)), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_EQ(check(client(2, 16, MaxFirst)), kExtAudioFileError_InvalidDataFormat);
     EXPECT_EQ(check(linearPcm(48000, 2, 16, Signed)), kExtAudioFileError_InvalidDataFormat);
     auto unpacked = client(2, 16, Signed);
     unpacked.mBytesPerFrame = 8;

@@ -7,7 +7,7 @@
 namespace mv::cli {
 namespace {
 
-constexpr std::array kOptions {
+constexpr std::array Options {
     Option { "json", nullptr, "" },
     Option { "size", "WxH", "" },
     Option { "clear", "FIELD", "" },
@@ -15,7 +15,7 @@ constexpr std::array kOptions {
 
 TEST(Arguments, SortsOptionsFromFiles)
 {
-    auto arguments = Arguments::parse(kOptions, { "a", "--size", "3x4", "--json", "b", "-" });
+    auto arguments = Arguments::parse(Options, { "a", "--size", "3x4", "--json", "b", "-" });
     ASSERT_TRUE(arguments.ok());
     EXPECT_THAT(arguments->files(), testing::ElementsAre("a", "b", "-"));
     EXPECT_TRUE(arguments->has("json"));
@@ -26,7 +26,7 @@ TEST(Arguments, SortsOptionsFromFiles)
 
 TEST(Arguments, TakesValuesBehindAnEqualsSignAndTheLastOneWins)
 {
-    auto arguments = Arguments::parse(kOptions, { "--size=1x1", "--size=2x=2", "--clear=a", "--clear", "b" });
+    auto arguments = Arguments::parse(Options, { "--size=1x1", "--size=2x=2", "--clear=a", "--clear", "b" });
     ASSERT_TRUE(arguments.ok());
     EXPECT_EQ(arguments->value("size"), "2x=2");
     EXPECT_THAT(arguments->values("clear"), testing::ElementsAre("a", "b"));
@@ -34,12 +34,12 @@ TEST(Arguments, TakesValuesBehindAnEqualsSignAndTheLastOneWins)
 
 TEST(Arguments, AnOptionMayHaveALetter)
 {
-    constexpr std::array kWithLetter { Option { "help", nullptr, "", 'h' }, Option { "log", nullptr, "" } };
-    auto arguments = Arguments::parse(kWithLetter, { "-h" });
+    constexpr std::array WithLetter { Option { "help", nullptr, "", 'h' }, Option { "log", nullptr, "" } };
+    auto arguments = Arguments::parse(WithLetter, { "-h" });
     ASSERT_TRUE(arguments.ok());
     EXPECT_TRUE(arguments->has("help"));
-    EXPECT_FALSE(Arguments::parse(kWithLetter, { "-l" }).ok());
-    EXPECT_FALSE(Arguments::parse(kWithLetter, { "-hh" }).ok());
+    EXPECT_FALSE(Arguments::parse(WithLetter, { "-l" }).ok());
+    EXPECT_FALSE(Arguments::parse(WithLetter, { "-hh" }).ok());
 }
 
 TEST(Suggestion, TheNearestWordWithinReason)
@@ -58,7 +58,7 @@ TEST(Suggestion, TheNearestWordWithinReason)
 
 TEST(Arguments, TwoDashesEndTheOptions)
 {
-    auto arguments = Arguments::parse(kOptions, { "--json", "--", "--size", "--" });
+    auto arguments = Arguments::parse(Options, { "--json", "--", "--size", "--" });
     ASSERT_TRUE(arguments.ok());
     EXPECT_THAT(arguments->files(), testing::ElementsAre("--size", "--"));
 }
@@ -70,7 +70,7 @@ struct Misuse {
 
 TEST(Arguments, SaysWhatIsWrong)
 {
-    const Misuse kRows[] = {
+    const Misuse Rows[] = {
         { { "--nothing" }, "there is no option --nothing" },
         { { "-j" }, "there is no option -j" },
         { { "--jso" }, "there is no option --jso; did you mean --json?" },
@@ -79,8 +79,8 @@ TEST(Arguments, SaysWhatIsWrong)
         { { "--size" }, "the option --size needs a value: WxH" },
         { { "--json=1" }, "the option --json takes no value" },
     };
-    for (const Misuse& row : kRows) {
-        auto arguments = Arguments::parse(kOptions, row.words);
+    for (const Misuse& row : Rows) {
+        auto arguments = Arguments::parse(Options, row.words);
         ASSERT_FALSE(arguments.ok()) << row.text;
         EXPECT_EQ(arguments.error().text, row.text);
     }

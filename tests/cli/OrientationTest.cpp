@@ -85,9 +85,9 @@ TEST_F(OrientationTest, ThumbnailsOfEveryCategoryAreOfTheTurnedPicture)
     Bitmap stored { 80, 40, {} };
     for (int y = 0; y < 40; ++y) {
         for (int x = 0; x < 80; ++x) {
-            const std::array<std::uint8_t, 4> kColours[]
+            const std::array<std::uint8_t, 4> Colours[]
                 = { { 255, 0, 0, 255 }, { 0, 255, 0, 255 }, { 0, 0, 255, 255 }, { 255, 255, 255, 255 } };
-            const auto& colour = kColours[(y / 20) * 2 + x / 40];
+            const auto& colour = Colours[(y / 20) * 2 + x / 40];
             stored.pixels.insert(stored.pixels.end(), colour.begin(), colour.end());
         }
     }
@@ -101,21 +101,21 @@ TEST_F(OrientationTest, ThumbnailsOfEveryCategoryAreOfTheTurnedPicture)
         const std::uint8_t* pixel = &bitmap.pixels[static_cast<std::size_t>(y * bitmap.width + x) * 4];
         return std::array<int, 3> { pixel[0], pixel[1], pixel[2] };
     };
-    constexpr std::array<int, 3> kRed { 255, 0, 0 }, kGreen { 0, 255, 0 }, kBlue { 0, 0, 255 }, kBlack { 0, 0, 0 };
+    constexpr std::array<int, 3> Red { 255, 0, 0 }, Green { 0, 255, 0 }, kBlue { 0, 0, 255 }, Black { 0, 0, 0 };
     Bitmap plain = thumbnail(ThumbnailCategoryPicture, { 80, 80 });
     EXPECT_EQ(plain.width, 40);
     EXPECT_EQ(plain.height, 80);
     EXPECT_EQ(colour(plain, 5, 5), kBlue);
-    EXPECT_EQ(colour(plain, 35, 5), kRed);
-    EXPECT_EQ(colour(plain, 35, 75), kGreen);
+    EXPECT_EQ(colour(plain, 35, 5), Red);
+    EXPECT_EQ(colour(plain, 35, 75), Green);
     // Margins have the colour of the turned picture's corner, or are black, on the left and the right.
     Bitmap cover = thumbnail(ThumbnailCategoryAlbumArt, { 80, 80 });
     EXPECT_EQ(cover.width, 80);
     EXPECT_EQ(colour(cover, 2, 40), kBlue);
     EXPECT_EQ(colour(cover, 77, 40), kBlue);
-    EXPECT_EQ(colour(cover, 55, 5), kRed);
+    EXPECT_EQ(colour(cover, 55, 5), Red);
     Bitmap frame = thumbnail(ThumbnailCategoryVideoFrame, { 80, 80 });
-    EXPECT_EQ(colour(frame, 2, 40), kBlack);
+    EXPECT_EQ(colour(frame, 2, 40), Black);
     EXPECT_EQ(colour(frame, 25, 5), kBlue);
 }
 

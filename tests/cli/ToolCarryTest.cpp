@@ -7,7 +7,7 @@ namespace {
 using testing::HasSubstr;
 
 // Python's mutagen writes the sources and reads the outputs.
-constexpr const char* kWriteTags = R"py(
+constexpr const char* WriteTags = R"py(
 import base64, sys
 from mutagen.flac import FLAC, Picture
 from mutagen.oggvorbis import OggVorbis
@@ -39,7 +39,7 @@ else:
 song.save()
 )py";
 
-constexpr const char* kReadTags = R"py(
+constexpr const char* ReadTags = R"py(
 import sys
 from mutagen.mp3 import MP3
 from mutagen.mp4 import MP4
@@ -64,8 +64,8 @@ protected:
         if (test::run("/usr/bin/python3 -c 'import mutagen'") != 0)
             GTEST_SKIP() << "mutagen is not here";
         m_cover = made("cover.png", "-f lavfi -i testsrc=size=600x500 -frames:v 1");
-        m_write = test::quoted(m_logs.write("write.py", std::string_view(kWriteTags)));
-        m_read = test::quoted(m_logs.write("read.py", std::string_view(kReadTags)));
+        m_write = test::quoted(m_logs.write("write.py", std::string_view(WriteTags)));
+        m_read = test::quoted(m_logs.write("read.py", std::string_view(ReadTags)));
     }
     std::string taggedTone(const std::string& name)
     {

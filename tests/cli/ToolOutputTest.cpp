@@ -153,8 +153,8 @@ TEST_F(ToolOutput, ExistingOutputsOfJobsNeedForce)
         std::string words;
         const char* name;
     };
-    const Row kRows[] = { { "encode", "x.mp3" }, { "convert", "x.m4a" }, { "export", "x.mp4" } };
-    for (const Row& row : kRows) {
+    const Row Rows[] = { { "encode", "x.mp3" }, { "convert", "x.m4a" }, { "export", "x.mp4" } };
+    for (const Row& row : Rows) {
         std::string output = m_logs.write(row.name, std::string_view("older"));
         std::string files = " " + (row.words == "export" ? movie : wav) + " " + output;
         Outcome refused = tool(row.words + files);

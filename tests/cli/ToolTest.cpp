@@ -36,7 +36,7 @@ TEST_F(ToolTest, HelpNamesEveryCommand)
 TEST_F(ToolTest, HelpNamesEveryExitStatus)
 {
     std::string help = tool("--help").out;
-    for (const ExitStatusRow& row : kExitStatuses)
+    for (const ExitStatusRow& row : ExitStatuses)
         EXPECT_THAT(help, HasSubstr("\n  " + std::to_string(static_cast<int>(row.status)) + " "));
 }
 
@@ -65,7 +65,7 @@ TEST_F(ToolTest, MisuseIsToldBeforeAnythingStarts)
         const char* words;
         const char* sentence;
     };
-    const Slip kSlips[] = {
+    const Slip Slips[] = {
         { "discribe x", "mivo: there is no command \"discribe\"; did you mean \"describe\"?\n" },
         { "xyzzy", "mivo: there is no command \"xyzzy\"\n" },
         { "help discribe", "mivo: there is no command \"discribe\"; did you mean \"describe\"?\n" },
@@ -91,7 +91,7 @@ TEST_F(ToolTest, MisuseIsToldBeforeAnythingStarts)
         { "tag --clear titel x", "mivo tag: there is no field \"titel\" to clear; did you mean title?\n" },
         { "tag --track 4/3 x", "mivo tag: --track 4/3: there is no 4 among 3\n" },
     };
-    for (const Slip& slip : kSlips) {
+    for (const Slip& slip : Slips) {
         Outcome outcome = tool(slip.words);
         EXPECT_EQ(outcome.status, 2) << slip.words;
         EXPECT_EQ(outcome.out, "") << slip.words;

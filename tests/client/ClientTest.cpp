@@ -154,7 +154,7 @@ TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
     service->info = std::make_shared<MVExifInfo>();
     std::weak_ptr<MVExifInfo> alive = service->info;
     int number = 0;
-    for (const ExifTextProperty& property : kExifTextProperties)
+    for (const ExifTextProperty& property : ExifTextProperties)
         (*service->info).*property.field = "text " + std::to_string(number++);
     EXPECT_EQ(number, 18);
     service->info->versionNumber = 230;
@@ -162,7 +162,7 @@ TEST_F(ClientTest, ExifComesOverWholeAndIsReleased)
 
     auto info = ExifClient(*m_bus).extractExif(Path("/a.jpg"));
     ASSERT_TRUE(info);
-    for (const ExifTextProperty& property : kExifTextProperties)
+    for (const ExifTextProperty& property : ExifTextProperties)
         EXPECT_EQ((*info).*property.field, (*service->info).*property.field) << property.name;
     EXPECT_EQ(info->versionNumber, 230);
     EXPECT_EQ(info->date, Date { 77 });

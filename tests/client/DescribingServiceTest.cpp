@@ -13,7 +13,7 @@ struct Row {
 
 TEST(DescribingService, IsChosenByTheEnding)
 {
-    const Row kRows[] = {
+    const Row Rows[] = {
         { "/a/b.mp3", MP3ParserService },
         { "b.MP3", MP3ParserService },
         { "b.m4a", MP4ParserService },
@@ -44,7 +44,7 @@ TEST(DescribingService, IsChosenByTheEnding)
         { "b", AVParserService },
         { "b.jpg/c", AVParserService },
     };
-    for (const Row& row : kRows)
+    for (const Row& row : Rows)
         EXPECT_EQ(describingService(Path(row.file)), row.service) << row.file;
 }
 

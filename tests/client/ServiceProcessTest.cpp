@@ -41,7 +41,7 @@ TEST_F(WithoutBus, StartsAPrivateBusWithTheServiceAndEndsBoth)
         auto process = ServiceProcess::ensure({ kProgram });
         ASSERT_TRUE(process.ok()) << process.error().text;
         auto bus = std::move(ServiceBus::open()).value();
-        for (std::string_view name : kServiceNames)
+        for (std::string_view name : ServiceNames)
             EXPECT_TRUE(bus->hasOwner(name)) << name;
         service = *bus->processIdOf(MP3ParserService);
     }

@@ -351,10 +351,10 @@ TEST(Id3v2Tag, DamageEndsTheListAndIsTold)
 TEST(Id3v2Tag, CountOfFramesIsBounded)
 {
     std::string frames;
-    for (std::size_t i = 0; i < Id3v2Tag::MaximumFrames + 10; ++i)
+    for (std::size_t i = 0; i < Id3v2Tag::MaxFrames + 10; ++i)
         frames += id3Frame(2, "TT2", "x");
     auto tag = parsed(id3Tag(2, frames));
-    EXPECT_EQ(tag.frames().size(), Id3v2Tag::MaximumFrames);
+    EXPECT_EQ(tag.frames().size(), Id3v2Tag::MaxFrames);
     EXPECT_FALSE(tag.complete());
 }
 

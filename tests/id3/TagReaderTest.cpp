@@ -273,7 +273,7 @@ TEST(TagReader, ATagOf256MegabytesIsReadToTheLimit)
     EXPECT_EQ(bodyOf(tags->prependedTags[0]), zeroed("\0a"));
     EXPECT_FALSE(tags->prependedTags[0].complete());
     EXPECT_EQ(tags->audioBegin, 10u + 0x0FFFFFFF);
-    EXPECT_LT(source.bytesRead, MaximumTagBytes + 100'000);
+    EXPECT_LT(source.bytesRead, MaxTagBytes + 100'000);
 }
 
 /// Fails where it is told to.

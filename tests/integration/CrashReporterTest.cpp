@@ -30,7 +30,7 @@ int addProcess(sd_bus_message* message, void* userdata, sd_bus_error* error)
     return sd_bus_reply_method_return(message, "");
 }
 
-constexpr sd_bus_vtable kReporter[] = {
+constexpr sd_bus_vtable Reporter[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("addProcessPid", "si", "", addProcess, 0),
     SD_BUS_VTABLE_END,
@@ -41,7 +41,7 @@ protected:
     CrashReporter()
     {
         sd_bus_slot* slot = nullptr;
-        sd_bus_add_object_vtable(m_reporter.bus(), &slot, "/", "Mivo.CrashReporterRemote", kReporter, &m_announcement);
+        sd_bus_add_object_vtable(m_reporter.bus(), &slot, "/", "Mivo.CrashReporterRemote", Reporter, &m_announcement);
         m_slot.reset(slot);
         sd_bus_request_name(m_reporter.bus(), "MivoCrashReporter_1._3._0._12062", 0);
     }

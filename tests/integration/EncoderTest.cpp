@@ -59,7 +59,7 @@ int end(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "");
 }
 
-constexpr const auto& kDelegate = EncoderDelegateMembers<start, question, percent, failure, end>;
+constexpr const auto& DelegatePath = EncoderDelegateMembers<start, question, percent, failure, end>;
 
 class EncoderOverTheBus : public RunningService {
 protected:
@@ -73,7 +73,7 @@ protected:
     void serveDelegate(BusClient& client)
     {
         ASSERT_GE(sd_bus_add_object_vtable(
-                      client.bus(), nullptr, "/delegate", "Mivo.MVAudioEncoderDelegate", kDelegate, &heard),
+                      client.bus(), nullptr, "/delegate", "Mivo.MVAudioEncoderDelegate", DelegatePath, &heard),
             0);
         auto answer
             = client.call(Encoder, "/", Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); });

@@ -11,7 +11,7 @@ struct Row {
     std::vector<const char*> interfaces;
 };
 
-const std::vector<Row> kRows = {
+const std::vector<Row> Rows = {
     { "MivoAVParser_1._3._0._12062", { "Mivo.MVMediaInfoBuilder" } },
     { "MivoMP3Parser_1._3._0._12062", { "Mivo.MVMediaInfoBuilder" } },
     { "MivoImageParser_1._3._0._12062", { "Mivo.MVImageInfoBuilder", "Mivo.MVMediaInfoBuilder" } },
@@ -43,7 +43,7 @@ using Introspection = test::RunningService;
 
 TEST_F(Introspection, EveryServiceSpeaksTheDocumentedInterfaces)
 {
-    for (const Row& row : kRows) {
+    for (const Row& row : Rows) {
         test::Answer answer = m_client.call(row.service, "/", "org.freedesktop.DBus.Introspectable", "Introspect");
         ASSERT_TRUE(answer.ok()) << row.service;
         auto live = interfacesIn(answer.reader().string());

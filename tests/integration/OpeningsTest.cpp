@@ -75,14 +75,14 @@ private:
     void read(const std::string& line)
     {
         // A call that another thread's interrupts stands on two lines; the second tells what came of it.
-        static const std::regex kCall("^[0-9]+ +(<\\.\\.\\. )?([a-z0-9]+)");
-        static const std::regex kOpened(" = [0-9]+<([^>]*)>(\\(deleted\\))?$");
+        static const std::regex Call("^[0-9]+ +(<\\.\\.\\. )?([a-z0-9]+)");
+        static const std::regex Opened(" = [0-9]+<([^>]*)>(\\(deleted\\))?$");
         std::smatch call;
-        if (!std::regex_search(line, call, kCall))
+        if (!std::regex_search(line, call, Call))
             return;
         bool opens = call[2].str().starts_with("open") || call[2] == "creat";
         std::smatch result;
-        if (opens && std::regex_search(line, result, kOpened) && nameOf(result[1]))
+        if (opens && std::regex_search(line, result, Opened) && nameOf(result[1]))
             ++m_counts[*nameOf(result[1])].opened;
         if (!opens && !call[1].matched) {
             if (auto name = askedName(line))

@@ -74,7 +74,7 @@ constexpr const char* Encoder = "MivoMp3Encoder_1._3._0._12062";
 
 const std::vector<Operation>& operations()
 {
-    static const std::vector<Operation> kOperations {
+    static const std::vector<Operation> Operations {
         { "movie", "MivoAVParser_1._3._0._12062", Info, "build", ".m4a", movie, recordText, justPath },
         { "mp3", "MivoMP3Parser_1._3._0._12062", Info, "build", ".mp3", song, recordText, justPath },
         { "mp4", "MivoMP4Parser_1._3._0._12062", Info, "build", ".m4a", movie, recordText, justPath },
@@ -119,7 +119,7 @@ const std::vector<Operation>& operations()
             [](WireWriter& out, const std::string& path, const std::string& other) { out.string(other).string(path); },
             wave },
     };
-    return kOperations;
+    return Operations;
 }
 
 } // namespace mv::test

@@ -151,7 +151,7 @@ std::string PathKinds::withoutFolder(std::string text) const
 std::vector<std::string> PathKinds::strangers() const
 {
     std::set<std::string> made { "behind-the-link" + m_extension, "locked" };
-    for (std::string_view kind : kPathKinds)
+    for (std::string_view kind : AllPathKinds)
         made.insert(name(kind));
     std::vector<std::string> strangers;
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.path())) {

@@ -9,7 +9,7 @@
 namespace mv::test {
 
 /// What a path that a client hands over can lead to.
-inline constexpr std::string_view kPathKinds[] = {
+inline constexpr std::string_view AllPathKinds[] = {
     "nil",
     "missing",
     "no-folder",

@@ -102,7 +102,7 @@ TEST_F(PathKindsTest, EachServiceAnswersEachKindOfPath)
     std::vector<std::string> rows;
     for (const Operation& operation : test::operations()) {
         PathKinds paths(operation.content(), operation.extension);
-        for (std::string_view kind : test::kPathKinds)
+        for (std::string_view kind : test::AllPathKinds)
             rows.push_back(row(operation, paths, kind));
     }
     if (const char* file = std::getenv("MIVO_WRITE_PATH_ANSWERS")) {
@@ -122,8 +122,8 @@ TEST_F(PathKindsTest, AGrowingSongIsDescribedAtEveryMoment)
     std::thread writer([&] {
         std::ofstream out(path, std::ios::app | std::ios::binary);
         std::string frames = test::mpegFrames(7);
-        constexpr int MostWrites = 20'000;
-        for (int i = 0; i < MostWrites && !done; ++i)
+        constexpr int MaxWrites = 20'000;
+        for (int i = 0; i < MaxWrites && !done; ++i)
             out << frames << std::flush;
     });
     std::int32_t before = static_cast<std::int32_t>(content.size());

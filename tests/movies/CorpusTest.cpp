@@ -42,7 +42,7 @@ const std::map<std::pair<std::string, std::string>, Difference> kDifferences {
 };
 
 /// What another project's names of codecs are as data formats.
-const std::map<std::string, std::set<std::string>> kFormats {
+const std::map<std::string, std::set<std::string>> Formats {
     { "video/avc", { "avc1" } },
     { "video/hevc", { "hvc1", "hev1" } },
     { "video/mp4v-es", { "mp4v", "FMP4" } },
@@ -128,8 +128,8 @@ TEST_F(CorpusTest, Codecs)
     MV_NEEDS_CORPUS();
     int rows = checkRows([](const std::string& key) { return startsAndEnds(key, "track", ".sampleMimeType"); },
         [](const QTMovie& movie, const ExpectedRow& row) {
-            auto formats = kFormats.find(row.value);
-            if (formats == kFormats.end())
+            auto formats = Formats.find(row.value);
+            if (formats == Formats.end())
                 return;
             bool found = false;
             for (const QTTrack& track : movie.tracks())

@@ -160,15 +160,15 @@ std::string withRecordingDate(const test::ScratchFolder& folder, const std::stri
 TEST_F(FileMovieTest, AviSaysWhenItWasMadeInLocalTime)
 {
     std::string clip = makeClip(m_folder, "a.avi", movingPicture(64, 64, 10, 0.5) + " -c:v mpeg4");
-    constexpr std::int64_t kMoment = 1'047'308'683; // 2003-03-10 15:04:43 UTC
+    constexpr std::int64_t Moment = 1'047'308'683; // 2003-03-10 15:04:43 UTC
     struct {
         std::string_view text;
         std::int64_t seconds;
     } const cases[] = {
-        { std::string_view("Mon Mar 10 15:04:43 2003\n\0", 26), kMoment },
-        { "2003/03/10 15:04:43", kMoment },
-        { "2003/03/10/ 15:04", kMoment - 43 },
-        { "2003/ 3/10  3:04PM", kMoment - 43 },
+        { std::string_view("Mon Mar 10 15:04:43 2003\n\0", 26), Moment },
+        { "2003/03/10 15:04:43", Moment },
+        { "2003/03/10/ 15:04", Moment - 43 },
+        { "2003/ 3/10  3:04PM", Moment - 43 },
     };
     for (const char* zone : { "UTC0", "KST-9" }) {
         test::LocalZone local(zone);

@@ -9,7 +9,7 @@
 namespace mv {
 namespace {
 
-constexpr std::int64_t kFrameBytes = 64 * 64 * 3 / 2; // without the rows that a decoder adds
+constexpr std::int64_t FrameBytes = 64 * 64 * 3 / 2; // without the rows that a decoder adds
 
 class FrameBudgetTest : public testing::Test {
 protected:
@@ -56,18 +56,18 @@ TEST_F(FrameBudgetTest, CountsFramesUntilTheLastReferenceGoes)
     FrameBudget budget;
     std::vector<FrameHandle> frames = decode(budget, 2);
     EXPECT_EQ(frames.size(), 10u);
-    EXPECT_GE(budget.bytesOut(), 10 * kFrameBytes);
+    EXPECT_GE(budget.bytesOut(), 10 * FrameBytes);
     FrameHandle last(av_frame_clone(frames.back().get()));
     frames.clear();
-    EXPECT_GE(budget.bytesOut(), kFrameBytes);
-    EXPECT_LT(budget.bytesOut(), 2 * kFrameBytes);
+    EXPECT_GE(budget.bytesOut(), FrameBytes);
+    EXPECT_LT(budget.bytesOut(), 2 * FrameBytes);
     last.reset();
     EXPECT_EQ(budget.bytesOut(), 0);
 }
 
 TEST_F(FrameBudgetTest, WhatDoesNotFitIsNotDecoded)
 {
-    FrameBudget none(kFrameBytes - 1);
+    FrameBudget none(FrameBytes - 1);
     EXPECT_TRUE(decode(none, 1).empty());
     EXPECT_EQ(none.bytesOut(), 0);
 }

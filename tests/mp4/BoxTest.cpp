@@ -84,7 +84,7 @@ TEST(BoxWalker, FourZeroBytesCloseAList)
 TEST(BoxWalker, StopsAfterTheLimitOfBoxes)
 {
     Bytes file;
-    for (std::size_t i = 0; i < BoxWalker::MaxBoxes + 10; i++)
+    for (std::size_t i = 0; i < BoxWalker::MaxBoxes + 10; ++i)
         file.insert(file.end(), { 0, 0, 0, 8, 'f', 'r', 'e', 'e' });
     bool damaged = false;
     EXPECT_EQ(walk(file, &damaged).size(), BoxWalker::MaxBoxes);

@@ -73,7 +73,7 @@ std::string itemText(Described& d, std::uint32_t code, std::string_view name = {
 
 using Answer = std::function<std::string(Described&)>;
 
-const std::map<std::string, Answer> kTexts = {
+const std::map<std::string, Answer> Texts = {
     { "title", [](Described& d) { return text(d.tags.name); } },
     { "artist", [](Described& d) { return text(d.tags.artist); } },
     { "album", [](Described& d) { return text(d.tags.album); } },
@@ -159,7 +159,7 @@ const std::map<std::string, double> kTrackTolerances = {
     { "averageBitrate", 2 },
 };
 
-const std::map<std::string, NumberAnswer> kNumbers = {
+const std::map<std::string, NumberAnswer> Numbers = {
     { "sample_rate", { [](Described& d) { return MP4GetTrackTimeScale(d.file, d.sound); }, 0 } },
     { "duration_s", { soundSeconds, 0.05 } },
     { "duration_s(whole)", { [](Described& d) { return std::floor(soundSeconds(d)); }, 0 } },
@@ -215,13 +215,13 @@ bool isMp4(const std::string& file)
 /// The row's value agrees, or what was found instead.
 std::optional<std::string> disagreement(Described& d, const ExpectedRow& row)
 {
-    if (auto answer = kTexts.find(row.key); answer != kTexts.end()) {
+    if (auto answer = Texts.find(row.key); answer != Texts.end()) {
         std::string found = answer->second(d);
         return found == row.value ? std::nullopt : std::optional(found);
     }
     double found = 0;
     double tolerance = 0;
-    if (auto answer = kNumbers.find(row.key); answer != kNumbers.end()) {
+    if (auto answer = Numbers.find(row.key); answer != Numbers.end()) {
         found = answer->second.value(d);
         tolerance = answer->second.tolerance;
     } else {
@@ -248,7 +248,7 @@ TEST(Mp4Corpus, AgreesWithEveryStatedRowOrSaysWhyNot)
         auto found = disagreement(open.at(row.file), row);
         EXPECT_EQ(found.has_value(), isExplained(row))
             << row.file << " " << row.key << ": stated " << row.value << ", found " << found.value_or("the same");
-        compared++;
+        ++compared;
     }
     EXPECT_GE(compared, 200);
 }

@@ -49,7 +49,7 @@ Mp4Spec fullSpec()
 TEST(Damage, CutAtEveryByteOfTheMovieBox)
 {
     MadeMp4 made = makeMp4(fullSpec());
-    for (std::size_t end = made.movieOffset; end <= made.movieOffset + made.movieSize; end++) {
+    for (std::size_t end = made.movieOffset; end <= made.movieOffset + made.movieSize; ++end) {
         Bytes cut(made.bytes.begin(), made.bytes.begin() + static_cast<std::ptrdiff_t>(end));
         auto opened = Mp4File::open(StructureReader(ByteView(cut)));
         EXPECT_EQ(opened.ok(), end == made.movieOffset + made.movieSize) << end;
@@ -61,7 +61,7 @@ TEST(Damage, TheMovieBoxEndsAtEveryByte)
 {
     // As before, but the box's size follows, so that what is inside is cut.
     MadeMp4 made = makeMp4(fullSpec());
-    for (std::size_t size = 8; size < made.movieSize; size++) {
+    for (std::size_t size = 8; size < made.movieSize; ++size) {
         Bytes file(made.bytes.begin(), made.bytes.begin() + static_cast<std::ptrdiff_t>(made.movieOffset + size));
         Bytes field = number(size, 4);
         std::copy(field.begin(), field.end(), file.begin() + static_cast<std::ptrdiff_t>(made.movieOffset));
@@ -72,7 +72,7 @@ TEST(Damage, TheMovieBoxEndsAtEveryByte)
 TEST(Damage, EveryFourBytesOfTheMovieBoxAtTheirExtremes)
 {
     MadeMp4 made = makeMp4(fullSpec());
-    for (std::size_t at = made.movieOffset; at + 4 <= made.movieOffset + made.movieSize; at++) {
+    for (std::size_t at = made.movieOffset; at + 4 <= made.movieOffset + made.movieSize; ++at) {
         for (std::uint32_t value : { 0u, 1u, 7u, 8u, 0x7FFFFFFFu, 0xFFFFFFFFu }) {
             Bytes file = made.bytes;
             Bytes field = number(value, 4);
@@ -86,7 +86,7 @@ TEST(Damage, BoxesInsideThemselvesEnd)
 {
     // A thousand udta, meta and trak boxes inside one another: only the known levels are entered.
     Bytes nest = textItem("\251nam", "deep");
-    for (int i = 0; i < 1000; i++)
+    for (int i = 0; i < 1000; ++i)
         nest = box(i % 3 == 0 ? "udta" : i % 3 == 1 ? "meta" : "trak", nest);
     Mp4Spec spec;
     spec.extraInMovie = nest;
@@ -165,7 +165,7 @@ TEST(Memory, ReadingTakesAtMost64MebibytesAndThreeTimesTheMovieBox)
     hostile[3].items = repeated(textItem("abcd", ""), Much);
     hostile[4].extraInMovie = repeated(box("udta", Bytes {}), Much);
     hostile[5].extraInMovie = repeated(box("trak", Bytes {}), Much);
-    for (std::size_t i = 0; i < hostile.size(); i++) {
+    for (std::size_t i = 0; i < hostile.size(); ++i) {
         MadeMp4 made = makeMp4(hostile[i]);
         ScratchFolder folder;
         std::string path = folder.write("hostile.m4a", ByteView(made.bytes));

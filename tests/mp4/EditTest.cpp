@@ -209,7 +209,7 @@ TEST(Edit, AListThatCouldNotBeReadAgainIsRefused)
 {
     Bytes source = makeMp4(namedSpec()).bytes;
     auto plan = tagEdit([](MP4Tags& tags) {
-        MP4TagsAddArtwork(tags, { Bytes(MaximumTagBytes), MP4_ART_JPEG });
+        MP4TagsAddArtwork(tags, { Bytes(MaxTagBytes), MP4_ART_JPEG });
     }).plan(StructureReader(ByteView(source)));
     ASSERT_FALSE(plan.ok());
     EXPECT_EQ(plan.error().kind, Error::Kind::Limit);
@@ -249,7 +249,7 @@ TEST(Edit, BoxesNestedWithoutEndAreNotFollowed)
     constexpr std::uint64_t Depth = 200'000;
     Bytes nested;
     ByteWriter writer(nested);
-    for (std::uint64_t i = Depth; i > 0; i--) {
+    for (std::uint64_t i = Depth; i > 0; --i) {
         writer.u32be(static_cast<std::uint32_t>(i * 8));
         writer.text("trak");
     }

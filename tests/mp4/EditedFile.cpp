@@ -68,7 +68,7 @@ Edited rename(const Bytes& source, std::string_view name)
     Edited result = edited(source, renaming(name));
     std::uint64_t oldChunk = chunkOffset(source);
     std::uint64_t newChunk = chunkOffset(result.bytes);
-    for (std::size_t i = 0; i < 100 && oldChunk + i < source.size(); i++)
+    for (std::size_t i = 0; i < 100 && oldChunk + i < source.size(); ++i)
         EXPECT_EQ(source.at(oldChunk + i), result.bytes.at(newChunk + i)) << i;
     return result;
 }

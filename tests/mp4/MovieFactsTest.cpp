@@ -122,7 +122,7 @@ TEST(MovieFacts, TitlesInTheirOrder)
 TEST(MovieFacts, LimitsDescriptionsAndTracks)
 {
     Bytes entries;
-    for (int i = 0; i < 300; i++)
+    for (int i = 0; i < 300; ++i)
         entries = joined({ entries, box("mp4a", Bytes {}) });
     Mp4Spec spec;
     spec.tracks = { { .descriptionBox = fullBox("stsd", 0, 0, { number(UINT32_MAX, 4), entries }) } };
@@ -130,7 +130,7 @@ TEST(MovieFacts, LimitsDescriptionsAndTracks)
     EXPECT_EQ(facts.tracks[0].descriptionCodes.size(), TrackFacts::MaxDescriptions);
 
     Bytes tracks;
-    for (std::size_t i = 0; i < MovieFacts::MaxTracks + 5; i++)
+    for (std::size_t i = 0; i < MovieFacts::MaxTracks + 5; ++i)
         tracks = joined({ tracks, box("trak", Bytes {}) });
     Bytes header = fullBox("mvhd", 0, 0, { number(0, 8), number(600, 4), number(0, 4), Bytes(80) });
     EXPECT_EQ(factsOf(box("moov", { header, tracks })).tracks.size(), MovieFacts::MaxTracks);

@@ -68,7 +68,7 @@ void edit(const std::string& path, const TagChange& change)
     ASSERT_TRUE(outcome.ok()) << outcome.error().text;
 }
 
-constexpr Source kSources[] = {
+constexpr Source Sources[] = {
     { "plain.m4a", "-map 0:a -c:a aac" },
     { "first.m4a", "-map 0:a -c:a aac -movflags +faststart -metadata title=before -metadata track=3/12" },
     { "lossless.m4a", "-map 0:a -c:a alac" },
@@ -84,7 +84,7 @@ constexpr Source kSources[] = {
 
 class ReadBackOf : public testing::TestWithParam<Source> { };
 
-INSTANTIATE_TEST_SUITE_P(Forms, ReadBackOf, testing::ValuesIn(kSources), [](const auto& source) {
+INSTANTIATE_TEST_SUITE_P(Forms, ReadBackOf, testing::ValuesIn(Sources), [](const auto& source) {
     std::string name = source.param.name;
     std::replace_if(
         name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
@@ -120,7 +120,7 @@ TEST(ReadBack, MediaThatWereCutPlayAsFarAsBefore)
 {
     MV_NEEDS_PROGRAMS();
     ScratchFolder folder;
-    std::string path = makeFile(folder, kSources[1]);
+    std::string path = makeFile(folder, Sources[1]);
     Bytes file = readFile(path);
     std::size_t media = charsOf(file).find("mdat");
     ASSERT_NE(media, std::string::npos);
@@ -137,7 +137,7 @@ TEST(ReadBack, WhatMutagenWroteIsKept)
 {
     MV_NEEDS_PROGRAMS();
     ScratchFolder folder;
-    std::string path = makeFile(folder, kSources[1]);
+    std::string path = makeFile(folder, Sources[1]);
     ASSERT_EQ(run(pythonWithMutagen()
                   + " -c '\nimport sys, mutagen.mp4\nf = mutagen.mp4.MP4(sys.argv[1])\n"
                     "f[\"----:com.apple.iTunes:ISRC\"] = b\"XX123\"\nf[\"\\xa9ART\"] = [\"One\", \"Two\"]\n"

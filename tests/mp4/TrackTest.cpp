@@ -83,7 +83,7 @@ TEST(FindTrack, TracksOfOneIdAreToldApart)
     Opened opened(spec);
     EXPECT_EQ(MP4FindTrackId(opened.file, 0, "vide", 0), 1u);
     std::set<MP4TrackId> ids { 1 };
-    for (std::uint16_t i = 0; i < 4; i++) {
+    for (std::uint16_t i = 0; i < 4; ++i) {
         MP4TrackId id = MP4FindTrackId(opened.file, i, "soun", 0);
         EXPECT_NE(id, MP4_INVALID_TRACK_ID);
         EXPECT_TRUE(ids.insert(id).second) << id;
@@ -133,7 +133,7 @@ TEST(BitRate, IsTheStatedAverageOfTheDecoderConfiguration)
     // One that ends too early states nothing.
     Bytes cut = decoderBox(0x40, 127'999);
     cut.resize(cut.size() - 1);
-    cut[3]--;
+    --cut[3];
     EXPECT_EQ(rate(describedBy("mp4a", Bytes(20), cut)), 4800u);
     // Of pictures too.
     Opened pictures(

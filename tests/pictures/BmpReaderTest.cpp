@@ -7,8 +7,8 @@ namespace {
 
 using namespace test;
 
-constexpr Color kWhite = Color::white();
-constexpr Color kBlack = Color::black();
+constexpr Color White = Color::white();
+constexpr Color Black = Color::black();
 
 /// Blue, green, red and an unused byte each: white, red, green, blue.
 Bytes fourColors() { return { 255, 255, 255, 0, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0 }; }
@@ -50,7 +50,7 @@ TEST(BmpReader, PalettesOfEveryDepth)
         Bitmap bitmap
             = decoded(makeBmp({ .width = 3, .height = 1, .depth = row.depth, .extra = palette, .pixels = row.pixels }));
         EXPECT_EQ(pixelOf(bitmap, 0, 0), (Color { 255, 0, 0, 255 })) << row.depth;
-        EXPECT_EQ(pixelOf(bitmap, 1, 0), kWhite) << row.depth;
+        EXPECT_EQ(pixelOf(bitmap, 1, 0), White) << row.depth;
         EXPECT_EQ(pixelOf(bitmap, 2, 0), row.depth == 1 ? (Color { 255, 0, 0, 255 }) : (Color { 0, 0, 255, 255 }))
             << row.depth;
     }
@@ -61,7 +61,7 @@ TEST(BmpReader, OldestHeader)
     Bytes palette { 255, 255, 255, 0, 0, 255 }; // three bytes a colour
     Bitmap bitmap = decoded(makeBmp(
         { .headerBytes = 12, .width = 2, .height = 1, .depth = 1, .extra = palette, .pixels = { 0x40, 0, 0, 0 } }));
-    EXPECT_EQ(pixelOf(bitmap, 0, 0), kWhite);
+    EXPECT_EQ(pixelOf(bitmap, 0, 0), White);
     EXPECT_EQ(pixelOf(bitmap, 1, 0), (Color { 255, 0, 0, 255 }));
 }
 
@@ -141,10 +141,10 @@ TEST(BmpReader, RunLengths8)
         makeBmp({ .width = 4, .height = 3, .depth = 8, .compression = 1, .extra = rlePalette(8), .pixels = code }));
     EXPECT_EQ(pixelOf(bitmap, 1, 2), (Color { 255, 0, 0, 255 }));
     EXPECT_EQ(pixelOf(bitmap, 2, 2), (Color { 0, 255, 0, 255 }));
-    EXPECT_EQ(pixelOf(bitmap, 3, 2), kBlack); // never set
+    EXPECT_EQ(pixelOf(bitmap, 3, 2), Black); // never set
     EXPECT_EQ(pixelOf(bitmap, 1, 1), (Color { 0, 0, 255, 255 }));
-    EXPECT_EQ(pixelOf(bitmap, 2, 1), kWhite);
-    EXPECT_EQ(pixelOf(bitmap, 0, 0), kBlack);
+    EXPECT_EQ(pixelOf(bitmap, 2, 1), White);
+    EXPECT_EQ(pixelOf(bitmap, 0, 0), Black);
 }
 
 TEST(BmpReader, RunLengthsLeapAndOverrun)
@@ -155,10 +155,10 @@ TEST(BmpReader, RunLengthsLeapAndOverrun)
     Bitmap bitmap = decoded(
         makeBmp({ .width = 4, .height = 3, .depth = 8, .compression = 1, .extra = rlePalette(8), .pixels = code }));
     EXPECT_EQ(pixelOf(bitmap, 0, 2), (Color { 255, 0, 0, 255 }));
-    EXPECT_EQ(pixelOf(bitmap, 1, 1), kBlack);
+    EXPECT_EQ(pixelOf(bitmap, 1, 1), Black);
     EXPECT_EQ(pixelOf(bitmap, 2, 1), (Color { 0, 255, 0, 255 }));
     EXPECT_EQ(pixelOf(bitmap, 3, 1), (Color { 0, 255, 0, 255 }));
-    EXPECT_EQ(pixelOf(bitmap, 0, 0), kBlack);
+    EXPECT_EQ(pixelOf(bitmap, 0, 0), Black);
 }
 
 TEST(BmpReader, RunLengths4)
@@ -180,7 +180,7 @@ TEST(BmpReader, CutShortKeepsTheBottom)
     Bytes bmp = makeBmp({ .width = 16, .height = 20, .pixels = pixels }); // half of its rows
     Bitmap bitmap = decoded(bmp);
     EXPECT_EQ(pixelOf(bitmap, 3, 19), (Color { 200, 200, 200, 255 }));
-    EXPECT_EQ(pixelOf(bitmap, 3, 0), kBlack);
+    EXPECT_EQ(pixelOf(bitmap, 3, 0), Black);
     EXPECT_FALSE(repOf(makeBmp({ .width = 16, .height = 20 }))->scaledTo(16, 20).ok());
 }
 

@@ -12,14 +12,14 @@ namespace {
 
 using namespace test;
 
-constexpr int kSide = 64;
+constexpr int Side = 64;
 
 /// Transparent parts over white.
 Bitmap overWhite(Bitmap bitmap)
 {
     for (std::size_t i = 0; i < bitmap.pixels.size(); i += 4) {
         unsigned alpha = bitmap.pixels[i + 3];
-        for (std::size_t c = 0; c < 3; c++)
+        for (std::size_t c = 0; c < 3; ++c)
             bitmap.pixels[i + c]
                 = static_cast<std::uint8_t>((bitmap.pixels[i + c] * alpha + 255 * (255 - alpha) + 127) / 255);
         bitmap.pixels[i + 3] = 255;
@@ -34,19 +34,19 @@ Bitmap drawnElsewhere(const std::string& path, const std::string& profile)
     std::string colors = path.ends_with(".png") ? " -set colorspace sRGB" : " -profile " + quoted(profile);
     std::string raw = outputOf("OMP_NUM_THREADS=1 convert " + quoted(path + "[0]") + colors
         + " -background white -alpha remove -alpha off -filter Lanczos -resize 64x64! -depth 8 rgba:- 2>/dev/null");
-    return { kSide, kSide, Bytes(raw.begin(), raw.end()) };
+    return { Side, Side, Bytes(raw.begin(), raw.end()) };
 }
 
 /// Files of which another program's reading is no measure, with the reason.
 bool isSpecial(const std::string& name)
 {
-    static const char* const kSpecial[] {
+    static const char* const Special[] {
         "image/ultrahdr.jpg", // has no row at all
     };
-    return std::find(std::begin(kSpecial), std::end(kSpecial), name) != std::end(kSpecial);
+    return std::find(std::begin(Special), std::end(Special), name) != std::end(Special);
 }
 
-constexpr std::size_t kParts = 6;
+constexpr std::size_t Parts = 6;
 
 class CorpusPicturesPart : public testing::TestWithParam<std::size_t> { };
 
@@ -58,11 +58,11 @@ TEST_P(CorpusPicturesPart, LooksAsAnotherLibraryDrawsIt)
     ScratchFolder folder;
     std::string profile = folder.write("srgb.icc", srgbProfile());
     int compared = 0;
-    for (const std::string& name : corpusFiles("image", GetParam(), kParts)) {
+    for (const std::string& name : corpusFiles("image", GetParam(), Parts)) {
         auto image = NSImage::initWithContentsOfFile(OpenedFile::at(corpusFile(name)));
         if (!image || isSpecial(name))
             continue;
-        auto drawn = image->representations().front()->scaledTo(kSide, kSide);
+        auto drawn = image->representations().front()->scaledTo(Side, Side);
         ASSERT_TRUE(drawn.ok()) << name << ": " << drawn.error().text;
         Bitmap other;
         try {
@@ -72,13 +72,13 @@ TEST_P(CorpusPicturesPart, LooksAsAnotherLibraryDrawsIt)
         }
         if (other.pixels.size() != drawn->pixels.size())
             continue;
-        compared++;
+        ++compared;
         EXPECT_LT(meanDifference(overWhite(*drawn), other), 3) << name;
     }
     EXPECT_GE(compared, 9);
 }
 
-INSTANTIATE_TEST_SUITE_P(Parts, CorpusPicturesPart, testing::Range(std::size_t { 0 }, kParts));
+INSTANTIATE_TEST_SUITE_P(Parts, CorpusPicturesPart, testing::Range(std::size_t { 0 }, Parts));
 
 TEST(CorpusPictures, BrokenOnesAreNothingOrAPicture)
 {
@@ -89,9 +89,9 @@ TEST(CorpusPictures, BrokenOnesAreNothingOrAPicture)
         auto image = NSImage::initWithContentsOfFile(OpenedFile::at(corpusFile(name)));
         if (!image)
             continue;
-        seen++;
-        auto drawn = image->representations().front()->scaledTo(kSide, kSide);
-        EXPECT_TRUE(!drawn || drawn->pixels.size() == kSide * kSide * 4U) << name;
+        ++seen;
+        auto drawn = image->representations().front()->scaledTo(Side, Side);
+        EXPECT_TRUE(!drawn || drawn->pixels.size() == Side * Side * 4U) << name;
     }
     EXPECT_GT(seen, 0);
     for (const char* name : { "bad/broken.png", "bad/xc1n0g08.png", "bad/xd0n2c08.png", "bad/xdtn0g01.png",

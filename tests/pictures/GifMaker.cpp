@@ -20,7 +20,7 @@ Bytes lzwOf(const std::vector<int>& indices)
         for (bits += 9; bits >= 8; bits -= 8, pool >>= 8)
             data.push_back(static_cast<std::uint8_t>(pool));
     };
-    for (std::size_t i = 0; i < indices.size(); i++) {
+    for (std::size_t i = 0; i < indices.size(); ++i) {
         if (i % 200 == 0)
             put(256);
         put(static_cast<std::uint32_t>(indices[i]));
@@ -62,7 +62,7 @@ Bytes makeGif(const GifWish& wish)
     writer.u8(wish.interlaced ? 0x40 : 0);
     std::vector<int> indices;
     auto appendRow = [&](int y) {
-        for (int x = 0; x < wish.width; x++)
+        for (int x = 0; x < wish.width; ++x)
             indices.push_back(wish.index(x, y));
     };
     if (wish.interlaced) {
@@ -71,7 +71,7 @@ Bytes makeGif(const GifWish& wish)
                 appendRow(y);
         }
     } else {
-        for (int y = 0; y < wish.height; y++)
+        for (int y = 0; y < wish.height; ++y)
             appendRow(y);
     }
     writer.bytes(lzwOf(indices));

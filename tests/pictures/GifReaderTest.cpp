@@ -10,7 +10,7 @@ using namespace test;
 Bytes rampPalette()
 {
     Bytes palette;
-    for (int i = 0; i < 256; i++)
+    for (int i = 0; i < 256; ++i)
         palette.insert(palette.end(),
             { static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i), static_cast<std::uint8_t>(3 * i) });
     return palette;
@@ -33,8 +33,8 @@ TEST(GifReader, EveryPixelIsRight)
         wish.index = [](int x, int y) { return (x * 5 + y * 11) % 256; };
         Bytes gif = makeGif(wish);
         Bitmap bitmap = decoded(gif);
-        for (int y = 0; y < 29; y++) {
-            for (int x = 0; x < 37; x++)
+        for (int y = 0; y < 29; ++y) {
+            for (int x = 0; x < 37; ++x)
                 ASSERT_EQ(pixelOf(bitmap, x, y), rampColor((x * 5 + y * 11) % 256))
                     << x << ", " << y << ", " << interlaced;
         }
@@ -115,7 +115,7 @@ TEST(GifReader, PixelsUpToTheLastByteOfACutFileCount)
     for (auto [cut, rows] : { std::pair<std::size_t, int> { 2, 90 }, { (gif.size() - PixelStart) / 2, 20 } }) {
         Bytes shorter(gif.begin(), gif.end() - static_cast<std::ptrdiff_t>(cut));
         Bitmap bitmap = decoded(shorter);
-        for (int y = 0; y < rows; y++)
+        for (int y = 0; y < rows; ++y)
             ASSERT_EQ(pixelOf(bitmap, 39, y), rampColor(y)) << cut;
     }
     // One block alone, cut off: 20 bytes hold more than one row.

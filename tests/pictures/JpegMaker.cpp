@@ -70,19 +70,19 @@ Bytes makeJpeg(const Bitmap& bitmap, const JpegWish& wish)
         setSampling(jpeg.state, wish);
     if (wish.progressive)
         jpeg_simple_progression(&jpeg.state);
-    constexpr jpeg_scan_info kComponentScans[] { { 1, { 0 }, 0, 63, 0, 0 }, { 1, { 1 }, 0, 63, 0, 0 },
+    constexpr jpeg_scan_info ComponentScans[] { { 1, { 0 }, 0, 63, 0, 0 }, { 1, { 1 }, 0, 63, 0, 0 },
         { 1, { 2 }, 0, 63, 0, 0 } };
     if (wish.componentScans) {
-        jpeg.state.scan_info = kComponentScans;
+        jpeg.state.scan_info = ComponentScans;
         jpeg.state.num_scans = 3;
     }
     jpeg.state.restart_interval = static_cast<unsigned>(wish.restartInterval);
     jpeg.state.arith_code = wish.arithmetic ? TRUE : FALSE;
     jpeg.start(wish.profile);
     Bytes row;
-    for (int y = 0; y < bitmap.height; y++) {
+    for (int y = 0; y < bitmap.height; ++y) {
         row.clear();
-        for (int x = 0; x < bitmap.width; x++) {
+        for (int x = 0; x < bitmap.width; ++x) {
             const std::uint8_t* pixel = &bitmap.pixels[(static_cast<std::size_t>(y) * bitmap.width + x) * 4];
             row.insert(row.end(), pixel, pixel + (wish.gray ? 1 : 3));
         }
@@ -107,9 +107,9 @@ Bytes makeYcckJpeg(const Bitmap& bitmap, bool progressive)
         jpeg_simple_progression(&jpeg.state);
     jpeg.start({});
     Bytes row;
-    for (int y = 0; y < bitmap.height; y++) {
+    for (int y = 0; y < bitmap.height; ++y) {
         row.clear();
-        for (int x = 0; x < bitmap.width; x++) {
+        for (int x = 0; x < bitmap.width; ++x) {
             const std::uint8_t* pixel = &bitmap.pixels[(static_cast<std::size_t>(y) * bitmap.width + x) * 4];
             row.insert(row.end(), { pixel[0], pixel[1], pixel[2], pixel[0] });
         }
@@ -130,11 +130,11 @@ Bytes makeInkJpeg(int width, int height, const std::array<std::uint8_t, 4>& inks
     jpeg.state.write_Adobe_marker = adobe ? TRUE : FALSE;
     jpeg.start(profile);
     Bytes row;
-    for (int x = 0; x < width; x++) {
+    for (int x = 0; x < width; ++x) {
         for (std::uint8_t ink : inks)
             row.push_back(static_cast<std::uint8_t>(adobe ? 255 - ink : ink));
     }
-    for (int y = 0; y < height; y++)
+    for (int y = 0; y < height; ++y)
         jpeg.writeRow(row);
     return jpeg.finish();
 }

@@ -15,7 +15,7 @@ struct Shrinking {
 };
 
 /// Odd sizes on purpose: a reduced raster stands for a fraction of a pixel more or less than it has.
-constexpr Shrinking kShrinkings[] { { 641, 479, 100, 74 }, { 1001, 667, 100, 66 }, { 1601, 1199, 100, 75 },
+constexpr Shrinking Shrinkings[] { { 641, 479, 100, 74 }, { 1001, 667, 100, 66 }, { 1601, 1199, 100, 75 },
     { 1607, 1205, 100, 75 }, { 1999, 1501, 100, 75 }, { 2049, 1535, 130, 90 }, { 803, 603, 200, 150 },
     { 599, 601, 200, 200 }, { 600, 600, 200, 200 }, { 600, 600, 100, 100 }, { 451, 449, 100, 100 },
     { 333, 777, 42, 100 }, { 117, 93, 100, 79 }, { 61, 47, 100, 77 } };
@@ -45,7 +45,7 @@ TEST_P(ReducedJpeg, LooksLikeAFullOne)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, ReducedJpeg, testing::ValuesIn(kShrinkings), [](const auto& test) {
+INSTANTIATE_TEST_SUITE_P(Sizes, ReducedJpeg, testing::ValuesIn(Shrinkings), [](const auto& test) {
     const Shrinking& row = test.param;
     return std::to_string(row.width) + "x" + std::to_string(row.height) + "to" + std::to_string(row.targetWidth) + "x"
         + std::to_string(row.targetHeight);
@@ -116,7 +116,7 @@ TEST(JpegReader, CutShortIsAPictureFromItsFirstRowOn)
 {
     Bytes jpeg = makeJpeg(photo(320, 240), { .sampling = 1 });
     std::size_t scan = 0;
-    for (std::size_t i = 0; i + 1 < jpeg.size() && scan == 0; i++)
+    for (std::size_t i = 0; i + 1 < jpeg.size() && scan == 0; ++i)
         scan = jpeg[i] == 0xFF && jpeg[i + 1] == 0xDA ? i + 14 : 0;
     Bytes none(jpeg.begin(), jpeg.begin() + static_cast<std::ptrdiff_t>(scan));
     EXPECT_FALSE(repOf(none)->scaledTo(100, 75).ok());
@@ -132,13 +132,13 @@ Bytes manyScans(int count)
 {
     Bytes jpeg = makeJpeg(photo(64, 64), { .progressive = true });
     std::vector<std::size_t> scans;
-    for (std::size_t i = 0; i + 1 < jpeg.size(); i++) {
+    for (std::size_t i = 0; i + 1 < jpeg.size(); ++i) {
         if (jpeg[i] == 0xFF && jpeg[i + 1] == 0xDA)
             scans.push_back(i);
     }
     Bytes last(jpeg.begin() + static_cast<std::ptrdiff_t>(scans.back()), jpeg.end() - 2);
     Bytes result(jpeg.begin(), jpeg.end() - 2);
-    for (int i = static_cast<int>(scans.size()); i < count; i++)
+    for (int i = static_cast<int>(scans.size()); i < count; ++i)
         result.insert(result.end(), last.begin(), last.end());
     result.insert(result.end(), { 0xFF, 0xD9 });
     return result;

@@ -171,7 +171,7 @@ TEST(JpegShrinker, BrightnessIsLibjpegsWhateverTheColoursAre)
     Bytes library = byLibrary(jpeg, JCS_YCbCr);
     ASSERT_EQ(got.rows.samples.size(), library.size());
     int worst = 0;
-    for (std::size_t i = 0; i < library.size(); i++) {
+    for (std::size_t i = 0; i < library.size(); ++i) {
         int difference = std::abs(got.rows.samples[i] - library[i]);
         EXPECT_TRUE(i % 3 != 0 || difference == 0);
         worst = std::max(worst, difference);
@@ -247,7 +247,7 @@ TEST(JpegShrinker, DamageEndsAtTheNextRestart)
     Bytes jpeg = makeJpeg(photo(320, 240), { .sampling = 1, .restartInterval = 40 }); // a row of blocks
     Shrunk whole = shrunk(jpeg, eighth(JpegColors::Ycc));
     std::vector<std::size_t> restarts;
-    for (std::size_t i = 0; i + 1 < jpeg.size(); i++) {
+    for (std::size_t i = 0; i + 1 < jpeg.size(); ++i) {
         if (jpeg[i] == 0xFF && jpeg[i + 1] >= 0xD0 && jpeg[i + 1] <= 0xD7)
             restarts.push_back(i);
     }
@@ -267,7 +267,7 @@ TEST(JpegShrinker, DamageEndsAtTheNextRestart)
     missing.erase(missing.begin() + static_cast<std::ptrdiff_t>(restarts[4]),
         missing.begin() + static_cast<std::ptrdiff_t>(restarts[5]));
     Shrunk gap = shrunk(missing, eighth(JpegColors::Ycc));
-    for (std::size_t y = 0; y < 30; y++) {
+    for (std::size_t y = 0; y < 30; ++y) {
         EXPECT_EQ(sameRow(damaged, y), y != 5) << y;
         EXPECT_EQ(sameRow(gap, y), y != 5) << y;
     }

@@ -11,7 +11,7 @@ Bitmap photo(int width, int height)
     Bitmap bitmap { width, height, Bytes(static_cast<std::size_t>(width) * height * 4) };
     std::uint8_t* to = bitmap.pixels.data();
     std::uint32_t noise = 12345;
-    for (int y = 0; y < height; y++) {
+    for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; x++, to += 4) {
             double u = static_cast<double>(x) / width;
             double v = static_cast<double>(y) / height;
@@ -31,7 +31,7 @@ Bitmap photo(int width, int height)
 Bitmap plain(int width, int height, Color color)
 {
     Bitmap bitmap { width, height, {} };
-    for (int i = 0; i < width * height; i++)
+    for (int i = 0; i < width * height; ++i)
         bitmap.pixels.insert(bitmap.pixels.end(), { color.red, color.green, color.blue, color.alpha });
     return bitmap;
 }
@@ -41,7 +41,7 @@ double meanDifference(const Bitmap& a, const Bitmap& b)
     if (a.width != b.width || a.height != b.height)
         return -1;
     double sum = 0;
-    for (std::size_t i = 0; i < a.pixels.size(); i++)
+    for (std::size_t i = 0; i < a.pixels.size(); ++i)
         sum += i % 4 == 3 ? 0 : std::abs(a.pixels[i] - b.pixels[i]);
     return sum / (static_cast<double>(a.pixels.size()) * 3 / 4);
 }
@@ -51,7 +51,7 @@ double psnr(const Bitmap& a, const Bitmap& b)
     if (a.width != b.width || a.height != b.height)
         return -1;
     double sum = 0;
-    for (std::size_t i = 0; i < a.pixels.size(); i++)
+    for (std::size_t i = 0; i < a.pixels.size(); ++i)
         sum += i % 4 == 3 ? 0 : std::pow(a.pixels[i] - b.pixels[i], 2);
     double mean = sum / (static_cast<double>(a.pixels.size()) * 3 / 4);
     return mean == 0 ? 100 : 10 * std::log10(255 * 255 / mean);
@@ -75,19 +75,19 @@ std::vector<double> referenceAxis(const std::vector<double>& from, int count, st
     std::vector<double> to(static_cast<std::size_t>(target) * length);
     double ratio = static_cast<double>(count) / target;
     double stretch = std::max(1.0, ratio);
-    for (int i = 0; i < target; i++) {
+    for (int i = 0; i < target; ++i) {
         double centre = (i + 0.5) * ratio - 0.5;
         double* sum = &to[static_cast<std::size_t>(i) * length];
         double weights = 0;
         int last = static_cast<int>(std::floor(centre + 3 * stretch));
-        for (int k = static_cast<int>(std::ceil(centre - 3 * stretch)); k <= last; k++) {
+        for (int k = static_cast<int>(std::ceil(centre - 3 * stretch)); k <= last; ++k) {
             double weight = lanczos3((k - centre) / stretch);
             const double* row = &from[static_cast<std::size_t>(std::clamp(k, 0, count - 1)) * length];
-            for (std::size_t n = 0; n < length; n++)
+            for (std::size_t n = 0; n < length; ++n)
                 sum[n] += weight * row[n];
             weights += weight;
         }
-        for (std::size_t n = 0; n < length; n++)
+        for (std::size_t n = 0; n < length; ++n)
             sum[n] /= weights;
     }
     return to;
@@ -101,7 +101,7 @@ Bitmap referenceLanczos(const Bitmap& source, int width, int height)
     std::vector<double> rows
         = referenceAxis(samples, source.height, static_cast<std::size_t>(source.width) * 4, height);
     std::vector<double> result;
-    for (int y = 0; y < height; y++) {
+    for (int y = 0; y < height; ++y) {
         auto start = rows.begin() + static_cast<std::ptrdiff_t>(y) * source.width * 4;
         std::vector<double> columns
             = referenceAxis({ start, start + static_cast<std::ptrdiff_t>(source.width) * 4 }, source.width, 4, width);

@@ -28,7 +28,7 @@ Bytes packedRow(const PngWish& wish, int y, int x0, int dx)
     int bits = 0;
     int pool = 0;
     for (int x = x0; x < wish.width; x += dx) {
-        for (int c = 0; c < pngChannels(wish.colorType); c++) {
+        for (int c = 0; c < pngChannels(wish.colorType); ++c) {
             int value = wish.sample(x, y, c);
             if (wish.depth == 16)
                 row.push_back(static_cast<std::uint8_t>(value >> 8));
@@ -52,7 +52,7 @@ Bytes packedRow(const PngWish& wish, int y, int x0, int dx)
 Bytes filteredRow(const Bytes& row, const Bytes& above, int filter, std::size_t distance)
 {
     Bytes result { static_cast<std::uint8_t>(filter) };
-    for (std::size_t i = 0; i < row.size(); i++) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
         int left = i >= distance ? row[i - distance] : 0;
         int up = above[i];
         int corner = i >= distance ? above[i - distance] : 0;
@@ -106,9 +106,9 @@ Bytes makePng(const PngWish& wish)
         appendPngChunk(file, "tRNS", wish.transparency);
     Bytes data;
     if (wish.interlaced) {
-        constexpr int kPasses[7][4] = { { 0, 0, 8, 8 }, { 4, 0, 8, 8 }, { 0, 4, 4, 8 }, { 2, 0, 4, 4 }, { 0, 2, 2, 4 },
+        constexpr int Passes[7][4] = { { 0, 0, 8, 8 }, { 4, 0, 8, 8 }, { 0, 4, 4, 8 }, { 2, 0, 4, 4 }, { 0, 2, 2, 4 },
             { 1, 0, 2, 2 }, { 0, 1, 1, 2 } };
-        for (const auto& pass : kPasses)
+        for (const auto& pass : Passes)
             appendPass(wish, pass[0], pass[1], pass[2], pass[3], data);
     } else {
         appendPass(wish, 0, 0, 1, 1, data);

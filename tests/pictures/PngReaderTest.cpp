@@ -34,8 +34,8 @@ TEST_P(PngKinds, EveryPixelIsRight)
             wish.sample = [d = depth](int x, int y, int c) { return pattern(x, y, c, d); };
             Bitmap bitmap = decoded(makePng(wish));
             ASSERT_EQ(bitmap.width, 21);
-            for (int y = 0; y < 19; y++) {
-                for (int x = 0; x < 21; x++) {
+            for (int y = 0; y < 19; ++y) {
+                for (int x = 0; x < 21; ++x) {
                     Color got = pixelOf(bitmap, x, y);
                     auto value = [&](int c) { return toByte(pattern(x, y, c, depth), depth); };
                     bool color = type & 2;
@@ -58,13 +58,13 @@ TEST(PngReader, PaletteOfEveryDepth)
 {
     for (int depth : { 1, 2, 4, 8 }) {
         PngWish wish { .width = 13, .height = 5, .depth = depth, .colorType = 3 };
-        for (int i = 0; i < 1 << depth; i++)
+        for (int i = 0; i < 1 << depth; ++i)
             wish.palette.insert(
                 wish.palette.end(), { static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i), 7 });
         wish.transparency = { 128 };
         wish.sample = [depth](int x, int y, int) { return pattern(x, y, 0, depth); };
         Bitmap bitmap = decoded(makePng(wish));
-        for (int x = 0; x < 13; x++) {
+        for (int x = 0; x < 13; ++x) {
             int index = pattern(x, 3, 0, depth);
             Color expected { static_cast<std::uint8_t>(index), static_cast<std::uint8_t>(255 - index), 7,
                 static_cast<std::uint8_t>(index == 0 ? 128 : 255) };

@@ -38,7 +38,7 @@ cmsInt32Number labOfSwappedInks(const cmsUInt16Number* inks, cmsUInt16Number* la
 {
     double light = 1 - inks[3] / 65535.0;
     double rgb[3];
-    for (int c = 0; c < 3; c++)
+    for (int c = 0; c < 3; ++c)
         rgb[c] = light * (1 - inks[2 - c] / 65535.0);
     cmsDoTransform(toLab, rgb, lab, 1);
     return TRUE;

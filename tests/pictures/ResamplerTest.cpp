@@ -14,7 +14,7 @@ Bitmap resampled(const Bitmap& source, int width, int height)
 {
     Resampler resampler(width, height);
     EXPECT_TRUE(resampler.begin({ source.width, source.height, PixelModel::RgbAlpha }));
-    for (int y = 0; y < source.height; y++)
+    for (int y = 0; y < source.height; ++y)
         resampler.row(&source.pixels[static_cast<std::size_t>(y) * source.width * 4]);
     return { width, height, std::move(resampler.finish()).value() };
 }
@@ -81,7 +81,7 @@ TEST(Resampler, ScalingUpKeepsTheCentre)
     Bitmap source = test::plain(2, 1, { 50, 50, 50, 255 });
     source.pixels[4] = source.pixels[5] = source.pixels[6] = 200;
     Bitmap large = resampled(source, 100, 1);
-    for (int x = 0; x < 100; x++)
+    for (int x = 0; x < 100; ++x)
         EXPECT_NEAR(
             large.pixels[static_cast<std::size_t>(x) * 4] + large.pixels[static_cast<std::size_t>(99 - x) * 4], 250, 1)
             << x;
@@ -110,7 +110,7 @@ TEST(Resampler, MissingRowsRepeatTheLastOne)
     Resampler resampler(10, 10);
     ASSERT_TRUE(resampler.begin({ 100, 100, PixelModel::Gray }));
     Bytes row(100, 90);
-    for (int y = 0; y < 30; y++)
+    for (int y = 0; y < 30; ++y)
         EXPECT_TRUE(resampler.row(row.data()));
     EXPECT_EQ(*resampler.finish(), Bytes(100, 90));
 }
@@ -136,9 +136,9 @@ TEST(LanczosTaps, WeightsSumToOneAndStayInside)
     for (auto [input, output] :
         { std::pair { 1, 7 }, std::pair { 7, 1 }, std::pair { 300, 100 }, std::pair { 99, 100 } }) {
         LanczosTaps taps(input, static_cast<double>(input) / output, output);
-        for (int i = 0; i < output; i++) {
+        for (int i = 0; i < output; ++i) {
             float sum = 0;
-            for (int k = 0; k < taps.count(i); k++)
+            for (int k = 0; k < taps.count(i); ++k)
                 sum += taps.weights(i)[k];
             EXPECT_NEAR(sum, 1, 1e-5);
             EXPECT_GE(taps.first(i), 0);

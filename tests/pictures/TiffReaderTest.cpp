@@ -45,7 +45,7 @@ void setTags(TIFF* tiff, const TiffWish& wish)
         TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
     if (wish.photometric == PHOTOMETRIC_PALETTE) {
         std::vector<std::uint16_t> red(256), green(256), blue(256);
-        for (std::size_t i = 0; i < 256; i++) {
+        for (std::size_t i = 0; i < 256; ++i) {
             red[i] = static_cast<std::uint16_t>(i << 8);
             green[i] = static_cast<std::uint16_t>((255 - i) << 8);
             blue[i] = 0x3300;
@@ -67,8 +67,8 @@ Bytes packed(const TiffWish& wish, int x0, int y, int columns, int first, int co
     Bytes row;
     int pool = 0;
     int bits = 0;
-    for (int x = x0; x < x0 + columns; x++) {
-        for (int c = first; c < first + count; c++) {
+    for (int x = x0; x < x0 + columns; ++x) {
+        for (int c = first; c < first + count; ++c) {
             int value = x < wish.width && y < wish.height ? wish.sample(x, y, c) : 0;
             if (wish.depth == 16) {
                 row.push_back(static_cast<std::uint8_t>(value)); // little endian, as libtiff takes it here
@@ -96,7 +96,7 @@ void writePixels(TIFF* tiff, const TiffWish& wish)
         for (int y = 0; y < wish.height; y += wish.tile) {
             for (int x = 0; x < wish.width; x += wish.tile) {
                 Bytes tile;
-                for (int row = 0; row < wish.tile; row++) {
+                for (int row = 0; row < wish.tile; ++row) {
                     Bytes part = packed(wish, x, y + row, wish.tile, 0, wish.samples);
                     tile.insert(tile.end(), part.begin(), part.end());
                 }
@@ -106,8 +106,8 @@ void writePixels(TIFF* tiff, const TiffWish& wish)
         return;
     }
     int planes = wish.planar == PLANARCONFIG_SEPARATE ? wish.samples : 1;
-    for (int plane = 0; plane < planes; plane++) {
-        for (int y = 0; y < wish.height; y++) {
+    for (int plane = 0; plane < planes; ++plane) {
+        for (int y = 0; y < wish.height; ++y) {
             Bytes row = packed(wish, 0, y, wish.width, plane, planes > 1 ? 1 : wish.samples);
             TIFFWriteScanline(tiff, row.data(), static_cast<std::uint32_t>(y), static_cast<std::uint16_t>(plane));
         }
@@ -150,7 +150,7 @@ TEST(TiffReader, ColoursInEveryArrangement)
             EXPECT_EQ(pixelOf(bitmap, x, y), expected) << "arrangement " << number << " at " << x << ", " << y;
             EXPECT_EQ(*repOf(tiff)->colorAtXY(x, y), expected) << "arrangement " << number;
         }
-        number++;
+        ++number;
     }
 }
 

@@ -73,7 +73,7 @@ int raisingProperty(sd_bus*, const char*, const char*, const char*, sd_bus_messa
     return answerGuarded(error, []() -> int { throw Exception(); });
 }
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("echo", "s", "s", (servedMethod<Sample, &Sample::echo>), 0),
     SD_BUS_METHOD("raise", "", "", (servedMethod<Sample, &Sample::raise>), 0),
@@ -89,9 +89,9 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_PROPERTY("unheard", "s", raisingProperty<Unheard>, 0, 0),
     SD_BUS_VTABLE_END,
 };
-constexpr ServedInterface kInterfaces[] = { { "Mivo.Test", kMembers } };
+constexpr ServedInterface Interfaces[] = { { "Mivo.Test", Members } };
 
-std::span<const ServedInterface> Sample::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> Sample::interfaces() const { return Interfaces; }
 
 int answerProgress(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
@@ -99,7 +99,7 @@ int answerProgress(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "i", 1);
 }
 
-constexpr sd_bus_vtable kDelegateMembers[] = {
+constexpr sd_bus_vtable DelegateMembers[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("progress", "i", "i", answerProgress, 0),
     SD_BUS_VTABLE_END,
@@ -234,7 +234,7 @@ TEST_F(NSConnectionTest, ADelegateIsCalledInsideACallAndInOrder)
     std::vector<int> seen;
     sd_bus_slot* slot = nullptr;
     ASSERT_GE(
-        sd_bus_add_object_vtable(client.bus(), &slot, "/delegate", "Mivo.TestDelegate", kDelegateMembers, &seen), 0);
+        sd_bus_add_object_vtable(client.bus(), &slot, "/delegate", "Mivo.TestDelegate", DelegateMembers, &seen), 0);
     BusSlot holder(slot);
     Answer answer = client.callAndServe(
         BusName, "/", "Mivo.Test", "callBack", [](WireWriter& out) { out.objectPath("/delegate"); });

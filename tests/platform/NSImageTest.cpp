@@ -141,9 +141,9 @@ TEST(NSImage, DamageOfEveryFormat)
             (void)rep.colorAtXY(1, 1);
         };
         constexpr std::size_t Steps = 40;
-        for (std::size_t i = 0; i < Steps; i++)
+        for (std::size_t i = 0; i < Steps; ++i)
             tryBytes(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() * i / Steps)));
-        for (std::size_t i = 0; i < Steps; i++) {
+        for (std::size_t i = 0; i < Steps; ++i) {
             Bytes changed = whole;
             changed[(i * 2654435761U) % std::min<std::size_t>(whole.size(), 2000)]
                 ^= static_cast<std::uint8_t>(1U << i % 8);

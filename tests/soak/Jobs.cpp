@@ -24,10 +24,10 @@ int answerMostlyYes(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "b", random() % 100 != 0);
 }
 
-constexpr const auto& kEncoderDelegate
+constexpr const auto& EncoderDelegate
     = EncoderDelegateMembers<answerNothing, answerNo, answerNothing, answerNothing, answerNothing>;
 
-constexpr sd_bus_vtable kExporterDelegate[] = {
+constexpr sd_bus_vtable ExporterDelegate[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("MP4ExporterProgress", "i", "b", answerMostlyYes, 0),
     SD_BUS_VTABLE_END,
@@ -53,9 +53,9 @@ SoakClient::SoakClient(const SoakFiles& files, std::uint64_t seed)
     , m_random(seed)
 {
     sd_bus_slot* slot = nullptr;
-    sd_bus_add_object_vtable(m_client.bus(), &slot, "/e", "Mivo.MVAudioEncoderDelegate", kEncoderDelegate, nullptr);
+    sd_bus_add_object_vtable(m_client.bus(), &slot, "/e", "Mivo.MVAudioEncoderDelegate", EncoderDelegate, nullptr);
     m_encoderDelegate.reset(slot);
-    sd_bus_add_object_vtable(m_client.bus(), &slot, "/x", "Mivo.MVMP4ExporterDelegate", kExporterDelegate, &m_random);
+    sd_bus_add_object_vtable(m_client.bus(), &slot, "/x", "Mivo.MVMP4ExporterDelegate", ExporterDelegate, &m_random);
     m_exporterDelegate.reset(slot);
 }
 

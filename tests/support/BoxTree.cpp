@@ -10,12 +10,12 @@ namespace mv::test {
 
 namespace {
 
-constexpr std::array kContainers
+constexpr std::array Containers
     = { "moov", "trak", "mdia", "minf", "stbl", "edts", "tref", "udta", "hnti", "hinf", "dinf" };
 
 bool isContainer(const std::string& type)
 {
-    return std::find(kContainers.begin(), kContainers.end(), type) != kContainers.end();
+    return std::find(Containers.begin(), Containers.end(), type) != Containers.end();
 }
 
 std::vector<BoxTree> boxesOf(ByteView bytes, std::size_t offset)

@@ -15,8 +15,8 @@ namespace mv::test {
 
 /// The bus names of the nine services, in the order of publication.
 inline const auto kServiceBusNames = [] {
-    std::array<std::string, kServiceNames.size()> names;
-    std::transform(kServiceNames.begin(), kServiceNames.end(), names.begin(), busNameForService);
+    std::array<std::string, ServiceNames.size()> names;
+    std::transform(ServiceNames.begin(), ServiceNames.end(), names.begin(), busNameForService);
     return names;
 }();
 

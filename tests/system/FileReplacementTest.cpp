@@ -350,7 +350,7 @@ TEST_F(FileReplacementTest, NamedPartsBecomeJournalsAndTargetsToo)
 
 TEST_F(FileReplacementTest, ALockThatStaysIsAnError)
 {
-    static_assert(FileReplacement::LongestLockWait < std::chrono::seconds(3));
+    static_assert(FileReplacement::MaxLockWait < std::chrono::seconds(3));
     for (int operation : { LOCK_EX, LOCK_SH }) {
         std::string path = song();
         UniqueFd holder(open(path.c_str(), O_RDONLY | O_CLOEXEC));

@@ -7,7 +7,7 @@ namespace mv {
 
 namespace {
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::AudioEncoderBase::setAttributes, SD_BUS_ARGS("a{sv}", attributes), SD_BUS_NO_RESULT,
         (servedMethod<AudioEncoderInterface, &AudioEncoderInterface::setAttributes>), 0),
@@ -24,7 +24,7 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::AudioEncoderBase::Interface, kMembers } };
+constexpr ServedInterface Interfaces[] = { { wire::AudioEncoderBase::Interface, Members } };
 
 constexpr const char* EncoderPath = "/";
 
@@ -81,7 +81,7 @@ private:
 
 } // namespace
 
-std::span<const ServedInterface> AudioEncoderInterface::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> AudioEncoderInterface::interfaces() const { return Interfaces; }
 
 void AudioEncoderInterface::setAttributes(Call& call)
 {

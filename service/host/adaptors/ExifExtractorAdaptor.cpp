@@ -7,18 +7,18 @@ namespace mv {
 
 namespace {
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::ExifExtractorBase::extractExif, SD_BUS_ARGS("s", path), SD_BUS_RESULT("o", info),
         (servedMethod<ExifExtractorAdaptor, &ExifExtractorAdaptor::extractExif>), 0),
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::ExifExtractorBase::Interface, kMembers } };
+constexpr ServedInterface Interfaces[] = { { wire::ExifExtractorBase::Interface, Members } };
 
 } // namespace
 
-std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> ExifExtractorAdaptor::interfaces() const { return Interfaces; }
 
 void ExifExtractorAdaptor::extractExif(Call& call)
 {

@@ -51,9 +51,9 @@ template <auto Member> constexpr sd_bus_vtable property(const char* name, const 
 
 template <class Rows> struct Members;
 template <std::size_t... Row> struct Members<std::index_sequence<Row...>> {
-    static constexpr sd_bus_vtable kRows[] = {
+    static constexpr sd_bus_vtable Rows[] = {
         SD_BUS_VTABLE_START(0),
-        property<kExifTextProperties[Row].field>(kExifTextProperties[Row].name, "as")...,
+        property<ExifTextProperties[Row].field>(ExifTextProperties[Row].name, "as")...,
         property<&MVExifInfo::versionNumber>("versionNumber", "i"),
         property<&MVExifInfo::date>("date", "a(x)"),
         SD_BUS_METHOD_WITH_ARGS(wire::ExifInfo::setValues, SD_BUS_ARGS("o", source), SD_BUS_NO_RESULT,
@@ -64,12 +64,12 @@ template <std::size_t... Row> struct Members<std::index_sequence<Row...>> {
     };
 };
 
-constexpr ServedInterface kInterfaces[]
-    = { { wire::ExifInfo::Interface, Members<std::make_index_sequence<kExifTextProperties.size()>>::kRows } };
+constexpr ServedInterface Interfaces[]
+    = { { wire::ExifInfo::Interface, Members<std::make_index_sequence<ExifTextProperties.size()>>::Rows } };
 
 } // namespace
 
-std::span<const ServedInterface> ExifInfoAdaptor::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> ExifInfoAdaptor::interfaces() const { return Interfaces; }
 
 void ExifInfoAdaptor::setValues(Call& call)
 {

@@ -6,7 +6,7 @@ namespace mv {
 
 namespace {
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::ImageInfoBuilder::makeThumbnailWithMaxSize, SD_BUS_ARGS("s", path, "(dd)", maximum),
         SD_BUS_RESULT("aa{sv}", thumbnail),
@@ -18,11 +18,11 @@ constexpr sd_bus_vtable kMembers[] = {
 
 std::span<const ServedInterface> ImageInfoAdaptor::interfaces() const
 {
-    static const ServedInterface kInterfaces[] {
+    static const ServedInterface Interfaces[] {
         MediaInfoAdaptor::interfaces().front(),
-        { wire::ImageInfoBuilder::Interface, kMembers },
+        { wire::ImageInfoBuilder::Interface, Members },
     };
-    return kInterfaces;
+    return Interfaces;
 }
 
 void ImageInfoAdaptor::makeThumbnailWithMaxSize(Call& call)

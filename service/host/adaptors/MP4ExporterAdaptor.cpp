@@ -6,7 +6,7 @@ namespace mv {
 
 namespace {
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::MP4ExporterBase::exportWithDelegateFromPathToMp4Path,
         SD_BUS_ARGS("o", delegate, "s", source, "s", destination), SD_BUS_RESULT("i", status),
@@ -19,7 +19,7 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::MP4ExporterBase::Interface, kMembers } };
+constexpr ServedInterface Interfaces[] = { { wire::MP4ExporterBase::Interface, Members } };
 
 class DelegateProxy final : public MVMP4ExporterDelegate {
 public:
@@ -49,7 +49,7 @@ std::unique_ptr<DelegateProxy> delegateOf(Call& call, std::uint64_t timeout)
 
 } // namespace
 
-std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> MP4ExporterAdaptor::interfaces() const { return Interfaces; }
 
 void MP4ExporterAdaptor::exportWithDelegateFromPathToMp4Path(Call& call)
 {

@@ -7,7 +7,7 @@ namespace mv {
 
 namespace {
 
-constexpr sd_bus_vtable kMembers[] = {
+constexpr sd_bus_vtable Members[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS(wire::MediaTagBase::podcastInfo, SD_BUS_ARGS("s", path), SD_BUS_RESULT("aa{sv}", info),
         (servedMethod<MediaTagAdaptor, &MediaTagAdaptor::podcastInfo>), 0),
@@ -16,7 +16,7 @@ constexpr sd_bus_vtable kMembers[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr ServedInterface kInterfaces[] = { { wire::MediaTagBase::Interface, kMembers } };
+constexpr ServedInterface Interfaces[] = { { wire::MediaTagBase::Interface, Members } };
 
 /// A call without a path means the record's own; nil when there is neither.
 Path pathOrRecordPath(const Path& path, const Record& record)
@@ -27,7 +27,7 @@ Path pathOrRecordPath(const Path& path, const Record& record)
 
 } // namespace
 
-std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return kInterfaces; }
+std::span<const ServedInterface> MediaTagAdaptor::interfaces() const { return Interfaces; }
 
 void MediaTagAdaptor::podcastInfo(Call& call)
 {

@@ -16,7 +16,7 @@ struct Row {
     std::vector<const char*> extensions;
 };
 
-const std::vector<Row> kRows = {
+const std::vector<Row> Rows = {
     { 0x01000001, "MP3", { "mp3" } },
     { 0x01000002, "WMA", { "wma" } },
     { 0x01000004, "OGG", { "ogg" } },
@@ -41,7 +41,7 @@ const std::vector<Row> kRows = {
 
 TEST(MVMediaTypeReader, EveryRowOfTheTable)
 {
-    for (const Row& row : kRows) {
+    for (const Row& row : Rows) {
         EXPECT_STREQ(MVMediaTypeReader::typeName(row.code), row.name);
         for (const char* extension : row.extensions)
             EXPECT_EQ(MVMediaTypeReader::type(std::string("/x/a.") + extension), row.code) << extension;

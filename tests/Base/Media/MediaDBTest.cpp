@@ -16,7 +16,7 @@ struct Row {
 #define ROW(constant, column)                                                                                          \
     Row { #constant, constant, column }
 
-const std::array kRows = {
+const std::array Rows = {
     ROW(MediaDBCommonColumnFilePath, "FilePath"),
     ROW(MediaDBCommonColumnFileName, "FileName"),
     ROW(MediaDBCommonColumnIsManaged, "IsManaged"),
@@ -161,11 +161,11 @@ const std::array kRows = {
 
 TEST(MediaDB, EveryConstantIsItsColumnName)
 {
-    for (const Row& row : kRows)
+    for (const Row& row : Rows)
         EXPECT_EQ(row.value, row.column) << row.constant;
 }
 
-TEST(MediaDB, HoldsEveryColumn) { EXPECT_EQ(kRows.size(), 140u); }
+TEST(MediaDB, HoldsEveryColumn) { EXPECT_EQ(Rows.size(), 140u); }
 
 TEST(MediaDB, BothSpellingsOfContentsTypeNameOneColumn)
 {

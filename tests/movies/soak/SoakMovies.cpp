@@ -23,9 +23,9 @@ using namespace mv;
 
 namespace {
 
-constexpr double kLongestSeconds = 10;
-constexpr long kMostKilobytes = 1 << 20;
-constexpr std::uint64_t kLargestClip = 64u << 20;
+constexpr double MaxSeconds = 10;
+constexpr long MaxKilobytes = 1 << 20;
+constexpr std::uint64_t MaxClip = 64u << 20;
 
 class Mutator {
 public:
@@ -120,7 +120,7 @@ int main(int argc, char** argv)
     double longest = 0;
     int withPicture = 0;
     for (int i = 0; i < count; ++i) {
-        auto clip = readWholeFile(argv[2 + i % (argc - 2)], kLargestClip);
+        auto clip = readWholeFile(argv[2 + i % (argc - 2)], MaxClip);
         if (!clip)
             return 2;
         double seconds = describe(Mutator(static_cast<unsigned>(i)).mutated(std::move(*clip)), withPicture);
@@ -132,5 +132,5 @@ int main(int argc, char** argv)
     getrusage(RUSAGE_SELF, &usage);
     std::printf("%d clips, %d with a picture, the longest %.3f s, at most %.1f MB\n", count, withPicture, longest,
         static_cast<double>(usage.ru_maxrss) / 1024);
-    return longest <= kLongestSeconds && usage.ru_maxrss <= kMostKilobytes ? 0 : 1;
+    return longest <= MaxSeconds && usage.ru_maxrss <= MaxKilobytes ? 0 : 1;
 }

@@ -24,7 +24,7 @@ template <char Letter> std::unique_ptr<ServedObject> makeRoot()
     return std::make_unique<NoObject>();
 }
 
-constexpr std::array kRows {
+constexpr std::array Rows {
     ServiceRow { "first", "failed to register first", makeRoot<'1'> },
     ServiceRow { "second", "failed to register second", makeRoot<'2'> },
     ServiceRow { "third", "failed to register third", makeRoot<'3'> },
@@ -78,13 +78,13 @@ protected:
 
 TEST_F(AppDelegateTest, ObservesThenInitialisesTheAudioLibrary)
 {
-    AppDelegate delegate(m_platform, kRows);
+    AppDelegate delegate(m_platform, Rows);
     EXPECT_EQ(m_platform.events, (std::vector<std::string> { "observe MivoTerminitor of Mivo", "audio library" }));
 }
 
 TEST_F(AppDelegateTest, PublishesAndRunsEachInOrder)
 {
-    AppDelegate delegate(m_platform, kRows);
+    AppDelegate delegate(m_platform, Rows);
     m_platform.events.clear();
     delegate.applicationDidFinishLaunching();
     EXPECT_EQ(m_platform.events,
@@ -97,7 +97,7 @@ TEST_F(AppDelegateTest, PublishesAndRunsEachInOrder)
 TEST_F(AppDelegateTest, ATakenNameIsLoggedAndNothingAfterItIsCreated)
 {
     m_platform.taken = "second";
-    AppDelegate delegate(m_platform, kRows);
+    AppDelegate delegate(m_platform, Rows);
     m_platform.events.clear();
     delegate.applicationDidFinishLaunching();
     EXPECT_FALSE(delegate.hasPublishedAll());
@@ -108,7 +108,7 @@ TEST_F(AppDelegateTest, ATakenNameIsLoggedAndNothingAfterItIsCreated)
 
 TEST_F(AppDelegateTest, TheNotificationTerminates)
 {
-    AppDelegate delegate(m_platform, kRows);
+    AppDelegate delegate(m_platform, Rows);
     m_platform.events.clear();
     m_platform.observer();
     EXPECT_EQ(m_platform.events, std::vector<std::string> { "terminate" });
@@ -117,7 +117,7 @@ TEST_F(AppDelegateTest, TheNotificationTerminates)
 TEST_F(AppDelegateTest, DestructionStopsObservingThenInvalidatesInOrder)
 {
     {
-        AppDelegate delegate(m_platform, kRows);
+        AppDelegate delegate(m_platform, Rows);
         delegate.applicationDidFinishLaunching();
         m_platform.events.clear();
     }

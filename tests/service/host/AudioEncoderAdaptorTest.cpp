@@ -140,7 +140,7 @@ int didEnd(sd_bus_message* message, void* userdata, sd_bus_error*)
     return sd_bus_reply_method_return(message, "");
 }
 
-constexpr const auto& kDelegate = test::EncoderDelegateMembers<didStart, shouldStop, progress, didFail, didEnd>;
+constexpr const auto& DelegatePath = test::EncoderDelegateMembers<didStart, shouldStop, progress, didFail, didEnd>;
 
 constexpr const char* Interface = "Mivo.MVAudioEncoderBase";
 
@@ -149,7 +149,7 @@ protected:
     explicit AudioEncoderAdaptorTest(std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
     {
         serve(std::make_unique<AudioEncoderAdaptor>(std::make_unique<FakeEncoder>(), delegateTimeout));
-        exportDelegate("/delegate", "Mivo.MVAudioEncoderDelegate", kDelegate, &m_delegate);
+        exportDelegate("/delegate", "Mivo.MVAudioEncoderDelegate", DelegatePath, &m_delegate);
         call(Interface, "setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); });
     }
     ~AudioEncoderAdaptorTest() override { m_connection.reset(); }

@@ -45,7 +45,7 @@ int progress(sd_bus_message* message, void* userdata, sd_bus_error* error)
     return sd_bus_reply_method_return(message, "b", static_cast<int>(delegate.percents.size()) < delegate.limit);
 }
 
-constexpr sd_bus_vtable kDelegate[] = {
+constexpr sd_bus_vtable DelegatePath[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("MP4ExporterProgress", "i", "b", progress, 0),
     SD_BUS_VTABLE_END,
@@ -58,7 +58,7 @@ protected:
     explicit MP4ExporterAdaptorTest(std::uint64_t delegateTimeout = DelegateTimeoutMicroseconds)
     {
         serve(std::make_unique<MP4ExporterAdaptor>(std::make_unique<FakeExporter>(), delegateTimeout));
-        exportDelegate("/delegate", "Mivo.MVMP4ExporterDelegate", kDelegate, &m_delegate);
+        exportDelegate("/delegate", "Mivo.MVMP4ExporterDelegate", DelegatePath, &m_delegate);
     }
     ~MP4ExporterAdaptorTest() override { m_connection.reset(); }
 

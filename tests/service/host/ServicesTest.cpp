@@ -13,7 +13,7 @@ struct Row {
     const char* text;
 };
 
-constexpr Row kRows[] = {
+constexpr Row Rows[] = {
     { "MivoAVParser_1.3.0.12062", "failed to register Mivo AV Parser" },
     { "MivoMP3Parser_1.3.0.12062", "failed to register Mivo MP3 Parser" },
     { "MivoImageParser_1.3.0.12062", "failed to register Mivo Image Parser" },
@@ -27,10 +27,10 @@ constexpr Row kRows[] = {
 
 TEST(Services, NineInTheirOrderWithTheirTexts)
 {
-    ASSERT_EQ(services().size(), std::size(kRows));
-    for (std::size_t i = 0; i < std::size(kRows); ++i) {
-        EXPECT_EQ(services()[i].name, kRows[i].name);
-        EXPECT_STREQ(services()[i].failureText, kRows[i].text);
+    ASSERT_EQ(services().size(), std::size(Rows));
+    for (std::size_t i = 0; i < std::size(Rows); ++i) {
+        EXPECT_EQ(services()[i].name, Rows[i].name);
+        EXPECT_STREQ(services()[i].failureText, Rows[i].text);
     }
 }
 

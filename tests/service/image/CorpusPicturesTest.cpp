@@ -22,7 +22,7 @@ struct Explained {
     const char* reason;
 };
 
-constexpr Explained kExplained[] = {
+constexpr Explained ExplainedRows[] = {
     { "image/Panasonic_DMC-FZ30.jpg", "exif.Orientation",
         "the thumbnail's directory says another, and the last one wins" },
     { "image/geodegrees_as_string.jpg", "exif.Make",
@@ -32,7 +32,7 @@ constexpr Explained kExplained[] = {
 
 bool isExplained(const ExpectedRow& row)
 {
-    for (const Explained& one : kExplained) {
+    for (const Explained& one : ExplainedRows) {
         if (one.file == row.file && one.key == row.key)
             return true;
     }
@@ -49,7 +49,7 @@ double numberOf(const std::string& text)
 
 std::string orientationText(const std::string& stated)
 {
-    static const std::map<std::string, std::string> kTexts {
+    static const std::map<std::string, std::string> Texts {
         { "1", "Top-left" },
         { "Horizontal (normal)", "Top-left" },
         { "3", "Bottom-right" },
@@ -57,8 +57,8 @@ std::string orientationText(const std::string& stated)
         { "8", "Left-bottom" },
         { "Rotate 270 CW", "Left-bottom" },
     };
-    auto found = kTexts.find(stated);
-    return found == kTexts.end() ? "?" + stated : found->second;
+    auto found = Texts.find(stated);
+    return found == Texts.end() ? "?" + stated : found->second;
 }
 
 /// Other projects take the blanks off with which cameras fill their fields; the library's texts keep them.

@@ -113,7 +113,7 @@ TEST_F(ExifExtractorFacts, RedEyeReductionByVersionAndFirstRawByte)
 {
     const Text supported = "Red-eye reduction supported";
     const Text unknown = "No red-eye reduction mode or unknown";
-    const RedEyeRow kRows[] = {
+    const RedEyeRow Rows[] = {
         { ByteOrder::Intel, "0221", 0x41, supported },
         { ByteOrder::Intel, "0220", 0x41, supported },
         { ByteOrder::Intel, "0230", 0x01, unknown },
@@ -123,7 +123,7 @@ TEST_F(ExifExtractorFacts, RedEyeReductionByVersionAndFirstRawByte)
         { ByteOrder::Motorola, "0221", 0x41, unknown },
         { ByteOrder::Motorola, "0221", 0x4100, supported },
     };
-    for (const RedEyeRow& row : kRows) {
+    for (const RedEyeRow& row : Rows) {
         auto info
             = extract(ExifMaker(row.order).undefined(Exif, 0x9000, row.version).shortValue(Exif, 0x9209, row.flash));
         ASSERT_TRUE(info);
@@ -146,7 +146,7 @@ struct VersionRow {
 
 TEST_F(ExifExtractorFacts, VersionNumberIsReadFromTheFrontOfTheRawBytes)
 {
-    const VersionRow kRows[] = {
+    const VersionRow Rows[] = {
         { "0220", 220 },
         { "0230", 230 },
         { "0210", 210 },
@@ -155,7 +155,7 @@ TEST_F(ExifExtractorFacts, VersionNumberIsReadFromTheFrontOfTheRawBytes)
         { " 220", 220 },
         { "-100", -100 },
     };
-    for (const VersionRow& row : kRows)
+    for (const VersionRow& row : Rows)
         EXPECT_EQ(extract(ExifMaker().undefined(Exif, 0x9000, row.raw))->versionNumber, row.number) << row.raw;
 }
 

@@ -70,9 +70,9 @@ private:
     std::unique_ptr<ExifEntry, CloseWith<exif_entry_unref>> m_entry;
 };
 
-/// A grey baseline JPEG of that size, with the EXIF block (of ExifMaker::block) in front where it is not empty.
+/// A gray baseline JPEG of that size, with the EXIF block (of ExifMaker::block) in front where it is not empty.
 Bytes jpegPicture(int width, int height, const Bytes& exifBlock = {});
-/// A grey PNG of that size, with the EXIF block in an eXIf chunk where it is not empty.
+/// A gray PNG of that size, with the EXIF block in an eXIf chunk where it is not empty.
 Bytes pngPicture(int width, int height, const Bytes& exifBlock = {});
 
 } // namespace mv::test

@@ -20,21 +20,21 @@ using test::tiffPicture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr NSColor kRed { 255, 0, 0, 255 };
-constexpr NSColor kGreen { 0, 255, 0, 255 };
-constexpr NSColor kBlack = NSColor::black();
-constexpr NSColor kWhite = NSColor::white();
+constexpr NSColor Red { 255, 0, 0, 255 };
+constexpr NSColor Green { 0, 255, 0, 255 };
+constexpr NSColor Black = NSColor::black();
+constexpr NSColor White = NSColor::white();
 
 Bitmap plain(int width, int height, NSColor color)
 {
     Bitmap bitmap { width, height, {} };
-    for (int i = 0; i < width * height; i++)
+    for (int i = 0; i < width * height; ++i)
         bitmap.pixels.insert(bitmap.pixels.end(), { color.red, color.green, color.blue, color.alpha });
     return bitmap;
 }
 
 NSImage imageOf(Bitmap bitmap) { return NSImage(std::make_shared<NSBitmapImageRep>(std::move(bitmap))); }
-NSImage plainImage(int width, int height, NSColor color = kGreen) { return imageOf(plain(width, height, color)); }
+NSImage plainImage(int width, int height, NSColor color = Green) { return imageOf(plain(width, height, color)); }
 
 /// A representation that is asked for more than it can do.
 class FakeRep final : public NSImageRep {
@@ -58,19 +58,19 @@ public:
             onDraw();
         if (failing)
             return Error { Error::Kind::Format, "broken" };
-        return plain(width, height, kGreen);
+        return plain(width, height, Green);
     }
 
     std::function<void()> onDraw;
     bool failing = false;
-    Result<NSColor> color = kRed;
+    Result<NSColor> color = Red;
 
 private:
     int m_width;
     int m_height;
 };
 
-constexpr int kOther = 7;
+constexpr int Other = 7;
 
 TEST(ThumbnailGeometry, DefaultMaxima)
 {
@@ -101,10 +101,10 @@ TEST(ThumbnailGeometry, Table)
         { 1, 1000, 2, { 100, 100 }, { 1, 100, 1, 100, 0, 0 } },
         { 640, 480, 2, { 100.9F, 100.9F }, { 100, 75, 100, 75, 0, 0 } }, // fractions are cut off
         { 640, 480, 2, { 0.5F, 0.5F }, { 640, 480, 640, 480, 0, 0 } },
-        { 640, 480, kOther, { 0.5F, 0.5F }, { 640, 480, 0, 0, -320, -240 } },
+        { 640, 480, Other, { 0.5F, 0.5F }, { 640, 480, 0, 0, -320, -240 } },
         { 640, 480, 2, { 0, 100 }, { 640, 480, 640, 480, 0, 0 } },
-        { 101, 100, kOther, { 50, 60 }, { 50, 49, 50, 60, 0, 5 } }, // 11 / 2
-        { 50, 100'000, kOther, { 1, 100 }, { 50, 100, 1, 100, -24, 0 } }, // wider than its canvas: -49 / 2
+        { 101, 100, Other, { 50, 60 }, { 50, 49, 50, 60, 0, 5 } }, // 11 / 2
+        { 50, 100'000, Other, { 1, 100 }, { 50, 100, 1, 100, -24, 0 } }, // wider than its canvas: -49 / 2
         { 640, 480, 2, { 100, -100 }, { 100, 75, 100, 75, 0, 0 } }, // one negative side does not bind
         { 640, 480, 2, { -100, -100 }, { -133, -100, -133, -100, 0, 0 } },
         // 333 / (1000 / 100) in single precision
@@ -127,33 +127,33 @@ TEST(NSImageExtension, PictureCategoryIsTheScaledPictureItself)
     EXPECT_EQ(thumbnail.width, 100);
     EXPECT_EQ(thumbnail.height, 75);
     for (auto [x, y] : { std::pair { 0, 0 }, std::pair { 99, 0 }, std::pair { 0, 74 }, std::pair { 99, 74 } })
-        EXPECT_EQ(thumbnail.at(x, y), kGreen);
+        EXPECT_EQ(thumbnail.at(x, y), Green);
 }
 
 TEST(NSImageExtension, VideoFrameHasBlackMargins)
 {
-    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(640, 480, kRed), 3));
+    TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(640, 480, Red), 3));
     EXPECT_EQ(thumbnail.width, 130);
     EXPECT_EQ(thumbnail.height, 90);
-    EXPECT_EQ(thumbnail.at(4, 45), kBlack);
-    EXPECT_EQ(thumbnail.at(5, 0), kRed);
-    EXPECT_EQ(thumbnail.at(124, 89), kRed);
-    EXPECT_EQ(thumbnail.at(125, 45), kBlack);
+    EXPECT_EQ(thumbnail.at(4, 45), Black);
+    EXPECT_EQ(thumbnail.at(5, 0), Red);
+    EXPECT_EQ(thumbnail.at(124, 89), Red);
+    EXPECT_EQ(thumbnail.at(125, 45), Black);
 }
 
 TEST(NSImageExtension, AlbumArtTakesItsMarginFromTheSourcePixel11)
 {
-    Bitmap bitmap = plain(100, 50, kGreen);
+    Bitmap bitmap = plain(100, 50, Green);
     // Only the pixel in the second column of the second row is red.
     bitmap.pixels[(100 + 1) * 4] = 255;
     bitmap.pixels[(100 + 1) * 4 + 1] = 0;
     TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(imageOf(std::move(bitmap)), 1));
     EXPECT_EQ(thumbnail.width, 200);
     EXPECT_EQ(thumbnail.height, 200);
-    EXPECT_EQ(thumbnail.at(0, 0), kRed);
-    EXPECT_EQ(thumbnail.at(199, 49), kRed);
-    EXPECT_EQ(thumbnail.at(150, 60), kGreen);
-    EXPECT_EQ(thumbnail.at(0, 150), kRed);
+    EXPECT_EQ(thumbnail.at(0, 0), Red);
+    EXPECT_EQ(thumbnail.at(199, 49), Red);
+    EXPECT_EQ(thumbnail.at(150, 60), Green);
+    EXPECT_EQ(thumbnail.at(0, 150), Red);
 }
 
 TEST(NSImageExtension, OtherCategoriesHaveTheContextsBlack)
@@ -162,21 +162,21 @@ TEST(NSImageExtension, OtherCategoriesHaveTheContextsBlack)
         TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(200, 100), category));
         EXPECT_EQ(thumbnail.width, 100);
         EXPECT_EQ(thumbnail.height, 100);
-        EXPECT_EQ(thumbnail.at(50, 24), kBlack);
-        EXPECT_EQ(thumbnail.at(50, 25), kGreen);
-        EXPECT_EQ(thumbnail.at(50, 75), kBlack);
+        EXPECT_EQ(thumbnail.at(50, 24), Black);
+        EXPECT_EQ(thumbnail.at(50, 25), Green);
+        EXPECT_EQ(thumbnail.at(50, 75), Black);
     }
 }
 
 // The canvas is addressed from its top left corner: an odd row that is left over goes to the bottom.
 TEST(NSImageExtension, OddMarginsRoundTowardTheTopLeft)
 {
-    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(101, 100), kOther, { 50, 60 });
+    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(101, 100), Other, { 50, 60 });
     TiffPicture thumbnail = tiffPicture(*bytes);
-    EXPECT_EQ(thumbnail.at(25, 4), kBlack);
-    EXPECT_EQ(thumbnail.at(25, 5), kGreen);
-    EXPECT_EQ(thumbnail.at(25, 53), kGreen);
-    EXPECT_EQ(thumbnail.at(25, 54), kBlack);
+    EXPECT_EQ(thumbnail.at(25, 4), Black);
+    EXPECT_EQ(thumbnail.at(25, 5), Green);
+    EXPECT_EQ(thumbnail.at(25, 53), Green);
+    EXPECT_EQ(thumbnail.at(25, 54), Black);
 }
 
 TEST(NSImageExtension, SmallPicturesAreScaledUp)
@@ -184,7 +184,7 @@ TEST(NSImageExtension, SmallPicturesAreScaledUp)
     TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(50, 50), 2));
     EXPECT_EQ(thumbnail.width, 100);
     EXPECT_EQ(thumbnail.height, 100);
-    EXPECT_EQ(thumbnail.at(99, 99), kGreen);
+    EXPECT_EQ(thumbnail.at(99, 99), Green);
 }
 
 TEST(NSImageExtension, ThinPictureKeepsItsHeight)
@@ -196,16 +196,16 @@ TEST(NSImageExtension, ThinPictureKeepsItsHeight)
 
 TEST(NSImageExtension, PictureWiderThanItsCanvasIsCutOff)
 {
-    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(50, 1000), kOther, { 1, 10 });
+    auto bytes = makeThumbnailForContentCategoryWithMaxSize(plainImage(50, 1000), Other, { 1, 10 });
     TiffPicture thumbnail = tiffPicture(*bytes);
     EXPECT_EQ(thumbnail.width, 1);
     EXPECT_EQ(thumbnail.height, 10);
-    EXPECT_EQ(thumbnail.at(0, 9), kGreen);
+    EXPECT_EQ(thumbnail.at(0, 9), Green);
 }
 
 TEST(NSImageExtension, MaximumBelowOneIsAFullSizeCopyInThePictureCategory)
 {
-    Bitmap bitmap = plain(5, 3, kRed);
+    Bitmap bitmap = plain(5, 3, Red);
     for (std::size_t i = 0; i < bitmap.pixels.size(); i += 4)
         bitmap.pixels[i] = static_cast<std::uint8_t>(i * 3);
     Bytes expected = bitmap.pixels;
@@ -215,7 +215,7 @@ TEST(NSImageExtension, MaximumBelowOneIsAFullSizeCopyInThePictureCategory)
     EXPECT_EQ(thumbnail.pixels, expected);
 
     test::LogCapture log;
-    for (int category : { 1, 3, kOther })
+    for (int category : { 1, 3, Other })
         EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(image, category, { 0.5F, 0.5F })) << category;
     EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(image, 1, { 100, 0.5F }));
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -234,13 +234,13 @@ TEST(NSImageExtension, NothingToDrawIsNilWithoutAWord)
 TEST(NSImageExtension, OnlyTheFirstRepresentationCounts)
 {
     NSImage image = plainImage(10, 10);
-    image.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(900, 300, kRed)));
+    image.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(900, 300, Red)));
     TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(image, 2));
     EXPECT_EQ(thumbnail.height, 100);
-    EXPECT_EQ(thumbnail.at(50, 50), kGreen);
+    EXPECT_EQ(thumbnail.at(50, 50), Green);
 
     NSImage broken { std::shared_ptr<NSImageRep>() };
-    broken.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(9, 9, kRed)));
+    broken.addRepresentation(std::make_shared<NSBitmapImageRep>(plain(9, 9, Red)));
     EXPECT_FALSE(makeThumbnailForContentCategory(broken, 2));
 }
 
@@ -250,7 +250,7 @@ TEST(NSImageExtension, CanvasThatCannotBeMadeIsLogged)
     const FloatSize maxima[] { { NAN, NAN }, { Infinity, Infinity }, { -Infinity, -100 }, { -100, -100 },
         { 1e9F, 1e9F }, { 1e30F, 1e30F }, { 100'000, 100'000 }, { 2147483520.0F, 2147483520.0F } };
     for (FloatSize maximum : maxima) {
-        for (int category : { 1, 2, 3, kOther }) {
+        for (int category : { 1, 2, 3, Other }) {
             test::LogCapture log;
             EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(plainImage(64, 48), category, maximum));
             EXPECT_THAT(log.lines(), ElementsAre("Could not render image")) << maximum.width << ", " << category;
@@ -269,7 +269,7 @@ TEST(NSImageExtension, PixelsThatCannotBeDecodedAreNilWithoutAWord)
     auto rep = std::make_shared<FakeRep>(10, 10);
     rep->failing = true;
     test::LogCapture log;
-    for (int category : { 1, 2, 3, kOther })
+    for (int category : { 1, 2, 3, Other })
         EXPECT_FALSE(makeThumbnailForContentCategory(NSImage(rep), category)) << category;
     EXPECT_THAT(log.lines(), IsEmpty());
 }
@@ -278,7 +278,7 @@ TEST(NSImageExtension, NothingIsDecodedForACanvasThatCannotBeMade)
 {
     auto rep = std::make_shared<FakeRep>(10, 10);
     rep->onDraw = [] { ADD_FAILURE() << "decoded"; };
-    for (int category : { 1, 2, 3, kOther })
+    for (int category : { 1, 2, 3, Other })
         EXPECT_FALSE(makeThumbnailForContentCategoryWithMaxSize(NSImage(rep), category, { 100'000, 100'000 }));
 }
 
@@ -298,14 +298,14 @@ TEST(NSImageExtension, SourcePixelThatCannotBeHadLeavesBlack)
 {
     auto rep = std::make_shared<FakeRep>(100, 50);
     rep->color = Error { Error::Kind::Format, "broken" };
-    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(NSImage(rep), 1)).at(0, 0), kBlack);
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(NSImage(rep), 1)).at(0, 0), Black);
 }
 
 TEST(NSImageExtension, ClearPartsShowTheFill)
 {
     NSImage clear = plainImage(100, 50, { 9, 9, 9, 0 });
-    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 2)).at(50, 25), kWhite);
-    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 3)).at(65, 45), kBlack);
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 2)).at(50, 25), White);
+    EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(clear, 3)).at(65, 45), Black);
     // Half of red over white
     NSImage half = plainImage(10, 10, { 255, 0, 0, 128 });
     EXPECT_EQ(tiffPicture(*makeThumbnailForContentCategory(half, 2)).at(5, 5), (NSColor { 255, 127, 127, 255 }));
@@ -325,8 +325,8 @@ TEST(NSImageExtension, AlbumArtOfAClearColourIsWhite)
     for (NSColor clear : { NSColor { 0, 0, 0, 0 }, NSColor { 255, 0, 0, 0 } }) {
         TiffPicture thumbnail = tiffPicture(*makeThumbnailForContentCategory(plainImage(100, 50, clear), 1));
         EXPECT_TRUE(isOpaque(thumbnail));
-        EXPECT_EQ(thumbnail.at(0, 0), kWhite); // the margin
-        EXPECT_EQ(thumbnail.at(100, 100), kWhite); // the picture
+        EXPECT_EQ(thumbnail.at(0, 0), White); // the margin
+        EXPECT_EQ(thumbnail.at(100, 100), White); // the picture
     }
 }
 
@@ -343,13 +343,13 @@ TEST(NSImageExtension, EveryMixtureOfColourAndAlphaGivesAnOpaqueThumbnail)
 {
     // A column for each alpha, a row for each brightness.
     Bitmap bitmap { 256, 256, {} };
-    for (int y = 0; y < 256; y++) {
-        for (int x = 0; x < 256; x++) {
+    for (int y = 0; y < 256; ++y) {
+        for (int x = 0; x < 256; ++x) {
             auto bright = static_cast<std::uint8_t>(y);
             bitmap.pixels.insert(bitmap.pixels.end(), { bright, bright, 0, static_cast<std::uint8_t>(x) });
         }
     }
-    for (int category : { 1, 2, 3, kOther })
+    for (int category : { 1, 2, 3, Other })
         EXPECT_TRUE(isOpaque(tiffPicture(*makeThumbnailForContentCategory(imageOf(bitmap), category)))) << category;
     // At its own size: brightness by alpha, over white.
     TiffPicture copy = tiffPicture(*makeThumbnailForContentCategoryWithMaxSize(imageOf(bitmap), 2, { 256, 256 }));

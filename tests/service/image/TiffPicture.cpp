@@ -42,7 +42,7 @@ TiffPicture tiffPicture(const Bytes& bytes)
         picture.extraSample = extra[0];
     std::size_t stride = static_cast<std::size_t>(TIFFScanlineSize(tiff));
     picture.pixels.resize(stride * height);
-    for (std::uint32_t y = 0; y < height; y++) {
+    for (std::uint32_t y = 0; y < height; ++y) {
         if (TIFFReadScanline(tiff, &picture.pixels[stride * y], y, 0) < 0)
             throw std::runtime_error("a TIFF without its rows");
     }

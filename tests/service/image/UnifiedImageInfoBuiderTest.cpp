@@ -31,7 +31,7 @@ constexpr int TagDateTime = 0x0132;
 constexpr int TagArtist = 0x013b;
 constexpr int TagXPComment = 0x9c9c;
 
-const std::string_view kExifKeys[] = { MediaDBPhotoColumnDatePictured, MediaDBPhotoColumnCameraModel,
+const std::string_view ExifKeys[] = { MediaDBPhotoColumnDatePictured, MediaDBPhotoColumnCameraModel,
     MediaDBPhotoColumnCreator, MediaDBPhotoColumnDescription, kPhotoOrientation };
 
 /// The sizes that a little-endian TIFF file states.
@@ -65,7 +65,7 @@ Bytes pagesOf(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& sizes)
     writer.text("II");
     writer.u16le(42);
     writer.u32le(8);
-    for (std::size_t i = 0; i < sizes.size(); i++) {
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
         auto [width, height] = sizes[i];
         std::uint32_t pixels = static_cast<std::uint32_t>(file.size()) + 2 + EntryCount * 12 + 4;
         const std::uint32_t entries[EntryCount][2] { { 256, width }, { 257, height }, { 258, 8 }, { 259, 1 },
@@ -119,7 +119,7 @@ TEST_F(UnifiedImageInfoBuilderTest, DescribesAJpeg)
     EXPECT_EQ(*record->find(MediaDBPhotoColumnRating), Value(0));
     EXPECT_EQ(*record->find(MediaDBPhotoColumnIsChecked), Value(false));
     EXPECT_EQ(*record->find(MediaDBCommonColumnLinkError), Value(false));
-    for (std::string_view key : kExifKeys)
+    for (std::string_view key : ExifKeys)
         EXPECT_FALSE(record->contains(key)) << key;
     for (std::string_view key : { MediaDBPhotoColumnLocation, MediaDBPhotoColumnTag, MediaDBPhotoColumnKeyword })
         EXPECT_FALSE(record->contains(key)) << key;
@@ -209,7 +209,7 @@ TEST_F(UnifiedImageInfoBuilderTest, TextsOfOneByteOrNoneAreNotStored)
 {
     Record record = describe(
         ExifMaker().ascii(Ifd0, TagModel, "").raw(Ifd0, TagArtist, 2, 0, {}).raw(Ifd0, TagXPComment, 1, 1, { 0 }));
-    for (std::string_view key : kExifKeys)
+    for (std::string_view key : ExifKeys)
         EXPECT_FALSE(record.contains(key)) << key;
     // Two bytes are stored, even when the text of them is empty.
     EXPECT_EQ(*describe(ExifMaker().raw(Ifd0, TagArtist, 2, 2, { 0, 0 })).string(MediaDBPhotoColumnCreator), "");
@@ -276,7 +276,7 @@ TEST_F(UnifiedImageInfoBuilderTest, OnlyTheNameOfAJpegGetsExifFacts)
 {
     Bytes exif = ExifMaker().ascii(Ifd0, TagModel, "M").wide(Ifd0, TagXPComment, u"Holiday").block();
     Record png = describe("a.png", test::pngPicture(8, 8, exif));
-    for (std::string_view key : kExifKeys)
+    for (std::string_view key : ExifKeys)
         EXPECT_FALSE(png.contains(key)) << key;
     // The name decides, not the content.
     EXPECT_FALSE(describe("b.png", test::jpegPicture(8, 8, exif)).contains(MediaDBPhotoColumnCameraModel));

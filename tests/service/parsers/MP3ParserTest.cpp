@@ -306,10 +306,10 @@ TEST_F(MP3ParserTest, PathsOfAnyBytes)
 
 TEST_F(MP3ParserTest, TheLargestCoverThatCanBeStoredIsShown)
 {
-    constexpr std::size_t LargestArray = std::size_t { 64 } << 20; // of the bus
+    constexpr std::size_t MaxArray = std::size_t { 64 } << 20; // of the bus
     Bytes bytes = readFile(sourcePath("tests/data/tags/red.jpg"));
     std::string picture(charsOf(bytes));
-    picture.resize(LargestArray);
+    picture.resize(MaxArray);
     Record record = recordOf(frame3("TIT2", "Title") + id3Frame(3, "APIC", zeroed("\0image/jpeg\0\3\0") + picture));
     EXPECT_EQ(*record.string(MediaDBMusicColumnTitle), "Title");
     EXPECT_TRUE(record.contains(MediaDBMusicColumnAlbumArt));

@@ -150,7 +150,7 @@ TEST_F(MP4ParserTest, GenreNumbersCountFromOne)
     EXPECT_EQ(genre(0), "(none)");
     EXPECT_EQ(genre(149), "(none)");
     EXPECT_EQ(genre(65535), "(none)");
-    for (std::size_t i = 0; i < ID3_v1_genre_description.size(); i++)
+    for (std::size_t i = 0; i < ID3_v1_genre_description.size(); ++i)
         EXPECT_EQ(genre(static_cast<int>(i) + 1), ID3_v1_genre_description[i]);
 }
 

@@ -70,8 +70,8 @@ int version(Dice& dice)
 
 void damage(Dice& dice, std::string& file)
 {
-    constexpr unsigned MostChanges = 4;
-    for (unsigned changes = 1 + dice.below(MostChanges); changes > 0; --changes) {
+    constexpr unsigned MaxChanges = 4;
+    for (unsigned changes = 1 + dice.below(MaxChanges); changes > 0; --changes) {
         // The header and what is in front of the frames, or anywhere.
         std::size_t reach = std::min<std::size_t>(file.size(), dice.percent(50) ? 60 : 400);
         file[dice.below(reach)] = static_cast<char>(dice.percent(30) ? 0 : dice.below(256));

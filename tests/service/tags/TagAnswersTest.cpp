@@ -43,14 +43,14 @@ std::string hashOf(std::string_view text)
 /// On one line, in ASCII; of a byte that comes many times over, how many times.
 std::string spelled(std::string_view bytes)
 {
-    constexpr std::size_t ShortestRun = 9;
+    constexpr std::size_t MinRun = 9;
     std::string text;
     for (std::size_t i = 0; i < bytes.size();) {
         char c = bytes[i];
         bool plain = c >= ' ' && c < 0x7F && c != '\\';
         std::string once = plain ? std::string(1, c) : formatText("\\x%02x", static_cast<std::uint8_t>(c));
         std::size_t end = std::min(bytes.find_first_not_of(c, i), bytes.size());
-        std::size_t written = end - i < ShortestRun ? 1 : end - i;
+        std::size_t written = end - i < MinRun ? 1 : end - i;
         text += written == 1 ? once : once + formatText("\\{%zu}", written);
         i += written;
     }
@@ -136,8 +136,8 @@ public:
             std::string hash;
             kept >> hash;
             std::string answer = m_answer(number);
-            constexpr unsigned MostShown = 5;
-            if (hash != hashOf(answer) && ++differing <= MostShown)
+            constexpr unsigned MaxShown = 5;
+            if (hash != hashOf(answer) && ++differing <= MaxShown)
                 ADD_FAILURE() << m_name << " " << number << " was " << hash << " and is " << hashOf(answer) << answer;
         }
         EXPECT_EQ(differing, 0u) << "of " << m_count;

@@ -183,16 +183,16 @@ Bytes behindTags(const std::string& file)
     return *input->bytesAt(begin, static_cast<std::size_t>(input->size() - begin));
 }
 
-constexpr std::size_t kCorpusParts = 5;
+constexpr std::size_t CorpusParts = 5;
 
 class TagCorpusTest : public testing::TestWithParam<std::size_t> { };
 
-INSTANTIATE_TEST_SUITE_P(Parts, TagCorpusTest, testing::Range(std::size_t { 0 }, kCorpusParts));
+INSTANTIATE_TEST_SUITE_P(Parts, TagCorpusTest, testing::Range(std::size_t { 0 }, CorpusParts));
 
 TEST_P(TagCorpusTest, EveryMP3FileTakesTheRecordAndKeepsTheRest)
 {
     MV_NEEDS_CORPUS();
-    Lines names = test::corpusFiles("mp3", GetParam(), kCorpusParts);
+    Lines names = test::corpusFiles("mp3", GetParam(), CorpusParts);
     test::ScratchFolder folder;
     Lines files = copiesOf(names, folder, ".mp3");
     auto before = test::mutagenLinesOfAll("id3", files);
@@ -226,7 +226,7 @@ TEST_P(TagCorpusTest, EveryMP3FileTakesTheRecordAndKeepsTheRest)
 TEST_P(TagCorpusTest, EveryMP4FileTakesTheRecordAndKeepsTheRest)
 {
     MV_NEEDS_CORPUS();
-    Lines names = test::corpusFiles("mp4", GetParam(), kCorpusParts);
+    Lines names = test::corpusFiles("mp4", GetParam(), CorpusParts);
     test::ScratchFolder folder;
     Lines files = copiesOf(names, folder, ".m4a");
     auto before = test::mutagenLinesOfAll("mp4", files);

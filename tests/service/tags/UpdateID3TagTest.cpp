@@ -28,13 +28,13 @@ using Lines = std::vector<std::string>;
 
 class UpdateID3TagTest : public Id3FileTest { };
 
-const Record kWhole { { MediaDBMusicColumnTitle, "Tïtle" }, { MediaDBMusicColumnAlbum, "앨범" },
+const Record Whole { { MediaDBMusicColumnTitle, "Tïtle" }, { MediaDBMusicColumnAlbum, "앨범" },
     { MediaDBMusicColumnArtist, "Ärtist \U0001F600" }, { MediaDBCommonColumnReservedText, "Cömment" },
     { MediaDBMusicColumnComposer, "Cömposer" }, { MediaDBMusicColumnGenre, "Rock" }, { MediaDBMusicColumnTrackNo, 7 } };
 
 TEST_F(UpdateID3TagTest, EveryRowIsWritten)
 {
-    EXPECT_THAT(update(fullFile(), kWhole),
+    EXPECT_THAT(update(fullFile(), Whole),
         IsSupersetOf({ "version=2.3", "TIT2 enc=1 Tïtle", "TALB enc=1 앨범", "TPE1 enc=1 Ärtist \U0001F600",
             "COMM XXX desc= enc=1 Cömment", "TCOM enc=1 Cömposer", "TCON enc=0 (17)", "TRCK enc=0 7" }));
 }
@@ -43,7 +43,7 @@ TEST_F(UpdateID3TagTest, FramesOfNoRowStay)
 {
     std::string path = fullFile();
     auto before = test::mutagenLines("id3", path);
-    auto after = update(path, kWhole);
+    auto after = update(path, Whole);
     EXPECT_THAT(after, IsSupersetOf({ "TYER enc=0 1999", "TXXX mood=calm", "COMM eng desc=iTunNORM enc=0  000" }));
     EXPECT_THAT(after, Contains(StartsWith("PRIV ")));
     EXPECT_THAT(before,
@@ -157,12 +157,12 @@ TEST_F(UpdateID3TagTest, APictureIsStoredAsItIs)
 
 TEST_F(UpdateID3TagTest, TheLargestPictureOfACallIsStored)
 {
-    constexpr std::size_t LargestArray = std::size_t { 64 } << 20; // of the bus
+    constexpr std::size_t MaxArray = std::size_t { 64 } << 20; // of the bus
     test::ScratchFolder memory(test::memoryFolder());
     std::string path = memory.copy(fullFile(), "song.mp3");
     test::LogCapture log;
     std::vector<std::string> lines
-        = update(path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(LargestArray, 7) } });
+        = update(path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(MaxArray, 7) } });
     EXPECT_THAT(lines, IsSupersetOf({ "TIT2 enc=1 new", "TYER enc=0 1999" }));
     EXPECT_THAT(lines, Contains(StartsWith("APIC image/jpeg type=3 desc= 67108864:")));
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -173,8 +173,8 @@ TEST_F(UpdateID3TagTest, APictureTooLargeIsLeftOutAndEverythingElseWritten)
 {
     test::LogCapture log;
     std::string path = fullFile();
-    std::vector<std::string> lines = update(
-        path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(MaximumTagBytes, 7) } });
+    std::vector<std::string> lines
+        = update(path, { { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, Bytes(MaxTagBytes, 7) } });
     EXPECT_THAT(lines, Contains("TIT2 enc=1 new"));
     EXPECT_THAT(lines, Contains(StartsWith("APIC image/png type=3 desc= 11:"))) << "the old picture stays";
     EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("The picture is left out of " + path)));
@@ -185,7 +185,7 @@ TEST_F(UpdateID3TagTest, ATagIsWrittenUpToTheLimitAndReadBack)
     constexpr std::size_t Others = 19 + 10 + 14; // a title, and what stands before a picture
     test::ScratchFolder memory(test::memoryFolder());
     for (std::size_t over : { 0, 1 }) {
-        Bytes picture(MaximumTagBytes - Others + over, 7);
+        Bytes picture(MaxTagBytes - Others + over, 7);
         std::string path = memory.write("song.mp3", test::mp3Audio());
         test::LogCapture log;
         EXPECT_TRUE(UpdateID3Tag().updateTagWithDictionary(
@@ -224,9 +224,9 @@ TEST_F(UpdateID3TagTest, WithoutAnyFrameThereIsNoTag)
 TEST_F(UpdateID3TagTest, ASmallChangeKeepsTheFileSizeAndTheSameOneWritesNothing)
 {
     std::string path = fullFile();
-    update(path, kWhole);
+    update(path, Whole);
     std::size_t size = test::readFile(path).size();
-    Record changed = kWhole;
+    Record changed = Whole;
     changed.set(MediaDBMusicColumnTitle, "another title");
     update(path, changed);
     EXPECT_EQ(test::readFile(path).size(), size);

@@ -383,7 +383,7 @@ TEST_F(UpdateMP4TagTest, APictureTooLargeIsLeftOutAndEverythingElseWritten)
 {
     test::ScratchFolder memory(test::memoryFolder());
     m_path = memory.write("song.m4a", plainM4a());
-    std::string rest = std::to_string(MaximumTagBytes - 100'000);
+    std::string rest = std::to_string(MaxTagBytes - 100'000);
     tagWithMutagen("t['----:org.example:large'] = [MP4FreeForm(bytes(" + rest + "))]\nt['covr'] = [MP4Cover(b'old')]");
     test::LogCapture log;
     Lines lines = update({ { MediaDBMusicColumnTitle, "new" }, { MediaDBMusicColumnAlbumArt, noisePicture(1024) } });

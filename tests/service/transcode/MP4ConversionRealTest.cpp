@@ -191,17 +191,17 @@ TEST_F(MP4ExporterRealTest, AFullDiskLeavesTheOlderFile)
     EXPECT_THAT(filesIn(m_scratch.path()), UnorderedElementsAre("a.wav", "out.m4a"));
 }
 
-constexpr std::size_t kCorpusParts = 3;
+constexpr std::size_t CorpusParts = 3;
 
 class CorpusConversion : public MP4ExporterRealTest, public testing::WithParamInterface<std::size_t> { };
 
-INSTANTIATE_TEST_SUITE_P(Parts, CorpusConversion, testing::Range(std::size_t { 0 }, kCorpusParts));
+INSTANTIATE_TEST_SUITE_P(Parts, CorpusConversion, testing::Range(std::size_t { 0 }, CorpusParts));
 
 TEST_P(CorpusConversion, IsDoneOrRefusedWithACode)
 {
     MV_NEEDS_CORPUS();
     int converted = 0;
-    for (const std::string& name : corpusFiles("audio", GetParam(), kCorpusParts)) {
+    for (const std::string& name : corpusFiles("audio", GetParam(), CorpusParts)) {
         std::int32_t status = convert(corpusFile(name), m_target);
         if (status != 0) {
             EXPECT_FALSE(std::filesystem::exists(m_target)) << name;
