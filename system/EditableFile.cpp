@@ -3,6 +3,7 @@
 #include "system/SystemError.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -19,7 +20,7 @@ public:
 
     Result<void> writable() const override
     {
-        if (access(opened().path().c_str(), W_OK) != 0)
+        if (faccessat(AT_FDCWD, opened().path().c_str(), W_OK, AT_EACCESS) != 0)
             return systemError(errno);
         return {};
     }
