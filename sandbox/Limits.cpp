@@ -1,0 +1,42 @@
+#include "sandbox/Limits.h"
+
+#include "Base/Core/Text.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sys/resource.h>
+
+namespace mv {
+
+namespace {
+
+Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t soft, rlim_t hard)
+{
+    const rlimit limit { soft, hard };
+    if (setrlimit(resource, &limit) != 0)
+        return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
+    return {};
+}
+
+Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t value)
+{
+    return setLimit(resource, name, value, value);
+}
+
+} // namespace
+
+Result<void> applyLimits(const Limits& limits)
+{
+    MV_TRY_VOID(setLimit(RLIMIT_DATA, "memory", limits.memoryBytes));
+    // The hard one stays: the parent counts what a call may take from where the process is by then.
+    MV_TRY_VOID(setLimit(RLIMIT_CPU, "time", limits.cpuSeconds, RLIM_INFINITY));
+    MV_TRY_VOID(setLimit(RLIMIT_NOFILE, "descriptors", limits.descriptors));
+    MV_TRY_VOID(setLimit(RLIMIT_FSIZE, "file length", limits.fileBytes));
+    MV_TRY_VOID(setLimit(RLIMIT_CORE, "core files", 0));
+    MV_TRY_VOID(setLimit(RLIMIT_MEMLOCK, "locked memory", 0));
+    std::signal(SIGXFSZ, SIG_IGN);
+    return {};
+}
+
+} // namespace mv
