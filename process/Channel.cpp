@@ -1,0 +1,190 @@
+#include "process/Channel.h"
+
+#include "Base/Core/ByteReader.h"
+#include "system/SystemError.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+namespace mv {
+
+namespace {
+
+constexpr std::size_t HeaderBytes = 5;
+// Taken at once of a payload that is announced to be longer.
+constexpr std::size_t FirstPayloadBytes = std::size_t { 256 } << 10;
+
+/// Room for the control message that carries the most descriptors.
+struct ControlRoom {
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int) * Channel::MaxDescriptors)> bytes {};
+};
+
+void attach(msghdr& message, ControlRoom& room, std::span<const int> descriptors)
+{
+    message.msg_control = room.bytes.data();
+    message.msg_controllen = CMSG_SPACE(descriptors.size_bytes());
+    cmsghdr* control = CMSG_FIRSTHDR(&message);
+    control->cmsg_level = SOL_SOCKET;
+    control->cmsg_type = SCM_RIGHTS;
+    control->cmsg_len = CMSG_LEN(descriptors.size_bytes());
+    std::memcpy(CMSG_DATA(control), descriptors.data(), descriptors.size_bytes());
+}
+
+/// Takes over every descriptor that came, wanted or not.
+void collect(msghdr& message, std::vector<UniqueFd>& descriptors)
+{
+    for (cmsghdr* control = CMSG_FIRSTHDR(&message); control; control = CMSG_NXTHDR(&message, control)) {
+        if (control->cmsg_level != SOL_SOCKET || control->cmsg_type != SCM_RIGHTS)
+            continue;
+        std::size_t count = (control->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (std::size_t i = 0; i < count; ++i) {
+            int fd = -1;
+            std::memcpy(&fd, CMSG_DATA(control) + i * sizeof(int), sizeof fd);
+            descriptors.emplace_back(fd);
+        }
+    }
+}
+
+bool isInterruption(int code) { return code == EINTR || code == EAGAIN || code == EWOULDBLOCK; }
+
+Error endedEarly() { return { Error::Kind::Io, "the other process ended in the middle of a message", EPIPE }; }
+
+} // namespace
+
+Result<std::pair<UniqueFd, UniqueFd>> Channel::makeEnds()
+{
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return systemError(errno, "socketpair");
+    return std::pair(UniqueFd(ends[0]), UniqueFd(ends[1]));
+}
+
+Result<void> Channel::await(short events, Clock::time_point deadline) const
+{
+    pollfd waiting { m_socket.get(), events, 0 };
+    while (true) {
+        int patience = -1;
+        if (deadline != NoDeadline) {
+            auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            patience = static_cast<int>(std::clamp<std::int64_t>(left, 0, 1'000'000));
+        }
+        int ready = poll(&waiting, 1, patience);
+        if (ready > 0)
+            return {};
+        if (ready < 0 && errno != EINTR)
+            return systemError(errno, "poll");
+        if (deadline != NoDeadline && Clock::now() >= deadline)
+            return Error { Error::Kind::State, "the other process does not answer in time", ETIMEDOUT };
+    }
+}
+
+Result<void> Channel::send(
+    std::uint8_t kind, ByteView payload, std::span<const int> descriptors, Clock::time_point deadline)
+{
+    if (payload.size() > MaxPayloadBytes || descriptors.size() > MaxDescriptors)
+        return Error { Error::Kind::Limit, "a message is too long" };
+    Bytes header;
+    ByteWriter writer(header);
+    writer.u32le(static_cast<std::uint32_t>(payload.size()));
+    writer.u8(kind);
+
+    std::size_t done = 0;
+    const std::size_t total = header.size() + payload.size();
+    while (done < total) {
+        ByteView head = ByteView(header).subspan(std::min(done, header.size()));
+        ByteView rest = payload.subspan(done > header.size() ? done - header.size() : 0);
+        // The system's structure is not const, though it is only read.
+        iovec parts[] = { { const_cast<std::uint8_t*>(head.data()), head.size() },
+            { const_cast<std::uint8_t*>(rest.data()), rest.size() } };
+        msghdr message {};
+        message.msg_iov = parts;
+        message.msg_iovlen = std::size(parts);
+        ControlRoom room;
+        if (done == 0 && !descriptors.empty())
+            attach(message, room, descriptors);
+        int flags = MSG_NOSIGNAL | (deadline == NoDeadline ? 0 : MSG_DONTWAIT);
+        ssize_t sent = sendmsg(m_socket.get(), &message, flags);
+        if (sent < 0 && !isInterruption(errno))
+            return systemError(errno, "send");
+        if (sent < 0)
+            MV_TRY_VOID(await(POLLOUT, deadline));
+        else
+            done += static_cast<std::size_t>(sent);
+    }
+    return {};
+}
+
+/// False at the end of the stream. Descriptors come with the first byte.
+Result<bool> Channel::receiveHeader(
+    std::span<std::uint8_t> header, Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors)
+{
+    std::size_t done = 0;
+    while (done < header.size()) {
+        MV_TRY_VOID(await(POLLIN, deadline));
+        iovec part { header.data() + done, header.size() - done };
+        msghdr message {};
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        ControlRoom room;
+        // Without room for them the system closes descriptors itself.
+        if (expectedDescriptors > 0) {
+            message.msg_control = room.bytes.data();
+            message.msg_controllen = room.bytes.size();
+        }
+        ssize_t got = recvmsg(m_socket.get(), &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
+        if (got < 0 && isInterruption(errno))
+            continue;
+        if (got < 0)
+            return systemError(errno, "receive");
+        collect(message, frame.descriptors);
+        if (got == 0)
+            return done == 0 ? Result<bool>(false) : endedEarly();
+        if (frame.descriptors.size() > expectedDescriptors)
+            return Error { Error::Kind::Format, "descriptors came that nobody asked for" };
+        done += static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+Result<std::size_t> Channel::receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline)
+{
+    while (true) {
+        ssize_t got = recv(m_socket.get(), target.data(), target.size(), MSG_DONTWAIT);
+        if (got > 0)
+            return static_cast<std::size_t>(got);
+        if (got == 0)
+            return endedEarly();
+        if (!isInterruption(errno))
+            return systemError(errno, "receive");
+        MV_TRY_VOID(await(POLLIN, deadline));
+    }
+}
+
+Result<std::optional<Frame>> Channel::receive(Clock::time_point deadline, std::size_t expectedDescriptors)
+{
+    Frame frame;
+    std::array<std::uint8_t, HeaderBytes> header;
+    MV_TRY(begun, receiveHeader(header, frame, deadline, expectedDescriptors));
+    if (!begun)
+        return std::optional<Frame> {};
+    ByteReader reader(header);
+    std::size_t length = reader.u32le();
+    frame.kind = reader.u8();
+    if (length > MaxPayloadBytes)
+        return Error { Error::Kind::Limit, "a message claims to be too long" };
+    std::size_t done = 0;
+    while (done < length) {
+        if (done == frame.payload.size())
+            frame.payload.resize(std::min(length, std::max(FirstPayloadBytes, 2 * done)));
+        MV_TRY(got, receiveSome(std::span(frame.payload).subspan(done), deadline));
+        done += got;
+    }
+    return std::optional(std::move(frame));
+}
+
+} // namespace mv

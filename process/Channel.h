@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Base/Core/Bytes.h"
+#include "Base/Core/Handle.h"
+#include "Base/Core/Result.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace mv {
+
+/// One message between two processes.
+struct Frame {
+    std::uint8_t kind = 0;
+    Bytes payload;
+    std::vector<UniqueFd> descriptors;
+};
+
+/// Frames over a connected stream socket: four bytes of length (little endian, of the payload alone), one of kind, the
+/// payload. Nothing that the other side sends is believed: memory is taken as bytes arrive, not as they are announced,
+/// and descriptors that were not asked for are closed. A failure leaves the stream at an unknown place: it is final.
+///
+/// One thread sends and one receives; they may be two.
+class Channel {
+public:
+    using Clock = std::chrono::steady_clock;
+    /// A record may hold a picture of this size on the bus; what is around it is far smaller.
+    static constexpr std::size_t MaxPayloadBytes = 33u << 20;
+    static constexpr std::size_t MaxDescriptors = 4;
+    static constexpr Clock::time_point NoDeadline = Clock::time_point::max();
+
+    explicit Channel(UniqueFd socket)
+        : m_socket(std::move(socket))
+    {
+    }
+    /// Two ends; both are closed where another program is started.
+    static Result<std::pair<UniqueFd, UniqueFd>> makeEnds();
+
+    /// The descriptors are copied to the other process; the caller keeps its own. Limit for more than there may be.
+    Result<void> send(std::uint8_t kind, ByteView payload, std::span<const int> descriptors = {},
+        Clock::time_point deadline = NoDeadline);
+    /// Nothing when the other side has closed its end between two frames. Limit for a payload that is too long, State
+    /// at the deadline, Io where the other side ends in the middle of a frame.
+    Result<std::optional<Frame>> receive(Clock::time_point deadline = NoDeadline, std::size_t expectedDescriptors = 0);
+
+    int socket() const { return m_socket.get(); }
+
+private:
+    Result<bool> receiveHeader(
+        std::span<std::uint8_t> header, Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors);
+    Result<std::size_t> receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline);
+    Result<void> await(short events, Clock::time_point deadline) const;
+
+    UniqueFd m_socket;
+};
+
+} // namespace mv

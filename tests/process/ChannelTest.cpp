@@ -1,0 +1,166 @@
+#include "process/Channel.h"
+
+#include "tests/support/Scratch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace mv {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ChannelTest : public testing::Test {
+protected:
+    explicit ChannelTest(std::pair<UniqueFd, UniqueFd> ends = std::move(*Channel::makeEnds()))
+        : raw(ends.second.get())
+        , here(std::move(ends.first))
+        , there(std::move(ends.second))
+    {
+    }
+    /// Writes bytes into the other end as they are.
+    void writeRaw(ByteView bytes) const
+    {
+        ASSERT_EQ(::send(raw, bytes.data(), bytes.size(), 0), ssize_t(bytes.size()));
+    }
+    void endThere() { there = Channel(UniqueFd()); }
+
+    int raw; ///< the other end's descriptor
+    Channel here;
+    Channel there;
+};
+
+Bytes pattern(std::size_t size)
+{
+    Bytes bytes(size);
+    for (std::size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+    return bytes;
+}
+
+int openDescriptors()
+{
+    int count = 0;
+    for (int fd = 0; fd < 256; ++fd)
+        count += fcntl(fd, F_GETFD) >= 0;
+    return count;
+}
+
+TEST_F(ChannelTest, CarriesFrames)
+{
+    // The longest do not fit into what the system keeps: both sides work at once.
+    for (std::size_t size : { std::size_t { 0 }, std::size_t { 1 }, std::size_t { 70'000 }, std::size_t { 5'000'000 },
+             Channel::MaxPayloadBytes }) {
+        Bytes sent = pattern(size);
+        std::thread sender([&] { EXPECT_TRUE(there.send(7, sent)); });
+        auto frame = here.receive();
+        sender.join();
+        ASSERT_TRUE(frame.ok());
+        ASSERT_TRUE(frame->has_value());
+        EXPECT_EQ((*frame)->kind, 7);
+        EXPECT_TRUE((*frame)->payload == sent) << size;
+        EXPECT_TRUE((*frame)->descriptors.empty());
+    }
+}
+
+TEST_F(ChannelTest, CarriesDescriptors)
+{
+    test::ScratchFolder folder;
+    UniqueFd file(open(folder.write("a", "content").c_str(), O_RDONLY | O_CLOEXEC));
+    const int sent[] = { file.get(), file.get() };
+    Bytes payload = pattern(1'000'000);
+    std::thread sender([&] { EXPECT_TRUE(there.send(1, payload, sent)); });
+    auto frame = here.receive(Channel::NoDeadline, 2);
+    sender.join();
+    ASSERT_TRUE(frame.ok());
+    ASSERT_EQ((*frame)->descriptors.size(), 2u);
+    EXPECT_TRUE((*frame)->payload == payload);
+    struct stat one { };
+    struct stat other { };
+    ASSERT_EQ(fstat(file.get(), &one), 0);
+    ASSERT_EQ(fstat((*frame)->descriptors[1].get(), &other), 0);
+    EXPECT_EQ(one.st_ino, other.st_ino);
+    EXPECT_TRUE(fcntl((*frame)->descriptors[0].get(), F_GETFD) & FD_CLOEXEC);
+}
+
+TEST_F(ChannelTest, DescriptorsThatNobodyAskedForAreClosed)
+{
+    UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const int sent[] = { file.get(), file.get(), file.get() };
+    int before = openDescriptors();
+    ASSERT_TRUE(there.send(1, pattern(10), sent));
+    auto none = here.receive();
+    ASSERT_TRUE(none.ok());
+    EXPECT_TRUE((*none)->descriptors.empty());
+    ASSERT_TRUE(there.send(1, pattern(10), sent));
+    EXPECT_EQ(here.receive(Channel::NoDeadline, 2).error().kind, Error::Kind::Format);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ChannelTest, TheEndBetweenTwoFramesIsNoError)
+{
+    ASSERT_TRUE(there.send(1, {}));
+    endThere();
+    EXPECT_TRUE((*here.receive()).has_value());
+    auto end = here.receive();
+    ASSERT_TRUE(end.ok());
+    EXPECT_FALSE(end->has_value());
+}
+
+TEST_F(ChannelTest, TheEndInsideAFrameIsAnError)
+{
+    writeRaw(Bytes { 10, 0, 0 });
+    endThere();
+    EXPECT_EQ(here.receive().error().kind, Error::Kind::Io);
+}
+
+TEST_F(ChannelTest, TheEndInsideAPayloadIsAnError)
+{
+    writeRaw(Bytes { 10, 0, 0, 0, 1, 'x' });
+    endThere();
+    EXPECT_EQ(here.receive().error().kind, Error::Kind::Io);
+}
+
+TEST_F(ChannelTest, AClaimTakesNoMemory)
+{
+    writeRaw(Bytes { 0xff, 0xff, 0xff, 0xff, 1 });
+    EXPECT_EQ(here.receive().error().kind, Error::Kind::Limit);
+}
+
+TEST_F(ChannelTest, SilenceEndsAtTheDeadline)
+{
+    EXPECT_EQ(here.receive(Channel::Clock::now() + 10ms).error().kind, Error::Kind::State);
+    writeRaw(Bytes { 10, 0, 0, 0, 1, 'x' });
+    EXPECT_EQ(here.receive(Channel::Clock::now() + 10ms).error().kind, Error::Kind::State);
+}
+
+TEST_F(ChannelTest, WhoDoesNotReadIsNotWaitedForLongerThanTheDeadline)
+{
+    auto sent = there.send(1, pattern(10'000'000), {}, Channel::Clock::now() + 10ms);
+    ASSERT_FALSE(sent.ok());
+    EXPECT_EQ(sent.error().kind, Error::Kind::State);
+}
+
+TEST_F(ChannelTest, SendingToWhoHasEndedIsAnErrorAndNoSignal)
+{
+    endThere();
+    auto sent = here.send(1, pattern(10));
+    ASSERT_FALSE(sent.ok());
+    EXPECT_EQ(sent.error().code, EPIPE);
+}
+
+TEST_F(ChannelTest, WhatIsTooLongIsNotSent)
+{
+    EXPECT_EQ(there.send(1, Bytes(Channel::MaxPayloadBytes + 1)).error().kind, Error::Kind::Limit);
+    const int five[5] = {};
+    EXPECT_EQ(there.send(1, {}, five).error().kind, Error::Kind::Limit);
+}
+
+} // namespace
+} // namespace mv
