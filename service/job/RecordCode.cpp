@@ -1,0 +1,154 @@
+#include "service/job/RecordCode.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Core/Text.h"
+
+#include <bit>
+
+namespace mv {
+
+namespace {
+
+// The letters of the kinds.
+constexpr std::uint8_t Null = 'n';
+constexpr std::uint8_t Flag = 'b';
+constexpr std::uint8_t Integer = 'i';
+constexpr std::uint8_t LongInteger = 'x';
+constexpr std::uint8_t Real = 'd';
+constexpr std::uint8_t Text = 's';
+constexpr std::uint8_t Moment = 't';
+constexpr std::uint8_t Data = 'y';
+constexpr std::uint8_t Other = 'o';
+
+class Encoder {
+public:
+    explicit Encoder(Bytes& out)
+        : m_out(out)
+    {
+    }
+
+    void operator()(NullObject) { m_out.u8(Null); }
+    void operator()(OtherKind) { m_out.u8(Other); }
+    void operator()(bool value)
+    {
+        m_out.u8(Flag);
+        m_out.u8(value ? 1 : 0);
+    }
+    void operator()(std::int32_t value)
+    {
+        m_out.u8(Integer);
+        m_out.u32le(static_cast<std::uint32_t>(value));
+    }
+    void operator()(std::int64_t value) { number(LongInteger, static_cast<std::uint64_t>(value)); }
+    void operator()(double value) { number(Real, std::bit_cast<std::uint64_t>(value)); }
+    void operator()(Date value) { number(Moment, static_cast<std::uint64_t>(value.microseconds)); }
+    void operator()(const std::string& value)
+    {
+        m_out.u8(Text);
+        sized(bytesOf(value));
+    }
+    void operator()(const Bytes& value)
+    {
+        m_out.u8(Data);
+        sized(value);
+    }
+    void sized(ByteView bytes)
+    {
+        m_out.u32le(static_cast<std::uint32_t>(bytes.size()));
+        m_out.bytes(bytes);
+    }
+    void count(std::size_t entries) { m_out.u32le(static_cast<std::uint32_t>(entries)); }
+
+private:
+    void number(std::uint8_t kind, std::uint64_t value)
+    {
+        m_out.u8(kind);
+        m_out.u32le(static_cast<std::uint32_t>(value));
+        m_out.u32le(static_cast<std::uint32_t>(value >> 32));
+    }
+
+    ByteWriter m_out;
+};
+
+Error wrong(const char* what) { return { Error::Kind::Format, formatText("a record with %s", what) }; }
+
+Result<std::string> decodeText(ByteReader& in)
+{
+    std::string_view text = charsOf(in.take(in.u32le()));
+    if (in.failed())
+        return wrong("a text that is not there");
+    if (text.find('\0') != std::string_view::npos || !isValidUtf8(text))
+        return wrong("a text that is none");
+    return std::string(text);
+}
+
+Result<Value> decodeFlag(ByteReader& in)
+{
+    std::uint8_t flag = in.u8();
+    return flag <= 1 ? Result<Value>(Value(flag == 1)) : wrong("a flag of a third kind");
+}
+
+Result<Value> decodeValue(ByteReader& in)
+{
+    switch (in.u8()) {
+    case Null:
+        return Value(NullObject {});
+    case Other:
+        return Value(OtherKind {});
+    case Flag:
+        return decodeFlag(in);
+    case Integer:
+        return Value(static_cast<std::int32_t>(in.u32le()));
+    case LongInteger:
+        return Value(static_cast<std::int64_t>(in.u64le()));
+    case Real:
+        return Value(std::bit_cast<double>(in.u64le()));
+    case Moment:
+        return Value(Date { static_cast<std::int64_t>(in.u64le()) });
+    case Text: {
+        MV_TRY(text, decodeText(in));
+        return Value(std::move(text));
+    }
+    case Data: {
+        ByteView data = in.take(in.u32le());
+        return Value(Bytes(data.begin(), data.end()));
+    }
+    default:
+        return wrong("a value of no kind");
+    }
+}
+
+} // namespace
+
+void encodeRecord(const Record& record, Bytes& out)
+{
+    Encoder encoder(out);
+    encoder.count(record.size());
+    for (const auto& [key, value] : record) {
+        encoder.sized(bytesOf(key));
+        std::visit(encoder, value.storage());
+    }
+}
+
+Result<Record> decodeRecord(ByteView bytes)
+{
+    ByteReader in(bytes);
+    std::uint32_t count = in.u32le();
+    if (count > MaxRecordEntries)
+        return Error { Error::Kind::Limit, "a record claims too many entries" };
+    Record record;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        MV_TRY(key, decodeText(in));
+        if (key.size() > MaxKeyBytes || record.contains(key))
+            return wrong("a key that is too long or there twice");
+        MV_TRY(value, decodeValue(in));
+        if (in.failed())
+            return wrong("a value that is not there");
+        record.set(key, std::move(value));
+    }
+    if (in.failed() || !in.atEnd())
+        return wrong("a wrong length");
+    return record;
+}
+
+} // namespace mv
