@@ -2,6 +2,7 @@
 
 #include "pictures/BmpReader.h"
 #include "pictures/GifReader.h"
+#include "pictures/HeifLibrary.h"
 #include "pictures/HeifReader.h"
 #include "pictures/PictureFormat.h"
 #include "pictures/PngReader.h"
@@ -42,6 +43,13 @@ Result<PictureReaders> openPictures(const SharedSource& source)
     default:
         return Error { Error::Kind::Unsupported, "no format that is taken" };
     }
+}
+
+void preparePictureLibraries()
+{
+    // Its plug-ins come with the first context.
+    if (const HeifLibrary* heif = HeifLibrary::get())
+        heif->contextFree(heif->contextAlloc());
 }
 
 } // namespace mv

@@ -53,4 +53,7 @@ using PictureReaders = std::vector<std::unique_ptr<PictureReader>>;
 /// Finds the format by the first bytes and opens its pictures: a page each of a TIFF, one of everything else.
 Result<PictureReaders> openPictures(const SharedSource& source);
 
+/// Loads what is else loaded when the first picture of its kind comes, for a process that can load nothing later.
+void preparePictureLibraries();
+
 } // namespace mv

@@ -12,9 +12,9 @@ public:
     static void perform(std::function<void()> work, bool waitUntilDone);
 
     /// Replaces the main loop: every piece of work goes to the executor, which runs it whenever and wherever it
-    /// likes before it returns. For tests. An empty function undoes it.
+    /// likes before it returns. For a process that has no main loop, and for tests. An empty function undoes it.
     using Executor = std::function<void(const std::function<void()>& work)>;
-    static void setExecutorForTesting(Executor executor);
+    static void setExecutor(Executor executor);
 };
 
 } // namespace mv

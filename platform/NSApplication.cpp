@@ -148,7 +148,7 @@ void MainThread::perform(std::function<void()> work, bool waitUntilDone)
         std::rethrow_exception(raised);
 }
 
-void MainThread::setExecutorForTesting(Executor executor)
+void MainThread::setExecutor(Executor executor)
 {
     MutexLock lock(s_executorLock);
     s_executor = std::move(executor);

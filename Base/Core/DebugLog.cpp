@@ -5,6 +5,7 @@
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/NSLog.h"
 
+#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <plist/plist.h>
@@ -14,6 +15,9 @@ namespace mv {
 namespace {
 
 using PlistHandle = std::unique_ptr<void, CloseWith<plist_free>>;
+
+constexpr int NotFixed = -1;
+std::atomic<int> s_fixedLevel = NotFixed;
 
 PlistHandle readPropertyList(const Path& path)
 {
@@ -55,8 +59,12 @@ int integerValue(plist_t node)
 
 } // namespace
 
+void setDebugLevel(int level) { s_fixedLevel = level; }
+
 int currentDebugLevel()
 {
+    if (int level = s_fixedLevel; level != NotFixed)
+        return level;
     PlistHandle root = readPropertyList(NSBundle::mainBundle().pathForResource("DEBUG", "plist"));
     if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
         return 0;

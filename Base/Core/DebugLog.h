@@ -13,6 +13,8 @@ inline constexpr int DebugLevelParameters = 6;
 /// The integer "DEBUG_LEVEL" of the main bundle's resource "DEBUG" of type "plist" (XML or binary), read anew at
 /// every call; 0 when the file, the dictionary or the key is missing.
 int currentDebugLevel();
+/// From now on the level is this, whatever a property list says: for a process that can read none.
+void setDebugLevel(int level);
 
 /// Deliberately 0 whatever the property list says: it is there to be called, and the gate does not use it.
 inline int GET_MV_DEBUG_LEVEL() { return 0; }

@@ -79,7 +79,7 @@ void NSLog(const char* format, ...)
         writeWhole(linePrefix() + escaped(message) + "\n");
 }
 
-void setLogSinkForTesting(LogSink sink)
+void setLogSink(LogSink sink)
 {
     std::lock_guard guard(s_sinkLock);
     s_sink = std::move(sink);

@@ -10,8 +10,9 @@ namespace mv {
 /// escapes, so that a file name cannot forge a line. Never fails.
 void NSLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// Receives every message instead of standard error while it is set; for tests. An empty function undoes it.
+/// Receives every message instead of standard error while it is set: for a process whose log another writes, and for
+/// tests. An empty function undoes it.
 using LogSink = std::function<void(std::string_view message)>;
-void setLogSinkForTesting(LogSink sink);
+void setLogSink(LogSink sink);
 
 } // namespace mv

@@ -76,7 +76,7 @@ int main(int argc, char** argv)
             return 2;
     }
     // No main loop runs here: hops to the main thread are made at once.
-    MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     for (int i = optind; i < argc; ++i)
         describe(argv[i], count, pictureFile);
     return 0;

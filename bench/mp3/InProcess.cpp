@@ -100,7 +100,7 @@ void measure(const std::vector<std::string>& files)
 
 int main(int count, char** arguments)
 {
-    mv::MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+    mv::MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     std::vector<std::string> files(arguments + 1, arguments + count);
     bool records = !files.empty() && files.front() == "--records";
     if (records) {

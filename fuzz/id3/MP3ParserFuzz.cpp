@@ -42,7 +42,7 @@ mv::AudioBackend& mv::installedAudioBackend()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static NoMovies movies;
-    mv::MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+    mv::MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     auto record = mv::MP3Parser(movies).build(mv::fuzz::openedBytes(data, size, "song.mp3"));
     if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
         std::abort();

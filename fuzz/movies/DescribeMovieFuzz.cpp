@@ -20,8 +20,8 @@ constexpr std::chrono::milliseconds Deadline { 2000 };
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
-    setLogSinkForTesting([](std::string_view) {}); // most inputs say that they cannot be opened
+    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
+    setLogSink([](std::string_view) {}); // most inputs say that they cannot be opened
     FileQTKit toolkit { Deadline };
     auto record = QuickTimeAVParser { toolkit }.build(fuzz::openedBytes(data, size, "movie"));
     if (!record || record->empty())

@@ -5,7 +5,7 @@
 // A picture of any format: its pages, its thumbnails with and without the source pixel.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = (mv::setLogSinkForTesting([](std::string_view) {}), true);
+    static const bool quiet = (mv::setLogSink([](std::string_view) {}), true);
     (void)quiet;
     auto image = mv::NSImage::initWithData(mv::Bytes(data, data + size));
     if (!image)

@@ -83,7 +83,7 @@ void updateTwice(const char* name, const Record& record, const std::uint8_t* dat
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    setLogSinkForTesting([](std::string_view) {});
+    setLogSink([](std::string_view) {});
     return 0;
 }
 

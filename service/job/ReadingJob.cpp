@@ -122,7 +122,7 @@ constexpr std::array RaisedNames { NSInvalidArgumentException, NSInternalInconsi
 Record recordOf(const MVExifInfo& info)
 {
     Record record;
-    for (const ExifTextProperty& property : kExifTextProperties) {
+    for (const ExifTextProperty& property : ExifTextProperties) {
         if (const auto& text = info.*property.field)
             record.set(property.name, *text);
     }
@@ -135,7 +135,7 @@ Record recordOf(const MVExifInfo& info)
 std::shared_ptr<MVExifInfo> factsOf(const Record& record)
 {
     auto info = std::make_shared<MVExifInfo>();
-    for (const ExifTextProperty& property : kExifTextProperties) {
+    for (const ExifTextProperty& property : ExifTextProperties) {
         if (const std::string* text = record.string(property.name))
             info.get()->*property.field = *text;
     }

@@ -81,7 +81,7 @@ bool update(const std::string& path, std::uint64_t choice)
 {
     pid_t child = fork();
     if (child == 0) {
-        setLogSinkForTesting([](std::string_view) {});
+        setLogSink([](std::string_view) {});
         bool isMp4 = path.ends_with("m4a");
         Record record { { MediaDBCommonColumnMediaType, isMp4 ? MVMediaTypeM4A : MVMediaTypeMP3 },
             { MediaDBMusicColumnTitle, std::string(choice % 2000, 't') }, { MediaDBMusicColumnTrackNo, 3 } };

@@ -107,13 +107,13 @@ TEST(MainThread, HopsWaitAndHandExceptionsOn)
 TEST(MainThread, AnExecutorStandsInForTheLoop)
 {
     int hops = 0;
-    MainThread::setExecutorForTesting([&](const std::function<void()>& work) {
+    MainThread::setExecutor([&](const std::function<void()>& work) {
         ++hops;
         work();
     });
     bool ran = false;
     MainThread::perform([&] { ran = true; }, true);
-    MainThread::setExecutorForTesting({});
+    MainThread::setExecutor({});
     EXPECT_TRUE(ran);
     EXPECT_EQ(hops, 1);
 }

@@ -52,13 +52,4 @@ ChildEnd inClosedChild(Locks locks, const std::function<int()>& work, const Limi
     });
 }
 
-bool isInstrumented()
-{
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return true;
-#else
-    return false;
-#endif
-}
-
 } // namespace mv::test

@@ -29,7 +29,4 @@ ChildEnd inClosedChild(Locks locks, const std::function<int()>& work, const Limi
 /// Runs it in a child that closes by itself.
 ChildEnd inChild(const std::function<int()>& work);
 
-/// Whether the sanitizers' run-time library, which makes system calls of its own, is in this program.
-bool isInstrumented();
-
 } // namespace mv::test

@@ -1,5 +1,6 @@
 #include "tests/sandbox/ClosedChild.h"
 
+#include "tests/support/Instrumented.h"
 #include "tests/support/Scratch.h"
 
 #include <array>
@@ -28,11 +29,7 @@ constexpr int Bad = 1;
 
 class Sandbox : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        if (test::isInstrumented())
-            GTEST_SKIP() << "the sanitizers' library makes system calls of its own";
-    }
+    void SetUp() override { MV_NEEDS_CLOSED_PROCESSES(); }
     static void expectGood(const std::function<int()>& work, const Limits& limits = test::WideLimits)
     {
         test::ChildEnd end = test::inClosedChild(test::Locks::All, work, limits);

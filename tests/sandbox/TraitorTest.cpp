@@ -1,6 +1,7 @@
 #include "tests/sandbox/ClosedChild.h"
 
 #include "Base/Core/Handle.h"
+#include "tests/support/Instrumented.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
@@ -207,11 +208,7 @@ std::vector<Attack> attacksWith(Facts fact)
 
 class Traitor : public testing::TestWithParam<Attack> {
 protected:
-    void SetUp() override
-    {
-        if (test::isInstrumented())
-            GTEST_SKIP() << "the sanitizers' library makes system calls of its own";
-    }
+    void SetUp() override { MV_NEEDS_CLOSED_PROCESSES(); }
 
     Place place() const { return { m_input.get(), m_program.get(), m_inputName, m_victim, m_folder.file("owned") }; }
     /// The attack's code, for a child: 1 where it succeeds.

@@ -6,13 +6,13 @@ namespace mv::test {
 
 LogCapture::LogCapture()
 {
-    setLogSinkForTesting([this](std::string_view message) {
+    setLogSink([this](std::string_view message) {
         std::lock_guard guard(m_lock);
         m_lines.emplace_back(message);
     });
 }
 
-LogCapture::~LogCapture() { setLogSinkForTesting({}); }
+LogCapture::~LogCapture() { setLogSink({}); }
 
 std::vector<std::string> LogCapture::lines() const
 {

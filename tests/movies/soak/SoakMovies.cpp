@@ -114,8 +114,8 @@ int main(int argc, char** argv)
 {
     if (argc < 3)
         return 2;
-    MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
-    setLogSinkForTesting([](std::string_view) {}); // every other clip says that it cannot be opened
+    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
+    setLogSink([](std::string_view) {}); // every other clip says that it cannot be opened
     int count = std::atoi(argv[1]);
     double longest = 0;
     int withPicture = 0;

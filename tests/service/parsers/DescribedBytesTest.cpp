@@ -19,13 +19,13 @@ class DescribedBytesTest : public testing::Test {
 protected:
     DescribedBytesTest()
     {
-        MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
         BASS_Init(-1, 44100, 0, nullptr, nullptr);
     }
     ~DescribedBytesTest() override
     {
         BASS_Free();
-        MainThread::setExecutorForTesting({});
+        MainThread::setExecutor({});
     }
 
     /// What the service says of a file of that content, where nothing is at its path.

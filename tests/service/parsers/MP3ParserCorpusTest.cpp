@@ -125,10 +125,10 @@ class MP3ParserCorpusTest : public testing::Test {
 protected:
     MP3ParserCorpusTest()
     {
-        MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
         m_toolkit.initError = Error { Error::Kind::Unsupported, "no movies here" };
     }
-    ~MP3ParserCorpusTest() override { MainThread::setExecutorForTesting({}); }
+    ~MP3ParserCorpusTest() override { MainThread::setExecutor({}); }
 
     std::optional<Record> build(const std::string& file)
     {

@@ -22,7 +22,7 @@ class MainThreadStandIn {
 public:
     MainThreadStandIn()
     {
-        MainThread::setExecutorForTesting([this](const std::function<void()>& work) {
+        MainThread::setExecutor([this](const std::function<void()>& work) {
             std::thread thread([&] {
                 id = std::this_thread::get_id();
                 ids.push_back(id);
@@ -31,7 +31,7 @@ public:
             thread.join();
         });
     }
-    ~MainThreadStandIn() { MainThread::setExecutorForTesting({}); }
+    ~MainThreadStandIn() { MainThread::setExecutor({}); }
 
     std::thread::id id;
     std::vector<std::thread::id> ids;

@@ -18,9 +18,9 @@ class QuickTimeAVParserRealTest : public testing::Test {
 protected:
     QuickTimeAVParserRealTest()
     {
-        MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     }
-    ~QuickTimeAVParserRealTest() override { MainThread::setExecutorForTesting({}); }
+    ~QuickTimeAVParserRealTest() override { MainThread::setExecutor({}); }
 
     void SetUp() override
     {

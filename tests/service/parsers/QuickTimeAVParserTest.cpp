@@ -54,7 +54,7 @@ class QuickTimeAVParserTest : public testing::Test {
 protected:
     QuickTimeAVParserTest()
     {
-        MainThread::setExecutorForTesting([this](const std::function<void()>& work) {
+        MainThread::setExecutor([this](const std::function<void()>& work) {
             ++m_hops;
             std::thread([&] {
                 m_mainThread = std::this_thread::get_id();
@@ -64,7 +64,7 @@ protected:
         m_toolkit.movie.tracks = { trackOf(Vide, { fourCC("avc1") }), trackOf(Soun, { fourCC("mp4a") }) };
         m_path = m_folder.write("clip.mp4", std::string_view("twelve bytes"));
     }
-    ~QuickTimeAVParserTest() override { MainThread::setExecutorForTesting({}); }
+    ~QuickTimeAVParserTest() override { MainThread::setExecutor({}); }
 
     Record describe() { return describe(m_path); }
     Record describe(const Path& path) { return *m_parser.build(OpenedFile::at(path)); }

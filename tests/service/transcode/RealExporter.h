@@ -44,9 +44,9 @@ protected:
     void SetUp() override
     {
         // The MP3 parser may hop to the main thread, which runs no loop here.
-        MainThread::setExecutorForTesting([](const std::function<void()>& work) { work(); });
+        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     }
-    void TearDown() override { MainThread::setExecutorForTesting({}); }
+    void TearDown() override { MainThread::setExecutor({}); }
 
     std::string make(const std::string& name, const std::string& options)
     {

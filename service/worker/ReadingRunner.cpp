@@ -1,0 +1,55 @@
+#include "service/worker/ReadingRunner.h"
+
+#include "Base/Core/NSException.h"
+#include "service/image/ExifExtractor.h"
+#include "service/image/UnifiedImageInfoBuider.h"
+#include "service/parsers/MP3Parser.h"
+#include "service/parsers/MP4Parser.h"
+#include "service/parsers/MVBasicAudioParser.h"
+#include "service/parsers/QuickTimeAVParser.h"
+#include "service/tags/MediaTag.h"
+#include "service/transcode/MP4ExporterImpl.h"
+
+namespace mv {
+
+namespace {
+
+ReadingAnswer answerOf(const ReadingJob& job)
+{
+    switch (job.operation) {
+    case ReadingOperation::DescribeMovie:
+        return QuickTimeAVParser().build(job.file);
+    case ReadingOperation::DescribeMp3:
+        return MP3Parser().build(job.file);
+    case ReadingOperation::DescribeMp4:
+        return MP4Parser().build(job.file);
+    case ReadingOperation::DescribeAudio:
+        return MVBasicAudioParser().build(job.file);
+    case ReadingOperation::DescribePicture:
+        return UnifiedImageInfoBuilder().build(job.file);
+    case ReadingOperation::Thumbnail:
+        return UnifiedImageInfoBuilder().makeThumbnailWithMaxSize(job.file, job.maximum);
+    case ReadingOperation::Exif:
+        return ExifExtractor().extractExif(job.file);
+    case ReadingOperation::PodcastInfo:
+        return MediaTag().podcastInfo(job.file);
+    case ReadingOperation::HasAppleLossless:
+        return MP4ExporterImpl().isAlacAudio(job.file);
+    }
+    return std::optional<Record>();
+}
+
+} // namespace
+
+ReadingAnswer runReadingJob(const ReadingJob& job)
+{
+    try {
+        return answerOf(job);
+    } catch (const NSException& exception) {
+        return RaisedException { exception.name(), exception.reason() };
+    } catch (const std::exception& problem) {
+        return RaisedException { NSGenericException, problem.what() };
+    }
+}
+
+} // namespace mv

@@ -1,0 +1,54 @@
+#include "Base/Core/NSBundle.h"
+#include "Base/Core/Text.h"
+#include "audio/AudioBackend.h"
+#include "movies/MovieBackend.h"
+#include "pictures/PictureReader.h"
+#include "process/ChildProgram.h"
+#include "sandbox/Sandbox.h"
+#include "service/job/Messages.h"
+#include "service/worker/Worker.h"
+
+#include <cstring>
+#include <ctime>
+#include <string>
+
+using namespace mv;
+
+namespace {
+
+// The kinds of workers: one that only reads with our own readers and picture libraries, and one with everything.
+constexpr const char* MediaKind = "media";
+
+constexpr Limits LightLimits { .memoryBytes = std::uint64_t { 512 } << 20, .cpuSeconds = 15, .descriptors = 32 };
+constexpr Limits MediaLimits { .memoryBytes = std::uint64_t { 3 } << 29, .cpuSeconds = 15, .descriptors = 32 };
+
+/// What libraries load or open at their first use, which a closed process cannot do any more.
+void loadEverything(bool isMedia)
+{
+    tzset();
+    static_cast<void>(NSBundle::mainBundle().executablePath());
+    static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
+    if (!isMedia)
+        return;
+    static_cast<void>(installedMovieBackend().hasVideoDecoder(0));
+    static_cast<void>(installedAudioBackend());
+    preparePictureLibraries();
+}
+
+} // namespace
+
+int main(int count, char** words)
+{
+    constexpr int NotClosed = 3;
+    constexpr int Failed = 1;
+    bool isMedia = count > 1 && std::strcmp(words[1], MediaKind) == 0;
+    Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
+    loadEverything(isMedia);
+    auto closed = closeSandbox(isMedia ? MediaLimits : LightLimits);
+    if (!closed)
+        return NotClosed;
+    std::string sentence = closed->missing.value_or("");
+    if (!channel.send(static_cast<std::uint8_t>(Message::Ready), bytesOf(sentence)))
+        return Failed;
+    return serveJobs(channel) ? 0 : Failed;
+}

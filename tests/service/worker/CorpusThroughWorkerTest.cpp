@@ -1,0 +1,119 @@
+#include "Base/Media/MediaDB.h"
+#include "platform/MainThread.h"
+#include "process/Channel.h"
+#include "process/ChildProgram.h"
+#include "service/job/Messages.h"
+#include "service/worker/ReadingRunner.h"
+#include "tests/support/Corpus.h"
+#include "tests/support/Instrumented.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Places.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+// Every reading operation on real files: a closed process answers what this one does.
+
+namespace mv {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A worker of its own, closed and ready.
+class Worker {
+public:
+    Worker()
+        : Worker(std::move(*Channel::makeEnds()))
+    {
+    }
+
+    ReadingAnswer answer(const ReadingJob& job, const std::string& path)
+    {
+        UniqueFd content(job.file.content() ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1);
+        const int sent[] = { content.get() };
+        auto descriptors = content ? std::span(sent) : std::span<const int>();
+        if (!m_channel.send(static_cast<std::uint8_t>(Message::ReadingJob), encodeJob(job), descriptors))
+            return died(path);
+        while (true) {
+            auto frame = m_channel.receive(Channel::Clock::now() + 60s);
+            if (!frame.ok() || !*frame)
+                return died(path);
+            if ((*frame)->kind == static_cast<std::uint8_t>(Message::Log))
+                continue;
+            EXPECT_EQ((*frame)->kind, static_cast<std::uint8_t>(Message::Answer)) << path;
+            auto answer = decodeAnswer(job.operation, (*frame)->payload);
+            EXPECT_TRUE(answer.ok()) << path;
+            return answer.ok() ? std::move(*answer) : ReadingAnswer();
+        }
+    }
+
+private:
+    explicit Worker(std::pair<UniqueFd, UniqueFd> ends)
+        : m_channel(std::move(ends.first))
+        , m_program(
+              std::move(*ChildProgram::start({ test::buildPath("bin/mivo-worker"), "media" }, std::move(ends.second))))
+    {
+        auto ready = m_channel.receive(Channel::Clock::now() + 60s);
+        if (!ready.ok() || !*ready)
+            died("its start");
+        else
+            EXPECT_EQ((*ready)->kind, static_cast<std::uint8_t>(Message::Ready));
+    }
+    ReadingAnswer died(const std::string& where)
+    {
+        m_program.kill();
+        ProgramEnd end = m_program.wait();
+        ADD_FAILURE() << where << ": exit " << end.exitStatus << ", signal " << end.signal;
+        return {};
+    }
+
+    Channel m_channel;
+    ChildProgram m_program;
+};
+
+/// What is of the moment when it was asked.
+ReadingAnswer withoutNow(ReadingAnswer answer)
+{
+    if (auto* record = std::get_if<std::optional<Record>>(&answer); record && *record)
+        (*record)->remove(MediaDBMusicColumnDateAdded);
+    return answer;
+}
+
+class CorpusThroughWorker : public testing::TestWithParam<const char*> {
+protected:
+    CorpusThroughWorker()
+    {
+        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
+    }
+    ~CorpusThroughWorker() override { MainThread::setExecutor({}); }
+
+    test::LogCapture log;
+};
+
+TEST_P(CorpusThroughWorker, AnswersAreEqual)
+{
+    MV_NEEDS_CORPUS();
+    MV_NEEDS_CLOSED_PROCESSES();
+    Worker worker;
+    std::size_t something = 0;
+    for (const std::string& name : test::corpusFiles(GetParam())) {
+        std::string path = test::corpusFile(name);
+        for (int number = 1; number <= static_cast<int>(LastReadingOperation); ++number) {
+            ReadingJob job { static_cast<ReadingOperation>(number), OpenedFile::at(path), { 100, 100 } };
+            ReadingAnswer here = withoutNow(runReadingJob(job));
+            ReadingAnswer there = withoutNow(worker.answer(job, path));
+            Bytes bytes = encodeAnswer(here);
+            EXPECT_TRUE(encodeAnswer(there) == bytes) << name << ", operation " << number;
+            something += bytes.size() > 2;
+        }
+    }
+    EXPECT_GT(something, 0u);
+}
+
+std::string nameOf(const testing::TestParamInfo<const char*>& row) { return row.param; }
+
+INSTANTIATE_TEST_SUITE_P(
+    Every, CorpusThroughWorker, testing::Values("mp3", "mp4", "video", "image", "audio", "bad"), nameOf);
+
+} // namespace
+} // namespace mv
