@@ -1,102 +1,13 @@
-#include "Base/Core/ByteReader.h"
-#include "Base/Core/Text.h"
-#include "ffmpeg/MediaLimits.h"
-#include "movies/MovieBackend.h"
-#include "platform/FileQTKit.h"
-#include "tests/movies/Clips.h"
+#include "tests/movies/FileMovieFixture.h"
 #include "tests/support/LocalZone.h"
 
-#include <array>
-#include <gmock/gmock.h>
-
-namespace mv {
+namespace mv::test {
 namespace {
 
-using test::kTone;
-using test::makeClip;
-using test::movingPicture;
-using test::psnr;
-using test::readFile;
-using test::shownByFfmpeg;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
 const std::string kH264 = " -c:v libx264 -preset ultrafast -pix_fmt yuv420p ";
-
-class FileMovieTest : public testing::Test {
-protected:
-    void SetUp() override { MV_NEEDS_FFMPEG(); }
-    std::unique_ptr<QTMovie> open(const std::string& path)
-    {
-        EXPECT_TRUE(m_toolkit.canInitWithFile(OpenedFile::at(path)));
-        auto movie = m_toolkit.initWithFile(OpenedFile::at(path));
-        if (!movie)
-            throw std::runtime_error(movie.error().text);
-        return std::move(*movie);
-    }
-    std::unique_ptr<QTMovie> openClip(const std::string& name, const std::string& arguments)
-    {
-        return open(makeClip(m_folder, name, arguments));
-    }
-    static double secondsOf(const QTMovie& movie)
-    {
-        double seconds = -1;
-        QTGetTimeInterval(movie.duration(), &seconds);
-        return seconds;
-    }
-    static bool hasVideo(const QTMovie& movie) { return *movie.attribute<bool>(QTMovieHasVideoAttribute); }
-    static bool hasAudio(const QTMovie& movie) { return *movie.attribute<bool>(QTMovieHasAudioAttribute); }
-    static std::string displayName(const QTMovie& movie)
-    {
-        return *movie.attribute<std::string>(QTMovieDisplayNameAttribute);
-    }
-    static NSSize naturalSize(const QTMovie& movie) { return *movie.attribute<NSSize>(QTMovieNaturalSizeAttribute); }
-    static std::vector<std::string> formats(const QTMovie& movie)
-    {
-        std::vector<std::string> result;
-        for (const QTTrack& track : movie.tracks())
-            result.push_back(fourCharacterText(track.media.type) + " "
-                + fourCharacterText(GetMediaSampleDescription(track.media, 1).value_or(0)));
-        return result;
-    }
-
-    test::ScratchFolder m_folder;
-    FileQTKit m_toolkit { DefaultDeadline };
-};
-
-/// Changes the `index`-th box of that type in a file: the bytes from the box's version on.
-void patchBox(const std::string& path, std::string_view type, int index, std::size_t at, ByteView bytes)
-{
-    Bytes content = readFile(path);
-    std::size_t place = charsOf(content).find(type);
-    for (; index > 0; --index)
-        place = charsOf(content).find(type, place + 1);
-    ASSERT_NE(place, std::string::npos);
-    std::copy(bytes.begin(), bytes.end(), content.begin() + static_cast<std::ptrdiff_t>(place + 4 + at));
-    std::string folder = path.substr(0, path.rfind('/'));
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    ASSERT_TRUE(file);
-    std::fwrite(content.data(), 1, content.size(), file);
-    std::fclose(file);
-}
-
-void enableTrack(const std::string& path, int index, bool enabled)
-{
-    const std::uint8_t flags[] = { 0, 0, static_cast<std::uint8_t>(enabled ? 3 : 2) };
-    patchBox(path, "tkhd", index, 1, flags);
-}
-
-/// Gives the first track the matrix a b c d: x' = a x + c y, y' = b x + d y, moved back into view. (ffmpeg's own option
-/// for it changed its name between versions.)
-void turnPictures(const std::string& path, const std::array<int, 4>& matrix)
-{
-    auto fixed = [&](std::size_t i) { return static_cast<std::uint32_t>(matrix[i]) << 16; };
-    Bytes written;
-    ByteWriter writer(written);
-    for (std::uint32_t value : { fixed(0), fixed(1), 0u, fixed(2), fixed(3), 0u, 0u, 0u, 0x40000000u })
-        writer.u32be(value);
-    patchBox(path, "tkhd", 0, 40, written);
-}
 
 TEST_F(FileMovieTest, TheNameIsTheTitleElseTheFiles)
 {
@@ -122,7 +33,7 @@ TEST_F(FileMovieTest, TimesComeFromTheMovieHeaderElseFromTheFile)
 
     for (const char* name : { "b.mov", "b.avi" }) {
         clip = makeClip(m_folder, name, movingPicture(64, 64, 10, 0.5) + kH264);
-        ASSERT_EQ(test::run("touch -d @1300000000 " + clip), 0);
+        ASSERT_EQ(run("touch -d @1300000000 " + clip), 0);
         movie = open(clip);
         auto facts = attributesAt(clip);
         EXPECT_EQ(movie->attribute<Date>(QTMovieModificationTimeAttribute), Date::fromSeconds(1300000000));
@@ -135,14 +46,14 @@ TEST_F(FileMovieTest, OtherContainersKeepTheTimeOfCreation)
 {
     std::string clip = makeClip(
         m_folder, "a.mkv", movingPicture(64, 64, 10, 0.5) + kH264 + "-metadata creation_time=2010-05-06T07:08:09Z");
-    ASSERT_EQ(test::run("touch -d @1300000000 " + clip), 0);
+    ASSERT_EQ(run("touch -d @1300000000 " + clip), 0);
     auto movie = open(clip);
     EXPECT_EQ(movie->attribute<Date>(QTMovieCreationTimeAttribute), Date::fromSeconds(1273129689));
     EXPECT_EQ(movie->attribute<Date>(QTMovieModificationTimeAttribute), Date::fromSeconds(1300000000));
 }
 
 /// An AVI that says when it was made: `text` as cameras write it into the chunk IDIT, in front of the media.
-std::string withRecordingDate(const test::ScratchFolder& folder, const std::string& avi, std::string_view text)
+std::string withRecordingDate(const ScratchFolder& folder, const std::string& avi, std::string_view text)
 {
     Bytes content = readFile(avi);
     std::size_t media = charsOf(content).find("movi") - 8;
@@ -171,7 +82,7 @@ TEST_F(FileMovieTest, AviSaysWhenItWasMadeInLocalTime)
         { "2003/ 3/10  3:04PM", Moment - 43 },
     };
     for (const char* zone : { "UTC0", "KST-9" }) {
-        test::LocalZone local(zone);
+        LocalZone local(zone);
         std::int64_t ahead = zone == std::string_view("UTC0") ? 0 : 9 * 3600;
         for (const auto& [text, seconds] : cases)
             EXPECT_EQ(open(withRecordingDate(m_folder, clip, text))->attribute<Date>(QTMovieCreationTimeAttribute),
@@ -190,7 +101,7 @@ TEST_F(FileMovieTest, FlvSaysWhenItWasMadeWithABlankInTheMiddle)
     ASSERT_NE(name, std::string::npos);
     content[name + 12] = 'e';
     clip = m_folder.write("dated.flv", content);
-    test::LocalZone local("KST-9");
+    LocalZone local("KST-9");
     EXPECT_EQ(open(clip)->attribute<Date>(QTMovieCreationTimeAttribute), Date::fromSeconds(1'273'129'689 - 9 * 3600));
 }
 
@@ -330,138 +241,5 @@ TEST_F(FileMovieTest, DisabledStillsArePicturesOfChapters)
     EXPECT_EQ(open(clip)->tracks().size(), 2u);
 }
 
-TEST_F(FileMovieTest, NaturalSizeHasPixelAspectAndRotation)
-{
-    std::string anamorphic = movingPicture(180, 144, 10, 0.5) + " -vf setsar=16/15" + kH264;
-    EXPECT_EQ(naturalSize(*openClip("a.mp4", anamorphic)), (NSSize { 192, 144 }));
-    EXPECT_EQ(naturalSize(*openClip("a.mkv", anamorphic)), (NSSize { 192, 144 }));
-    std::string turnedClip = makeClip(m_folder, "b.mp4", movingPicture(640, 360, 10, 0.5) + kH264);
-    struct Turn {
-        int degrees;
-        std::array<int, 4> matrix;
-        NSSize size;
-    };
-    for (const auto& [degrees, matrix, size] : { Turn { 90, { 0, 1, -1, 0 }, { 360, 640 } },
-             Turn { 180, { -1, 0, 0, -1 }, { 640, 360 } }, Turn { 270, { 0, -1, 1, 0 }, { 360, 640 } } }) {
-        turnPictures(turnedClip, matrix);
-        auto movie = open(turnedClip);
-        EXPECT_EQ(naturalSize(*movie), size) << degrees;
-        auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.25));
-        ASSERT_TRUE(image);
-        auto& picture = *image->representations().front();
-        EXPECT_EQ(picture.pixelsWide(), size.width) << degrees;
-        EXPECT_EQ(picture.pixelsHigh(), size.height) << degrees;
-        // Made small: ffmpeg turns pictures before it converts them, which shifts colours by half a pixel.
-        int width = static_cast<int>(size.width) / 5;
-        int height = static_cast<int>(size.height) / 5;
-        EXPECT_GT(psnr(*picture.scaledTo(width, height), shownByFfmpeg(turnedClip, 0.25, width, height)), 35)
-            << degrees;
-    }
-}
-
-/// Every way of turning and mirroring, told by the track's matrix.
-TEST_F(FileMovieTest, EightOrientations)
-{
-    std::string clip = makeClip(m_folder, "a.mp4", movingPicture(160, 90, 10, 0.5) + kH264);
-    Bitmap upright = shownByFfmpeg(clip, 0.2, 160, 90);
-    for (int swaps : { 0, 1 }) {
-        for (int x : { 1, -1 }) {
-            for (int y : { 1, -1 }) {
-                turnPictures(clip, swaps ? std::array { 0, y, x, 0 } : std::array { x, 0, 0, y });
-                auto movie = open(clip);
-                auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
-                ASSERT_TRUE(image);
-                int width = swaps ? 90 : 160;
-                int height = swaps ? 160 : 90;
-                auto shown = image->representations().front()->scaledTo(width, height);
-                ASSERT_TRUE(shown.ok());
-                Bitmap expected { width, height, Bytes(upright.pixels.size()) };
-                for (int row = 0; row < 90; ++row) {
-                    for (int column = 0; column < 160; ++column) {
-                        int across = swaps ? row : column;
-                        int down = swaps ? column : row;
-                        across = x < 0 ? width - 1 - across : across;
-                        down = y < 0 ? height - 1 - down : down;
-                        std::copy_n(upright.pixels.begin() + (row * 160 + column) * 4, 4,
-                            expected.pixels.begin() + (down * width + across) * 4);
-                    }
-                }
-                EXPECT_GT(psnr(*shown, expected), 45) << swaps << " " << x << " " << y;
-            }
-        }
-    }
-}
-
-TEST_F(FileMovieTest, FramesOfRedGreenAndBlueKeepTheirColours)
-{
-    auto movie
-        = openClip("a.mkv", " -f lavfi -i color=#00ff00:size=64x64:duration=0.5 -c:v libx264rgb -crf 0 -pix_fmt rgb24");
-    auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
-    ASSERT_TRUE(image);
-    auto small = image->representations().front()->scaledTo(32, 32);
-    ASSERT_TRUE(small.ok());
-    EXPECT_LE(small->pixels[0], 1);
-    EXPECT_GE(small->pixels[1], 254);
-    EXPECT_LE(small->pixels[2], 1);
-}
-
-TEST_F(FileMovieTest, AFramesColours)
-{
-    std::string clip = makeClip(
-        m_folder, "a.mp4", " -f lavfi -i color=red:size=64x64:duration=0.5 -vf pad=128:64:64:0:blue" + kH264);
-    turnPictures(clip, { 0, -1, 1, 0 });
-    auto movie = open(clip);
-    auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
-    ASSERT_TRUE(image);
-    const NSImageRep& picture = *image->representations().front();
-    auto top = picture.colorAtXY(1, 1);
-    auto bottom = picture.colorAtXY(62, 1000);
-    ASSERT_TRUE(top.ok() && bottom.ok());
-    EXPECT_GT(top->red, 200);
-    EXPECT_LT(top->blue, 60);
-    EXPECT_GT(bottom->blue, 200);
-    EXPECT_LT(bottom->red, 60);
-    EXPECT_EQ(top->alpha, 255);
-    EXPECT_FALSE(picture.scaledTo(0, 10).ok());
-}
-
-TEST_F(FileMovieTest, AFrameOutlivesItsMovie)
-{
-    auto movie = openClip("a.mp4", movingPicture(64, 64, 10, 0.5) + kH264);
-    auto image = movie->frameImageAtTime(QTMakeTimeWithTimeInterval(0.2));
-    movie.reset();
-    EXPECT_TRUE(image->representations().front()->scaledTo(32, 32).ok());
-}
-
-TEST_F(FileMovieTest, ThePosterIsTheFrameAtTheMoviesPosterTime)
-{
-    std::string clip = makeClip(m_folder, "a.mov", movingPicture(64, 64, 10, 2) + kH264);
-    Bitmap start = shownByFfmpeg(clip, 0, 64, 64);
-    Bitmap later = shownByFfmpeg(clip, 1.5, 64, 64);
-    auto poster = [&] { return *open(clip)->posterImage()->representations().front()->scaledTo(64, 64); };
-    EXPECT_GT(psnr(poster(), start), 45);
-
-    constexpr std::size_t PosterTime = 80; // in mvhd
-    const std::uint8_t oneAndAHalf[] = { 0, 0, 0x05, 0xDC }; // of the muxer's 1000 ticks a second
-    patchBox(clip, "mvhd", 0, PosterTime, oneAndAHalf);
-    EXPECT_GT(psnr(poster(), later), 45);
-
-    const std::uint8_t behindTheEnd[] = { 0, 0x10, 0, 0 };
-    patchBox(clip, "mvhd", 0, PosterTime, behindTheEnd);
-    EXPECT_GT(psnr(poster(), start), 45);
-}
-
-TEST_F(FileMovieTest, ADamagedEndStillHasAPoster)
-{
-    std::string clip
-        = makeClip(m_folder, "a.mp4", movingPicture(320, 180, 25, 4) + kH264 + "-g 25 -movflags faststart");
-    std::string cut = m_folder.file("cut.mp4");
-    Bytes bytes = readFile(clip);
-    m_folder.write("cut.mp4", ByteView(bytes).first(bytes.size() / 3));
-    auto movie = open(cut);
-    EXPECT_NEAR(secondsOf(*movie), 4, 0.01);
-    EXPECT_TRUE(movie->posterImage());
-}
-
 } // namespace
-} // namespace mv
+} // namespace mv::test
