@@ -1,6 +1,7 @@
 // Decodes a file of any bytes through the extended audio file functions: containers, packets, lengths, gaps,
 // conversion.
 
+#include "fuzz/audio/VorbisLeaks.h"
 #include "platform/ExtAudioFile.h"
 
 #include <algorithm>
