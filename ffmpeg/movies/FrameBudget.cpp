@@ -26,7 +26,7 @@ int FrameBudget::getBuffer(AVCodecContext* decoder, AVFrame* frame, int flags)
         budget.m_count->fetch_sub(bytes);
         return AVERROR(ENOMEM);
     }
-    share.release();
+    static_cast<void>(share.release()); // the token frees it
     int status = before + bytes > budget.m_limit ? AVERROR(ENOMEM) : avcodec_default_get_buffer2(decoder, frame, flags);
     if (status < 0) {
         av_buffer_unref(&token);
