@@ -66,14 +66,24 @@ int GifInput::read(std::span<std::uint8_t> target)
         m_used += part;
         done += part;
     }
-    // The library drops a block that the file's end cuts off. It reads the lengths of blocks alone: a length that
-    // says what is there, and nothing for the end, keep the pixels up to the last byte.
-    if (m_inPixels && target.size() == 1) {
-        target[0]
-            = done == 0 ? std::uint8_t { 0 } : static_cast<std::uint8_t>(std::min<std::size_t>(target[0], left()));
-        done = 1;
-    }
-    return static_cast<int>(done);
+    return static_cast<int>(m_inPixels && isBlockLength() ? readLength(target, done) : done);
+}
+
+/// Whether it is a length that the library has read among the pixels: it reads one, and then at once as many bytes.
+bool GifInput::isBlockLength()
+{
+    m_readsLength = !m_readsLength;
+    return m_readsLength;
+}
+
+/// The library drops a block that the file's end cuts off. A length that says what is there, and nothing for the end,
+/// keep the pixels up to the last byte.
+std::size_t GifInput::readLength(std::span<std::uint8_t> target, std::size_t done)
+{
+    target[0] = done == 0 ? std::uint8_t { 0 } : static_cast<std::uint8_t>(std::min<std::size_t>(target[0], left()));
+    // An empty block has no content.
+    m_readsLength = target[0] != 0;
+    return 1;
 }
 
 /// Stops behind the descriptor; the last graphic control before it is the frame's.

@@ -33,6 +33,8 @@ private:
     }
     static int readFor(GifFileType* gif, GifByteType* target, int count);
     int read(std::span<std::uint8_t> target);
+    bool isBlockLength();
+    std::size_t readLength(std::span<std::uint8_t> target, std::size_t done);
     std::size_t left() const;
     Result<void> findFrame();
     bool passExtension(int& blocks);
@@ -42,6 +44,7 @@ private:
     Bytes m_buffer;
     std::size_t m_used = 0;
     bool m_inPixels = false;
+    bool m_readsLength = false; ///< whether the latest read among the pixels was of a block's length
     int m_transparentIndex = -1;
     std::unique_ptr<GifFileType, Close> m_gif;
 };

@@ -10,7 +10,7 @@ namespace mv::test {
 namespace {
 
 /// Codes of nine bits without any real compression: the table is cleared before it grows to ten.
-Bytes lzwOf(const std::vector<int>& indices)
+Bytes lzwOf(const std::vector<int>& indices, std::size_t blockBytes)
 {
     Bytes data;
     std::uint32_t pool = 0;
@@ -28,8 +28,8 @@ Bytes lzwOf(const std::vector<int>& indices)
     put(257);
     data.push_back(static_cast<std::uint8_t>(pool));
     Bytes blocks { 8 };
-    for (std::size_t start = 0; start < data.size(); start += 255) {
-        std::size_t count = std::min<std::size_t>(255, data.size() - start);
+    for (std::size_t start = 0; start < data.size(); start += blockBytes) {
+        std::size_t count = std::min(blockBytes, data.size() - start);
         blocks.push_back(static_cast<std::uint8_t>(count));
         blocks.insert(blocks.end(), data.begin() + static_cast<std::ptrdiff_t>(start),
             data.begin() + static_cast<std::ptrdiff_t>(start + count));
@@ -74,7 +74,7 @@ Bytes makeGif(const GifWish& wish)
         for (int y = 0; y < wish.height; ++y)
             appendRow(y);
     }
-    writer.bytes(lzwOf(indices));
+    writer.bytes(lzwOf(indices, wish.blockBytes));
     writer.u8(0x3B);
     return file;
 }

@@ -16,6 +16,7 @@ struct GifWish {
     bool interlaced = false;
     int transparentIndex = -1;
     Bytes palette; ///< 3 bytes a colour, 256 at most
+    std::size_t blockBytes = 255; ///< of compressed pixels a block
     std::function<int(int x, int y)> index;
 };
 Bytes makeGif(const GifWish& wish);

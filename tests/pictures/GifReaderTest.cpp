@@ -123,6 +123,25 @@ TEST(GifReader, PixelsUpToTheLastByteOfACutFileCount)
     EXPECT_EQ(pixelOf(decoded(start), 39, 0), rampColor(0));
 }
 
+TEST(GifReader, BlocksOfEverySizeAreTheSame)
+{
+    for (std::size_t blockBytes : { 1, 2, 3, 254 }) {
+        GifWish wish = stripes(90);
+        wish.blockBytes = blockBytes;
+        Bitmap bitmap = decoded(makeGif(wish));
+        for (int y = 0; y < 90; ++y)
+            ASSERT_EQ(pixelOf(bitmap, 39, y), rampColor(y)) << blockBytes;
+    }
+}
+
+/// The clear pixel that keeps tables of old web pages apart: its only block is a byte long and has no end code.
+TEST(GifReader, AClearPixelIsClear)
+{
+    const Bytes spacer { 'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0x80, 0, 0, 0, 0, 0, 0xff, 0xff, 0xff, 0x21, 0xf9, 4,
+        1, 0, 0, 0, 0, 0x2c, 0, 0, 0, 0, 1, 0, 1, 0, 0, 2, 1, 0x44, 0, 0x3b };
+    EXPECT_EQ(pixelOf(decoded(spacer), 0, 0).alpha, 0);
+}
+
 TEST(GifReader, SizeOfAFrameThatCannotBeDecodedIsKnown)
 {
     Bytes gif = makeGif(stripes(90));
