@@ -55,7 +55,7 @@ std::string journalKey(const struct stat& facts, int fd)
         static_cast<std::uint64_t>(seconds), nanoseconds);
 }
 
-HiddenNeighbours::HiddenNeighbours(int folder, std::string targetName)
+HiddenNeighbours::HiddenNeighbours(int folder, const std::string& targetName)
     : m_folder(folder)
     , m_partPrefix(formatText(".mivo-part-%016" PRIx64 "-", nameHash(targetName)))
 {

@@ -24,7 +24,7 @@ struct PartFile {
 /// in place, named after that file's identity. Both names end in 64 unpredictable bits.
 class HiddenNeighbours {
 public:
-    HiddenNeighbours(int folder, std::string targetName);
+    HiddenNeighbours(int folder, const std::string& targetName);
 
     /// A new empty part file, readable and writable by us alone; nameless where the file system has such files.
     Result<PartFile> makePart() const;

@@ -22,8 +22,8 @@ inline Bytes decodedByFfmpeg(const std::string& path, const AudioStreamBasicDesc
 {
     ScratchFolder scratch;
     std::string raw = scratch.file("raw");
-    run("ffmpeg -v quiet -y -i " + test::quoted(path) + " -map 0:a:0 -f " + rawFormat(client.mBitsPerChannel) + " "
-        + test::quoted(raw));
+    run("ffmpeg -v quiet -y -i " + test::shellQuoted(path) + " -map 0:a:0 -f " + rawFormat(client.mBitsPerChannel) + " "
+        + test::shellQuoted(raw));
     struct stat facts { };
     return stat(raw.c_str(), &facts) == 0 ? readFile(raw) : Bytes {};
 }

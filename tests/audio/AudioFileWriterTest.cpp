@@ -81,7 +81,7 @@ protected:
     // Interleaved 32-bit floats of what a player hears.
     std::vector<float> decoded(const std::string& path)
     {
-        std::string raw = outputOf("ffmpeg -v error -i " + mv::test::quoted(path) + " -f f32le -");
+        std::string raw = outputOf("ffmpeg -v error -i " + mv::test::shellQuoted(path) + " -f f32le -");
         std::vector<float> samples(raw.size() / 4);
         std::memcpy(samples.data(), raw.data(), samples.size() * 4);
         return samples;
@@ -89,7 +89,7 @@ protected:
     std::string probe(const std::string& path, const std::string& entries)
     {
         std::string text = outputOf("ffprobe -v error -select_streams a:0 -show_entries " + entries
-            + " -of default=nk=1:nw=1 " + mv::test::quoted(path));
+            + " -of default=nk=1:nw=1 " + mv::test::shellQuoted(path));
         while (!text.empty() && text.back() == '\n')
             text.pop_back();
         return text;
@@ -375,10 +375,10 @@ TEST_F(AudioFileWriterTest, PacketsAreTheEncodersOwn)
     Bytes raw(source.size() * 4);
     std::memcpy(raw.data(), source.data(), raw.size());
     std::string peer = m_scratch.file("peer.m4a");
-    outputOf("ffmpeg -v error -f f32le -ar 44100 -ac 2 -i " + mv::test::quoted(m_scratch.write("raw", raw))
-        + " -c:a aac -b:a 128k -y " + mv::test::quoted(peer));
+    outputOf("ffmpeg -v error -f f32le -ar 44100 -ac 2 -i " + mv::test::shellQuoted(m_scratch.write("raw", raw))
+        + " -c:a aac -b:a 128k -y " + mv::test::shellQuoted(peer));
     auto hash = [](const std::string& path) {
-        return outputOf("ffmpeg -v error -i " + mv::test::quoted(path) + " -c copy -f streamhash -");
+        return outputOf("ffmpeg -v error -i " + mv::test::shellQuoted(path) + " -c copy -f streamhash -");
     };
     EXPECT_EQ(hash(ours), hash(peer));
     for (std::size_t channel = 0; channel < 2; ++channel)

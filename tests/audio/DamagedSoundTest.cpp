@@ -11,7 +11,7 @@ TEST(DamagedSound, ADamagedPacketIsSilenceOfItsLength)
     NEEDS("ffmpeg");
     ScratchFolder scratch;
     std::string path = scratch.file("sound.m4a");
-    ASSERT_EQ(run(twoTones(44100) + "-c:a alac -movflags +faststart " + test::quoted(path)), 0);
+    ASSERT_EQ(run(twoTones(44100) + "-c:a alac -movflags +faststart " + test::shellQuoted(path)), 0);
     DecodedFile whole(path);
     Bytes bytes = readFile(path);
     // A part of the sound is overwritten, which one packet or two cannot survive.
@@ -66,7 +66,8 @@ TEST(DamagedSound, ChannelsThatChangeInMidFile)
     auto encode = [&](const std::string& name, const char* channels) {
         std::string path = scratch.file(name);
         EXPECT_EQ(
-            run(twoTones(44100, "0.5") + "-ac " + channels + " -c:a flac -sample_fmt s16 " + test::quoted(path)), 0);
+            run(twoTones(44100, "0.5") + "-ac " + channels + " -c:a flac -sample_fmt s16 " + test::shellQuoted(path)),
+            0);
         return readFile(path);
     };
     Bytes mixed = encode("stereo.flac", "2");
@@ -94,7 +95,7 @@ std::string cutBehind(const ScratchFolder& scratch, const std::string& name, con
     std::string_view mark, std::size_t behind)
 {
     std::string path = scratch.file("whole-" + name);
-    EXPECT_EQ(run(twoTones(44100) + options + " " + test::quoted(path)), 0) << name;
+    EXPECT_EQ(run(twoTones(44100) + options + " " + test::shellQuoted(path)), 0) << name;
     Bytes whole = readFile(path);
     std::size_t place = charsOf(whole).find(mark);
     EXPECT_NE(place, std::string_view::npos) << name;
@@ -124,7 +125,7 @@ TEST(DamagedSound, SoundThatWasCutAwayIsNoSilence)
             << row.name;
     // Behind the headers' blocks of a FLAC.
     std::string flac = scratch.file("a.flac");
-    ASSERT_EQ(run(twoTones(44100) + "-c:a flac " + test::quoted(flac)), 0);
+    ASSERT_EQ(run(twoTones(44100) + "-c:a flac " + test::shellQuoted(flac)), 0);
     Bytes whole = readFile(flac);
     std::size_t end = 4;
     for (bool last = false; !last; end += 4u + (whole[end + 1] << 16 | whole[end + 2] << 8 | whole[end + 3]))
@@ -138,7 +139,7 @@ TEST(DamagedSound, IsoMediaThatWereCutAreRefusedSinceTheyListEverySample)
     ScratchFolder scratch;
     for (const char* codec : { "aac", "alac", "pcm_s16le" }) {
         std::string path = scratch.file(std::string(codec) + ".mov");
-        ASSERT_EQ(run(twoTones(44100) + "-c:a " + codec + " -movflags faststart " + test::quoted(path)), 0);
+        ASSERT_EQ(run(twoTones(44100) + "-c:a " + codec + " -movflags faststart " + test::shellQuoted(path)), 0);
         Bytes whole = readFile(path);
         EXPECT_EQ(DecodedFile(path).opened, noErr) << codec;
         for (std::size_t lost : { std::size_t { 1 }, whole.size() / 10, whole.size() / 2 })
@@ -157,7 +158,7 @@ TEST(DamagedSound, ARecordingWithoutASampleIsAFile)
     WaveMaker wave;
     wave.format(1, 2, 44100, 16).sound(0);
     std::string aiff = scratch.file("empty.aiff");
-    ASSERT_EQ(run("ffmpeg -v error -y -f lavfi -i anullsrc -t 0 " + test::quoted(aiff)), 0);
+    ASSERT_EQ(run("ffmpeg -v error -y -f lavfi -i anullsrc -t 0 " + test::shellQuoted(aiff)), 0);
     for (const std::string& path : { scratch.write("empty.wav", wave.bytes()), aiff }) {
         DecodedFile file(path);
         EXPECT_EQ(file.opened, noErr) << path;

@@ -14,7 +14,7 @@ TEST(Decoding, FlacWithoutATotal)
     ASSERT_EQ(run(twoTones(44100, "2.5")
                   + "-f s16le - | flac -s --endian=little --sign=signed --channels=2 --bps=16"
                     " --sample-rate=44100 -c - | cat >"
-                  + test::quoted(path)),
+                  + test::shellQuoted(path)),
         0);
     Bytes head = readFile(path);
     ASSERT_EQ(head[21] & 15, 0);
@@ -29,7 +29,7 @@ TEST(Decoding, FlacThatWasCutOffEndsWithItsLastWholeFrame)
     NEEDS("ffmpeg");
     ScratchFolder scratch;
     std::string path = scratch.file("whole.flac");
-    ASSERT_EQ(run(twoTones(44100) + "-c:a flac -sample_fmt s16 " + test::quoted(path)), 0);
+    ASSERT_EQ(run(twoTones(44100) + "-c:a flac -sample_fmt s16 " + test::shellQuoted(path)), 0);
     Bytes whole = readFile(path);
     std::string cut = scratch.write("cut.flac", ByteView(whole).first(whole.size() * 6 / 10));
     DecodedFile file(cut);
@@ -43,7 +43,7 @@ TEST(Decoding, SizesInWaveFilesAreCutToTheFile)
     NEEDS("ffmpeg");
     ScratchFolder scratch;
     std::string path = scratch.file("sound.wav");
-    ASSERT_EQ(run(twoTones(44100, "0.5") + "-c:a pcm_s16le -bitexact " + test::quoted(path)), 0);
+    ASSERT_EQ(run(twoTones(44100, "0.5") + "-c:a pcm_s16le -bitexact " + test::shellQuoted(path)), 0);
     Bytes wave = readFile(path);
     ASSERT_EQ(charsOf(slice(wave, 36, 4)), "data");
     for (std::uint32_t lie : { 0xFFFFFFFFu, 0x7FFFFFFFu, 88201u }) {
@@ -75,7 +75,7 @@ TEST(Decoding, EveryDepthOfWaveFiles)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.codec);
         std::string path = scratch.file(std::string(row.codec) + ".wav");
-        ASSERT_EQ(run(twoTones(48000, "0.3") + "-c:a " + row.codec + " " + test::quoted(path)), 0);
+        ASSERT_EQ(run(twoTones(48000, "0.3") + "-c:a " + row.codec + " " + test::shellQuoted(path)), 0);
         DecodedFile file(path);
         EXPECT_EQ(file.file, linearPcm(48000, 2, row.bits, row.flags & ~8u));
         EXPECT_EQ(file.client.mBitsPerChannel, row.clientBits);
@@ -91,7 +91,7 @@ TEST(Decoding, AiffIsMostSignificantByteFirst)
     for (const char* codec : { "pcm_s8", "pcm_s16be", "pcm_s24be" }) {
         SCOPED_TRACE(codec);
         std::string path = scratch.file(std::string(codec) + ".aiff");
-        ASSERT_EQ(run(twoTones(22050, "0.3") + "-c:a " + codec + " " + test::quoted(path)), 0);
+        ASSERT_EQ(run(twoTones(22050, "0.3") + "-c:a " + codec + " " + test::shellQuoted(path)), 0);
         DecodedFile file(path);
         EXPECT_EQ(file.file.mFormatID, kAudioFormatLinearPCM);
         EXPECT_EQ(file.announced, 6615);
@@ -105,12 +105,14 @@ TEST(Decoding, GaplessInformationOfMp3)
     NEEDS("lame");
     ScratchFolder scratch;
     std::string wave = scratch.file("sound.wav");
-    ASSERT_EQ(run(twoTones(44100, "1.2346") + "-c:a pcm_s16le " + test::quoted(wave)), 0);
+    ASSERT_EQ(run(twoTones(44100, "1.2346") + "-c:a pcm_s16le " + test::shellQuoted(wave)), 0);
     std::int64_t frames = DecodedFile(wave).announced;
     for (const char* options : { "-b 128", "-V 2", "--resample 22.05 -b 64", "-m m -b 64" }) {
         SCOPED_TRACE(options);
         std::string path = scratch.file("sound.mp3");
-        ASSERT_EQ(run(std::string("lame --quiet ") + options + " " + test::quoted(wave) + " " + test::quoted(path)), 0);
+        ASSERT_EQ(
+            run(std::string("lame --quiet ") + options + " " + test::shellQuoted(wave) + " " + test::shellQuoted(path)),
+            0);
         DecodedFile file(path);
         EXPECT_EQ(file.file.mFormatID, kAudioFormatMPEGLayer3);
         EXPECT_EQ(file.file.mBitsPerChannel, 0u);
@@ -119,7 +121,7 @@ TEST(Decoding, GaplessInformationOfMp3)
     }
     // Without the tag nobody knows of the gaps: whole frames, the encoder's delay included.
     std::string bare = scratch.file("bare.mp3");
-    ASSERT_EQ(run("lame --quiet -t -b 128 " + test::quoted(wave) + " " + test::quoted(bare)), 0);
+    ASSERT_EQ(run("lame --quiet -t -b 128 " + test::shellQuoted(wave) + " " + test::shellQuoted(bare)), 0);
     DecodedFile file(bare);
     EXPECT_EQ(file.announced % 1152, 0);
     EXPECT_GE(file.announced, frames + 1105);
@@ -131,7 +133,7 @@ TEST(Decoding, AnMp3BehindSomethingElseIsFound)
     NEEDS("ffmpeg");
     ScratchFolder scratch;
     std::string path = scratch.file("sound.mp3");
-    ASSERT_EQ(run(twoTones(44100, "1") + "-c:a libmp3lame -b:a 128k -id3v2_version 0 " + test::quoted(path)), 0);
+    ASSERT_EQ(run(twoTones(44100, "1") + "-c:a libmp3lame -b:a 128k -id3v2_version 0 " + test::shellQuoted(path)), 0);
     DecodedFile plain(path);
     ASSERT_EQ(plain.announced, 44100);
     Bytes garbage;
@@ -158,8 +160,8 @@ TEST(Decoding, Mp3EqualsLameWithinOneUnit)
     ScratchFolder scratch;
     std::string path = scratch.file("sound.mp3");
     std::string decoded = scratch.file("decoded.wav");
-    ASSERT_EQ(run(twoTones(44100, "1") + "-f wav - | lame --quiet -b 192 - " + test::quoted(path)), 0);
-    ASSERT_EQ(run("lame --quiet --decode " + test::quoted(path) + " " + test::quoted(decoded)), 0);
+    ASSERT_EQ(run(twoTones(44100, "1") + "-f wav - | lame --quiet -b 192 - " + test::shellQuoted(path)), 0);
+    ASSERT_EQ(run("lame --quiet --decode " + test::shellQuoted(path) + " " + test::shellQuoted(decoded)), 0);
     DecodedFile ours(path);
     DecodedFile theirs(decoded);
     ASSERT_EQ(ours.samples.size(), theirs.samples.size());
@@ -178,8 +180,8 @@ TEST(Decoding, SoxAgreesOnWaveFiles)
     ScratchFolder scratch;
     std::string path = scratch.file("sound.wav");
     std::string raw = scratch.file("raw");
-    ASSERT_EQ(run(twoTones(44100, "0.4") + "-c:a pcm_s24le " + test::quoted(path)), 0);
-    ASSERT_EQ(run("sox " + test::quoted(path) + " -t raw -B -e signed -b 24 " + test::quoted(raw)), 0);
+    ASSERT_EQ(run(twoTones(44100, "0.4") + "-c:a pcm_s24le " + test::shellQuoted(path)), 0);
+    ASSERT_EQ(run("sox " + test::shellQuoted(path) + " -t raw -B -e signed -b 24 " + test::shellQuoted(raw)), 0);
     EXPECT_TRUE(DecodedFile(path).samples == readFile(raw));
 }
 
@@ -209,7 +211,7 @@ TEST(Decoding, LossyAndLosslessFormatsAreExactlyAsLongAsTheirSource)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         std::string path = scratch.file(row.name);
-        ASSERT_EQ(run(twoTones(row.rate, "1.37") + row.options + " " + test::quoted(path)), 0);
+        ASSERT_EQ(run(twoTones(row.rate, "1.37") + row.options + " " + test::shellQuoted(path)), 0);
         DecodedFile file(path);
         ASSERT_EQ(file.opened, noErr);
         EXPECT_EQ(file.file.mFormatID, row.format);
@@ -227,10 +229,10 @@ TEST(Decoding, SoundThatComesLate)
     std::string both = scratch.file("both.mpg");
     std::string joined = scratch.file("joined.mpg");
     const std::string source = "ffmpeg -v error -y -f lavfi -i testsrc2=d=2 ";
-    ASSERT_EQ(run(source + "-c:v mpeg1video " + test::quoted(pictures)), 0);
-    ASSERT_EQ(run(source + "-f lavfi -i sine=d=2 -c:v mpeg1video -c:a mp2 " + test::quoted(both)), 0);
-    std::string parts = test::quoted(pictures) + " " + test::quoted(both) + " " + test::quoted(pictures);
-    ASSERT_EQ(run("cat " + parts + " >" + test::quoted(joined)), 0);
+    ASSERT_EQ(run(source + "-c:v mpeg1video " + test::shellQuoted(pictures)), 0);
+    ASSERT_EQ(run(source + "-f lavfi -i sine=d=2 -c:v mpeg1video -c:a mp2 " + test::shellQuoted(both)), 0);
+    std::string parts = test::shellQuoted(pictures) + " " + test::shellQuoted(both) + " " + test::shellQuoted(pictures);
+    ASSERT_EQ(run("cat " + parts + " >" + test::shellQuoted(joined)), 0);
     DecodedFile file(joined);
     ASSERT_EQ(file.opened, noErr);
     EXPECT_NEAR(static_cast<double>(file.delivered), 2 * 44100, 2 * 1152);
@@ -241,14 +243,14 @@ TEST(Decoding, LosslessDepths)
     NEEDS("ffmpeg");
     ScratchFolder scratch;
     std::string alac = scratch.file("a.m4a");
-    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a alac -sample_fmt s32p " + test::quoted(alac)), 0);
+    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a alac -sample_fmt s32p " + test::shellQuoted(alac)), 0);
     DecodedFile lossless(alac);
     EXPECT_EQ(lossless.file.mFormatFlags, kAppleLosslessFormatFlag_24BitSourceData);
     EXPECT_EQ(lossless.file.mBitsPerChannel, 0u);
     EXPECT_EQ(lossless.client.mBitsPerChannel, 24u);
     expectEqualToFfmpeg(lossless, alac);
     std::string flac = scratch.file("a.flac");
-    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a flac -sample_fmt s32 " + test::quoted(flac)), 0);
+    ASSERT_EQ(run(twoTones(44100, "0.2") + "-c:a flac -sample_fmt s32 " + test::shellQuoted(flac)), 0);
     DecodedFile deep(flac);
     EXPECT_EQ(deep.file.mBitsPerChannel, 24u);
     EXPECT_EQ(deep.client.mBitsPerChannel, 24u);
@@ -261,11 +263,11 @@ TEST(Decoding, FloatClientFormatOfACompressedFile)
     ScratchFolder scratch;
     std::string path = scratch.file("sound.m4a");
     std::string raw = scratch.file("raw");
-    ASSERT_EQ(run(twoTones(44100, "0.7") + "-c:a aac -movie_timescale 44100 " + test::quoted(path)), 0);
+    ASSERT_EQ(run(twoTones(44100, "0.7") + "-c:a aac -movie_timescale 44100 " + test::shellQuoted(path)), 0);
     auto wanted = linearPcm(44100, 2, 32, kAudioFormatFlagIsFloat);
     DecodedFile file(path, &wanted);
     EXPECT_EQ(file.client, wanted);
-    ASSERT_EQ(run("ffmpeg -v error -y -i " + test::quoted(path) + " -f f32le " + test::quoted(raw)), 0);
+    ASSERT_EQ(run("ffmpeg -v error -y -i " + test::shellQuoted(path) + " -f f32le " + test::shellQuoted(raw)), 0);
     Bytes theirs = readFile(raw);
     ASSERT_GE(theirs.size(), file.samples.size());
     EXPECT_TRUE(file.samples == slice(theirs, 0, file.samples.size()));

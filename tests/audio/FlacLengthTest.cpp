@@ -81,8 +81,8 @@ TEST_F(BASSTest, FlacWithoutTotalAndWithoutFramesCannotBeDecoded)
 TEST_F(BASSTest, CutFlacWithoutTotalHasItsWholeFrames)
 {
     std::string path = make("a.flac", 40'960, 44100, 1, "-sample_fmt s16 -frame_size 4096");
-    outputOf("cd " + mv::test::quoted(m_scratch.path()) + " && flac --totally-silent -a -f a.flac");
-    std::istringstream analysis(outputOf("grep -o 'offset=[0-9]*' " + mv::test::quoted(m_scratch.file("a.ana"))));
+    outputOf("cd " + mv::test::shellQuoted(m_scratch.path()) + " && flac --totally-silent -a -f a.flac");
+    std::istringstream analysis(outputOf("grep -o 'offset=[0-9]*' " + mv::test::shellQuoted(m_scratch.file("a.ana"))));
     std::vector<std::size_t> starts;
     for (std::string line; std::getline(analysis, line);)
         starts.push_back(std::stoul(line.substr(7)));

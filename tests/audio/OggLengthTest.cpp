@@ -94,7 +94,7 @@ TEST_F(BASSTest, VorbisBesideVideoIsFound)
     std::string path = m_scratch.file("v.ogg");
     outputOf("ffmpeg -v error -f lavfi -i testsrc=d=2:s=64x64 -f lavfi -i sine=d=2:r=44100 -c:v libtheora -c:a "
              "libvorbis -f ogg -y "
-        + mv::test::quoted(path));
+        + mv::test::shellQuoted(path));
     EXPECT_NEAR(ogg(path).seconds, 2.0, 0.01);
 }
 

@@ -44,7 +44,7 @@ protected:
     {
         std::string path = scratch.file(name);
         EXPECT_EQ(run("ffmpeg -v error -y -f lavfi -i \"aevalsrc='0.3*sin(440*2*PI*t)|0.2*sin(990*t*t)':s=48000:d=2\" "
-                      + options + " " + test::quoted(path)),
+                      + options + " " + test::shellQuoted(path)),
             0);
         return path;
     }

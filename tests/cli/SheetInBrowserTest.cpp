@@ -33,9 +33,10 @@ protected:
     Bitmap screenshotOf(const std::string& page)
     {
         std::string picture = m_logs.file("shot.png");
-        std::string command = "HOME=" + test::quoted(m_logs.path()) + " timeout 240 chromium --headless --no-sandbox"
+        std::string command = "HOME=" + test::shellQuoted(m_logs.path())
+            + " timeout 240 chromium --headless --no-sandbox"
             + " --disable-gpu --disable-dev-shm-usage --hide-scrollbars --window-size=1000,900 --screenshot="
-            + test::quoted(picture) + " " + test::quoted("file://" + page) + " >/dev/null 2>&1";
+            + test::shellQuoted(picture) + " " + test::shellQuoted("file://" + page) + " >/dev/null 2>&1";
         EXPECT_EQ(test::run(command), 0);
         auto image = NSImage::initWithContentsOfFile(OpenedFile::at(picture));
         if (!image)
@@ -64,7 +65,7 @@ TEST_F(SheetInBrowser, PicturesOfEveryKindOfFileAreSeen)
     EXPECT_GT(countNear(shot, 0x20, 0x20, 0xE0), Thumbnail);
     EXPECT_GT(countNear(shot, 0x20, 0xA0, 0x20), Thumbnail);
     if (const char* kept = std::getenv("MIVO_KEEP_SCREENSHOT"))
-        test::run("cp " + test::quoted(m_logs.file("shot.png")) + " " + test::quoted(kept));
+        test::run("cp " + test::shellQuoted(m_logs.file("shot.png")) + " " + test::shellQuoted(kept));
 }
 
 } // namespace

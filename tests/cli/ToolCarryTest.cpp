@@ -64,8 +64,8 @@ protected:
         if (test::run("/usr/bin/python3 -c 'import mutagen'") != 0)
             GTEST_SKIP() << "mutagen is not here";
         m_cover = made("cover.png", "-f lavfi -i testsrc=size=600x500 -frames:v 1");
-        m_write = test::quoted(m_logs.write("write.py", std::string_view(WriteTags)));
-        m_read = test::quoted(m_logs.write("read.py", std::string_view(ReadTags)));
+        m_write = test::shellQuoted(m_logs.write("write.py", std::string_view(WriteTags)));
+        m_read = test::shellQuoted(m_logs.write("read.py", std::string_view(ReadTags)));
     }
     std::string taggedTone(const std::string& name)
     {
@@ -165,7 +165,7 @@ TEST_F(ToolCarry, MislabelledKoreanComesOutRight)
     std::string script = "import sys; from mutagen.id3 import ID3, TIT2, TPE2; t=ID3(); "
                          "t.add(TIT2(0, bytes([0xc1,0xa6,0xb8,0xf1]).decode('latin-1'))); "
                          "t.add(TPE2(0, 'Mot\\xf6rhead')); t.save(sys.argv[1], v1=0)";
-    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::quoted(script) + " " + song), 0);
+    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::shellQuoted(script) + " " + song), 0);
     ASSERT_EQ(tool("encode " + song + " " + m_folder.file("o.mp3")).status, 0);
     EXPECT_THAT(tagsOf(m_folder.file("o.mp3")), HasSubstr("제목|-|-|-|-|Motörhead"));
     ASSERT_EQ(tool("convert " + song + " " + m_folder.file("o.m4a")).status, 0);
@@ -179,13 +179,13 @@ TEST_F(ToolCarry, OtherFieldsGoAlongToo)
         = "import sys; from mutagen.flac import FLAC; s=FLAC(sys.argv[1]); "
           "s.update({'composer':'C','genre':['Rock','Pop'],'comment':'R','discnumber':'1','disctotal':'2',"
           "'isrc':'US1','lyrics':'La\\nLa','bpm':'120','copyright':'2019 X','compilation':'1'}); s.save()";
-    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::quoted(script) + " " + song), 0);
+    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::shellQuoted(script) + " " + song), 0);
     ASSERT_EQ(tool("encode " + song + " " + m_folder.file("o.mp3")).status, 0);
     ASSERT_EQ(tool("convert " + song + " " + m_folder.file("o.m4a")).status, 0);
     std::string read = "import sys, mutagen; t=mutagen.File(sys.argv[1]).tags; print('|'.join(k+'='+str(t[k]) for k in "
                        "sorted(t.keys())))";
     auto all = [&](const char* name) {
-        return test::outputOf("/usr/bin/python3 -c " + test::quoted(read) + " " + m_folder.file(name));
+        return test::outputOf("/usr/bin/python3 -c " + test::shellQuoted(read) + " " + m_folder.file(name));
     };
     EXPECT_THAT(all("o.mp3"),
         testing::MatchesRegex(

@@ -32,8 +32,8 @@ protected:
     /// Runs the tool with a shell's words.
     Outcome tool(const std::string& words, const std::string& before = {})
     {
-        std::string command = before + " " + test::quoted(kTool) + " " + words + " >" + test::quoted(m_logs.file("out"))
-            + " 2>" + test::quoted(m_logs.file("err"));
+        std::string command = before + " " + test::shellQuoted(kTool) + " " + words + " >"
+            + test::shellQuoted(m_logs.file("out")) + " 2>" + test::shellQuoted(m_logs.file("err"));
         int status = std::system(command.c_str());
         return { WEXITSTATUS(status), text("out"), text("err") };
     }
@@ -82,8 +82,8 @@ protected:
     std::string made(const std::string& name, const std::string& arguments)
     {
         std::string path = m_folder.file(name);
-        EXPECT_EQ(test::run("ffmpeg -nostdin -loglevel error -y " + arguments + " " + test::quoted(path)), 0);
-        return test::quoted(path);
+        EXPECT_EQ(test::run("ffmpeg -nostdin -loglevel error -y " + arguments + " " + test::shellQuoted(path)), 0);
+        return test::shellQuoted(path);
     }
     std::string picture(const std::string& name) { return made(name, "-f lavfi -i testsrc=size=64x48 -frames:v 1"); }
     std::string tone(const std::string& name, int seconds = 2)

@@ -16,9 +16,9 @@ protected:
     std::string shell(const std::string& script)
     {
         std::string command = "unshare --mount --propagation private sh -ec "
-            + test::quoted("mount -t tmpfs none " + m_devices.path() + " && cd " + m_devices.path()
+            + test::shellQuoted("mount -t tmpfs none " + m_devices.path() + " && cd " + m_devices.path()
                 + " && mknod full c 1 7 && mknod null c 1 3 && " + script);
-        int status = std::system((command + " >" + test::quoted(m_logs.file("shell")) + " 2>&1").c_str());
+        int status = std::system((command + " >" + test::shellQuoted(m_logs.file("shell")) + " 2>&1").c_str());
         return text("shell") + "exit " + std::to_string(WEXITSTATUS(status)) + "\n";
     }
     bool canMakeDevices()
@@ -39,7 +39,7 @@ TEST_F(ToolOutput, DevicesAreWrittenToAndStayDevices)
     std::string png = picture("a.png");
     std::string wav = tone("a.wav");
     std::string movie = made("v.mov", "-f lavfi -i testsrc=size=160x120:duration=1 -c:v mpeg4");
-    std::string mivo = test::quoted(kTool);
+    std::string mivo = test::shellQuoted(kTool);
     for (std::string words : { "sheet " + m_folder.path(), "thumbnail " + png, "encode --force " + wav,
              "convert --force " + wav, "export --force " + movie }) {
         EXPECT_THAT(shell(mivo + " " + words + " $PWD/full || echo status $?; test -c full && echo still"),
@@ -58,7 +58,7 @@ TEST_F(ToolOutput, DevicesAreWrittenToAndStayDevices)
 TEST_F(ToolOutput, DisksAreRefused)
 {
     NEEDS_DEVICES();
-    EXPECT_THAT(shell("mknod disk b 240 0 && " + test::quoted(kTool) + " sheet " + m_folder.path()
+    EXPECT_THAT(shell("mknod disk b 240 0 && " + test::shellQuoted(kTool) + " sheet " + m_folder.path()
                     + " disk || echo status $?; test -b disk && echo still"),
         HasSubstr("disk: is a disk, and what is on it would be lost\nstatus 1\nstill\nexit 0"));
 }
@@ -68,7 +68,7 @@ TEST_F(ToolOutput, PipesAndStandardOutputAreWrittenTo)
     std::string png = picture("a.png");
     std::string fifo = m_folder.file("pipe");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::string mivo = test::quoted(kTool);
+    std::string mivo = test::shellQuoted(kTool);
     EXPECT_THAT(test::outputOf(mivo + " sheet " + m_folder.path() + " " + fifo + " & cat " + fifo),
         StartsWith("<!DOCTYPE html>"));
     EXPECT_THAT(test::outputOf(mivo + " thumbnail " + png + " -"), StartsWith("\x89PNG"));
@@ -90,7 +90,8 @@ TEST_F(ToolOutput, JobsWriteIntoPipesToo)
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::string mp3 = m_folder.file("read.mp3");
     EXPECT_EQ(
-        test::run(test::quoted(kTool) + " encode " + tone("a.wav") + " " + fifo + " & cat " + fifo + " >" + mp3), 0);
+        test::run(test::shellQuoted(kTool) + " encode " + tone("a.wav") + " " + fifo + " & cat " + fifo + " >" + mp3),
+        0);
     EXPECT_EQ(test::outputOf("ffprobe -loglevel error -show_entries stream=codec_name -of csv=p=0 " + mp3), "mp3\n");
 }
 

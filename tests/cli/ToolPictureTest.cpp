@@ -15,10 +15,10 @@ TEST_F(ToolOnBus, ThumbnailsOfEveryForm)
     std::string png = picture("a.png");
     auto size = [&](const std::string& file) {
         return test::outputOf("ffprobe -loglevel error -show_entries stream=codec_name,width,height -of csv=p=0 "
-            + test::quoted(m_folder.file(file)));
+            + test::shellQuoted(m_folder.file(file)));
     };
     auto thumbnail = [&](const std::string& name, const std::string& options) {
-        return tool("thumbnail " + options + " " + png + " " + test::quoted(m_folder.file(name)));
+        return tool("thumbnail " + options + " " + png + " " + test::shellQuoted(m_folder.file(name)));
     };
     EXPECT_EQ(thumbnail("t.png", "").status, 0);
     EXPECT_EQ(size("t.png"), "png,100,75\n");

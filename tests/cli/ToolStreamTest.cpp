@@ -31,8 +31,8 @@ protected:
     }
     Outcome withOutput(const std::string& words, const std::string& redirection)
     {
-        std::string command
-            = test::quoted(kTool) + " " + words + " " + redirection + " 2>" + test::quoted(m_logs.file("err"));
+        std::string command = test::shellQuoted(kTool) + " " + words + " " + redirection + " 2>"
+            + test::shellQuoted(m_logs.file("err"));
         int status = std::system(command.c_str());
         return { WEXITSTATUS(status), "", text("err") };
     }
@@ -183,8 +183,8 @@ TEST_F(ToolOnBus, ColoursAreForTerminalsThatWantThem)
         GTEST_SKIP() << "script is not here";
     std::string png = picture("a.png");
     auto onTerminal = [&](const std::string& environment) {
-        std::string inner = environment + " " + test::quoted(kTool) + " describe " + png;
-        return test::outputOf("script -qec " + test::quoted(inner) + " /dev/null </dev/null");
+        std::string inner = environment + " " + test::shellQuoted(kTool) + " describe " + png;
+        return test::outputOf("script -qec " + test::shellQuoted(inner) + " /dev/null </dev/null");
     };
     EXPECT_THAT(onTerminal("TERM=xterm NO_COLOR="), HasSubstr("\033[1m"));
     EXPECT_THAT(onTerminal("TERM=xterm NO_COLOR=1"), testing::Not(HasSubstr("\033[")));

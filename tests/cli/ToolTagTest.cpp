@@ -38,7 +38,7 @@ TEST_F(ToolOnBus, TagsOfAnMP3FileKeepWhatIsNotNamed)
         GTEST_SKIP() << "lame is not here";
     std::string song = m_folder.file("a.mp3");
     ASSERT_EQ(test::run("lame --quiet --add-id3v2 --tt Old --ta Someone --tl Sines --tc Remark --tn 3 --tg Ambient "
-                  + tone("a.wav") + " " + test::quoted(song)),
+                  + tone("a.wav") + " " + test::shellQuoted(song)),
         0);
     Outcome changed = tool("tag --title 'Neuer Titel' --composer 작곡가 --art " + picture("c.png") + " " + song);
     EXPECT_EQ(changed.status, 0) << changed.err;
@@ -65,7 +65,7 @@ TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
     std::string script = "from mutagen.id3 import ID3,TGID,WFED; t=ID3(); t.add(TGID(encoding=0,text='e-1')); "
                          "t.add(WFED(url='u://feed')); t.save('"
         + song + "',v2_version=3)";
-    if (test::run("/usr/bin/python3 -c " + test::quoted(script)) != 0)
+    if (test::run("/usr/bin/python3 -c " + test::shellQuoted(script)) != 0)
         GTEST_SKIP() << "mutagen is not here";
     Outcome podcast = tool("podcast " + song);
     EXPECT_EQ(podcast.status, 0) << podcast.err;

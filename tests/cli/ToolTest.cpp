@@ -114,10 +114,10 @@ TEST_F(ToolWithoutBus, StartsAPrivateServiceAndEndsIt)
 
 TEST_F(ToolWithoutBus, ASayingServiceIsHeardWithLog)
 {
-    Outcome quiet = tool("describe " + test::quoted(m_folder.write("a.m4a", std::string_view("no movie"))));
+    Outcome quiet = tool("describe " + test::shellQuoted(m_folder.write("a.m4a", std::string_view("no movie"))));
     EXPECT_EQ(quiet.status, 1);
     EXPECT_THAT(quiet.err, testing::Not(HasSubstr("MP4Parser file open fail")));
-    Outcome loud = tool("describe --log " + test::quoted(m_folder.file("a.m4a")));
+    Outcome loud = tool("describe --log " + test::shellQuoted(m_folder.file("a.m4a")));
     EXPECT_THAT(loud.err, HasSubstr("MP4Parser file open fail"));
 }
 
@@ -134,7 +134,7 @@ TEST_F(ToolOnBus, TheServiceIsStartedOnceSeenAndQuit)
     EXPECT_THAT(tool("status --json").out,
         testing::ContainsRegex(
             "\\{\"service\":\"MivoAVParser_1.3.0.12062\",\"running\":true,\"pid\":[0-9]+,\"uptime\":[0-9]+\\}\n"));
-    EXPECT_EQ(tool("describe " + test::quoted(m_folder.file("a.png"))).status, 0);
+    EXPECT_EQ(tool("describe " + test::shellQuoted(m_folder.file("a.png"))).status, 0);
     EXPECT_EQ(tool("status").out.substr(0, 50), status.out.substr(0, 50));
     EXPECT_EQ(tool("quit").status, 0);
     EXPECT_EQ(tool("status").status, 3);
@@ -175,10 +175,10 @@ TEST_F(ToolOnBus, ReadsNamesFromLists)
     picture("b\nc.png");
     m_folder.write("lines", m_folder.file("a.png") + "\n");
     m_folder.write("zeros", m_folder.file("b\nc.png") + std::string(1, '\0'));
-    Outcome lines = tool("describe --json --files-from - <" + test::quoted(m_folder.file("lines")));
+    Outcome lines = tool("describe --json --files-from - <" + test::shellQuoted(m_folder.file("lines")));
     EXPECT_EQ(lines.status, 0) << lines.err;
     EXPECT_THAT(lines.out, HasSubstr("\"FileName\":\"a.png\""));
-    Outcome zeros = tool("describe --json --null --files-from " + test::quoted(m_folder.file("zeros")));
+    Outcome zeros = tool("describe --json --null --files-from " + test::shellQuoted(m_folder.file("zeros")));
     EXPECT_EQ(zeros.status, 0) << zeros.err;
     EXPECT_THAT(zeros.out, HasSubstr("\"FileName\":\"b\\nc.png\""));
     EXPECT_EQ(tool("describe --files-from /dev/null").status, 0);
@@ -193,7 +193,7 @@ TEST_F(ToolOnBus, BadFilesGetAReasonEach)
     m_folder.write("text.png", std::string_view("no picture"));
     std::string bad = m_folder.file("caf\xe9.mp3");
     Outcome described = tool("describe " + fifo + " " + m_folder.path() + " " + m_folder.file("empty.jpg") + " "
-        + m_folder.file("text.png") + " " + test::quoted(bad) + " ''");
+        + m_folder.file("text.png") + " " + test::shellQuoted(bad) + " ''");
     EXPECT_EQ(described.status, 1);
     EXPECT_EQ(described.out, "");
     std::string folder = m_folder.path();

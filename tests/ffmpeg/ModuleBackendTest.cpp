@@ -29,7 +29,7 @@ bool ffmpegIsLoaded()
 std::string outputOfDisabled(const std::string& program, const std::string& test)
 {
     return test::outputOf(
-        test::quoted(program) + " --gtest_also_run_disabled_tests --gtest_filter='*.DISABLED_" + test + "' 2>&1");
+        test::shellQuoted(program) + " --gtest_also_run_disabled_tests --gtest_filter='*.DISABLED_" + test + "' 2>&1");
 }
 
 TEST(ModuleBackendTest, FfmpegIsLoadedAtTheFirstUseOnly)

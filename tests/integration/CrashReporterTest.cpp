@@ -75,7 +75,7 @@ TEST_F(CrashReporter, TheNameIsTheFilesOwn)
 {
     test::ScratchFolder folder;
     std::string renamed = folder.copy(test::buildPath("bin/mivo-mediad"), "Media Helper");
-    ASSERT_EQ(test::run("chmod +x " + test::quoted(renamed)), 0);
+    ASSERT_EQ(test::run("chmod +x " + test::shellQuoted(renamed)), 0);
     test::ServiceProcess service(renamed);
     m_reporter.serveUntil([&] { return m_announcement.count > 0; });
     EXPECT_EQ(m_announcement.name, "Media Helper");

@@ -27,7 +27,7 @@ std::string tracedService(const test::ScratchFolder& folder, const std::string& 
     // cannot be looked for in a process that is traced.
     std::string program = folder.write("mivo-mediad-traced",
         "#!/bin/sh\nASAN_OPTIONS=\"$ASAN_OPTIONS:detect_leaks=0\" exec strace -D -f -y -s 4096 -o "
-            + test::quoted(trace)
+            + test::shellQuoted(trace)
             + " -e trace=?open,openat,?openat2,?creat,?access,faccessat,?faccessat2,%%stat,readlinkat,?readlink "
             + test::buildPath("bin/mivo-mediad") + "\n");
     chmod(program.c_str(), 0700);

@@ -78,7 +78,7 @@ protected:
         for (const std::string& line : logTexts(m_service.log().substr(logged)))
             text += "; logs \"" + line + "\"";
         text += "; leaves " + paths.leftAt(kind);
-        if (!operation.otherContent && test::run("test -e " + test::quoted(other)) == 0)
+        if (!operation.otherContent && test::run("test -e " + test::shellQuoted(other)) == 0)
             text += "; makes its output";
         for (const std::string& stranger : paths.strangers())
             text += "; beside it " + stranger;

@@ -11,7 +11,7 @@ namespace mv::test {
 std::string makeClip(const ScratchFolder& folder, const std::string& name, const std::string& arguments)
 {
     std::string path = folder.file(name);
-    outputOf("ffmpeg -nostdin -v error -y -threads 2 " + arguments + " " + quoted(path) + " 2>&1");
+    outputOf("ffmpeg -nostdin -v error -y -threads 2 " + arguments + " " + shellQuoted(path) + " 2>&1");
     return path;
 }
 
@@ -26,11 +26,11 @@ FfmpegFrames::FfmpegFrames(const std::string& clip, int width, int height)
 {
     ScratchFolder folder;
     // ISO media have a timeline of their own, which ffmpeg would shift to the first frame.
-    bool isIso = run("ffprobe -v error -show_entries format=format_name " + quoted(clip) + " | grep -q mov,") == 0;
+    bool isIso = run("ffprobe -v error -show_entries format=format_name " + shellQuoted(clip) + " | grep -q mov,") == 0;
     std::string log = outputOf(formatText("ffmpeg -nostdin -hide_banner %s -i %s -an -sn -dn -fps_mode passthrough -vf "
                                           "scale=%d:%d:flags=area+accurate_rnd+full_chroma_int,showinfo -pix_fmt rgba "
                                           "-f rawvideo %s 2>&1",
-        isIso ? "-copyts" : "", quoted(clip).c_str(), width, height, folder.file("frames").c_str()));
+        isIso ? "-copyts" : "", shellQuoted(clip).c_str(), width, height, folder.file("frames").c_str()));
     constexpr std::string_view Mark = "pts_time:";
     for (std::size_t at = log.find(Mark); at != std::string::npos; at = log.find(Mark, at + 1))
         m_times.push_back(std::strtod(log.c_str() + at + Mark.size(), nullptr));

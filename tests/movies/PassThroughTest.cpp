@@ -16,7 +16,7 @@ using test::outputOf;
 
 std::string probed(const std::string& file, const std::string& what)
 {
-    return outputOf("ffprobe -v error -show_entries " + what + " -of csv=p=0 " + test::quoted(file));
+    return outputOf("ffprobe -v error -show_entries " + what + " -of csv=p=0 " + test::shellQuoted(file));
 }
 
 double number(const std::string& text) { return std::strtod(text.c_str(), nullptr); }
@@ -81,8 +81,8 @@ TEST_F(PassThroughTest, AStreamThatComesLateIsLeftOut)
         = makeClip(m_folder, "both.mpg", movingPicture(640, 480, 25, 1) + kTone + "1 -c:v mpeg2video -c:a mp2");
     std::string joined = m_folder.file("joined.mpg");
     // The length is looked for at the end, so more pictures follow.
-    std::string parts = test::quoted(pictures) + " " + test::quoted(both) + " " + test::quoted(pictures);
-    ASSERT_EQ(test::run("cat " + parts + " >" + test::quoted(joined)), 0);
+    std::string parts = test::shellQuoted(pictures) + " " + test::shellQuoted(both) + " " + test::shellQuoted(pictures);
+    ASSERT_EQ(test::run("cat " + parts + " >" + test::shellQuoted(joined)), 0);
     ASSERT_EQ(exportTo(m_target, joined), noErr);
     EXPECT_THAT(probed(m_target, "stream=codec_type"), testing::Not(testing::HasSubstr("audio")));
     EXPECT_GT(number(probed(m_target, "format=duration")), 9.9);

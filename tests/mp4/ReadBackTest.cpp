@@ -41,7 +41,7 @@ std::string makeFile(const ScratchFolder& folder, const Source& source)
 {
     std::string path = folder.file(source.name);
     EXPECT_EQ(run("ffmpeg -v error -f lavfi -i sine=440:duration=1 -f lavfi -i testsrc=duration=1:size=64x48:rate=5 "
-                  + std::string(source.options) + " " + test::quoted(path)),
+                  + std::string(source.options) + " " + test::shellQuoted(path)),
         0)
         << source.name;
     return path;
@@ -49,7 +49,7 @@ std::string makeFile(const ScratchFolder& folder, const Source& source)
 
 std::string decoded(const std::string& path)
 {
-    return outputOf("ffmpeg -v error -i " + test::quoted(path) + " -map 0 -c copy -f framemd5 - | grep -v '^#'");
+    return outputOf("ffmpeg -v error -i " + test::shellQuoted(path) + " -map 0 -c copy -f framemd5 - | grep -v '^#'");
 }
 
 /// name, artist, track and number of covers as mutagen tells them.
@@ -59,7 +59,7 @@ std::string mutagenTags(const std::string& path)
         + " -c '\nimport sys, mutagen.mp4\nt = mutagen.mp4.MP4(sys.argv[1]).tags\n"
           "print(t.get(\"\\xa9nam\"), t.get(\"\\xa9ART\"), t.get(\"trkn\"), len(t.get(\"covr\", [])), "
           "t.get(\"tmpo\"), t.get(\"----:com.apple.iTunes:ISRC\"), sep=\"|\")' "
-        + test::quoted(path));
+        + test::shellQuoted(path));
 }
 
 void edit(const std::string& path, const TagChange& change)
@@ -112,8 +112,8 @@ TEST_P(ReadBackOf, EditedFilePlaysAsBeforeAndShowsItsTags)
     edit(path, [](MP4Tags& tags) { MP4TagsRemoveArtwork(tags, 0); });
     EXPECT_EQ(mutagenTags(path), "['Größe']|['Somebody']|[(5, 12)]|0|[120]|None\n");
     EXPECT_EQ(decoded(path), before);
-    EXPECT_EQ(
-        outputOf("ffprobe -v error -show_entries format_tags=artist -of csv=p=0 " + test::quoted(path)), "Somebody\n");
+    EXPECT_EQ(outputOf("ffprobe -v error -show_entries format_tags=artist -of csv=p=0 " + test::shellQuoted(path)),
+        "Somebody\n");
 }
 
 TEST(ReadBack, MediaThatWereCutPlayAsFarAsBefore)
@@ -144,7 +144,7 @@ TEST(ReadBack, WhatMutagenWroteIsKept)
                     "f[\"covr\"] = [mutagen.mp4.MP4Cover(b\"\\x89PNG\", 14), "
                     "mutagen.mp4.MP4Cover(b\"\\xff\\xd8\\xff\", 13)]\n"
                     "f[\"tmpo\"] = [90]\nf.save()' "
-                  + test::quoted(path)),
+                  + test::shellQuoted(path)),
         0);
     auto file = MP4Read(OpenedFile::at(path).content());
     ASSERT_TRUE(file.ok());
@@ -170,7 +170,8 @@ TEST_P(ReadBackOf, LengthsAndRatesAgreeWithFfprobe)
     ASSERT_TRUE(file.ok());
     MP4TrackId sound = MP4FindTrackId(*file, 0, "soun", 0);
     std::uint64_t scale = MP4GetTrackTimeScale(*file, sound);
-    std::string probed = "ffprobe -v error -select_streams a:0 -of csv=p=0 " + test::quoted(path) + " -show_entries ";
+    std::string probed
+        = "ffprobe -v error -select_streams a:0 -of csv=p=0 " + test::shellQuoted(path) + " -show_entries ";
     EXPECT_EQ("1/" + std::to_string(scale) + "\n", outputOf(probed + "stream=time_base"));
     std::uint64_t duration = 0;
     std::uint64_t bytes = 0;

@@ -31,8 +31,8 @@ Bitmap overWhite(Bitmap bitmap)
 /// is here.
 Bitmap drawnElsewhere(const std::string& path, const std::string& profile)
 {
-    std::string colors = path.ends_with(".png") ? " -set colorspace sRGB" : " -profile " + quoted(profile);
-    std::string raw = outputOf("OMP_NUM_THREADS=1 convert " + quoted(path + "[0]") + colors
+    std::string colors = path.ends_with(".png") ? " -set colorspace sRGB" : " -profile " + shellQuoted(profile);
+    std::string raw = outputOf("OMP_NUM_THREADS=1 convert " + shellQuoted(path + "[0]") + colors
         + " -background white -alpha remove -alpha off -filter Lanczos -resize 64x64! -depth 8 rgba:- 2>/dev/null");
     return { Side, Side, Bytes(raw.begin(), raw.end()) };
 }

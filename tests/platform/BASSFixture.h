@@ -78,7 +78,7 @@ protected:
         std::string path = m_scratch.file(name);
         outputOf("ffmpeg -v error -f lavfi -i \"anoisesrc=r=" + std::to_string(rate)
             + ":a=0.1:seed=7\" -af atrim=end_sample=" + std::to_string(samples) + " -ac " + std::to_string(channels)
-            + " " + options + " -y " + mv::test::quoted(path));
+            + " " + options + " -y " + mv::test::shellQuoted(path));
         return path;
     }
 

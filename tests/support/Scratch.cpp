@@ -88,9 +88,9 @@ std::string outputOf(const std::string& command)
     return output;
 }
 
-bool haveProgram(const std::string& name) { return run("command -v " + quoted(name)) == 0; }
+bool haveProgram(const std::string& name) { return run("command -v " + shellQuoted(name)) == 0; }
 
-std::string quoted(const std::string& text)
+std::string shellQuoted(const std::string& text)
 {
     std::string out = "'";
     for (char c : text)

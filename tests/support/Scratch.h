@@ -40,6 +40,6 @@ std::string outputOf(const std::string& command);
 /// True when a program of that name is on the PATH.
 bool haveProgram(const std::string& name);
 /// The text in single quotes, safe as one word of a shell command.
-std::string quoted(const std::string& text);
+std::string shellQuoted(const std::string& text);
 
 } // namespace mv::test

@@ -121,15 +121,15 @@ TEST_F(FileReplacementTest, KeepsAnAclAndInheritsNone)
         GTEST_SKIP() << "setfacl is not installed";
     std::string with = m_folder.write("with.mp3", std::string_view("0123456789"));
     std::string without = m_folder.write("without.mp3", std::string_view("0123456789"));
-    if (run("setfacl -m u:1234:rw " + test::quoted(with)) != 0)
+    if (run("setfacl -m u:1234:rw " + test::shellQuoted(with)) != 0)
         GTEST_SKIP() << "this file system has no ACLs";
-    ASSERT_EQ(run("setfacl -d -m u:4321:rwx " + test::quoted(m_folder.path())), 0);
-    std::string aclWith = outputOf("getfacl -c -p " + test::quoted(with));
-    std::string aclWithout = outputOf("getfacl -c -p " + test::quoted(without));
+    ASSERT_EQ(run("setfacl -d -m u:4321:rwx " + test::shellQuoted(m_folder.path())), 0);
+    std::string aclWith = outputOf("getfacl -c -p " + test::shellQuoted(with));
+    std::string aclWithout = outputOf("getfacl -c -p " + test::shellQuoted(without));
     expectReplaced(with, { literal("new") }, "new");
     expectReplaced(without, { literal("new") }, "new");
-    EXPECT_EQ(outputOf("getfacl -c -p " + test::quoted(with)), aclWith);
-    EXPECT_EQ(outputOf("getfacl -c -p " + test::quoted(without)), aclWithout);
+    EXPECT_EQ(outputOf("getfacl -c -p " + test::shellQuoted(with)), aclWith);
+    EXPECT_EQ(outputOf("getfacl -c -p " + test::shellQuoted(without)), aclWithout);
 }
 
 TEST_F(FileReplacementTest, ASymlinkStaysAndItsTargetIsReplaced)

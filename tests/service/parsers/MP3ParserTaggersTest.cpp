@@ -47,7 +47,7 @@ protected:
     /// Runs a Python program with the path as its argument.
     void python(const std::string& path, const std::string& program)
     {
-        ASSERT_EQ(run(Python + " -c " + test::quoted(program) + " " + test::quoted(path)), 0);
+        ASSERT_EQ(run(Python + " -c " + test::shellQuoted(program) + " " + test::shellQuoted(path)), 0);
     }
     bool haveMutagen() { return run(Python + " -c 'import mutagen' 2>/dev/null") == 0; }
 
@@ -74,8 +74,9 @@ TEST_F(MP3ParserTaggersTest, MutagenInEveryVersionAndEncoding)
                            "t.add(COMM(encoding=%d,lang='kor',desc='d',text=[%s]))\n"
                            "t.add(SYLT(encoding=%d,lang='eng',format=2,type=1,desc='',text=[('a',1)]))\n"
                            "t.save(sys.argv[1],v2_version=%d)\n",
-                    test::quoted(Korean).c_str(), test::quoted(Accents).c_str(), test::quoted(Emoji).c_str(), encoding,
-                    encoding, test::quoted(Korean).c_str(), encoding, version));
+                    test::shellQuoted(Korean).c_str(), test::shellQuoted(Accents).c_str(),
+                    test::shellQuoted(Emoji).c_str(), encoding, encoding, test::shellQuoted(Korean).c_str(), encoding,
+                    version));
             Record record = describe(path);
             SCOPED_TRACE(formatText("version %d encoding %d", version, encoding));
             expectTexts(record, Korean, Accents, Emoji);
@@ -116,10 +117,10 @@ TEST_F(MP3ParserTaggersTest, FfmpegInEveryVersion)
     for (const char* version : { "3", "4" }) {
         std::string path = m_scratch.file("ffmpeg.mp3");
         ASSERT_EQ(run("ffmpeg -v error -y -f lavfi -i sine=d=2 -b:a 64k -id3v2_version " + std::string(version)
-                      + " -metadata title=" + test::quoted(Korean) + " -metadata artist=" + test::quoted(Accents)
-                      + " -metadata album=" + test::quoted(Emoji)
+                      + " -metadata title=" + test::shellQuoted(Korean) + " -metadata artist="
+                      + test::shellQuoted(Accents) + " -metadata album=" + test::shellQuoted(Emoji)
                       + " -metadata genre=Rock -metadata track=3/9 -metadata date=2010 -metadata composer=C"
-                      + " -metadata comment=hello " + test::quoted(path)),
+                      + " -metadata comment=hello " + test::shellQuoted(path)),
             0);
         Record record = describe(path);
         SCOPED_TRACE(version);
@@ -225,8 +226,8 @@ TEST_F(MP3ParserTaggersTest, EyeD3)
     NEEDS_PROGRAM("eyeD3");
     for (const char* version : { "--to-v2.3", "--to-v2.4", "--to-v1.1" }) {
         std::string path = m_scratch.copy(audio(), "eyed3.mp3");
-        run("eyeD3 -Q -t Title -a Artist -A Album -n 6 -G Rock " + test::quoted(path) + " >/dev/null 2>&1");
-        ASSERT_EQ(run("eyeD3 -Q " + std::string(version) + " " + test::quoted(path) + " >/dev/null 2>&1"), 0);
+        run("eyeD3 -Q -t Title -a Artist -A Album -n 6 -G Rock " + test::shellQuoted(path) + " >/dev/null 2>&1");
+        ASSERT_EQ(run("eyeD3 -Q " + std::string(version) + " " + test::shellQuoted(path) + " >/dev/null 2>&1"), 0);
         Record record = describe(path);
         SCOPED_TRACE(version);
         expectTexts(record, "Title", "Artist", "Album");
@@ -242,8 +243,8 @@ TEST_F(MP3ParserTaggersTest, Kid3)
         std::string path = audio();
         std::string command = "kid3-cli";
         for (const char* set : { "set title Title", "set artist Artist", "set album Album", "set genre Rock" })
-            command += " -c " + test::quoted(std::string(set) + " " + tag);
-        ASSERT_EQ(run(command + " " + test::quoted(path) + " >/dev/null 2>&1"), 0);
+            command += " -c " + test::shellQuoted(std::string(set) + " " + tag);
+        ASSERT_EQ(run(command + " " + test::shellQuoted(path) + " >/dev/null 2>&1"), 0);
         Record record = describe(path);
         SCOPED_TRACE(tag);
         expectTexts(record, "Title", "Artist", "Album");

@@ -97,7 +97,8 @@ TEST_F(MVBasicAudioParserTest, EveryColumnOfAFlacFile)
 TEST_F(MVBasicAudioParserTest, ThreeMinutesOfOggAre181Seconds)
 {
     std::string path = m_scratch.file("long.ogg");
-    outputOf("ffmpeg -v error -f lavfi -i anullsrc=r=8000:cl=mono -t 180 -c:a libvorbis -y " + mv::test::quoted(path));
+    outputOf(
+        "ffmpeg -v error -f lavfi -i anullsrc=r=8000:cl=mono -t 180 -c:a libvorbis -y " + mv::test::shellQuoted(path));
     auto record = m_parser.build(OpenedFile::at(path));
     ASSERT_TRUE(record.has_value());
     EXPECT_EQ(record->integer(MediaDBMusicColumnPlayLength), 181);

@@ -20,12 +20,13 @@ protected:
     std::string movie(const std::string& flags)
     {
         std::string path = m_folder.file("song.m4a");
-        test::outputOf("ffmpeg -v error -y -f lavfi -i sine=d=2 -c:a aac -b:a 32k " + flags + " " + test::quoted(path));
+        test::outputOf(
+            "ffmpeg -v error -y -f lavfi -i sine=d=2 -c:a aac -b:a 32k " + flags + " " + test::shellQuoted(path));
         return path;
     }
     static std::string audioHash(const std::string& path)
     {
-        return test::outputOf("ffmpeg -v error -f mp4 -i " + test::quoted(path) + " -map 0:a -f md5 -");
+        return test::outputOf("ffmpeg -v error -f mp4 -i " + test::shellQuoted(path) + " -map 0:a -f md5 -");
     }
 };
 
@@ -61,7 +62,8 @@ TEST_F(Id3BeforeMovieTest, MetadataOfTheMovieCanBeWrittenBehindTheTag)
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(audioHash(path), hash);
     EXPECT_THAT(test::mutagenLines("id3", path), Contains("TIT2 enc=1 in front"));
-    EXPECT_THAT(test::outputOf("ffprobe -v error -f mp4 -show_entries format_tags=title -of csv " + test::quoted(path)),
+    EXPECT_THAT(
+        test::outputOf("ffprobe -v error -f mp4 -show_entries format_tags=title -of csv " + test::shellQuoted(path)),
         HasSubstr(std::string(3000, 'b')));
 }
 

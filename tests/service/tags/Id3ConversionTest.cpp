@@ -26,10 +26,10 @@ protected:
     std::string people()
     {
         return test::outputOf("/usr/bin/python3 -c "
-            + test::quoted("import sys\nfrom mutagen.id3 import ID3\n"
-                           "lists = ID3(sys.argv[1], translate=False).getall('IPLS')\n"
-                           "print(len(lists), *('='.join(pair) for list in lists for pair in list.people))")
-            + " " + test::quoted(m_folder.file("song.mp3")));
+            + test::shellQuoted("import sys\nfrom mutagen.id3 import ID3\n"
+                                "lists = ID3(sys.argv[1], translate=False).getall('IPLS')\n"
+                                "print(len(lists), *('='.join(pair) for list in lists for pair in list.people))")
+            + " " + test::shellQuoted(m_folder.file("song.mp3")));
     }
 };
 
@@ -180,11 +180,11 @@ TEST_F(Id3ConversionTest, ChaptersOfAV24TagBecomeV23ToTheirInnerFrames)
     EXPECT_TRUE(
         UpdateID3Tag().updateTagWithDictionary(*EditableFile::at(path), { { MediaDBMusicColumnTitle, "new" } }));
     EXPECT_EQ(test::outputOf("/usr/bin/python3 -c "
-                  + test::quoted(
+                  + test::shellQuoted(
                       "import sys\nfrom mutagen.id3 import ID3\n"
                       "t = ID3(sys.argv[1], translate=False)\n"
                       "for f in t.getall('CHAP') + t.getall('CTOC'): print(f.element_id, *f.sub_frames['TIT2'].text)")
-                  + " " + test::quoted(path)),
+                  + " " + test::shellQuoted(path)),
         "ch1 \u00E4" + title + "\ntoc \u00E4" + title + "\n");
 }
 

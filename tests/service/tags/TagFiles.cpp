@@ -94,7 +94,7 @@ std::vector<std::vector<std::string>> mutagenLinesOfAll(const std::string& kind,
 {
     std::string command = sourcePath("tests/service/tags/read_back.py ") + kind;
     for (const std::string& path : paths)
-        command += " " + quoted(path);
+        command += " " + shellQuoted(path);
     std::istringstream output(outputOf(command));
     std::vector<std::vector<std::string>> all(1);
     for (std::string line; std::getline(output, line);) {

@@ -34,7 +34,7 @@ void PrintTo(const Program& program, std::ostream* out) { *out << program.name; 
 
 std::string shell(const Program& program, const std::string& file)
 {
-    return test::outputOf("F=" + test::quoted(file) + "; { " + program.line + " ; } 2>&1");
+    return test::outputOf("F=" + test::shellQuoted(file) + "; { " + program.line + " ; } 2>&1");
 }
 
 const Record kRecord { { MediaDBMusicColumnTitle, "Tïtle 곡" }, { MediaDBMusicColumnAlbum, "Älbum" },
@@ -51,7 +51,7 @@ bool update(const std::string& file, std::int32_t mediaType)
 /// The packets of all streams but pictures, as a checksum.
 std::string packets(const std::string& file)
 {
-    return test::outputOf("ffmpeg -v quiet -i " + test::quoted(file) + " -map 0:a -c copy -f md5 - || true");
+    return test::outputOf("ffmpeg -v quiet -i " + test::shellQuoted(file) + " -map 0:a -c copy -f md5 - || true");
 }
 
 // ---- MP3 ----
@@ -59,7 +59,7 @@ std::string packets(const std::string& file)
 std::string formatTags(const std::string& file)
 {
     return test::outputOf(
-        "ffprobe -v quiet -show_entries format_tags -of default=nw=1 " + test::quoted(file) + " || true");
+        "ffprobe -v quiet -show_entries format_tags -of default=nw=1 " + test::shellQuoted(file) + " || true");
 }
 
 class TaggersTest : public testing::TestWithParam<Program> { };

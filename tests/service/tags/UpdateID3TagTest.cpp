@@ -151,7 +151,7 @@ TEST_F(UpdateID3TagTest, APictureIsStoredAsItIs)
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](auto& line) { return line.starts_with("APIC"); }), 1);
     EXPECT_THAT(lines, Contains(StartsWith("APIC image/jpeg type=3 desc= " + std::to_string(test::tinyPng().size()))));
     std::string path = m_folder.file("song.mp3");
-    EXPECT_EQ(test::outputOf("ffmpeg -v error -i " + test::quoted(path) + " -map 0:v -c copy -f image2pipe -"),
+    EXPECT_EQ(test::outputOf("ffmpeg -v error -i " + test::shellQuoted(path) + " -map 0:v -c copy -f image2pipe -"),
         std::string(charsOf(test::tinyPng())));
 }
 

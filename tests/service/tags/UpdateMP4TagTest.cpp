@@ -36,7 +36,7 @@ const Bytes& plainM4a()
     static const Bytes content = [] {
         test::ScratchFolder folder;
         std::string path = folder.file("plain.m4a");
-        test::outputOf("ffmpeg -v error -f lavfi -i sine=d=1 -c:a aac -b:a 32k " + test::quoted(path));
+        test::outputOf("ffmpeg -v error -f lavfi -i sine=d=1 -c:a aac -b:a 32k " + test::shellQuoted(path));
         return test::readFile(path);
     }();
     return content;
@@ -54,8 +54,8 @@ protected:
     void tagWithMutagen(const std::string& code)
     {
         test::outputOf("/usr/bin/python3 -c "
-            + test::quoted("import sys\nfrom mutagen.mp4 import *\nt = MP4(sys.argv[1])\n" + code + "\nt.save()") + " "
-            + test::quoted(m_path));
+            + test::shellQuoted("import sys\nfrom mutagen.mp4 import *\nt = MP4(sys.argv[1])\n" + code + "\nt.save()")
+            + " " + test::shellQuoted(m_path));
     }
     Lines update(const Record& record)
     {
@@ -65,7 +65,7 @@ protected:
     Lines lines() const { return test::mutagenLines("mp4", m_path); }
     std::string audioHash() const
     {
-        return test::outputOf("ffmpeg -v error -i " + test::quoted(m_path) + " -map 0:a -f md5 -");
+        return test::outputOf("ffmpeg -v error -i " + test::shellQuoted(m_path) + " -map 0:a -f md5 -");
     }
 
     test::ScratchFolder m_folder;
@@ -210,11 +210,11 @@ TEST_F(UpdateMP4TagTest, APictureOfAnyFormatBecomesAJpegCover)
         m_folder.write("song.m4a", plainM4a());
         EXPECT_THAT(update({ { MediaDBMusicColumnAlbumArt, picture } }), Contains(StartsWith("covr 13 ")));
         std::string cover
-            = test::outputOf("ffmpeg -v error -i " + test::quoted(m_path) + " -map 0:v -c copy -f image2pipe -");
+            = test::outputOf("ffmpeg -v error -i " + test::shellQuoted(m_path) + " -map 0:v -c copy -f image2pipe -");
         EXPECT_THAT(cover, StartsWith("\xFF\xD8\xFF"));
         EXPECT_EQ(
             test::outputOf("ffprobe -v error -select_streams v -show_entries stream=codec_name,width,height -of csv "
-                + test::quoted(m_path)),
+                + test::shellQuoted(m_path)),
             "stream,mjpeg,8,8\n");
     }
 }

@@ -325,7 +325,7 @@ TEST(CoreAudioDecoder, RealFiles)
     if (!haveProgram("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed";
     std::string path = scratch.file("a.m4a");
-    ASSERT_EQ(run("ffmpeg -v error -f lavfi -i sine=d=0.2:r=44100 -ac 2 -c:a aac " + test::quoted(path)), 0);
+    ASSERT_EQ(run("ffmpeg -v error -f lavfi -i sine=d=0.2:r=44100 -ac 2 -c:a aac " + test::shellQuoted(path)), 0);
     EXPECT_TRUE(decoder.canDecodeWithPath(OpenedFile::at(path)));
     ASSERT_TRUE(decoder.prepareWithPath(OpenedFile::at(path)));
     PcmFormat format = decoder.pcmFormat();

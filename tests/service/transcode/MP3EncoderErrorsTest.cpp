@@ -73,7 +73,7 @@ TEST_F(MP3EncoderTest, Error4OutputCannotBeOpened)
     output = scratch.path(); // a folder
     EXPECT_EQ(failingCode(), 4);
     output = scratch.file("fifo"); // without a reader
-    ASSERT_EQ(run("mkfifo " + test::quoted(output)), 0);
+    ASSERT_EQ(run("mkfifo " + test::shellQuoted(output)), 0);
     EXPECT_EQ(failingCode(), 4);
 }
 

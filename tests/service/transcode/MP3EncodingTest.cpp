@@ -32,8 +32,8 @@ std::vector<std::vector<double>> decoded(const std::string& path, int channels)
 {
     ScratchFolder scratch;
     std::string raw = scratch.file("raw");
-    EXPECT_EQ(run("ffmpeg -v error -y -i " + test::quoted(path) + " -f s16le -ac " + std::to_string(channels) + " "
-                  + test::quoted(raw)),
+    EXPECT_EQ(run("ffmpeg -v error -y -i " + test::shellQuoted(path) + " -f s16le -ac " + std::to_string(channels) + " "
+                  + test::shellQuoted(raw)),
         0);
     Bytes bytes = readFile(raw);
     std::vector<std::vector<double>> sides(static_cast<std::size_t>(channels));
@@ -64,7 +64,7 @@ protected:
     /// Makes the input.
     void make(const std::string& layout, const std::string& seconds, const std::string& codec)
     {
-        ASSERT_EQ(run(tone(layout, seconds, "-c:a " + codec) + test::quoted(input)), 0);
+        ASSERT_EQ(run(tone(layout, seconds, "-c:a " + codec) + test::shellQuoted(input)), 0);
     }
 
     ScratchFolder scratch;
@@ -96,8 +96,8 @@ TEST_F(MP3Encoding, SameBytesAsLame)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.options);
         ASSERT_TRUE(encode(input, ours, row.attributes));
-        ASSERT_EQ(run(std::string("lame --quiet --noreplaygain ") + row.options + " " + test::quoted(input) + " "
-                      + test::quoted(theirs)),
+        ASSERT_EQ(run(std::string("lame --quiet --noreplaygain ") + row.options + " " + test::shellQuoted(input) + " "
+                      + test::shellQuoted(theirs)),
             0);
         EXPECT_TRUE(readFile(ours) == readFile(theirs));
     }
@@ -131,13 +131,14 @@ TEST_P(MP3EncodingOf, IsAsCloseToTheOriginalAsLame)
     std::string ours = scratch.file("ours.mp3");
     std::string theirs = scratch.file("theirs.mp3");
     input = scratch.file(source.name);
-    ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s24le") + test::quoted(original)), 0);
-    ASSERT_EQ(
-        run("ffmpeg -v error -y -i " + test::quoted(original) + " -c:a " + source.codec + " " + test::quoted(input)),
+    ASSERT_EQ(run(tone(Stereo, "3", "-c:a pcm_s24le") + test::shellQuoted(original)), 0);
+    ASSERT_EQ(run("ffmpeg -v error -y -i " + test::shellQuoted(original) + " -c:a " + source.codec + " "
+                  + test::shellQuoted(input)),
         0);
-    ASSERT_EQ(
-        run("ffmpeg -v error -y -i " + test::quoted(input) + " -c:a " + source.depth + " " + test::quoted(piped)), 0);
-    ASSERT_EQ(run("lame --quiet -b 192 -m s -q 5 " + test::quoted(piped) + " " + test::quoted(theirs)), 0);
+    ASSERT_EQ(run("ffmpeg -v error -y -i " + test::shellQuoted(input) + " -c:a " + source.depth + " "
+                  + test::shellQuoted(piped)),
+        0);
+    ASSERT_EQ(run("lame --quiet -b 192 -m s -q 5 " + test::shellQuoted(piped) + " " + test::shellQuoted(theirs)), 0);
     ASSERT_TRUE(encode(input, ours, { { MVAudioEncoderExactConversionAttribute, true } }));
     auto wanted = decoded(original, 2);
     auto heard = decoded(ours, 2);
@@ -159,8 +160,9 @@ TEST_F(MP3Encoding, VariableBitRateIsLamesDefault)
     for (std::int32_t rate : { 64000, 192000 }) {
         ASSERT_TRUE(
             encode(input, ours, { { MVAudioEncoderVBRAttribute, true }, { MVAudioEncoderBitrateAttribute, rate } }));
-        ASSERT_EQ(
-            run("lame --quiet --noreplaygain -V 4 -m s -q 5 " + test::quoted(input) + " " + test::quoted(theirs)), 0);
+        ASSERT_EQ(run("lame --quiet --noreplaygain -V 4 -m s -q 5 " + test::shellQuoted(input) + " "
+                      + test::shellQuoted(theirs)),
+            0);
         EXPECT_TRUE(readFile(ours) == readFile(theirs));
     }
 }
@@ -183,11 +185,12 @@ TEST_F(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
 TEST_F(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
 {
     std::string wave = scratch.file("in.wav");
-    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(wave)), 0);
+    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::shellQuoted(wave)), 0);
     ASSERT_TRUE(encode(wave, scratch.file("wave.mp3")));
     for (const char* name : { "in.flac", "in.aiff", "in.m4a" }) {
         std::string codec = std::string(name) == "in.m4a" ? " -c:a alac " : " ";
-        ASSERT_EQ(run("ffmpeg -v error -i " + test::quoted(wave) + codec + test::quoted(scratch.file(name))), 0);
+        ASSERT_EQ(
+            run("ffmpeg -v error -i " + test::shellQuoted(wave) + codec + test::shellQuoted(scratch.file(name))), 0);
         ASSERT_TRUE(encode(scratch.file(name), scratch.file("other.mp3"))) << name;
         EXPECT_EQ(readFile(scratch.file("other.mp3")), readFile(scratch.file("wave.mp3"))) << name;
     }
@@ -195,7 +198,7 @@ TEST_F(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
 
 TEST_F(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
 {
-    ASSERT_EQ(run(tone(Stereo, "1", "-af atrim=end_sample=0 -c:a pcm_s16le") + test::quoted(input)), 0);
+    ASSERT_EQ(run(tone(Stereo, "1", "-af atrim=end_sample=0 -c:a pcm_s16le") + test::shellQuoted(input)), 0);
     MP3Encoder encoder;
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
@@ -239,11 +242,11 @@ TEST_F(MP3Encoding, MonoByTheRulesAndExactly)
 TEST_F(MP3Encoding, DeepSamplesByTheRulesAndExactly)
 {
     std::string reference = scratch.file("reference.wav");
-    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::quoted(reference)), 0);
+    ASSERT_EQ(run(tone(Stereo, "2", "-c:a pcm_s16le") + test::shellQuoted(reference)), 0);
     auto wanted = decoded(reference, 2)[0];
     for (const char* codec : { "pcm_s24le", "pcm_s32le", "pcm_f32le" }) {
         SCOPED_TRACE(codec);
-        ASSERT_EQ(run(tone(Stereo, "2", std::string("-c:a ") + codec) + test::quoted(input)), 0);
+        ASSERT_EQ(run(tone(Stereo, "2", std::string("-c:a ") + codec) + test::shellQuoted(input)), 0);
         ASSERT_TRUE(encode(input, output));
         double byTheRules = signalToNoise(wanted, decoded(output, 2)[0]);
         if (std::string(codec) == "pcm_s24le")
@@ -291,7 +294,7 @@ TEST_F(MP3Encoding, SixteenBitStereoIsTheSameExactlyConverted)
 TEST_F(MP3Encoding, ASourceWhoseMediaWereCutFails)
 {
     std::string movie = scratch.file("in.m4a");
-    ASSERT_EQ(run(tone(Stereo, "3", "-c:a aac -movflags faststart") + test::quoted(movie)), 0);
+    ASSERT_EQ(run(tone(Stereo, "3", "-c:a aac -movflags faststart") + test::shellQuoted(movie)), 0);
     make(Stereo, "1", "pcm_s16le");
     Bytes whole = readFile(movie);
     Bytes wave = readFile(input);

@@ -245,7 +245,7 @@ TEST_F(MVExtAudioFileTest, RealFilesThereAndBack)
 {
     ScratchFolder scratch;
     std::string wav = scratch.file("a.wav");
-    outputOf("ffmpeg -v error -f lavfi -i sine=d=0.1:r=44100 -ac 2 -y " + mv::test::quoted(wav));
+    outputOf("ffmpeg -v error -f lavfi -i sine=d=0.1:r=44100 -ac 2 -y " + mv::test::shellQuoted(wav));
     auto source = std::move(MVExtAudioFile::initWithFileToOpen(OpenedFile::at(wav))).value();
     EXPECT_EQ(source->totalFrame(), 4410);
     source->setClientDataFormat(source->canonicalDataFormat());

@@ -24,7 +24,7 @@
 
 namespace mv::test {
 
-inline std::string shell(const std::string& text) { return mv::test::quoted(text); }
+inline std::string shell(const std::string& text) { return mv::test::shellQuoted(text); }
 
 /// Notes percents, and refuses one where it is told.
 class RecordingDelegate final : public MVMP4ExporterDelegate {
