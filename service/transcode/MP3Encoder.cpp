@@ -1,5 +1,6 @@
 #include "service/transcode/MP3Encoder.h"
 
+#include "Base/Core/Handle.h"
 #include "Base/Core/NSAssert.h"
 #include "service/transcode/SampleConversion.h"
 
@@ -97,6 +98,8 @@ bool MP3Encoder::encodeFileOutputFile(const OpenedFile& input, const SharedPlace
 void MP3Encoder::encodeOnThreadFileOutputFile(const OpenedFile& input, const SharedPlace& output)
 {
     putDown(input, output);
+    // A thread that does not come takes nothing up: without this the files would stay open.
+    ScopeGuard takeBack([this] { static_cast<void>(takePair()); });
     MutexLock hold(m_workersLock);
     if (m_closing)
         throw NSException(NSGenericException, "the encoder is being closed");
@@ -107,6 +110,7 @@ void MP3Encoder::encodeOnThreadFileOutputFile(const OpenedFile& input, const Sha
         encodeThread();
         *done = true;
     });
+    takeBack.dismiss();
     m_workers.push_back({ std::move(thread), std::move(done) });
 }
 
