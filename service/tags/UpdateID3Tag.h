@@ -11,7 +11,7 @@ namespace mv {
 /// carried over; audio and the tags at the end of the file (ID3v1, Lyrics3, APE, appended ID3v2) keep their bytes.
 class UpdateID3Tag final : public MVMediaTagBase {
 public:
-    /// Both texts, one of them, an empty dictionary (the file cannot be read again), or nothing when a frame is
+    /// Both texts, one of them, an empty dictionary (neither body can be read), or nothing when a frame is
     /// missing. Deliberate: the places of the frame bodies are computed as if the stored frames followed each other
     /// right behind a 10-byte header, so an extended header shifts them; and an encoding byte other than 0 stays in the
     /// text. Bodies above 1,023 bytes and those that are not UTF-8 leave their key out.
