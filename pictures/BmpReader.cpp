@@ -68,7 +68,7 @@ private:
     {
         int depth = m_header.depth;
         int largest = (1 << depth) - 1;
-        for (int x = 0; x < m_header.picture.width; x++, to += 3) {
+        for (int x = 0; x < m_header.picture.width; ++x, to += 3) {
             std::size_t bit = static_cast<std::size_t>(x) * depth;
             int index = from[bit / 8] >> (8 - depth - static_cast<int>(bit % 8)) & largest;
             std::memcpy(to, m_header.colors[static_cast<std::size_t>(index)].data(), 3);
@@ -76,7 +76,7 @@ private:
     }
     void expandTrueColor(const std::uint8_t* from, std::uint8_t* to) const
     {
-        for (int x = 0; x < m_header.picture.width; x++, from += 3, to += 3) {
+        for (int x = 0; x < m_header.picture.width; ++x, from += 3, to += 3) {
             to[0] = from[2];
             to[1] = from[1];
             to[2] = from[0];
@@ -86,7 +86,7 @@ private:
     {
         int bytes = m_header.depth / 8;
         int channels = channelsOf(m_header.picture.model);
-        for (int x = 0; x < m_header.picture.width; x++, from += bytes, to += channels) {
+        for (int x = 0; x < m_header.picture.width; ++x, from += bytes, to += channels) {
             std::uint32_t pixel = static_cast<std::uint32_t>(from[0] | from[1] << 8);
             if (bytes == 4)
                 pixel |= static_cast<std::uint32_t>(from[2]) << 16 | static_cast<std::uint32_t>(from[3]) << 24;

@@ -117,7 +117,7 @@ void Canvas::draw(const Bitmap& bitmap, int x, int y)
         const std::uint8_t* from
             = &bitmap.pixels[(static_cast<std::size_t>(row - y) * bitmap.width + (left - x)) * PixelBytes];
         std::uint8_t* to = pixelAt(left, row);
-        for (int column = left; column < right; column++, from += PixelBytes, to += PixelBytes)
+        for (int column = left; column < right; ++column, from += PixelBytes, to += PixelBytes)
             paintOver(to, from);
     }
 }

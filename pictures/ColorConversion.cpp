@@ -69,7 +69,7 @@ cmsColorSpaceSignature spaceOf(PixelModel model)
 template <PixelModel Model> void plainRowToRgba(const std::uint8_t* from, std::uint8_t* to, std::size_t count)
 {
     constexpr int Channels = channelsOf(Model);
-    for (std::size_t i = 0; i < count; i++, from += Channels, to += 4) {
+    for (std::size_t i = 0; i < count; ++i, from += Channels, to += 4) {
         if constexpr (Model == PixelModel::Ycc) {
             auto [red, green, blue] = rgbOfYcc(from);
             const std::uint8_t pixel[] { red, green, blue, 255 };

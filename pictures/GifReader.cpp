@@ -75,7 +75,7 @@ void GifReader::placeRow(const Bytes& indices, Bytes& row) const
         return;
     std::uint8_t* to = row.data() + static_cast<std::size_t>(m_frame.x) * channels;
     const std::uint8_t* index = indices.data();
-    for (int x = m_frame.x; x < end; x++, to += channels)
+    for (int x = m_frame.x; x < end; ++x, to += channels)
         std::memcpy(to, m_colors[*index++].data(), channels);
 }
 

@@ -16,7 +16,7 @@ constexpr int MaxPreviews = 8;
 
 void straightenAlpha(const std::uint8_t* from, std::uint8_t* to, int width)
 {
-    for (int x = 0; x < width; x++, from += 4, to += 4) {
+    for (int x = 0; x < width; ++x, from += 4, to += 4) {
         for (int c = 0; c < 3; ++c)
             to[c] = from[3] ? static_cast<std::uint8_t>(std::min(255, (from[c] * 255 + from[3] / 2) / from[3])) : 0;
         to[3] = from[3];

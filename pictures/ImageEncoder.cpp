@@ -75,7 +75,7 @@ private:
 
 void overWhite(const std::uint8_t* rgba, std::uint8_t* rgb, int width)
 {
-    for (int x = 0; x < width; x++, rgba += 4, rgb += 3) {
+    for (int x = 0; x < width; ++x, rgba += 4, rgb += 3) {
         for (int c = 0; c < 3; ++c)
             rgb[c] = static_cast<std::uint8_t>((rgba[c] * rgba[3] + 255 * (255 - rgba[3]) + 127) / 255);
     }

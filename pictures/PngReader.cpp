@@ -125,7 +125,7 @@ private:
     void expandPalette(const std::uint8_t* row, int width)
     {
         std::uint8_t* to = m_pixels.data();
-        for (int x = 0; x < width; x++, to += m_channels) {
+        for (int x = 0; x < width; ++x, to += m_channels) {
             const auto& color = m_header.colors[static_cast<std::size_t>(sampleAt(row, static_cast<std::size_t>(x)))];
             std::memcpy(to, color.data(), static_cast<std::size_t>(m_channels));
         }
@@ -134,7 +134,7 @@ private:
     {
         int largest = (1 << m_header.depth) - 1;
         std::uint8_t* to = m_pixels.data();
-        for (int x = 0; x < width; x++, to += m_channels) {
+        for (int x = 0; x < width; ++x, to += m_channels) {
             bool transparent = m_header.hasTransparent;
             for (int c = 0; c < m_header.samples; ++c) {
                 int sample = sampleAt(row, static_cast<std::size_t>(x) * m_header.samples + c);
@@ -148,9 +148,9 @@ private:
     void expandWide(const std::uint8_t* row, int width)
     {
         std::uint8_t* to = m_pixels.data();
-        for (int x = 0; x < width; x++, to += m_channels) {
+        for (int x = 0; x < width; ++x, to += m_channels) {
             bool transparent = m_header.hasTransparent;
-            for (int c = 0; c < m_header.samples; c++, row += 2) {
+            for (int c = 0; c < m_header.samples; ++c, row += 2) {
                 unsigned sample = static_cast<unsigned>(row[0] << 8 | row[1]);
                 transparent = transparent && sample == m_header.transparent[static_cast<std::size_t>(c)];
                 to[c] = static_cast<std::uint8_t>((sample * 255 + 32895) >> 16);

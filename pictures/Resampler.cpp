@@ -33,7 +33,7 @@ std::uint8_t timesAlpha(unsigned value, unsigned alpha)
 
 template <int Channels> void premultiplyRow(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels)
 {
-    for (std::size_t i = 0; i < pixels; i++, from += Channels, to += Channels) {
+    for (std::size_t i = 0; i < pixels; ++i, from += Channels, to += Channels) {
         unsigned alpha = from[Channels - 1];
         for (int c = 0; c < Channels - 1; ++c)
             to[c] = timesAlpha(from[c], alpha);
@@ -170,9 +170,9 @@ template <int Channels, int Width> int Resampler::averageWholeBoxes(float* middl
     const int boxes = m_layout.width / width;
     const std::uint16_t* sums = m_boxSums.data();
     const float scale = 1.0F / (static_cast<float>(width) * static_cast<float>(m_rowsInBox));
-    for (int box = 0; box < boxes; box++, middle += Channels) {
+    for (int box = 0; box < boxes; ++box, middle += Channels) {
         std::uint32_t total[Channels] = {};
-        for (int column = 0; column < width; column++, sums += Channels) {
+        for (int column = 0; column < width; ++column, sums += Channels) {
             for (int c = 0; c < Channels; ++c)
                 total[c] += sums[c];
         }
@@ -249,7 +249,7 @@ void Resampler::sumRows(int output)
 template <int Channels> void Resampler::shrinkColumnsOf(int output)
 {
     std::uint8_t* to = &m_pixels[static_cast<std::size_t>(output) * m_targetWidth * Channels];
-    for (int x = 0; x < m_targetWidth; x++, to += Channels) {
+    for (int x = 0; x < m_targetWidth; ++x, to += Channels) {
         const float* from = &m_sum[static_cast<std::size_t>(m_columns.first(x)) * Channels];
         const float* weights = m_columns.weights(x);
         int count = m_columns.count(x);
@@ -327,7 +327,7 @@ void Resampler::scatter(int y, int x, int step, const std::uint8_t* pixels, int 
         pixels = m_premultiplied.data();
     }
     std::size_t base = static_cast<std::size_t>(y / m_boxHeight) * m_middleWidth;
-    for (int i = 0; i < count; i++, x += step) {
+    for (int i = 0; i < count; ++i, x += step) {
         std::size_t cell = base + static_cast<std::size_t>(x / m_boxWidth);
         ++m_scatterCounts[cell];
         for (int c = 0; c < m_channels; ++c)
@@ -340,7 +340,7 @@ void Resampler::finishScatter()
     for (int y = 0; y < m_middleHeight; ++y) {
         std::size_t cell = static_cast<std::size_t>(y) * m_middleWidth;
         float* middle = middleRow(y).data();
-        for (int x = 0; x < m_middleWidth; x++, cell++) {
+        for (int x = 0; x < m_middleWidth; ++x, cell++) {
             float scale = m_scatterCounts[cell] ? 1.0F / static_cast<float>(m_scatterCounts[cell]) : 0.0F;
             for (int c = 0; c < m_channels; ++c)
                 *middle++ = static_cast<float>(m_scatterSums[cell * m_channels + c]) * scale;

@@ -124,7 +124,7 @@ void TiffLayout::expand(const std::uint8_t* row, int width, std::uint8_t* pixels
 {
     int channels = channelsOf(m_model);
     bool alpha = hasAlpha(m_model);
-    for (int x = 0; x < width; x++, pixels += channels) {
+    for (int x = 0; x < width; ++x, pixels += channels) {
         std::size_t first = static_cast<std::size_t>(x) * m_samples;
         if (m_palette) {
             std::memcpy(pixels, m_table[static_cast<std::size_t>(sampleAt(row, first))].data(), 3);

@@ -127,7 +127,7 @@ private:
     /// The conversion multiplies by alpha.
     static void unpack(const std::uint32_t* raster, int width, std::uint8_t* row)
     {
-        for (int x = 0; x < width; x++, row += 4) {
+        for (int x = 0; x < width; ++x, row += 4) {
             std::uint32_t alpha = TIFFGetA(raster[x]);
             const std::uint32_t colors[] { TIFFGetR(raster[x]), TIFFGetG(raster[x]), TIFFGetB(raster[x]) };
             for (int c = 0; c < 3; ++c)

@@ -42,7 +42,7 @@ Result<void> JpegHuffman::setCodes(ByteView counts, ByteView symbols)
         std::size_t l = static_cast<std::size_t>(length);
         m_firstCode[l] = code;
         m_firstSymbol[l] = static_cast<std::int32_t>(used);
-        for (std::size_t i = 0; i < count; i++, code += width) {
+        for (std::size_t i = 0; i < count; ++i, code += width) {
             std::uint8_t symbol = m_symbols[used++];
             if (length > CodeBits)
                 continue;

@@ -29,7 +29,7 @@ PixelModel modelOf(JpegColors colors)
 
 void interleave3(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& from, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++, to += 3) {
+    for (std::size_t i = 0; i < count; ++i, to += 3) {
         std::array<std::uint8_t, 4> pixel { from[0][i], from[1][i], from[2][i], 0 };
         std::memcpy(to, pixel.data(), pixel.size());
     }
@@ -37,7 +37,7 @@ void interleave3(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& fro
 
 void interleave4(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& from, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++, to += 4) {
+    for (std::size_t i = 0; i < count; ++i, to += 4) {
         for (std::size_t c = 0; c < 4; ++c)
             to[c] = from[c][i];
     }
@@ -46,7 +46,7 @@ void interleave4(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& fro
 /// The inks are the complements of the colours that the first three components stand for.
 void inksOfYcck(std::uint8_t* pixels, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; i++, pixels += 4) {
+    for (std::size_t i = 0; i < count; ++i, pixels += 4) {
         std::array<std::uint8_t, 3> rgb = rgbOfYcc(pixels);
         for (std::size_t c = 0; c < 3; ++c)
             pixels[c] = static_cast<std::uint8_t>(255 - rgb[c]);
@@ -108,7 +108,7 @@ void JpegStrips::fill(std::size_t component, int column, int row, int mean)
     const Part& part = m_parts[component];
     std::uint8_t sample = part.scaler.mean(mean);
     std::uint8_t* to = place(component, column, row);
-    for (int y = 0; y < part.scaler.down(); y++, to += part.stride)
+    for (int y = 0; y < part.scaler.down(); ++y, to += part.stride)
         std::memset(to, sample, static_cast<std::size_t>(part.scaler.across()));
 }
 

@@ -12,7 +12,7 @@ Bitmap photo(int width, int height)
     std::uint8_t* to = bitmap.pixels.data();
     std::uint32_t noise = 12345;
     for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; x++, to += 4) {
+        for (int x = 0; x < width; ++x, to += 4) {
             double u = static_cast<double>(x) / width;
             double v = static_cast<double>(y) / height;
             double rings = std::sin(60 * std::hypot(u - 0.4, v - 0.6)) * 40;
