@@ -1,12 +1,8 @@
 #include "service/job/ReadingJob.h"
 
-#include "Base/Core/ByteReader.h"
-#include "Base/Core/NSException.h"
 #include "Base/Core/Text.h"
+#include "service/job/FileCode.h"
 #include "service/job/RecordCode.h"
-
-#include <algorithm>
-#include <array>
 
 namespace mv {
 
@@ -14,89 +10,11 @@ namespace {
 
 // Keys of a job, which is a record like any other.
 constexpr std::string_view Operation = "operation";
-constexpr std::string_view PathText = "path";
 constexpr std::string_view Width = "width";
 constexpr std::string_view Height = "height";
 constexpr std::string_view DebugLevel = "debug";
-constexpr std::string_view Size = "size";
-constexpr std::string_view Modified = "modified";
-constexpr std::string_view Created = "created";
-constexpr std::string_view IsRegular = "regular";
-constexpr std::string_view IsFolder = "folder";
-constexpr std::string_view Device = "device";
-constexpr std::string_view Inode = "inode";
-// Of an error, with one of the two words in front that say what it was of.
-constexpr std::string_view AttributesError = "attributes-";
-constexpr std::string_view ContentError = "content-";
-constexpr std::string_view Kind = "kind";
-constexpr std::string_view Text = "text";
-constexpr std::string_view Code = "code";
-
-std::string joined(std::string_view a, std::string_view b) { return std::string(a).append(b); }
 
 Error wrong(const char* what) { return { Error::Kind::Format, formatText("a job with %s", what) }; }
-
-void setError(Record& record, std::string_view of, const Error& error)
-{
-    record.set(joined(of, Kind), static_cast<std::int32_t>(error.kind));
-    record.set(joined(of, Text), cleanedUtf8(error.text));
-    record.set(joined(of, Code), error.code);
-}
-
-std::optional<Error> errorOf(const Record& record, std::string_view of)
-{
-    auto kind = record.integer(joined(of, Kind));
-    const std::string* text = record.string(joined(of, Text));
-    if (!kind || *kind < 0 || *kind > static_cast<std::int32_t>(Error::Kind::State) || !text)
-        return std::nullopt;
-    return Error { static_cast<Error::Kind>(*kind), *text, record.integer(joined(of, Code)).value_or(0) };
-}
-
-void setAttributes(Record& record, const FileAttributes& attributes)
-{
-    record.set(Size, attributes.size);
-    record.set(Modified, attributes.modificationDate);
-    if (attributes.creationDate)
-        record.set(Created, *attributes.creationDate);
-    record.set(IsRegular, attributes.isRegularFile);
-    record.set(IsFolder, attributes.isDirectory);
-    record.set(Device, static_cast<std::int64_t>(attributes.identity.device));
-    record.set(Inode, static_cast<std::int64_t>(attributes.identity.inode));
-}
-
-std::int64_t longInteger(const Record& record, std::string_view key)
-{
-    const Value* value = record.find(key);
-    const auto* number = value ? std::get_if<std::int64_t>(&value->storage()) : nullptr;
-    return number ? *number : 0;
-}
-
-Result<FileAttributes> attributesOf(const Record& record)
-{
-    if (auto error = errorOf(record, AttributesError))
-        return *error;
-    FileAttributes attributes;
-    attributes.size = longInteger(record, Size);
-    if (const Date* date = record.date(Modified))
-        attributes.modificationDate = *date;
-    if (const Date* date = record.date(Created))
-        attributes.creationDate = *date;
-    attributes.isRegularFile = record.boolean(IsRegular).value_or(false);
-    attributes.isDirectory = record.boolean(IsFolder).value_or(false);
-    attributes.identity
-        = { static_cast<dev_t>(longInteger(record, Device)), static_cast<ino_t>(longInteger(record, Inode)) };
-    return attributes;
-}
-
-Result<SharedSource> contentOf(const Record& record, const Result<FileAttributes>& attributes, UniqueFd fd)
-{
-    if (auto error = errorOf(record, ContentError))
-        return *error;
-    if (!fd || !attributes || attributes->size < 0)
-        return Error { Error::Kind::NotFound, "no content came with the job" };
-    auto size = static_cast<std::uint64_t>(attributes->size);
-    return SharedSource(std::make_shared<const InputFile>(InputFile::adopt(std::move(fd), size)));
-}
 
 float realOf(const Record& record, std::string_view key)
 {
@@ -114,10 +32,6 @@ constexpr std::uint8_t Exception = 4;
 
 constexpr std::string_view VersionNumber = "versionNumber";
 constexpr std::string_view ExifDate = "date";
-constexpr std::string_view ExceptionName = "name";
-constexpr std::string_view ExceptionReason = "reason";
-
-constexpr std::array RaisedNames { NSInvalidArgumentException, NSInternalInconsistencyException, NSGenericException };
 
 Record recordOf(const MVExifInfo& info)
 {
@@ -164,8 +78,8 @@ public:
     }
     void operator()(const RaisedException& raised)
     {
-        Record record { { ExceptionName, raised.name }, { ExceptionReason, cleanedUtf8(raised.reason) } };
-        put(Exception, &record);
+        m_out.push_back(Exception);
+        encodeRaised(raised, m_out);
     }
 
 private:
@@ -179,14 +93,10 @@ private:
     Bytes& m_out;
 };
 
-Result<ReadingAnswer> decodeRaised(ByteView bytes)
+Result<ReadingAnswer> raisedOf(ByteView bytes)
 {
-    MV_TRY(record, decodeRecord(bytes));
-    const std::string* name = record.string(ExceptionName);
-    const std::string* reason = record.string(ExceptionReason);
-    if (!name || !reason || std::find(RaisedNames.begin(), RaisedNames.end(), *name) == RaisedNames.end())
-        return wrong("an exception that nothing raises");
-    return ReadingAnswer(RaisedException { *name, *reason });
+    MV_TRY(raised, decodeRaised(bytes));
+    return ReadingAnswer(std::move(raised));
 }
 
 bool givesFlag(ReadingOperation operation) { return operation == ReadingOperation::HasAppleLossless; }
@@ -222,17 +132,7 @@ Bytes encodeJob(const ReadingJob& job)
 {
     Record record { { Operation, static_cast<std::int32_t>(job.operation) }, { DebugLevel, job.debugLevel },
         { Width, double { job.maximum.width } }, { Height, double { job.maximum.height } } };
-    // A path is bytes, not text.
-    if (!job.file.path().isNil()) {
-        ByteView path = bytesOf(job.file.path().text());
-        record.set(PathText, Bytes(path.begin(), path.end()));
-    }
-    if (job.file.attributes())
-        setAttributes(record, *job.file.attributes());
-    else
-        setError(record, AttributesError, job.file.attributes().error());
-    if (!job.file.content())
-        setError(record, ContentError, job.file.content().error());
+    setFile(record, job.file);
     Bytes bytes;
     encodeRecord(record, bytes);
     return bytes;
@@ -244,13 +144,7 @@ Result<ReadingJob> decodeJob(ByteView bytes, UniqueFd content)
     std::int32_t operation = record.integer(Operation).value_or(0);
     if (operation < 1 || operation > static_cast<std::int32_t>(LastReadingOperation))
         return wrong("no operation");
-    Path path;
-    if (const Bytes* text = record.data(PathText))
-        path = std::string(charsOf(*text));
-    Result<FileAttributes> attributes = attributesOf(record);
-    Result<SharedSource> source = contentOf(record, attributes, std::move(content));
-    return ReadingJob { static_cast<ReadingOperation>(operation),
-        OpenedFile(std::move(path), std::move(attributes), std::move(source)),
+    return ReadingJob { static_cast<ReadingOperation>(operation), fileOf(record, std::move(content)),
         { realOf(record, Width), realOf(record, Height) }, record.integer(DebugLevel).value_or(0) };
 }
 
@@ -275,7 +169,7 @@ Result<ReadingAnswer> decodeAnswer(ReadingOperation operation, ByteView bytes)
     case Flag:
         return flagOf(operation, rest);
     case Exception:
-        return decodeRaised(rest);
+        return raisedOf(rest);
     default:
         return wrong("an answer of no kind");
     }

@@ -4,6 +4,7 @@
 #include "Base/Media/Record.h"
 #include "service/include/MVExifExtractorBase.h"
 #include "service/include/MVImageInfoBuilder.h"
+#include "service/job/RaisedException.h"
 #include "system/OpenedFile.h"
 
 #include <cstdint>
@@ -40,12 +41,6 @@ struct ReadingJob {
 Bytes encodeJob(const ReadingJob& job);
 /// The same job, with `content` as its file's. Format for bytes that encodeJob does not write.
 Result<ReadingJob> decodeJob(ByteView bytes, UniqueFd content);
-
-/// An exception that left the operation.
-struct RaisedException {
-    std::string name;
-    std::string reason;
-};
 
 /// What an operation gave: a record or none, the facts of a picture or none, a flag, or an exception.
 using ReadingAnswer = std::variant<std::optional<Record>, std::shared_ptr<MVExifInfo>, bool, RaisedException>;
