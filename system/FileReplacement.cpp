@@ -77,8 +77,9 @@ void closeReplaced(SharedFile file)
 /// The handle of an opened file, for locking and reading; null where its content is none of a file.
 Result<SharedFile> handleOf(const OpenedFile& file)
 {
-    MV_TRY(content, file.content());
-    return std::dynamic_pointer_cast<const InputFile>(content);
+    if (!file.content())
+        return file.content().error();
+    return file.contentAsFile();
 }
 
 Result<SharedFile> newHandle(const Path& path)

@@ -73,6 +73,17 @@ OpenedFile OpenedFile::at(const Path& path)
     return { path, std::move(attributes), std::move(content) };
 }
 
+std::shared_ptr<const InputFile> OpenedFile::contentAsFile() const
+{
+    return m_content ? std::dynamic_pointer_cast<const InputFile>(*m_content) : nullptr;
+}
+
+int OpenedFile::descriptor() const
+{
+    auto file = contentAsFile();
+    return file ? file->fd() : -1;
+}
+
 Result<FileAttributes> attributesAt(const Path& path)
 {
     return path.isNil() ? notThere(ENOENT) : statAt(AT_FDCWD, path.c_str(), 0);

@@ -32,6 +32,10 @@ public:
     const Path& path() const { return m_path; }
     /// The bytes. An error where it cannot be read, and for whatever is no regular file.
     const Result<SharedSource>& content() const { return m_content; }
+    /// The content as a file, for whoever needs its handle; null where it is none, or cannot be read.
+    std::shared_ptr<const InputFile> contentAsFile() const;
+    /// That file's descriptor, -1 without one. Stays open as long as the content is.
+    int descriptor() const;
     /// Of whatever is there, a folder or a device too, readable or not. The error is Access where a folder on the way
     /// may not be searched, else NotFound; a dangling link leads to nothing.
     const Result<FileAttributes>& attributes() const { return m_attributes; }

@@ -39,13 +39,15 @@ public:
     /// Nothing may be written afterwards.
     virtual Result<void> commit() = 0;
 
+    /// For whoever writes; stays this object's.
+    int fd() const { return m_content.get(); }
+
 protected:
     /// `content` is an empty file, open for reading and writing.
     explicit OutputFile(UniqueFd content)
         : m_content(std::move(content))
     {
     }
-    int fd() const { return m_content.get(); }
 
 private:
     UniqueFd m_content;

@@ -36,7 +36,7 @@ public:
     bool canHoldFile() const override;
     Result<void> clear() override;
     Result<std::unique_ptr<OutputFile>> create() override { return OutputFile::create(path()); }
-    std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) override;
+    UniqueFd openDescriptorInPlace(const OpenedFile& input) override;
     std::unique_ptr<EditableFile> edit() override { return EditableFile::at(path()); }
 };
 
@@ -56,18 +56,24 @@ Result<void> PlaceInFolder::clear()
     return {};
 }
 
-std::unique_ptr<FileInPlace> PlaceInFolder::openInPlace(const OpenedFile& input)
+UniqueFd PlaceInFolder::openDescriptorInPlace(const OpenedFile& input)
 {
     // Emptied only after the check: opening with O_TRUNC would destroy an input that is named twice.
     constexpr mode_t Permissions = 0666;
     UniqueFd fd(open(path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, Permissions));
     if (!fd || isFile(fd.get(), input) || !makeEmpty(fd.get()))
-        return nullptr;
-    return FileInPlace::of(std::move(fd));
+        return {};
+    return fd;
 }
 
 } // namespace
 
 std::shared_ptr<OutputPlace> OutputPlace::at(const Path& path) { return std::make_shared<PlaceInFolder>(path); }
+
+std::unique_ptr<FileInPlace> OutputPlace::openInPlace(const OpenedFile& input)
+{
+    UniqueFd fd = openDescriptorInPlace(input);
+    return fd ? FileInPlace::of(std::move(fd)) : nullptr;
+}
 
 } // namespace mv

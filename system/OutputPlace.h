@@ -37,7 +37,9 @@ public:
     /// Opens the file that is there to be written in place, empty; makes one where there is none. Null, and what is
     /// there stays as it is, where that cannot be done, or the file is `input` itself under whatever name. Does not
     /// wait for a reader of a FIFO.
-    virtual std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) = 0;
+    virtual std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input);
+    /// The same for whoever hands it on: the descriptor, open for writing; none where openInPlace() is null.
+    virtual UniqueFd openDescriptorInPlace(const OpenedFile& input) = 0;
     /// The file that is there now, to be changed.
     virtual std::unique_ptr<EditableFile> edit() = 0;
 

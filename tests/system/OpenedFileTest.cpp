@@ -100,6 +100,22 @@ TEST(OpenedFile, FilesThatMayNotBeReadHaveAttributes)
     EXPECT_EQ(file.content().error().kind, Error::Kind::Access);
 }
 
+TEST(OpenedFile, HasADescriptorWhereItsContentIsAFile)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("a", "12345");
+    OpenedFile file = OpenedFile::at(path);
+    struct stat facts { };
+    ASSERT_EQ(fstat(file.descriptor(), &facts), 0);
+    EXPECT_EQ(facts.st_ino, file.attributes()->identity.inode);
+    EXPECT_EQ(file.contentAsFile()->fd(), file.descriptor());
+    OpenedFile inMemory(path, file.attributes(), sourceOfBytes({ 1, 2 }));
+    EXPECT_EQ(inMemory.descriptor(), -1);
+    EXPECT_EQ(inMemory.contentAsFile(), nullptr);
+    EXPECT_EQ(OpenedFile::at(folder.path()).descriptor(), -1);
+    EXPECT_EQ(OpenedFile().descriptor(), -1);
+}
+
 TEST(OpenedFile, OneFileByTwoNames)
 {
     test::ScratchFolder folder;

@@ -52,6 +52,17 @@ TEST_F(OutputFileTest, AppearsWhenItIsCommitted)
     EXPECT_EQ(files(), 1u);
 }
 
+TEST_F(OutputFileTest, ItsDescriptorReadsAndWrites)
+{
+    auto file = make(m_path);
+    ASSERT_EQ(pwrite(file->fd(), "abc", 3, 0), 3);
+    char bytes[3] {};
+    ASSERT_EQ(pread(file->fd(), bytes, 3, 0), 3);
+    EXPECT_EQ(std::string_view(bytes, 3), "abc");
+    ASSERT_TRUE(file->commit().ok());
+    EXPECT_EQ(charsOf(readFile(m_path)), "abc");
+}
+
 TEST_F(OutputFileTest, ANewFileHasNoNameButItsOwn)
 {
     if (!hasNamelessFiles())

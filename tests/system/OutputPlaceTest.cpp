@@ -3,9 +3,11 @@
 #include "tests/support/Scratch.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace mv::test {
 namespace {
@@ -103,6 +105,20 @@ TEST_F(OutputPlaceTest, AFileInPlaceIsEmptiedAndWritten)
     EXPECT_EQ(charsOf(readFile(m_path)), "aBcdef");
 }
 
+TEST_F(OutputPlaceTest, ADescriptorInPlaceIsForWritingAlone)
+{
+    m_scratch.write("made.m4a", "something older");
+    UniqueFd fd = m_place->openDescriptorInPlace(OpenedFile());
+    ASSERT_TRUE(fd);
+    EXPECT_EQ(fs::file_size(m_path), 0u);
+    EXPECT_EQ(pwrite(fd.get(), "abc", 3, 1), 3);
+    EXPECT_EQ(charsOf(readFile(m_path)), std::string("\0abc", 4));
+    char byte = 0;
+    EXPECT_EQ(read(fd.get(), &byte, 1), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(fcntl(fd.get(), F_GETFD), FD_CLOEXEC);
+}
+
 TEST_F(OutputPlaceTest, AFileThatIsDroppedInPlaceStaysAsFarAsItIs)
 {
     auto file = m_place->openInPlace(OpenedFile());
@@ -118,8 +134,10 @@ TEST_F(OutputPlaceTest, TheInputIsNotOpenedInPlace)
     auto input = OpenedFile::at(path);
     fs::create_hard_link(path, m_path);
     fs::create_symlink("in.wav", m_scratch.file("link"));
-    for (const std::string& name : { path, m_path, m_scratch.file("link") })
+    for (const std::string& name : { path, m_path, m_scratch.file("link") }) {
         EXPECT_FALSE(OutputPlace::at(name)->openInPlace(input)) << name;
+        EXPECT_FALSE(OutputPlace::at(name)->openDescriptorInPlace(input)) << name;
+    }
     EXPECT_EQ(charsOf(readFile(path)), "sound");
     // The name is another file's by now, which is none of the input's business.
     fs::rename(path, m_scratch.file("moved.wav"));

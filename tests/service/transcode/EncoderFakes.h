@@ -200,6 +200,7 @@ public:
     Result<void> clear() override { return m_place->clear(); }
     Result<std::unique_ptr<OutputFile>> create() override { return m_place->create(); }
     std::unique_ptr<EditableFile> edit() override { return m_place->edit(); }
+    UniqueFd openDescriptorInPlace(const OpenedFile& input) override { return m_place->openDescriptorInPlace(input); }
     std::unique_ptr<FileInPlace> openInPlace(const OpenedFile& input) override
     {
         auto file = m_place->openInPlace(input);
