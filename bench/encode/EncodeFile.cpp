@@ -2,7 +2,8 @@
 // twice and prints wall and CPU seconds of the second time, as in a service that has done a job before.
 
 #include "bench/encode/Stopwatch.h"
-#include "service/transcode/MP3Encoder.h"
+#include "service/encoder/MP3Encoder.h"
+#include "service/transcode/Mp3EncodingJob.h"
 
 #include <string_view>
 
@@ -10,7 +11,7 @@ using namespace mv;
 
 int main(int count, char** arguments)
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     bool warm = false;
     int first = 1;
     for (; first < count && arguments[first][0] == '-'; ++first) {

@@ -1,5 +1,6 @@
 #include "service/host/Services.h"
 
+#include "service/encoder/MP3Encoder.h"
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 #include "service/host/adaptors/ImageInfoAdaptor.h"
@@ -14,8 +15,8 @@
 #include "service/parsers/MVBasicAudioParser.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "service/tags/MediaTag.h"
-#include "service/transcode/MP3Encoder.h"
 #include "service/transcode/MP4ExporterImpl.h"
+#include "service/transcode/Mp3EncodingJob.h"
 
 #include <algorithm>
 #include <array>
@@ -27,6 +28,11 @@ namespace {
 template <class Adaptor, class Root> std::unique_ptr<ServedObject> makeRoot()
 {
     return std::make_unique<Adaptor>(std::make_unique<Root>());
+}
+
+std::unique_ptr<ServedObject> makeEncoder()
+{
+    return std::make_unique<AudioEncoderAdaptor>(std::make_unique<MP3Encoder>(standardEncoding()));
 }
 
 // The texts are what clients' logs rely on, odd capitals included.
@@ -42,7 +48,7 @@ constexpr std::array Services {
     ServiceRow { MP4ParserService, "failed to register Mivo MP4 Parser", makeRoot<MediaInfoAdaptor, MP4Parser> },
     ServiceRow {
         ExifExtractorService, "failed to register Mivo Exif Extractor", makeRoot<ExifExtractorAdaptor, ExifExtractor> },
-    ServiceRow { Mp3EncoderService, "failed to register Mivo MP3 Encoder", makeRoot<AudioEncoderAdaptor, MP3Encoder> },
+    ServiceRow { Mp3EncoderService, "failed to register Mivo MP3 Encoder", makeEncoder },
     ServiceRow { BasicAudioParserService, "failed to register Mivo basicaudio parser",
         makeRoot<MediaInfoAdaptor, MVBasicAudioParser> },
 };

@@ -66,8 +66,8 @@ MP3EncoderParts MP3EncoderParts::standard()
     return { &library, [] { return std::make_unique<CoreAudioDecoder>(); } };
 }
 
-Mp3EncodingJob::Mp3EncodingJob(
-    const MP3EncoderParts& parts, Record attributes, Listener& listener, const OpenedFile& input, OutputPlace& output)
+Mp3EncodingJob::Mp3EncodingJob(const MP3EncoderParts& parts, Record attributes, EncodingListener& listener,
+    const OpenedFile& input, OutputPlace& output)
     : m_parts(parts)
     , m_library(*parts.library)
     , m_attributes(std::move(attributes))
@@ -258,6 +258,12 @@ void Mp3EncodingJob::closeLibrary()
 {
     if (lame_t lame = std::exchange(m_lame, nullptr))
         m_library.close(lame);
+}
+
+EncodingRun encodingOfParts(MP3EncoderParts parts)
+{
+    return [parts = std::move(parts)](const Record& attributes, EncodingListener& listener, const OpenedFile& input,
+               OutputPlace& output) { return Mp3EncodingJob(parts, attributes, listener, input, output).run(); };
 }
 
 } // namespace mv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/Media/Record.h"
+#include "service/encoder/EncodingRun.h"
 #include "service/transcode/EncodingPipeline.h"
 #include "service/transcode/LameLibrary.h"
 #include "service/transcode/MVAudioDecoder.h"
@@ -23,20 +24,8 @@ struct MP3EncoderParts {
 /// One file on its way to MP3, on the thread that runs it. Knows neither bus nor encoder.
 class Mp3EncodingJob {
 public:
-    /// Hears of the job on its thread.
-    class Listener {
-    public:
-        virtual ~Listener() = default;
-        virtual void started() = 0;
-        /// Asked before every block; true cancels.
-        virtual bool shouldStop() = 0;
-        virtual void progress(float percent) = 0; ///< whole, growing
-        virtual void failed(std::int32_t code) = 0; ///< MVAudioEncoderError...
-        virtual void ended() = 0; ///< not after a failure or a cancel
-    };
-
     /// With the encoder's attributes as they are when the job begins. All references outlive the job.
-    Mp3EncodingJob(const MP3EncoderParts& parts, Record attributes, Listener& listener, const OpenedFile& input,
+    Mp3EncodingJob(const MP3EncoderParts& parts, Record attributes, EncodingListener& listener, const OpenedFile& input,
         OutputPlace& output);
     ~Mp3EncodingJob() { closeLibrary(); }
     Mp3EncodingJob(const Mp3EncodingJob&) = delete;
@@ -67,7 +56,7 @@ private:
     const MP3EncoderParts& m_parts;
     const LameLibrary& m_library;
     const Record m_attributes;
-    Listener& m_listener;
+    EncodingListener& m_listener;
     const OpenedFile& m_input;
     OutputPlace& m_output;
     lame_t m_lame = nullptr; // owned
@@ -81,5 +70,9 @@ private:
     float m_lastPercent = -1.0f;
     bool m_cancelled = false;
 };
+
+/// An encoder's jobs as such jobs, in this process.
+EncodingRun encodingOfParts(MP3EncoderParts parts);
+inline EncodingRun standardEncoding() { return encodingOfParts(MP3EncoderParts::standard()); }
 
 } // namespace mv

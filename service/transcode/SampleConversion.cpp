@@ -74,4 +74,11 @@ void buildSampleBlock(ByteView area, std::uint32_t byteSize, std::uint32_t frame
     }
 }
 
+void buildBufferFrameCountBuffer(const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152])
+{
+    const AudioBuffer& from = list.mBuffers[0];
+    ByteView area { static_cast<const std::uint8_t*>(from.mData), std::size_t { frameCount } * 8 };
+    buildSampleBlock(area, from.mDataByteSize, frameCount, buffer);
+}
+
 } // namespace mv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/Core/Bytes.h"
+#include "audio/AudioFile.h"
 
 #include <cstdint>
 
@@ -15,5 +16,9 @@ std::uint32_t sampleWidth(std::uint32_t byteSize, std::uint32_t frames);
 /// `area` is the memory of the block, of which `byteSize` bytes were filled; it has room for 8 bytes a frame.
 /// `samples` takes up to 1152 frames of two channels. Nothing for 0 frames.
 void buildSampleBlock(ByteView area, std::uint32_t byteSize, std::uint32_t frames, std::int32_t (&samples)[2][1152]);
+
+/// The same for the list's first buffer, which must have room for 8 bytes a frame.
+void buildBufferFrameCountBuffer(
+    const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152]);
 
 } // namespace mv

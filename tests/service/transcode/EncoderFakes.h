@@ -1,6 +1,7 @@
 #pragma once
 
-#include "service/transcode/MP3Encoder.h"
+#include "service/encoder/MP3Encoder.h"
+#include "service/transcode/Mp3EncodingJob.h"
 
 #include <functional>
 #include <mutex>

@@ -8,7 +8,7 @@ using testing::IsEmpty;
 TEST_F(MP3EncoderTest, NilPathsAreAssertions)
 {
     LogCapture log;
-    MP3Encoder encoder(parts());
+    MP3Encoder encoder(encodingOfParts(parts()));
     encoder.setDelegate(delegate);
     auto reasonOf = [&](const Path& from, const Path& to) {
         try {

@@ -29,7 +29,7 @@ protected:
     }
     bool encode(const Record& attributes = {})
     {
-        MP3Encoder encoder(parts());
+        MP3Encoder encoder(encodingOfParts(parts()));
         encoder.setAttributes(attributes);
         encoder.setDelegate(delegate);
         return encodeFrom(encoder, input, output);

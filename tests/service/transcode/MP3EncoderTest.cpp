@@ -19,7 +19,7 @@ TEST(MVAudioEncoder, HasThreeAttributesAndDoesNothing)
 
 TEST_F(MP3EncoderTest, AttributesHaveDefaultsAndAreMerged)
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     EXPECT_EQ(encoder.attributes(),
         (Record { { "MVAudioEncoderSamplingRateAttribute", 0 }, { "MVAudioEncoderBitrateAttribute", 192000 },
             { "MVAudioEncoderVBRAttribute", false }, { "MVMP3EncoderStereoModeAttribte", 2 },
@@ -32,7 +32,7 @@ TEST_F(MP3EncoderTest, AttributesHaveDefaultsAndAreMerged)
 
 TEST_F(MP3EncoderTest, AttributesOfOtherKindsAreIgnored)
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     encoder.setAttributes({ { MVAudioEncoderBitrateAttribute, OtherKind {} }, { "own", OtherKind {} },
         { MVAudioEncoderVBRAttribute, true } });
     EXPECT_EQ(encoder.attributes().size(), 5u);
@@ -73,7 +73,7 @@ TEST_F(MP3EncoderTest, MeanBitRatesAreBroughtIntoRange)
         watched.meanBitrate = row.mean;
         MP3EncoderParts own = parts();
         own.library = &watched;
-        MP3Encoder encoder(own);
+        MP3Encoder encoder(encodingOfParts(own));
         encoder.setAttributes({ { MVAudioEncoderVBRAttribute, true } });
         EXPECT_TRUE(encodeFrom(encoder, input, output));
         std::vector<std::string> set;
@@ -241,7 +241,7 @@ TEST_F(MP3EncoderTest, ParametersAreDumpedAtLevelSix)
 
 TEST_F(MP3EncoderTest, AnEncoderIsReusableAndItsBytesAreTheSameEachTime)
 {
-    MP3Encoder encoder(parts());
+    MP3Encoder encoder(encodingOfParts(parts()));
     EXPECT_TRUE(encodeFrom(encoder, input, output));
     Bytes first = readFile(output);
     prepares = false;
@@ -263,7 +263,7 @@ TEST_F(MP3EncoderTest, ALongerFileThatWasThereIsReplaced)
 
 TEST_F(MP3EncoderTest, AJobKeepsTheDelegateThatItBeganWith)
 {
-    MP3Encoder encoder(parts());
+    MP3Encoder encoder(encodingOfParts(parts()));
     auto other = std::make_shared<WatchedDelegate>();
     std::weak_ptr<WatchedDelegate> first = delegate;
     delegate->onStart = [&] { encoder.setDelegate(other); };

@@ -102,7 +102,7 @@ TEST(MP3EncoderThread, AJobOnAThreadReportsFromIt)
 {
     ScratchFolder scratch;
     auto delegate = std::make_shared<CountingDelegate>();
-    MP3Encoder encoder(fakeParts(1152 * 50));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152 * 50)));
     encoder.setDelegate(delegate);
     std::string direct = scratch.file("direct.mp3");
     std::string threaded = scratch.file("threaded.mp3");
@@ -121,7 +121,7 @@ TEST(MP3EncoderThread, AFailureOnAThreadReachesTheDelegateOnly)
 {
     ScratchFolder scratch;
     auto delegate = std::make_shared<CountingDelegate>();
-    MP3Encoder encoder(fakeParts(1152));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152)));
     encoder.setDelegate(delegate);
     encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("no folder/out.mp3")));
     EXPECT_THAT(delegate->waitForEnds(1), testing::ElementsAre(4));
@@ -129,7 +129,7 @@ TEST(MP3EncoderThread, AFailureOnAThreadReachesTheDelegateOnly)
 
 TEST(MP3EncoderThread, NilPathsCannotBePutIntoTheAttributes)
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     for (auto [input, output] : { std::pair { Path(), Path("/out") }, { Path("/in"), Path() } }) {
         try {
             encoder.encodeOnThreadFileOutputFile(OpenedFile::at(input), OutputPlace::at(output));
@@ -144,7 +144,7 @@ TEST(MP3EncoderThread, NilPathsCannotBePutIntoTheAttributes)
 TEST(MP3EncoderThread, AThreadWithoutPathsEndsByItsAssertion)
 {
     LogCapture log;
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     encoder.encodeThread();
     ASSERT_EQ(log.lines().size(), 2u);
     EXPECT_EQ(log.lines()[1], "*** Terminating encoding thread due to uncaught exception: input is nil");
@@ -156,7 +156,7 @@ TEST(MP3EncoderThread, TwentyEncodersAtOnce)
     auto delegate = std::make_shared<CountingDelegate>();
     std::vector<std::unique_ptr<MP3Encoder>> encoders;
     for (int i = 0; i < 20; ++i) {
-        encoders.push_back(std::make_unique<MP3Encoder>(fakeParts(1152 * 40)));
+        encoders.push_back(std::make_unique<MP3Encoder>(encodingOfParts(fakeParts(1152 * 40))));
         encoders.back()->setDelegate(delegate);
         encoders.back()->encodeOnThreadFileOutputFile(
             OpenedFile::at("/in"), OutputPlace::at(scratch.file(std::to_string(i) + ".mp3")));
@@ -173,7 +173,7 @@ TEST(MP3EncoderThread, TwentyJobsOnOneEncoder)
 {
     ScratchFolder scratch;
     auto delegate = std::make_shared<CountingDelegate>();
-    MP3Encoder encoder(fakeParts(1152 * 40));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152 * 40)));
     encoder.setDelegate(delegate);
     for (int i = 0; i < 20; ++i) {
         encoder.encodeOnThreadFileOutputFile(
@@ -192,7 +192,7 @@ TEST(MP3EncoderThread, JobsStartedBackToBackMayShareAPair)
 {
     ScratchFolder scratch;
     auto delegate = std::make_shared<CountingDelegate>();
-    MP3Encoder encoder(fakeParts(1152 * 20));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152 * 20)));
     encoder.setDelegate(delegate);
     std::thread writer([&] {
         for (int i = 0; i < 200; ++i)
@@ -210,7 +210,7 @@ TEST(MP3EncoderThread, JobsStartedBackToBackMayShareAPair)
 TEST(MP3EncoderThread, TheSecondPairIsWhatALateThreadSees)
 {
     ScratchFolder scratch;
-    MP3Encoder encoder(fakeParts(1152));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152)));
     encoder.putDown(OpenedFile::at("/in"), OutputPlace::at(scratch.file("first.mp3")));
     encoder.putDown(OpenedFile::at("/in"), OutputPlace::at(scratch.file("second.mp3")));
     encoder.encodeThread();
@@ -222,7 +222,7 @@ TEST(MP3EncoderThread, TheSecondPairIsWhatALateThreadSees)
 TEST(MP3EncoderThread, FilesThatWereTakenUpAreLetGo)
 {
     ScratchFolder scratch;
-    MP3Encoder encoder(fakeParts(1152));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152)));
     SharedSource content = sourceOfBytes({});
     std::weak_ptr<const ByteSource> watched = content;
     encoder.putDown(OpenedFile("/in", FileAttributes {}, std::move(content)), OutputPlace::at(scratch.file("out.mp3")));
@@ -237,7 +237,7 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayEndsItsJobsAsCancelled)
     auto delegate = std::make_shared<CountingDelegate>();
     std::string output = scratch.file("long.mp3");
     {
-        MP3Encoder encoder(fakeParts(std::int64_t { 1152 } << 30)); // a year
+        MP3Encoder encoder(encodingOfParts(fakeParts(std::int64_t { 1152 } << 30))); // a year
         encoder.setDelegate(delegate);
         encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(output));
         delegate->waitForStarts(1);
@@ -274,7 +274,7 @@ TEST(MP3EncoderThread, AnEncoderThatGoesAwayStartsNoOtherJob)
         return job;
     };
     {
-        MP3Encoder encoder(fakeParts(std::int64_t { 1152 } << 30));
+        MP3Encoder encoder(encodingOfParts(fakeParts(std::int64_t { 1152 } << 30)));
         encoder.setDelegate(first);
         encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("first.mp3")));
         firstAsks.acquire();
@@ -299,7 +299,7 @@ TEST(MP3EncoderThread, AJobHasADelegateOfItsOwnOnItsThread)
         job->onDestruction = noteThread;
         return job;
     };
-    MP3Encoder encoder(fakeParts(1152));
+    MP3Encoder encoder(encodingOfParts(fakeParts(1152)));
     encoder.setDelegate(client);
     EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("out.mp3"))));
     encoder.encodeOnThreadFileOutputFile(OpenedFile::at("/in"), OutputPlace::at(scratch.file("out.mp3")));

@@ -22,7 +22,7 @@ constexpr const char* Stereo = "0.4*sin(440*2*PI*t)+0.1*sin(3000*t*t)|0.3*sin(66
 
 bool encode(const std::string& input, const std::string& output, const Record& attributes = {})
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     encoder.setAttributes(attributes);
     return encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(output));
 }
@@ -172,7 +172,7 @@ TEST_F(MP3Encoding, TheBytesDoNotDependOnTheDelegate)
     input = scratch.file("in.flac");
     make(Stereo, "4", "flac -sample_fmt s16");
     ASSERT_TRUE(encode(input, scratch.file("silent.mp3")));
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
     ASSERT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(scratch.file("watched.mp3"))));
@@ -199,7 +199,7 @@ TEST_F(MP3Encoding, EveryStereoSourceOfSixteenBitsGivesTheSameMp3)
 TEST_F(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
 {
     ASSERT_EQ(run(tone(Stereo, "1", "-af atrim=end_sample=0 -c:a pcm_s16le") + test::shellQuoted(input)), 0);
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
     EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(scratch.file("out.mp3"))));
@@ -211,7 +211,7 @@ TEST_F(MP3Encoding, AnEmptyWaveGivesAnEmptyMp3)
 
 TEST_F(MP3Encoding, WhatIsNoAudioIsError1)
 {
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
     EXPECT_FALSE(encoder.encodeFileOutputFile(
@@ -263,7 +263,7 @@ TEST_F(MP3Encoding, SixChannelsByTheRulesAndExactly)
 {
     make("0.4*sin(440*2*PI*t)|0.2*sin(990*2*PI*t)|0|0|0|0:c=5.1", "1", "pcm_s16le");
     DebugGate gate(3);
-    MP3Encoder encoder;
+    MP3Encoder encoder(standardEncoding());
     auto delegate = std::make_shared<WatchedDelegate>();
     encoder.setDelegate(delegate);
     EXPECT_TRUE(encoder.encodeFileOutputFile(OpenedFile::at(input), OutputPlace::at(output)));
@@ -301,7 +301,7 @@ TEST_F(MP3Encoding, ASourceWhoseMediaWereCutFails)
     std::size_t media = charsOf(whole).find("mdat") + 4;
     for (ByteView cut : { ByteView(whole).first(media), ByteView(whole).first(media + 100),
              ByteView(whole).first(whole.size() - 1), ByteView(wave).first(charsOf(wave).find("data") + 8) }) {
-        MP3Encoder encoder;
+        MP3Encoder encoder(standardEncoding());
         auto delegate = std::make_shared<WatchedDelegate>();
         encoder.setDelegate(delegate);
         EXPECT_FALSE(encoder.encodeFileOutputFile(OpenedFile::at(scratch.write("cut", cut)), OutputPlace::at(output)))

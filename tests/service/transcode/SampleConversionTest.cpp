@@ -1,4 +1,4 @@
-#include "service/transcode/MP3Encoder.h"
+#include "service/transcode/SampleConversion.h"
 
 #include <gmock/gmock.h>
 #include <vector>
@@ -20,7 +20,7 @@ Channels built(std::vector<std::uint8_t> bytes, std::uint32_t frames)
     bytes.resize(std::max<std::size_t>(bytes.size(), frames * std::size_t { 8 }));
     AudioBufferList list { 1, { { 2, filled, bytes.data() } } };
     static std::int32_t samples[2][1152];
-    MP3Encoder::buildBufferFrameCountBuffer(list, frames, samples);
+    buildBufferFrameCountBuffer(list, frames, samples);
     return { { samples[0], samples[0] + frames }, { samples[1], samples[1] + frames } };
 }
 
@@ -90,7 +90,7 @@ TEST(SampleConversion, NoFramesNoSamples)
     std::int32_t samples[2][1152] = { { 77 }, { 78 } };
     std::uint8_t bytes[] = { 1, 2, 3 };
     AudioBufferList list { 1, { { 2, sizeof bytes, bytes } } };
-    MP3Encoder::buildBufferFrameCountBuffer(list, 0, samples);
+    buildBufferFrameCountBuffer(list, 0, samples);
     EXPECT_EQ(samples[0][0], 77);
     EXPECT_EQ(samples[1][0], 78);
 }

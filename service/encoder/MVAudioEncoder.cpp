@@ -1,4 +1,4 @@
-#include "service/transcode/MVAudioEncoder.h"
+#include "service/encoder/MVAudioEncoder.h"
 
 #include <utility>
 

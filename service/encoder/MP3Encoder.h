@@ -1,7 +1,7 @@
 #pragma once
 
-#include "service/transcode/MVAudioEncoder.h"
-#include "service/transcode/Mp3EncodingJob.h"
+#include "service/encoder/EncodingRun.h"
+#include "service/encoder/MVAudioEncoder.h"
 
 #include <atomic>
 #include <memory>
@@ -14,8 +14,8 @@ namespace mv {
 /// messages come from the thread that called encodeFileOutputFile, or from the thread of the job.
 class MP3Encoder final : public MVAudioEncoder {
 public:
-    MP3Encoder();
-    explicit MP3Encoder(MP3EncoderParts parts);
+    /// Jobs are done by that run.
+    explicit MP3Encoder(EncodingRun run);
     /// Jobs that still run on threads end within a block as if their delegates had cancelled them; waits for that.
     ~MP3Encoder() override;
 
@@ -37,11 +37,6 @@ public:
     /// The body of a job's thread, once for each putDown(): encodes what was put down last.
     void encodeThread();
 
-    /// Splits a block of interleaved samples into the library's two channels; see buildSampleBlock, the list's first
-    /// buffer must have room for 8 bytes a frame.
-    static void buildBufferFrameCountBuffer(
-        const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152]);
-
 private:
     class JobListener;
 
@@ -58,7 +53,7 @@ private:
     Pair takePair() MV_EXCLUDES(m_pairLock);
     void reapWorkers() MV_REQUIRES(m_workersLock);
 
-    MP3EncoderParts m_parts;
+    const EncodingRun m_run;
     std::atomic<bool> m_closing = false;
     Mutex m_pairLock;
     Pair m_pair MV_GUARDED_BY(m_pairLock);

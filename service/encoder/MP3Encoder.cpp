@@ -1,8 +1,7 @@
-#include "service/transcode/MP3Encoder.h"
+#include "service/encoder/MP3Encoder.h"
 
 #include "Base/Core/Handle.h"
 #include "Base/Core/NSAssert.h"
-#include "service/transcode/SampleConversion.h"
 
 #include <utility>
 
@@ -18,7 +17,7 @@ constexpr std::string_view OutputFileKey = "_OutputFile";
 } // namespace
 
 /// Hands what a job says on to the client's delegate, if there is one; ends the job when the encoder goes away.
-class MP3Encoder::JobListener final : public Mp3EncodingJob::Listener {
+class MP3Encoder::JobListener final : public EncodingListener {
 public:
     explicit JobListener(MP3Encoder& encoder)
         : m_encoder(encoder)
@@ -53,13 +52,8 @@ private:
     const std::shared_ptr<MVAudioEncoderDelegate> m_delegate;
 };
 
-MP3Encoder::MP3Encoder()
-    : MP3Encoder(MP3EncoderParts::standard())
-{
-}
-
-MP3Encoder::MP3Encoder(MP3EncoderParts parts)
-    : m_parts(std::move(parts))
+MP3Encoder::MP3Encoder(EncodingRun run)
+    : m_run(std::move(run))
 {
     mergeAttributes({ { MVMP3EncoderStereoModeAttribte, 2 }, { MVMP3EncoderQualityAttribute, 1 } });
 }
@@ -92,7 +86,7 @@ bool MP3Encoder::encodeFileOutputFile(const OpenedFile& input, const SharedPlace
     MV_ASSERT(!input.path().isNil(), Encode, "input is nil");
     MV_ASSERT(!output->path().isNil(), Encode, "output is nil");
     JobListener listener(*this);
-    return Mp3EncodingJob(m_parts, attributes(), listener, input, *output).run();
+    return m_run(attributes(), listener, input, *output);
 }
 
 void MP3Encoder::encodeOnThreadFileOutputFile(const OpenedFile& input, const SharedPlace& output)
@@ -152,14 +146,6 @@ void MP3Encoder::encodeThread()
     } catch (...) {
         NSLog("*** Terminating encoding thread due to uncaught exception of an unknown kind");
     }
-}
-
-void MP3Encoder::buildBufferFrameCountBuffer(
-    const AudioBufferList& list, std::uint32_t frameCount, std::int32_t (&buffer)[2][1152])
-{
-    const AudioBuffer& from = list.mBuffers[0];
-    ByteView area { static_cast<const std::uint8_t*>(from.mData), std::size_t { frameCount } * 8 };
-    buildSampleBlock(area, from.mDataByteSize, frameCount, buffer);
 }
 
 } // namespace mv
