@@ -2,7 +2,6 @@
 
 #include "Base/Core/DebugLog.h"
 #include "Base/Core/NSLog.h"
-#include "platform/MainThread.h"
 #include "service/job/Messages.h"
 #include "service/worker/ReadingRunner.h"
 #include "system/Mutex.h"
@@ -54,7 +53,6 @@ UniqueFd onlyDescriptor(Frame& frame)
 Result<void> serveJobs(Channel& channel)
 {
     LogSender sender(channel);
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     while (true) {
         MV_TRY(frame, channel.receive(Channel::NoDeadline, 1));
         if (!frame)
