@@ -2,6 +2,7 @@
 
 #include "system/SystemError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -164,9 +165,21 @@ std::chrono::milliseconds ChildProgram::cpuTime() const
 Result<void> ChildProgram::limitCpuTime(std::chrono::seconds more) const
 {
     auto until = std::chrono::ceil<std::chrono::seconds>(cpuTime()) + more;
-    const rlimit limit { static_cast<rlim_t>(until.count()), RLIM_INFINITY };
-    if (m_end || prlimit(m_processId, RLIMIT_CPU, &limit, nullptr) != 0)
+    return setLimit(RLIMIT_CPU, static_cast<std::uint64_t>(until.count()));
+}
+
+Result<void> ChildProgram::limitFileBytes(std::uint64_t length) const { return setLimit(RLIMIT_FSIZE, length); }
+
+// The hard one stays: raising it takes rights.
+Result<void> ChildProgram::setLimit(int resource, std::uint64_t value) const
+{
+    rlimit limit {};
+    auto which = static_cast<__rlimit_resource>(resource);
+    if (m_end || prlimit(m_processId, which, nullptr, &limit) != 0)
         return systemError(m_end ? ESRCH : errno, "prlimit");
+    limit.rlim_cur = std::min(static_cast<rlim_t>(value), limit.rlim_max);
+    if (prlimit(m_processId, which, &limit, nullptr) != 0)
+        return systemError(errno, "prlimit");
     return {};
 }
 

@@ -4,6 +4,7 @@
 #include "Base/Core/Result.h"
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -42,6 +43,8 @@ public:
     std::chrono::milliseconds cpuTime() const;
     /// Ends it by SIGXCPU when it has used so much more than it has by now.
     Result<void> limitCpuTime(std::chrono::seconds more) const;
+    /// Lets it write files up to that length from now on, whatever it was born with.
+    Result<void> limitFileBytes(std::uint64_t length) const;
 
 private:
     explicit ChildProgram(pid_t processId)
@@ -49,6 +52,7 @@ private:
     {
     }
     ProgramEnd remember(int status);
+    Result<void> setLimit(int resource, std::uint64_t value) const;
 
     pid_t m_processId = -1; // -1 after a move
     std::optional<ProgramEnd> m_end;

@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -11,9 +12,8 @@ namespace mv {
 
 namespace {
 
-Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t soft, rlim_t hard)
+Result<void> setLimit(__rlimit_resource resource, const char* name, const rlimit& limit)
 {
-    const rlimit limit { soft, hard };
     if (setrlimit(resource, &limit) != 0)
         return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
     return {};
@@ -21,7 +21,17 @@ Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t soft,
 
 Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t value)
 {
-    return setLimit(resource, name, value, value);
+    return setLimit(resource, name, { value, value });
+}
+
+/// The hard one stays, so that the parent, an ordinary user's too, can raise it for a job.
+Result<void> setSoftLimit(__rlimit_resource resource, const char* name, rlim_t value)
+{
+    rlimit limit {};
+    if (getrlimit(resource, &limit) != 0)
+        return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
+    limit.rlim_cur = std::min(value, limit.rlim_max);
+    return setLimit(resource, name, limit);
 }
 
 } // namespace
@@ -29,10 +39,10 @@ Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t value
 Result<void> applyLimits(const Limits& limits)
 {
     MV_TRY_VOID(setLimit(RLIMIT_DATA, "memory", limits.memoryBytes));
-    // The hard one stays: the parent counts what a call may take from where the process is by then.
-    MV_TRY_VOID(setLimit(RLIMIT_CPU, "time", limits.cpuSeconds, RLIM_INFINITY));
+    // The parent counts what a call may take from where the process is by then.
+    MV_TRY_VOID(setSoftLimit(RLIMIT_CPU, "time", limits.cpuSeconds));
+    MV_TRY_VOID(setSoftLimit(RLIMIT_FSIZE, "file length", limits.fileBytes));
     MV_TRY_VOID(setLimit(RLIMIT_NOFILE, "descriptors", limits.descriptors));
-    MV_TRY_VOID(setLimit(RLIMIT_FSIZE, "file length", limits.fileBytes));
     MV_TRY_VOID(setLimit(RLIMIT_CORE, "core files", 0));
     MV_TRY_VOID(setLimit(RLIMIT_MEMLOCK, "locked memory", 0));
     std::signal(SIGXFSZ, SIG_IGN);

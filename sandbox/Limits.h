@@ -11,7 +11,7 @@ struct Limits {
     std::uint64_t memoryBytes = 0; ///< data, stacks of threads included; what libraries map does not count
     std::uint64_t cpuSeconds = 0; ///< SIGXCPU ends the process then; its parent can give more
     std::uint64_t descriptors = 32; ///< open at once
-    std::uint64_t fileBytes = 0; ///< longest file that it can write: 0 for who has nothing to write
+    std::uint64_t fileBytes = 0; ///< longest file that it can write, until its parent allows more: 0 for nothing
 };
 
 /// Sets them, and that nothing is left of a crash and nothing locked in memory. A write beyond the length of a file
