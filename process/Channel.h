@@ -27,8 +27,8 @@ struct Frame {
 class Channel {
 public:
     using Clock = std::chrono::steady_clock;
-    /// A record may hold a picture of this size on the bus; what is around it is far smaller.
-    static constexpr std::size_t MaxPayloadBytes = 33u << 20;
+    /// A call or an answer on the bus has at most 128 MiB; what else there is in a message is far smaller.
+    static constexpr std::size_t MaxPayloadBytes = 130u << 20;
     static constexpr std::size_t MaxDescriptors = 4;
     static constexpr Clock::time_point NoDeadline = Clock::time_point::max();
 
