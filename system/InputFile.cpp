@@ -1,5 +1,6 @@
 #include "system/InputFile.h"
 
+#include "Base/Core/Text.h"
 #include "system/SystemError.h"
 
 #include <cerrno>
@@ -55,6 +56,16 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
         done += static_cast<std::size_t>(count);
     }
     return done;
+}
+
+// A copy of the descriptor would have its rights.
+Result<UniqueFd> InputFile::openForReadingOnly() const
+{
+    std::string self = formatText("/proc/self/fd/%d", m_fd.get());
+    UniqueFd fd(::open(self.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        return systemError(errno, "opening for reading only");
+    return fd;
 }
 
 Result<Bytes> readWholeFile(const Path& path, std::uint64_t limit)

@@ -29,6 +29,9 @@ public:
     std::uint64_t size() const override { return m_size; }
     Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override;
     int fd() const { return m_fd.get(); }
+    /// Another descriptor of the file, through which nobody can write, however this one was opened. It keeps the file
+    /// open, and shares neither place nor lock with this.
+    Result<UniqueFd> openForReadingOnly() const;
 
 private:
     InputFile(UniqueFd fd, std::uint64_t size)
