@@ -11,6 +11,8 @@ namespace mv {
 struct RaisedException {
     std::string name;
     std::string reason;
+
+    bool operator==(const RaisedException&) const = default;
 };
 
 void encodeRaised(const RaisedException& raised, Bytes& out);

@@ -72,11 +72,20 @@ private:
 
 Error wrong(const char* what) { return { Error::Kind::Format, formatText("a record with %s", what) }; }
 
-Result<std::string> decodeText(ByteReader& in)
+/// What a record may have.
+struct Bounds {
+    std::size_t entries;
+    std::size_t keyBytes;
+    bool anyText;
+};
+
+Result<std::string> decodeText(ByteReader& in, const Bounds& bounds)
 {
     std::string_view text = charsOf(in.take(in.u32le()));
     if (in.failed())
         return wrong("a text that is not there");
+    if (bounds.anyText)
+        return std::string(text);
     if (text.find('\0') != std::string_view::npos || !isValidUtf8(text))
         return wrong("a text that is none");
     return std::string(text);
@@ -88,7 +97,7 @@ Result<Value> decodeFlag(ByteReader& in)
     return flag <= 1 ? Result<Value>(Value(flag == 1)) : wrong("a flag of a third kind");
 }
 
-Result<Value> decodeValue(ByteReader& in)
+Result<Value> decodeValue(ByteReader& in, const Bounds& bounds)
 {
     switch (in.u8()) {
     case Null:
@@ -106,7 +115,7 @@ Result<Value> decodeValue(ByteReader& in)
     case Moment:
         return Value(Date { static_cast<std::int64_t>(in.u64le()) });
     case Text: {
-        MV_TRY(text, decodeText(in));
+        MV_TRY(text, decodeText(in, bounds));
         return Value(std::move(text));
     }
     case Data: {
@@ -116,6 +125,27 @@ Result<Value> decodeValue(ByteReader& in)
     default:
         return wrong("a value of no kind");
     }
+}
+
+Result<Record> decode(ByteView bytes, const Bounds& bounds)
+{
+    ByteReader in(bytes);
+    std::uint32_t count = in.u32le();
+    if (count > bounds.entries)
+        return Error { Error::Kind::Limit, "a record claims too many entries" };
+    Record record;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        MV_TRY(key, decodeText(in, bounds));
+        if (key.size() > bounds.keyBytes || record.contains(key))
+            return wrong("a key that is too long or there twice");
+        MV_TRY(value, decodeValue(in, bounds));
+        if (in.failed())
+            return wrong("a value that is not there");
+        record.set(key, std::move(value));
+    }
+    if (in.failed() || !in.atEnd())
+        return wrong("a wrong length");
+    return record;
 }
 
 } // namespace
@@ -130,25 +160,8 @@ void encodeRecord(const Record& record, Bytes& out)
     }
 }
 
-Result<Record> decodeRecord(ByteView bytes)
-{
-    ByteReader in(bytes);
-    std::uint32_t count = in.u32le();
-    if (count > MaxRecordEntries)
-        return Error { Error::Kind::Limit, "a record claims too many entries" };
-    Record record;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        MV_TRY(key, decodeText(in));
-        if (key.size() > MaxKeyBytes || record.contains(key))
-            return wrong("a key that is too long or there twice");
-        MV_TRY(value, decodeValue(in));
-        if (in.failed())
-            return wrong("a value that is not there");
-        record.set(key, std::move(value));
-    }
-    if (in.failed() || !in.atEnd())
-        return wrong("a wrong length");
-    return record;
-}
+Result<Record> decodeRecord(ByteView bytes) { return decode(bytes, { MaxRecordEntries, MaxKeyBytes, false }); }
+
+Result<Record> decodeRecordOfHost(ByteView bytes) { return decode(bytes, { bytes.size(), bytes.size(), true }); }
 
 } // namespace mv

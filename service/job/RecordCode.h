@@ -15,8 +15,11 @@ void encodeRecord(const Record& record, Bytes& out);
 /// that are neither 0 nor 1, texts that are not UTF-8 or hold a zero byte, a key twice, bytes behind the last entry.
 /// Limit for more entries than any record has. No memory is taken for what is only announced.
 Result<Record> decodeRecord(ByteView bytes);
+/// The same of bytes that the host has encoded: a client's record has as many entries and such texts as the client
+/// likes.
+Result<Record> decodeRecordOfHost(ByteView bytes);
 
-/// Far above what any service or client puts into one.
+/// Far above what any service puts into one.
 inline constexpr std::uint32_t MaxRecordEntries = 1024;
 inline constexpr std::size_t MaxKeyBytes = 256;
 

@@ -1,0 +1,116 @@
+#include "service/job/WritingJob.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Core/Text.h"
+#include "service/job/FileCode.h"
+#include "service/job/RecordCode.h"
+
+namespace mv {
+
+namespace {
+
+// Keys of what goes before the call's own record, a record too.
+constexpr std::string_view Operation = "operation";
+constexpr std::string_view Output = "output";
+constexpr std::string_view BitRate = "bitrate";
+constexpr std::string_view HasDelegate = "delegate";
+constexpr std::string_view DebugLevel = "debug";
+
+// The kinds of answers, as their first byte.
+constexpr std::uint8_t Flag = 3;
+constexpr std::uint8_t Exception = 4;
+constexpr std::uint8_t Status = 5;
+
+Error wrong(const char* what) { return { Error::Kind::Format, formatText("a writing job with %s", what) }; }
+
+bool givesFlag(WritingOperation operation)
+{
+    return operation == WritingOperation::UpdateTag || operation == WritingOperation::EncodeMp3;
+}
+
+class AnswerEncoder {
+public:
+    explicit AnswerEncoder(Bytes& out)
+        : m_bytes(out)
+        , m_out(out)
+    {
+    }
+    void operator()(bool flag)
+    {
+        m_out.u8(Flag);
+        m_out.u8(flag ? 1 : 0);
+    }
+    void operator()(std::int32_t status)
+    {
+        m_out.u8(Status);
+        m_out.u32le(static_cast<std::uint32_t>(status));
+    }
+    void operator()(const RaisedException& raised)
+    {
+        m_out.u8(Exception);
+        encodeRaised(raised, m_bytes);
+    }
+
+private:
+    Bytes& m_bytes;
+    ByteWriter m_out;
+};
+
+Result<WritingAnswer> raisedOf(ByteView bytes)
+{
+    MV_TRY(raised, decodeRaised(bytes));
+    return WritingAnswer(std::move(raised));
+}
+
+} // namespace
+
+Bytes encodeWritingJob(const WritingJob& job)
+{
+    Record facts { { Operation, static_cast<std::int32_t>(job.operation) }, { BitRate, job.bitrate },
+        { HasDelegate, job.hasDelegate }, { DebugLevel, job.debugLevel } };
+    setPath(facts, Output, job.output);
+    setFile(facts, job.file);
+    Bytes front;
+    encodeRecord(facts, front);
+    Bytes bytes;
+    ByteWriter out(bytes);
+    out.u32le(static_cast<std::uint32_t>(front.size()));
+    out.bytes(front);
+    encodeRecord(job.record, bytes);
+    return bytes;
+}
+
+Result<WritingJob> decodeWritingJob(ByteView bytes, UniqueFd content)
+{
+    ByteReader in(bytes);
+    MV_TRY(facts, decodeRecordOfHost(in.take(in.u32le())));
+    MV_TRY(record, decodeRecordOfHost(in.rest()));
+    std::int32_t operation = facts.integer(Operation).value_or(0);
+    if (operation < 1 || operation > static_cast<std::int32_t>(LastWritingOperation))
+        return wrong("no operation");
+    return WritingJob { static_cast<WritingOperation>(operation), fileOf(facts, std::move(content)),
+        pathOf(facts, Output), std::move(record), facts.integer(BitRate).value_or(0),
+        facts.boolean(HasDelegate).value_or(false), facts.integer(DebugLevel).value_or(0) };
+}
+
+Bytes encodeWritingAnswer(const WritingAnswer& answer)
+{
+    Bytes bytes;
+    std::visit(AnswerEncoder(bytes), answer);
+    return bytes;
+}
+
+Result<WritingAnswer> decodeWritingAnswer(WritingOperation operation, ByteView bytes)
+{
+    ByteReader in(bytes);
+    std::uint8_t kind = in.u8();
+    if (kind == Exception)
+        return raisedOf(in.rest());
+    if (kind == Flag && givesFlag(operation) && in.remaining() == 1 && bytes[1] <= 1)
+        return WritingAnswer(bytes[1] == 1);
+    if (kind == Status && !givesFlag(operation) && in.remaining() == sizeof(std::int32_t))
+        return WritingAnswer(static_cast<std::int32_t>(in.u32le()));
+    return wrong("an answer to another question");
+}
+
+} // namespace mv
