@@ -2,8 +2,10 @@
 
 #include "Base/Core/DebugLog.h"
 #include "Base/Core/NSLog.h"
+#include "platform/MainThread.h"
 #include "service/job/Messages.h"
 #include "service/worker/ReadingRunner.h"
+#include "service/worker/WritingRunner.h"
 #include "system/Mutex.h"
 
 namespace mv {
@@ -13,30 +15,28 @@ namespace {
 constexpr std::size_t MaxLogLine = 1024;
 
 /// Any thread of a job may write a line; the channel takes one message at a time.
-class LogSender {
+class Sender {
 public:
-    explicit LogSender(Channel& channel)
+    explicit Sender(Channel& channel)
         : m_channel(channel)
     {
-        setLogSink([this](std::string_view line) { send(line); });
+        setLogSink([this](std::string_view line) { sendLine(line); });
     }
-    ~LogSender() { setLogSink({}); }
-    LogSender(const LogSender&) = delete;
-    LogSender& operator=(const LogSender&) = delete;
+    ~Sender() { setLogSink({}); }
+    Sender(const Sender&) = delete;
+    Sender& operator=(const Sender&) = delete;
 
-    Result<void> answer(const ReadingAnswer& answer) MV_EXCLUDES(m_lock)
+    Result<void> send(Message kind, ByteView payload) MV_EXCLUDES(m_lock)
     {
         MutexLock hold(m_lock);
-        return m_channel.send(static_cast<std::uint8_t>(Message::Answer), encodeAnswer(answer));
+        return m_channel.send(static_cast<std::uint8_t>(kind), payload);
     }
 
 private:
-    void send(std::string_view line) MV_EXCLUDES(m_lock)
+    void sendLine(std::string_view line)
     {
-        MutexLock hold(m_lock);
         // Nobody is left to tell of a line that cannot be sent.
-        static_cast<void>(
-            m_channel.send(static_cast<std::uint8_t>(Message::Log), bytesOf(truncatedUtf8(line, MaxLogLine))));
+        static_cast<void>(send(Message::Log, bytesOf(truncatedUtf8(line, MaxLogLine))));
     }
 
     Mutex m_lock;
@@ -48,20 +48,40 @@ UniqueFd onlyDescriptor(Frame& frame)
     return frame.descriptors.empty() ? UniqueFd() : std::move(frame.descriptors.front());
 }
 
+bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }
+
+Result<void> doReadingJob(Frame frame, Sender& sender)
+{
+    MV_TRY(job, decodeJob(frame.payload, onlyDescriptor(frame)));
+    setDebugLevel(job.debugLevel);
+    return sender.send(Message::Answer, encodeAnswer(runReadingJob(job)));
+}
+
+Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
+{
+    MV_TRY(job, decodeWritingJob(frame.payload, onlyDescriptor(frame)));
+    frame.payload = Bytes(); // a record may be large, and is not needed twice
+    setDebugLevel(job.debugLevel);
+    HostLink host(channel, [&sender](Message kind, ByteView payload) { return sender.send(kind, payload); });
+    return sender.send(Message::Answer, encodeWritingAnswer(runWritingJob(job, host)));
+}
+
 } // namespace
 
 Result<void> serveJobs(Channel& channel)
 {
-    LogSender sender(channel);
+    Sender sender(channel);
+    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     while (true) {
         MV_TRY(frame, channel.receive(Channel::NoDeadline, 1));
         if (!frame)
             return {};
-        if (frame->kind != static_cast<std::uint8_t>(Message::ReadingJob))
+        if (isKind(*frame, Message::ReadingJob))
+            MV_TRY_VOID(doReadingJob(std::move(*frame), sender));
+        else if (isKind(*frame, Message::WritingJob))
+            MV_TRY_VOID(doWritingJob(std::move(*frame), sender, channel));
+        else
             return Error { Error::Kind::Format, "a message that no host sends" };
-        MV_TRY(job, decodeJob(frame->payload, onlyDescriptor(*frame)));
-        setDebugLevel(job.debugLevel);
-        MV_TRY_VOID(sender.answer(runReadingJob(job)));
     }
 }
 
