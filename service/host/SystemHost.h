@@ -1,6 +1,6 @@
 #pragma once
 
-#include "application/NSDistributedNotificationCenter.h"
+#include "platform/NSDistributedNotificationCenter.h"
 #include "service/host/AppDelegate.h"
 
 namespace mv {

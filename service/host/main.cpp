@@ -1,4 +1,3 @@
-#include "platform/MainThread.h"
 #include "service/host/Announcement.h"
 #include "service/host/CommandLine.h"
 #include "service/host/Services.h"
@@ -47,9 +46,6 @@ int main(int count, char** words)
 
     int status = 0;
     {
-        // Movies are worked with on the main thread alone.
-        MainThread::setExecutor(
-            [](const std::function<void()>& work) { NSApplication::sharedApplication().performAndWait(work); });
         SystemHost host(NSApplication::sharedApplication());
         AppDelegate delegate(host, services());
         status = NSApplicationMain(delegate);

@@ -1,4 +1,4 @@
-#include "application/LaunchServices.h"
+#include "platform/LaunchServices.h"
 
 #include "Base/Core/Handle.h"
 #include "system/RunningPrograms.h"

@@ -1,4 +1,4 @@
-#include "application/NSFileManager.h"
+#include "platform/NSFileManager.h"
 
 #include "tests/support/Scratch.h"
 

@@ -1,4 +1,4 @@
-#include "application/ProcessTable.h"
+#include "platform/ProcessTable.h"
 
 #include "Base/Core/Handle.h"
 #include "system/RunningPrograms.h"

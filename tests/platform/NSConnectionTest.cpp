@@ -1,4 +1,4 @@
-#include "application/NSConnection.h"
+#include "platform/NSConnection.h"
 
 #include "Base/Core/NSException.h"
 #include "bus/BusError.h"

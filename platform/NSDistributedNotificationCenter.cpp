@@ -1,7 +1,7 @@
-#include "application/NSDistributedNotificationCenter.h"
+#include "platform/NSDistributedNotificationCenter.h"
 
 #include "Base/Core/NSLog.h"
-#include "application/NSApplication.h"
+#include "platform/NSApplication.h"
 
 #include <algorithm>
 

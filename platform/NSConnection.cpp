@@ -1,4 +1,4 @@
-#include "application/NSConnection.h"
+#include "platform/NSConnection.h"
 
 #include "Base/Core/NSLog.h"
 #include "bus/BusName.h"

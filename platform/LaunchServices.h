@@ -1,6 +1,6 @@
 #pragma once
 
-#include "system/FSRef.h"
+#include "platform/FSRef.h"
 
 namespace mv {
 

@@ -1,4 +1,4 @@
-#include "application/LaunchServices.h"
+#include "platform/LaunchServices.h"
 
 #include "system/RunningPrograms.h"
 #include "tests/support/Eventually.h"

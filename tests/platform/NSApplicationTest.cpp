@@ -1,6 +1,7 @@
-#include "application/NSApplication.h"
+#include "platform/NSApplication.h"
 
 #include "Base/Core/NSException.h"
+#include "platform/MainThread.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -75,9 +76,10 @@ TEST(NSApplication, WatchesDescriptors)
     close(ends[1]);
 }
 
-TEST(NSApplication, HopsWaitAndHandExceptionsOn)
+TEST(MainThread, HopsWaitAndHandExceptionsOn)
 {
-    NSApplication application;
+    // The shared application can run only once a process, so this one run holds every case.
+    NSApplication& application = NSApplication::sharedApplication();
     Delegate delegate;
     std::thread worker;
     std::thread::id where;
@@ -85,13 +87,13 @@ TEST(NSApplication, HopsWaitAndHandExceptionsOn)
     bool nested = false;
     delegate.launched = [&] {
         worker = std::thread([&] {
-            application.performAndWait([&] { where = std::this_thread::get_id(); });
+            MainThread::perform([&] { where = std::this_thread::get_id(); }, true);
             try {
-                application.performAndWait([] { throw NSException("Name", "reason"); });
+                MainThread::perform([] { throw NSException("Name", "reason"); }, true);
             } catch (const NSException& exception) {
                 raised = exception.reason();
             }
-            application.performAndWait([&] { application.performAndWait([&] { nested = true; }); });
+            MainThread::perform([&] { MainThread::perform([&] { nested = true; }, true); }, true);
             application.terminate();
         });
     };
@@ -100,6 +102,20 @@ TEST(NSApplication, HopsWaitAndHandExceptionsOn)
     EXPECT_EQ(where, std::this_thread::get_id());
     EXPECT_EQ(raised, "reason");
     EXPECT_TRUE(nested);
+}
+
+TEST(MainThread, AnExecutorStandsInForTheLoop)
+{
+    int hops = 0;
+    MainThread::setExecutor([&](const std::function<void()>& work) {
+        ++hops;
+        work();
+    });
+    bool ran = false;
+    MainThread::perform([&] { ran = true; }, true);
+    MainThread::setExecutor({});
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(hops, 1);
 }
 
 } // namespace

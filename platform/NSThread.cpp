@@ -1,4 +1,4 @@
-#include "application/NSThread.h"
+#include "platform/NSThread.h"
 
 #include "Base/Core/NSLog.h"
 

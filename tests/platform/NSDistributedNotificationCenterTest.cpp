@@ -1,6 +1,6 @@
-#include "application/NSDistributedNotificationCenter.h"
+#include "platform/NSDistributedNotificationCenter.h"
 
-#include "application/NSApplication.h"
+#include "platform/NSApplication.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PrivateBus.h"
 

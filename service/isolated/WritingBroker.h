@@ -1,0 +1,128 @@
+#pragma once
+
+#include "process/Channel.h"
+#include "service/encoder/EncodingRun.h"
+#include "service/include/MVMP4ExporterBase.h"
+#include "service/job/Messages.h"
+#include "service/job/Requests.h"
+#include "service/job/WritingJob.h"
+#include "system/EditableFile.h"
+#include "system/OutputPlace.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace mv {
+
+/// What a writing job is about, as the caller has it. Which of them an operation needs its name says; the delegate of
+/// a conversion or an export may be null.
+struct WritingParts {
+    EditableFile* file = nullptr; ///< of UpdateTag
+    OutputPlace* place = nullptr; ///< of all others
+    EncodingListener* listener = nullptr; ///< of EncodeMp3
+    MVMP4ExporterDelegate* delegate = nullptr;
+};
+
+/// Stands between one writing job in a worker and what it works on. The worker asks for steps, and each is done here
+/// with the real objects, as far as an honest job of the kind could ask for it at that moment: nothing that a worker
+/// says makes a step happen that the operation does not have, on another file than the call's, or twice.
+///
+/// All on the job's thread: delegates are called there, while the worker waits.
+class WritingBroker {
+public:
+    using Clock = Channel::Clock;
+    /// Waits for the worker's next message that is no line of the log, as patiently as the caller has it for the
+    /// planning and checking of a tag. An error is final.
+    using AwaitFrame = std::function<Result<Frame>()>;
+
+    /// `job` as it goes to the worker; its `output` and `hasDelegate` are filled in here. All references outlive this.
+    WritingBroker(Channel& channel, WritingJob job, WritingParts parts, AwaitFrame awaitFrame);
+    ~WritingBroker();
+    WritingBroker(const WritingBroker&) = delete;
+    WritingBroker& operator=(const WritingBroker&) = delete;
+
+    /// The longest file that the worker may write for the job; 0 for one that has nothing to write.
+    std::uint64_t fileBytes() const;
+    /// Sends the job.
+    Result<void> start();
+    /// Does what a message of the worker asks for. The answer, once it came; nothing as long as the job goes on. An
+    /// error is final: what arrived was no message of an honest worker, the worker is gone, or what the caller's
+    /// awaitFrame said. Whatever a delegate throws comes through, and is final, too.
+    Result<std::optional<WritingAnswer>> serve(const Frame& frame);
+
+    /// Whether the worker has asked for more than answers: from then on the job cannot be begun again by another.
+    bool hasServed() const { return m_hasServed; }
+    /// Grows or changes as long as what is made does. For who watches whether a job that sends nothing still works.
+    struct Trace {
+        std::int64_t size = 0;
+        std::int64_t modified = 0; ///< nanoseconds
+        bool operator==(const Trace&) const = default;
+    };
+    Trace trace() const;
+
+    /// What the call gives whose worker is gone, whatever it was doing; to be asked once, after the last serve(). Tells
+    /// an encoder's listener what it has not heard yet, and leaves of the output what a failed job leaves.
+    WritingAnswer answerOfDeath();
+
+private:
+    struct Row;
+    enum class Made { Nothing, Created, Committed };
+    static const Row* rowOf(RequestKind kind);
+
+    Result<void> serveRequest(ByteView payload);
+    Result<std::optional<WritingAnswer>> takeAnswer(ByteView payload);
+    Result<WritingAnswer> checkedAnswer(WritingAnswer answer) const;
+
+    Result<void> isWritable(const Request& request);
+    Result<void> replace(const Request& request);
+    Result<void> outputAttributes(const Request& request);
+    Result<void> canHoldOutput(const Request& request);
+    Result<void> clearOutput(const Request& request);
+    Result<void> createOutput(const Request& request);
+    Result<void> commitOutput(const Request& request);
+    Result<void> openOutputInPlace(const Request& request);
+    Result<void> editOutput(const Request& request);
+    Result<void> started(const Request& request);
+    Result<void> shouldStop(const Request& request);
+    Result<void> progress(const Request& request);
+    Result<void> failed(const Request& request);
+    Result<void> ended(const Request& request);
+    Result<void> shouldGoOn(const Request& request);
+
+    PlannedContent planOf(const InputFile& current);
+    Result<void> checkOf(const InputFile& made);
+    PlannedContent receivePlan(std::uint64_t fileSize);
+    Result<Frame> awaitReplacementFrame(Message kind);
+    Error breakOff(Error error);
+
+    Result<void> send(Message kind, ByteView payload, int descriptor = -1);
+    Result<void> reply(const Record& record, int descriptor = -1);
+
+    Channel& m_channel;
+    WritingJob m_job;
+    const WritingParts m_parts;
+    const AwaitFrame m_awaitFrame;
+
+    bool m_hasServed = false;
+    std::optional<WritingAnswer> m_answer;
+    std::optional<Error> m_broken; // in the middle of a replacement
+
+    EditableFile* m_file; // that IsWritable and Replace speak of; null when it was replaced
+    std::unique_ptr<EditableFile> m_edited;
+    int m_questions = 0; // about files
+    bool m_isCleared = false;
+
+    Made m_made = Made::Nothing;
+    std::unique_ptr<OutputFile> m_output; // while it is being made
+    UniqueFd m_written; // what the worker writes into, to be watched
+
+    bool m_hasStarted = false;
+    bool m_isStopped = false;
+    bool m_isTold = false; // that it failed or ended
+    bool m_hasFailed = false;
+    float m_percent = -1;
+};
+
+} // namespace mv
