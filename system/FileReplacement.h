@@ -46,8 +46,8 @@ public:
     /// Looks at the new content before it takes the target's place; an error keeps the old one.
     using Check = std::function<Result<void>(const InputFile& made)>;
 
-    /// Every failure is logged with its reason, once (but Cancelled, by who gave it up), and leaves the content as it was (or, when only the sync of
-    /// the folder failed, whole and new).
+    /// Every failure is logged with its reason, once (but Cancelled, by who gave it up), and leaves the content as it
+    /// was (or, when only the sync of the folder failed, whole and new).
     ///
     /// The file's own descriptor is locked and read as long as its path leads to it; a file that has lost its name
     /// since it was opened is left alone, and what has the name now is opened. The content is closed by a thread of its
