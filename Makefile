@@ -56,9 +56,11 @@ fuzz:
 	@cmake --build --preset fuzz
 	@fuzz/run $(SECONDS)
 
-# Kills, full disks, failing calls and rivals while files are updated, at full length (some ten minutes).
+# Kills, full disks, failing calls, rivals and power cuts while files are updated, at full length (some twenty minutes).
 faults: build
 	@tests/faults/run_faults.py --programs build/tests
+	@tests/faults/run_power_cuts.py --programs build/tests
+	@tests/faults/run_power_cuts.py --programs build/tests --without-sync --cuts 30 --updates 60
 	@tests/faults/run_job_faults.py --programs build/bin
 
 install: build

@@ -1,7 +1,7 @@
+#include "application/NSDistributedNotificationCenter.h"
 #include "cli/Command.h"
 #include "cli/Terminal.h"
 #include "client/ServiceBus.h"
-#include "platform/NSDistributedNotificationCenter.h"
 #include "service/include/ServiceNames.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/AudioFile.h"
-#include "platform/FSRef.h"
+#include "system/FSRef.h"
 #include "system/OutputPlace.h"
 
 namespace mv {

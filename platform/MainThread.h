@@ -4,15 +4,17 @@
 
 namespace mv {
 
-/// Work that has to happen on the main thread: performSelectorOnMainThread:withObject:waitUntilDone:.
+/// Work that has to happen where movies are worked with: performSelectorOnMainThread:withObject:waitUntilDone:, which
+/// here always waits.
 class MainThread {
 public:
-    /// Runs `work` on the main thread. With `waitUntilDone` returns when it has run, and hands on an exception that
-    /// it raised; on the main thread itself it then runs at once. Without a running main loop waits until one runs.
-    static void perform(std::function<void()> work, bool waitUntilDone);
+    /// Runs `work` by the executor, or at once on the calling thread where there is none: the program of a process that
+    /// does one job after the other needs none. Returns when it has run; an exception that it raised goes to the
+    /// caller.
+    static void perform(const std::function<void()>& work);
 
-    /// Replaces the main loop: every piece of work goes to the executor, which runs it whenever and wherever it
-    /// likes before it returns. For a process that has no main loop, and for tests. An empty function undoes it.
+    /// Every piece of work goes to the executor, which runs it on whatever thread before it returns, and hands on what
+    /// it raised. An empty function undoes it.
     using Executor = std::function<void(const std::function<void()>& work)>;
     static void setExecutor(Executor executor);
 };

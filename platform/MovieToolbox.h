@@ -2,8 +2,8 @@
 
 #include "Base/Core/Bytes.h"
 #include "movies/MovieBackend.h"
-#include "platform/FSRef.h"
 #include "platform/QTMovie.h"
+#include "system/FSRef.h"
 
 #include <memory>
 #include <vector>

@@ -1,4 +1,3 @@
-#include "platform/MainThread.h"
 #include "service/transcode/MP4ExporterImpl.h"
 
 #include <chrono>
@@ -35,7 +34,6 @@ int main(int argc, char** argv)
 {
     if (argc < 4)
         return 2;
-    mv::MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     mv::MP4ExporterImpl exporter;
     int status = doJob(exporter, argc, argv);
     if (status == 0 && argc > 5) {

@@ -3,7 +3,6 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/parsers/QuickTimeAVParser.h"
 
 #include <cstdio>
@@ -75,8 +74,6 @@ int main(int argc, char** argv)
         else
             return 2;
     }
-    // No main loop runs here: hops to the main thread are made at once.
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     for (int i = optind; i < argc; ++i)
         describe(argv[i], count, pictureFile);
     return 0;

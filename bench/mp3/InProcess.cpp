@@ -4,7 +4,6 @@
 #include "Base/Media/Record.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
-#include "platform/MainThread.h"
 #include "service/parsers/ID3Columns.h"
 #include "service/parsers/MP3Parser.h"
 #include "system/InputFile.h"
@@ -100,7 +99,6 @@ void measure(const std::vector<std::string>& files)
 
 int main(int count, char** arguments)
 {
-    mv::MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     std::vector<std::string> files(arguments + 1, arguments + count);
     bool records = !files.empty() && files.front() == "--records";
     if (records) {

@@ -4,7 +4,6 @@
 #include "Base/Media/MediaDB.h"
 #include "ffmpeg/MediaBackend.h"
 #include "fuzz/OpenedBytes.h"
-#include "platform/MainThread.h"
 #include "platform/QTKit.h"
 #include "service/parsers/MP3Parser.h"
 
@@ -42,7 +41,6 @@ mv::AudioBackend& mv::installedAudioBackend()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static NoMovies movies;
-    mv::MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     auto record = mv::MP3Parser(movies).build(mv::fuzz::openedBytes(data, size, "song.mp3"));
     if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
         std::abort();

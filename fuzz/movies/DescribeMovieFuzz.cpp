@@ -3,7 +3,6 @@
 #include "Base/Core/NSLog.h"
 #include "fuzz/OpenedBytes.h"
 #include "platform/FileQTKit.h"
-#include "platform/MainThread.h"
 #include "service/parsers/QuickTimeAVParser.h"
 
 #include <chrono>
@@ -20,7 +19,6 @@ constexpr std::chrono::milliseconds Deadline { 2000 };
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     setLogSink([](std::string_view) {}); // most inputs say that they cannot be opened
     FileQTKit toolkit { Deadline };
     auto record = QuickTimeAVParser { toolkit }.build(fuzz::openedBytes(data, size, "movie"));

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "application/NSApplication.h"
 #include "bus/ServedObject.h"
-#include "platform/NSApplication.h"
 
 #include <functional>
 #include <memory>

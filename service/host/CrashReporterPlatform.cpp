@@ -2,12 +2,12 @@
 
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/NSException.h"
+#include "application/LaunchServices.h"
+#include "application/NSConnection.h"
+#include "application/NSFileManager.h"
+#include "application/NSThread.h"
+#include "application/ProcessTable.h"
 #include "bus/BusError.h"
-#include "platform/LaunchServices.h"
-#include "platform/NSConnection.h"
-#include "platform/NSFileManager.h"
-#include "platform/NSThread.h"
-#include "platform/ProcessTable.h"
 
 #include <csignal>
 

@@ -3,7 +3,7 @@
 #include "Base/Core/Bytes.h"
 #include "Base/Core/NSException.h"
 #include "Base/Core/NSLog.h"
-#include "platform/ProcessTable.h"
+#include "application/ProcessTable.h"
 #include "service/include/ServiceNames.h"
 
 #include <csignal>

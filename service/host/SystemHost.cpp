@@ -1,7 +1,7 @@
 #include "service/host/SystemHost.h"
 
+#include "application/NSConnection.h"
 #include "platform/BASS.h"
-#include "platform/NSConnection.h"
 
 namespace mv {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NSDistributedNotificationCenter.h"
+#include "application/NSDistributedNotificationCenter.h"
 #include "service/host/AppDelegate.h"
 
 namespace mv {

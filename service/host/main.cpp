@@ -1,3 +1,4 @@
+#include "platform/MainThread.h"
 #include "service/host/Announcement.h"
 #include "service/host/CommandLine.h"
 #include "service/host/Services.h"
@@ -46,6 +47,9 @@ int main(int count, char** words)
 
     int status = 0;
     {
+        // Movies are worked with on the main thread alone.
+        MainThread::setExecutor(
+            [](const std::function<void()>& work) { NSApplication::sharedApplication().performAndWait(work); });
         SystemHost host(NSApplication::sharedApplication());
         AppDelegate delegate(host, services());
         status = NSApplicationMain(delegate);

@@ -74,7 +74,7 @@ std::optional<Record> MP3Parser::build(const OpenedFile& file)
 
 bool MP3Parser::readMovieFacts(const OpenedFile& file, Record& record)
 {
-    MainThread::perform([this] { runQTKitOnMainThread(); }, true);
+    MainThread::perform([this] { runQTKitOnMainThread(); });
     auto movie = toolkit().initWithFile(file);
     // Deliberate: the toolkit is not left on this way out.
     if (!movie.ok())
@@ -90,7 +90,7 @@ bool MP3Parser::readMovieFacts(const OpenedFile& file, Record& record)
     // Deliberate: the rate at which the movie plays, not a sample rate; clients know it so.
     float rate = (*movie)->attribute<float>(QTMovieRateAttribute).value_or(0.0F);
     record.set(MediaDBMusicColumnSamplerate, columnInteger(rate));
-    MainThread::perform([this] { stopQTKitOnMainThread(); }, true);
+    MainThread::perform([this] { stopQTKitOnMainThread(); });
     return true;
 }
 

@@ -60,7 +60,7 @@ void setDate(Record& record, std::string_view key, const QTMovie& movie, std::st
 std::optional<Record> QuickTimeAVParser::build(const OpenedFile& file)
 {
     m_movie.reset();
-    MainThread::perform([&] { runQTMovieInitOnMainThread(file); }, true);
+    MainThread::perform([&] { runQTMovieInitOnMainThread(file); });
     Record record;
     if (!m_movie) {
         setFileColumns(record, file);
@@ -69,7 +69,7 @@ std::optional<Record> QuickTimeAVParser::build(const OpenedFile& file)
     m_toolkit.enterQTKitOnThread();
     ScopeGuard finish([this] {
         m_toolkit.exitQTKitOnThread();
-        MainThread::perform([this] { runQTMovieReleaseOnMainThread(); }, true);
+        MainThread::perform([this] { runQTMovieReleaseOnMainThread(); });
     });
     parseMovie(record, file);
     return record;

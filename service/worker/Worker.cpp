@@ -2,7 +2,6 @@
 
 #include "Base/Core/DebugLog.h"
 #include "Base/Core/NSLog.h"
-#include "platform/MainThread.h"
 #include "service/job/Messages.h"
 #include "service/worker/ReadingRunner.h"
 #include "service/worker/WritingRunner.h"
@@ -71,7 +70,6 @@ Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
 Result<void> serveJobs(Channel& channel)
 {
     Sender sender(channel);
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     while (true) {
         MV_TRY(frame, channel.receive(Channel::NoDeadline, 1));
         if (!frame)

@@ -3,6 +3,7 @@
 #include "audio/AudioBackend.h"
 #include "movies/MovieBackend.h"
 #include "pictures/PictureReader.h"
+#include "platform/BASS.h"
 #include "process/ChildProgram.h"
 #include "sandbox/Sandbox.h"
 #include "service/job/Messages.h"
@@ -22,12 +23,21 @@ constexpr const char* MediaKind = "media";
 constexpr Limits LightLimits { .memoryBytes = std::uint64_t { 512 } << 20, .cpuSeconds = 15, .descriptors = 32 };
 constexpr Limits MediaLimits { .memoryBytes = std::uint64_t { 3 } << 29, .cpuSeconds = 15, .descriptors = 32 };
 
+void initialiseAudioLibrary()
+{
+    constexpr int DefaultDevice = -1;
+    constexpr std::uint32_t Frequency = 44100;
+    // Deliberately not looked at: without the library the basic audio parser reports its own failures.
+    BASS_Init(DefaultDevice, Frequency, 0, nullptr, nullptr);
+}
+
 /// What libraries load or open at their first use, which a closed process cannot do any more.
 void loadEverything(bool isMedia)
 {
     tzset();
     static_cast<void>(NSBundle::mainBundle().executablePath());
     static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
+    initialiseAudioLibrary();
     if (!isMedia)
         return;
     static_cast<void>(installedMovieBackend().hasVideoDecoder(0));

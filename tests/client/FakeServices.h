@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Media/MediaDB.h"
-#include "platform/NSConnection.h"
+#include "application/NSConnection.h"
 #include "service/host/adaptors/AudioEncoderAdaptor.h"
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 #include "service/host/adaptors/ImageInfoAdaptor.h"

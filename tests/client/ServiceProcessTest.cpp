@@ -1,8 +1,8 @@
 #include "client/ServiceProcess.h"
 
+#include "application/NSDistributedNotificationCenter.h"
 #include "bus/BusName.h"
 #include "client/MediaInfoClient.h"
-#include "platform/NSDistributedNotificationCenter.h"
 #include "service/include/ServiceNames.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Eventually.h"

@@ -1,6 +1,6 @@
 /* Preloaded into tag_updater: makes the FAULT_INDEX-th call (from 0) of FAULT_CALL fail with FAULT_ERROR (a number), or
  * with FAULT_ERROR=short do a part of the work, or with FAULT_ERROR=kill end the process before the call does
- * anything. FAULT_INDEX=all makes every call fail. FAULT_CALL=any counts all calls that can fail, and "tmpfile" those of
+ * anything. FAULT_ERROR=skip has fsync do nothing and say that it did. FAULT_INDEX=all makes every call fail. FAULT_CALL=any counts all calls that can fail, and "tmpfile" those of
  * openat that make a nameless file. Whether the call came is told by creating the file FAULT_REPORT. FAULT_NAMED=1
  * refuses nameless files, whatever else is to fail. Standard output and error are left alone. */
 #define _GNU_SOURCE
@@ -16,7 +16,7 @@
 
 static int s_count;
 
-enum { Pass, Fail, Short };
+enum { Pass, Fail, Short, Skip };
 
 static int fault(const char* call)
 {
@@ -32,6 +32,8 @@ static int fault(const char* call)
     close(open_(getenv("FAULT_REPORT"), O_CREAT | O_WRONLY, 0600));
     if (strcmp(getenv("FAULT_ERROR"), "short") == 0)
         return Short;
+    if (strcmp(getenv("FAULT_ERROR"), "skip") == 0)
+        return Skip;
     if (strcmp(getenv("FAULT_ERROR"), "kill") == 0)
         raise(SIGKILL);
     errno = atoi(getenv("FAULT_ERROR"));
@@ -73,7 +75,13 @@ ssize_t copy_file_range(int in, off64_t* from, int out, off64_t* to, size_t size
         in, from, out, to, part(what, size), flags);
 }
 
-int fsync(int fd) { return fault("fsync") ? -1 : REAL(int, "fsync", int)(fd); }
+int fsync(int fd)
+{
+    int what = fault("fsync");
+    if (what == Skip)
+        return 0;
+    return what ? -1 : REAL(int, "fsync", int)(fd);
+}
 
 int renameat(int from, const char* old, int to, const char* name)
 {

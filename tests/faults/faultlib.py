@@ -71,6 +71,13 @@ def make(path, megabytes):
         make_m4a(path, megabytes, ["-movflags", "+faststart"] if "fast" in path else [])
 
 
+def make_picture(path, edge):
+    """Noise does not compress: a PNG and a JPEG of it are large."""
+    pixels = random.Random(edge).randbytes(edge * edge * 3)
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "rgb24", "-s", f"{edge}x{edge}", "-i", "-",
+                    path], input=pixels, check=True)
+
+
 def audio_hash(path):
     command = ["ffmpeg", "-v", "quiet", "-i", path, "-map", "0:a", "-c", "copy", "-f", "md5", "-"]
     return subprocess.run(command, capture_output=True, text=True).stdout
@@ -83,9 +90,7 @@ class Records:
 
     def __init__(self, folder):
         self.picture = os.path.join(folder, "cover.png")
-        # Noise does not compress: a PNG and a JPEG of it are large.
-        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                        "nullsrc=s=320x320,geq=random(1)*255:128:128", "-frames:v", "1", self.picture], check=True)
+        make_picture(self.picture, 320)
 
     def arguments(self, turn):
         if turn % 2:

@@ -5,7 +5,6 @@
 #include "Base/Core/Handle.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "platform/QTKit.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "system/InputFile.h"
@@ -114,7 +113,6 @@ int main(int argc, char** argv)
 {
     if (argc < 3)
         return 2;
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     setLogSink([](std::string_view) {}); // every other clip says that it cannot be opened
     int count = std::atoi(argv[1]);
     double longest = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NSConnection.h"
+#include "application/NSConnection.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PrivateBus.h"

@@ -2,7 +2,6 @@
 #include "Base/Media/MediaDB.h"
 #include "pictures/Canvas.h"
 #include "platform/BASS.h"
-#include "platform/MainThread.h"
 #include "service/image/UnifiedImageInfoBuider.h"
 #include "service/parsers/MP3Parser.h"
 #include "service/parsers/MP4Parser.h"
@@ -17,16 +16,8 @@ namespace {
 
 class DescribedBytesTest : public testing::Test {
 protected:
-    DescribedBytesTest()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-        BASS_Init(-1, 44100, 0, nullptr, nullptr);
-    }
-    ~DescribedBytesTest() override
-    {
-        BASS_Free();
-        MainThread::setExecutor({});
-    }
+    DescribedBytesTest() { BASS_Init(-1, 44100, 0, nullptr, nullptr); }
+    ~DescribedBytesTest() override { BASS_Free(); }
 
     /// What the service says of a file of that content, where nothing is at its path.
     template <class Builder> Record recordOf(const std::string& name, ByteView content)

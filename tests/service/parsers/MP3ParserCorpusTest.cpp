@@ -2,7 +2,6 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/parsers/MP3Parser.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/Corpus.h"
@@ -123,13 +122,7 @@ std::string ours(const std::optional<Record>& record, std::string_view column)
 
 class MP3ParserCorpusTest : public testing::Test {
 protected:
-    MP3ParserCorpusTest()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-        m_toolkit.initError = Error { Error::Kind::Unsupported, "no movies here" };
-    }
-    ~MP3ParserCorpusTest() override { MainThread::setExecutor({}); }
-
+    MP3ParserCorpusTest() { m_toolkit.initError = Error { Error::Kind::Unsupported, "no movies here" }; }
     std::optional<Record> build(const std::string& file)
     {
         return MP3Parser(m_toolkit).build(OpenedFile::at(corpusFile(file)));

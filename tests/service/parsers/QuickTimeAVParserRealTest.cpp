@@ -1,7 +1,6 @@
 // The parser on real files, made by the ffmpeg program.
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "tests/support/Scratch.h"
 
@@ -16,12 +15,6 @@ const std::string kSound = " -f lavfi -i sine=frequency=440:sample_rate=48000:du
 
 class QuickTimeAVParserRealTest : public testing::Test {
 protected:
-    QuickTimeAVParserRealTest()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-    }
-    ~QuickTimeAVParserRealTest() override { MainThread::setExecutor({}); }
-
     void SetUp() override
     {
         if (!test::haveProgram("ffmpeg"))

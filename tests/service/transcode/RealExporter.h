@@ -4,7 +4,6 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/parsers/MP4Parser.h"
 #include "tests/support/BoxTree.h"
 #include "tests/support/Corpus.h"
@@ -41,13 +40,6 @@ public:
 /// The exporter on real files, made and judged by other programs.
 class MP4ExporterRealTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        // The MP3 parser may hop to the main thread, which runs no loop here.
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-    }
-    void TearDown() override { MainThread::setExecutor({}); }
-
     std::string make(const std::string& name, const std::string& options)
     {
         std::string path = m_scratch.file(name);

@@ -1,5 +1,5 @@
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
+#include "platform/BASS.h"
 #include "process/Channel.h"
 #include "process/ChildProgram.h"
 #include "service/job/Messages.h"
@@ -81,11 +81,8 @@ ReadingAnswer withoutNow(ReadingAnswer answer)
 
 class CorpusThroughWorker : public testing::TestWithParam<const char*> {
 protected:
-    CorpusThroughWorker()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-    }
-    ~CorpusThroughWorker() override { MainThread::setExecutor({}); }
+    CorpusThroughWorker() { BASS_Init(-1, 44100, 0, nullptr, nullptr); }
+    ~CorpusThroughWorker() override { BASS_Free(); }
 
     test::LogCapture log;
 };
@@ -108,6 +105,24 @@ TEST_P(CorpusThroughWorker, AnswersAreEqual)
         }
     }
     EXPECT_GT(something, 0u);
+}
+
+// Lengths come from the audio library, which a worker has to prepare before it is closed.
+TEST(SoundThroughWorker, HasALength)
+{
+    MV_NEEDS_CORPUS();
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::LogCapture log;
+    Worker worker;
+    std::size_t lengths = 0;
+    for (const std::string& name : test::corpusFiles("audio")) {
+        std::string path = test::corpusFile(name);
+        auto answer = worker.answer({ ReadingOperation::DescribeAudio, OpenedFile::at(path) }, path);
+        auto* record = std::get_if<std::optional<Record>>(&answer);
+        if (record && *record)
+            lengths += (*record)->integer(MediaDBMusicColumnPlayLength).value_or(0) > 0;
+    }
+    EXPECT_GT(lengths, 0u);
 }
 
 std::string nameOf(const testing::TestParamInfo<const char*>& row) { return row.param; }

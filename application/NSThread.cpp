@@ -1,4 +1,4 @@
-#include "platform/NSThread.h"
+#include "application/NSThread.h"
 
 #include "Base/Core/NSLog.h"
 

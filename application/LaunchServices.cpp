@@ -1,4 +1,4 @@
-#include "platform/LaunchServices.h"
+#include "application/LaunchServices.h"
 
 #include "Base/Core/Handle.h"
 #include "system/RunningPrograms.h"

@@ -1,4 +1,4 @@
-#include "platform/NSFileManager.h"
+#include "application/NSFileManager.h"
 
 #include "tests/support/Scratch.h"
 

@@ -1,4 +1,4 @@
-#include "platform/NSConnection.h"
+#include "application/NSConnection.h"
 
 #include "Base/Core/NSLog.h"
 #include "bus/BusName.h"

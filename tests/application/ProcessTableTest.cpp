@@ -1,4 +1,4 @@
-#include "platform/ProcessTable.h"
+#include "application/ProcessTable.h"
 
 #include "Base/Core/Bytes.h"
 

@@ -1,7 +1,7 @@
-#include "platform/NSDistributedNotificationCenter.h"
+#include "application/NSDistributedNotificationCenter.h"
 
 #include "Base/Core/NSLog.h"
-#include "platform/NSApplication.h"
+#include "application/NSApplication.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "platform/NSDistributedNotificationCenter.h"
+#include "application/NSDistributedNotificationCenter.h"
 
-#include "platform/NSApplication.h"
+#include "application/NSApplication.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PrivateBus.h"
 

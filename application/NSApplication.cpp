@@ -1,6 +1,4 @@
-#include "platform/NSApplication.h"
-
-#include "platform/MainThread.h"
+#include "application/NSApplication.h"
 
 #include <algorithm>
 #include <csignal>
@@ -15,10 +13,6 @@
 namespace mv {
 
 namespace {
-
-Mutex s_executorLock;
-MainThread::Executor s_executor MV_GUARDED_BY(s_executorLock);
-std::atomic<std::thread::id> s_mainThread {};
 
 void terminateOnSignal(int) { NSApplication::sharedApplication().terminate(); }
 
@@ -39,7 +33,7 @@ NSApplication::~NSApplication() { close(m_wakeFd); }
 
 int NSApplication::run(NSApplicationDelegate& delegate)
 {
-    s_mainThread = std::this_thread::get_id();
+    m_mainThread = std::this_thread::get_id();
     delegate.applicationDidFinishLaunching();
     while (!m_terminateAsked) {
         runPosted();
@@ -81,6 +75,26 @@ void NSApplication::post(std::function<void()> work)
     wake();
 }
 
+void NSApplication::performAndWait(const std::function<void()>& work)
+{
+    if (std::this_thread::get_id() == m_mainThread.load())
+        return work();
+    std::binary_semaphore done(0);
+    std::exception_ptr raised;
+    post([&] {
+        try {
+            work();
+        } catch (...) {
+            raised = std::current_exception();
+        }
+        // Only now, so that the exception is the waiting thread's alone.
+        done.release();
+    });
+    done.acquire();
+    if (raised)
+        std::rethrow_exception(raised);
+}
+
 void NSApplication::watch(int fd, std::function<void()> ready) { m_watches.push_back({ fd, std::move(ready) }); }
 
 void NSApplication::unwatch(int fd)
@@ -117,41 +131,6 @@ int NSApplicationMain(NSApplicationDelegate& delegate)
     sigaction(SIGINT, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     return application.run(delegate);
-}
-
-void MainThread::perform(std::function<void()> work, bool waitUntilDone)
-{
-    Executor executor;
-    {
-        MutexLock lock(s_executorLock);
-        executor = s_executor;
-    }
-    if (executor)
-        return executor(work);
-    if (!waitUntilDone)
-        return NSApplication::sharedApplication().post(std::move(work));
-    if (std::this_thread::get_id() == s_mainThread.load())
-        return work();
-    std::binary_semaphore done(0);
-    std::exception_ptr raised;
-    NSApplication::sharedApplication().post([&] {
-        try {
-            work();
-        } catch (...) {
-            raised = std::current_exception();
-        }
-        // Only now, so that the exception is the waiting thread's alone.
-        done.release();
-    });
-    done.acquire();
-    if (raised)
-        std::rethrow_exception(raised);
-}
-
-void MainThread::setExecutor(Executor executor)
-{
-    MutexLock lock(s_executorLock);
-    s_executor = std::move(executor);
 }
 
 } // namespace mv

@@ -1,4 +1,4 @@
-#include "platform/LaunchServices.h"
+#include "application/LaunchServices.h"
 
 #include "system/RunningPrograms.h"
 #include "tests/support/Eventually.h"

@@ -1,7 +1,6 @@
-#include "platform/NSApplication.h"
+#include "application/NSApplication.h"
 
 #include "Base/Core/NSException.h"
-#include "platform/MainThread.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -76,10 +75,9 @@ TEST(NSApplication, WatchesDescriptors)
     close(ends[1]);
 }
 
-TEST(MainThread, HopsWaitAndHandExceptionsOn)
+TEST(NSApplication, HopsWaitAndHandExceptionsOn)
 {
-    // The shared application can run only once a process, so this one run holds every case.
-    NSApplication& application = NSApplication::sharedApplication();
+    NSApplication application;
     Delegate delegate;
     std::thread worker;
     std::thread::id where;
@@ -87,13 +85,13 @@ TEST(MainThread, HopsWaitAndHandExceptionsOn)
     bool nested = false;
     delegate.launched = [&] {
         worker = std::thread([&] {
-            MainThread::perform([&] { where = std::this_thread::get_id(); }, true);
+            application.performAndWait([&] { where = std::this_thread::get_id(); });
             try {
-                MainThread::perform([] { throw NSException("Name", "reason"); }, true);
+                application.performAndWait([] { throw NSException("Name", "reason"); });
             } catch (const NSException& exception) {
                 raised = exception.reason();
             }
-            MainThread::perform([&] { MainThread::perform([&] { nested = true; }, true); }, true);
+            application.performAndWait([&] { application.performAndWait([&] { nested = true; }); });
             application.terminate();
         });
     };
@@ -102,20 +100,6 @@ TEST(MainThread, HopsWaitAndHandExceptionsOn)
     EXPECT_EQ(where, std::this_thread::get_id());
     EXPECT_EQ(raised, "reason");
     EXPECT_TRUE(nested);
-}
-
-TEST(MainThread, AnExecutorStandsInForTheLoop)
-{
-    int hops = 0;
-    MainThread::setExecutor([&](const std::function<void()>& work) {
-        ++hops;
-        work();
-    });
-    bool ran = false;
-    MainThread::perform([&] { ran = true; }, true);
-    MainThread::setExecutor({});
-    EXPECT_TRUE(ran);
-    EXPECT_EQ(hops, 1);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "platform/FSRef.h"
+#include "system/FSRef.h"
 
 namespace mv {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/FSRef.h"
+#include "system/FSRef.h"
 
 namespace mv {
 
