@@ -7,6 +7,8 @@
 
 #include <cstring>
 #include <new>
+#include <stdexcept>
+#include <utility>
 
 namespace mv {
 
@@ -105,6 +107,8 @@ int answerFailure(sd_bus_error* error)
         return fail(error, BusErrorExceptionPrefix + exception.name(), cleanedUtf8(exception.reason()));
     } catch (const std::bad_alloc&) {
         return sd_bus_error_set_const(error, BusErrorNoMemory, "out of memory");
+    } catch (const std::length_error& exception) {
+        return fail(error, BusErrorLimitsExceeded, cleanedUtf8(exception.what()));
     } catch (const std::exception& exception) {
         return fail(error, BusErrorFailed, cleanedUtf8(exception.what()));
     } catch (...) {
@@ -124,11 +128,35 @@ int answerWithCurrentException(sd_bus_error* error) noexcept
     }
 }
 
+namespace {
+
+thread_local const Call* t_call = nullptr;
+
+/// The call that the thread answers; what it asks of a client meanwhile may bring it another one in between.
+class CallOfThread {
+public:
+    explicit CallOfThread(const Call& call)
+        : m_before(std::exchange(t_call, &call))
+    {
+    }
+    ~CallOfThread() { t_call = m_before; }
+    CallOfThread(const CallOfThread&) = delete;
+    CallOfThread& operator=(const CallOfThread&) = delete;
+
+private:
+    const Call* m_before;
+};
+
+} // namespace
+
+std::string callingClient() { return t_call ? t_call->sender() : std::string(); }
+
 int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* error,
     void (*operation)(ServedObject&, Call&)) noexcept
 {
     return answerGuarded(error, [&] {
         Call call(request, *object.host);
+        CallOfThread current(call);
         operation(object, call);
         call.send();
         return 1;

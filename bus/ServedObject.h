@@ -36,6 +36,9 @@ private:
     WireWriter m_writer;
 };
 
+/// The unique name of the client whose call this thread answers at the moment; empty where it answers none.
+std::string callingClient();
+
 /// An interface of a served object: its name and its members (methods made by servedMethod).
 struct ServedInterface {
     const char* name;

@@ -1,3 +1,4 @@
+#include "Base/Core/LateLoading.h"
 #include "Base/Core/NSLog.h"
 #include "ffmpeg/MediaBackend.h"
 
@@ -45,6 +46,7 @@ void* openModule(std::string& problem)
 
 MediaBackend& loadBackend()
 {
+    aboutToLoadLibrary();
     static UnavailableMediaBackend unavailable;
     std::string problem;
     if (void* module = openModule(problem)) {

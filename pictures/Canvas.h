@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/Media/TiffForm.h"
 #include "pictures/Bitmap.h"
 
 #include <optional>
@@ -7,7 +8,7 @@
 namespace mv {
 
 /// The largest canvas that is made: 256 MB, more than any picture that a phone takes at full size.
-inline constexpr std::int64_t MaxCanvasPixels = 64 << 20;
+inline constexpr std::int64_t MaxCanvasPixels = MaxTiffPixels;
 
 /// A drawing surface of 8-bit red, green, blue and alpha, white at first. What is painted lies over what is there, so
 /// every pixel stays opaque. Rows and places count from the top left.
@@ -22,8 +23,7 @@ public:
     void fill(Color color);
     /// Paints the bitmap, its top left corner at (x, y); what lies outside is cut off.
     void draw(const Bitmap& bitmap, int x, int y);
-    /// Everything as an uncompressed TIFF, RGBA with 8 bits each, every alpha 255 (in the format's words associated
-    /// alpha, as readers have it). The canvas is used up.
+    /// Everything as a TIFF of the form of TiffForm.h, every alpha 255. The canvas is used up.
     Bytes tiffRepresentation() &&;
 
 private:

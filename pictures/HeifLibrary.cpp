@@ -1,5 +1,6 @@
 #include "pictures/HeifLibrary.h"
 
+#include "Base/Core/LateLoading.h"
 #include "Base/Core/NSLog.h"
 
 #include <dlfcn.h>
@@ -20,6 +21,7 @@ template <class Function> bool find(void* library, const char* name, Function& f
 
 std::optional<HeifLibrary> load()
 {
+    aboutToLoadLibrary();
     void* library = dlopen(LibraryName, RTLD_LAZY | RTLD_LOCAL);
     if (!library) {
         NSLog("HEIF pictures cannot be read: %s is not installed", LibraryName);

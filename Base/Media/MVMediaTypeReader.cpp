@@ -66,7 +66,7 @@ constexpr NameRow Names[] = {
 
 } // namespace
 
-std::int32_t MVMediaTypeReader::type(const Path& path)
+std::optional<std::int32_t> MVMediaTypeReader::knownType(const Path& path)
 {
     // Deliberate: a missing path counts as equal to the first extension of the list, so it is a MOV.
     if (path.isNil())
@@ -76,6 +76,14 @@ std::int32_t MVMediaTypeReader::type(const Path& path)
         if (equalIgnoringAsciiCase(extension, row.extension))
             return row.code;
     }
+    return std::nullopt;
+}
+
+std::int32_t MVMediaTypeReader::type(const Path& path)
+{
+    if (auto known = knownType(path))
+        return *known;
+    std::string_view extension = path.pathExtension();
     MV_DEBUG_LOG(DebugLevelError, "+[MVMediaTypeReader type:]", "Unknown extension: %.*s",
         static_cast<int>(extension.size()), extension.data());
     return MVMediaTypeUnknown;

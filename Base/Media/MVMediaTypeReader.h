@@ -3,6 +3,7 @@
 #include "Base/Core/Path.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace mv {
 
@@ -35,6 +36,8 @@ class MVMediaTypeReader {
 public:
     /// The code of the extension, case ignored; 0 for one that is not known, with a gated log line.
     static std::int32_t type(const Path& path);
+    /// The same without a line; nothing for one that is not known.
+    static std::optional<std::int32_t> knownType(const Path& path);
     /// "MP3", "JPG" ...; "UNKNOWN" for 0 and every value that is no code.
     static const char* typeName(std::int32_t code);
 };

@@ -38,7 +38,7 @@ public:
 struct ServiceRow {
     std::string_view name;
     const char* failureText;
-    std::unique_ptr<ServedObject> (*makeRoot)();
+    std::function<std::unique_ptr<ServedObject>()> makeRoot;
 };
 
 /// The application's delegate: publishes the services and quits on request. Main thread only.

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "service/host/AppDelegate.h"
+#include "service/isolated/WorkerHost.h"
 
-#include <span>
+#include <vector>
 
 namespace mv {
 
-/// The nine services in the order in which they are published.
-std::span<const ServiceRow> services();
+/// The nine services in the order in which they are published. What they serve has its files read by the workers, which
+/// outlive it.
+std::vector<ServiceRow> services(WorkerHost& workers);
 
 } // namespace mv

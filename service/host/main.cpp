@@ -1,3 +1,4 @@
+#include "bus/ServedObject.h"
 #include "platform/MainThread.h"
 #include "service/host/Announcement.h"
 #include "service/host/CommandLine.h"
@@ -50,8 +51,11 @@ int main(int count, char** words)
         // Movies are worked with on the main thread alone.
         MainThread::setExecutor(
             [](const std::function<void()>& work) { NSApplication::sharedApplication().performAndWait(work); });
+        WorkerHost workers(installedWorkerProgram(), callingClient);
+        workers.pool().keepSpare();
+        const std::vector<ServiceRow> rows = services(workers);
         SystemHost host(NSApplication::sharedApplication());
-        AppDelegate delegate(host, services());
+        AppDelegate delegate(host, rows);
         status = NSApplicationMain(delegate);
         if (!delegate.hasPublishedAll())
             status = ExitNotPublished;

@@ -6,9 +6,6 @@
 
 namespace mv {
 
-/// Key of the orientation's display text in a picture's record; no column of the database.
-inline constexpr std::string_view kPhotoOrientation = "Orientation";
-
 /// Describes pictures. The file's name lacks an l: log lines carry it so, and readers of logs know it.
 /// No state; entered on its own service's thread.
 class UnifiedImageInfoBuilder final : public MVImageInfoBuilder {

@@ -15,6 +15,9 @@ inline constexpr std::string_view kThumbnailData = "data";
 inline constexpr std::string_view kThumbnailWidth = "width";
 inline constexpr std::string_view kThumbnailHeight = "height";
 
+/// Key of the orientation's display text in a picture's record; no column of the database.
+inline constexpr std::string_view kPhotoOrientation = "Orientation";
+
 /// Describes pictures and renders thumbnails of a size that the client chooses.
 template <class File> class MVImageInfoBuilderOf : public MVMediaInfoBuilderOf<File> {
 public:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace mv {
 
@@ -14,12 +15,18 @@ enum class Message : std::uint8_t {
     Check = 5, ///< is the file whose descriptor this is as the plan meant it? Answered by Verdict
 
     // From the worker.
-    Ready = 64, ///< closed, and waiting for a job; the payload is a sentence for the log, or empty
+    Ready = 64, ///< closed, and waiting for a job; a record of the two keys below
     Log, ///< a line of the log, without its prefix
     Answer, ///< as of encodeAnswer or encodeWritingAnswer; the job is over
+    TooLarge, ///< the job is over, and its answer is larger than a message
+    NeedsMedia, ///< the job needs libraries that a light worker does not have; the job is over, and nothing was done
     Request = 80, ///< of a writing job, as of encodeRequest; answered by Reply
     Content = 81, ///< a part of a plan, as of encodePlan
     Verdict = 82, ///< as of encodeVerdict
 };
+
+// Of Ready: which version speaks, and a sentence for the log where a lock is missing.
+inline constexpr std::string_view ReadyVersion = "version";
+inline constexpr std::string_view ReadyMissing = "missing";
 
 } // namespace mv

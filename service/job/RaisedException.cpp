@@ -14,7 +14,8 @@ namespace {
 constexpr std::string_view ExceptionName = "name";
 constexpr std::string_view ExceptionReason = "reason";
 
-constexpr std::array RaisedNames { NSInvalidArgumentException, NSInternalInconsistencyException, NSGenericException };
+constexpr std::array<std::string_view, 4> RaisedNames { "", NSInvalidArgumentException,
+    NSInternalInconsistencyException, NSGenericException };
 
 } // namespace
 

@@ -9,7 +9,7 @@ namespace mv {
 
 /// An exception that left an operation in another process.
 struct RaisedException {
-    std::string name;
+    std::string name; ///< empty for one that is not of the platform's family
     std::string reason;
 
     bool operator==(const RaisedException&) const = default;

@@ -2,6 +2,7 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
+#include "Base/Media/TiffForm.h"
 
 #include <bit>
 
@@ -18,6 +19,7 @@ constexpr std::uint8_t Real = 'd';
 constexpr std::uint8_t Text = 's';
 constexpr std::uint8_t Moment = 't';
 constexpr std::uint8_t Data = 'y';
+constexpr std::uint8_t Picture = 'p';
 constexpr std::uint8_t Other = 'o';
 
 class Encoder {
@@ -49,6 +51,8 @@ public:
     }
     void operator()(const Bytes& value)
     {
+        if (auto pixels = pixelsOfTiff(value))
+            return picture(*pixels);
         m_out.u8(Data);
         sized(value);
     }
@@ -60,6 +64,13 @@ public:
     void count(std::size_t entries) { m_out.u32le(static_cast<std::uint32_t>(entries)); }
 
 private:
+    void picture(const TiffPixels& picture)
+    {
+        m_out.u8(Picture);
+        m_out.u32le(static_cast<std::uint32_t>(picture.width));
+        m_out.u32le(static_cast<std::uint32_t>(picture.height));
+        m_out.bytes(picture.pixels);
+    }
     void number(std::uint8_t kind, std::uint64_t value)
     {
         m_out.u8(kind);
@@ -97,6 +108,23 @@ Result<Value> decodeFlag(ByteReader& in)
     return flag <= 1 ? Result<Value>(Value(flag == 1)) : wrong("a flag of a third kind");
 }
 
+Result<Value> decodePicture(ByteReader& in)
+{
+    std::uint64_t width = in.u32le();
+    std::uint64_t height = in.u32le();
+    if (width < 1 || height < 1 || width > MaxTiffPixels || height > MaxTiffPixels / width)
+        return wrong("a picture of no size");
+    ByteView pixels = in.take(static_cast<std::size_t>(width * height) * TiffPixelBytes);
+    if (in.failed())
+        return wrong("a picture that is not there");
+    Bytes file;
+    file.reserve(TiffHeaderBytes + pixels.size() + TiffDirectoryBytes);
+    file.resize(TiffHeaderBytes);
+    file.insert(file.end(), pixels.begin(), pixels.end());
+    finishTiff(file, static_cast<int>(width), static_cast<int>(height));
+    return Value(std::move(file));
+}
+
 Result<Value> decodeValue(ByteReader& in, const Bounds& bounds)
 {
     switch (in.u8()) {
@@ -122,6 +150,8 @@ Result<Value> decodeValue(ByteReader& in, const Bounds& bounds)
         ByteView data = in.take(in.u32le());
         return Value(Bytes(data.begin(), data.end()));
     }
+    case Picture:
+        return decodePicture(in);
     default:
         return wrong("a value of no kind");
     }

@@ -8,7 +8,8 @@
 namespace mv {
 
 /// A record as bytes between the two processes of a job: a number of entries, each a key, a letter for the kind of its
-/// value, and the value; numbers little endian, texts and data behind their length. Keeps the order of the keys.
+/// value, and the value; numbers little endian, texts and data behind their length. A picture of the form of TiffForm.h
+/// goes over as width, height and pixels: whoever reads it writes the file around them. Keeps the order of the keys.
 void encodeRecord(const Record& record, Bytes& out);
 
 /// The record of bytes that nobody vouches for. Format for whatever encodeRecord does not write: other letters, flags

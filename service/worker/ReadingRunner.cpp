@@ -48,7 +48,7 @@ ReadingAnswer runReadingJob(const ReadingJob& job)
     } catch (const NSException& exception) {
         return RaisedException { exception.name(), exception.reason() };
     } catch (const std::exception& problem) {
-        return RaisedException { NSGenericException, problem.what() };
+        return RaisedException { {}, problem.what() };
     }
 }
 

@@ -1,6 +1,7 @@
 #include "service/worker/Worker.h"
 
 #include "Base/Core/DebugLog.h"
+#include "Base/Core/LateLoading.h"
 #include "Base/Core/NSLog.h"
 #include "service/job/Messages.h"
 #include "service/worker/ReadingRunner.h"
@@ -53,7 +54,10 @@ Result<void> doReadingJob(Frame frame, Sender& sender)
 {
     MV_TRY(job, decodeJob(frame.payload, onlyDescriptor(frame)));
     setDebugLevel(job.debugLevel);
-    return sender.send(Message::Answer, encodeAnswer(runReadingJob(job)));
+    Bytes answer = encodeAnswer(runReadingJob(job));
+    if (answer.size() > Channel::MaxPayloadBytes)
+        return sender.send(Message::TooLarge, {});
+    return sender.send(Message::Answer, answer);
 }
 
 Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
@@ -65,6 +69,15 @@ Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
     return sender.send(Message::Answer, encodeWritingAnswer(runWritingJob(job, host)));
 }
 
+Result<void> doJob(Frame frame, Sender& sender, Channel& channel)
+{
+    if (isKind(frame, Message::ReadingJob))
+        return doReadingJob(std::move(frame), sender);
+    if (isKind(frame, Message::WritingJob))
+        return doWritingJob(std::move(frame), sender, channel);
+    return Error { Error::Kind::Format, "a message that no host sends" };
+}
+
 } // namespace
 
 Result<void> serveJobs(Channel& channel)
@@ -74,12 +87,11 @@ Result<void> serveJobs(Channel& channel)
         MV_TRY(frame, channel.receive(Channel::NoDeadline, 1));
         if (!frame)
             return {};
-        if (isKind(*frame, Message::ReadingJob))
-            MV_TRY_VOID(doReadingJob(std::move(*frame), sender));
-        else if (isKind(*frame, Message::WritingJob))
-            MV_TRY_VOID(doWritingJob(std::move(*frame), sender, channel));
-        else
-            return Error { Error::Kind::Format, "a message that no host sends" };
+        try {
+            MV_TRY_VOID(doJob(std::move(*frame), sender, channel));
+        } catch (const LibraryNotLoaded&) {
+            MV_TRY_VOID(sender.send(Message::NeedsMedia, {}));
+        }
     }
 }
 

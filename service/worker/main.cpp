@@ -1,3 +1,4 @@
+#include "Base/Core/LateLoading.h"
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/Text.h"
 #include "audio/AudioBackend.h"
@@ -7,6 +8,7 @@
 #include "process/ChildProgram.h"
 #include "sandbox/Sandbox.h"
 #include "service/job/Messages.h"
+#include "service/job/RecordCode.h"
 #include "service/worker/Worker.h"
 
 #include <cstring>
@@ -39,7 +41,7 @@ void loadEverything(bool isMedia)
     static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
     initialiseAudioLibrary();
     if (!isMedia)
-        return;
+        return forbidLateLoading();
     static_cast<void>(installedMovieBackend().hasVideoDecoder(0));
     static_cast<void>(installedAudioBackend());
     preparePictureLibraries();
@@ -57,8 +59,12 @@ int main(int count, char** words)
     auto closed = closeSandbox(isMedia ? MediaLimits : LightLimits);
     if (!closed)
         return NotClosed;
-    std::string sentence = closed->missing.value_or("");
-    if (!channel.send(static_cast<std::uint8_t>(Message::Ready), bytesOf(sentence)))
+    Record facts { { ReadyVersion, MIVO_VERSION } };
+    if (closed->missing)
+        facts.set(ReadyMissing, *closed->missing);
+    Bytes ready;
+    encodeRecord(facts, ready);
+    if (!channel.send(static_cast<std::uint8_t>(Message::Ready), ready))
         return Failed;
     return serveJobs(channel) ? 0 : Failed;
 }

@@ -24,7 +24,7 @@ template <char Letter> std::unique_ptr<ServedObject> makeRoot()
     return std::make_unique<NoObject>();
 }
 
-constexpr std::array Rows {
+const std::array Rows {
     ServiceRow { "first", "failed to register first", makeRoot<'1'> },
     ServiceRow { "second", "failed to register second", makeRoot<'2'> },
     ServiceRow { "third", "failed to register third", makeRoot<'3'> },

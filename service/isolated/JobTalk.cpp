@@ -1,0 +1,87 @@
+#include "service/isolated/JobTalk.h"
+
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+namespace mv {
+
+namespace {
+
+// A file may have much to say at the highest debug level; a worker that says more is no help to anybody.
+constexpr std::size_t MaxLines = 1024;
+
+WorkerDeath deathBySignal(int signal)
+{
+    if (signal == SIGXCPU)
+        return { "it used up its processor time", PoisonList::Death::Deadline };
+    std::string reason = formatText("it ended by signal %d (%s)", signal, strsignal(signal));
+    // The system kills what it has no memory for, whatever file that reads.
+    return { std::move(reason), signal == SIGKILL ? std::nullopt : std::optional(PoisonList::Death::Crash) };
+}
+
+WorkerDeath deathOf(const ProgramEnd& end)
+{
+    if (end.signal != 0)
+        return deathBySignal(end.signal);
+    return { formatText("it left with status %d", end.exitStatus), PoisonList::Death::Crash };
+}
+
+} // namespace
+
+Result<void> JobTalk::send(
+    Message kind, ByteView payload, std::span<const int> descriptors, Channel::Clock::time_point end)
+{
+    return m_worker.channel().send(static_cast<std::uint8_t>(kind), payload, descriptors, end);
+}
+
+Result<Frame> JobTalk::awaitFrame(Channel::Clock::time_point end)
+{
+    while (true) {
+        MV_TRY(frame, m_worker.channel().receive(end));
+        if (!frame)
+            return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
+        if (frame->kind != static_cast<std::uint8_t>(Message::Log))
+            return std::move(*frame);
+        keepLine(*frame);
+    }
+}
+
+void JobTalk::keepLine(const Frame& frame)
+{
+    constexpr std::size_t MaxLineBytes = 1024;
+    if (m_lines.size() < MaxLines)
+        m_lines.push_back(
+            cleanedUtf8(charsOf(ByteView(frame.payload).first(std::min(frame.payload.size(), MaxLineBytes)))));
+    else
+        ++m_dropped;
+}
+
+void JobTalk::writeLog()
+{
+    for (const std::string& line : m_lines)
+        NSLog("%s", line.c_str());
+    if (m_dropped > 0)
+        NSLog("%zu further lines of that job are left out", m_dropped);
+    m_lines.clear();
+    m_dropped = 0;
+}
+
+WorkerDeath JobTalk::endOf(const Error& failure)
+{
+    m_worker.program().kill();
+    ProgramEnd end = m_worker.program().wait();
+    switch (failure.kind) {
+    case Error::Kind::State:
+        return { "it did not answer in time", PoisonList::Death::Deadline };
+    case Error::Kind::Io:
+        return deathOf(end);
+    default:
+        return { "it sent " + failure.text, PoisonList::Death::Crash };
+    }
+}
+
+} // namespace mv

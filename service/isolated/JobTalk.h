@@ -1,0 +1,44 @@
+#pragma once
+
+#include "service/isolated/PoisonList.h"
+#include "service/isolated/WorkerProcess.h"
+#include "service/job/Messages.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mv {
+
+/// How a worker came to its end in the middle of a job.
+struct WorkerDeath {
+    std::string reason; ///< for the log
+    std::optional<PoisonList::Death> blame; ///< nothing where it was not the file's doing
+};
+
+/// The host's side of one job's conversation: keeps the lines of the log until it is known whether they count, and
+/// finds out how a worker ended.
+class JobTalk {
+public:
+    explicit JobTalk(WorkerProcess& worker)
+        : m_worker(worker)
+    {
+    }
+
+    Result<void> send(Message kind, ByteView payload, std::span<const int> descriptors, Channel::Clock::time_point end);
+    /// The next message that is no line of the log. A worker that has closed its end is an error here.
+    Result<Frame> awaitFrame(Channel::Clock::time_point end);
+    /// Writes the lines of the worker that have come.
+    void writeLog();
+    /// Kills the worker, whose conversation failed so.
+    WorkerDeath endOf(const Error& failure);
+
+private:
+    void keepLine(const Frame& frame);
+
+    WorkerProcess& m_worker;
+    std::vector<std::string> m_lines;
+    std::size_t m_dropped = 0;
+};
+
+} // namespace mv

@@ -1,0 +1,76 @@
+#include "service/isolated/WorkerProcess.h"
+
+#include "Base/Core/NSBundle.h"
+#include "Base/Core/NSLog.h"
+#include "Base/Core/Text.h"
+#include "service/job/Messages.h"
+#include "service/job/RecordCode.h"
+
+#include <array>
+#include <atomic>
+#include <unistd.h>
+
+namespace mv {
+
+namespace {
+
+// A cold disk and a busy machine included; who waits for a worker waits at most so long.
+constexpr std::chrono::seconds BirthPatience { 10 };
+
+constexpr std::array Places { "mivo-worker", "../libexec/mivo/mivo-worker" };
+
+Error notUsable(std::string why) { return { Error::Kind::State, std::move(why) }; }
+
+/// Once in the life of a process: every worker says the same.
+void logMissing(const std::string& sentence)
+{
+    static std::atomic<bool> isLogged = false;
+    if (!isLogged.exchange(true))
+        NSLog("%s", sentence.c_str());
+}
+
+} // namespace
+
+Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(const std::string& program, WorkerKind kind)
+{
+    MV_TRY(ends, Channel::makeEnds());
+    std::vector<std::string> words { program };
+    if (kind == WorkerKind::Media)
+        words.emplace_back("media");
+    MV_TRY(child, ChildProgram::start(words, std::move(ends.second)));
+    std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, Channel(std::move(ends.first)), std::move(child)));
+    MV_TRY_VOID(worker->awaitReady());
+    return worker;
+}
+
+Result<void> WorkerProcess::awaitReady()
+{
+    MV_TRY(frame, m_channel.receive(Channel::Clock::now() + BirthPatience));
+    if (!frame) {
+        ProgramEnd end = m_program.wait();
+        return notUsable(
+            formatText("a worker could not close itself (exit status %d, signal %d)", end.exitStatus, end.signal));
+    }
+    if (frame->kind != static_cast<std::uint8_t>(Message::Ready))
+        return notUsable("a worker began with a message of another kind");
+    MV_TRY(facts, decodeRecord(frame->payload));
+    const std::string* version = facts.string(ReadyVersion);
+    if (!version || *version != MIVO_VERSION)
+        return notUsable("the worker's program is of another version; the service must be started again");
+    if (const std::string* sentence = facts.string(ReadyMissing))
+        logMissing(*sentence);
+    return {};
+}
+
+std::string installedWorkerProgram()
+{
+    std::string folder = NSBundle::mainBundle().bundlePath().text();
+    for (const char* place : Places) {
+        std::string program = folder + "/" + place;
+        if (access(program.c_str(), X_OK) == 0)
+            return program;
+    }
+    return folder + "/" + Places.front();
+}
+
+} // namespace mv

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "process/Channel.h"
+#include "process/ChildProgram.h"
+
+#include <memory>
+#include <string>
+
+namespace mv {
+
+/// A light worker has our own readers and the picture libraries; a media worker has FFmpeg and libheif, too, which
+/// takes ten times as long to start and seven times the memory.
+enum class WorkerKind { Light, Media };
+
+/// A closed process that waits for jobs, as the host has it. Killed and waited for when it is destroyed. One thread at
+/// a time.
+class WorkerProcess {
+public:
+    /// Starts the program and waits until it says that it is closed; State where it cannot close itself (the reason is
+    /// unknown: it has no log), is of another version, or is not there within some seconds.
+    static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program, WorkerKind kind);
+
+    WorkerKind kind() const { return m_kind; }
+    Channel& channel() { return m_channel; }
+    ChildProgram& program() { return m_program; }
+
+private:
+    WorkerProcess(WorkerKind kind, Channel channel, ChildProgram program)
+        : m_kind(kind)
+        , m_channel(std::move(channel))
+        , m_program(std::move(program))
+    {
+    }
+    Result<void> awaitReady();
+
+    WorkerKind m_kind;
+    Channel m_channel;
+    ChildProgram m_program;
+};
+
+/// Where the worker's program lies, seen from the running one: beside it in a build tree, in a folder of programs that
+/// nobody calls once installed.
+std::string installedWorkerProgram();
+
+} // namespace mv
