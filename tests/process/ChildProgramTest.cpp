@@ -2,6 +2,7 @@
 
 #include "process/Channel.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/Scratch.h"
 
 #include <cerrno>
 #include <csignal>
@@ -99,6 +100,24 @@ TEST(ChildProgram, TimeIsLimitedFromWhereItIs)
     EXPECT_EQ(started.program.wait().signal, SIGXCPU);
     EXPECT_EQ(started.program.cpuTime().count(), 0);
     EXPECT_FALSE(started.program.limitCpuTime(std::chrono::seconds(1)));
+}
+
+TEST(ChildProgram, WhatItMayWriteIsAllowedLater)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.file("out");
+    // A write beyond the limit ends a program, unless it ignores that.
+    Started started = shell("exec 2>/dev/null; ulimit -S -f 0; trap '' XFSZ; (echo 12345 >" + path
+        + ") || echo no >&3; read line <&3; echo 12345 >" + path + " && echo yes >&3");
+    char word[3] {};
+    EXPECT_EQ(recv(started.socket.get(), word, sizeof word, MSG_WAITALL), 3);
+    EXPECT_EQ(std::string(word, 3), "no\n");
+    ASSERT_TRUE(started.program.limitFileBytes(1000));
+    EXPECT_EQ(send(started.socket.get(), "\n", 1, 0), 1);
+    EXPECT_EQ(started.output(), "yes\n");
+    EXPECT_EQ(test::readFile(path).size(), 6u);
+    started.program.wait();
+    EXPECT_FALSE(started.program.limitFileBytes(1));
 }
 
 TEST(ChildProgram, AMissingProgramIsAnError)

@@ -66,6 +66,23 @@ TEST_F(FileReplacementTest, AFailingPlanOrCheckKeepsTheOldContent)
     EXPECT_THAT(namesIn(m_folder.path()), ElementsAre("song.mp3"));
 }
 
+// Whoever gives a replacement up in the middle has its own words for that.
+TEST_F(FileReplacementTest, WhatWasGivenUpIsNotLogged)
+{
+    std::string path = song();
+    LogCapture log;
+    const Error given { Error::Kind::Cancelled, "given up" };
+    const FileReplacement::Check check = [&](const InputFile&) { return given; };
+    auto byCheck = FileReplacement::perform(path, fixed({ literal("new") }), check);
+    auto byPlan = FileReplacement::perform(
+        path, [&](const InputFile&) { return given; }, noCheck);
+    ASSERT_FALSE(byCheck.ok() || byPlan.ok());
+    EXPECT_EQ(byCheck.error().text, "given up");
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(textOf(path), "0123456789");
+    EXPECT_THAT(namesIn(m_folder.path()), ElementsAre("song.mp3"));
+}
+
 TEST_F(FileReplacementTest, TheCheckSeesTheNewContent)
 {
     std::string path = song();

@@ -2,8 +2,10 @@
 
 #include "tests/support/Scratch.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace mv {
 namespace {
@@ -17,6 +19,19 @@ TEST(InputFile, ReadsAtAnyPlace)
     EXPECT_EQ(charsOf(*file->bytesAt(3, 4)), "3456");
     Bytes buffer(8);
     EXPECT_EQ(*file->readAt(6, buffer), 4u) << "short only at the end";
+}
+
+TEST(InputFile, CanBeHadForReadingOnly)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("a", "0123456789");
+    // Of a file that has lost its name, too, as one in the making has none.
+    auto file = InputFile::adopt(UniqueFd(open(path.c_str(), O_RDWR | O_CLOEXEC)));
+    unlink(path.c_str());
+    auto readable = file->openForReadingOnly();
+    ASSERT_TRUE(readable.ok());
+    EXPECT_EQ(fcntl(readable->get(), F_GETFL) & O_ACCMODE, O_RDONLY);
+    EXPECT_EQ(charsOf(*InputFile::adopt(std::move(*readable))->bytesAt(0, 10)), "0123456789");
 }
 
 TEST(InputFile, RefusesLengthsPastTheEndBeforeAllocating)

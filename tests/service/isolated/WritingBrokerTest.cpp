@@ -1,149 +1,30 @@
 #include "Base/Core/NSException.h"
 #include "Base/Core/OSStatus.h"
-#include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/include/MVAudioEncoderBase.h"
-#include "service/tags/MediaTag.h"
-#include "service/transcode/MP4ExporterImpl.h"
-#include "service/transcode/Mp3EncodingJob.h"
-#include "tests/service/isolated/WritingWorker.h"
-#include "tests/support/Instrumented.h"
-#include "tests/support/LogCapture.h"
+#include "tests/service/isolated/WritingFixture.h"
 #include "tests/support/Mp3Maker.h"
 #include "tests/support/Mp4Maker.h"
-#include "tests/support/Places.h"
-#include "tests/support/Scratch.h"
-#include "tests/support/WaveMaker.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 // Every writing operation in a worker: files, answers and what delegates hear are those of the same operation here.
 
 namespace mv {
 namespace {
 
+using test::NotingDelegate;
+using test::NotingListener;
+using test::tagRecord;
+using test::updatedHere;
 using test::WorkerSide;
 
-class NotingListener final : public EncodingListener {
-public:
-    void started() override { heard.push_back("started"); }
-    bool shouldStop() override { return ++questions >= stopAt; }
-    void progress(float percent) override { heard.push_back("progress " + std::to_string(percent)); }
-    void failed(std::int32_t code) override { heard.push_back("failed " + std::to_string(code)); }
-    void ended() override { heard.push_back("ended"); }
-
-    std::vector<std::string> heard;
-    int questions = 0;
-    int stopAt = INT_MAX;
-};
-
-class NotingDelegate final : public MVMP4ExporterDelegate {
-public:
-    bool MP4ExporterProgress(std::int32_t percent) override
-    {
-        percents.push_back(percent);
-        return static_cast<int>(percents.size()) < refuseAt;
-    }
-
-    std::vector<std::int32_t> percents;
-    int refuseAt = INT_MAX;
-};
-
-class WritingBrokerTest : public testing::TestWithParam<WorkerSide> {
+class WritingBrokerTest : public test::WritingFixture, public testing::WithParamInterface<WorkerSide> {
 protected:
-    WritingBrokerTest()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-    }
-    ~WritingBrokerTest() override { MainThread::setExecutor({}); }
     void SetUp() override
     {
-        if (GetParam() == WorkerSide::Closed)
+        side = GetParam();
+        if (side == WorkerSide::Closed)
             MV_NEEDS_CLOSED_PROCESSES();
     }
-
-    WritingAnswer answer(const WritingJob& job, WritingParts parts)
-    {
-        test::WritingWorker worker(GetParam());
-        WritingAnswer given = worker.run(job, parts);
-        lines = worker.lines();
-        return given;
-    }
-    WritingAnswer update(const std::string& path, const Record& record)
-    {
-        auto file = EditableFile::at(path);
-        return answer({ .operation = WritingOperation::UpdateTag, .file = file->opened(), .record = record },
-            { .file = file.get() });
-    }
-    WritingAnswer encode(
-        const std::string& input, const std::string& output, const Record& attributes, NotingListener& listener)
-    {
-        auto place = OutputPlace::at(output);
-        return answer({ .operation = WritingOperation::EncodeMp3, .file = OpenedFile::at(input), .record = attributes },
-            { .place = place.get(), .listener = &listener });
-    }
-    WritingAnswer convert(
-        const std::string& input, const std::string& output, std::int32_t bitrate, NotingDelegate* delegate)
-    {
-        auto place = OutputPlace::at(output);
-        return answer(
-            { .operation = WritingOperation::ConvertToAac, .file = OpenedFile::at(input), .bitrate = bitrate },
-            { .place = place.get(), .delegate = delegate });
-    }
-    WritingAnswer exportMovie(const std::string& input, const std::string& output, NotingDelegate* delegate)
-    {
-        auto place = OutputPlace::at(output);
-        return answer({ .operation = WritingOperation::ExportMovie, .file = OpenedFile::at(input) },
-            { .place = place.get(), .delegate = delegate });
-    }
-
-    std::vector<std::string> names() const
-    {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(scratch.path()))
-            found.push_back(entry.path().filename());
-        return found;
-    }
-    std::string wave(const std::string& name, std::size_t bytes = 400'000) const
-    {
-        return scratch.write(name, test::WaveMaker().format(1, 2, 44100, 16).sound(bytes).bytes());
-    }
-    std::string made(const std::string& name, const std::string& options) const
-    {
-        std::string path = scratch.file(name);
-        test::outputOf("ffmpeg -v error " + options + " -fflags +bitexact -y " + test::shellQuoted(path));
-        return path;
-    }
-    std::string movie(const std::string& name, const std::string& options = "") const
-    {
-        return made(name, "-f lavfi -i testsrc=d=2:s=160x120:r=25 -f lavfi -i sine=d=2:r=44100 " + options);
-    }
-
-    test::ScratchFolder scratch;
-    test::LogCapture log;
-    std::vector<std::string> lines; // of the worker, where it is a process
 };
-
-Record tagRecord(std::int32_t mediaType, std::size_t pictureBytes = 0)
-{
-    Record record { { MediaDBCommonColumnMediaType, mediaType }, { MediaDBMusicColumnTitle, "A new title" },
-        { MediaDBMusicColumnArtist, std::string("\xEA\xB0\x80") }, { MediaDBMusicColumnTrackNo, 7 } };
-    if (pictureBytes > 0) {
-        Bytes picture = test::readFile(test::sourcePath("tests/data/tags/red.jpg"));
-        picture.resize(std::max(pictureBytes, picture.size())); // a JPEG may have anything behind its end
-        record.set(MediaDBMusicColumnAlbumArt, std::move(picture));
-    }
-    return record;
-}
-
-bool updatedHere(const std::string& path, const Record& record)
-{
-    return MediaTag().updateTagWithDictionary(*EditableFile::at(path), record);
-}
 
 TEST_P(WritingBrokerTest, UpdatesTagsAsHere)
 {

@@ -15,12 +15,12 @@ bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast
 
 } // namespace
 
-WritingWorker::WritingWorker(WorkerSide side)
-    : WritingWorker(side, std::move(*Channel::makeEnds()))
+WritingWorker::WritingWorker(WorkerSide side, const char* kind)
+    : WritingWorker(side, kind, std::move(*Channel::makeEnds()))
 {
 }
 
-WritingWorker::WritingWorker(WorkerSide side, std::pair<UniqueFd, UniqueFd> ends)
+WritingWorker::WritingWorker(WorkerSide side, const char* kind, std::pair<UniqueFd, UniqueFd> ends)
     : m_channel(std::move(ends.first))
     , m_far(side == WorkerSide::Thread ? std::move(ends.second) : UniqueFd())
 {
@@ -28,7 +28,7 @@ WritingWorker::WritingWorker(WorkerSide side, std::pair<UniqueFd, UniqueFd> ends
         m_thread = std::thread([this] { serve(); });
         return;
     }
-    m_program = std::move(*ChildProgram::start({ buildPath("bin/mivo-worker"), "media" }, std::move(ends.second)));
+    m_program = std::move(*ChildProgram::start({ buildPath("bin/mivo-worker"), kind }, std::move(ends.second)));
     auto ready = m_channel.receive(Channel::Clock::now() + 60s);
     EXPECT_TRUE(ready && *ready && isKind(**ready, Message::Ready));
     EXPECT_TRUE(m_program->limitCpuTime(600s).ok());

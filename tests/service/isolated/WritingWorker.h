@@ -18,7 +18,8 @@ enum class WorkerSide {
 /// A worker for one writing job, and the loop that its host runs.
 class WritingWorker {
 public:
-    explicit WritingWorker(WorkerSide side);
+    /// `kind` is the program's word for what it has loaded.
+    WritingWorker(WorkerSide side, const char* kind);
     ~WritingWorker();
     WritingWorker(const WritingWorker&) = delete;
     WritingWorker& operator=(const WritingWorker&) = delete;
@@ -29,7 +30,7 @@ public:
     const std::vector<std::string>& lines() const { return m_lines; }
 
 private:
-    explicit WritingWorker(WorkerSide side, std::pair<UniqueFd, UniqueFd> ends);
+    WritingWorker(WorkerSide side, const char* kind, std::pair<UniqueFd, UniqueFd> ends);
     void serve();
     Result<Frame> awaitFrame();
 
