@@ -5,8 +5,6 @@
 namespace mv {
 
 inline constexpr std::uint32_t kAudioConverterEncodeBitRate = 0x62726174; // 'brat'
-inline constexpr OSStatus kAudioConverterErr_PropertyNotSupported = 0x70726F70; // 'prop'
-inline constexpr OSStatus kAudioConverterErr_BadPropertySizeError = 0x2173697A; // '!siz'
 
 /// What stands between the client format and the data of an extended audio file, which owns it.
 class AudioConverter {

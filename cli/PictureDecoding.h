@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pictures/Orientation.h"
+#include "Base/Media/Orientation.h"
 #include "platform/NSImage.h"
 #include "service/include/MVImageInfoBuilder.h"
 

@@ -2,7 +2,7 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
-#include "platform/NSImage.h"
+#include "Base/Media/Bitmap.h"
 
 #include <string_view>
 

@@ -1,9 +1,7 @@
 #include "cli/ResultCodes.h"
 
+#include "Base/Core/OSStatus.h"
 #include "Base/Core/Text.h"
-#include "audio/AudioConverter.h"
-#include "audio/AudioStatus.h"
-#include "platform/MovieToolbox.h"
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/include/MVMP4ExporterBase.h"
 

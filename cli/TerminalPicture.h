@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NSImage.h"
+#include "Base/Media/Bitmap.h"
 
 #include <optional>
 #include <string>

@@ -11,7 +11,7 @@
 #include "cli/Terminal.h"
 #include "cli/TerminalPicture.h"
 #include "cli/UprightThumbnail.h"
-#include "service/image/NSImageExtension.h"
+#include "service/include/MVImageInfoBuilder.h"
 
 namespace mv::cli {
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/Media/Bitmap.h"
 #include "Base/Media/TiffForm.h"
-#include "pictures/Bitmap.h"
 
 #include <optional>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Result.h"
-#include "pictures/Bitmap.h"
+#include "Base/Media/Bitmap.h"
 
 namespace mv {
 

@@ -13,13 +13,6 @@ namespace mv {
 // The movie toolbox: opening movies for export, the export to MPEG-4, and what the calls around them need, under the
 // names that they are known by. Handles are owned: destroying one is DisposeMovie, CloseComponent or DisposeHandle.
 
-// Results. Others are those of the file system (-34 disk full, -36, -43, -54).
-inline constexpr OSStatus eofErr = -39; ///< the file ends too early
-inline constexpr OSStatus userCanceledErr = -128; ///< the progress procedure said so
-inline constexpr OSStatus invalidMovie = -2010; ///< a movie that cannot be read to its end
-inline constexpr OSStatus noMovieFound = -2048; ///< not a movie
-inline constexpr OSStatus noExportProcAvailableErr = -2089; ///< holds what an MPEG-4 file cannot
-
 /// 16.16 fixed point.
 using Fixed = std::int32_t;
 constexpr Fixed Long2Fix(std::int32_t value) { return value * 65536; }

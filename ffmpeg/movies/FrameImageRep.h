@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Base/Media/Orientation.h"
 #include "ffmpeg/Handles.h"
 #include "movies/MovieTypes.h"
 #include "pictures/ImageRep.h"
-#include "pictures/Orientation.h"
 
 namespace mv {
 

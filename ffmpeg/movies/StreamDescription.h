@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/Media/Orientation.h"
 #include "ffmpeg/MediaInput.h"
 #include "movies/MovieDescription.h"
-#include "pictures/Orientation.h"
 
 namespace mv {
 

@@ -5,11 +5,6 @@
 
 namespace mv {
 
-// What a thumbnail is for; decides its default size, its canvas and the colour of its margins.
-inline constexpr int ThumbnailCategoryAlbumArt = 1;
-inline constexpr int ThumbnailCategoryPicture = 2;
-inline constexpr int ThumbnailCategoryVideoFrame = 3;
-
 /// Scales the first representation of `image` into the category's default maximum; TIFF bytes, or nothing.
 /// Smaller pictures are scaled up. Keeps no reference to `image`. Safe on several threads at once.
 std::optional<Bytes> makeThumbnailForContentCategory(const NSImage& image, int category);

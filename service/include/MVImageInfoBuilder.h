@@ -10,6 +10,11 @@ struct FloatSize {
     float height = 0;
 };
 
+// What a thumbnail is for; decides its default size, its canvas and the colour of its margins.
+inline constexpr int ThumbnailCategoryAlbumArt = 1;
+inline constexpr int ThumbnailCategoryPicture = 2;
+inline constexpr int ThumbnailCategoryVideoFrame = 3;
+
 // Keys of the thumbnail dictionary: the encoded picture, and the source's size in pixels as floating-point numbers.
 inline constexpr std::string_view kThumbnailData = "data";
 inline constexpr std::string_view kThumbnailWidth = "width";

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pictures/Bitmap.h"
+#include "Base/Media/Bitmap.h"
 
 #include <array>
 #include <cstdint>

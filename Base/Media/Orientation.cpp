@@ -1,4 +1,4 @@
-#include "pictures/Orientation.h"
+#include "Base/Media/Orientation.h"
 
 #include <cstdlib>
 #include <cstring>
