@@ -1,0 +1,73 @@
+#include "service/worker/WorkerProgram.h"
+
+#include "Base/Core/LateLoading.h"
+#include "Base/Core/NSBundle.h"
+#include "Base/Core/Text.h"
+#include "audio/AudioBackend.h"
+#include "movies/MovieBackend.h"
+#include "pictures/PictureReader.h"
+#include "platform/BASS.h"
+#include "process/ChildProgram.h"
+#include "sandbox/Sandbox.h"
+#include "service/job/Messages.h"
+#include "service/job/RecordCode.h"
+
+#include <cstring>
+#include <ctime>
+#include <string>
+
+namespace mv {
+
+namespace {
+
+// The kinds of workers: one that only reads with our own readers and picture libraries, and one with everything.
+constexpr const char* MediaKind = "media";
+
+constexpr Limits LightLimits { .memoryBytes = std::uint64_t { 512 } << 20, .cpuSeconds = 15, .descriptors = 32 };
+constexpr Limits MediaLimits { .memoryBytes = std::uint64_t { 3 } << 29, .cpuSeconds = 15, .descriptors = 32 };
+
+void initialiseAudioLibrary()
+{
+    constexpr int DefaultDevice = -1;
+    constexpr std::uint32_t Frequency = 44100;
+    // Deliberately not looked at: without the library the basic audio parser reports its own failures.
+    BASS_Init(DefaultDevice, Frequency, 0, nullptr, nullptr);
+}
+
+/// What libraries load or open at their first use, which a closed process cannot do any more.
+void loadEverything(bool isMedia)
+{
+    tzset();
+    static_cast<void>(NSBundle::mainBundle().executablePath());
+    static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
+    initialiseAudioLibrary();
+    if (!isMedia)
+        return forbidLateLoading();
+    static_cast<void>(installedMovieBackend().hasVideoDecoder(0));
+    static_cast<void>(installedAudioBackend());
+    preparePictureLibraries();
+}
+
+} // namespace
+
+int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCall unknown)
+{
+    constexpr int NotClosed = 3;
+    constexpr int Failed = 1;
+    bool isMedia = count > 1 && std::strcmp(words[1], MediaKind) == 0;
+    Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
+    loadEverything(isMedia);
+    auto closed = closeSandbox(isMedia ? MediaLimits : LightLimits, unknown);
+    if (!closed)
+        return NotClosed;
+    Record facts { { ReadyVersion, MIVO_VERSION } };
+    if (closed->missing)
+        facts.set(ReadyMissing, *closed->missing);
+    Bytes ready;
+    encodeRecord(facts, ready);
+    if (!channel.send(static_cast<std::uint8_t>(Message::Ready), ready))
+        return Failed;
+    return serve(channel) ? 0 : Failed;
+}
+
+} // namespace mv
