@@ -13,7 +13,7 @@ constexpr int EnoughWeight = 2;
 const PoisonList::Entry* PoisonList::find(const FileDeed& deed, Clock::time_point now) const
 {
     auto entry = std::ranges::find_if(
-        m_entries, [&](const Entry& each) { return each.weight > 0 && each.deed == deed && now - each.at < Memory; });
+        m_entries, [&](const Entry& each) { return each.deed == deed && now - each.at < Memory; });
     return entry == m_entries.end() ? nullptr : &*entry;
 }
 
@@ -26,6 +26,8 @@ void PoisonList::remember(const FileDeed& deed, Death death, Clock::time_point n
         entry = { deed, now, entry.weight + weight };
         return;
     }
+    if (m_entries.size() < MaxEntries)
+        return m_entries.push_back({ deed, now, weight });
     m_entries[m_next] = { deed, now, weight };
     m_next = (m_next + 1) % MaxEntries;
 }

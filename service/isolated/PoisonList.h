@@ -3,9 +3,9 @@
 #include "system/FileAttributes.h"
 #include "system/Mutex.h"
 
-#include <array>
 #include <chrono>
 #include <optional>
+#include <vector>
 
 namespace mv {
 
@@ -24,7 +24,8 @@ struct FileDeed {
 class PoisonList {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::size_t MaxEntries = 256;
+    /// More than a folder of harmful files has: the second scan of it is to cost no worker.
+    static constexpr std::size_t MaxEntries = 4096;
     static constexpr std::chrono::minutes Memory { 10 };
 
     enum class Death {
@@ -45,8 +46,8 @@ private:
     const Entry* find(const FileDeed& deed, Clock::time_point now) const MV_REQUIRES(m_lock);
 
     mutable Mutex m_lock;
-    std::array<Entry, MaxEntries> m_entries MV_GUARDED_BY(m_lock);
-    std::size_t m_next MV_GUARDED_BY(m_lock) = 0;
+    std::vector<Entry> m_entries MV_GUARDED_BY(m_lock);
+    std::size_t m_next MV_GUARDED_BY(m_lock) = 0; // the oldest, once there is no more room
 };
 
 } // namespace mv
