@@ -56,11 +56,12 @@ fuzz:
 	@cmake --build --preset fuzz
 	@fuzz/run $(SECONDS)
 
-# Kills, full disks, failing calls, rivals and power cuts while files are updated, at full length (some twenty minutes).
+# Kills, full disks, failing calls, rivals, power cuts and lost workers, at full length (some twenty minutes).
 faults: build
 	@tests/faults/run_faults.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests --without-sync --cuts 30 --updates 60
+	@build/tests/test_integration --gtest_also_run_disabled_tests --gtest_filter='*WorkerAtDeadline*'
 	@tests/faults/run_job_faults.py --programs build/bin
 
 install: build
