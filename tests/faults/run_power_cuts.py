@@ -211,7 +211,7 @@ class Judge:
 
     def __init__(self, before, updates, repair):
         self.now, self.updates, self.repair = dict(before), updates, repair
-        self.running = {}
+        self.running, self.last = {}, {}
         self.earlier = {kind: set() for kind in before}
         self.counts = collections.Counter()
 
@@ -221,7 +221,7 @@ class Judge:
         if word == "begin":
             self.running[update.kind] = update
         else:
-            del self.running[update.kind]
+            self.last[update.kind] = self.running.pop(update.kind)
             self.earlier[update.kind].add(update.old)
             self.now[update.kind] = update.new
 
@@ -235,6 +235,7 @@ class Judge:
         update = self.running.get(kind)
         if not update:
             if content == self.now[kind]:
+                # btrfs: the name that the new file had before it got the old one's may be there, too.
                 return "left over" if litter(folder) else "untouched"
             return "lost" if content in self.earlier[kind] else "torn"
         if content in (update.old, update.new):
@@ -246,7 +247,7 @@ class Judge:
 
     def repaired(self, mount, kind):
         """The update comes again, after whatever the cut left of it."""
-        update, path = self.running[kind], path_of(mount, kind)
+        update, path = self.running.get(kind) or self.last[kind], path_of(mount, kind)
         self.counts["hidden files left"] += len(litter(os.path.dirname(path)))
         faultlib.update(path, update.arguments)
         return digest(path) == update.new and not litter(os.path.dirname(path))
@@ -257,8 +258,9 @@ class Judge:
         for kind in KINDS:
             word = self.found(mount, kind)
             self.counts[word] += 1
-            good = word in ("untouched", "old", "new", "journalled")
-            if good and kind in self.running and self.repair and not self.repaired(mount, kind):
+            good = word in ("untouched", "old", "new", "journalled", "left over")
+            to_repair = kind in self.running or word == "left over"
+            if good and to_repair and self.repair and not self.repaired(mount, kind):
                 word, good = "not repaired", False
                 self.counts[word] += 1
             if not good:
@@ -308,7 +310,7 @@ def power_cuts(system, options):
         counts = judge.counts
         print(f"{system}: {len(updates)} updates, {options.cuts} cuts, {counts['blocks lost']} blocks lost: of the files being"
               f" updated {counts['old']} old, {counts['new']} new, {counts['journalled']} in place with a journal; of the"
-              f" others {counts['untouched']} untouched; {counts['hidden files left']} hidden files left for the next update;"
+              f" others {counts['untouched']} untouched, {counts['left over']} with a hidden file; {counts['hidden files left']} hidden files left for the next update;"
               f" {counts['broken']} broken ({counts['lost']} lost, {counts['torn']} torn)", flush=True)
         print(f"{system}: {made - begin:.0f} s of updates, {time.monotonic() - made:.0f} s of cuts", flush=True)
         return counts
