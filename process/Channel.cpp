@@ -83,6 +83,8 @@ Result<void> Channel::await(short events, Clock::time_point deadline) const
     }
 }
 
+Result<void> Channel::awaitMessage(Clock::time_point deadline) const { return await(POLLIN, deadline); }
+
 Result<void> Channel::send(
     std::uint8_t kind, ByteView payload, std::span<const int> descriptors, Clock::time_point deadline)
 {

@@ -46,6 +46,9 @@ public:
     /// at the deadline, Io where the other side ends in the middle of a frame.
     Result<std::optional<Frame>> receive(Clock::time_point deadline = NoDeadline, std::size_t expectedDescriptors = 0);
 
+    /// Waits until something comes, the other side's end too; State at the deadline, after which it goes on as before.
+    Result<void> awaitMessage(Clock::time_point deadline) const;
+
     int socket() const { return m_socket.get(); }
 
 private:

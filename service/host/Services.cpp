@@ -9,9 +9,6 @@
 #include "service/host/adaptors/MediaTagAdaptor.h"
 #include "service/include/ServiceNames.h"
 #include "service/isolated/StandIns.h"
-#include "service/tags/MediaTag.h"
-#include "service/transcode/MP4ExporterImpl.h"
-#include "service/transcode/Mp3EncodingJob.h"
 
 namespace mv {
 
@@ -41,14 +38,16 @@ std::vector<ServiceRow> services(WorkerHost& workers)
         { ImageParserService, "failed to register Mivo Image Parser",
             standingIn<ImageInfoAdaptor, IsolatedImageInfoBuilder>(workers) },
         { MediaTagUpdaterService, "failed to register Mivo Media Tag Updater",
-            [] { return std::make_unique<MediaTagAdaptor>(std::make_unique<MediaTag>()); } },
+            standingIn<MediaTagAdaptor, IsolatedMediaTag>(workers) },
         { MP4ExporterService, "failed to register Mivo MP4 Exporter",
-            [] { return std::make_unique<MP4ExporterAdaptor>(std::make_unique<MP4ExporterImpl>()); } },
+            standingIn<MP4ExporterAdaptor, IsolatedMP4Exporter>(workers) },
         { MP4ParserService, "failed to register Mivo MP4 Parser", describing(workers, ReadingOperation::DescribeMp4) },
         { ExifExtractorService, "failed to register Mivo Exif Extractor",
             standingIn<ExifExtractorAdaptor, IsolatedExifExtractor>(workers) },
         { Mp3EncoderService, "failed to register Mivo MP3 Encoder",
-            [] { return std::make_unique<AudioEncoderAdaptor>(std::make_unique<MP3Encoder>(standardEncoding())); } },
+            [&workers] {
+                return std::make_unique<AudioEncoderAdaptor>(std::make_unique<MP3Encoder>(isolatedEncoding(workers)));
+            } },
         { BasicAudioParserService, "failed to register Mivo basicaudio parser",
             describing(workers, ReadingOperation::DescribeAudio) },
     };

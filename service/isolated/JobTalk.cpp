@@ -38,15 +38,42 @@ Result<void> JobTalk::send(
     return m_worker.channel().send(static_cast<std::uint8_t>(kind), payload, descriptors, end);
 }
 
+/// Nothing for a line of the log.
+Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
+{
+    MV_TRY(frame, m_worker.channel().receive(end));
+    if (!frame)
+        return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
+    if (frame->kind != static_cast<std::uint8_t>(Message::Log))
+        return frame;
+    keepLine(*frame);
+    return std::optional<Frame> {};
+}
+
 Result<Frame> JobTalk::awaitFrame(Channel::Clock::time_point end)
 {
     while (true) {
-        MV_TRY(frame, m_worker.channel().receive(end));
-        if (!frame)
-            return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
-        if (frame->kind != static_cast<std::uint8_t>(Message::Log))
+        MV_TRY(frame, nextFrame(end));
+        if (frame)
             return std::move(*frame);
-        keepLine(*frame);
+    }
+}
+
+Result<Frame> JobTalk::awaitFrame(std::chrono::seconds patience, const std::function<bool()>& stillWorks)
+{
+    Channel::Clock::time_point end = Channel::Clock::now() + patience;
+    while (true) {
+        auto something = m_worker.channel().awaitMessage(end);
+        if (!something && (something.error().kind != Error::Kind::State || !stillWorks()))
+            return something.error();
+        if (!something) {
+            end = Channel::Clock::now() + patience;
+            continue;
+        }
+        // Lines of the log are no work: they do not move the end.
+        MV_TRY(frame, nextFrame(end));
+        if (frame)
+            return std::move(*frame);
     }
 }
 

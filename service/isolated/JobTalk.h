@@ -4,6 +4,7 @@
 #include "service/isolated/WorkerProcess.h"
 #include "service/job/Messages.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,12 +29,16 @@ public:
     Result<void> send(Message kind, ByteView payload, std::span<const int> descriptors, Channel::Clock::time_point end);
     /// The next message that is no line of the log. A worker that has closed its end is an error here.
     Result<Frame> awaitFrame(Channel::Clock::time_point end);
+    /// The same for a job that may take as long as it likes while it works: each time when nothing has come for so long
+    /// it is asked whether it does.
+    Result<Frame> awaitFrame(std::chrono::seconds patience, const std::function<bool()>& stillWorks);
     /// Writes the lines of the worker that have come.
     void writeLog();
     /// Kills the worker, whose conversation failed so.
     WorkerDeath endOf(const Error& failure);
 
 private:
+    Result<std::optional<Frame>> nextFrame(Channel::Clock::time_point end);
     void keepLine(const Frame& frame);
 
     WorkerProcess& m_worker;

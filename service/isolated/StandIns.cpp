@@ -1,5 +1,7 @@
 #include "service/isolated/StandIns.h"
 
+#include "service/include/MVAudioEncoderBase.h"
+
 namespace mv {
 
 namespace {
@@ -32,6 +34,56 @@ std::optional<Record> IsolatedImageInfoBuilder::makeThumbnailWithMaxSize(const O
 std::shared_ptr<MVExifInfo> IsolatedExifExtractor::extractExif(const OpenedFile& file)
 {
     return ask<std::shared_ptr<MVExifInfo>>(m_workers, { .operation = ReadingOperation::Exif, .file = file });
+}
+
+std::optional<Record> IsolatedMediaTag::podcastInfo(const OpenedFile& file)
+{
+    return ask<std::optional<Record>>(m_workers, { .operation = ReadingOperation::PodcastInfo, .file = file });
+}
+
+bool IsolatedMediaTag::updateTagWithDictionary(EditableFile& file, const Record& record)
+{
+    WritingJob job { .operation = WritingOperation::UpdateTag, .file = file.opened(), .record = record };
+    return std::get<bool>(m_workers.write(std::move(job), { .file = &file }));
+}
+
+std::int32_t IsolatedMP4Exporter::exportWithDelegateFromPathToMp4Path(
+    MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination)
+{
+    MutexLock lock(s_jobLock);
+    WritingJob job { .operation = WritingOperation::ExportMovie, .file = source };
+    return std::get<std::int32_t>(
+        m_workers.write(std::move(job), { .place = destination.get(), .delegate = delegate }));
+}
+
+std::int32_t IsolatedMP4Exporter::convertToAacWithDelegateFromPathToMp4PathBitrate(
+    MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate)
+{
+    MutexLock lock(s_jobLock);
+    WritingJob job { .operation = WritingOperation::ConvertToAac, .file = source, .bitrate = bitrate };
+    return std::get<std::int32_t>(
+        m_workers.write(std::move(job), { .place = destination.get(), .delegate = delegate }));
+}
+
+bool IsolatedMP4Exporter::isAlacAudio(const OpenedFile& file)
+{
+    MutexLock lock(s_jobLock);
+    return ask<bool>(m_workers, { .operation = ReadingOperation::HasAppleLossless, .file = file });
+}
+
+EncodingRun isolatedEncoding(WorkerHost& workers)
+{
+    return
+        [&workers](const Record& attributes, EncodingListener& listener, const OpenedFile& input, OutputPlace& output) {
+            WritingJob job { .operation = WritingOperation::EncodeMp3, .file = input, .record = attributes };
+            try {
+                return std::get<bool>(workers.write(std::move(job), { .place = &output, .listener = &listener }));
+            } catch (const WorkersUnavailable&) {
+                // A job on a thread has no other way to say that it will never begin.
+                listener.failed(MVAudioEncoderErrorEncoder);
+                throw;
+            }
+        };
 }
 
 } // namespace mv

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "service/encoder/EncodingRun.h"
 #include "service/include/MVExifExtractorBase.h"
 #include "service/include/MVImageInfoBuilder.h"
+#include "service/include/MVMP4ExporterBase.h"
+#include "service/include/MVMediaTagBase.h"
 #include "service/isolated/WorkerHost.h"
+#include "system/Mutex.h"
 
 namespace mv {
 
@@ -48,5 +52,42 @@ public:
 private:
     WorkerHost& m_workers;
 };
+
+class IsolatedMediaTag final : public MVMediaTagBase {
+public:
+    explicit IsolatedMediaTag(WorkerHost& workers)
+        : m_workers(workers)
+    {
+    }
+    std::optional<Record> podcastInfo(const OpenedFile& file) override;
+    /// The worker plans and checks; the file is replaced here. Where the worker is lost the file stays as it was, and
+    /// the answer says whether it is there, as it does for every tag that cannot be written.
+    bool updateTagWithDictionary(EditableFile& file, const Record& record) override;
+
+private:
+    WorkerHost& m_workers;
+};
+
+/// One job at a time in the whole process, whoever asks.
+class IsolatedMP4Exporter final : public MVMP4ExporterBase {
+public:
+    explicit IsolatedMP4Exporter(WorkerHost& workers)
+        : m_workers(workers)
+    {
+    }
+    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const OpenedFile& source,
+        const SharedPlace& destination) override MV_EXCLUDES(s_jobLock);
+    std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate,
+        const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate) override MV_EXCLUDES(s_jobLock);
+    bool isAlacAudio(const OpenedFile& file) override MV_EXCLUDES(s_jobLock);
+
+private:
+    static inline Mutex s_jobLock;
+    WorkerHost& m_workers;
+};
+
+/// Encodes to MP3 by a worker of each job's own. Where the worker is lost, or none can be had, the listener hears of a
+/// failed encoder.
+EncodingRun isolatedEncoding(WorkerHost& workers);
 
 } // namespace mv

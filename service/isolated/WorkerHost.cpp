@@ -7,9 +7,17 @@
 #include "service/isolated/HostColumns.h"
 #include "service/job/AnswerCheck.h"
 
+#include <utility>
+
 namespace mv {
 
 namespace {
+
+// Numbers of writing operations among all; those of reading ones lie below.
+constexpr int FirstWritingDeed = 64;
+
+// A long recording may take hours.
+constexpr std::chrono::hours AnyProcessorTime { 24 * 365 };
 
 FileDeed deedOf(const OpenedFile& file, int operation)
 {
@@ -25,6 +33,11 @@ WorkerKind firstKind(ReadingOperation operation)
     return operation == ReadingOperation::DescribeMovie ? WorkerKind::Media : WorkerKind::Light;
 }
 
+WorkerKind firstKind(WritingOperation operation)
+{
+    return operation == WritingOperation::UpdateTag ? WorkerKind::Light : WorkerKind::Media;
+}
+
 bool isDescription(ReadingOperation operation) { return operation <= ReadingOperation::DescribePicture; }
 
 [[noreturn]] void raise(const RaisedException& raised)
@@ -32,6 +45,11 @@ bool isDescription(ReadingOperation operation) { return operation <= ReadingOper
     if (raised.name.empty())
         throw std::runtime_error(raised.reason);
     throw NSException(raised.name, raised.reason);
+}
+
+WorkersUnavailable unavailable(const Error& error)
+{
+    return WorkersUnavailable("nothing can be read, as no worker can be had: " + error.text);
 }
 
 /// What the worker sends when it is done with the job.
@@ -42,6 +60,28 @@ Result<Frame> converse(JobTalk& talk, const ReadingJob& job)
     std::span<const int> descriptors(content, content[0] >= 0 ? 1 : 0);
     MV_TRY_VOID(talk.send(Message::ReadingJob, encodeJob(job), descriptors, end));
     return talk.awaitFrame(end);
+}
+
+/// Serves the job until its answer comes. Nothing where it needs another kind of worker, whose lines count then.
+Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& broker, std::chrono::seconds patience)
+{
+    MV_TRY_VOID(broker.start());
+    auto last = broker.trace();
+    auto stillWorks = [&] {
+        auto before = std::exchange(last, broker.trace());
+        return last != before;
+    };
+    while (true) {
+        MV_TRY(frame, talk.awaitFrame(patience, stillWorks));
+        if (frame.kind == static_cast<std::uint8_t>(Message::NeedsMedia) && !broker.hasServed())
+            return std::optional<WritingAnswer> {};
+        MV_TRY(answer, broker.serve(frame));
+        if (answer)
+            return answer;
+        if (broker.hasServed())
+            talk.writeLog();
+        last = broker.trace();
+    }
 }
 
 Result<ReadingAnswer> answerIn(const Frame& frame, const ReadingJob& job)
@@ -60,10 +100,8 @@ std::optional<ReadingAnswer> WorkerHost::read(ReadingJob job)
 {
     job.debugLevel = currentDebugLevel();
     const FileDeed deed = deedOf(job.file, static_cast<int>(job.operation));
-    if (m_poison.isPoison(deed)) {
-        NSLog("%s is not read: it ended a worker a short while ago", job.file.path().c_str());
+    if (isPoison(deed, job.file.path()))
         return std::nullopt;
-    }
     auto answer = readNew(job, deed);
     if (!answer)
         return std::nullopt;
@@ -81,11 +119,9 @@ std::optional<ReadingAnswer> WorkerHost::readNew(const ReadingJob& job, const Fi
         outcome = readOn(WorkerKind::Media, job);
     if (auto* answer = std::get_if<ReadingAnswer>(&outcome))
         return std::move(*answer);
-    auto* death = std::get_if<WorkerDeath>(&outcome);
-    NSLog("the worker that read %s was lost: %s", job.file.path().c_str(),
-        death ? death->reason.c_str() : "it asked for what it has");
-    if (death && death->blame && job.file.exists())
-        m_poison.remember(deed, *death->blame);
+    const auto* death = std::get_if<WorkerDeath>(&outcome);
+    remember(
+        deed, job.file.path(), death ? *death : WorkerDeath { "it asked for what it has", PoisonList::Death::Crash });
     return std::nullopt;
 }
 
@@ -93,7 +129,7 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
 {
     auto loan = m_pool.forReading(kind, m_caller ? m_caller() : std::string());
     if (!loan)
-        throw WorkersUnavailable("nothing can be read, as no worker can be had: " + loan.error().text);
+        throw unavailable(loan.error());
     // One that has ended already cannot be limited either; the conversation finds out.
     static_cast<void>(loan->worker->program().limitCpuTime(ReadingProcessorTime));
     JobTalk talk(*loan->worker);
@@ -113,6 +149,66 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
         return talk.endOf(answer.error());
     m_pool.giveBack(std::move(*loan));
     return std::move(*answer);
+}
+
+bool WorkerHost::isPoison(const FileDeed& deed, const Path& path) const
+{
+    if (!m_poison.isPoison(deed))
+        return false;
+    NSLog("%s is left alone: it ended a worker a short while ago", path.c_str());
+    return true;
+}
+
+void WorkerHost::remember(const FileDeed& deed, const Path& path, const WorkerDeath& death)
+{
+    NSLog("the worker that had %s was lost: %s", path.c_str(), death.reason.c_str());
+    if (death.blame && deed != FileDeed {})
+        m_poison.remember(deed, *death.blame);
+}
+
+WritingAnswer WorkerHost::write(WritingJob job, const WritingParts& parts)
+{
+    job.debugLevel = currentDebugLevel();
+    const FileDeed deed = deedOf(job.file, FirstWritingDeed + static_cast<int>(job.operation));
+    if (isPoison(deed, job.file.path())) {
+        Channel nobody { UniqueFd() };
+        return WritingBroker(nobody, std::move(job), parts, {}).answerOfDeath();
+    }
+    std::optional<WritingAnswer> answer;
+    // Its input shows whether it takes FFmpeg to decode it, before anything is made.
+    if (job.operation == WritingOperation::EncodeMp3)
+        answer = writeOn(WorkerKind::Light, job, parts, deed);
+    if (!answer)
+        answer = writeOn(firstKind(job.operation), std::move(job), parts, deed);
+    if (const auto* raised = std::get_if<RaisedException>(&*answer))
+        raise(*raised);
+    return *answer;
+}
+
+/// Nothing where the job needs another kind of worker.
+std::optional<WritingAnswer> WorkerHost::writeOn(
+    WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed)
+{
+    auto loan = m_pool.fresh(kind);
+    if (!loan)
+        throw unavailable(loan.error());
+    const Path path = job.file.path();
+    const bool isTag = job.operation == WritingOperation::UpdateTag;
+    const ChildProgram& program = loan->worker->program();
+    JobTalk talk(*loan->worker);
+    WritingBroker broker(loan->worker->channel(), std::move(job), parts,
+        [&talk] { return talk.awaitFrame(Channel::Clock::now() + ReadingPatience); });
+    // One that has ended already cannot be limited either; the conversation finds out.
+    static_cast<void>(program.limitCpuTime(isTag ? ReadingProcessorTime : AnyProcessorTime));
+    static_cast<void>(program.limitFileBytes(broker.fileBytes()));
+    auto answer = converse(talk, broker, isTag ? ReadingPatience : WritingPatience);
+    if (answer && !*answer)
+        return std::nullopt;
+    talk.writeLog();
+    if (answer)
+        return std::move(**answer);
+    remember(deed, path, talk.endOf(answer.error()));
+    return broker.answerOfDeath();
 }
 
 } // namespace mv

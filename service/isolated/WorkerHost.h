@@ -3,6 +3,7 @@
 #include "service/isolated/JobTalk.h"
 #include "service/isolated/PoisonList.h"
 #include "service/isolated/WorkerPool.h"
+#include "service/isolated/WritingBroker.h"
 #include "service/job/ReadingJob.h"
 
 #include <functional>
@@ -24,6 +25,10 @@ public:
     static constexpr std::chrono::seconds ReadingProcessorTime { 15 };
     static constexpr std::chrono::seconds ReadingPatience { 22 };
 
+    /// A writing job is given up when for so long neither a message came nor what it makes grew. The time that a
+    /// client's delegate takes does not count.
+    static constexpr std::chrono::seconds WritingPatience { 60 };
+
     /// The client whose call this thread does; empty where it has none.
     using Caller = std::function<std::string()>;
 
@@ -38,6 +43,10 @@ public:
     /// that is larger than a message.
     std::optional<ReadingAnswer> read(ReadingJob job);
 
+    /// Has the job done by a worker of its own, which asks for each step: see WritingBroker, and its answerOfDeath for
+    /// what a worker's end gives. Raises what the job raised, and WorkersUnavailable, when nothing was done.
+    WritingAnswer write(WritingJob job, const WritingParts& parts);
+
     WorkerPool& pool() { return m_pool; }
 
 private:
@@ -46,6 +55,10 @@ private:
 
     std::optional<ReadingAnswer> readNew(const ReadingJob& job, const FileDeed& deed);
     Outcome readOn(WorkerKind kind, const ReadingJob& job);
+    std::optional<WritingAnswer> writeOn(
+        WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed);
+    bool isPoison(const FileDeed& deed, const Path& path) const;
+    void remember(const FileDeed& deed, const Path& path, const WorkerDeath& death);
 
     WorkerPool m_pool;
     PoisonList m_poison;

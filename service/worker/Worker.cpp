@@ -8,6 +8,11 @@
 #include "service/worker/WritingRunner.h"
 #include "system/Mutex.h"
 
+#include <cerrno>
+#include <poll.h>
+#include <thread>
+#include <unistd.h>
+
 namespace mv {
 
 namespace {
@@ -60,11 +65,23 @@ Result<void> doReadingJob(Frame frame, Sender& sender)
     return sender.send(Message::Answer, answer);
 }
 
+/// A job whose client has no delegate asks for hardly anything, and would go on to its end for a host that is gone.
+void leaveWithHost(int socket)
+{
+    std::thread([socket] {
+        pollfd end { socket, POLLRDHUP, 0 };
+        while (poll(&end, 1, -1) < 0 && errno == EINTR) { }
+        _exit(0);
+    }).detach();
+}
+
 Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
 {
     MV_TRY(job, decodeWritingJob(frame.payload, onlyDescriptor(frame)));
     frame.payload = Bytes(); // a record may be large, and is not needed twice
     setDebugLevel(job.debugLevel);
+    if (job.operation != WritingOperation::UpdateTag)
+        leaveWithHost(channel.socket());
     HostLink host(channel, [&sender](Message kind, ByteView payload) { return sender.send(kind, payload); });
     return sender.send(Message::Answer, encodeWritingAnswer(runWritingJob(job, host)));
 }

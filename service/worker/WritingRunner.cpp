@@ -58,7 +58,7 @@ WritingAnswer runWritingJob(const WritingJob& job, HostLink& host)
     } catch (const NSException& exception) {
         return RaisedException { exception.name(), exception.reason() };
     } catch (const std::exception& problem) {
-        return RaisedException { NSGenericException, problem.what() };
+        return RaisedException { {}, problem.what() };
     }
 }
 
