@@ -142,7 +142,7 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     talk.writeLog();
     if (frame && frame->kind == static_cast<std::uint8_t>(Message::TooLarge)) {
         m_pool.giveBack(std::move(*loan));
-        throw std::length_error("the answer is larger than 32 MiB");
+        throw std::length_error("the answer is larger than a message");
     }
     auto answer = frame ? answerIn(*frame, job) : Result<ReadingAnswer>(frame.error());
     if (!answer)

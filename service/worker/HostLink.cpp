@@ -24,12 +24,6 @@ bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast
 
 } // namespace
 
-bool HostLink::hasAsked() const
-{
-    MutexLock hold(m_lock);
-    return m_hasAsked;
-}
-
 Error HostLink::broken(const Error& error)
 {
     if (!m_broken)
@@ -45,12 +39,6 @@ Result<void> HostLink::send(Message kind, ByteView payload)
     return sent ? Result<void> {} : broken(sent.error());
 }
 
-Result<void> HostLink::sendRequest(const Request& request)
-{
-    m_hasAsked = m_hasAsked || !isQuestion(request.kind);
-    return send(Message::Request, encodeRequest(request));
-}
-
 Result<Frame> HostLink::receive()
 {
     auto frame = m_channel.receive(Channel::NoDeadline, 1);
@@ -64,7 +52,7 @@ Result<Frame> HostLink::receive()
 Result<HostLink::Reply> HostLink::ask(const Request& request)
 {
     MutexLock hold(m_lock);
-    MV_TRY_VOID(sendRequest(request));
+    MV_TRY_VOID(send(Message::Request, encodeRequest(request)));
     MV_TRY(frame, receive());
     if (!isKind(frame, Message::Reply))
         return broken({ Error::Kind::Format, "a message that no host sends" });
@@ -74,7 +62,7 @@ Result<HostLink::Reply> HostLink::ask(const Request& request)
 Result<HostLink::Reply> HostLink::replace(const FileReplacement::Plan& plan, const FileReplacement::Check& check)
 {
     MutexLock hold(m_lock);
-    MV_TRY_VOID(sendRequest({ RequestKind::Replace }));
+    MV_TRY_VOID(send(Message::Request, encodeRequest({ RequestKind::Replace })));
     while (true) {
         MV_TRY(frame, receive());
         MV_TRY(reply, answer(std::move(frame), plan, check));

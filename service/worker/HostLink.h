@@ -34,12 +34,9 @@ public:
     /// Asks for Replace, answers the host's questions by the two, and gives the reply. What they throw comes through,
     /// and is final.
     Result<Reply> replace(const FileReplacement::Plan& plan, const FileReplacement::Check& check) MV_EXCLUDES(m_lock);
-    /// Whether more than answers was asked for: from then on the job cannot be begun again elsewhere.
-    bool hasAsked() const MV_EXCLUDES(m_lock);
 
 private:
     Result<void> send(Message kind, ByteView payload) MV_REQUIRES(m_lock);
-    Result<void> sendRequest(const Request& request) MV_REQUIRES(m_lock);
     Result<Frame> receive() MV_REQUIRES(m_lock);
     Result<std::optional<Reply>> answer(
         Frame frame, const FileReplacement::Plan& plan, const FileReplacement::Check& check) MV_REQUIRES(m_lock);
@@ -47,9 +44,8 @@ private:
 
     Channel& m_channel;
     const Send m_send;
-    mutable Mutex m_lock;
+    Mutex m_lock;
     std::optional<Error> m_broken MV_GUARDED_BY(m_lock);
-    bool m_hasAsked MV_GUARDED_BY(m_lock) = false;
 };
 
 } // namespace mv

@@ -103,15 +103,25 @@ TEST_P(WritingBrokerTest, AFileWithSeveralNamesIsRewrittenInPlace)
     EXPECT_EQ(names().size(), 3u);
 }
 
+// The largest that a call can bring, to a worker with the least memory.
 TEST_P(WritingBrokerTest, ALargePictureIsWrittenAsHere)
 {
-    std::string here = scratch.write("here", test::mpegFrames(10));
-    std::string there = scratch.write("there", test::mpegFrames(10));
-    Record record = tagRecord(MVMediaTypeMP3, std::size_t { 60 } << 20);
-    EXPECT_TRUE(updatedHere(here, record));
-    EXPECT_EQ(update(there, record), WritingAnswer(true));
-    EXPECT_GT(test::readFile(there).size(), std::size_t { 60 } << 20);
-    EXPECT_TRUE(test::readFile(there) == test::readFile(here));
+    kind = "light";
+    constexpr std::size_t Length = (std::size_t { 64 } << 20) - 1024;
+    for (std::int32_t type : { MVMediaTypeMP3, MVMediaTypeM4A }) {
+        bool isMp3 = type == MVMediaTypeMP3;
+        std::string here
+            = isMp3 ? scratch.write("here", test::mpegFrames(10)) : scratch.write("here", test::makeMp4({}).bytes);
+        std::string there = scratch.copy(here, "there");
+        // Also over one that is there already.
+        for (std::size_t length : { Length, Length - 1 }) {
+            Record record = tagRecord(type, length);
+            EXPECT_TRUE(updatedHere(here, record));
+            EXPECT_EQ(update(there, record), WritingAnswer(true));
+            EXPECT_TRUE(test::readFile(there) == test::readFile(here));
+            EXPECT_EQ(test::readFile(there).size() > length, isMp3) << "covers of MPEG-4 files are made anew";
+        }
+    }
 }
 
 TEST_P(WritingBrokerTest, EncodesAsHere)
