@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace mv {
@@ -18,6 +19,17 @@ namespace {
 constexpr std::chrono::seconds BirthPatience { 10 };
 
 constexpr std::array Places { "mivo-worker", "../libexec/mivo/mivo-worker" };
+
+// The C library asks for the system's zone again and again, which a closed process cannot; for one with a name it does
+// not.
+constexpr const char* SystemZone = ":/etc/localtime";
+
+/// The local zone of this process, as a value of the variable TZ: a worker has no environment.
+std::string localZone()
+{
+    const char* zone = std::getenv("TZ");
+    return zone ? zone : SystemZone;
+}
 
 Error notUsable(std::string why) { return { Error::Kind::State, std::move(why) }; }
 
@@ -34,9 +46,7 @@ void logMissing(const std::string& sentence)
 Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(const std::string& program, WorkerKind kind)
 {
     MV_TRY(ends, Channel::makeEnds());
-    std::vector<std::string> words { program };
-    if (kind == WorkerKind::Media)
-        words.emplace_back("media");
+    const std::vector<std::string> words { program, kind == WorkerKind::Media ? "media" : "light", localZone() };
     MV_TRY(child, ChildProgram::start(words, std::move(ends.second)));
     std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, Channel(std::move(ends.first)), std::move(child)));
     MV_TRY_VOID(worker->awaitReady());

@@ -12,6 +12,7 @@
 #include "service/job/Messages.h"
 #include "service/job/RecordCode.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -22,6 +23,7 @@ namespace {
 
 // The kinds of workers: one that only reads with our own readers and picture libraries, and one with everything.
 constexpr const char* MediaKind = "media";
+constexpr const char* SystemZone = ":/etc/localtime";
 
 constexpr Limits LightLimits { .memoryBytes = std::uint64_t { 512 } << 20, .cpuSeconds = 15, .descriptors = 32 };
 constexpr Limits MediaLimits { .memoryBytes = std::uint64_t { 3 } << 29, .cpuSeconds = 15, .descriptors = 32 };
@@ -34,10 +36,16 @@ void initialiseAudioLibrary()
     BASS_Init(DefaultDevice, Frequency, 0, nullptr, nullptr);
 }
 
+/// The local zone stays what it is now: one that has a name is not looked up again, which would fail and give UTC.
+void keepZone(const char* zone)
+{
+    setenv("TZ", zone, 1);
+    tzset();
+}
+
 /// What libraries load or open at their first use, which a closed process cannot do any more.
 void loadEverything(bool isMedia)
 {
-    tzset();
     static_cast<void>(NSBundle::mainBundle().executablePath());
     static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
     initialiseAudioLibrary();
@@ -55,6 +63,7 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
     constexpr int NotClosed = 3;
     constexpr int Failed = 1;
     bool isMedia = count > 1 && std::strcmp(words[1], MediaKind) == 0;
+    keepZone(count > 2 ? words[2] : SystemZone);
     Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
     loadEverything(isMedia);
     auto closed = closeSandbox(isMedia ? MediaLimits : LightLimits, unknown);
