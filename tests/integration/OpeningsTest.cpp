@@ -172,14 +172,6 @@ private:
     }
 };
 
-Bytes podcastSong()
-{
-    std::string latin1(1, '\0');
-    std::string tag
-        = test::id3Tag(3, test::id3Frame(3, "TGID", latin1 + "one") + test::id3Frame(3, "WFED", latin1 + "feed"));
-    return Bytes(tag.begin(), tag.end());
-}
-
 /// Of the table, for another file if one is given.
 Operation operationOf(const std::string& name, const char* extension = nullptr, Bytes (*content)() = nullptr)
 {
@@ -204,7 +196,7 @@ TEST_F(OpeningsTest, AFileThatIsReadIsOpenedOnceAndAskedOnce)
         operationOf("image", ".jpg"), // looks for EXIF
         operationOf("thumbnail"),
         operationOf("exif"),
-        operationOf("podcast", ".mp3", podcastSong),
+        operationOf("podcast", ".mp3", test::podcastSong),
         operationOf("podcast", ".m4a", movie),
         operationOf("alac"),
         operationOf("alac", ".mp3", test::song),

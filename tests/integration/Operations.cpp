@@ -14,6 +14,13 @@ Bytes song()
     return Bytes(sound.begin(), sound.end());
 }
 
+Bytes podcastSong()
+{
+    std::string latin1(1, '\0');
+    std::string tag = id3Tag(3, id3Frame(3, "TGID", latin1 + "one") + id3Frame(3, "WFED", latin1 + "feed"));
+    return Bytes(tag.begin(), tag.end());
+}
+
 namespace {
 
 Bytes wave()

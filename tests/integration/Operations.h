@@ -27,4 +27,7 @@ const std::vector<Operation>& operations();
 /// An MP3 file of a title and about a second of sound.
 Bytes song();
 
+/// One with the two identifiers of a podcast.
+Bytes podcastSong();
+
 } // namespace mv::test

@@ -2,6 +2,7 @@
 
 #include "tests/support/BusClient.h"
 #include "tests/support/Places.h"
+#include "tests/support/ProcessTree.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -15,21 +16,6 @@
 #include <unistd.h>
 
 namespace mv::test {
-
-namespace {
-
-/// The number behind a name in /proc/PID/status.
-long statusValue(pid_t process, const std::string& name)
-{
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(name + ":"))
-            return std::atol(line.c_str() + name.size() + 1);
-    }
-    return -1;
-}
-
-} // namespace
 
 ServiceProcess::ServiceProcess(const std::string& executable)
 {

@@ -1,0 +1,81 @@
+#include "tests/integration/Attempt.h"
+#include "tests/integration/FaultyService.h"
+#include "tests/support/ProcessTree.h"
+
+#include <algorithm>
+
+// What the service still holds after its work: no descriptor, process or zombie more than before.
+
+namespace mv {
+namespace {
+
+/// What a service has at a moment.
+struct Holdings {
+    std::size_t descriptors = 0;
+    std::size_t children = 0;
+    std::size_t zombies = 0;
+    bool operator==(const Holdings&) const = default;
+
+    static Holdings of(pid_t service)
+    {
+        std::vector<pid_t> children = test::childrenOf(service);
+        return { test::descriptorsOf(service), children.size(),
+            static_cast<std::size_t>(std::count_if(children.begin(), children.end(), test::isZombie)) };
+    }
+};
+
+void PrintTo(const Holdings& holdings, std::ostream* out)
+{
+    *out << holdings.descriptors << " descriptors, " << holdings.children << " children, " << holdings.zombies
+         << " zombies";
+}
+
+/// Workers that wait for a client's next call are gone some seconds later, and the spare is there again.
+void expectSoonAsBefore(pid_t service, const Holdings& before)
+{
+    test::eventually([&] { return Holdings::of(service) == before; });
+    EXPECT_EQ(Holdings::of(service), before);
+}
+
+/// With the spare, once it is born.
+Holdings holdingsAtRest(pid_t service)
+{
+    EXPECT_TRUE(test::eventually([&] { return test::childrenOf(service).size() == 1; }));
+    return Holdings::of(service);
+}
+
+class Leftovers : public test::RunningService { };
+
+TEST_F(Leftovers, AThousandCallsLeaveNothing)
+{
+    const Holdings before = holdingsAtRest(m_service.pid());
+    std::size_t calls = 0;
+    while (calls < 1000) {
+        for (const test::AnswerRow& row : test::AnswerRows) {
+            std::string answer = test::Attempt(row.operation, "file").named(m_client);
+            ASSERT_TRUE(answer.starts_with(row.good)) << row.operation << ": " << answer;
+            ++calls;
+        }
+    }
+    expectSoonAsBefore(m_service.pid(), before);
+}
+
+class LeftoversOfDeaths : public test::FaultyService, public testing::WithParamInterface<const char*> { };
+
+TEST_P(LeftoversOfDeaths, AreNone)
+{
+    const Holdings before = holdingsAtRest(m_service.pid());
+    for (int turn = 0; turn < 5; ++turn) {
+        for (const test::AnswerRow& row : test::AnswerRows) {
+            std::string answer = test::Attempt(row.operation, GetParam()).named(m_client);
+            ASSERT_EQ(answer, row.lost) << row.operation;
+        }
+    }
+    expectSoonAsBefore(m_service.pid(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, LeftoversOfDeaths, testing::Values("crash-at-job", "half-at-job"),
+    [](const auto& row) { return std::string(row.param).substr(0, 4); });
+
+} // namespace
+} // namespace mv
