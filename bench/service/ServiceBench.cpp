@@ -1,15 +1,17 @@
 // The process itself: time from start to nine names, what it holds and how often it wakes while idle, and the
 // latency of a call that does nothing.
 #include "tests/support/BusClient.h"
+#include "tests/support/Mp4Maker.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/ProcessTree.h"
 #include "tests/support/ServiceProcess.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <numeric>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -49,31 +51,38 @@ double timeToReady()
     return millisecondsSince(start);
 }
 
-long contextSwitches(pid_t process)
+/// The service and its workers.
+std::vector<pid_t> processesOf(const ServiceProcess& service)
 {
-    long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
-        std::ifstream status(task.path() / "status");
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with("voluntary_ctxt_switches:"))
-                sum += std::atol(line.c_str() + 24);
-        }
-    }
-    return sum;
+    std::vector<pid_t> all = childrenOf(service.pid());
+    all.push_back(service.pid());
+    return all;
 }
 
-void printIdle()
+template <class Number> long sumOver(const std::vector<pid_t>& processes, Number numberOf)
 {
+    return std::accumulate(
+        processes.begin(), processes.end(), 0L, [&](long sum, pid_t process) { return sum + numberOf(process); });
+}
+
+/// Without a call so far, and some time after calls that needed FFmpeg.
+void printIdle(const char* when, bool isUsed)
+{
+    constexpr int Seconds = 30;
+    constexpr int UntilAllRetired = 12;
     PrivateBus bus;
     ServiceProcess service;
     service.waitUntilReady();
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    long before = contextSwitches(service.pid());
-    constexpr int Seconds = 10;
+    ScratchFolder folder;
+    if (isUsed)
+        BusClient().build(std::string(kServiceBusNames[0]), folder.write("song.m4a", makeMp4({}).bytes));
+    std::this_thread::sleep_for(std::chrono::seconds(isUsed ? UntilAllRetired : 1));
+    std::vector<pid_t> processes = processesOf(service);
+    long before = sumOver(processes, voluntarySwitches);
     std::this_thread::sleep_for(std::chrono::seconds(Seconds));
-    std::printf("idle          %.1f MB resident, %ld wake-ups in %d s, %d threads\n",
-        static_cast<double>(service.residentKiB()) / 1000, contextSwitches(service.pid()) - before, Seconds,
-        service.threadCount());
+    std::printf("idle, %-14s %zu processes, %.1f MB Pss, %ld wake-ups in %d s, %d threads\n", when, processes.size(),
+        static_cast<double>(sumOver(processes, proportionalKiB)) / 1000, sumOver(processes, voluntarySwitches) - before,
+        Seconds, service.threadCount());
 }
 
 void printLatency()
@@ -100,6 +109,7 @@ int main()
         starts.push_back(timeToReady());
     std::printf("start to nine names   p50 %.1f ms, worst of %zu %.1f ms\n", percentile(starts, 0.5), starts.size(),
         percentile(starts, 1.0));
-    printIdle();
+    printIdle("before a call", false);
+    printIdle("after movies", true);
     printLatency();
 }

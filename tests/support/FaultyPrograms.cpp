@@ -1,4 +1,4 @@
-#include "tests/integration/FaultyService.h"
+#include "tests/support/FaultyPrograms.h"
 
 #include "tests/support/Places.h"
 
