@@ -2,7 +2,8 @@
 #include "tests/service/isolated/WritingFixture.h"
 #include "tests/support/Corpus.h"
 
-// Every writing operation on real files: what a closed process does is what this one does.
+// Every writing operation on real files: what a closed process does is what this one does, and its filter knows every
+// system call that it makes.
 
 namespace mv {
 namespace {
@@ -16,6 +17,7 @@ protected:
     {
         MV_NEEDS_CORPUS();
         MV_NEEDS_CLOSED_PROCESSES();
+        side = test::WorkerSide::Trapping;
     }
     static std::vector<std::string> files()
     {

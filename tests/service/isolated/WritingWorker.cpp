@@ -28,7 +28,8 @@ WritingWorker::WritingWorker(WorkerSide side, const char* kind, std::pair<Unique
         m_thread = std::thread([this] { serve(); });
         return;
     }
-    m_program = std::move(*ChildProgram::start({ buildPath("bin/mivo-worker"), kind }, std::move(ends.second)));
+    std::string program = buildPath(side == WorkerSide::Trapping ? "tests/trapping_worker" : "bin/mivo-worker");
+    m_program = std::move(*ChildProgram::start({ program, kind }, std::move(ends.second)));
     auto ready = m_channel.receive(Channel::Clock::now() + 60s);
     EXPECT_TRUE(ready && *ready && isKind(**ready, Message::Ready));
     EXPECT_TRUE(m_program->limitCpuTime(600s).ok());

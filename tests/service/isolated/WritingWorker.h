@@ -13,6 +13,7 @@ namespace mv::test {
 enum class WorkerSide {
     Thread, ///< of this process, with nothing closed
     Closed, ///< the real program
+    Trapping, ///< the same, but a system call that its filter does not know ends it
 };
 
 /// A worker for one writing job, and the loop that its host runs.

@@ -2,24 +2,27 @@
 #include "platform/BASS.h"
 #include "process/Channel.h"
 #include "process/ChildProgram.h"
+#include "service/include/MVImageInfoBuilder.h"
 #include "service/job/Messages.h"
 #include "service/worker/ReadingRunner.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Instrumented.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Places.h"
+#include "tests/support/Scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-// Every reading operation on real files: a closed process answers what this one does.
+// Every reading operation on real files: a closed process answers what this one does, and its filter knows every system
+// call that it makes.
 
 namespace mv {
 namespace {
 
 using namespace std::chrono_literals;
 
-/// A worker of its own, closed and ready.
+/// A worker of its own, closed and ready. A system call that its filter does not know ends it.
 class Worker {
 public:
     Worker()
@@ -50,8 +53,8 @@ public:
 private:
     explicit Worker(std::pair<UniqueFd, UniqueFd> ends)
         : m_channel(std::move(ends.first))
-        , m_program(
-              std::move(*ChildProgram::start({ test::buildPath("bin/mivo-worker"), "media" }, std::move(ends.second))))
+        , m_program(std::move(
+              *ChildProgram::start({ test::buildPath("tests/trapping_worker"), "media" }, std::move(ends.second))))
     {
         auto ready = m_channel.receive(Channel::Clock::now() + 60s);
         if (!ready.ok() || !*ready)
@@ -123,6 +126,48 @@ TEST(SoundThroughWorker, HasALength)
             lengths += (*record)->integer(MediaDBMusicColumnPlayLength).value_or(0) > 0;
     }
     EXPECT_GT(lengths, 0u);
+}
+
+/// Media as large as people have them, made for the test.
+class LargeThroughWorker : public testing::Test {
+protected:
+    void SetUp() override { MV_NEEDS_CLOSED_PROCESSES(); }
+
+    /// The worker's answer, with a picture in it, is the one of this process.
+    void expectSamePicture(ReadingOperation operation, const std::string& path, std::string_view key)
+    {
+        Worker worker;
+        ReadingJob job { operation, OpenedFile::at(path), { 256, 256 } };
+        ReadingAnswer there = withoutNow(worker.answer(job, path));
+        auto* record = std::get_if<std::optional<Record>>(&there);
+        ASSERT_TRUE(record && *record) << path;
+        const Bytes* picture = (*record)->data(key);
+        EXPECT_TRUE(picture && !picture->empty()) << path;
+        EXPECT_TRUE(encodeAnswer(there) == encodeAnswer(withoutNow(runReadingJob(job)))) << path;
+    }
+
+    test::ScratchFolder folder;
+    test::LogCapture log;
+};
+
+TEST_F(LargeThroughWorker, HeicOf48Megapixels)
+{
+    if (!test::haveProgram("heif-enc"))
+        GTEST_SKIP() << "heif-enc is not installed";
+    std::string jpeg = folder.file("large.jpg");
+    std::string heic = folder.file("large.heic");
+    test::outputOf("ffmpeg -v error -f lavfi -i testsrc2=s=8000x6000 -frames:v 1 " + jpeg);
+    test::outputOf("heif-enc -q 30 -p preset=ultrafast -o " + heic + " " + jpeg);
+    expectSamePicture(ReadingOperation::Thumbnail, heic, kThumbnailData);
+}
+
+TEST_F(LargeThroughWorker, TenBitVideoOf4K)
+{
+    std::string movie = folder.file("large.mp4");
+    test::outputOf("ffmpeg -v error -f lavfi -i testsrc2=s=3840x2160:r=24:d=0.5 -c:v libx265 -preset ultrafast "
+                   "-x265-params log-level=none -pix_fmt yuv420p10le -tag:v hvc1 "
+        + movie);
+    expectSamePicture(ReadingOperation::DescribeMovie, movie, MediaDBVideoColumnImage);
 }
 
 std::string nameOf(const testing::TestParamInfo<const char*>& row) { return row.param; }
