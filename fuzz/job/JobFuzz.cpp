@@ -2,6 +2,8 @@
 
 #include "service/job/ReadingJob.h"
 #include "service/job/RecordCode.h"
+#include "service/job/Requests.h"
+#include "service/job/WritingJob.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -37,6 +39,51 @@ void asAnswer(ReadingOperation operation, ByteView bytes)
     check(again.ok() && encodeAnswer(*again) == once);
 }
 
+void asWritingJob(ByteView bytes)
+{
+    auto job = decodeWritingJob(bytes, UniqueFd());
+    if (!job)
+        return;
+    Bytes once = encodeWritingJob(*job);
+    auto again = decodeWritingJob(once, UniqueFd());
+    check(again.ok() && encodeWritingJob(*again) == once);
+}
+
+void asWritingAnswer(WritingOperation operation, ByteView bytes)
+{
+    auto answer = decodeWritingAnswer(operation, bytes);
+    if (!answer)
+        return;
+    auto again = decodeWritingAnswer(operation, encodeWritingAnswer(*answer));
+    check(again.ok() && *again == *answer);
+}
+
+void asRequest(ByteView bytes)
+{
+    auto request = decodeRequest(bytes);
+    check(!request || std::ranges::equal(encodeRequest(*request), bytes));
+    static_cast<void>(decodeVerdict(bytes));
+}
+
+void asPlan(ByteView bytes)
+{
+    constexpr std::uint64_t FileSize = 1000;
+    PlanDecoder decoder(FileSize);
+    auto isWhole = decoder.add(bytes);
+    if (!isWhole || !*isWhole)
+        return;
+    PlannedContent plan = decoder.plan();
+    PlanDecoder again(FileSize);
+    check(encodePlan(plan, [&](ByteView part) {
+        check(again.add(part).ok());
+        return Result<void> {};
+    }).ok());
+    PlannedContent back = again.plan();
+    check(plan.ok() == back.ok());
+    if (plan && *plan)
+        check(*back && lengthOf(**back) == lengthOf(**plan));
+}
+
 void asJob(ByteView bytes)
 {
     auto job = decodeJob(bytes, UniqueFd());
@@ -54,6 +101,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ByteView bytes(data, size);
     asRecord(bytes);
     asJob(bytes);
+    asWritingJob(bytes);
+    asRequest(bytes);
+    asPlan(bytes);
+    for (int operation = 1; operation <= static_cast<int>(LastWritingOperation); ++operation)
+        asWritingAnswer(static_cast<WritingOperation>(operation), bytes);
     for (int operation = 1; operation <= static_cast<int>(LastReadingOperation); ++operation)
         asAnswer(static_cast<ReadingOperation>(operation), bytes);
     return 0;

@@ -33,7 +33,7 @@ constexpr unsigned Mp3 = bitOf(Operation::EncodeMp3);
 constexpr unsigned Aac = bitOf(Operation::ConvertToAac);
 constexpr unsigned Export = bitOf(Operation::ExportMovie);
 
-Error outOfTurn(const char* what) { return { Error::Kind::Format, formatText("the worker %s out of turn", what) }; }
+Error outOfTurn(const char* what) { return { Error::Kind::Format, formatText("%s out of turn", what) }; }
 
 bool isErrorCode(std::int32_t code)
 {
@@ -129,11 +129,11 @@ Result<void> WritingBroker::start()
 Result<std::optional<WritingAnswer>> WritingBroker::serve(const Frame& frame)
 {
     if (m_answer || m_broken)
-        return outOfTurn("goes on");
+        return outOfTurn("a message behind its answer");
     if (frame.kind == static_cast<std::uint8_t>(Message::Answer))
         return takeAnswer(frame.payload);
     if (frame.kind != static_cast<std::uint8_t>(Message::Request))
-        return outOfTurn("sends a message");
+        return outOfTurn("a message");
     MV_TRY_VOID(serveRequest(frame.payload));
     return m_answer;
 }
@@ -143,7 +143,7 @@ Result<void> WritingBroker::serveRequest(ByteView payload)
     MV_TRY(request, decodeRequest(payload));
     const Row* row = rowOf(request.kind);
     if (!row || !(row->operations & bitOf(m_job.operation)))
-        return outOfTurn("asks for what its job does not need");
+        return outOfTurn("a request of another job");
     m_hasServed = m_hasServed || !isQuestion(request.kind);
     return (this->*row->serve)(request);
 }
@@ -162,11 +162,11 @@ Result<WritingAnswer> WritingBroker::checkedAnswer(WritingAnswer answer) const
     if (const bool* isWell = std::get_if<bool>(&answer); isWell && m_job.operation == Operation::EncodeMp3) {
         bool isPossible = *isWell ? m_isStopped || (m_isTold && !m_hasFailed) : m_hasFailed;
         if (!isPossible)
-            return outOfTurn("answers");
+            return outOfTurn("an answer");
     }
     const auto* status = std::get_if<std::int32_t>(&answer);
     if (status && *status == noErr && m_job.operation == Operation::ConvertToAac && m_made != Made::Committed)
-        return outOfTurn("answers");
+        return outOfTurn("an answer");
     return answer;
 }
 
@@ -186,7 +186,7 @@ Result<void> WritingBroker::reply(const Record& record, int descriptor)
 Result<void> WritingBroker::isWritable(const Request&)
 {
     if (!m_file || ++m_questions > MaxQuestions)
-        return outOfTurn("asks about a file");
+        return outOfTurn("a question about a file");
     return reply(replyOfDone(m_file->writable()));
 }
 
@@ -194,7 +194,7 @@ Result<void> WritingBroker::isWritable(const Request&)
 Result<void> WritingBroker::replace(const Request&)
 {
     if (!m_file)
-        return outOfTurn("changes a file");
+        return outOfTurn("a replacement");
     EditableFile& file = *std::exchange(m_file, nullptr);
     auto outcome = file.replace([this](const InputFile& current) { return planOf(current); },
         [this](const InputFile& made) { return checkOf(made); });
@@ -219,10 +219,10 @@ Result<Frame> WritingBroker::awaitReplacementFrame(Message kind)
     if (frame->kind == static_cast<std::uint8_t>(kind))
         return frame;
     if (frame->kind != static_cast<std::uint8_t>(Message::Answer))
-        return breakOff(outOfTurn("sends a message"));
+        return breakOff(outOfTurn("a message"));
     auto answer = decodeWritingAnswer(m_job.operation, frame->payload);
     if (!answer || !std::holds_alternative<RaisedException>(*answer))
-        return breakOff(answer ? outOfTurn("answers") : answer.error());
+        return breakOff(answer ? outOfTurn("an answer") : answer.error());
     m_answer = std::move(*answer);
     return Error { Error::Kind::Cancelled, "an exception" };
 }
@@ -265,7 +265,7 @@ Result<void> WritingBroker::checkOf(const InputFile& made)
 Result<void> WritingBroker::outputAttributes(const Request&)
 {
     if (++m_questions > MaxQuestions)
-        return outOfTurn("asks about the output");
+        return outOfTurn("a question about the output");
     Record record;
     setAttributes(record, m_parts.place->attributes());
     return reply(record);
@@ -274,7 +274,7 @@ Result<void> WritingBroker::outputAttributes(const Request&)
 Result<void> WritingBroker::canHoldOutput(const Request&)
 {
     if (++m_questions > MaxQuestions)
-        return outOfTurn("asks about the output");
+        return outOfTurn("a question about the output");
     return reply(replyOfFlag(m_parts.place->canHoldFile()));
 }
 
@@ -283,14 +283,14 @@ Result<void> WritingBroker::clearOutput(const Request&)
 {
     bool hasTurn = m_job.operation == Operation::EncodeMp3 ? m_isStopped : m_made == Made::Nothing;
     if (!hasTurn || std::exchange(m_isCleared, true))
-        return outOfTurn("clears the output");
+        return outOfTurn("the clearing of the output");
     return reply(replyOfDone(m_parts.place->clear()));
 }
 
 Result<void> WritingBroker::createOutput(const Request&)
 {
     if (m_made != Made::Nothing)
-        return outOfTurn("makes a file");
+        return outOfTurn("the making of a file");
     m_made = Made::Created;
     auto created = m_parts.place->create();
     if (!created)
@@ -303,7 +303,7 @@ Result<void> WritingBroker::createOutput(const Request&)
 Result<void> WritingBroker::commitOutput(const Request&)
 {
     if (!m_output)
-        return outOfTurn("names a file");
+        return outOfTurn("the naming of a file");
     auto output = std::move(m_output);
     auto done = output->commit();
     if (done)
@@ -314,7 +314,7 @@ Result<void> WritingBroker::commitOutput(const Request&)
 Result<void> WritingBroker::openOutputInPlace(const Request&)
 {
     if (m_made != Made::Nothing)
-        return outOfTurn("opens the output");
+        return outOfTurn("the opening of the output");
     m_made = Made::Created;
     m_written = m_parts.place->openDescriptorInPlace(m_job.file);
     return reply(replyOfFlag(bool(m_written)), m_written.get());
@@ -323,7 +323,7 @@ Result<void> WritingBroker::openOutputInPlace(const Request&)
 Result<void> WritingBroker::editOutput(const Request&)
 {
     if (m_made != Made::Committed || m_edited)
-        return outOfTurn("changes the output");
+        return outOfTurn("a change of the output");
     m_edited = m_parts.place->edit();
     m_file = m_edited.get();
     Record record;
@@ -334,7 +334,7 @@ Result<void> WritingBroker::editOutput(const Request&)
 Result<void> WritingBroker::started(const Request&)
 {
     if (m_hasStarted || m_isTold || !m_written)
-        return outOfTurn("starts");
+        return outOfTurn("a start");
     m_hasStarted = true;
     m_parts.listener->started();
     return reply({});
@@ -343,7 +343,7 @@ Result<void> WritingBroker::started(const Request&)
 Result<void> WritingBroker::shouldStop(const Request&)
 {
     if (!m_hasStarted || m_isTold || m_isStopped)
-        return outOfTurn("asks whether to stop");
+        return outOfTurn("a question whether to stop");
     m_isStopped = m_parts.listener->shouldStop();
     return reply(replyOfFlag(m_isStopped));
 }
@@ -352,7 +352,7 @@ Result<void> WritingBroker::shouldStop(const Request&)
 Result<void> WritingBroker::progress(const Request& request)
 {
     if (!m_hasStarted || m_isTold || m_isStopped || !(request.percent > m_percent))
-        return outOfTurn("gets on");
+        return outOfTurn("progress");
     m_percent = request.percent;
     m_parts.listener->progress(request.percent);
     return reply({});
@@ -361,7 +361,7 @@ Result<void> WritingBroker::progress(const Request& request)
 Result<void> WritingBroker::failed(const Request& request)
 {
     if (m_isTold || m_isStopped || !isErrorCode(request.number))
-        return outOfTurn("fails");
+        return outOfTurn("a failure");
     m_isTold = true;
     m_hasFailed = true;
     m_parts.listener->failed(request.number);
@@ -371,7 +371,7 @@ Result<void> WritingBroker::failed(const Request& request)
 Result<void> WritingBroker::ended(const Request&)
 {
     if (!m_hasStarted || m_isTold || m_isStopped)
-        return outOfTurn("ends");
+        return outOfTurn("an end");
     m_isTold = true;
     m_parts.listener->ended();
     return reply({});
@@ -380,7 +380,7 @@ Result<void> WritingBroker::ended(const Request&)
 Result<void> WritingBroker::shouldGoOn(const Request& request)
 {
     if (!m_parts.delegate || m_isStopped || request.number < 0 || request.number > 100)
-        return outOfTurn("gets on");
+        return outOfTurn("progress");
     m_isStopped = !m_parts.delegate->MP4ExporterProgress(request.number);
     return reply(replyOfFlag(!m_isStopped));
 }
