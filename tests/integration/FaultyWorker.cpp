@@ -1,5 +1,7 @@
 #include "Base/Core/NSBundle.h"
+#include "Base/Media/MediaDB.h"
 #include "service/job/Messages.h"
+#include "service/job/ReadingJob.h"
 #include "service/worker/Worker.h"
 #include "service/worker/WorkerProgram.h"
 
@@ -122,6 +124,15 @@ void takeMemory()
 
 void sendGarbage(Channel& host) { static_cast<void>(host.send(66, Bytes(100, 0xEE))); }
 
+/// A description as it should be, of another file.
+void sendLie(Channel& host)
+{
+    Record record { { MediaDBCommonColumnFilePath, "/etc/passwd" }, { MediaDBCommonColumnFileName, "passwd" },
+        { MediaDBCommonColumnFileSize, std::int64_t { 1 } }, { MediaDBMusicColumnTitle, "A lie" } };
+    static_cast<void>(
+        host.send(static_cast<std::uint8_t>(Message::Answer), encodeAnswer(std::optional(std::move(record)))));
+}
+
 void sendBytes(const Channel& host, const Bytes& bytes)
 {
     static_cast<void>(::send(host.socket(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
@@ -141,6 +152,8 @@ void act(const std::string& deed, Channel& host)
         std::abort();
     if (deed == "trap")
         syscall(SYS_ptrace, 0, 0, 0, 0);
+    if (deed == "kill")
+        std::raise(SIGKILL);
     if (deed == "leave")
         _exit(0);
     if (deed == "hang")
@@ -153,6 +166,8 @@ void act(const std::string& deed, Channel& host)
         chatter(host);
     if (deed == "garbage")
         sendGarbage(host);
+    if (deed == "lie")
+        sendLie(host);
     if (deed == "turn")
         static_cast<void>(host.send(static_cast<std::uint8_t>(Message::Ready), {}));
     if (deed == "kind")

@@ -1,3 +1,4 @@
+#include "Base/Media/MediaDB.h"
 #include "tests/integration/Attempt.h"
 #include "tests/integration/FaultyService.h"
 
@@ -168,6 +169,27 @@ TEST_F(WorkerDeath, AFileThatEndedAWorkerEndsNoOther)
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(attempt.named(m_client), "nil");
     EXPECT_EQ(timesIn(m_service.log(), "was lost"), 1u) << m_service.log();
+}
+
+// The system kills what it has no memory for, whatever that reads.
+TEST_F(WorkerDeath, AKilledWorkerIsNotTheFilesFault)
+{
+    Attempt attempt("mp3", "kill-at-job");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(attempt.named(m_client), "nil");
+    EXPECT_EQ(timesIn(m_service.log(), "was lost"), 3u) << m_service.log();
+}
+
+TEST_F(WorkerDeath, ALieLeadsToNoOtherFile)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("lie-at-job.mp3", test::song());
+    auto record = m_client.build(test::operationOf("mp3").service, path);
+    ASSERT_TRUE(record && *record);
+    EXPECT_EQ(*(*record)->string(MediaDBMusicColumnTitle), "A lie");
+    EXPECT_EQ(*(*record)->string(MediaDBCommonColumnFilePath), path);
+    EXPECT_EQ(*(*record)->string(MediaDBCommonColumnFileName), "lie-at-job.mp3");
+    EXPECT_EQ((*record)->integer(MediaDBCommonColumnFileSize), static_cast<std::int32_t>(test::song().size()));
 }
 
 TEST_F(WorkerDeath, AFolderOfPoisonIsScannedTwiceAndEndsWorkersOnce)
