@@ -1,7 +1,10 @@
+#include "service/include/MVAudioEncoderBase.h"
 #include "tests/integration/RunningService.h"
 #include "tests/support/EncoderDelegate.h"
+#include "tests/support/ProcessTree.h"
 #include "tests/support/WaveMaker.h"
 
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,6 +28,7 @@ struct Heard {
     int questions = 0;
     int percents = 0;
     int failures = 0;
+    int errorCode = 0; ///< of the last failure
     int ends = 0;
     std::function<void(const std::string& sender)> onStart; ///< called once, inside the message
 };
@@ -51,6 +55,9 @@ int percent(sd_bus_message* message, void* userdata, sd_bus_error*)
 int failure(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
     ++heardBy(userdata).failures;
+    const char* encoder = nullptr;
+    const char* domain = nullptr;
+    sd_bus_message_read(message, "o(si)", &encoder, &domain, &heardBy(userdata).errorCode);
     return sd_bus_reply_method_return(message, "");
 }
 int end(sd_bus_message* message, void* userdata, sd_bus_error*)
@@ -164,6 +171,28 @@ TEST_F(EncoderOverTheBus, AClientThatLeavesInMidJobCancelsIt)
     }
     EXPECT_TRUE(eventually([&] { return !outputIsThere(); }));
     EXPECT_TRUE(m_client.call(Encoder, "/", Interface, "attributes").ok());
+}
+
+TEST_F(EncoderOverTheBus, AWorkerLostInMidJobFailsTheJobAlone)
+{
+    std::string input = silence(10'000);
+    serveDelegate(m_client);
+    ASSERT_TRUE(startOnThread(m_client, input));
+    m_client.serveUntil([&] { return heard.questions > 5; });
+    for (pid_t worker : childrenOf(m_service.pid()))
+        kill(worker, SIGKILL);
+    m_client.serveUntil([&] { return heard.failures > 0; });
+    EXPECT_EQ(heard.errorCode, MVAudioEncoderErrorEncoder);
+    EXPECT_EQ(heard.ends, 0);
+    EXPECT_TRUE(outputIsThere()); // what a failed job has written stays
+
+    input = silence(50);
+    auto answer = m_client.callAndServe(
+        Encoder, "/", Interface, "encodeFileOutputFile", [&](WireWriter& out) { out.string(input).string(output); });
+    ASSERT_TRUE(answer.ok()) << answer.text;
+    EXPECT_TRUE(answer.reader().boolean());
+    EXPECT_EQ(heard.ends, 1);
+    EXPECT_EQ(heard.failures, 1);
 }
 
 TEST_F(EncoderOverTheBus, QuittingEndsAJobAndRemovesItsOutput)

@@ -3,6 +3,7 @@
 #include "tests/support/ProcessTree.h"
 
 #include <algorithm>
+#include <csignal>
 
 // What the service still holds after its work: no descriptor, process or zombie more than before.
 
@@ -58,6 +59,19 @@ TEST_F(Leftovers, AThousandCallsLeaveNothing)
         }
     }
     expectSoonAsBefore(m_service.pid(), before);
+}
+
+/// Whoever has taken over what its parent left may not have waited for it yet.
+bool hasEnded(pid_t process) { return kill(process, 0) != 0 || test::isZombie(process); }
+
+TEST_F(Leftovers, AKilledServiceLeavesNoWorkers)
+{
+    for (const char* operation : { "mp3", "movie" })
+        test::Attempt(operation, "file").named(m_client);
+    std::vector<pid_t> workers = test::childrenOf(m_service.pid());
+    EXPECT_GE(workers.size(), 2u);
+    kill(m_service.pid(), SIGKILL);
+    EXPECT_TRUE(test::eventually([&] { return std::all_of(workers.begin(), workers.end(), hasEnded); }));
 }
 
 class LeftoversOfDeaths : public test::FaultyService, public testing::WithParamInterface<const char*> { };
