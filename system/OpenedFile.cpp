@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -52,6 +53,17 @@ Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attrib
     return SharedSource(std::make_shared<const InputFile>(InputFile::adopt(std::move(fd), size)));
 }
 
+Result<void> writeWhole(int fd, ByteView bytes)
+{
+    while (!bytes.empty()) {
+        ssize_t count = write(fd, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            return systemError(errno);
+        bytes = bytes.subspan(count < 0 ? 0 : static_cast<std::size_t>(count));
+    }
+    return {};
+}
+
 } // namespace
 
 OpenedFile::OpenedFile(Path path)
@@ -68,6 +80,17 @@ OpenedFile OpenedFile::at(const Path& path)
         Error failure = systemError(errno);
         return { path, attributesAt(path), std::move(failure) };
     }
+    auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
+    auto content = contentOf(std::move(fd), attributes);
+    return { path, std::move(attributes), std::move(content) };
+}
+
+OpenedFile OpenedFile::ofBytes(const Path& path, ByteView bytes)
+{
+    UniqueFd fd(memfd_create("mivo", MFD_CLOEXEC));
+    auto written = fd ? writeWhole(fd.get(), bytes) : systemError(errno);
+    if (!written)
+        return { path, written.error(), written.error() };
     auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
     auto content = contentOf(std::move(fd), attributes);
     return { path, std::move(attributes), std::move(content) };

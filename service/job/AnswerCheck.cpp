@@ -73,6 +73,12 @@ constexpr std::array ThumbnailColumns {
     Column { kThumbnailHeight, Kind::Real },
 };
 
+constexpr std::array RenderedColumns {
+    Column { kRenderedRows, Kind::Picture },
+    Column { kRenderedHeight, Kind::Integer },
+    Column { kRenderingProblem, Kind::Text },
+};
+
 constexpr std::array PodcastColumns {
     Column { kMediaTagPodcastEpisodeId, Kind::Text },
     Column { kMediaTagPodcastChannelUrl, Kind::Text },
@@ -83,6 +89,8 @@ std::span<const Column> columnsOf(ReadingOperation operation)
     switch (operation) {
     case ReadingOperation::Thumbnail:
         return ThumbnailColumns;
+    case ReadingOperation::RenderPicture:
+        return RenderedColumns;
     case ReadingOperation::PodcastInfo:
         return PodcastColumns;
     default:

@@ -3,6 +3,7 @@
 #include "Base/Core/Text.h"
 #include "service/job/FileCode.h"
 #include "service/job/RecordCode.h"
+#include "service/job/RenderingCode.h"
 
 namespace mv {
 
@@ -29,6 +30,7 @@ constexpr std::uint8_t SomeRecord = 1;
 constexpr std::uint8_t SomeFacts = 2;
 constexpr std::uint8_t Flag = 3;
 constexpr std::uint8_t Exception = 4;
+constexpr std::uint8_t SomeFields = 5;
 
 constexpr std::string_view VersionNumber = "versionNumber";
 constexpr std::string_view ExifDate = "date";
@@ -81,6 +83,12 @@ public:
         m_out.push_back(Exception);
         encodeRaised(raised, m_out);
     }
+    void operator()(const std::optional<TagDump>& dump)
+    {
+        m_out.push_back(dump ? SomeFields : Nothing);
+        if (dump)
+            encodeTagDump(*dump, m_out);
+    }
 
 private:
     void put(std::uint8_t kind, const Record* record)
@@ -101,22 +109,37 @@ Result<ReadingAnswer> raisedOf(ByteView bytes)
 
 bool givesFlag(ReadingOperation operation) { return operation == ReadingOperation::HasAppleLossless; }
 bool givesFacts(ReadingOperation operation) { return operation == ReadingOperation::Exif; }
+bool givesFields(ReadingOperation operation) { return operation == ReadingOperation::DumpTags; }
+bool givesRecord(ReadingOperation operation)
+{
+    return !givesFlag(operation) && !givesFacts(operation) && !givesFields(operation);
+}
 
 Result<ReadingAnswer> nothingOf(ReadingOperation operation)
 {
     if (givesFlag(operation))
         return wrong("no answer");
+    if (givesFields(operation))
+        return ReadingAnswer(std::optional<TagDump>());
     return givesFacts(operation) ? ReadingAnswer(std::shared_ptr<MVExifInfo>())
                                  : ReadingAnswer(std::optional<Record>());
 }
 
 Result<ReadingAnswer> someOf(ReadingOperation operation, std::uint8_t kind, ByteView bytes)
 {
-    bool isWanted = !givesFlag(operation) && givesFacts(operation) == (kind == SomeFacts);
+    bool isWanted = kind == SomeFacts ? givesFacts(operation) : givesRecord(operation);
     if (!isWanted)
         return wrong("an answer to another question");
     MV_TRY(record, decodeRecord(bytes));
     return kind == SomeFacts ? ReadingAnswer(factsOf(record)) : ReadingAnswer(std::optional(std::move(record)));
+}
+
+Result<ReadingAnswer> fieldsOf(ReadingOperation operation, ByteView bytes)
+{
+    if (!givesFields(operation))
+        return wrong("an answer to another question");
+    MV_TRY(dump, decodeTagDump(bytes));
+    return ReadingAnswer(std::optional(std::move(dump)));
 }
 
 Result<ReadingAnswer> flagOf(ReadingOperation operation, ByteView bytes)
@@ -132,6 +155,8 @@ Bytes encodeJob(const ReadingJob& job)
 {
     Record record { { Operation, static_cast<std::int32_t>(job.operation) }, { DebugLevel, job.debugLevel },
         { Width, double { job.maximum.width } }, { Height, double { job.maximum.height } } };
+    if (job.operation == ReadingOperation::RenderPicture)
+        setRendering(record, job.rendering);
     setFile(record, job.file);
     Bytes bytes;
     encodeRecord(record, bytes);
@@ -145,7 +170,8 @@ Result<ReadingJob> decodeJob(ByteView bytes, UniqueFd content)
     if (operation < 1 || operation > static_cast<std::int32_t>(LastReadingOperation))
         return wrong("no operation");
     return ReadingJob { static_cast<ReadingOperation>(operation), fileOf(record, std::move(content)),
-        { realOf(record, Width), realOf(record, Height) }, record.integer(DebugLevel).value_or(0) };
+        { realOf(record, Width), realOf(record, Height) }, record.integer(DebugLevel).value_or(0),
+        renderingOf(record) };
 }
 
 Bytes encodeAnswer(const ReadingAnswer& answer)
@@ -170,6 +196,8 @@ Result<ReadingAnswer> decodeAnswer(ReadingOperation operation, ByteView bytes)
         return flagOf(operation, rest);
     case Exception:
         return raisedOf(rest);
+    case SomeFields:
+        return fieldsOf(operation, rest);
     default:
         return wrong("an answer of no kind");
     }

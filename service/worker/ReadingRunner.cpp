@@ -2,6 +2,7 @@
 
 #include "Base/Core/NSException.h"
 #include "service/image/ExifExtractor.h"
+#include "service/image/PictureRenderer.h"
 #include "service/image/UnifiedImageInfoBuider.h"
 #include "service/parsers/MP3Parser.h"
 #include "service/parsers/MP4Parser.h"
@@ -9,6 +10,7 @@
 #include "service/parsers/QuickTimeAVParser.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExporterImpl.h"
+#include "service/worker/TagDumping.h"
 
 namespace mv {
 
@@ -35,6 +37,10 @@ ReadingAnswer answerOf(const ReadingJob& job)
         return MediaTag().podcastInfo(job.file);
     case ReadingOperation::HasAppleLossless:
         return MP4ExporterImpl().isAlacAudio(job.file);
+    case ReadingOperation::RenderPicture:
+        return renderPicture(job.file, job.rendering);
+    case ReadingOperation::DumpTags:
+        return dumpTags(job.file);
     }
     return std::optional<Record>();
 }

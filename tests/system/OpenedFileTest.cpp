@@ -116,6 +116,18 @@ TEST(OpenedFile, HasADescriptorWhereItsContentIsAFile)
     EXPECT_EQ(OpenedFile().descriptor(), -1);
 }
 
+TEST(OpenedFile, BytesAreAFileWithoutAName)
+{
+    OpenedFile file = OpenedFile::ofBytes("a picture", bytesOf("12345"));
+    EXPECT_EQ(file.path(), Path("a picture"));
+    EXPECT_EQ(file.attributes()->size, 5);
+    EXPECT_TRUE(file.attributes()->isRegularFile);
+    EXPECT_EQ(textOf(file), "12345");
+    EXPECT_GE(file.descriptor(), 0);
+    EXPECT_FALSE(file.isSameFileAs(OpenedFile::ofBytes("a picture", bytesOf("12345")).attributes()));
+    EXPECT_EQ(textOf(OpenedFile::ofBytes("nothing", {})), "");
+}
+
 TEST(OpenedFile, OneFileByTwoNames)
 {
     test::ScratchFolder folder;

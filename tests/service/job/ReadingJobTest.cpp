@@ -59,6 +59,21 @@ TEST(ReadingJob, WithoutAnOperationIsNone)
     EXPECT_FALSE(decodeJob({}, UniqueFd()).ok());
 }
 
+TEST(ReadingJob, ComesBackWithItsRendering)
+{
+    PictureRendering rendering { 3, FloatSize { 90.5f, 60 }, Orientation::fromTag(6), 77 };
+    ReadingJob job { .operation = ReadingOperation::RenderPicture, .rendering = rendering };
+    auto back = decodeJob(encodeJob(job), UniqueFd());
+    ASSERT_TRUE(back.ok());
+    EXPECT_EQ(back->rendering.category, 3);
+    EXPECT_EQ(back->rendering.maximum->width, 90.5f);
+    EXPECT_EQ(back->rendering.maximum->height, 60);
+    EXPECT_EQ(back->rendering.orientation, Orientation::fromTag(6));
+    EXPECT_EQ(back->rendering.firstRow, 77);
+    job.rendering.maximum.reset();
+    EXPECT_FALSE(decodeJob(encodeJob(job), UniqueFd())->rendering.maximum);
+}
+
 ReadingAnswer throughBytes(ReadingOperation operation, const ReadingAnswer& answer)
 {
     auto back = decodeAnswer(operation, encodeAnswer(answer));
@@ -113,6 +128,34 @@ TEST(ReadingAnswer, AnswersToOtherQuestionsAreRefused)
     EXPECT_FALSE(decodeAnswer(ReadingOperation::DescribeMp3, Bytes { 9 }).ok());
     Bytes unknown = encodeAnswer(RaisedException { "AnotherException", "no" });
     EXPECT_FALSE(decodeAnswer(ReadingOperation::DescribeMp3, unknown).ok());
+}
+
+TEST(ReadingAnswer, FieldsOfATagComeBackAsTheyStandInTheFile)
+{
+    using Kind = DumpedField::Kind;
+    TagDump dump { { Kind::Text, "name", std::string("\xff\0\x1b", 3) }, { Kind::Number, "tempo", "", ~0ull },
+        { Kind::Pair, "track", "", 3, 12 }, { Kind::Artwork, "", "", 4, 1234 }, { Kind::Freeform, "a:b", "c" } };
+    EXPECT_EQ(std::get<std::optional<TagDump>>(throughBytes(ReadingOperation::DumpTags, dump)), dump);
+    auto none = throughBytes(ReadingOperation::DumpTags, std::optional<TagDump>());
+    EXPECT_EQ(std::get<std::optional<TagDump>>(none), std::nullopt);
+}
+
+TEST(ReadingAnswer, FieldsThatNoWorkerWritesAreNone)
+{
+    Bytes good = encodeAnswer(std::optional(TagDump { { DumpedField::Kind::Text, "name", "text" } }));
+    for (std::size_t size = 1; size < good.size(); ++size)
+        EXPECT_FALSE(decodeAnswer(ReadingOperation::DumpTags, ByteView(good).first(size)).ok()) << size;
+    Bytes longer = good;
+    longer.push_back(0);
+    EXPECT_FALSE(decodeAnswer(ReadingOperation::DumpTags, longer).ok());
+    Bytes odd = good;
+    odd[5] = 6; // the kind of the first field
+    EXPECT_FALSE(decodeAnswer(ReadingOperation::DumpTags, odd).ok());
+    Bytes many = good;
+    many[4] = 0xff; // of how many there are
+    EXPECT_FALSE(decodeAnswer(ReadingOperation::DumpTags, many).ok());
+    EXPECT_FALSE(decodeAnswer(ReadingOperation::DescribeMp4, good).ok());
+    EXPECT_FALSE(decodeAnswer(ReadingOperation::DumpTags, encodeAnswer(std::optional(Record()))).ok());
 }
 
 } // namespace
