@@ -4,11 +4,8 @@
 #include "cli/JsonText.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
-#include "mp4/mp4.h"
-#include "service/parsers/MP4TagDump.h"
-#include "system/OpenedFile.h"
-
-#include "Base/Core/Text.h"
+#include "cli/WorkerAccess.h"
+#include "mp4/Tags.h"
 
 namespace mv::cli {
 
@@ -16,7 +13,9 @@ namespace {
 
 constexpr const char* Name = "dump";
 
-const char* formOf(MP4TagArtworkType type)
+using Kind = DumpedField::Kind;
+
+const char* formOf(std::uint64_t type)
 {
     switch (type) {
     case MP4_ART_BMP:
@@ -27,95 +26,80 @@ const char* formOf(MP4TagArtworkType type)
         return "JPEG";
     case MP4_ART_PNG:
         return "PNG";
-    case MP4_ART_UNDEFINED:
-        break;
+    default:
+        return "unknown";
     }
-    return "unknown";
 }
 
+std::string line(std::string_view name, const std::string& value) { return terminalText(name) + ": " + value + "\n"; }
+
 /// A line for each field, for people.
-class Lines final : public MP4TagVisitor {
-public:
-    void text(std::string_view name, const std::string& value) override { line(name, terminalText(value)); }
-    void number(std::string_view name, std::uint64_t value) override { line(name, std::to_string(value)); }
-    void pair(std::string_view name, const MP4TagTrack& value) override
-    {
-        line(name, formatText("index=%u total=%u", unsigned { value.index }, unsigned { value.total }));
-    }
-    void artwork(std::size_t index, const MP4TagArtwork& picture) override
-    {
-        line("art[" + std::to_string(index) + "]",
-            std::string(formOf(picture.type)) + " picture, "
-                + readableSize(static_cast<std::int64_t>(picture.data.size())));
-    }
-    void freeform(const MP4ItmfItem& item, std::string_view value)
-    {
-        line(terminalText(item.mean + ":" + item.name), terminalText(value));
-    }
-
-    std::string text() { return m_text; }
-
-private:
-    void line(std::string_view name, const std::string& value) { m_text += std::string(name) + ": " + value + "\n"; }
-
-    std::string m_text;
-};
-
-/// The same as members of an object.
-class Members final : public MP4TagVisitor {
-public:
-    explicit Members(const std::string& file) { m_object.text("path", file); }
-
-    void text(std::string_view name, const std::string& value) override { m_object.text(name, value); }
-    void number(std::string_view name, std::uint64_t value) override { m_object.add(name, std::to_string(value)); }
-    void pair(std::string_view name, const MP4TagTrack& value) override
-    {
-        m_object.add(name,
-            JsonObject().add("index", std::to_string(value.index)).add("total", std::to_string(value.total)).line());
-    }
-    void artwork(std::size_t index, const MP4TagArtwork& picture) override
-    {
-        m_art += (index == 0 ? "" : ",")
-            + JsonObject().text("form", formOf(picture.type)).add("bytes", std::to_string(picture.data.size())).line();
-    }
-    void freeform(const MP4ItmfItem& item, std::string_view value)
-    {
-        m_object.text(item.mean + ":" + item.name, value);
-    }
-
-    std::string text()
-    {
-        if (!m_art.empty())
-            m_object.add("art", "[" + m_art + "]");
-        return m_object.line() + "\n";
-    }
-
-private:
-    JsonObject m_object;
-    std::string m_art;
-};
-
-template <class Visitor> std::string visited(Mp4File& file, Visitor visitor)
+std::string linesOf(const TagDump& dump)
 {
-    MP4Tags tags = MP4TagsAlloc();
-    MP4TagsFetch(tags, file);
-    visitTags(tags, visitor);
-    // What programs add under names of their own.
-    for (const MP4ItmfItem& item : MP4ItmfGetItems(file)) {
-        bool isText = !item.dataList.empty() && item.dataList.front().typeCode == MP4ItmfBasicType::Utf8;
-        if (isText && !item.name.empty())
-            visitor.freeform(item, charsOf(item.dataList.front().value));
+    std::string lines;
+    int pictures = 0;
+    for (const DumpedField& field : dump) {
+        switch (field.kind) {
+        case Kind::Text:
+        case Kind::Freeform:
+            lines += line(field.name, terminalText(field.text));
+            break;
+        case Kind::Number:
+            lines += line(field.name, std::to_string(field.number));
+            break;
+        case Kind::Pair:
+            lines
+                += line(field.name, "index=" + std::to_string(field.number) + " total=" + std::to_string(field.total));
+            break;
+        case Kind::Artwork:
+            lines += line("art[" + std::to_string(pictures++) + "]",
+                std::string(formOf(field.number)) + " picture, "
+                    + readableSize(static_cast<std::int64_t>(field.total)));
+            break;
+        }
     }
-    return visitor.text();
+    return lines;
+}
+
+/// The same as members of an object; pictures are together at the end.
+std::string objectOf(const TagDump& dump, const std::string& file)
+{
+    JsonObject object;
+    object.text("path", file);
+    std::string art;
+    for (const DumpedField& field : dump) {
+        std::string number = std::to_string(field.number);
+        std::string total = std::to_string(field.total);
+        switch (field.kind) {
+        case Kind::Text:
+        case Kind::Freeform:
+            object.text(field.name, field.text);
+            break;
+        case Kind::Number:
+            object.add(field.name, number);
+            break;
+        case Kind::Pair:
+            object.add(field.name, JsonObject().add("index", number).add("total", total).line());
+            break;
+        case Kind::Artwork:
+            art += (art.empty() ? "" : ",")
+                + JsonObject().text("form", formOf(field.number)).add("bytes", total).line();
+            break;
+        }
+    }
+    if (!art.empty())
+        object.add("art", "[" + art + "]");
+    return object.line() + "\n";
 }
 
 Result<std::string> dumpOf(const std::string& file, bool json)
 {
     MV_TRY(path, inputPath(file));
-    auto opened = MP4Read(OpenedFile::at(path).content());
-    if (!opened)
+    MV_TRY(answer, askWorker({ .operation = ReadingOperation::DumpTags, .file = OpenedFile::at(path) }));
+    const auto* dump = answer ? std::get_if<std::optional<TagDump>>(&*answer) : nullptr;
+    if (!dump || !*dump)
         return Error { Error::Kind::Format, "is no MPEG-4 file that can be read" };
-    return json ? visited(*opened, Members(file)) : visited(*opened, Lines());
+    return json ? objectOf(**dump, file) : linesOf(**dump);
 }
 
 ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, arguments, dumpOf); }

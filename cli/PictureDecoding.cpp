@@ -1,80 +1,100 @@
 #include "cli/PictureDecoding.h"
 
-#include "service/image/NSImageExtension.h"
+#include "Base/Media/TiffForm.h"
+#include "cli/Terminal.h"
+#include "cli/WorkerAccess.h"
 
 namespace mv::cli {
 
 namespace {
 
-/// A representation that shows another one turned.
-class TurnedImageRep final : public ImageRep {
-public:
-    TurnedImageRep(std::shared_ptr<ImageRep> stored, Orientation orientation)
-        : m_stored(std::move(stored))
-        , m_orientation(orientation)
-    {
-    }
+Error noPicture() { return { Error::Kind::Format, "is no picture that can be read" }; }
 
-    int pixelsWide() const override
-    {
-        return m_orientation.swapsSides ? m_stored->pixelsHigh() : m_stored->pixelsWide();
-    }
-    int pixelsHigh() const override
-    {
-        return m_orientation.swapsSides ? m_stored->pixelsWide() : m_stored->pixelsHigh();
-    }
-    Result<Color> colorAtXY(int x, int y) const override
-    {
-        // Past an edge means the edge, which a mirror would make another one.
-        x = std::min(x, pixelsWide() - 1);
-        y = std::min(y, pixelsHigh() - 1);
-        x = m_orientation.mirrorsX ? pixelsWide() - 1 - x : x;
-        y = m_orientation.mirrorsY ? pixelsHigh() - 1 - y : y;
-        return m_orientation.swapsSides ? m_stored->colorAtXY(y, x) : m_stored->colorAtXY(x, y);
-    }
-    Result<Bitmap> scaledTo(int width, int height) const override
-    {
-        if (m_orientation.swapsSides)
-            std::swap(width, height);
-        MV_TRY(bitmap, m_stored->scaledTo(width, height));
-        return turned(std::move(bitmap), m_orientation);
-    }
-
-private:
-    std::shared_ptr<ImageRep> m_stored;
-    Orientation m_orientation;
+/// Some rows of a picture, and how many it has.
+struct RenderedRows {
+    Bitmap rows;
+    int height = 0;
 };
+
+/// Nothing where the worker has no such rows.
+Result<std::optional<RenderedRows>> rowsOf(const OpenedFile& file, const PictureRendering& rendering)
+{
+    MV_TRY(answer, askWorker({ .operation = ReadingOperation::RenderPicture, .file = file, .rendering = rendering }));
+    const auto* record = answer ? std::get_if<std::optional<Record>>(&*answer) : nullptr;
+    if (const std::string* problem = record && *record ? (*record)->string(kRenderingProblem) : nullptr)
+        return Error { Error::Kind::Format, terminalText(*problem) };
+    const Bytes* tiff = record && *record ? (*record)->data(kRenderedRows) : nullptr;
+    if (!tiff)
+        return std::optional<RenderedRows>();
+    MV_TRY(rows, bitmapOfTiff(*tiff));
+    int height = (*record)->integer(kRenderedHeight).value_or(0);
+    return std::optional(RenderedRows { std::move(rows), height });
+}
+
+/// Adds the next rows. An error where they are none of this picture.
+Result<void> append(Bitmap& whole, const Bitmap& rows, int height)
+{
+    bool fits = rows.width == whole.width && rows.height <= height - whole.height;
+    if (!fits)
+        return noPicture();
+    whole.pixels.insert(whole.pixels.end(), rows.pixels.begin(), rows.pixels.end());
+    whole.height += rows.height;
+    return {};
+}
+
+/// Asks for rows until all are there.
+Result<std::optional<Bitmap>> rendered(const OpenedFile& file, PictureRendering rendering)
+{
+    Bitmap whole;
+    int height = 0;
+    do {
+        rendering.firstRow = whole.height;
+        MV_TRY(part, rowsOf(file, rendering));
+        if (!part && whole.height == 0)
+            return std::optional<Bitmap>();
+        if (!part || part->height < 1 || part->height > MaxTiffPixels / part->rows.width)
+            return noPicture();
+        if (whole.height == 0) {
+            whole.width = part->rows.width;
+            height = part->height;
+        }
+        MV_TRY_VOID(append(whole, part->rows, height));
+    } while (whole.height < height);
+    return std::optional(std::move(whole));
+}
 
 } // namespace
 
-Result<Bitmap> bitmapOf(const Bytes& picture)
+Result<Bitmap> bitmapOfTiff(const Bytes& tiff)
 {
-    auto image = NSImage::initWithData(picture);
-    auto representation = image ? image->bestRepresentationForDevice() : nullptr;
-    if (!representation || representation->pixelsWide() < 1 || representation->pixelsHigh() < 1)
-        return Error { Error::Kind::Format, "is no picture that can be read" };
-    return representation->scaledTo(representation->pixelsWide(), representation->pixelsHigh());
+    auto found = pixelsOfTiff(tiff);
+    if (!found)
+        return noPicture();
+    return Bitmap { found->width, found->height, Bytes(found->pixels.begin(), found->pixels.end()) };
 }
 
-std::optional<PictureSize> sizeOfPicture(const Bytes& picture)
+std::optional<Bytes> tiffOf(const Bitmap& bitmap)
 {
-    auto image = NSImage::initWithData(picture);
-    auto best = image ? image->bestRepresentationForDevice() : nullptr;
-    if (!best)
+    if (bitmap.width < 1 || bitmap.height < 1 || bitmap.width > MaxTiffPixels / bitmap.height)
         return std::nullopt;
-    return PictureSize { best->pixelsWide(), best->pixelsHigh() };
+    Bytes tiff(TiffHeaderBytes);
+    tiff.reserve(TiffHeaderBytes + bitmap.pixels.size() + TiffDirectoryBytes);
+    tiff.insert(tiff.end(), bitmap.pixels.begin(), bitmap.pixels.end());
+    finishTiff(tiff, bitmap.width, bitmap.height);
+    return tiff;
 }
 
-std::optional<Bytes> thumbnailOfFile(
+Result<Bitmap> decodedPicture(const Bytes& picture)
+{
+    MV_TRY(bitmap, rendered(OpenedFile::ofBytes("the picture", picture), {}));
+    return bitmap ? Result<Bitmap>(std::move(*bitmap)) : noPicture();
+}
+
+Result<std::optional<Bytes>> thumbnailOfFile(
     const Path& path, int category, std::optional<FloatSize> maximum, Orientation orientation)
 {
-    auto stored = NSImage::imageRepWithContentsOfFile(OpenedFile::at(path));
-    if (!stored)
-        return std::nullopt;
-    NSImage image(std::make_shared<TurnedImageRep>(std::move(stored), orientation));
-    if (maximum)
-        return makeThumbnailForContentCategoryWithMaxSize(image, category, *maximum);
-    return makeThumbnailForContentCategory(image, category);
+    MV_TRY(bitmap, rendered(OpenedFile::at(path), { category, maximum, orientation }));
+    return bitmap ? tiffOf(*bitmap) : std::nullopt;
 }
 
 } // namespace mv::cli

@@ -157,7 +157,7 @@ Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)
         return Error { Error::Kind::Unsupported, "the name must end in .tif, .png or .jpg" };
     if (extension == "tif" || extension == "tiff")
         return tiff;
-    MV_TRY(bitmap, bitmapOf(tiff));
+    MV_TRY(bitmap, bitmapOfTiff(tiff));
     if (extension == "png")
         return pngOf(bitmap);
     return jpegOf(flattened(std::move(bitmap), Color::white()));
@@ -165,7 +165,7 @@ Result<Bytes> pictureFor(std::string_view extension, const Bytes& tiff)
 
 Result<std::string> dataAddress(const Bytes& tiff)
 {
-    MV_TRY(bitmap, bitmapOf(tiff));
+    MV_TRY(bitmap, bitmapOfTiff(tiff));
     if (!isOpaque(bitmap))
         return "data:image/png;base64," + base64(pngOf(bitmap));
     MV_TRY(jpeg, jpegOf(bitmap));

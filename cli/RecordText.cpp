@@ -2,7 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
-#include "cli/PictureDecoding.h"
+#include "Base/Media/TiffForm.h"
 #include "cli/Terminal.h"
 
 #include <array>
@@ -69,7 +69,7 @@ constexpr std::array NumberForms {
 std::string pictureText(const Bytes& data)
 {
     std::string size = readableSize(static_cast<std::int64_t>(data.size()));
-    auto picture = sizeOfPicture(data);
+    auto picture = pixelsOfTiff(data);
     if (!picture)
         return "data, " + size;
     return formatText("picture, %d x %d, %s", picture->width, picture->height, size.c_str());

@@ -51,7 +51,7 @@ Result<Value> pictureValue(const std::string& name)
     if (isJpeg)
         return Value(std::move(content));
     // Covers are JPEG pictures in every format; the ID3 writer would call any other bytes so as well.
-    MV_TRY(bitmap, bitmapOf(content));
+    MV_TRY(bitmap, decodedPicture(content));
     MV_TRY(jpeg, jpegOf(flattened(std::move(bitmap), Color::white())));
     return Value(std::move(jpeg));
 }

@@ -77,7 +77,8 @@ Result<Wish> wishFrom(const Arguments& arguments)
     return wish;
 }
 
-/// The services' own interface knows thumbnails of category 2 only; the others are rendered here, by the same code.
+/// The services' own interface knows thumbnails of category 2 only; the others are rendered for the tool, by the same
+/// code.
 Result<Bytes> thumbnailOfPicture(ServiceBus& bus, const Path& path, const Wish& wish)
 {
     Orientation orientation = wish.asStored ? Orientation {} : orientationOf(path);
@@ -86,7 +87,8 @@ Result<Bytes> thumbnailOfPicture(ServiceBus& bus, const Path& path, const Wish& 
         MV_TRY(made, makeTurnedThumbnail(bus, path, wish.size.value_or(UsualSize), orientation));
         tiff = std::move(made);
     } else {
-        tiff = thumbnailOfFile(path, wish.category, wish.size, orientation);
+        MV_TRY(made, thumbnailOfFile(path, wish.category, wish.size, orientation));
+        tiff = std::move(made);
     }
     if (!tiff)
         return Error { Error::Kind::Format, "is no picture that a thumbnail can be made of" };
@@ -119,7 +121,7 @@ Result<void> show(const Bytes& tiff, std::optional<PictureProtocol> protocol)
         protocol = terminalProtocol();
     if (!protocol)
         return Error { Error::Kind::Unsupported, "this terminal shows no pictures (see --protocol)" };
-    MV_TRY(bitmap, bitmapOf(tiff));
+    MV_TRY(bitmap, bitmapOfTiff(tiff));
     print(terminalPicture(bitmap, *protocol));
     return {};
 }

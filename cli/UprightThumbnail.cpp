@@ -1,7 +1,6 @@
 #include "cli/UprightThumbnail.h"
 
 #include "cli/PictureDecoding.h"
-#include "pictures/Canvas.h"
 
 namespace mv::cli {
 
@@ -18,13 +17,8 @@ Result<std::optional<Bytes>> makeTurnedThumbnail(
         return Error { Error::Kind::Format, "the answer has no picture" };
     if (orientation == Orientation {})
         return std::optional(*tiff);
-    MV_TRY(stored, bitmapOf(*tiff));
-    Bitmap bitmap = turned(std::move(stored), orientation);
-    auto canvas = Canvas::create(bitmap.width, bitmap.height);
-    if (!canvas)
-        return std::optional<Bytes> {};
-    canvas->draw(bitmap, 0, 0);
-    return std::optional(std::move(*canvas).tiffRepresentation());
+    MV_TRY(stored, bitmapOfTiff(*tiff));
+    return tiffOf(turned(std::move(stored), orientation));
 }
 
 } // namespace mv::cli

@@ -1,8 +1,9 @@
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
 #include "cli/PictureOrientation.h"
-#include "service/image/NSImageExtension.h"
+#include "tests/cli/WorkerOfTheTool.h"
 #include "tests/service/image/ExifMaker.h"
+#include "tests/support/Instrumented.h"
 #include "tests/support/Scratch.h"
 
 #include "Base/Core/ByteReader.h"
@@ -81,6 +82,8 @@ TEST_F(OrientationTest, DamagedFilesAreUpright)
 
 TEST_F(OrientationTest, ThumbnailsOfEveryCategoryAreOfTheTurnedPicture)
 {
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::WorkerOfTheTool worker;
     // Four quarters: red, green over blue, white. Upright, a picture of tag 6 has blue, red over white, green.
     Bitmap stored { 80, 40, {} };
     for (int y = 0; y < 40; ++y) {
@@ -94,8 +97,8 @@ TEST_F(OrientationTest, ThumbnailsOfEveryCategoryAreOfTheTurnedPicture)
     std::string file = m_folder.write("p.png", ByteView(pngOf(stored)));
     auto thumbnail = [&](int category, FloatSize box) {
         auto tiff = thumbnailOfFile(file, category, box, Orientation::fromTag(6));
-        EXPECT_TRUE(tiff);
-        return *bitmapOf(*tiff);
+        EXPECT_TRUE(tiff.ok() && *tiff);
+        return *bitmapOfTiff(**tiff);
     };
     auto colour = [](const Bitmap& bitmap, int x, int y) {
         const std::uint8_t* pixel = &bitmap.pixels[static_cast<std::size_t>(y * bitmap.width + x) * 4];

@@ -3,6 +3,8 @@
 #include "cli/PictureFile.h"
 #include "cli/SheetPage.h"
 #include "cli/TerminalPicture.h"
+#include "tests/cli/WorkerOfTheTool.h"
+#include "tests/support/Instrumented.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -93,18 +95,69 @@ TEST(PictureFile, APngHoldsTheVeryPixels)
     Bitmap bitmap { 3, 2, {} };
     for (int i = 0; i < 24; ++i)
         bitmap.pixels.push_back(static_cast<std::uint8_t>(i % 4 == 3 ? 255 : i * 10));
-    auto back = bitmapOf(pngOf(bitmap));
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::WorkerOfTheTool worker;
+    auto back = decodedPicture(pngOf(bitmap));
     ASSERT_TRUE(back.ok());
     EXPECT_EQ(back->width, 3);
     EXPECT_EQ(back->height, 2);
     EXPECT_EQ(back->pixels, bitmap.pixels);
 }
 
+// An answer holds some eight megapixels, so the rows come in several.
+TEST(PictureFile, ALargePictureComesWhole)
+{
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::WorkerOfTheTool worker;
+    Bitmap bitmap { 4001, 4199, {} };
+    bitmap.pixels.resize(std::size_t { 4001 } * 4199 * 4);
+    for (std::size_t i = 0; i < bitmap.pixels.size(); ++i)
+        bitmap.pixels[i] = static_cast<std::uint8_t>(i % 4 == 3 ? 255 : i / 16004);
+    auto back = decodedPicture(pngOf(bitmap));
+    ASSERT_TRUE(back.ok());
+    EXPECT_EQ(back->width, 4001);
+    EXPECT_EQ(back->height, 4199);
+    EXPECT_TRUE(back->pixels == bitmap.pixels);
+}
+
+TEST(PictureFile, BytesThatAreNoPictureSaySo)
+{
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::WorkerOfTheTool worker;
+    auto nothing = decodedPicture({ 1, 2, 3 });
+    ASSERT_FALSE(nothing.ok());
+    EXPECT_EQ(nothing.error().text, "is no picture that can be read");
+    // What is compressed begins behind the header, and the name and length of its chunk.
+    Bytes png = pngOf(picture(16, 16, { 200, 100, 50, 255 }));
+    std::fill(png.begin() + 41, png.end(), std::uint8_t { 0xff });
+    auto broken = decodedPicture(png);
+    ASSERT_FALSE(broken.ok());
+    EXPECT_EQ(broken.error().text, "no row of the picture could be decoded");
+}
+
+TEST(PictureFile, TheServicesFormNeedsNoDecoder)
+{
+    Bitmap bitmap = picture(3, 2, { 1, 2, 3, 255 });
+    auto tiff = tiffOf(bitmap);
+    ASSERT_TRUE(tiff);
+    auto back = bitmapOfTiff(*tiff);
+    ASSERT_TRUE(back.ok());
+    EXPECT_EQ(back->width, 3);
+    EXPECT_EQ(back->height, 2);
+    EXPECT_EQ(back->pixels, bitmap.pixels);
+    tiff->front() = 'M';
+    EXPECT_FALSE(bitmapOfTiff(*tiff).ok());
+    EXPECT_FALSE(bitmapOfTiff(pngOf(bitmap)).ok());
+    EXPECT_FALSE(tiffOf({}));
+}
+
 TEST(PictureFile, AJpegIsNearThePixels)
 {
     auto jpeg = jpegOf(picture(16, 16, { 200, 100, 50, 255 }));
     ASSERT_TRUE(jpeg.ok());
-    auto back = bitmapOf(*jpeg);
+    MV_NEEDS_CLOSED_PROCESSES();
+    test::WorkerOfTheTool worker;
+    auto back = decodedPicture(*jpeg);
     ASSERT_TRUE(back.ok());
     EXPECT_NEAR(back->pixels[0], 200, 3);
     EXPECT_NEAR(back->pixels[1], 100, 3);
@@ -120,7 +173,7 @@ TEST(PictureFile, FlatteningMixesWithTheBackground)
 
 TEST(PictureFile, TheEndingChoosesTheForm)
 {
-    Bytes source = pngOf(picture(2, 2, { 1, 2, 3, 255 }));
+    Bytes source = *tiffOf(picture(2, 2, { 1, 2, 3, 255 }));
     EXPECT_EQ(*pictureFor("tif", source), source);
     EXPECT_EQ((*pictureFor("png", source))[1], 'P');
     EXPECT_EQ((*pictureFor("jpeg", source))[0], 0xff);
@@ -131,8 +184,9 @@ TEST(PictureFile, TheEndingChoosesTheForm)
 TEST(PictureFile, PagesGetJpegOrPngWhereSomethingIsTransparent)
 {
     EXPECT_THAT(
-        *dataAddress(pngOf(picture(2, 2, { 1, 2, 3, 255 }))), testing::StartsWith("data:image/jpeg;base64,/9j/"));
-    EXPECT_THAT(*dataAddress(pngOf(picture(2, 2, { 1, 2, 3, 9 }))), testing::StartsWith("data:image/png;base64,iVBO"));
+        *dataAddress(*tiffOf(picture(2, 2, { 1, 2, 3, 255 }))), testing::StartsWith("data:image/jpeg;base64,/9j/"));
+    EXPECT_THAT(
+        *dataAddress(*tiffOf(picture(2, 2, { 1, 2, 3, 9 }))), testing::StartsWith("data:image/png;base64,iVBO"));
 }
 
 TEST(TerminalPicture, KittyTakesPiecesOfPng)
