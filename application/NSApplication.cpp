@@ -3,11 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
-#include <exception>
 #include <poll.h>
-#include <semaphore>
 #include <sys/eventfd.h>
-#include <thread>
 #include <unistd.h>
 
 namespace mv {
@@ -33,7 +30,6 @@ NSApplication::~NSApplication() { close(m_wakeFd); }
 
 int NSApplication::run(NSApplicationDelegate& delegate)
 {
-    m_mainThread = std::this_thread::get_id();
     delegate.applicationDidFinishLaunching();
     while (!m_terminateAsked) {
         runPosted();
@@ -73,26 +69,6 @@ void NSApplication::post(std::function<void()> work)
         m_posted.push_back(std::move(work));
     }
     wake();
-}
-
-void NSApplication::performAndWait(const std::function<void()>& work)
-{
-    if (std::this_thread::get_id() == m_mainThread.load())
-        return work();
-    std::binary_semaphore done(0);
-    std::exception_ptr raised;
-    post([&] {
-        try {
-            work();
-        } catch (...) {
-            raised = std::current_exception();
-        }
-        // Only now, so that the exception is the waiting thread's alone.
-        done.release();
-    });
-    done.acquire();
-    if (raised)
-        std::rethrow_exception(raised);
 }
 
 void NSApplication::watch(int fd, std::function<void()> ready) { m_watches.push_back({ fd, std::move(ready) }); }

@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace mv {
@@ -40,9 +39,6 @@ public:
 
     /// Runs `work` on the main thread, in order of posting. Any thread.
     void post(std::function<void()> work) MV_EXCLUDES(m_lock);
-    /// The same, and returns when it has run, with the exception that it raised; on the main thread it runs at once.
-    /// Without a running loop waits until one runs.
-    void performAndWait(const std::function<void()>& work);
     /// Calls `ready` on the main thread whenever `fd` can be read. Main thread only; the descriptor stays the
     /// caller's and must be unwatched before it is closed.
     void watch(int fd, std::function<void()> ready);
@@ -61,7 +57,6 @@ private:
     std::deque<std::function<void()>> m_posted MV_GUARDED_BY(m_lock);
     std::vector<Watch> m_watches; // main thread only
     std::atomic<bool> m_terminateAsked = false;
-    std::atomic<std::thread::id> m_mainThread {};
     int m_wakeFd;
 };
 

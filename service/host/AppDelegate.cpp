@@ -10,7 +10,6 @@ AppDelegate::AppDelegate(HostPlatform& platform, std::span<const ServiceRow> ser
     , m_services(services)
 {
     m_platform.addObserver(TerminateNotification, TerminateObject, [this] { MivoTerminate(); });
-    m_platform.initialiseAudioLibrary(this);
 }
 
 AppDelegate::~AppDelegate()

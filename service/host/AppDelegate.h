@@ -30,7 +30,6 @@ public:
         = 0;
     virtual void addObserver(const std::string& name, const std::string& object, std::function<void()> observer) = 0;
     virtual void removeObserver(const std::string& name, const std::string& object) = 0;
-    virtual void initialiseAudioLibrary(void* owner) = 0;
     virtual void terminate() = 0;
 };
 

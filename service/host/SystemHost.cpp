@@ -1,7 +1,6 @@
 #include "service/host/SystemHost.h"
 
 #include "application/NSConnection.h"
-#include "platform/BASS.h"
 
 namespace mv {
 
@@ -45,14 +44,6 @@ void SystemHost::addObserver(const std::string& name, const std::string& object,
 void SystemHost::removeObserver(const std::string& name, const std::string& object)
 {
     m_notifications.removeObserver(name, object);
-}
-
-void SystemHost::initialiseAudioLibrary(void* owner)
-{
-    constexpr int DefaultDevice = -1;
-    constexpr std::uint32_t Frequency = 44100;
-    // Deliberately not looked at: without the library the basic audio parser reports its own failures.
-    BASS_Init(DefaultDevice, Frequency, 0, owner, nullptr);
 }
 
 void SystemHost::terminate() { m_application.terminate(); }

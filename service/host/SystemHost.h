@@ -5,7 +5,7 @@
 
 namespace mv {
 
-/// The real platform of the delegate: the session bus, the shared application, the audio library. Main thread only.
+/// The real platform of the delegate: the session bus and the shared application. Main thread only.
 class SystemHost final : public HostPlatform {
 public:
     explicit SystemHost(NSApplication& application)
@@ -18,7 +18,6 @@ public:
         std::string_view name, std::unique_ptr<ServedObject> rootObject) override;
     void addObserver(const std::string& name, const std::string& object, std::function<void()> observer) override;
     void removeObserver(const std::string& name, const std::string& object) override;
-    void initialiseAudioLibrary(void* owner) override;
     void terminate() override;
 
 private:

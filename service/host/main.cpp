@@ -1,5 +1,4 @@
 #include "bus/ServedObject.h"
-#include "platform/MainThread.h"
 #include "service/host/Announcement.h"
 #include "service/host/CommandLine.h"
 #include "service/host/Services.h"
@@ -48,9 +47,6 @@ int main(int count, char** words)
 
     int status = 0;
     {
-        // Movies are worked with on the main thread alone.
-        MainThread::setExecutor(
-            [](const std::function<void()>& work) { NSApplication::sharedApplication().performAndWait(work); });
         WorkerHost workers(installedWorkerProgram(), callingClient);
         workers.pool().keepSpare();
         const std::vector<ServiceRow> rows = services(workers);

@@ -1,7 +1,5 @@
 #include "application/NSApplication.h"
 
-#include "Base/Core/NSException.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <thread>
@@ -73,33 +71,6 @@ TEST(NSApplication, WatchesDescriptors)
     EXPECT_EQ(calls, 2);
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST(NSApplication, HopsWaitAndHandExceptionsOn)
-{
-    NSApplication application;
-    Delegate delegate;
-    std::thread worker;
-    std::thread::id where;
-    std::string raised;
-    bool nested = false;
-    delegate.launched = [&] {
-        worker = std::thread([&] {
-            application.performAndWait([&] { where = std::this_thread::get_id(); });
-            try {
-                application.performAndWait([] { throw NSException("Name", "reason"); });
-            } catch (const NSException& exception) {
-                raised = exception.reason();
-            }
-            application.performAndWait([&] { application.performAndWait([&] { nested = true; }); });
-            application.terminate();
-        });
-    };
-    application.run(delegate);
-    worker.join();
-    EXPECT_EQ(where, std::this_thread::get_id());
-    EXPECT_EQ(raised, "reason");
-    EXPECT_TRUE(nested);
 }
 
 } // namespace

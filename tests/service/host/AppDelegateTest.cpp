@@ -65,7 +65,6 @@ struct FakePlatform final : HostPlatform {
     {
         events.push_back("stop observing " + name + " of " + object);
     }
-    void initialiseAudioLibrary(void*) override { events.emplace_back("audio library"); }
     void terminate() override { events.emplace_back("terminate"); }
 };
 
@@ -76,10 +75,10 @@ protected:
     test::LogCapture m_log;
 };
 
-TEST_F(AppDelegateTest, ObservesThenInitialisesTheAudioLibrary)
+TEST_F(AppDelegateTest, ObservesFromTheStartOn)
 {
     AppDelegate delegate(m_platform, Rows);
-    EXPECT_EQ(m_platform.events, (std::vector<std::string> { "observe MivoTerminitor of Mivo", "audio library" }));
+    EXPECT_EQ(m_platform.events, std::vector<std::string> { "observe MivoTerminitor of Mivo" });
 }
 
 TEST_F(AppDelegateTest, PublishesAndRunsEachInOrder)
