@@ -18,7 +18,7 @@ build: setup
 demo:
 	@scripts/setup build demo
 	@cmake --preset $(PRESET) >/dev/null
-	@cmake --build --preset $(PRESET) --target mivo mivo-mediad mivo-ffmpeg
+	@cmake --build --preset $(PRESET) --target mivo mivo-mediad mivo-worker mivo-ffmpeg
 	@scripts/demo
 
 # Installs what is missing, builds, has clang read the locks where it is installed, runs every test.

@@ -10,8 +10,10 @@ namespace mv {
 
 namespace {
 
-/// Where the module lies, seen from the executable's folder: a build tree, then an installed tree.
-constexpr const char* ModulePlaces[] = { "../lib/mivo-ffmpeg.so", "../lib/mivo/mivo-ffmpeg.so" };
+/// Where the module lies, seen from the executable's folder: a build tree, then an installed tree, for programs that
+/// people call and for those that they do not.
+constexpr const char* ModulePlaces[]
+    = { "../lib/mivo-ffmpeg.so", "../lib/mivo/mivo-ffmpeg.so", "../../lib/mivo/mivo-ffmpeg.so" };
 
 class UnavailableMediaBackend final : public MediaBackend {
 public:
