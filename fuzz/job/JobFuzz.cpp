@@ -1,5 +1,6 @@
 // Any bytes as a job, and as the answer to every operation: what is taken gives the same bytes again.
 
+#include "service/job/PlanCode.h"
 #include "service/job/ReadingJob.h"
 #include "service/job/RecordCode.h"
 #include "service/job/Requests.h"

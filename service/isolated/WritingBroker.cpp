@@ -33,8 +33,6 @@ constexpr unsigned Mp3 = bitOf(Operation::EncodeMp3);
 constexpr unsigned Aac = bitOf(Operation::ConvertToAac);
 constexpr unsigned Export = bitOf(Operation::ExportMovie);
 
-Error outOfTurn(const char* what) { return { Error::Kind::Format, formatText("%s out of turn", what) }; }
-
 bool isErrorCode(std::int32_t code)
 {
     static constexpr std::array Codes { MVAudioEncoderErrorInput, MVAudioEncoderErrorParameters,
@@ -128,7 +126,7 @@ Result<void> WritingBroker::start()
 
 Result<std::optional<WritingAnswer>> WritingBroker::serve(const Frame& frame)
 {
-    if (m_answer || m_broken)
+    if (m_answer || m_isBroken)
         return outOfTurn("a message behind its answer");
     if (frame.kind == static_cast<std::uint8_t>(Message::Answer))
         return takeAnswer(frame.payload);
@@ -173,7 +171,7 @@ Result<WritingAnswer> WritingBroker::checkedAnswer(WritingAnswer answer) const
 Result<void> WritingBroker::send(Message kind, ByteView payload, int descriptor)
 {
     auto descriptors = descriptor < 0 ? std::span<const int>() : std::span(&descriptor, 1);
-    return m_channel.send(static_cast<std::uint8_t>(kind), payload, descriptors, Clock::now() + SendPatience);
+    return m_channel.send(static_cast<std::uint8_t>(kind), payload, descriptors, Channel::Clock::now() + SendPatience);
 }
 
 Result<void> WritingBroker::reply(const Record& record, int descriptor)
@@ -190,76 +188,21 @@ Result<void> WritingBroker::isWritable(const Request&)
     return reply(replyOfDone(m_file->writable()));
 }
 
-/// The replacement is done whole in here; the worker says what is to be in the file, and looks at it.
+/// The replacement is done whole in there; the worker says what is to be in the file, and looks at it.
 Result<void> WritingBroker::replace(const Request&)
 {
     if (!m_file)
         return outOfTurn("a replacement");
     EditableFile& file = *std::exchange(m_file, nullptr);
-    auto outcome = file.replace([this](const InputFile& current) { return planOf(current); },
-        [this](const InputFile& made) { return checkOf(made); });
-    if (m_broken)
-        return *m_broken;
-    return m_answer ? Result<void> {} : reply(replyOfOutcome(outcome));
-}
-
-/// The worker is gone or as good as gone: the caller says so, in the log, too.
-Error WritingBroker::breakOff(Error error)
-{
-    m_broken = std::move(error);
-    return { Error::Kind::Cancelled, m_broken->text, m_broken->code };
-}
-
-/// A planning or checking that an exception has left is over with the whole job.
-Result<Frame> WritingBroker::awaitReplacementFrame(Message kind)
-{
-    auto frame = m_awaitFrame();
-    if (!frame)
-        return breakOff(frame.error());
-    if (frame->kind == static_cast<std::uint8_t>(kind))
-        return frame;
-    if (frame->kind != static_cast<std::uint8_t>(Message::Answer))
-        return breakOff(outOfTurn("a message"));
-    auto answer = decodeWritingAnswer(m_job.operation, frame->payload);
-    if (!answer || !std::holds_alternative<RaisedException>(*answer))
-        return breakOff(answer ? outOfTurn("an answer") : answer.error());
-    m_answer = std::move(*answer);
-    return Error { Error::Kind::Cancelled, "an exception" };
-}
-
-PlannedContent WritingBroker::planOf(const InputFile& current)
-{
-    auto readable = current.openForReadingOnly();
-    if (!readable)
-        return readable.error();
-    if (auto sent = send(Message::Plan, {}, readable->get()); !sent)
-        return breakOff(sent.error());
-    return receivePlan(current.size());
-}
-
-PlannedContent WritingBroker::receivePlan(std::uint64_t fileSize)
-{
-    PlanDecoder decoder(fileSize);
-    while (true) {
-        MV_TRY(frame, awaitReplacementFrame(Message::Content));
-        auto isWhole = decoder.add(frame.payload);
-        if (!isWhole)
-            return breakOff(isWhole.error());
-        if (*isWhole)
-            return decoder.plan();
+    auto sendFile = [this](Message kind, int descriptor) { return send(kind, {}, descriptor); };
+    ReplacementTalk talk(m_job.operation, sendFile, m_awaitFrame);
+    auto outcome = talk.replace(file);
+    if (talk.broken()) {
+        m_isBroken = true;
+        return *talk.broken();
     }
-}
-
-Result<void> WritingBroker::checkOf(const InputFile& made)
-{
-    MV_TRY(readable, made.openForReadingOnly());
-    if (auto sent = send(Message::Check, {}, readable.get()); !sent)
-        return breakOff(sent.error());
-    MV_TRY(frame, awaitReplacementFrame(Message::Verdict));
-    auto verdict = decodeVerdict(frame.payload);
-    if (!verdict)
-        return breakOff(verdict.error());
-    return *verdict ? Result<void>(**verdict) : Result<void> {};
+    m_answer = talk.answer();
+    return m_answer ? Result<void> {} : reply(replyOfOutcome(outcome));
 }
 
 Result<void> WritingBroker::outputAttributes(const Request&)

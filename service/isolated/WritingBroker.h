@@ -3,6 +3,7 @@
 #include "process/Channel.h"
 #include "service/encoder/EncodingRun.h"
 #include "service/include/MVMP4ExporterBase.h"
+#include "service/isolated/ReplacementTalk.h"
 #include "service/job/Messages.h"
 #include "service/job/Requests.h"
 #include "service/job/WritingJob.h"
@@ -10,7 +11,6 @@
 #include "system/OutputPlace.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,12 +32,8 @@ struct WritingParts {
 /// All on the job's thread: delegates are called there, while the worker waits.
 class WritingBroker {
 public:
-    using Clock = Channel::Clock;
-    /// Waits for the worker's next message that is no line of the log, as patiently as the caller has it for the
-    /// planning and checking of a tag. An error is final.
-    using AwaitFrame = std::function<Result<Frame>()>;
-
-    /// `job` as it goes to the worker; its `output` and `hasDelegate` are filled in here. All references outlive this.
+    /// `job` as it goes to the worker; its `output` and `hasDelegate` are filled in here. `awaitFrame` is as patient as
+    /// the planning and checking of a tag may take. All references outlive this.
     WritingBroker(Channel& channel, WritingJob job, WritingParts parts, AwaitFrame awaitFrame);
     ~WritingBroker();
     WritingBroker(const WritingBroker&) = delete;
@@ -91,12 +87,6 @@ private:
     Result<void> ended(const Request& request);
     Result<void> shouldGoOn(const Request& request);
 
-    PlannedContent planOf(const InputFile& current);
-    Result<void> checkOf(const InputFile& made);
-    PlannedContent receivePlan(std::uint64_t fileSize);
-    Result<Frame> awaitReplacementFrame(Message kind);
-    Error breakOff(Error error);
-
     Result<void> send(Message kind, ByteView payload, int descriptor = -1);
     Result<void> reply(const Record& record, int descriptor = -1);
 
@@ -107,7 +97,7 @@ private:
 
     bool m_hasServed = false;
     std::optional<WritingAnswer> m_answer;
-    std::optional<Error> m_broken; // in the middle of a replacement
+    bool m_isBroken = false; // in the middle of a replacement
 
     EditableFile* m_file; // that IsWritable and Replace speak of; null when it was replaced
     std::unique_ptr<EditableFile> m_edited;

@@ -1,5 +1,6 @@
 #include "service/worker/HostLink.h"
 
+#include "service/job/PlanCode.h"
 #include "service/job/RecordCode.h"
 
 namespace mv {
