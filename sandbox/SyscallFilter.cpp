@@ -36,8 +36,8 @@ struct Group {
 template <std::size_t N> using Calls = std::array<const char*, N>;
 
 constexpr Calls<4> Memory { "brk", "munmap", "mremap", "madvise" };
-constexpr Calls<17> Descriptors { "read", "readv", "pread64", "preadv", "write", "writev", "pwrite64", "pwritev",
-    "lseek", "close", "fstat", "fcntl", "dup", "fadvise64", "ftruncate", "poll", "ppoll" };
+constexpr Calls<16> Descriptors { "read", "readv", "pread64", "preadv", "write", "writev", "pwrite64", "pwritev",
+    "lseek", "close", "fstat", "dup", "fadvise64", "ftruncate", "poll", "ppoll" };
 constexpr Calls<4> Messages { "sendmsg", "recvmsg", "sendto", "recvfrom" };
 constexpr Calls<11> Threads { "futex", "set_robust_list", "rseq", "membarrier", "sched_yield", "sched_getaffinity",
     "gettid", "getpid", "exit", "exit_group", "getcpu" };
@@ -85,7 +85,7 @@ constexpr std::uint64_t ThreadFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_
 constexpr std::uint64_t EmptyPath = AT_EMPTY_PATH;
 constexpr std::uint64_t NameMemory = 0x53564d41; // PR_SET_VMA, which older headers lack
 
-std::array<Condition, 11> conditions()
+std::array<Condition, 16> conditions()
 {
     auto self = static_cast<std::uint64_t>(getpid());
     return { {
@@ -93,6 +93,12 @@ std::array<Condition, 11> conditions()
         { Allow, "mprotect", 2, PROT_EXEC, 0 },
         { Refuse, "mmap", 2, PROT_EXEC, PROT_EXEC },
         { Refuse, "mprotect", 2, PROT_EXEC, PROT_EXEC },
+        // Others would hold a file against everybody, or have any process of the user signalled through a descriptor.
+        { Allow, "fcntl", 1, IntArgument, F_DUPFD },
+        { Allow, "fcntl", 1, IntArgument, F_DUPFD_CLOEXEC },
+        { Allow, "fcntl", 1, IntArgument, F_GETFD },
+        { Allow, "fcntl", 1, IntArgument, F_SETFD },
+        { Allow, "fcntl", 1, IntArgument, F_GETFL },
         // A thread, not a process.
         { Allow, "clone", 0, ThreadFlags, ThreadFlags },
         { Allow, "tgkill", 0, IntArgument, self },

@@ -13,6 +13,7 @@
 #include <ostream>
 #include <sched.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -119,6 +120,13 @@ bool widensItsLimits(const Place&)
     return setrlimit(RLIMIT_CPU, &wide) == 0 || setrlimit(RLIMIT_FSIZE, &wide) == 0;
 }
 
+bool locksItsInput(const Place& place)
+{
+    struct flock whole { };
+    whole.l_type = F_RDLCK;
+    return fcntl(place.input, F_SETLK, &whole) == 0;
+}
+
 bool typesIntoTheTerminal(const Place&)
 {
     char letter = 'x';
@@ -160,6 +168,11 @@ const Attack Attacks[] = {
     { "ChangeItsInputsOwner", [](const Place& p) { return worked(fchown(p.input, getuid(), getgid())); }, Works },
     { "ChangeItsInputsTimes", [](const Place& p) { return worked(futimens(p.input, nullptr)); }, Works },
     { "TagItsInput", [](const Place& p) { return worked(fsetxattr(p.input, "user.x", "y", 1, 0)); } },
+    { "UnlockItsInput", [](const Place& p) { return flock(p.input, LOCK_UN) == 0; }, Works },
+    { "LockItsInput", locksItsInput, Works },
+    { "LeaseItsInput", [](const Place& p) { return fcntl(p.input, F_SETLEASE, F_RDLCK) == 0; } },
+    { "HaveItsParentSignalled", [](const Place& p) { return fcntl(p.input, F_SETOWN, getppid()) == 0; }, Works },
+    { "HaveItKilled", [](const Place& p) { return fcntl(p.input, F_SETSIG, SIGKILL) == 0; }, Works },
     { "MakeANetworkSocket", [](const Place&) { return worked(socket(AF_INET, SOCK_STREAM, 0)); } },
     { "MakeANetlinkSocket", [](const Place&) { return worked(socket(AF_NETLINK, SOCK_RAW, 0)); }, Works },
     { "MakeAPairOfSockets",
