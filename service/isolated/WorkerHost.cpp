@@ -5,6 +5,7 @@
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "service/isolated/HostColumns.h"
+#include "service/isolated/WaitBudget.h"
 #include "service/job/AnswerCheck.h"
 
 #include <utility>
@@ -62,17 +63,35 @@ Result<Frame> converse(JobTalk& talk, const ReadingJob& job)
     return talk.awaitFrame(end);
 }
 
+/// As long as the worker says something, or what it makes changes.
+AwaitFrame whileItWorks(JobTalk& talk, const WritingBroker& broker)
+{
+    return [&talk, &broker] {
+        auto last = broker.trace();
+        return talk.awaitFrame(WorkerHost::WritingPatience, [&] {
+            auto before = std::exchange(last, broker.trace());
+            return last != before;
+        });
+    };
+}
+
+/// As long as a call that reads may take, however often the worker says something.
+AwaitFrame within(WaitBudget& budget, JobTalk& talk)
+{
+    return [&budget, &talk] {
+        auto begin = Channel::Clock::now();
+        auto frame = talk.awaitFrame(budget.endFrom(begin));
+        budget.spend(begin, Channel::Clock::now());
+        return frame;
+    };
+}
+
 /// Serves the job until its answer comes. Nothing where it needs another kind of worker, whose lines count then.
-Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& broker, std::chrono::seconds patience)
+Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& broker, const AwaitFrame& await)
 {
     MV_TRY_VOID(broker.start());
-    auto last = broker.trace();
-    auto stillWorks = [&] {
-        auto before = std::exchange(last, broker.trace());
-        return last != before;
-    };
     while (true) {
-        MV_TRY(frame, talk.awaitFrame(patience, stillWorks));
+        MV_TRY(frame, await());
         if (frame.kind == static_cast<std::uint8_t>(Message::NeedsMedia) && !broker.hasServed())
             return std::optional<WritingAnswer> {};
         MV_TRY(answer, broker.serve(frame));
@@ -80,7 +99,6 @@ Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& brok
             return answer;
         if (broker.hasServed())
             talk.writeLog();
-        last = broker.trace();
     }
 }
 
@@ -196,12 +214,13 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
     const bool isTag = job.operation == WritingOperation::UpdateTag;
     const ChildProgram& program = loan->worker->program();
     JobTalk talk(*loan->worker);
-    WritingBroker broker(loan->worker->channel(), std::move(job), parts,
-        [&talk] { return talk.awaitFrame(Channel::Clock::now() + ReadingPatience); });
+    WaitBudget budget(ReadingPatience);
+    const AwaitFrame soon = within(budget, talk);
+    WritingBroker broker(loan->worker->channel(), std::move(job), parts, soon);
     // One that has ended already cannot be limited either; the conversation finds out.
     static_cast<void>(program.limitCpuTime(isTag ? ReadingProcessorTime : AnyProcessorTime));
     static_cast<void>(program.limitFileBytes(broker.fileBytes()));
-    auto answer = converse(talk, broker, isTag ? ReadingPatience : WritingPatience);
+    auto answer = converse(talk, broker, isTag ? soon : whileItWorks(talk, broker));
     if (answer && !*answer)
         return std::nullopt;
     talk.writeLog();
