@@ -166,7 +166,7 @@ void WorkerPool::sleep()
 
 void WorkerPool::retireOld(Clock::time_point now)
 {
-    auto isOld = [&](Idle& idle) {
+    auto isOld = [&](Idle& idle) MV_REQUIRES(m_lock) {
         if (now - idle.since < MaxIdle && now - idle.loan.born < MaxAge)
             return false;
         m_retired.push_back(std::move(idle.loan.worker));
