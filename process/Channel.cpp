@@ -10,12 +10,15 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <utility>
 
 namespace mv {
 
 namespace {
 
 constexpr std::size_t HeaderBytes = 5;
+// More than the messages of a call without a picture.
+constexpr std::size_t BufferBytes = std::size_t { 8 } << 10;
 // Taken at once of a payload that is announced to be longer.
 constexpr std::size_t FirstPayloadBytes = std::size_t { 256 } << 10;
 
@@ -83,7 +86,10 @@ Result<void> Channel::await(short events, Clock::time_point deadline) const
     }
 }
 
-Result<void> Channel::awaitMessage(Clock::time_point deadline) const { return await(POLLIN, deadline); }
+Result<void> Channel::awaitMessage(Clock::time_point deadline) const
+{
+    return holdsMore() ? Result<void> {} : await(POLLIN, deadline);
+}
 
 Result<void> Channel::send(
     std::uint8_t kind, ByteView payload, std::span<const int> descriptors, Clock::time_point deadline)
@@ -121,14 +127,15 @@ Result<void> Channel::send(
     return {};
 }
 
-/// False at the end of the stream. Descriptors come with the first byte.
-Result<bool> Channel::receiveHeader(
-    std::span<std::uint8_t> header, Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors)
+/// Reads what there is behind what is buffered. False at the end of the stream.
+Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expectedDescriptors)
 {
-    std::size_t done = 0;
-    while (done < header.size()) {
-        MV_TRY_VOID(await(POLLIN, deadline));
-        iovec part { header.data() + done, header.size() - done };
+    while (true) {
+        std::size_t held = buffered().size();
+        std::move(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_taken), m_buffer.end(), m_buffer.begin());
+        m_taken = 0;
+        m_buffer.resize(held + BufferBytes);
+        iovec part { m_buffer.data() + held, BufferBytes };
         msghdr message {};
         message.msg_iov = &part;
         message.msg_iovlen = 1;
@@ -138,19 +145,49 @@ Result<bool> Channel::receiveHeader(
             message.msg_control = room.bytes.data();
             message.msg_controllen = room.bytes.size();
         }
-        ssize_t got = recvmsg(m_socket.get(), &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
-        if (got < 0 && isInterruption(errno))
-            continue;
-        if (got < 0)
-            return systemError(errno, "receive");
-        collect(message, frame.descriptors);
+        int flags = MSG_CMSG_CLOEXEC | (deadline == NoDeadline ? 0 : MSG_DONTWAIT);
+        ssize_t got = recvmsg(m_socket.get(), &message, flags);
+        int code = errno;
+        m_buffer.resize(held + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        if (got >= 0)
+            collect(message, m_descriptors);
+        if (got > 0)
+            return true;
         if (got == 0)
-            return done == 0 ? Result<bool>(false) : endedEarly();
-        if (frame.descriptors.size() > expectedDescriptors)
-            return Error { Error::Kind::Format, "descriptors came that nobody asked for" };
-        done += static_cast<std::size_t>(got);
+            return false;
+        if (!isInterruption(code))
+            return systemError(code, "receive");
+        MV_TRY_VOID(await(POLLIN, deadline));
     }
+}
+
+/// False at the end of the stream. Descriptors come with the first byte.
+Result<bool> Channel::receiveHeader(Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors)
+{
+    while (buffered().size() < HeaderBytes) {
+        MV_TRY(more, fillBuffer(deadline, expectedDescriptors));
+        if (!more)
+            return buffered().empty() ? Result<bool>(false) : endedEarly();
+    }
+    frame.descriptors = std::exchange(m_descriptors, {});
+    if (frame.descriptors.size() > expectedDescriptors)
+        return Error { Error::Kind::Format, "descriptors came that nobody asked for" };
     return true;
+}
+
+Result<void> Channel::receivePayload(Bytes& payload, std::size_t length, Clock::time_point deadline)
+{
+    ByteView there = buffered().first(std::min(length, buffered().size()));
+    payload.assign(there.begin(), there.end());
+    m_taken += there.size();
+    std::size_t done = payload.size();
+    while (done < length) {
+        if (done == payload.size())
+            payload.resize(std::min(length, std::max(FirstPayloadBytes, 2 * done)));
+        MV_TRY(got, receiveSome(std::span(payload).subspan(done), deadline));
+        done += got;
+    }
+    return {};
 }
 
 Result<std::size_t> Channel::receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline)
@@ -170,22 +207,16 @@ Result<std::size_t> Channel::receiveSome(std::span<std::uint8_t> target, Clock::
 Result<std::optional<Frame>> Channel::receive(Clock::time_point deadline, std::size_t expectedDescriptors)
 {
     Frame frame;
-    std::array<std::uint8_t, HeaderBytes> header;
-    MV_TRY(begun, receiveHeader(header, frame, deadline, expectedDescriptors));
+    MV_TRY(begun, receiveHeader(frame, deadline, expectedDescriptors));
     if (!begun)
         return std::optional<Frame> {};
-    ByteReader reader(header);
+    ByteReader reader(buffered().first(HeaderBytes));
     std::size_t length = reader.u32le();
     frame.kind = reader.u8();
+    m_taken += HeaderBytes;
     if (length > MaxPayloadBytes)
         return Error { Error::Kind::Limit, "a message claims to be too long" };
-    std::size_t done = 0;
-    while (done < length) {
-        if (done == frame.payload.size())
-            frame.payload.resize(std::min(length, std::max(FirstPayloadBytes, 2 * done)));
-        MV_TRY(got, receiveSome(std::span(frame.payload).subspan(done), deadline));
-        done += got;
-    }
+    MV_TRY_VOID(receivePayload(frame.payload, length, deadline));
     return std::optional(std::move(frame));
 }
 

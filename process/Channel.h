@@ -23,7 +23,8 @@ struct Frame {
 /// payload. Nothing that the other side sends is believed: memory is taken as bytes arrive, not as they are announced,
 /// and descriptors that were not asked for are closed. A failure leaves the stream at an unknown place: it is final.
 ///
-/// One thread sends and one receives; they may be two.
+/// One thread sends and one receives; they may be two. Whoever sends descriptors waits for an answer before the next
+/// frame: the system does not tell to which of two they belong.
 class Channel {
 public:
     using Clock = std::chrono::steady_clock;
@@ -49,15 +50,24 @@ public:
     /// Waits until something comes, the other side's end too; State at the deadline, after which it goes on as before.
     Result<void> awaitMessage(Clock::time_point deadline) const;
 
+    /// Whether something was read beyond the last frame: a poll of the socket does not see that.
+    bool holdsMore() const { return !buffered().empty(); }
+
     int socket() const { return m_socket.get(); }
 
 private:
-    Result<bool> receiveHeader(
-        std::span<std::uint8_t> header, Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors);
+    Result<bool> fillBuffer(Clock::time_point deadline, std::size_t expectedDescriptors);
+    Result<bool> receiveHeader(Frame& frame, Clock::time_point deadline, std::size_t expectedDescriptors);
+    Result<void> receivePayload(Bytes& payload, std::size_t length, Clock::time_point deadline);
     Result<std::size_t> receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline);
     Result<void> await(short events, Clock::time_point deadline) const;
+    ByteView buffered() const { return ByteView(m_buffer).subspan(m_taken); }
 
     UniqueFd m_socket;
+    // What was read beyond a frame; most frames come whole with their header by one system call.
+    Bytes m_buffer;
+    std::size_t m_taken = 0; // of the buffer
+    std::vector<UniqueFd> m_descriptors; // that came with it
 };
 
 } // namespace mv

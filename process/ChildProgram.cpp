@@ -162,6 +162,13 @@ std::chrono::milliseconds ChildProgram::cpuTime() const
     return processorTime(clock);
 }
 
+Result<void> ChildProgram::runOn(const cpu_set_t& processors) const
+{
+    if (m_end || sched_setaffinity(m_processId, sizeof processors, &processors) != 0)
+        return systemError(m_end ? ESRCH : errno, "sched_setaffinity");
+    return {};
+}
+
 Result<void> ChildProgram::limitCpuTime(std::chrono::seconds more) const
 {
     auto until = std::chrono::ceil<std::chrono::seconds>(cpuTime()) + more;

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <sched.h>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -41,6 +42,8 @@ public:
     ProgramEnd wait();
     /// The processor's time that it has used; zero when that cannot be had any more.
     std::chrono::milliseconds cpuTime() const;
+    /// Lets its threads run on that processor alone, those included that it starts from now on.
+    Result<void> runOn(const cpu_set_t& processors) const;
     /// Ends it by SIGXCPU when it has used so much more than it has by now.
     Result<void> limitCpuTime(std::chrono::seconds more) const;
     /// Lets it write files up to that length from now on, whatever it was born with.

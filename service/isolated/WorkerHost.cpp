@@ -39,6 +39,21 @@ WorkerKind firstKind(WritingOperation operation)
     return operation == WritingOperation::UpdateTag ? WorkerKind::Light : WorkerKind::Media;
 }
 
+/// Tags and headers are read in microseconds; pictures and movies are worth a processor of their own.
+bool isShort(ReadingOperation operation)
+{
+    switch (operation) {
+    case ReadingOperation::DescribeMp3:
+    case ReadingOperation::DescribeMp4:
+    case ReadingOperation::DescribeAudio:
+    case ReadingOperation::Exif:
+    case ReadingOperation::PodcastInfo:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool isDescription(ReadingOperation operation) { return operation <= ReadingOperation::DescribePicture; }
 
 [[noreturn]] void raise(const RaisedException& raised)
@@ -54,9 +69,8 @@ WorkersUnavailable unavailable(const Error& error)
 }
 
 /// What the worker sends when it is done with the job.
-Result<Frame> converse(JobTalk& talk, const ReadingJob& job)
+Result<Frame> converse(JobTalk& talk, const ReadingJob& job, Channel::Clock::time_point end)
 {
-    Channel::Clock::time_point end = Channel::Clock::now() + WorkerHost::ReadingPatience;
     const int content[] = { job.file.descriptor() };
     std::span<const int> descriptors(content, content[0] >= 0 ? 1 : 0);
     MV_TRY_VOID(talk.send(Message::ReadingJob, encodeJob(job), descriptors, end));
@@ -148,10 +162,12 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     auto loan = m_pool.forReading(kind, m_caller ? m_caller() : std::string());
     if (!loan)
         throw unavailable(loan.error());
-    // One that has ended already cannot be limited either; the conversation finds out.
-    static_cast<void>(loan->worker->program().limitCpuTime(ReadingProcessorTime));
+    loan->worker->allowProcessorTime(ReadingProcessorTime);
+    loan->worker->placeCall(isShort(job.operation));
     JobTalk talk(*loan->worker);
-    auto frame = converse(talk, job);
+    Channel::Clock::time_point begin = Channel::Clock::now();
+    auto frame = converse(talk, job, begin + ReadingPatience);
+    loan->worker->callTook(Channel::Clock::now() - begin);
     if (frame && frame->kind == static_cast<std::uint8_t>(Message::NeedsMedia)) {
         // Whoever does the job says it all again.
         m_pool.giveBack(std::move(*loan));
@@ -212,14 +228,12 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
         throw unavailable(loan.error());
     const Path path = job.file.path();
     const bool isTag = job.operation == WritingOperation::UpdateTag;
-    const ChildProgram& program = loan->worker->program();
     JobTalk talk(*loan->worker);
     WaitBudget budget(ReadingPatience);
     const AwaitFrame soon = within(budget, talk);
     WritingBroker broker(loan->worker->channel(), std::move(job), parts, soon);
-    // One that has ended already cannot be limited either; the conversation finds out.
-    static_cast<void>(program.limitCpuTime(isTag ? ReadingProcessorTime : AnyProcessorTime));
-    static_cast<void>(program.limitFileBytes(broker.fileBytes()));
+    loan->worker->allowProcessorTime(isTag ? ReadingProcessorTime : AnyProcessorTime);
+    static_cast<void>(loan->worker->program().limitFileBytes(broker.fileBytes()));
     auto answer = converse(talk, broker, isTag ? soon : whileItWorks(talk, broker));
     if (answer && !*answer)
         return std::nullopt;

@@ -21,7 +21,8 @@ public:
     using Clock = std::chrono::steady_clock;
 
     // What a worker that was taken over by one file can still see is at most the rest of these calls of one client.
-    static constexpr int MaxCalls = 256;
+    // Fewer would be felt: a birth takes as long as some fifty calls.
+    static constexpr int MaxCalls = 1024;
     static constexpr std::chrono::seconds MaxAge { 60 };
     static constexpr std::chrono::seconds MaxIdle { 10 };
 

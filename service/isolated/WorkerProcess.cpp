@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <sched.h>
 #include <unistd.h>
 
 namespace mv {
@@ -70,6 +71,34 @@ Result<void> WorkerProcess::awaitReady()
     if (const std::string* sentence = facts.string(ReadyMissing))
         logMissing(*sentence);
     return {};
+}
+
+void WorkerProcess::placeCall(bool isShort)
+{
+    int processor = isShort ? sched_getcpu() : AnyProcessor;
+    if (processor == m_processor || processor >= CPU_SETSIZE)
+        return;
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    if (processor == AnyProcessor && sched_getaffinity(0, sizeof processors, &processors) != 0)
+        return;
+    if (processor != AnyProcessor)
+        CPU_SET(processor, &processors);
+    // Where that is refused the system chooses, as always.
+    static_cast<void>(m_program.runOn(processors));
+    m_processor = processor;
+}
+
+void WorkerProcess::allowProcessorTime(std::chrono::seconds time)
+{
+    // Of eight threads at once.
+    constexpr std::chrono::milliseconds Unnoticed { 60 };
+    if (time == m_allowed && m_usedSinceAllowed < Unnoticed)
+        return;
+    // One that has ended already cannot be limited either; the conversation finds out.
+    static_cast<void>(m_program.limitCpuTime(time));
+    m_allowed = time;
+    m_usedSinceAllowed = {};
 }
 
 std::string installedWorkerProgram()

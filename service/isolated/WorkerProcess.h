@@ -20,11 +20,22 @@ public:
     /// unknown: it has no log), is of another version, or is not there within some seconds.
     static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program, WorkerKind kind);
 
+    /// Where the next call runs: a short one on the processor of this thread, which waits for it, so that nobody has to
+    /// wake another (in a virtual machine that takes longer than reading a file); any other one where there is room.
+    void placeCall(bool isShort);
+    /// Lets the next call have so much processor time. Says so to the system only when calls may have used up a part of
+    /// it that anybody would notice: that takes as long as reading a file.
+    void allowProcessorTime(std::chrono::seconds time);
+    /// A call took so long, by the clock.
+    void callTook(std::chrono::steady_clock::duration time) { m_usedSinceAllowed += time; }
+
     WorkerKind kind() const { return m_kind; }
     Channel& channel() { return m_channel; }
     ChildProgram& program() { return m_program; }
 
 private:
+    static constexpr int AnyProcessor = -1;
+
     WorkerProcess(WorkerKind kind, Channel channel, ChildProgram program)
         : m_kind(kind)
         , m_channel(std::move(channel))
@@ -36,6 +47,9 @@ private:
     WorkerKind m_kind;
     Channel m_channel;
     ChildProgram m_program;
+    int m_processor = AnyProcessor;
+    std::chrono::seconds m_allowed {};
+    std::chrono::steady_clock::duration m_usedSinceAllowed {};
 };
 
 /// Where the worker's program lies, seen from the running one: beside it in a build tree, in a folder of programs that

@@ -206,10 +206,10 @@ public:
     {
         while (true) {
             pollfd both[] = { { m_host.socket(), POLLIN, 0 }, { m_jobs.socket(), POLLIN, 0 } };
-            poll(both, 2, -1);
-            if (both[1].revents && !pass(m_jobs, m_host))
+            poll(both, 2, m_host.holdsMore() || m_jobs.holdsMore() ? 0 : -1);
+            if ((both[1].revents || m_jobs.holdsMore()) && !pass(m_jobs, m_host))
                 return;
-            if (both[0].revents && !pass(m_host, m_jobs))
+            if ((both[0].revents || m_host.holdsMore()) && !pass(m_host, m_jobs))
                 return;
         }
     }
