@@ -3,6 +3,7 @@
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
 #include "cli/PictureFile.h"
+#include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Scratch.h"
 
 #include <gtest/gtest.h>
@@ -112,6 +113,7 @@ TEST(TagChange, TotalsAreTheWishedOnesOrThoseThatStillFit)
 
 TEST(TagChange, CoversAreJpegPictures)
 {
+    test::WorkerOfTheTool worker;
     test::ScratchFolder folder;
     Bitmap red { 4, 4, {} };
     for (int i = 0; i < 16; ++i)
