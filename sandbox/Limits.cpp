@@ -12,26 +12,20 @@ namespace mv {
 
 namespace {
 
-Result<void> setLimit(__rlimit_resource resource, const char* name, const rlimit& limit)
-{
-    if (setrlimit(resource, &limit) != 0)
-        return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
-    return {};
-}
+enum class HardLimit { Lowered, Kept };
 
-Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t value)
-{
-    return setLimit(resource, name, { value, value });
-}
-
-/// The hard one stays, so that the parent, an ordinary user's too, can raise it for a job.
-Result<void> setSoftLimit(__rlimit_resource resource, const char* name, rlim_t value)
+/// Never above what the process was given: raising that takes rights. A hard limit that is kept lets the parent, an
+/// ordinary user's too, raise the soft one for a job.
+Result<void> setLimit(__rlimit_resource resource, const char* name, rlim_t value, HardLimit hard = HardLimit::Lowered)
 {
     rlimit limit {};
-    if (getrlimit(resource, &limit) != 0)
-        return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
+    bool isSet = getrlimit(resource, &limit) == 0;
     limit.rlim_cur = std::min(value, limit.rlim_max);
-    return setLimit(resource, name, limit);
+    if (hard == HardLimit::Lowered)
+        limit.rlim_max = limit.rlim_cur;
+    if (!isSet || setrlimit(resource, &limit) != 0)
+        return Error { Error::Kind::State, formatText("the limit of %s: %s", name, std::strerror(errno)), errno };
+    return {};
 }
 
 } // namespace
@@ -40,8 +34,8 @@ Result<void> applyLimits(const Limits& limits)
 {
     MV_TRY_VOID(setLimit(RLIMIT_DATA, "memory", limits.memoryBytes));
     // The parent counts what a call may take from where the process is by then.
-    MV_TRY_VOID(setSoftLimit(RLIMIT_CPU, "time", limits.cpuSeconds));
-    MV_TRY_VOID(setSoftLimit(RLIMIT_FSIZE, "file length", limits.fileBytes));
+    MV_TRY_VOID(setLimit(RLIMIT_CPU, "time", limits.cpuSeconds, HardLimit::Kept));
+    MV_TRY_VOID(setLimit(RLIMIT_FSIZE, "file length", limits.fileBytes, HardLimit::Kept));
     MV_TRY_VOID(setLimit(RLIMIT_NOFILE, "descriptors", limits.descriptors));
     MV_TRY_VOID(setLimit(RLIMIT_CORE, "core files", 0));
     MV_TRY_VOID(setLimit(RLIMIT_MEMLOCK, "locked memory", 0));

@@ -14,8 +14,8 @@ struct Limits {
     std::uint64_t fileBytes = 0; ///< longest file that it can write, until its parent allows more: 0 for nothing
 };
 
-/// Sets them, and that nothing is left of a crash and nothing locked in memory. A write beyond the length of a file
-/// is an error then, not a signal.
+/// Sets them, none above what the process was given, and that nothing is left of a crash and nothing locked in memory.
+/// A write beyond the length of a file is an error then, not a signal.
 Result<void> applyLimits(const Limits& limits);
 
 } // namespace mv

@@ -96,6 +96,20 @@ TEST_F(Sandbox, ThrowsAndCatches)
     });
 }
 
+TEST_F(Sandbox, ALimitThatWasThereBeforeAndIsLowerStays)
+{
+    test::ChildEnd end = test::inChild([] {
+        constexpr rlim_t Lower = 512u << 20;
+        constexpr uid_t NobodyInParticular = 65534;
+        const rlimit given { Lower, Lower };
+        rlimit now {};
+        bool isClosed = setrlimit(RLIMIT_DATA, &given) == 0 && (getuid() != 0 || setuid(NobodyInParticular) == 0)
+            && applyLimits(test::WideLimits).ok();
+        return isClosed && getrlimit(RLIMIT_DATA, &now) == 0 && now.rlim_max == Lower ? Good : Bad;
+    });
+    EXPECT_EQ(end.exitCode, Good);
+}
+
 TEST_F(Sandbox, MemoryEndsAtTheLimit)
 {
     Limits limits = test::WideLimits;
