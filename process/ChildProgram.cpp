@@ -65,6 +65,15 @@ private:
     posix_spawnattr_t m_attributes;
 };
 
+/// A process whose parent ignored the ends of its children ignores them, too: the system would forget how ours end, and
+/// give their numbers to others while we still hold them.
+void keepEnds()
+{
+    struct sigaction action { };
+    if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
+        std::signal(SIGCHLD, SIG_DFL);
+}
+
 std::chrono::milliseconds processorTime(clockid_t clock)
 {
     timespec time {};
@@ -84,6 +93,7 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& words, 
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     char* environment[] = { nullptr };
+    keepEnds();
 
     // Out of the way of what is put at its place and below.
     if (socket.get() <= SocketDescriptor)

@@ -72,6 +72,14 @@ TEST(ChildProgram, SignalsAreAsAProgramExpectsThem)
     std::signal(SIGPIPE, before);
 }
 
+TEST(ChildProgram, ItsEndIsKnownWhereEndsWereIgnored)
+{
+    auto before = std::signal(SIGCHLD, SIG_IGN);
+    Started started = shell("exit 3");
+    EXPECT_EQ(started.program.wait().exitStatus, 3);
+    std::signal(SIGCHLD, before);
+}
+
 TEST(ChildProgram, RunsUntilItIsKilled)
 {
     Started started = shell("sleep 60 & wait");
