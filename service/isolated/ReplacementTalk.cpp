@@ -38,7 +38,7 @@ Result<Frame> ReplacementTalk::awaitFrame(Message kind)
 PlannedContent ReplacementTalk::planOf(const InputFile& current)
 {
     MV_TRY(readable, current.openForReadingOnly());
-    if (auto sent = m_sendFile(Message::Plan, readable.get()); !sent)
+    if (auto sent = m_sendFile(Message::Plan, encodeFileSize(current.size()), readable.get()); !sent)
         return breakOff(sent.error());
     return receivePlan(current.size());
 }
@@ -59,7 +59,7 @@ PlannedContent ReplacementTalk::receivePlan(std::uint64_t fileSize)
 Result<void> ReplacementTalk::checkOf(const InputFile& made)
 {
     MV_TRY(readable, made.openForReadingOnly());
-    if (auto sent = m_sendFile(Message::Check, readable.get()); !sent)
+    if (auto sent = m_sendFile(Message::Check, encodeFileSize(made.size()), readable.get()); !sent)
         return breakOff(sent.error());
     MV_TRY(frame, awaitFrame(Message::Verdict));
     auto verdict = decodeVerdict(frame.payload);

@@ -22,7 +22,7 @@ Error outOfTurn(const char* what);
 class ReplacementTalk {
 public:
     /// A message of that kind, with a copy of the descriptor.
-    using SendFile = std::function<Result<void>(Message kind, int descriptor)>;
+    using SendFile = std::function<Result<void>(Message kind, ByteView payload, int descriptor)>;
 
     /// All references outlive this.
     ReplacementTalk(WritingOperation operation, SendFile sendFile, const AwaitFrame& awaitFrame)

@@ -205,8 +205,11 @@ WorkerPool::Clock::time_point WorkerPool::nextRetirement()
 void WorkerPool::bearSpare(WorkerKind kind)
 {
     auto born = WorkerProcess::start(m_program, kind);
-    if (!born)
-        NSLog("no worker waits for calls: %s", born.error().text.c_str());
+    std::string problem = born ? std::string() : born.error().text;
+    // Every call tries again, and says to its client what is the matter.
+    if (!born && problem != m_problem)
+        NSLog("no worker waits for calls: %s", problem.c_str());
+    m_problem = std::move(problem);
     MutexLock hold(m_lock);
     Spare& spare = spareOf(kind);
     spare.isBeingBorn = false;

@@ -86,6 +86,7 @@ private:
     bool m_ends MV_GUARDED_BY(m_lock) = false;
     bool m_hasNews MV_GUARDED_BY(m_lock) = false;
     bool m_sleepsForGood MV_GUARDED_BY(m_lock) = false;
+    std::string m_problem; // the housekeeper's alone: why the last birth failed
     std::thread m_housekeeper; // started under the lock
 };
 

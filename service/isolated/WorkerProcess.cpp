@@ -60,15 +60,18 @@ Result<void> WorkerProcess::awaitReady()
     if (!frame) {
         ProgramEnd end = m_program.wait();
         return notUsable(
-            formatText("a worker could not close itself (exit status %d, signal %d)", end.exitStatus, end.signal));
+            formatText("a worker ended before it was ready (exit status %d, signal %d)", end.exitStatus, end.signal));
     }
+    if (frame->kind == static_cast<std::uint8_t>(Message::NotClosed))
+        return notUsable("a worker could not close itself: " + cleanedUtf8(charsOf(frame->payload)));
     if (frame->kind != static_cast<std::uint8_t>(Message::Ready))
         return notUsable("a worker began with a message of another kind");
-    MV_TRY(facts, decodeRecord(frame->payload));
-    const std::string* version = facts.string(ReadyVersion);
+    // Another version may have another form of record, too.
+    auto facts = decodeRecord(frame->payload);
+    const std::string* version = facts ? facts->string(ReadyVersion) : nullptr;
     if (!version || *version != MIVO_VERSION)
         return notUsable("the worker's program is of another version; the service must be started again");
-    if (const std::string* sentence = facts.string(ReadyMissing))
+    if (const std::string* sentence = facts->string(ReadyMissing))
         logMissing(*sentence);
     return {};
 }

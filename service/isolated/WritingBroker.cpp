@@ -194,7 +194,7 @@ Result<void> WritingBroker::replace(const Request&)
     if (!m_file)
         return outOfTurn("a replacement");
     EditableFile& file = *std::exchange(m_file, nullptr);
-    auto sendFile = [this](Message kind, int descriptor) { return send(kind, {}, descriptor); };
+    auto sendFile = [this](Message kind, ByteView payload, int descriptor) { return send(kind, payload, descriptor); };
     ReplacementTalk talk(m_job.operation, sendFile, m_awaitFrame);
     auto outcome = talk.replace(file);
     if (talk.broken()) {

@@ -11,8 +11,8 @@ enum class Message : std::uint8_t {
     ReadingJob = 1, ///< a job as of encodeJob, with the file's descriptor where it has content
     WritingJob = 2, ///< the same as of encodeWritingJob
     Reply = 3, ///< to a request: a record, and a descriptor where one was asked for and to be had
-    Plan = 4, ///< what is the new content of the file whose descriptor this is? Answered by Content
-    Check = 5, ///< is the file whose descriptor this is as the plan meant it? Answered by Verdict
+    Plan = 4, ///< what is the new content of the file with this descriptor and size? Answered by Content
+    Check = 5, ///< is the file with this descriptor and size as the plan meant it? Answered by Verdict
 
     // From the worker.
     Ready = 64, ///< closed, and waiting for a job; a record of the two keys below
@@ -20,6 +20,7 @@ enum class Message : std::uint8_t {
     Answer, ///< as of encodeAnswer or encodeWritingAnswer; the job is over
     TooLarge, ///< the job is over, and its answer is larger than a message
     NeedsMedia, ///< the job needs libraries that a light worker does not have; the job is over, and nothing was done
+    NotClosed, ///< in place of Ready: why there will be no worker, as text
     Request = 80, ///< of a writing job, as of encodeRequest; answered by Reply
     Content = 81, ///< a part of a plan, as of encodePlan
     Verdict = 82, ///< as of encodeVerdict

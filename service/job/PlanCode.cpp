@@ -105,6 +105,24 @@ private:
 
 } // namespace
 
+Bytes encodeFileSize(std::uint64_t size)
+{
+    Bytes bytes;
+    ByteWriter writer(bytes);
+    writer.u32le(static_cast<std::uint32_t>(size));
+    writer.u32le(static_cast<std::uint32_t>(size >> 32));
+    return bytes;
+}
+
+Result<std::uint64_t> decodeFileSize(ByteView bytes)
+{
+    ByteReader in(bytes);
+    std::uint64_t size = in.u64le();
+    if (in.failed() || !in.atEnd())
+        return Error { Error::Kind::Format, "a size of no size" };
+    return size;
+}
+
 Result<void> encodePlan(const PlannedContent& plan, const std::function<Result<void>(ByteView)>& send)
 {
     if (!plan)

@@ -11,6 +11,10 @@
 
 namespace mv {
 
+/// What goes with a file that is to be planned or checked: its size as the host knows it.
+Bytes encodeFileSize(std::uint64_t size);
+Result<std::uint64_t> decodeFileSize(ByteView bytes);
+
 /// What a plan gave: new content, nothing to leave the file alone, or why there is none.
 using PlannedContent = Result<std::optional<FileContent>>;
 

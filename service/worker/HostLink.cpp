@@ -18,7 +18,9 @@ Result<InputFile> fileOf(Frame& frame)
 {
     if (frame.descriptors.empty())
         return Error { Error::Kind::State, "no file came with the question" };
-    return InputFile::adopt(std::move(frame.descriptors.front()));
+    // As long as the host has it: one that grows meanwhile must not be planned beyond what the host will read.
+    MV_TRY(size, decodeFileSize(frame.payload));
+    return InputFile::adopt(std::move(frame.descriptors.front()), size);
 }
 
 bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }

@@ -78,8 +78,10 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
     Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
     loadEverything(isMedia);
     auto closed = closeProcess(isMedia, unknown);
-    if (!closed)
+    if (!closed) {
+        static_cast<void>(channel.send(static_cast<std::uint8_t>(Message::NotClosed), bytesOf(closed.error().text)));
         return NotClosed;
+    }
     Record facts { { ReadyVersion, MIVO_VERSION } };
     if (closed->missing)
         facts.set(ReadyMissing, *closed->missing);

@@ -124,5 +124,18 @@ TEST(PlanCode, VerdictsComeBack)
     EXPECT_LE((*shortened)->text.size(), 1000u);
 }
 
+TEST(PlanCode, ASizeComesBackAndNothingElseIsOne)
+{
+    for (std::uint64_t size : { std::uint64_t { 0 }, std::uint64_t { 1 } << 40 }) {
+        auto back = decodeFileSize(encodeFileSize(size));
+        ASSERT_TRUE(back.ok());
+        EXPECT_EQ(*back, size);
+    }
+    Bytes tooLong = encodeFileSize(1);
+    tooLong.push_back(0);
+    EXPECT_FALSE(decodeFileSize(tooLong).ok());
+    EXPECT_FALSE(decodeFileSize({}).ok());
+}
+
 } // namespace
 } // namespace mv
