@@ -62,14 +62,16 @@ TEST(PictureRenderer, RowsThatAreNotThereAreNone)
 TEST(PictureRenderer, AThumbnailIsOfTheTurnedPicture)
 {
     PictureRendering rendering { ThumbnailCategoryPicture, FloatSize { 40, 40 }, Orientation::fromTag(6), 0 };
-    TiffPixels rows = rowsOf(renderPicture(pictureOf(80, 40), rendering));
+    auto thumbnail = renderPicture(pictureOf(80, 40), rendering);
+    TiffPixels rows = rowsOf(thumbnail);
     EXPECT_EQ(rows.width, 20);
     EXPECT_EQ(rows.height, 40);
     // The last of the stored rows is on the left.
     EXPECT_GT(rows.pixels[0], rows.pixels[19 * 4]);
     rendering.maximum.reset();
     rendering.category = ThumbnailCategoryVideoFrame;
-    TiffPixels usual = rowsOf(renderPicture(pictureOf(80, 40), rendering));
+    auto frame = renderPicture(pictureOf(80, 40), rendering);
+    TiffPixels usual = rowsOf(frame);
     EXPECT_EQ(usual.width, 130);
     EXPECT_EQ(usual.height, 90);
 }
