@@ -20,7 +20,7 @@ constexpr std::size_t HeaderBytes = 5;
 // More than the messages of a call without a picture.
 constexpr std::size_t BufferBytes = std::size_t { 8 } << 10;
 // Taken at once of a payload that is announced to be longer.
-constexpr std::size_t FirstPayloadBytes = std::size_t { 256 } << 10;
+constexpr std::size_t FirstPayloadBytes = std::size_t { 1 } << 20;
 
 /// Room for the control message that carries the most descriptors.
 struct ControlRoom {

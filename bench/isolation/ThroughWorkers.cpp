@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <malloc.h>
 #include <numeric>
 
 using namespace mv;
@@ -55,6 +56,9 @@ int main(int count, char** words)
         std::fprintf(stderr, "usage: bench_isolation OPERATION ROUNDS FILE...\n");
         return 2;
     }
+    // As the service has it.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_TRIM_THRESHOLD, 1 << 20);
     auto operation = static_cast<ReadingOperation>(std::atoi(words[1]));
     int rounds = std::atoi(words[2]);
     MainThread::setExecutor([](const std::function<void()>& work) { work(); });

@@ -40,7 +40,7 @@ WorkerKind firstKind(WritingOperation operation)
 }
 
 /// Tags and headers are read in microseconds; pictures and movies are worth a processor of their own.
-bool isShort(ReadingOperation operation)
+bool mayBeShort(ReadingOperation operation)
 {
     switch (operation) {
     case ReadingOperation::DescribeMp3:
@@ -163,7 +163,7 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     if (!loan)
         throw unavailable(loan.error());
     loan->worker->allowProcessorTime(ReadingProcessorTime);
-    loan->worker->placeCall(isShort(job.operation));
+    loan->worker->placeCall(mayBeShort(job.operation));
     JobTalk talk(*loan->worker);
     Channel::Clock::time_point begin = Channel::Clock::now();
     auto frame = converse(talk, job, begin + ReadingPatience);

@@ -76,9 +76,11 @@ Result<void> WorkerProcess::awaitReady()
     return {};
 }
 
-void WorkerProcess::placeCall(bool isShort)
+void WorkerProcess::placeCall(bool mayBeShort)
 {
-    int processor = isShort ? sched_getcpu() : AnyProcessor;
+    // Several times what reading tags takes, and less than any picture.
+    constexpr std::chrono::microseconds Short { 300 };
+    int processor = mayBeShort && m_lastCall < Short ? sched_getcpu() : AnyProcessor;
     if (processor == m_processor || processor >= CPU_SETSIZE)
         return;
     cpu_set_t processors;

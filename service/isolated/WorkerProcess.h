@@ -22,12 +22,17 @@ public:
 
     /// Where the next call runs: a short one on the processor of this thread, which waits for it, so that nobody has to
     /// wake another (in a virtual machine that takes longer than reading a file); any other one where there is room.
-    void placeCall(bool isShort);
+    /// After a call that took long the next one, of a song with a cover as well, is not expected to be short.
+    void placeCall(bool mayBeShort);
     /// Lets the next call have so much processor time. Says so to the system only when calls may have used up a part of
     /// it that anybody would notice: that takes as long as reading a file.
     void allowProcessorTime(std::chrono::seconds time);
     /// A call took so long, by the clock.
-    void callTook(std::chrono::steady_clock::duration time) { m_usedSinceAllowed += time; }
+    void callTook(std::chrono::steady_clock::duration time)
+    {
+        m_lastCall = time;
+        m_usedSinceAllowed += time;
+    }
 
     WorkerKind kind() const { return m_kind; }
     Channel& channel() { return m_channel; }
@@ -50,6 +55,7 @@ private:
     int m_processor = AnyProcessor;
     std::chrono::seconds m_allowed {};
     std::chrono::steady_clock::duration m_usedSinceAllowed {};
+    std::chrono::steady_clock::duration m_lastCall {};
 };
 
 /// Where the worker's program lies, seen from the running one: beside it in a build tree, in a folder of programs that

@@ -178,10 +178,21 @@ Result<Record> decode(ByteView bytes, const Bounds& bounds)
     return record;
 }
 
+/// A guess that is not too low for anything large.
+std::size_t bytesFor(const Record& record)
+{
+    constexpr std::size_t BytesOfEntry = 64;
+    std::size_t bytes = record.size() * BytesOfEntry;
+    for (const auto& [key, value] : record)
+        bytes += value.data() ? value.data()->size() : 0;
+    return bytes;
+}
+
 } // namespace
 
 void encodeRecord(const Record& record, Bytes& out)
 {
+    out.reserve(out.size() + bytesFor(record));
     Encoder encoder(out);
     encoder.count(record.size());
     for (const auto& [key, value] : record) {

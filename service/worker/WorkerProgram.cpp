@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <malloc.h>
 #include <string>
 
 namespace mv {
@@ -67,6 +68,15 @@ Result<SandboxReport> closeProcess(bool isMedia, UnknownCall unknown)
 }
 #endif
 
+/// What a job has used the next one finds warm: a worker lives so short that nothing is gained by giving memory back,
+/// and taking a picture's anew costs as much as a quarter of its decoding.
+void keepMemoryWarm()
+{
+    constexpr int Much = 32 << 20;
+    mallopt(M_MMAP_THRESHOLD, Much);
+    mallopt(M_TRIM_THRESHOLD, 2 * Much);
+}
+
 } // namespace
 
 int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCall unknown)
@@ -74,6 +84,7 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
     constexpr int NotClosed = 3;
     constexpr int Failed = 1;
     bool isMedia = count > 1 && std::strcmp(words[1], MediaKind) == 0;
+    keepMemoryWarm();
     keepZone(count > 2 ? words[2] : SystemZone);
     Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
     loadEverything(isMedia);
