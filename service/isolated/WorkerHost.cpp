@@ -116,6 +116,13 @@ Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& brok
     }
 }
 
+/// An exception of no family, want of memory above all: what an earlier file has left of the worker may be the reason.
+bool isPlainFailure(const ReadingAnswer& answer)
+{
+    const auto* raised = std::get_if<RaisedException>(&answer);
+    return raised && raised->name.empty();
+}
+
 Result<ReadingAnswer> answerIn(const Frame& frame, const ReadingJob& job)
 {
     if (frame.kind != static_cast<std::uint8_t>(Message::Answer))
@@ -181,7 +188,13 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     auto answer = frame ? answerIn(*frame, job) : Result<ReadingAnswer>(frame.error());
     if (!answer)
         return talk.endOf(answer.error());
-    m_pool.giveBack(std::move(*loan));
+    if (!isPlainFailure(*answer))
+        m_pool.giveBack(std::move(*loan));
+    else if (loan->calls > 0) {
+        // A worker that has read other files is not asked twice; the one that comes last has read none.
+        loan->worker.reset();
+        return readOn(kind, job);
+    }
     return std::move(*answer);
 }
 
