@@ -239,7 +239,7 @@ public:
             MV_TRY(frame, m_host.receive());
             if (!frame)
                 return Error { Error::Kind::Io, "gone" };
-            if (frame->kind != static_cast<std::uint8_t>(Message::Log))
+            if (frame->kind != kindOf(Message::Log))
                 return std::move(*frame);
         }
     }

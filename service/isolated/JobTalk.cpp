@@ -35,7 +35,7 @@ WorkerDeath deathOf(const ProgramEnd& end)
 Result<void> JobTalk::send(
     Message kind, ByteView payload, std::span<const int> descriptors, Channel::Clock::time_point end)
 {
-    return m_worker.channel().send(static_cast<std::uint8_t>(kind), payload, descriptors, end);
+    return m_worker.channel().send(kindOf(kind), payload, descriptors, end);
 }
 
 /// Nothing for a line of the log.
@@ -44,7 +44,7 @@ Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
     MV_TRY(frame, m_worker.channel().receive(end));
     if (!frame)
         return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
-    if (frame->kind != static_cast<std::uint8_t>(Message::Log))
+    if (frame->kind != kindOf(Message::Log))
         return frame;
     keepLine(*frame);
     return std::optional<Frame> {};

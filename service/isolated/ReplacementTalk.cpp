@@ -24,9 +24,9 @@ Result<Frame> ReplacementTalk::awaitFrame(Message kind)
     auto frame = m_awaitFrame();
     if (!frame)
         return breakOff(frame.error());
-    if (frame->kind == static_cast<std::uint8_t>(kind))
+    if (frame->kind == kindOf(kind))
         return frame;
-    if (frame->kind != static_cast<std::uint8_t>(Message::Answer))
+    if (frame->kind != kindOf(Message::Answer))
         return breakOff(outOfTurn("a message"));
     auto answer = decodeWritingAnswer(m_operation, frame->payload);
     if (!answer || !std::holds_alternative<RaisedException>(*answer))

@@ -106,7 +106,7 @@ Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& brok
     MV_TRY_VOID(broker.start());
     while (true) {
         MV_TRY(frame, await());
-        if (frame.kind == static_cast<std::uint8_t>(Message::NeedsMedia) && !broker.hasServed())
+        if (frame.kind == kindOf(Message::NeedsMedia) && !broker.hasServed())
             return std::optional<WritingAnswer> {};
         MV_TRY(answer, broker.serve(frame));
         if (answer)
@@ -125,7 +125,7 @@ bool isPlainFailure(const ReadingAnswer& answer)
 
 Result<ReadingAnswer> answerIn(const Frame& frame, const ReadingJob& job)
 {
-    if (frame.kind != static_cast<std::uint8_t>(Message::Answer))
+    if (frame.kind != kindOf(Message::Answer))
         return Error { Error::Kind::Format, "a message of another kind" };
     auto answer = decodeAnswer(job.operation, frame.payload);
     if (answer)
@@ -175,13 +175,13 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     Channel::Clock::time_point begin = Channel::Clock::now();
     auto frame = converse(talk, job, begin + ReadingPatience);
     loan->worker->callTook(Channel::Clock::now() - begin);
-    if (frame && frame->kind == static_cast<std::uint8_t>(Message::NeedsMedia)) {
+    if (frame && frame->kind == kindOf(Message::NeedsMedia)) {
         // Whoever does the job says it all again.
         m_pool.giveBack(std::move(*loan));
         return NeedsMedia {};
     }
     talk.writeLog();
-    if (frame && frame->kind == static_cast<std::uint8_t>(Message::TooLarge)) {
+    if (frame && frame->kind == kindOf(Message::TooLarge)) {
         m_pool.giveBack(std::move(*loan));
         throw std::length_error("the answer is larger than a message");
     }

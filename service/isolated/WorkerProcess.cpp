@@ -62,9 +62,9 @@ Result<void> WorkerProcess::awaitReady()
         return notUsable(
             formatText("a worker ended before it was ready (exit status %d, signal %d)", end.exitStatus, end.signal));
     }
-    if (frame->kind == static_cast<std::uint8_t>(Message::NotClosed))
+    if (frame->kind == kindOf(Message::NotClosed))
         return notUsable("a worker could not close itself: " + cleanedUtf8(charsOf(frame->payload)));
-    if (frame->kind != static_cast<std::uint8_t>(Message::Ready))
+    if (frame->kind != kindOf(Message::Ready))
         return notUsable("a worker began with a message of another kind");
     // Another version may have another form of record, too.
     auto facts = decodeRecord(frame->payload);

@@ -128,9 +128,9 @@ Result<std::optional<WritingAnswer>> WritingBroker::serve(const Frame& frame)
 {
     if (m_answer || m_isBroken)
         return outOfTurn("a message behind its answer");
-    if (frame.kind == static_cast<std::uint8_t>(Message::Answer))
+    if (frame.kind == kindOf(Message::Answer))
         return takeAnswer(frame.payload);
-    if (frame.kind != static_cast<std::uint8_t>(Message::Request))
+    if (frame.kind != kindOf(Message::Request))
         return outOfTurn("a message");
     MV_TRY_VOID(serveRequest(frame.payload));
     return m_answer;
@@ -171,7 +171,7 @@ Result<WritingAnswer> WritingBroker::checkedAnswer(WritingAnswer answer) const
 Result<void> WritingBroker::send(Message kind, ByteView payload, int descriptor)
 {
     auto descriptors = descriptor < 0 ? std::span<const int>() : std::span(&descriptor, 1);
-    return m_channel.send(static_cast<std::uint8_t>(kind), payload, descriptors, Channel::Clock::now() + SendPatience);
+    return m_channel.send(kindOf(kind), payload, descriptors, Channel::Clock::now() + SendPatience);
 }
 
 Result<void> WritingBroker::reply(const Record& record, int descriptor)

@@ -26,6 +26,9 @@ enum class Message : std::uint8_t {
     Verdict = 82, ///< as of encodeVerdict
 };
 
+/// A message's kind as its frame has it.
+constexpr std::uint8_t kindOf(Message message) { return static_cast<std::uint8_t>(message); }
+
 // Of Ready: which version speaks, and a sentence for the log where a lock is missing.
 inline constexpr std::string_view ReadyVersion = "version";
 inline constexpr std::string_view ReadyMissing = "missing";

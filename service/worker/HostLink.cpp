@@ -23,8 +23,6 @@ Result<InputFile> fileOf(Frame& frame)
     return InputFile::adopt(std::move(frame.descriptors.front()), size);
 }
 
-bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }
-
 } // namespace
 
 Error HostLink::broken(const Error& error)
@@ -57,7 +55,7 @@ Result<HostLink::Reply> HostLink::ask(const Request& request)
     MutexLock hold(m_lock);
     MV_TRY_VOID(send(Message::Request, encodeRequest(request)));
     MV_TRY(frame, receive());
-    if (!isKind(frame, Message::Reply))
+    if (frame.kind != kindOf(Message::Reply))
         return broken({ Error::Kind::Format, "a message that no host sends" });
     return replyOf(std::move(frame));
 }
@@ -78,14 +76,14 @@ Result<HostLink::Reply> HostLink::replace(const FileReplacement::Plan& plan, con
 Result<std::optional<HostLink::Reply>> HostLink::answer(
     Frame frame, const FileReplacement::Plan& plan, const FileReplacement::Check& check)
 {
-    if (isKind(frame, Message::Reply)) {
+    if (frame.kind == kindOf(Message::Reply)) {
         MV_TRY(reply, replyOf(std::move(frame)));
         return std::optional(std::move(reply));
     }
-    if (!isKind(frame, Message::Plan) && !isKind(frame, Message::Check))
+    if (frame.kind != kindOf(Message::Plan) && frame.kind != kindOf(Message::Check))
         return broken({ Error::Kind::Format, "a message that no host sends" });
     auto file = fileOf(frame);
-    if (isKind(frame, Message::Plan)) {
+    if (frame.kind == kindOf(Message::Plan)) {
         auto sendPart = [this](ByteView part) MV_REQUIRES(m_lock) { return send(Message::Content, part); };
         MV_TRY_VOID(encodePlan(file ? plan(*file) : file.error(), sendPart));
     } else {

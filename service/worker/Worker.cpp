@@ -34,7 +34,7 @@ public:
     Result<void> send(Message kind, ByteView payload) MV_EXCLUDES(m_lock)
     {
         MutexLock hold(m_lock);
-        return m_channel.send(static_cast<std::uint8_t>(kind), payload);
+        return m_channel.send(kindOf(kind), payload);
     }
 
 private:
@@ -52,8 +52,6 @@ UniqueFd onlyDescriptor(Frame& frame)
 {
     return frame.descriptors.empty() ? UniqueFd() : std::move(frame.descriptors.front());
 }
-
-bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }
 
 Result<void> doReadingJob(Frame frame, Sender& sender)
 {
@@ -88,9 +86,9 @@ Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
 
 Result<void> doJob(Frame frame, Sender& sender, Channel& channel)
 {
-    if (isKind(frame, Message::ReadingJob))
+    if (frame.kind == kindOf(Message::ReadingJob))
         return doReadingJob(std::move(frame), sender);
-    if (isKind(frame, Message::WritingJob))
+    if (frame.kind == kindOf(Message::WritingJob))
         return doWritingJob(std::move(frame), sender, channel);
     return Error { Error::Kind::Format, "a message that no host sends" };
 }

@@ -90,7 +90,7 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
     loadEverything(isMedia);
     auto closed = closeProcess(isMedia, unknown);
     if (!closed) {
-        static_cast<void>(channel.send(static_cast<std::uint8_t>(Message::NotClosed), bytesOf(closed.error().text)));
+        static_cast<void>(channel.send(kindOf(Message::NotClosed), bytesOf(closed.error().text)));
         return NotClosed;
     }
     Record facts { { ReadyVersion, MIVO_VERSION } };
@@ -98,7 +98,7 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
         facts.set(ReadyMissing, *closed->missing);
     Bytes ready;
     encodeRecord(facts, ready);
-    if (!channel.send(static_cast<std::uint8_t>(Message::Ready), ready))
+    if (!channel.send(kindOf(Message::Ready), ready))
         return Failed;
     return serve(channel) ? 0 : Failed;
 }

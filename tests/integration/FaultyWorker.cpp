@@ -33,8 +33,7 @@ constexpr std::string_view Separator = "-at-";
 
 bool socketsWork = false;
 
-// ---- what keeps it from closing
-// --------------------------------------------------------------------------------------
+// ---- What keeps it from closing
 
 void runSecondThread()
 {
@@ -64,8 +63,7 @@ void prepareFault()
         socketsWork = true;
 }
 
-// ---- what it does to jobs
-// --------------------------------------------------------------------------------------------
+// ---- What it does to jobs
 
 enum class Moment { None, Job, Plan, Check, Answer };
 
@@ -129,8 +127,7 @@ void sendLie(Channel& host)
 {
     Record record { { MediaDBCommonColumnFilePath, "/etc/passwd" }, { MediaDBCommonColumnFileName, "passwd" },
         { MediaDBCommonColumnFileSize, std::int64_t { 1 } }, { MediaDBMusicColumnTitle, "A lie" } };
-    static_cast<void>(
-        host.send(static_cast<std::uint8_t>(Message::Answer), encodeAnswer(std::optional(std::move(record)))));
+    static_cast<void>(host.send(kindOf(Message::Answer), encodeAnswer(std::optional(std::move(record)))));
 }
 
 void sendBytes(const Channel& host, const Bytes& bytes)
@@ -141,7 +138,7 @@ void sendBytes(const Channel& host, const Bytes& bytes)
 void chatter(Channel& host)
 {
     for (int i = 0; i < 100'000; ++i)
-        static_cast<void>(host.send(static_cast<std::uint8_t>(Message::Log), Bytes(1024, 'x')));
+        static_cast<void>(host.send(kindOf(Message::Log), Bytes(1024, 'x')));
 }
 
 void act(const std::string& deed, Channel& host)
@@ -169,7 +166,7 @@ void act(const std::string& deed, Channel& host)
     if (deed == "lie")
         sendLie(host);
     if (deed == "turn")
-        static_cast<void>(host.send(static_cast<std::uint8_t>(Message::Ready), {}));
+        static_cast<void>(host.send(kindOf(Message::Ready), {}));
     if (deed == "kind")
         static_cast<void>(host.send(250, {}));
     if (deed == "length")
@@ -180,17 +177,21 @@ void act(const std::string& deed, Channel& host)
     }
 }
 
-bool is(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }
-
 Moment momentOf(const Frame& frame)
 {
-    if (is(frame, Message::ReadingJob) || is(frame, Message::WritingJob))
+    switch (static_cast<Message>(frame.kind)) {
+    case Message::ReadingJob:
+    case Message::WritingJob:
         return Moment::Job;
-    if (is(frame, Message::Plan))
+    case Message::Plan:
         return Moment::Plan;
-    if (is(frame, Message::Check))
+    case Message::Check:
         return Moment::Check;
-    return is(frame, Message::Answer) ? Moment::Answer : Moment::None;
+    case Message::Answer:
+        return Moment::Answer;
+    default:
+        return Moment::None;
+    }
 }
 
 /// Stands between the host and the jobs, and lets everything through up to the moment of the wish.

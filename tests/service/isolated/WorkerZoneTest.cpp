@@ -24,12 +24,10 @@ std::optional<Date> dateInWorker(const OpenedFile& file)
     const int content[] = { file.descriptor() };
     std::optional<Date> date;
     for (int time = 0; time < 2; ++time) { // as a first question could spoil the second
-        EXPECT_TRUE(channel
-                        .send(static_cast<std::uint8_t>(Message::ReadingJob),
-                            encodeJob({ ReadingOperation::Exif, file }), content)
-                        .ok());
+        EXPECT_TRUE(
+            channel.send(kindOf(Message::ReadingJob), encodeJob({ ReadingOperation::Exif, file }), content).ok());
         auto frame = channel.receive(Channel::Clock::now() + std::chrono::seconds(60));
-        EXPECT_TRUE(frame.ok() && *frame && (*frame)->kind == static_cast<std::uint8_t>(Message::Answer));
+        EXPECT_TRUE(frame.ok() && *frame && (*frame)->kind == kindOf(Message::Answer));
         auto answer = decodeAnswer(ReadingOperation::Exif, (*frame)->payload);
         EXPECT_TRUE(answer.ok());
         const auto& facts = std::get<std::shared_ptr<MVExifInfo>>(*answer);

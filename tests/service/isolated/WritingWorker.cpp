@@ -7,13 +7,7 @@
 
 namespace mv::test {
 
-namespace {
-
 using namespace std::chrono_literals;
-
-bool isKind(const Frame& frame, Message kind) { return frame.kind == static_cast<std::uint8_t>(kind); }
-
-} // namespace
 
 WritingWorker::WritingWorker(WorkerSide side, const char* kind)
     : WritingWorker(side, kind, std::move(*Channel::makeEnds()))
@@ -31,7 +25,7 @@ WritingWorker::WritingWorker(WorkerSide side, const char* kind, std::pair<Unique
     std::string program = buildPath(side == WorkerSide::Trapping ? "tests/trapping_worker" : "bin/mivo-worker");
     m_program = std::move(*ChildProgram::start({ program, kind }, std::move(ends.second)));
     auto ready = m_channel.receive(Channel::Clock::now() + 60s);
-    EXPECT_TRUE(ready && *ready && isKind(**ready, Message::Ready));
+    EXPECT_TRUE(ready && *ready && (*ready)->kind == kindOf(Message::Ready));
     EXPECT_TRUE(m_program->limitCpuTime(600s).ok());
 }
 
@@ -58,7 +52,7 @@ void WritingWorker::serve()
     Mutex lock;
     auto send = [&](Message kind, ByteView payload) {
         MutexLock hold(lock);
-        return m_far.send(static_cast<std::uint8_t>(kind), payload);
+        return m_far.send(kindOf(kind), payload);
     };
     HostLink host(m_far, send);
     static_cast<void>(send(Message::Answer, encodeWritingAnswer(runWritingJob(*job, host))));
@@ -70,7 +64,7 @@ Result<Frame> WritingWorker::awaitFrame()
         MV_TRY(frame, m_channel.receive(Channel::Clock::now() + 60s));
         if (!frame)
             return Error { Error::Kind::State, "the worker is gone" };
-        if (!isKind(*frame, Message::Log))
+        if (frame->kind != kindOf(Message::Log))
             return std::move(*frame);
         m_lines.emplace_back(charsOf(frame->payload));
     }

@@ -35,15 +35,15 @@ public:
         UniqueFd content(job.file.content() ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1);
         const int sent[] = { content.get() };
         auto descriptors = content ? std::span(sent) : std::span<const int>();
-        if (!m_channel.send(static_cast<std::uint8_t>(Message::ReadingJob), encodeJob(job), descriptors))
+        if (!m_channel.send(kindOf(Message::ReadingJob), encodeJob(job), descriptors))
             return died(path);
         while (true) {
             auto frame = m_channel.receive(Channel::Clock::now() + 60s);
             if (!frame.ok() || !*frame)
                 return died(path);
-            if ((*frame)->kind == static_cast<std::uint8_t>(Message::Log))
+            if ((*frame)->kind == kindOf(Message::Log))
                 continue;
-            EXPECT_EQ((*frame)->kind, static_cast<std::uint8_t>(Message::Answer)) << path;
+            EXPECT_EQ((*frame)->kind, kindOf(Message::Answer)) << path;
             auto answer = decodeAnswer(job.operation, (*frame)->payload);
             EXPECT_TRUE(answer.ok()) << path;
             return answer.ok() ? std::move(*answer) : ReadingAnswer();
@@ -60,7 +60,7 @@ private:
         if (!ready.ok() || !*ready)
             died("its start");
         else
-            EXPECT_EQ((*ready)->kind, static_cast<std::uint8_t>(Message::Ready));
+            EXPECT_EQ((*ready)->kind, kindOf(Message::Ready));
     }
     ReadingAnswer died(const std::string& where)
     {
