@@ -7,11 +7,11 @@
 #include "cli/Output.h"
 #include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
-#include "cli/ResultCodes.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Suggestion.h"
 #include "cli/Terminal.h"
-#include "client/Mp3EncoderClient.h"
+#include "client/BorrowedAttributes.h"
+#include "client/ResultCodes.h"
 
 #include <algorithm>
 #include <thread>
@@ -61,37 +61,6 @@ Result<Record> attributesFrom(const Arguments& arguments)
         { MVAudioEncoderExactConversionAttribute, true },
     };
 }
-
-/// The attributes of the service's one encoder, put back at the end for its other clients.
-class BorrowedAttributes {
-public:
-    static Result<std::unique_ptr<BorrowedAttributes>> set(Mp3EncoderClient& encoder, const Record& attributes)
-    {
-        MV_TRY(before, resultOf([&] { return encoder.attributes(); }));
-        Record changedBack;
-        for (const auto& [key, value] : attributes) {
-            const Value* old = before.find(key);
-            // A key cannot be taken away again; the only one that may be missing is the flag, where NO says the same.
-            changedBack.set(key, old ? *old : Value(false));
-        }
-        MV_TRY_VOID(resultOf([&] { encoder.setAttributes(attributes); }));
-        return std::unique_ptr<BorrowedAttributes>(new BorrowedAttributes(encoder, std::move(changedBack)));
-    }
-    ~BorrowedAttributes()
-    {
-        (void)resultOf([&] { m_encoder.setAttributes(m_before); }).ok();
-    }
-
-private:
-    BorrowedAttributes(Mp3EncoderClient& encoder, Record before)
-        : m_encoder(encoder)
-        , m_before(std::move(before))
-    {
-    }
-
-    Mp3EncoderClient& m_encoder;
-    Record m_before;
-};
 
 /// One file of the command line on its way to an MP3.
 struct Job {

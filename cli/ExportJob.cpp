@@ -6,9 +6,9 @@
 #include "cli/Output.h"
 #include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
-#include "cli/ResultCodes.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
+#include "client/ResultCodes.h"
 
 namespace mv::cli {
 

@@ -1,10 +1,9 @@
 #include "cli/InputPath.h"
 
-#include "Base/Core/Text.h"
+#include "client/WholePath.h"
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,30 +15,19 @@ Error problem(const std::string& text, int code = 0) { return { Error::Kind::Not
 
 Error isFolder() { return problem("is a folder", EISDIR); }
 
-Result<std::string> wholePath(const std::string& argument)
+/// The whole path, with a sentence for who reads names from a pipe.
+Result<std::string> wholePathOf(const std::string& argument)
 {
-    if (argument.empty())
-        return problem("an empty name is no file");
     if (argument.find('\0') != std::string::npos)
         return problem("the name holds a zero byte; is --null missing?");
-    if (!isValidUtf8(argument))
-        return problem("the name is not UTF-8, and the service takes no other; rename the file first");
-    if (argument.starts_with('/'))
-        return argument;
-    std::error_code failure;
-    auto folder = std::filesystem::current_path(failure);
-    if (failure)
-        return problem("the working folder is gone");
-    if (!isValidUtf8(folder.native()))
-        return problem("the name of the working folder is not UTF-8, and the service takes no other");
-    return (folder / argument).native();
+    return wholePath(argument);
 }
 
 } // namespace
 
 Result<Path> inputPath(const std::string& argument)
 {
-    MV_TRY(path, wholePath(argument));
+    MV_TRY(path, wholePathOf(argument));
     struct stat facts { };
     if (stat(path.c_str(), &facts) != 0)
         return problem(errno == ENOENT ? "there is no such file" : std::strerror(errno));
@@ -54,7 +42,7 @@ Result<Path> inputPath(const std::string& argument)
 
 Result<Path> outputPath(const std::string& argument)
 {
-    MV_TRY(path, wholePath(argument));
+    MV_TRY(path, wholePathOf(argument));
     struct stat facts { };
     if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode))
         return isFolder();

@@ -7,6 +7,7 @@
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
 #include "cli/Suggestion.h"
+#include "client/TagFields.h"
 #include "system/InputFile.h"
 
 #include <algorithm>
@@ -19,22 +20,18 @@ namespace {
 using Kind = TagField::Kind;
 
 constexpr std::array Fields {
-    TagField { "title", MediaDBMusicColumnTitle, Kind::Text, true, true },
-    TagField { "artist", MediaDBMusicColumnArtist, Kind::Text, true, true },
-    TagField { "album", MediaDBMusicColumnAlbum, Kind::Text, true, true },
-    TagField { "album-artist", MediaDBMusicColumnAlbumArtist, Kind::Text, false, true },
-    TagField { "composer", MediaDBMusicColumnComposer, Kind::Text, true, true },
-    TagField { "genre", MediaDBMusicColumnGenre, Kind::Text, true, true },
-    TagField { "date", MediaDBMusicColumnDateReleased, Kind::Text, false, true },
-    TagField { "comment", MediaDBCommonColumnReservedText, Kind::Text, true, false },
-    TagField { "track", MediaDBMusicColumnTrackNo, Kind::Number, true, true },
-    TagField { "disc", MediaDBMusicColumnDiscNo, Kind::Number, false, true },
-    TagField { "art", MediaDBMusicColumnAlbumArt, Kind::Picture, true, true },
+    TagField { "title", MediaDBMusicColumnTitle, Kind::Text },
+    TagField { "artist", MediaDBMusicColumnArtist, Kind::Text },
+    TagField { "album", MediaDBMusicColumnAlbum, Kind::Text },
+    TagField { "album-artist", MediaDBMusicColumnAlbumArtist, Kind::Text },
+    TagField { "composer", MediaDBMusicColumnComposer, Kind::Text },
+    TagField { "genre", MediaDBMusicColumnGenre, Kind::Text },
+    TagField { "date", MediaDBMusicColumnDateReleased, Kind::Text },
+    TagField { "comment", MediaDBCommonColumnReservedText, Kind::Text },
+    TagField { "track", MediaDBMusicColumnTrackNo, Kind::Number },
+    TagField { "disc", MediaDBMusicColumnDiscNo, Kind::Number },
+    TagField { "art", MediaDBMusicColumnAlbumArt, Kind::Picture },
 };
-
-// The texts that an MP3 file loses when the record lacks them.
-constexpr std::array WholeStateOfMP3 { MediaDBMusicColumnTitle, MediaDBMusicColumnAlbum, MediaDBMusicColumnArtist,
-    MediaDBCommonColumnReservedText, MediaDBMusicColumnComposer };
 
 // A track number is one byte in the ID3 writer.
 constexpr int MaxNumber = 255;
@@ -100,16 +97,6 @@ std::vector<std::string> fieldNames()
     return names;
 }
 
-/// What empties a field: the ID3 writer takes the null object for the texts it knows as a whole and for pictures,
-/// the MP4 writer for pictures; everything else is emptied by an empty text or the number 0.
-Value emptying(std::int32_t mediaType, const TagField& field)
-{
-    bool wholeState = std::find(WholeStateOfMP3.begin(), WholeStateOfMP3.end(), field.key) != WholeStateOfMP3.end();
-    if (field.kind == Kind::Picture || (mediaType == MVMediaTypeMP3 && wholeState))
-        return NullObject();
-    return field.kind == Kind::Number ? Value(std::int32_t { 0 }) : Value("");
-}
-
 } // namespace
 
 std::span<const TagField> tagFields() { return Fields; }
@@ -142,23 +129,15 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
 
 Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes)
 {
-    if (mediaType != MVMediaTypeMP3 && mediaType != MVMediaTypeM4A)
+    if (!hasWritableTags(mediaType))
         return misuse("only MP3 and M4A files have tags that the service writes");
-    Record record { { MediaDBCommonColumnMediaType, mediaType } };
-    if (mediaType == MVMediaTypeMP3) {
-        for (std::string_view key : WholeStateOfMP3) {
-            if (const Value* value = current.find(key))
-                record.set(key, *value);
-        }
-    } else {
-        // Neither a picture nor the null object: the MP4 writer leaves the cover alone.
-        record.set(MediaDBMusicColumnAlbumArt, "");
-    }
+    Record record = recordKeepingTags(mediaType, current);
     for (const TagChange& change : changes) {
-        if (!(mediaType == MVMediaTypeMP3 ? change.field->inMP3 : change.field->inM4A))
+        if (!isTagField(mediaType, change.field->key))
             return misuse(formatText(
                 "the service writes no %s into %s files", change.field->name, MVMediaTypeReader::typeName(mediaType)));
-        record.set(change.field->key, change.value.isNull() ? emptying(mediaType, *change.field) : change.value);
+        record.set(
+            change.field->key, change.value.isNull() ? emptyTagField(mediaType, change.field->key) : change.value);
     }
     return record;
 }

@@ -18,8 +18,6 @@ struct TagField {
     const char* name; ///< of its option
     std::string_view key;
     Kind kind;
-    bool inMP3;
-    bool inM4A;
 };
 
 std::span<const TagField> tagFields();
@@ -35,8 +33,7 @@ struct TagChange {
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
 
 /// The record that the tag updater is to get for a file of that media type, so that the changes are made and nothing
-/// else changes. The writers read a record differently: for MP3 files it is the complete state of the texts, for M4A
-/// files a missing cover means "remove it". Fails where the format has no such field.
+/// else changes. Fails where the format has no such field.
 Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes);
 
 /// The totals that the file is to have after the changes, where that is not what the service makes of them: those that

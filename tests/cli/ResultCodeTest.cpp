@@ -1,6 +1,6 @@
 // Every code that the encoder and the exporter can give has its sentence, and no sentence is about a code that nobody
 // gives. What can be given is read from the sources: the constants that their headers name and their code uses.
-#include "cli/ResultCodes.h"
+#include "client/ResultCodes.h"
 #include "tests/support/Places.h"
 
 #include <cctype>

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-namespace mv::cli {
+namespace mv {
 
 /// What a result code of a job means.
 struct ResultCode {
@@ -20,4 +20,4 @@ std::span<const ResultCode> exporterCodes();
 /// The code's sentence with the code behind it, which is all that there is of an unknown one.
 std::string sentenceForCode(std::span<const ResultCode> codes, std::int32_t code);
 
-} // namespace mv::cli
+} // namespace mv

@@ -1,4 +1,4 @@
-#include "cli/ResultCodes.h"
+#include "client/ResultCodes.h"
 
 #include "Base/Core/OSStatus.h"
 #include "Base/Core/Text.h"
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 
-namespace mv::cli {
+namespace mv {
 
 namespace {
 
@@ -70,4 +70,4 @@ std::string sentenceForCode(std::span<const ResultCode> codes, std::int32_t code
     return std::string(found == codes.end() ? "the job failed" : found->sentence) + " (code " + codeText(code) + ")";
 }
 
-} // namespace mv::cli
+} // namespace mv
