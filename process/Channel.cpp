@@ -214,7 +214,7 @@ Result<std::optional<Frame>> Channel::receive(Clock::time_point deadline, std::s
     std::size_t length = reader.u32le();
     frame.kind = reader.u8();
     m_taken += HeaderBytes;
-    if (length > MaxPayloadBytes)
+    if (length > m_longest)
         return Error { Error::Kind::Limit, "a message claims to be too long" };
     MV_TRY_VOID(receivePayload(frame.payload, length, deadline));
     return std::optional(std::move(frame));

@@ -33,8 +33,10 @@ public:
     static constexpr std::size_t MaxDescriptors = 4;
     static constexpr Clock::time_point NoDeadline = Clock::time_point::max();
 
-    explicit Channel(UniqueFd socket)
+    /// `longest` payload that the other side may send.
+    explicit Channel(UniqueFd socket, std::size_t longest = MaxPayloadBytes)
         : m_socket(std::move(socket))
+        , m_longest(longest)
     {
     }
     /// Two ends; both are closed where another program is started.
@@ -64,6 +66,7 @@ private:
     ByteView buffered() const { return ByteView(m_buffer).subspan(m_taken); }
 
     UniqueFd m_socket;
+    std::size_t m_longest;
     // What was read beyond a frame; most frames come whole with their header by one system call.
     Bytes m_buffer;
     std::size_t m_taken = 0; // of the buffer

@@ -49,7 +49,8 @@ Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(const std::string& p
     MV_TRY(ends, Channel::makeEnds());
     const std::vector<std::string> words { program, kind == WorkerKind::Media ? "media" : "light", localZone() };
     MV_TRY(child, ChildProgram::start(words, std::move(ends.second)));
-    std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, Channel(std::move(ends.first)), std::move(child)));
+    Channel channel(std::move(ends.first), MaxWorkerMessageBytes);
+    std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, std::move(channel), std::move(child)));
     MV_TRY_VOID(worker->awaitReady());
     return worker;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -25,6 +26,10 @@ enum class Message : std::uint8_t {
     Content = 81, ///< a part of a plan, as of encodePlan
     Verdict = 82, ///< as of encodeVerdict
 };
+
+/// The longest payload that a worker may send: a picture as large as the bus carries one, 32 MiB, and what is around
+/// it. What a client says may be longer, and goes to the worker.
+inline constexpr std::size_t MaxWorkerMessageBytes = std::size_t { 33 } << 20;
 
 /// A message's kind as its frame has it.
 constexpr std::uint8_t kindOf(Message message) { return static_cast<std::uint8_t>(message); }

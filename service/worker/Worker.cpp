@@ -58,7 +58,7 @@ Result<void> doReadingJob(Frame frame, Sender& sender)
     MV_TRY(job, decodeJob(frame.payload, onlyDescriptor(frame)));
     setDebugLevel(job.debugLevel);
     Bytes answer = encodeAnswer(runReadingJob(job));
-    if (answer.size() > Channel::MaxPayloadBytes)
+    if (answer.size() > MaxWorkerMessageBytes)
         return sender.send(Message::TooLarge, {});
     return sender.send(Message::Answer, answer);
 }

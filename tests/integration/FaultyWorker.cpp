@@ -1,7 +1,10 @@
+#include "Base/Core/ByteReader.h"
 #include "Base/Core/NSBundle.h"
 #include "Base/Media/MediaDB.h"
+#include "process/ChildProgram.h"
 #include "service/job/Messages.h"
 #include "service/job/ReadingJob.h"
+#include "service/job/RecordCode.h"
 #include "service/worker/Worker.h"
 #include "service/worker/WorkerProgram.h"
 
@@ -50,6 +53,13 @@ void refuseFilters()
         std::abort();
 }
 
+void sayOtherVersion()
+{
+    Bytes facts;
+    encodeRecord({ { ReadyVersion, std::string("0.0") } }, facts);
+    static_cast<void>(Channel(UniqueFd(dup(ChildProgram::SocketDescriptor))).send(kindOf(Message::Ready), facts));
+}
+
 void prepareFault()
 {
     std::ifstream file(NSBundle::mainBundle().bundlePath().text() + "/fault");
@@ -61,6 +71,8 @@ void prepareFault()
         refuseFilters();
     else if (fault == "self-test")
         socketsWork = true;
+    else if (fault == "version")
+        sayOtherVersion();
 }
 
 // ---- What it does to jobs
@@ -135,6 +147,16 @@ void sendBytes(const Channel& host, const Bytes& bytes)
     static_cast<void>(::send(host.socket(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
+/// The announcement of a message that is longer by one byte than any.
+void sendTooMuch(Channel& host)
+{
+    Bytes header;
+    ByteWriter writer(header);
+    writer.u32le(static_cast<std::uint32_t>(MaxWorkerMessageBytes) + 1);
+    writer.u8(kindOf(Message::Answer));
+    sendBytes(host, header);
+}
+
 void chatter(Channel& host)
 {
     for (int i = 0; i < 100'000; ++i)
@@ -170,7 +192,7 @@ void act(const std::string& deed, Channel& host)
     if (deed == "kind")
         static_cast<void>(host.send(250, {}));
     if (deed == "length")
-        sendBytes(host, { 0xFF, 0xFF, 0xFF, 0xFF, 66 });
+        sendTooMuch(host);
     if (deed == "half") {
         sendBytes(host, { 100, 0, 0, 0, 66, 1, 2, 3 });
         _exit(0);

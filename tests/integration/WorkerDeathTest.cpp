@@ -269,7 +269,7 @@ TEST_P(WorkerMissing, NothingIsReadAndEveryCallIsAnError)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, WorkerMissing, testing::Values("thread", "filter", "self-test"),
+INSTANTIATE_TEST_SUITE_P(Every, WorkerMissing, testing::Values("thread", "filter", "self-test", "version"),
     [](const auto& row) { return std::string(row.param) == "self-test" ? "selftest" : row.param; });
 
 } // namespace

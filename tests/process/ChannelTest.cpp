@@ -133,6 +133,19 @@ TEST_F(ChannelTest, AClaimTakesNoMemory)
     EXPECT_EQ(here.receive().error().kind, Error::Kind::Limit);
 }
 
+TEST_F(ChannelTest, OneSideMayBeHeldToShorterMessages)
+{
+    auto ends = std::move(*Channel::makeEnds());
+    Channel strict(std::move(ends.first), 10);
+    Channel other(std::move(ends.second));
+    ASSERT_TRUE(other.send(1, pattern(10)));
+    EXPECT_TRUE((*strict.receive()).has_value());
+    ASSERT_TRUE(strict.send(1, pattern(11)));
+    EXPECT_TRUE((*other.receive()).has_value());
+    ASSERT_TRUE(other.send(1, pattern(11)));
+    EXPECT_EQ(strict.receive().error().kind, Error::Kind::Limit);
+}
+
 TEST_F(ChannelTest, SilenceEndsAtTheDeadline)
 {
     EXPECT_EQ(here.receive(Channel::Clock::now() + 10ms).error().kind, Error::Kind::State);

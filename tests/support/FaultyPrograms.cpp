@@ -24,7 +24,7 @@ void place(const std::string& built, const std::string& copy)
 FaultyPrograms::FaultyPrograms(std::string_view fault)
 {
     place("bin/mivo-mediad", service());
-    place("tests/faulty_worker", m_folder.file("bin/mivo-worker"));
+    place("tests/faulty_worker", worker());
     place("lib/mivo-ffmpeg.so", m_folder.file("lib/mivo-ffmpeg.so"));
     if (!fault.empty())
         m_folder.write("bin/fault", fault);

@@ -125,7 +125,7 @@ TEST_F(HostileWorkerTest, NothingOfATagUpdateCanBeWritten)
     Channel channel(std::move(ends.first));
     std::thread worker([far = Channel(std::move(ends.second))]() mutable {
         auto ask = [&far](const Sent& sent) {
-            EXPECT_TRUE(far.send(static_cast<std::uint8_t>(sent.kind), sent.payload).ok());
+            EXPECT_TRUE(far.send(kindOf(sent.kind), sent.payload).ok());
             auto frame = far.receive(Channel::NoDeadline, 1);
             for (const UniqueFd& fd : (*frame)->descriptors) {
                 EXPECT_EQ(fcntl(fd.get(), F_GETFL) & O_ACCMODE, O_RDONLY);
@@ -139,7 +139,7 @@ TEST_F(HostileWorkerTest, NothingOfATagUpdateCanBeWritten)
         EXPECT_EQ(ask(content({ FileSegment::literal({ 'x' }) })), 1u);
         EXPECT_EQ(ask(verdict()), 0u);
         Sent last = answer(true);
-        EXPECT_TRUE(far.send(static_cast<std::uint8_t>(last.kind), last.payload).ok());
+        EXPECT_TRUE(far.send(kindOf(last.kind), last.payload).ok());
     });
     auto file = EditableFile::at(input);
     auto await = [&channel]() -> Result<Frame> {

@@ -64,7 +64,7 @@ protected:
         Channel worker(std::move(ends.second));
         std::thread speaker([&] {
             for (const Sent& sent : script)
-                static_cast<void>(worker.send(static_cast<std::uint8_t>(sent.kind), sent.payload));
+                static_cast<void>(worker.send(kindOf(sent.kind), sent.payload));
             shutdown(worker.socket(), SHUT_WR);
         });
         auto outcome = [&]() -> Result<WritingAnswer> {
