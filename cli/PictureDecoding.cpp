@@ -77,11 +77,7 @@ std::optional<Bytes> tiffOf(const Bitmap& bitmap)
 {
     if (bitmap.width < 1 || bitmap.height < 1 || bitmap.width > MaxTiffPixels / bitmap.height)
         return std::nullopt;
-    Bytes tiff(TiffHeaderBytes);
-    tiff.reserve(TiffHeaderBytes + bitmap.pixels.size() + TiffDirectoryBytes);
-    tiff.insert(tiff.end(), bitmap.pixels.begin(), bitmap.pixels.end());
-    finishTiff(tiff, bitmap.width, bitmap.height);
-    return tiff;
+    return tiffOfPixels({ bitmap.width, bitmap.height, bitmap.pixels });
 }
 
 Result<Bitmap> decodedPicture(const Bytes& picture)

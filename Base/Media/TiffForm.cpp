@@ -95,6 +95,16 @@ void finishTiff(Bytes& file, int width, int height)
     appendDirectory(file, width, height, directory);
 }
 
+Bytes tiffOfPixels(const TiffPixels& picture)
+{
+    Bytes file;
+    file.reserve(TiffHeaderBytes + picture.pixels.size() + TiffDirectoryBytes);
+    file.resize(TiffHeaderBytes);
+    file.insert(file.end(), picture.pixels.begin(), picture.pixels.end());
+    finishTiff(file, picture.width, picture.height);
+    return file;
+}
+
 std::optional<TiffPixels> pixelsOfTiff(ByteView file)
 {
     if (file.size() <= TiffHeaderBytes + TiffDirectoryBytes)

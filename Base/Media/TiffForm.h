@@ -30,4 +30,7 @@ struct TiffPixels {
 /// Nothing where a single byte beside the pixels is another than finishTiff writes.
 std::optional<TiffPixels> pixelsOfTiff(ByteView file);
 
+/// Such a file of those pixels, of which there are width x height, both sides at least 1.
+Bytes tiffOfPixels(const TiffPixels& picture);
+
 } // namespace mv

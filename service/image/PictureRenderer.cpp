@@ -59,11 +59,8 @@ std::optional<Record> rowsOf(const TiffPixels& whole, int firstRow)
     int rows = std::min(room, whole.height - firstRow);
     ByteView pixels = whole.pixels.subspan(
         static_cast<std::size_t>(firstRow) * rowBytes, static_cast<std::size_t>(rows) * rowBytes);
-    Bytes tiff(TiffHeaderBytes);
-    tiff.reserve(TiffHeaderBytes + pixels.size() + TiffDirectoryBytes);
-    tiff.insert(tiff.end(), pixels.begin(), pixels.end());
-    finishTiff(tiff, whole.width, rows);
-    return Record { { kRenderedRows, std::move(tiff) }, { kRenderedHeight, std::int32_t { whole.height } } };
+    return Record { { kRenderedRows, tiffOfPixels({ whole.width, rows, pixels }) },
+        { kRenderedHeight, std::int32_t { whole.height } } };
 }
 
 std::optional<Record> ownPixels(const NSImage& image, int firstRow)

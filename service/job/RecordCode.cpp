@@ -117,12 +117,7 @@ Result<Value> decodePicture(ByteReader& in)
     ByteView pixels = in.take(static_cast<std::size_t>(width * height) * TiffPixelBytes);
     if (in.failed())
         return wrong("a picture that is not there");
-    Bytes file;
-    file.reserve(TiffHeaderBytes + pixels.size() + TiffDirectoryBytes);
-    file.resize(TiffHeaderBytes);
-    file.insert(file.end(), pixels.begin(), pixels.end());
-    finishTiff(file, static_cast<int>(width), static_cast<int>(height));
-    return Value(std::move(file));
+    return Value(tiffOfPixels({ static_cast<int>(width), static_cast<int>(height), pixels }));
 }
 
 Result<Value> decodeValue(ByteReader& in, const Bounds& bounds)
