@@ -1,15 +1,12 @@
 #pragma once
 
+#include "Base/Core/Path.h"
 #include "Base/Media/Orientation.h"
-#include "system/InputFile.h"
 
 namespace mv::cli {
 
-/// How a picture file's pixels are to be turned to be upright: what the tag Orientation says in the Exif data of JPEG,
-/// PNG and WebP files, and in the first directory of TIFF files. Upright for every other file, and for HEIF and AVIF,
-/// whose turning is part of their picture.
-Orientation orientationOf(const InputFile& file);
-/// The same; upright for what cannot be opened.
+/// How a picture file's pixels are to be turned to be upright, by what the file says; upright for what cannot be
+/// opened.
 Orientation orientationOf(const Path& path);
 
 } // namespace mv::cli
