@@ -1,6 +1,7 @@
 #pragma once
 
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
+#include "arguments/Program.h"
 #include "cli/ExitStatus.h"
 
 #include <cstddef>
@@ -16,6 +17,7 @@ struct Command {
     const char* summary; ///< one line
     const char* details; ///< more for the command's own help; may be empty
     std::span<const Option> options; ///< its own; every command has the common ones besides
+    std::span<const Values> files; ///< what its names are, as in Program
     std::size_t minimumFiles;
     std::size_t maximumFiles;
     /// Has told the reason on standard error when it is not Done.

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* Name = "convert";
 constexpr int BitsPerKilobit = 1000;
-constexpr const char* UsualBitrate = "128";
+constexpr int UsualBitrate = 128;
 
 Result<void> carryTags(const Path& source, const Path& made)
 {
@@ -22,15 +22,13 @@ Result<void> carryTags(const Path& source, const Path& made)
 
 ExitStatus run(const Arguments& arguments)
 {
-    auto bitrate = numberIn("bitrate", arguments.value("bitrate", UsualBitrate), 1, 256);
-    if (!bitrate)
-        return misuse(Name, bitrate.error().text);
     ExportJob job;
     job.command = Name;
     job.ending = ".m4a";
-    job.call = [&](ExporterClient& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
+    job.call = [bitrate = arguments.number("bitrate", UsualBitrate)](
+                   ExporterClient& exporter, MVMP4ExporterDelegate& delegate, const Path& source, const Path& made) {
         return exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
-            &delegate, source, made, *bitrate * BitsPerKilobit);
+            &delegate, source, made, bitrate * BitsPerKilobit);
     };
     // By the name's ending the service would write tags by itself: of an M4A file those of its record, with a small
     // picture as cover; of an MP3 file an ID3 tag in front, with which many programs do not read the new one.
@@ -41,11 +39,13 @@ ExitStatus run(const Arguments& arguments)
 }
 
 constexpr std::array Options {
-    Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)" },
+    Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)", 0, numberFrom(1, 256) },
     NoTagsOption,
     ForceOption,
     NoClobberOption,
 };
+
+constexpr std::array Files { aFile(), aFile("m4a") };
 
 } // namespace
 
@@ -55,6 +55,7 @@ const Command convertCommand {
     .summary = "Convert an audio file to AAC",
     .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

@@ -134,9 +134,12 @@ ExitStatus run(const Arguments& arguments)
 constexpr std::array Options {
     Option { "json", nullptr, "one JSON object a line, in the order of the files" },
     Option { "pictures", nullptr, "with --json: put pictures in as base64, not their length alone" },
-    Option { "files-from", "LIST", "describe the files named in LIST too, one a line; - is standard input" },
+    Option { "files-from", "LIST", "describe the files named in LIST too, one a line; - is standard input", 0, aFile(),
+        true },
     Option { "null", nullptr, "names in LIST end with a zero byte, as \"find -print0\" writes them" },
 };
+
+constexpr std::array Files { aFile() };
 
 } // namespace
 
@@ -149,6 +152,7 @@ const Command describeCommand {
                "To describe a folder with all that is in it:\n"
                "  find FOLDER -type f -print0 | mivo describe --null --files-from -",
     .options = Options,
+    .files = Files,
     .minimumFiles = 0,
     .maximumFiles = AnyNumber,
     .run = run,

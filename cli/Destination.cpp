@@ -2,7 +2,7 @@
 
 #include "Base/Core/Handle.h"
 #include "Base/Core/Text.h"
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 #include "cli/InputPath.h"
 #include "cli/Output.h"
 #include "system/InputFile.h"

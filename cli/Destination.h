@@ -7,9 +7,11 @@
 #include <functional>
 #include <string>
 
-namespace mv::cli {
-
+namespace mv {
 class Arguments;
+}
+
+namespace mv::cli {
 
 /// What is to become of a file that is there already.
 enum class Overwriting { Refuse, Replace, Skip };

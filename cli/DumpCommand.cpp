@@ -106,6 +106,8 @@ ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, argumen
 
 constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
+constexpr std::array Files { aFile("mp4 m4a m4v m4b mov 3gp") };
+
 } // namespace
 
 const Command dumpCommand {
@@ -114,6 +116,7 @@ const Command dumpCommand {
     .summary = "Print every tag field of MPEG-4 files (MP4, M4A, M4V)",
     .details = "Fields that programs have added under names of their own are at the end.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

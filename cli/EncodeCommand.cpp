@@ -8,7 +8,6 @@
 #include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/ServiceAccess.h"
-#include "cli/Suggestion.h"
 #include "cli/Terminal.h"
 #include "client/BorrowedAttributes.h"
 #include "client/ResultCodes.h"
@@ -24,39 +23,21 @@ constexpr const char* Name = "encode";
 constexpr int BitsPerKilobit = 1000;
 constexpr int UsualBitrate = 192;
 
-struct Word {
-    std::string_view word;
-    std::int32_t code;
-};
-constexpr std::array Modes { Word { "mono", 1 }, Word { "stereo", 2 }, Word { "joint", 3 } };
-constexpr std::array Qualities { Word { "fast", 0 }, Word { "standard", 1 }, Word { "best", 2 } };
-
-template <std::size_t Count>
-Result<std::int32_t> codeOf(const char* option, const std::string& text, const std::array<Word, Count>& words)
-{
-    std::string known;
-    std::vector<std::string> all;
-    for (const Word& one : words) {
-        if (one.word == text)
-            return one.code;
-        known += (known.empty() ? "" : ", ") + std::string(one.word);
-        all.emplace_back(one.word);
-    }
-    return Error { Error::Kind::Format, std::string("--") + option + " is one of: " + known + didYouMean(text, all) };
-}
+// In the order of the encoder's codes.
+constexpr std::array Modes { "mono", "stereo", "joint" };
+constexpr std::int32_t FirstMode = 1;
+constexpr std::array Qualities { "fast", "standard", "best" };
 
 /// Every attribute, because the encoder keeps those of the last job.
-Result<Record> attributesFrom(const Arguments& arguments)
+Record attributesFrom(const Arguments& arguments)
 {
-    MV_TRY(bitrate, numberIn("bitrate", arguments.value("bitrate", std::to_string(UsualBitrate)), 8, 320));
-    MV_TRY(rate, numberIn("rate", arguments.value("rate", "0"), 0, 48000));
-    MV_TRY(mode, codeOf("mode", arguments.value("mode", "stereo"), Modes));
-    MV_TRY(quality, codeOf("quality", arguments.value("quality", "standard"), Qualities));
+    auto mode = static_cast<std::int32_t>(arguments.choice("mode", Modes, "stereo"));
+    auto quality = static_cast<std::int32_t>(arguments.choice("quality", Qualities, "standard"));
     return Record {
-        { MVAudioEncoderBitrateAttribute, std::int32_t { bitrate * BitsPerKilobit } },
-        { MVAudioEncoderSamplingRateAttribute, std::int32_t { rate } },
+        { MVAudioEncoderBitrateAttribute, std::int32_t { arguments.number("bitrate", UsualBitrate) * BitsPerKilobit } },
+        { MVAudioEncoderSamplingRateAttribute, std::int32_t { arguments.number("rate", 0) } },
         { MVAudioEncoderVBRAttribute, arguments.has("vbr") },
-        { MVMP3EncoderStereoModeAttribte, mode },
+        { MVMP3EncoderStereoModeAttribte, FirstMode + mode },
         { MVMP3EncoderQualityAttribute, quality },
         { MVAudioEncoderExactConversionAttribute, true },
     };
@@ -213,9 +194,6 @@ ExitStatus encode(ServiceBus& bus, const std::vector<Job>& jobs, const Record& a
 
 ExitStatus run(const Arguments& arguments)
 {
-    auto attributes = attributesFrom(arguments);
-    if (!attributes)
-        return misuse(Name, attributes.error().text);
     auto overwriting = overwritingFrom(arguments);
     if (!overwriting)
         return misuse(Name, overwriting.error().text);
@@ -234,20 +212,23 @@ ExitStatus run(const Arguments& arguments)
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    return worse(status, encode(*service->bus, jobs, *attributes, !arguments.has("no-tags")));
+    return worse(status, encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags")));
 }
 
 constexpr std::array Options {
-    Option { "to", "FOLDER", "encode every FILE into FOLDER, several at once" },
-    Option { "bitrate", "KBITS", "constant bit rate in kbit/s, 8 to 320 (default 192)" },
-    Option { "rate", "HZ", "sample rate of the output; 0 is the input's (default)" },
+    Option { "to", "FOLDER", "encode every FILE into FOLDER, several at once", 0, aFolder() },
+    Option { "bitrate", "KBITS", "constant bit rate in kbit/s, 8 to 320 (default 192)", 0, numberFrom(8, 320) },
+    Option {
+        "rate", "HZ", "sample rate of the output, up to 48000; 0 is the input's (default)", 0, numberFrom(0, 48000) },
     Option { "vbr", nullptr, "variable bit rate; --bitrate is then not used" },
-    Option { "mode", "MODE", "mono, stereo (default) or joint" },
-    Option { "quality", "QUALITY", "fast, standard (default) or best" },
+    Option { "mode", "MODE", "mono, stereo (default) or joint", 0, oneOf(Modes) },
+    Option { "quality", "QUALITY", "fast, standard (default) or best", 0, oneOf(Qualities) },
     NoTagsOption,
     ForceOption,
     NoClobberOption,
 };
+
+constexpr std::array Files { aFile() };
 
 } // namespace
 
@@ -257,6 +238,7 @@ const Command encodeCommand {
     .summary = "Encode audio files to MP3",
     .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -57,6 +57,8 @@ ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, argumen
 
 constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
+constexpr std::array Files { aFile() };
+
 } // namespace
 
 const Command exifCommand {
@@ -65,6 +67,7 @@ const Command exifCommand {
     .summary = "Show the camera and exposure facts of pictures",
     .details = "",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -21,6 +21,8 @@ ExitStatus run(const Arguments& arguments)
 
 constexpr std::array Options { ForceOption, NoClobberOption };
 
+constexpr std::array Files { aFile(), aFile("mp4") };
+
 } // namespace
 
 const Command exportCommand {
@@ -29,6 +31,7 @@ const Command exportCommand {
     .summary = "Put a movie's streams into an MPEG-4 file, without encoding them anew",
     .details = "Ctrl-C cancels and leaves nothing.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

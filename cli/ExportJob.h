@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Path.h"
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 #include "cli/ExitStatus.h"
 #include "client/ExporterClient.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Core/Result.h"
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 #include "cli/OrderedWork.h"
 #include "client/ServiceBus.h"
 

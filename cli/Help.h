@@ -13,5 +13,9 @@ std::span<const Option> commonOptions();
 std::string helpText();
 /// Of a command.
 std::string helpText(const Command& command);
+/// The exit statuses of every command.
+std::span<const StatusMeaning> exitStatuses();
+/// A command as a program with the command's own options; those of all commands are apart.
+Program programOf(const Command& command);
 
 } // namespace mv::cli

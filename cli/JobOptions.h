@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 
 namespace mv::cli {
 

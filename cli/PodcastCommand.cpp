@@ -46,6 +46,8 @@ ExitStatus run(const Arguments& arguments) { return printFileTexts(Name, argumen
 
 constexpr std::array Options { Option { "json", nullptr, "one JSON object a line" } };
 
+constexpr std::array Files { aFile("mp3 m4a mp4 m4v") };
+
 } // namespace
 
 const Command podcastCommand {
@@ -54,6 +56,7 @@ const Command podcastCommand {
     .summary = "Show the episode and the channel that a podcast file's tags name",
     .details = "",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

@@ -53,6 +53,7 @@ const Command quitCommand {
     .summary = "Ask the service on the session bus to quit, and wait until it has",
     .details = "Jobs that are being done are finished first.",
     .options = {},
+    .files = {},
     .minimumFiles = 0,
     .maximumFiles = 0,
     .run = run,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 #include "client/ServiceBus.h"
 #include "client/ServiceProcess.h"
 

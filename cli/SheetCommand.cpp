@@ -138,6 +138,8 @@ constexpr std::array Options {
     AsStoredOption,
 };
 
+constexpr std::array Files { aFolder(), aFile("html") };
+
 } // namespace
 
 const Command sheetCommand {
@@ -147,6 +149,7 @@ const Command sheetCommand {
     .details = "The folders below are searched too. The page needs no other file and opens in any browser. Files that\n"
                "cannot be described are named on standard error and left out. A page that is there is replaced.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 2,
     .maximumFiles = 2,
     .run = run,

@@ -108,6 +108,7 @@ const Command statusCommand {
     .summary = "Show which services run on the session bus",
     .details = "Starts nothing. The exit status is 0 when all nine services run, else 3.",
     .options = Options,
+    .files = {},
     .minimumFiles = 0,
     .maximumFiles = 0,
     .run = run,

@@ -6,7 +6,6 @@
 #include "cli/InputPath.h"
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
-#include "cli/Suggestion.h"
 #include "client/TagFields.h"
 #include "system/InputFile.h"
 
@@ -20,17 +19,17 @@ namespace {
 using Kind = TagField::Kind;
 
 constexpr std::array Fields {
-    TagField { "title", MediaDBMusicColumnTitle, Kind::Text },
-    TagField { "artist", MediaDBMusicColumnArtist, Kind::Text },
-    TagField { "album", MediaDBMusicColumnAlbum, Kind::Text },
-    TagField { "album-artist", MediaDBMusicColumnAlbumArtist, Kind::Text },
-    TagField { "composer", MediaDBMusicColumnComposer, Kind::Text },
-    TagField { "genre", MediaDBMusicColumnGenre, Kind::Text },
-    TagField { "date", MediaDBMusicColumnDateReleased, Kind::Text },
-    TagField { "comment", MediaDBCommonColumnReservedText, Kind::Text },
-    TagField { "track", MediaDBMusicColumnTrackNo, Kind::Number },
-    TagField { "disc", MediaDBMusicColumnDiscNo, Kind::Number },
-    TagField { "art", MediaDBMusicColumnAlbumArt, Kind::Picture },
+    TagField { TagFieldNames[0], MediaDBMusicColumnTitle, Kind::Text },
+    TagField { TagFieldNames[1], MediaDBMusicColumnArtist, Kind::Text },
+    TagField { TagFieldNames[2], MediaDBMusicColumnAlbum, Kind::Text },
+    TagField { TagFieldNames[3], MediaDBMusicColumnAlbumArtist, Kind::Text },
+    TagField { TagFieldNames[4], MediaDBMusicColumnComposer, Kind::Text },
+    TagField { TagFieldNames[5], MediaDBMusicColumnGenre, Kind::Text },
+    TagField { TagFieldNames[6], MediaDBMusicColumnDateReleased, Kind::Text },
+    TagField { TagFieldNames[7], MediaDBCommonColumnReservedText, Kind::Text },
+    TagField { TagFieldNames[8], MediaDBMusicColumnTrackNo, Kind::Number },
+    TagField { TagFieldNames[9], MediaDBMusicColumnDiscNo, Kind::Number },
+    TagField { TagFieldNames[10], MediaDBMusicColumnAlbumArt, Kind::Picture },
 };
 
 // A track number is one byte in the ID3 writer.
@@ -88,15 +87,6 @@ Result<Value> valueFor(const TagField& field, const std::string& text)
     return Value();
 }
 
-std::vector<std::string> fieldNames()
-{
-    std::vector<std::string> names;
-    names.reserve(std::size(Fields));
-    for (const TagField& field : Fields)
-        names.emplace_back(field.name);
-    return names;
-}
-
 } // namespace
 
 std::span<const TagField> tagFields() { return Fields; }
@@ -116,13 +106,13 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
         change.value = std::move(value);
         change.total = total;
     }
-    for (const std::string& name : arguments.values("clear")) {
-        auto field = std::find_if(Fields.begin(), Fields.end(), [&](const TagField& one) { return name == one.name; });
-        if (field == Fields.end())
-            return misuse("there is no field \"" + name + "\" to clear" + didYouMean(name, fieldNames()));
-        if (arguments.has(field->name))
-            return misuse("the " + name + " cannot be set and cleared at once");
-        changes.emplace_back().field = &*field;
+    const std::vector<std::string> cleared = arguments.values("clear");
+    for (const TagField& field : Fields) {
+        if (std::find(cleared.begin(), cleared.end(), field.name) == cleared.end())
+            continue;
+        if (arguments.has(field.name))
+            return misuse(formatText("the %s cannot be set and cleared at once", field.name));
+        changes.emplace_back().field = &field;
     }
     return changes;
 }

@@ -2,9 +2,10 @@
 
 #include "Base/Core/Result.h"
 #include "Base/Media/Record.h"
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 #include "cli/TagTotals.h"
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,10 @@ struct TagField {
 };
 
 std::span<const TagField> tagFields();
+
+/// The fields' names, in the fields' order.
+inline constexpr std::array TagFieldNames { "title", "artist", "album", "album-artist", "composer", "genre", "date",
+    "comment", "track", "disc", "art" };
 
 /// What a command line asks of a tag.
 struct TagChange {

@@ -157,10 +157,14 @@ constexpr std::array Options {
     Option { "comment", "TEXT", "a remark; MP3 only" },
     Option { "track", "NUMBER", "its place on the album: 3, or 3/12" },
     Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2; M4A only" },
-    Option { "art", "PICTURE", "the cover; whatever is no JPEG is made one" },
-    Option { "clear", "FIELD", "empty a field, named like its option; may be given several times" },
+    Option { "art", "PICTURE", "the cover; whatever is no JPEG is made one", 0,
+        aFile("jpg jpeg png gif bmp tif tiff webp heic avif") },
+    Option { "clear", "FIELD", "empty a field, named like its option; may be given several times", 0,
+        oneOf(TagFieldNames), true },
     Option { "dry-run", nullptr, "show what would change, and change nothing" },
 };
+
+constexpr std::array Files { aFile("mp3 m4a") };
 
 } // namespace
 
@@ -171,6 +175,7 @@ const Command tagCommand {
     .details = "Shows every field before and after. Fields that are not named keep their values. Without a change the\n"
                "fields are only shown. A file is rewritten whole or not at all.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = AnyNumber,
     .run = run,

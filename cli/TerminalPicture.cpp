@@ -6,6 +6,7 @@
 #include "cli/JsonText.h"
 #include "cli/PictureFile.h"
 
+#include <algorithm>
 #include <chafa.h>
 #include <cstdlib>
 #include <memory>
@@ -118,13 +119,10 @@ std::string sixelPicture(const Bitmap& bitmap)
 
 std::optional<PictureProtocol> protocolNamed(std::string_view name)
 {
-    if (name == "kitty")
-        return PictureProtocol::Kitty;
-    if (name == "iterm")
-        return PictureProtocol::ITerm;
-    if (name == "sixel")
-        return PictureProtocol::Sixel;
-    return std::nullopt;
+    auto found = std::find(PictureProtocolNames.begin(), PictureProtocolNames.end(), name);
+    if (found == PictureProtocolNames.end())
+        return std::nullopt;
+    return static_cast<PictureProtocol>(found - PictureProtocolNames.begin());
 }
 
 std::optional<PictureProtocol> terminalProtocol()

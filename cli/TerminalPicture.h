@@ -2,6 +2,7 @@
 
 #include "Base/Media/Bitmap.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,8 @@ namespace mv::cli {
 
 /// How a terminal takes pictures.
 enum class PictureProtocol { Kitty, ITerm, Sixel };
+/// Their names on the command line, in their order.
+inline constexpr std::array PictureProtocolNames { "kitty", "iterm", "sixel" };
 
 std::optional<PictureProtocol> protocolNamed(std::string_view name);
 /// What the terminal behind standard output can do: known ones by the environment, others by asking them.

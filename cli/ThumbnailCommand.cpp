@@ -61,15 +61,8 @@ Result<Wish> wishFrom(const Arguments& arguments)
         MV_TRY(size, sizeFrom(arguments.value("size")));
         wish.size = size;
     }
-    if (arguments.has("category")) {
-        MV_TRY(category, numberIn("category", arguments.value("category"), 0, MaxCategory));
-        wish.category = category;
-    }
-    if (arguments.has("protocol")) {
-        wish.protocol = protocolNamed(arguments.value("protocol"));
-        if (!wish.protocol)
-            return Error { Error::Kind::Format, "--protocol is kitty, iterm or sixel" };
-    }
+    wish.category = arguments.number("category", wish.category);
+    wish.protocol = protocolNamed(arguments.value("protocol"));
     if (arguments.files().size() > 1) {
         MV_TRY(form, formFor(arguments.files()[1]));
         wish.form = form;
@@ -191,11 +184,15 @@ ExitStatus run(const Arguments& arguments)
 
 constexpr std::array Options {
     Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100)" },
-    Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)" },
+    Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)", 0,
+        numberFrom(0, MaxCategory) },
     AsStoredOption,
     Option { "show", nullptr, "show the thumbnail on a terminal that can" },
-    Option { "protocol", "NAME", "how to show it: kitty, iterm or sixel (default: what the terminal says)" },
+    Option { "protocol", "NAME", "how to show it: kitty, iterm or sixel (default: what the terminal says)", 0,
+        oneOf(PictureProtocolNames) },
 };
+
+constexpr std::array Files { aFile(), aFile("png jpg tif") };
 
 } // namespace
 
@@ -206,6 +203,7 @@ const Command thumbnailCommand {
     .details = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
                "standard output, get a PNG. A file that is there is replaced.",
     .options = Options,
+    .files = Files,
     .minimumFiles = 1,
     .maximumFiles = 2,
     .run = run,

@@ -1,7 +1,7 @@
+#include "arguments/Suggestion.h"
 #include "cli/Command.h"
 #include "cli/Help.h"
 #include "cli/Output.h"
-#include "cli/Suggestion.h"
 #include "cli/Terminal.h"
 
 #include <algorithm>

@@ -13,7 +13,7 @@ namespace {
 
 std::vector<Option> options()
 {
-    std::vector<Option> all { { "clear", "FIELD", "" } };
+    std::vector<Option> all { { "clear", "FIELD", "", 0, oneOf(TagFieldNames), true } };
     for (const TagField& field : tagFields())
         all.push_back({ field.name, "VALUE", "" });
     return all;
@@ -21,7 +21,8 @@ std::vector<Option> options()
 
 Result<std::vector<TagChange>> changesOf(const std::vector<std::string>& words)
 {
-    return tagChanges(*Arguments::parse(options(), words));
+    MV_TRY(arguments, Arguments::parse(options(), words));
+    return tagChanges(arguments);
 }
 
 Record updateFor(std::int32_t type, const Record& current, const std::vector<std::string>& words)
@@ -83,8 +84,9 @@ TEST(TagChange, RefusesWhatAFormatCannotHold)
 
 TEST(TagChange, RefusesMisuse)
 {
-    EXPECT_EQ(
-        changesOf({ "--clear", "titel" }).error().text, "there is no field \"titel\" to clear; did you mean title?");
+    EXPECT_EQ(changesOf({ "--clear", "titel" }).error().text,
+        "--clear is one of: title, artist, album, album-artist, composer, genre, date, comment, track, disc, art; "
+        "did you mean title?");
     EXPECT_EQ(
         changesOf({ "--clear", "title", "--title", "x" }).error().text, "the title cannot be set and cleared at once");
     EXPECT_EQ(changesOf({ "--track", "300" }).error().text, "--track takes a whole number from 1 to 255, not \"300\"");

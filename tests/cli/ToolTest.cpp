@@ -83,12 +83,12 @@ TEST_F(ToolTest, MisuseIsToldBeforeAnythingStarts)
         { "thumbnail a.png b.gif", "mivo thumbnail: b.gif: the name must end in .tif, .png or .jpg\n" },
         { "thumbnail --size 5 a.png b.png", "mivo thumbnail: --size takes WIDTHxHEIGHT, such as 320x240\n" },
         { "thumbnail --size 9x9 a.mp3 b.png", "mivo thumbnail: --size and --category are for picture files only\n" },
-        { "thumbnail --show --protocol vt52 a.png", "mivo thumbnail: --protocol is kitty, iterm or sixel\n" },
+        { "thumbnail --show --protocol vt52 a.png", "mivo thumbnail: --protocol is one of: kitty, iterm, sixel\n" },
         { "encode a", "mivo encode: name an input and an output, or a folder with --to\n" },
         { "encode --to x a/b.wav c/b.wav", "mivo encode: two inputs would become x/b.mp3\n" },
         { "encode --mode setreo a b", "mivo encode: --mode is one of: mono, stereo, joint; did you mean stereo?\n" },
         { "encode --bitrate 9999 a b", "mivo encode: --bitrate takes a whole number from 8 to 320, not \"9999\"\n" },
-        { "tag --clear titel x", "mivo tag: there is no field \"titel\" to clear; did you mean title?\n" },
+        { "tag --clear titel x", "mivo tag: --clear is one of: title, artist, album," },
         { "tag --track 4/3 x", "mivo tag: --track 4/3: there is no 4 among 3\n" },
     };
     for (const Slip& slip : Slips) {

@@ -1,10 +1,10 @@
-#include "cli/Arguments.h"
-#include "cli/Suggestion.h"
+#include "arguments/Arguments.h"
+#include "arguments/Suggestion.h"
 
 #include <array>
 #include <gmock/gmock.h>
 
-namespace mv::cli {
+namespace mv {
 namespace {
 
 constexpr std::array Options {
@@ -86,6 +86,30 @@ TEST(Arguments, SaysWhatIsWrong)
     }
 }
 
+TEST(Arguments, ValuesAreCheckedByTheirKind)
+{
+    static constexpr std::array Modes { "mono", "stereo", "joint" };
+    constexpr std::array WithKinds {
+        Option { "bitrate", "KBITS", "", 0, numberFrom(8, 320) },
+        Option { "mode", "MODE", "", 'm', oneOf(Modes) },
+        Option { "to", "FOLDER", "", 0, aFolder() },
+    };
+    auto arguments
+        = Arguments::parse(WithKinds, { "--bitrate", "9", "--bitrate=128", "-m", "joint", "--to", "no/such" });
+    ASSERT_TRUE(arguments.ok());
+    EXPECT_EQ(arguments->number("bitrate", 192), 128);
+    EXPECT_EQ(arguments->choice("mode", Modes, "stereo"), 2u);
+    EXPECT_EQ(arguments->value("to"), "no/such");
+    auto without = Arguments::parse(WithKinds, {});
+    EXPECT_EQ(without->number("bitrate", 192), 192);
+    EXPECT_EQ(without->choice("mode", Modes, "stereo"), 1u);
+    EXPECT_EQ(Arguments::parse(WithKinds, { "--bitrate=9999" }).error().text,
+        "--bitrate takes a whole number from 8 to 320, not \"9999\"");
+    EXPECT_EQ(Arguments::parse(WithKinds, { "--mode", "setreo" }).error().text,
+        "--mode is one of: mono, stereo, joint; did you mean stereo?");
+    EXPECT_FALSE(Arguments::parse(WithKinds, { "--mode=" }).ok());
+}
+
 TEST(Arguments, NumbersAreWholeAndInRange)
 {
     EXPECT_EQ(*numberIn("track", "7", 1, 255), 7);
@@ -97,4 +121,4 @@ TEST(Arguments, NumbersAreWholeAndInRange)
 }
 
 } // namespace
-} // namespace mv::cli
+} // namespace mv

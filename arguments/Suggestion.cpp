@@ -1,10 +1,10 @@
-#include "cli/Suggestion.h"
+#include "arguments/Suggestion.h"
 
 #include "Base/Core/Text.h"
 
 #include <algorithm>
 
-namespace mv::cli {
+namespace mv {
 
 namespace {
 
@@ -59,4 +59,4 @@ std::string didYouMean(std::string_view typed, const std::vector<std::string>& k
     return "; did you mean " + std::string(quote) + word + std::string(quote) + "?";
 }
 
-} // namespace mv::cli
+} // namespace mv

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace mv::cli {
+namespace mv {
 
 /// The known word that a mistyped one is nearest to; empty where none is near.
 std::string nearestWord(std::string_view typed, const std::vector<std::string>& known);
@@ -12,4 +12,4 @@ std::string nearestWord(std::string_view typed, const std::vector<std::string>& 
 /// "; did you mean WORD?" with the word between `quote`s, or nothing.
 std::string didYouMean(std::string_view typed, const std::vector<std::string>& known, std::string_view quote = "");
 
-} // namespace mv::cli
+} // namespace mv

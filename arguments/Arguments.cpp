@@ -1,12 +1,12 @@
-#include "cli/Arguments.h"
+#include "arguments/Arguments.h"
 
 #include "Base/Core/Text.h"
-#include "cli/Suggestion.h"
+#include "arguments/Suggestion.h"
 
 #include <algorithm>
 #include <charconv>
 
-namespace mv::cli {
+namespace mv {
 
 namespace {
 
@@ -33,6 +33,26 @@ Error unknownOption(std::span<const Option> options, const std::string& word)
     for (const Option& option : options)
         known.push_back(std::string("--") + option.name);
     return misuse("there is no option " + word + didYouMean(word, known));
+}
+
+Result<void> checkChoice(const Option& option, const std::string& value)
+{
+    std::vector<std::string> known(option.values.words.begin(), option.values.words.end());
+    if (std::find(known.begin(), known.end(), value) != known.end())
+        return {};
+    std::string listed;
+    for (const std::string& word : known)
+        listed += (listed.empty() ? "" : ", ") + word;
+    return misuse(std::string("--") + option.name + " is one of: " + listed + didYouMean(value, known));
+}
+
+Result<void> checkValue(const Option& option, const std::string& value)
+{
+    if (option.values.kind == Values::Kind::Choice)
+        return checkChoice(option, value);
+    if (option.values.kind == Values::Kind::Number)
+        MV_TRY_VOID(numberIn(option.name, value, option.values.minimum, option.values.maximum));
+    return {};
 }
 
 } // namespace
@@ -64,6 +84,7 @@ Result<Arguments> Arguments::parse(std::span<const Option> options, const std::v
             return misuse("the option " + name + " needs a value: " + option->value);
         if (option->value)
             value = equals != std::string_view::npos ? std::string(word.substr(equals + 1)) : words[++i];
+        MV_TRY_VOID(checkValue(*option, value));
         arguments.m_options.push_back({ option->name, value });
     }
     return arguments;
@@ -82,6 +103,20 @@ std::string Arguments::value(std::string_view option, std::string_view fallback)
             found = one.value;
     }
     return found;
+}
+
+int Arguments::number(std::string_view option, int fallback) const
+{
+    std::string text = value(option);
+    std::from_chars(text.data(), text.data() + text.size(), fallback);
+    return fallback;
+}
+
+std::size_t Arguments::choice(
+    std::string_view option, std::span<const char* const> words, std::string_view fallback) const
+{
+    auto found = std::find(words.begin(), words.end(), value(option, fallback));
+    return static_cast<std::size_t>(found - words.begin());
 }
 
 std::vector<std::string> Arguments::values(std::string_view option) const
@@ -105,4 +140,4 @@ Result<int> numberIn(std::string_view option, const std::string& text, int minim
     return value;
 }
 
-} // namespace mv::cli
+} // namespace mv
