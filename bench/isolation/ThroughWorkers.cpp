@@ -63,7 +63,7 @@ int main(int count, char** words)
     int rounds = std::atoi(words[2]);
     MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     WorkerHost workers(installedWorkerProgram());
-    workers.pool().keepSpare();
+    workers.pool().keepSpares();
     Times here;
     Times there;
     auto job = [&](const char* file) {

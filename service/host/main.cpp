@@ -48,7 +48,7 @@ int main(int count, char** words)
     int status = 0;
     {
         WorkerHost workers(installedWorkerProgram(), callingClient);
-        workers.pool().keepSpare();
+        workers.pool().keepSpares();
         const std::vector<ServiceRow> rows = services(workers);
         SystemHost host(NSApplication::sharedApplication());
         AppDelegate delegate(host, rows);

@@ -45,11 +45,13 @@ Result<WorkerPool::Loan> WorkerPool::fresh(WorkerKind kind)
     std::unique_ptr<WorkerProcess> worker;
     {
         MutexLock hold(m_lock);
-        worker = takeSpare(kind);
+        MV_TRY(spare, takeSpare(kind));
+        worker = std::move(spare);
     }
     if (!worker) {
         MV_TRY(born, WorkerProcess::start(m_program, kind));
         worker = std::move(born);
+        noteBirth(kind);
     }
     return Loan { std::move(worker), {}, Clock::now(), 0 };
 }
@@ -74,9 +76,10 @@ void WorkerPool::giveBack(Loan loan)
     }
 }
 
-void WorkerPool::keepSpare()
+void WorkerPool::keepSpares()
 {
     MutexLock hold(m_lock);
+    m_keepsSpares = true;
     spareOf(WorkerKind::Light).isWanted = true;
     wakeHousekeeper();
 }
@@ -98,20 +101,38 @@ std::optional<WorkerPool::Loan> WorkerPool::takeIdle(WorkerKind kind, const std:
     return std::nullopt;
 }
 
-std::unique_ptr<WorkerProcess> WorkerPool::takeSpare(WorkerKind kind)
+/// Nothing where none waits. The error of a birth that was waited for: who begins another one would wait twice.
+Result<std::unique_ptr<WorkerProcess>> WorkerPool::takeSpare(WorkerKind kind)
 {
     Spare& spare = spareOf(kind);
     spare.lastUse = Clock::now();
-    spare.hasFailed = false;
-    spare.isWanted |= kind == WorkerKind::Media;
-    // What is on its way is there sooner than what would be started now.
-    while (spare.isBeingBorn && !spare.worker && !m_ends)
-        m_changed.wait(m_lock);
+    spare.isWanted |= m_keepsSpares && kind == WorkerKind::Media;
+    if (spare.isBeingBorn) {
+        awaitBirth(spare);
+        if (spare.failure)
+            return *spare.failure;
+    }
     auto worker = std::exchange(spare.worker, nullptr);
     wakeHousekeeper();
     if (worker && !isAlive(worker))
         m_retired.push_back(std::exchange(worker, nullptr));
     return worker;
+}
+
+/// What is on its way is there sooner than what would be started now. Another call may have taken it by then.
+void WorkerPool::awaitBirth(const Spare& spare)
+{
+    const int births = spare.births;
+    while (spare.births == births && !m_ends)
+        m_changed.wait(m_lock);
+}
+
+/// Workers can be had, whatever has failed before.
+void WorkerPool::noteBirth(WorkerKind kind)
+{
+    MutexLock hold(m_lock);
+    if (std::exchange(spareOf(kind).failure, std::nullopt))
+        wakeHousekeeper();
 }
 
 void WorkerPool::wakeHousekeeper()
@@ -185,7 +206,7 @@ std::optional<WorkerKind> WorkerPool::missingSpare()
 {
     for (WorkerKind kind : { WorkerKind::Light, WorkerKind::Media }) {
         Spare& spare = spareOf(kind);
-        if (spare.isWanted && !spare.worker && !spare.hasFailed) {
+        if (spare.isWanted && !spare.worker && !spare.failure) {
             spare.isBeingBorn = true;
             return kind;
         }
@@ -205,17 +226,17 @@ WorkerPool::Clock::time_point WorkerPool::nextRetirement()
 void WorkerPool::bearSpare(WorkerKind kind)
 {
     auto born = WorkerProcess::start(m_program, kind);
-    std::string problem = born ? std::string() : born.error().text;
     // Every call tries again, and says to its client what is the matter.
-    if (!born && problem != m_problem)
-        NSLog("no worker waits for calls: %s", problem.c_str());
-    m_problem = std::move(problem);
+    if (!born)
+        NSLog("no worker waits for calls: %s", born.error().text.c_str());
     MutexLock hold(m_lock);
     Spare& spare = spareOf(kind);
     spare.isBeingBorn = false;
-    spare.hasFailed = !born.ok();
+    ++spare.births;
     if (born)
         spare.worker = std::move(*born);
+    else
+        spare.failure = born.error();
     m_changed.notify_all();
 }
 

@@ -11,9 +11,9 @@
 namespace mv {
 
 /// Workers by who uses them. Reading calls of one client go to one worker, as long as that is young and has not read
-/// much; it is never another client's. A job that writes gets a worker that has seen no file. One spare waits, so that
-/// hardly anybody waits for a birth: a light one always, once keepSpare() was called, a media one for a while after
-/// media work. Without work nothing runs here: the thread that keeps house sleeps until a worker is taken.
+/// much; it is never another client's. A job that writes gets a worker that has seen no file. Once keepSpares() was
+/// called one waits, so that hardly anybody waits for a birth: a light one always, a media one for a while after media
+/// work. Without work nothing runs here: the thread that keeps house sleeps until a worker is taken.
 ///
 /// Safe on several threads at once.
 class WorkerPool {
@@ -49,8 +49,8 @@ public:
     /// After a reading call that ended well.
     void giveBack(Loan loan) MV_EXCLUDES(m_lock);
 
-    /// From now on a light worker waits for the first call.
-    void keepSpare() MV_EXCLUDES(m_lock);
+    /// From now on a worker waits for the next call; for who lives longer than a few of them.
+    void keepSpares() MV_EXCLUDES(m_lock);
 
 private:
     struct Idle {
@@ -61,13 +61,16 @@ private:
         std::unique_ptr<WorkerProcess> worker;
         bool isWanted = false;
         bool isBeingBorn = false;
-        bool hasFailed = false; // until the next call: births that fail are not repeated for nobody
+        int births = 0; // that have ended
+        std::optional<Error> failure; // of the last birth; nothing is born for nobody until a call's own birth succeeds
         Clock::time_point lastUse {}; // of the kind
     };
 
     Spare& spareOf(WorkerKind kind) MV_REQUIRES(m_lock) { return m_spares[kind == WorkerKind::Media]; }
     std::optional<Loan> takeIdle(WorkerKind kind, const std::string& client) MV_REQUIRES(m_lock);
-    std::unique_ptr<WorkerProcess> takeSpare(WorkerKind kind) MV_REQUIRES(m_lock);
+    Result<std::unique_ptr<WorkerProcess>> takeSpare(WorkerKind kind) MV_REQUIRES(m_lock);
+    void awaitBirth(const Spare& spare) MV_REQUIRES(m_lock);
+    void noteBirth(WorkerKind kind) MV_EXCLUDES(m_lock);
     void wakeHousekeeper() MV_REQUIRES(m_lock);
 
     void keepHouse() MV_EXCLUDES(m_lock);
@@ -83,10 +86,10 @@ private:
     std::vector<Idle> m_idle MV_GUARDED_BY(m_lock);
     std::vector<std::unique_ptr<WorkerProcess>> m_retired MV_GUARDED_BY(m_lock);
     Spare m_spares[2] MV_GUARDED_BY(m_lock);
+    bool m_keepsSpares MV_GUARDED_BY(m_lock) = false;
     bool m_ends MV_GUARDED_BY(m_lock) = false;
     bool m_hasNews MV_GUARDED_BY(m_lock) = false;
     bool m_sleepsForGood MV_GUARDED_BY(m_lock) = false;
-    std::string m_problem; // the housekeeper's alone: why the last birth failed
     std::thread m_housekeeper; // started under the lock
 };
 

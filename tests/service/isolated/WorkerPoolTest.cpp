@@ -1,10 +1,16 @@
 #include "service/isolated/WorkerPool.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/Instrumented.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Places.h"
+#include "tests/support/Scratch.h"
 
+#include <atomic>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <thread>
+#include <unistd.h>
 
 // Which worker a call gets: the real program, looked at by its process.
 
@@ -107,6 +113,83 @@ TEST_F(WorkerPoolTest, AnotherProgramIsAnError)
 {
     WorkerPool other { "/bin/true" };
     EXPECT_FALSE(other.forReading(WorkerKind::Light, "a"));
+}
+
+/// A script in the place of the worker. It notes what it was born as and goes on as the real one, or, where that is
+/// asked for, fails as soon as it is let.
+class ScriptedWorker {
+public:
+    enum class End { Serves, Fails };
+
+    explicit ScriptedWorker(End end)
+    {
+        std::string rest = end == End::Serves
+            ? "exec " + test::buildPath("bin/mivo-worker") + " \"$@\""
+            : "while [ ! -e " + m_folder.file("go") + " ]; do sleep 0.01; done; exit 1";
+        m_folder.write("worker", "#!/bin/sh\necho $1 >>" + m_folder.file("births") + "\n" + rest + "\n");
+        std::filesystem::permissions(program(), std::filesystem::perms::owner_all);
+    }
+    std::string program() const { return m_folder.file("worker"); }
+    /// The kinds, a line each.
+    std::string births() const
+    {
+        std::string file = m_folder.file("births");
+        return std::filesystem::exists(file) ? std::string(charsOf(test::readFile(file))) : std::string();
+    }
+    void letFail() const { m_folder.write("go", ""); }
+
+private:
+    test::ScratchFolder m_folder;
+};
+
+/// Whether that thread of this process waits for something.
+bool isAsleep(pid_t thread)
+{
+    return test::outputOf(
+               "cut -d' ' -f3 /proc/" + std::to_string(getpid()) + "/task/" + std::to_string(thread) + "/stat")
+        == "S\n";
+}
+
+// A tool that shows one picture does not wait at its end for a worker that nobody asked for.
+TEST_F(WorkerPoolTest, NobodyWaitsWhereNobodySaidSo)
+{
+    ScriptedWorker script(ScriptedWorker::End::Serves);
+    {
+        WorkerPool tool { script.program() };
+        EXPECT_TRUE(tool.forReading(WorkerKind::Media, {}));
+    }
+    EXPECT_EQ(script.births(), "media\n");
+}
+
+TEST_F(WorkerPoolTest, BehindTheFirstOfAKindOneWaits)
+{
+    ScriptedWorker script(ScriptedWorker::End::Serves);
+    WorkerPool service { script.program() };
+    service.keepSpares();
+    EXPECT_TRUE(test::eventually([&] { return script.births() == "light\n"; }));
+    EXPECT_TRUE(service.forReading(WorkerKind::Media, {}));
+    EXPECT_TRUE(test::eventually([&] { return script.births() == "light\nmedia\nmedia\n"; })) << script.births();
+}
+
+// The bus gives a call up after 25 seconds: there is no time for two births that take ten each.
+TEST_F(WorkerPoolTest, WhoHasWaitedForABirthThatFailedBeginsNoOther)
+{
+    ScriptedWorker script(ScriptedWorker::End::Fails);
+    WorkerPool service { script.program() };
+    service.keepSpares();
+    ASSERT_TRUE(test::eventually([&] { return !script.births().empty(); }));
+    std::atomic<pid_t> waiting = 0;
+    std::thread caller([&] {
+        waiting = gettid();
+        EXPECT_FALSE(service.forReading(WorkerKind::Light, "a"));
+    });
+    EXPECT_TRUE(test::eventually([&] { return waiting != 0 && isAsleep(waiting); }));
+    script.letFail();
+    caller.join();
+    EXPECT_EQ(script.births(), "light\n");
+    // The next call tries again, and once.
+    EXPECT_FALSE(service.forReading(WorkerKind::Light, "a"));
+    EXPECT_EQ(script.births(), "light\nlight\n");
 }
 
 } // namespace
