@@ -42,7 +42,8 @@ public:
     ProgramEnd wait();
     /// The processor's time that it has used; zero when that cannot be had any more.
     std::chrono::milliseconds cpuTime() const;
-    /// Lets its threads run on that processor alone, those included that it starts from now on.
+    /// Lets its first thread run on these processors alone, and those threads that this one starts from now on; others
+    /// that it has stay where they may run.
     Result<void> runOn(const cpu_set_t& processors) const;
     /// Ends it by SIGXCPU when it has used so much more than it has by now.
     Result<void> limitCpuTime(std::chrono::seconds more) const;

@@ -81,7 +81,8 @@ void WorkerProcess::placeCall(bool mayBeShort)
 {
     // Several times what reading tags takes, and less than any picture.
     constexpr std::chrono::microseconds Short { 300 };
-    int processor = mayBeShort && m_lastCall < Short ? sched_getcpu() : AnyProcessor;
+    const bool isShort = mayBeShort && m_kind == WorkerKind::Light && m_lastCall < Short;
+    int processor = isShort ? sched_getcpu() : AnyProcessor;
     if (processor == m_processor || processor >= CPU_SETSIZE)
         return;
     cpu_set_t processors;
