@@ -99,6 +99,7 @@ public:
     void u64be(std::uint64_t value) { big(value, 8); }
     void u16le(std::uint16_t value) { little(value, 2); }
     void u32le(std::uint32_t value) { little(value, 4); }
+    void u64le(std::uint64_t value) { little(value, 8); }
     void bytes(ByteView view) { m_target.insert(m_target.end(), view.begin(), view.end()); }
     void text(std::string_view text) { bytes(bytesOf(text)); }
     void zeros(std::size_t count) { m_target.insert(m_target.end(), count, 0); }

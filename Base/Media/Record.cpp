@@ -86,6 +86,13 @@ const Date* Record::date(std::string_view key) const
     return value ? value->date() : nullptr;
 }
 
+std::optional<double> Record::real(std::string_view key) const
+{
+    const Value* value = find(key);
+    const double* number = value ? value->real() : nullptr;
+    return number ? std::optional(*number) : std::nullopt;
+}
+
 std::optional<std::int32_t> Record::integer(std::string_view key) const
 {
     const Value* value = find(key);

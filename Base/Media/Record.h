@@ -30,10 +30,11 @@ public:
     /// Null when the key is missing; valid until the record changes.
     const Value* find(std::string_view key) const;
 
-    /// Null when the key is missing or its value is of another kind.
+    /// Null or nothing when the key is missing or its value is of another kind.
     const std::string* string(std::string_view key) const;
     const Bytes* data(std::string_view key) const;
     const Date* date(std::string_view key) const;
+    std::optional<double> real(std::string_view key) const;
     /// Value::integerValue and Value::booleanValue; nothing when the key is missing.
     std::optional<std::int32_t> integer(std::string_view key) const;
     std::optional<bool> boolean(std::string_view key) const;

@@ -108,9 +108,7 @@ private:
 Bytes encodeFileSize(std::uint64_t size)
 {
     Bytes bytes;
-    ByteWriter writer(bytes);
-    writer.u32le(static_cast<std::uint32_t>(size));
-    writer.u32le(static_cast<std::uint32_t>(size >> 32));
+    ByteWriter(bytes).u64le(size);
     return bytes;
 }
 

@@ -17,13 +17,6 @@ constexpr std::string_view DebugLevel = "debug";
 
 Error wrong(const char* what) { return { Error::Kind::Format, formatText("a job with %s", what) }; }
 
-float realOf(const Record& record, std::string_view key)
-{
-    const Value* value = record.find(key);
-    const double* number = value ? value->real() : nullptr;
-    return number ? static_cast<float>(*number) : 0;
-}
-
 // The kinds of answers, as their first byte.
 constexpr std::uint8_t Nothing = 0;
 constexpr std::uint8_t SomeRecord = 1;
@@ -170,8 +163,8 @@ Result<ReadingJob> decodeJob(ByteView bytes, UniqueFd content)
     if (operation < 1 || operation > static_cast<std::int32_t>(LastReadingOperation))
         return wrong("no operation");
     return ReadingJob { static_cast<ReadingOperation>(operation), fileOf(record, std::move(content)),
-        { realOf(record, Width), realOf(record, Height) }, record.integer(DebugLevel).value_or(0),
-        renderingOf(record) };
+        { static_cast<float>(record.real(Width).value_or(0)), static_cast<float>(record.real(Height).value_or(0)) },
+        record.integer(DebugLevel).value_or(0), renderingOf(record) };
 }
 
 Bytes encodeAnswer(const ReadingAnswer& answer)

@@ -74,8 +74,7 @@ private:
     void number(std::uint8_t kind, std::uint64_t value)
     {
         m_out.u8(kind);
-        m_out.u32le(static_cast<std::uint32_t>(value));
-        m_out.u32le(static_cast<std::uint32_t>(value >> 32));
+        m_out.u64le(value);
     }
 
     ByteWriter m_out;

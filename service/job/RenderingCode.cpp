@@ -12,12 +12,6 @@ constexpr std::string_view MirrorsX = "mirrors-x";
 constexpr std::string_view MirrorsY = "mirrors-y";
 constexpr std::string_view FirstRow = "first-row";
 
-const double* realIn(const Record& record, std::string_view key)
-{
-    const Value* value = record.find(key);
-    return value ? value->real() : nullptr;
-}
-
 } // namespace
 
 void setRendering(Record& message, const PictureRendering& rendering)
@@ -37,8 +31,8 @@ PictureRendering renderingOf(const Record& message)
 {
     PictureRendering rendering;
     rendering.category = message.integer(Category).value_or(0);
-    const double* width = realIn(message, MaximumWidth);
-    const double* height = realIn(message, MaximumHeight);
+    auto width = message.real(MaximumWidth);
+    auto height = message.real(MaximumHeight);
     if (width && height)
         rendering.maximum = FloatSize { static_cast<float>(*width), static_cast<float>(*height) };
     rendering.orientation = { message.boolean(SwapsSides).value_or(false), message.boolean(MirrorsX).value_or(false),

@@ -6,12 +6,6 @@ namespace mv {
 
 namespace {
 
-void putNumber(ByteWriter& out, std::uint64_t number)
-{
-    out.u32le(static_cast<std::uint32_t>(number));
-    out.u32le(static_cast<std::uint32_t>(number >> 32));
-}
-
 void putText(ByteWriter& out, std::string_view text)
 {
     out.u32le(static_cast<std::uint32_t>(text.size()));
@@ -47,8 +41,8 @@ void encodeTagDump(const TagDump& dump, Bytes& out)
         writer.u8(static_cast<std::uint8_t>(field.kind));
         putText(writer, field.name);
         putText(writer, field.text);
-        putNumber(writer, field.number);
-        putNumber(writer, field.total);
+        writer.u64le(field.number);
+        writer.u64le(field.total);
     }
 }
 

@@ -57,11 +57,13 @@ TEST(ByteWriter, WritesWhatTheReaderReads)
     writer.u24be(0x010203);
     writer.u64be(0x0405060708090A0B);
     writer.u16le(0x0102);
+    writer.u64le(0x0405060708090A0B);
     writer.text("moov");
     ByteReader reader(bytes);
     EXPECT_EQ(reader.u24be(), 0x010203u);
     EXPECT_EQ(reader.u64be(), 0x0405060708090A0Bu);
     EXPECT_EQ(reader.u16le(), 0x0102u);
+    EXPECT_EQ(reader.u64le(), 0x0405060708090A0Bu);
     EXPECT_EQ(reader.u32be(), fourCC("moov"));
 }
 

@@ -91,13 +91,16 @@ TEST(Record, ManyKeysAreFoundReplacedAndRemovedLikeFew)
 
 TEST(Record, LookupsOfMissingAndForeignKinds)
 {
-    Record record { { "n", 1 }, { "s", "x" }, { "d", Bytes { 1, 2 } }, { "t", Date { 9 } } };
+    Record record { { "n", 1 }, { "s", "x" }, { "d", Bytes { 1, 2 } }, { "t", Date { 9 } }, { "r", 1.5 } };
     EXPECT_EQ(record.string("n"), nullptr);
     EXPECT_EQ(record.data("s"), nullptr);
     EXPECT_EQ(record.find("missing"), nullptr);
     EXPECT_EQ(record.integer("missing"), std::nullopt);
     EXPECT_EQ(record.data("d")->size(), 2u);
     EXPECT_EQ(record.date("t")->microseconds, 9);
+    EXPECT_EQ(record.real("r"), 1.5);
+    EXPECT_EQ(record.real("n"), std::nullopt);
+    EXPECT_EQ(record.real("missing"), std::nullopt);
 }
 
 TEST(Record, MergeKeepsWhatIsNotGiven)
