@@ -19,7 +19,7 @@ struct Program {
     const char* summary; ///< one line, without a full stop
     const char* details; ///< more; blank lines part paragraphs, and lines that begin with blanks are examples
     std::span<const Option> options;
-    std::span<const Values> files; ///< of the first name, the second ...; the last row is for all further ones
+    std::span<const Values> files; ///< of the first name, the second ...; a single row is for all names
     std::span<const StatusMeaning> statuses;
 };
 
