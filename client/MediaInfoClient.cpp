@@ -24,7 +24,7 @@ bool isMorePicture(std::string_view extension)
 
 std::string_view describingService(const Path& path)
 {
-    switch (MVMediaTypeReader::type(path)) {
+    switch (MVMediaTypeReader::knownType(path).value_or(MVMediaTypeUnknown)) {
     case MVMediaTypeMP3:
         return MP3ParserService;
     case MVMediaTypeM4A:

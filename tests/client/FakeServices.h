@@ -89,18 +89,20 @@ struct FakeEncoder final : MVAudioEncoderBase {
     {
         if (delegate)
             work(input.path(), *delegate);
-        return !input.path().text().starts_with("fail-");
+        return !asksForFailure(input.path());
     }
     void encodeOnThreadFileOutputFile(const OpenedFile& file, const SharedPlace&) override
     {
         workers.emplace_back([this, input = file.path(), listener = delegate] { work(input, *listener); });
     }
 
+    static bool asksForFailure(const Path& input) { return input.lastPathComponent().starts_with("fail-"); }
+
     void work(const Path& input, MVAudioEncoderDelegate& client)
     {
         auto job = client.delegateOfJob(*this);
         MVAudioEncoderDelegate& listener = *job;
-        if (input.text().starts_with("fail-")) {
+        if (asksForFailure(input)) {
             listener.encoderDidFailWithError(
                 *this, { std::string(MVAudioEncoderErrorDomain), input.text().back() - '0' });
             return;

@@ -1,0 +1,7 @@
+#include <mivo/Version.h>
+
+namespace mivo {
+
+const char* version() noexcept { return MIVO_VERSION; }
+
+} // namespace mivo

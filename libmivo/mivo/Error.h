@@ -1,0 +1,45 @@
+#pragma once
+
+#include <mivo/Export.h>
+
+#include <exception>
+#include <memory>
+#include <string>
+
+namespace mivo {
+
+class ErrorContent;
+
+/// Why a call failed. Every operation of the library throws this, and nothing else but std::bad_alloc and what a
+/// caller's own function throws. A file of which nothing is known is no error.
+class MIVO_API Error : public std::exception {
+public:
+    enum class Kind {
+        NoBus, ///< there is no session bus that answers
+        NoService, ///< nobody has the services' names, and starting the service failed or was not wanted
+        Lost, ///< bus or service went away before the answer; whether the work was done is not known
+        InvalidArgument, ///< a path, key or value that the service cannot take
+        TooLarge, ///< an answer or argument above the bus's limit of 32 MiB
+        JobFailed, ///< a job ended with the error code()
+        Busy, ///< the Client is in the midst of a call: of another thread, or of the one whose progress is told
+        Failed, ///< any other failure; name() may say more
+    };
+
+    Error(Kind kind, std::string text, std::string name = {}, int code = 0);
+    Error(const Error& other) noexcept;
+    Error& operator=(const Error& other) noexcept;
+    ~Error() override;
+
+    Kind kind() const noexcept;
+    /// A sentence for people, in UTF-8; never to be parsed.
+    const char* what() const noexcept override;
+    /// The name of the D-Bus error that the service answered with; empty where it was none.
+    const std::string& name() const noexcept;
+    /// A job's result code, or an errno; 0 where there is none.
+    int code() const noexcept;
+
+private:
+    std::shared_ptr<const ErrorContent> m_content;
+};
+
+} // namespace mivo
