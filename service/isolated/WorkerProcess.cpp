@@ -21,15 +21,12 @@ constexpr std::chrono::seconds BirthPatience { 10 };
 
 constexpr std::array Places { "mivo-worker", "../libexec/mivo/mivo-worker" };
 
-// The C library asks for the system's zone again and again, which a closed process cannot; for one with a name it does
-// not.
-constexpr const char* SystemZone = ":/etc/localtime";
-
-/// The local zone of this process, as a value of the variable TZ: a worker has no environment.
-std::string localZone()
+std::vector<std::string> wordsFor(const std::string& program, WorkerKind kind)
 {
-    const char* zone = std::getenv("TZ");
-    return zone ? zone : SystemZone;
+    WorkerSetup setup { .kind = kind };
+    if (const char* zone = std::getenv("TZ"))
+        setup.zone = zone;
+    return wordsOf(program, setup);
 }
 
 Error notUsable(std::string why) { return { Error::Kind::State, std::move(why) }; }
@@ -47,8 +44,7 @@ void logMissing(const std::string& sentence)
 Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(const std::string& program, WorkerKind kind)
 {
     MV_TRY(ends, Channel::makeEnds());
-    const std::vector<std::string> words { program, kind == WorkerKind::Media ? "media" : "light", localZone() };
-    MV_TRY(child, ChildProgram::start(words, std::move(ends.second)));
+    MV_TRY(child, ChildProgram::start(wordsFor(program, kind), std::move(ends.second)));
     Channel channel(std::move(ends.first), MaxWorkerMessageBytes);
     std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, std::move(channel), std::move(child)));
     MV_TRY_VOID(worker->awaitReady());

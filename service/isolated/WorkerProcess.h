@@ -2,15 +2,12 @@
 
 #include "process/Channel.h"
 #include "process/ChildProgram.h"
+#include "service/job/WorkerWords.h"
 
 #include <memory>
 #include <string>
 
 namespace mv {
-
-/// A light worker has our own readers and the picture libraries; a media worker has FFmpeg and libheif, too, which
-/// takes ten times as long to start and seven times the memory.
-enum class WorkerKind { Light, Media };
 
 /// A closed process that waits for jobs, as the host has it. Killed and waited for when it is destroyed. One thread at
 /// a time.

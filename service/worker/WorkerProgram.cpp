@@ -11,20 +11,17 @@
 #include "sandbox/Sandbox.h"
 #include "service/job/Messages.h"
 #include "service/job/RecordCode.h"
+#include "service/job/WorkerWords.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <malloc.h>
+#include <span>
 #include <string>
 
 namespace mv {
 
 namespace {
-
-// The kinds of workers: one that only reads with our own readers and picture libraries, and one with everything.
-constexpr const char* MediaKind = "media";
-constexpr const char* SystemZone = ":/etc/localtime";
 
 void initialiseAudioLibrary()
 {
@@ -35,19 +32,19 @@ void initialiseAudioLibrary()
 }
 
 /// The local zone stays what it is now: one that has a name is not looked up again, which would fail and give UTC.
-void keepZone(const char* zone)
+void keepZone(const std::string& zone)
 {
-    setenv("TZ", zone, 1);
+    setenv("TZ", zone.c_str(), 1);
     tzset();
 }
 
 /// What libraries load or open at their first use, which a closed process cannot do any more.
-void loadEverything(bool isMedia)
+void loadEverything(WorkerKind kind)
 {
     static_cast<void>(NSBundle::mainBundle().executablePath());
     static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
     initialiseAudioLibrary();
-    if (!isMedia)
+    if (kind == WorkerKind::Light)
         return forbidLateLoading();
     static_cast<void>(installedMovieBackend().hasVideoDecoder(0));
     static_cast<void>(installedAudioBackend());
@@ -57,14 +54,14 @@ void loadEverything(bool isMedia)
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 /// The sanitizers' library makes system calls of its own and maps terabytes. What it finds is more to a build with it
 /// than a closed process is; nobody installs one.
-Result<SandboxReport> closeProcess(bool, UnknownCall) { return SandboxReport {}; }
+Result<SandboxReport> closeProcess(WorkerKind, UnknownCall) { return SandboxReport {}; }
 #else
 constexpr Limits LightLimits { .memoryBytes = std::uint64_t { 512 } << 20, .cpuSeconds = 15, .descriptors = 32 };
 constexpr Limits MediaLimits { .memoryBytes = std::uint64_t { 3 } << 29, .cpuSeconds = 15, .descriptors = 32 };
 
-Result<SandboxReport> closeProcess(bool isMedia, UnknownCall unknown)
+Result<SandboxReport> closeProcess(WorkerKind kind, UnknownCall unknown)
 {
-    return closeSandbox(isMedia ? MediaLimits : LightLimits, unknown);
+    return closeSandbox(kind == WorkerKind::Media ? MediaLimits : LightLimits, unknown);
 }
 #endif
 
@@ -83,12 +80,12 @@ int runWorkerProgram(int count, char** words, const ServeJobs& serve, UnknownCal
 {
     constexpr int NotClosed = 3;
     constexpr int Failed = 1;
-    bool isMedia = count > 1 && std::strcmp(words[1], MediaKind) == 0;
+    const WorkerSetup setup = setupOf(std::span<const char* const>(words, static_cast<std::size_t>(count)));
     keepMemoryWarm();
-    keepZone(count > 2 ? words[2] : SystemZone);
+    keepZone(setup.zone);
     Channel channel { UniqueFd(ChildProgram::SocketDescriptor) };
-    loadEverything(isMedia);
-    auto closed = closeProcess(isMedia, unknown);
+    loadEverything(setup.kind);
+    auto closed = closeProcess(setup.kind, unknown);
     if (!closed) {
         static_cast<void>(channel.send(kindOf(Message::NotClosed), bytesOf(closed.error().text)));
         return NotClosed;

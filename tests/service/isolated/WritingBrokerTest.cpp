@@ -106,7 +106,7 @@ TEST_P(WritingBrokerTest, AFileWithSeveralNamesIsRewrittenInPlace)
 // The largest that a call can bring, to a worker with the least memory.
 TEST_P(WritingBrokerTest, ALargePictureIsWrittenAsHere)
 {
-    kind = "light";
+    kind = WorkerKind::Light;
     constexpr std::size_t Length = (std::size_t { 64 } << 20) - 1024;
     for (std::int32_t type : { MVMediaTypeMP3, MVMediaTypeM4A }) {
         bool isMp3 = type == MVMediaTypeMP3;

@@ -46,7 +46,7 @@ protected:
 
 TEST_P(WritingCorpus, TagsAreUpdatedAlike)
 {
-    kind = "light";
+    kind = WorkerKind::Light;
     for (const std::string& path : files()) {
         for (std::int32_t type : { MVMediaTypeMP3, MVMediaTypeM4A }) {
             scratch.copy(path, "here");

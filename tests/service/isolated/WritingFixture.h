@@ -86,7 +86,7 @@ protected:
     }
 
     WorkerSide side = WorkerSide::Closed;
-    const char* kind = "media";
+    WorkerKind kind = WorkerKind::Media;
     ScratchFolder scratch;
     LogCapture log;
     std::vector<std::string> lines; // of the worker, where it is a process

@@ -9,12 +9,12 @@ namespace mv::test {
 
 using namespace std::chrono_literals;
 
-WritingWorker::WritingWorker(WorkerSide side, const char* kind)
+WritingWorker::WritingWorker(WorkerSide side, WorkerKind kind)
     : WritingWorker(side, kind, std::move(*Channel::makeEnds()))
 {
 }
 
-WritingWorker::WritingWorker(WorkerSide side, const char* kind, std::pair<UniqueFd, UniqueFd> ends)
+WritingWorker::WritingWorker(WorkerSide side, WorkerKind kind, std::pair<UniqueFd, UniqueFd> ends)
     : m_channel(std::move(ends.first))
     , m_far(side == WorkerSide::Thread ? std::move(ends.second) : UniqueFd())
 {
@@ -23,7 +23,7 @@ WritingWorker::WritingWorker(WorkerSide side, const char* kind, std::pair<Unique
         return;
     }
     std::string program = buildPath(side == WorkerSide::Trapping ? "tests/trapping_worker" : "bin/mivo-worker");
-    m_program = std::move(*ChildProgram::start({ program, kind }, std::move(ends.second)));
+    m_program = std::move(*ChildProgram::start(wordsOf(program, { .kind = kind }), std::move(ends.second)));
     auto ready = m_channel.receive(Channel::Clock::now() + 60s);
     EXPECT_TRUE(ready && *ready && (*ready)->kind == kindOf(Message::Ready));
     EXPECT_TRUE(m_program->limitCpuTime(600s).ok());

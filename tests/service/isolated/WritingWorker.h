@@ -2,6 +2,7 @@
 
 #include "process/ChildProgram.h"
 #include "service/isolated/WritingBroker.h"
+#include "service/job/WorkerWords.h"
 
 #include <string>
 #include <thread>
@@ -19,8 +20,7 @@ enum class WorkerSide {
 /// A worker for one writing job, and the loop that its host runs.
 class WritingWorker {
 public:
-    /// `kind` is the program's word for what it has loaded.
-    WritingWorker(WorkerSide side, const char* kind);
+    WritingWorker(WorkerSide side, WorkerKind kind);
     ~WritingWorker();
     WritingWorker(const WritingWorker&) = delete;
     WritingWorker& operator=(const WritingWorker&) = delete;
@@ -31,7 +31,7 @@ public:
     const std::vector<std::string>& lines() const { return m_lines; }
 
 private:
-    WritingWorker(WorkerSide side, const char* kind, std::pair<UniqueFd, UniqueFd> ends);
+    WritingWorker(WorkerSide side, WorkerKind kind, std::pair<UniqueFd, UniqueFd> ends);
     void serve();
     Result<Frame> awaitFrame();
 

@@ -4,6 +4,7 @@
 #include "process/ChildProgram.h"
 #include "service/include/MVImageInfoBuilder.h"
 #include "service/job/Messages.h"
+#include "service/job/WorkerWords.h"
 #include "service/worker/ReadingRunner.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Instrumented.h"
@@ -54,7 +55,8 @@ private:
     explicit Worker(std::pair<UniqueFd, UniqueFd> ends)
         : m_channel(std::move(ends.first))
         , m_program(std::move(
-              *ChildProgram::start({ test::buildPath("tests/trapping_worker"), "media" }, std::move(ends.second))))
+              *ChildProgram::start(wordsOf(test::buildPath("tests/trapping_worker"), { .kind = WorkerKind::Media }),
+                  std::move(ends.second))))
     {
         auto ready = m_channel.receive(Channel::Clock::now() + 60s);
         if (!ready.ok() || !*ready)
