@@ -115,7 +115,7 @@ Result<void> WritingBroker::start()
 {
     int descriptor = m_job.file.descriptor();
     if (m_job.file.content() && descriptor < 0)
-        return Error { Error::Kind::State, "the input is no file" };
+        return Error { Error::Kind::Unsupported, "its input is no file" };
     MV_TRY_VOID(send(Message::WritingJob, encodeWritingJob(m_job), descriptor));
     m_job.record = {};
     // A replacement closes the content by a thread of its own where nobody else holds it.
@@ -307,6 +307,7 @@ Result<void> WritingBroker::failed(const Request& request)
         return outOfTurn("a failure");
     m_isTold = true;
     m_hasFailed = true;
+    m_written.reset();
     m_parts.listener->failed(request.number);
     return reply({});
 }
@@ -316,6 +317,7 @@ Result<void> WritingBroker::ended(const Request&)
     if (!m_hasStarted || m_isTold || m_isStopped)
         return outOfTurn("an end");
     m_isTold = true;
+    m_written.reset();
     m_parts.listener->ended();
     return reply({});
 }
@@ -339,6 +341,7 @@ WritingBroker::Trace WritingBroker::trace() const
 WritingAnswer WritingBroker::answerOfDeath()
 {
     m_output.reset();
+    m_written.reset();
     switch (m_job.operation) {
     case Operation::UpdateTag:
         return m_job.file.exists();

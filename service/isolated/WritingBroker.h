@@ -106,7 +106,9 @@ private:
 
     Made m_made = Made::Nothing;
     std::unique_ptr<OutputFile> m_output; // while it is being made
-    UniqueFd m_written; // what the worker writes into, to be watched
+    // What the worker writes into, to be watched. Closed before a listener hears of the end: who reads a pipe at the
+    // other side waits for that.
+    UniqueFd m_written;
 
     bool m_hasStarted = false;
     bool m_isStopped = false;

@@ -137,6 +137,49 @@ TEST_F(HostileWorkerTest, NothingComesAfterAStop)
     EXPECT_EQ(delegate.percents.size(), 1u);
 }
 
+/// Counts the descriptors of a file that this process has when it is told that an encoding is over.
+class WatchfulListener final : public EncodingListener {
+public:
+    explicit WatchfulListener(std::string path)
+        : m_path(std::move(path))
+    {
+    }
+    void started() override { EXPECT_EQ(descriptors(), 1); }
+    bool shouldStop() override { return false; }
+    void progress(float) override { }
+    void failed(std::int32_t) override { atTheEnd = descriptors(); }
+    void ended() override { atTheEnd = descriptors(); }
+
+    int atTheEnd = -1;
+
+private:
+    int descriptors() const
+    {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            count += std::filesystem::read_symlink(entry.path(), gone) == m_path;
+        }
+        return count;
+    }
+
+    std::string m_path;
+};
+
+// Who reads a pipe that is encoded into waits for its end, which comes when nobody can write any more.
+TEST_F(HostileWorkerTest, TheOutputIsClosedBeforeAnybodyHearsOfTheEnd)
+{
+    const Script begun { request(Kind::OpenOutputInPlace), request(Kind::Started) };
+    for (const Sent& last : { request(Kind::Ended), request(Kind::Failed, 6), answer(true) }) {
+        WatchfulListener watching(output);
+        told = &watching;
+        Script script = begun;
+        script.push_back(last);
+        EXPECT_FALSE(talk(Operation::EncodeMp3, script).ok());
+        EXPECT_EQ(watching.atTheEnd, 0);
+    }
+}
+
 TEST_F(HostileWorkerTest, QuestionsHaveAnEnd)
 {
     for (Kind kind : { Kind::OutputAttributes, Kind::CanHoldOutput })

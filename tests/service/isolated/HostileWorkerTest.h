@@ -57,7 +57,7 @@ protected:
         WritingBroker broker(channel, { .operation = operation, .file = file->opened() },
             { .file = isTag ? file.get() : nullptr,
                 .place = isTag ? nullptr : place.get(),
-                .listener = operation == WritingOperation::EncodeMp3 ? &listener : nullptr,
+                .listener = operation == WritingOperation::EncodeMp3 ? told : nullptr,
                 .delegate = hasDelegate && !isTag ? &delegate : nullptr },
             await);
         EXPECT_TRUE(broker.start().ok());
@@ -110,6 +110,7 @@ protected:
     std::string input = scratch.write("in", "0123456789");
     std::string output = scratch.file("out");
     NotingListener listener;
+    EncodingListener* told = &listener; ///< or whoever listens in its place
     NotingDelegate delegate;
     bool hasDelegate = true;
     bool hasServed = false;
