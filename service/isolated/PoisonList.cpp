@@ -1,6 +1,7 @@
 #include "service/isolated/PoisonList.h"
 
-#include <algorithm>
+#include <functional>
+#include <iterator>
 
 namespace mv {
 
@@ -10,33 +11,56 @@ constexpr int EnoughWeight = 2;
 
 } // namespace
 
-const PoisonList::Entry* PoisonList::find(const FileDeed& deed, Clock::time_point now) const
+std::size_t PoisonList::DeedHash::operator()(const FileDeed& deed) const
 {
-    auto entry = std::ranges::find_if(
-        m_entries, [&](const Entry& each) { return each.deed == deed && now - each.at < Memory; });
-    return entry == m_entries.end() ? nullptr : &*entry;
+    constexpr std::size_t Factor = 1'000'003;
+    // A file that was written again is another one, so the inode and the time tell nearly all apart.
+    std::size_t hash = std::hash<ino_t> {}(deed.file.inode);
+    hash = hash * Factor ^ std::hash<std::int64_t> {}(deed.modified.microseconds);
+    return hash * Factor ^ static_cast<std::size_t>(deed.operation);
+}
+
+void PoisonList::forgetOldest()
+{
+    m_places.erase(m_entries.front().deed);
+    m_entries.pop_front();
+}
+
+void PoisonList::forgetOld(Clock::time_point now)
+{
+    while (!m_entries.empty() && now - m_entries.front().at >= Memory)
+        forgetOldest();
 }
 
 void PoisonList::remember(const FileDeed& deed, Death death, Clock::time_point now)
 {
     MutexLock hold(m_lock);
+    forgetOld(now);
     int weight = death == Death::Crash ? EnoughWeight : 1;
-    if (const Entry* known = find(deed, now)) {
-        Entry& entry = m_entries[static_cast<std::size_t>(known - m_entries.data())];
-        entry = { deed, now, entry.weight + weight };
+    if (auto known = m_places.find(deed); known != m_places.end()) {
+        Entries::iterator entry = known->second;
+        entry->at = now;
+        entry->weight += weight;
+        m_entries.splice(m_entries.end(), m_entries, entry);
         return;
     }
-    if (m_entries.size() < MaxEntries)
-        return m_entries.push_back({ deed, now, weight });
-    m_entries[m_next] = { deed, now, weight };
-    m_next = (m_next + 1) % MaxEntries;
+    if (m_entries.size() == MaxEntries)
+        forgetOldest();
+    m_entries.push_back({ deed, now, weight });
+    m_places.emplace(deed, std::prev(m_entries.end()));
 }
 
 bool PoisonList::isPoison(const FileDeed& deed, Clock::time_point now) const
 {
     MutexLock hold(m_lock);
-    const Entry* entry = find(deed, now);
-    return entry && entry->weight >= EnoughWeight;
+    auto known = m_places.find(deed);
+    return known != m_places.end() && now - known->second->at < Memory && known->second->weight >= EnoughWeight;
+}
+
+std::size_t PoisonList::size() const
+{
+    MutexLock hold(m_lock);
+    return m_entries.size();
 }
 
 } // namespace mv

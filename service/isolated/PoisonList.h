@@ -4,8 +4,9 @@
 #include "system/Mutex.h"
 
 #include <chrono>
-#include <optional>
-#include <vector>
+#include <cstddef>
+#include <list>
+#include <unordered_map>
 
 namespace mv {
 
@@ -33,8 +34,10 @@ public:
         Deadline, ///< two are: the machine may have been busy
     };
 
+    /// Forgets what is older than Memory, too.
     void remember(const FileDeed& deed, Death death, Clock::time_point now = Clock::now()) MV_EXCLUDES(m_lock);
     bool isPoison(const FileDeed& deed, Clock::time_point now = Clock::now()) const MV_EXCLUDES(m_lock);
+    std::size_t size() const MV_EXCLUDES(m_lock);
 
 private:
     struct Entry {
@@ -42,12 +45,17 @@ private:
         Clock::time_point at;
         int weight = 0;
     };
+    using Entries = std::list<Entry>;
+    struct DeedHash {
+        std::size_t operator()(const FileDeed& deed) const;
+    };
 
-    const Entry* find(const FileDeed& deed, Clock::time_point now) const MV_REQUIRES(m_lock);
+    void forgetOldest() MV_REQUIRES(m_lock);
+    void forgetOld(Clock::time_point now) MV_REQUIRES(m_lock);
 
     mutable Mutex m_lock;
-    std::vector<Entry> m_entries MV_GUARDED_BY(m_lock);
-    std::size_t m_next MV_GUARDED_BY(m_lock) = 0; // the oldest, once there is no more room
+    Entries m_entries MV_GUARDED_BY(m_lock); // the oldest first
+    std::unordered_map<FileDeed, Entries::iterator, DeedHash> m_places MV_GUARDED_BY(m_lock);
 };
 
 } // namespace mv

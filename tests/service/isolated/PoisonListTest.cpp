@@ -69,5 +69,22 @@ TEST(PoisonListTest, TheOldestGoWhenThereAreTooMany)
     EXPECT_TRUE(list.isPoison(deedOf(PoisonList::MaxEntries + 10), Now));
 }
 
+TEST(PoisonListTest, WhatIsForgottenTakesNoRoom)
+{
+    PoisonList list;
+    for (ino_t inode = 1; inode <= 100; ++inode)
+        list.remember(deedOf(inode), Death::Crash, Now + std::chrono::seconds(inode));
+    EXPECT_EQ(list.size(), 100u);
+    // What ended another worker meanwhile counts from then.
+    list.remember(deedOf(1), Death::Crash, Now + 200s);
+    list.remember(deedOf(101), Death::Crash, Now + 50s + PoisonList::Memory);
+    EXPECT_EQ(list.size(), 52u);
+    EXPECT_TRUE(list.isPoison(deedOf(1), Now + 50s + PoisonList::Memory));
+    EXPECT_FALSE(list.isPoison(deedOf(50), Now));
+    EXPECT_TRUE(list.isPoison(deedOf(51), Now));
+    list.remember(deedOf(102), Death::Crash, Now + 24h);
+    EXPECT_EQ(list.size(), 1u);
+}
+
 } // namespace
 } // namespace mv
