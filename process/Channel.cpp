@@ -95,7 +95,7 @@ Result<void> Channel::send(
     std::uint8_t kind, ByteView payload, std::span<const int> descriptors, Clock::time_point deadline)
 {
     if (payload.size() > MaxPayloadBytes || descriptors.size() > MaxDescriptors)
-        return Error { Error::Kind::Limit, "a message is too long" };
+        return Error { Error::Kind::Unsupported, "a message is too long to be sent" };
     Bytes header;
     ByteWriter writer(header);
     writer.u32le(static_cast<std::uint32_t>(payload.size()));

@@ -42,7 +42,8 @@ public:
     /// Two ends; both are closed where another program is started.
     static Result<std::pair<UniqueFd, UniqueFd>> makeEnds();
 
-    /// The descriptors are copied to the other process; the caller keeps its own. Limit for more than there may be.
+    /// The descriptors are copied to the other process; the caller keeps its own. Unsupported for more than there may
+    /// be: then nothing was sent.
     Result<void> send(std::uint8_t kind, ByteView payload, std::span<const int> descriptors = {},
         Clock::time_point deadline = NoDeadline);
     /// Nothing when the other side has closed its end between two frames. Limit for a payload that is too long, State

@@ -106,6 +106,9 @@ WorkerDeath JobTalk::endOf(const Error& failure)
         return { "it did not answer in time", PoisonList::Death::Deadline };
     case Error::Kind::Io:
         return deathOf(end);
+    case Error::Kind::Unsupported:
+        // The host's own affair.
+        return { failure.text, std::nullopt };
     default:
         return { "it sent " + failure.text, PoisonList::Death::Crash };
     }

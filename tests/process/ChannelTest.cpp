@@ -170,9 +170,11 @@ TEST_F(ChannelTest, SendingToWhoHasEndedIsAnErrorAndNoSignal)
 
 TEST_F(ChannelTest, WhatIsTooLongIsNotSent)
 {
-    EXPECT_EQ(there.send(1, Bytes(Channel::MaxPayloadBytes + 1)).error().kind, Error::Kind::Limit);
+    EXPECT_EQ(there.send(1, Bytes(Channel::MaxPayloadBytes + 1)).error().kind, Error::Kind::Unsupported);
     const int five[5] = {};
-    EXPECT_EQ(there.send(1, {}, five).error().kind, Error::Kind::Limit);
+    EXPECT_EQ(there.send(1, {}, five).error().kind, Error::Kind::Unsupported);
+    ASSERT_TRUE(there.send(2, {}));
+    EXPECT_EQ((*here.receive())->kind, 2);
 }
 
 } // namespace

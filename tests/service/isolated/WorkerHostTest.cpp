@@ -48,6 +48,33 @@ TEST_F(WorkerHostTest, AnAnswerThatIsTooLargeIsALimitAndCostsNoWorker)
     EXPECT_EQ(loan->calls, 2);
 }
 
+TEST_F(WorkerHostTest, AnEndIsTheFilesFaultOrNobodys)
+{
+    struct Row {
+        Error::Kind failure;
+        std::optional<PoisonList::Death> blame;
+    };
+    for (Row row : { Row { Error::Kind::State, PoisonList::Death::Deadline },
+             Row { Error::Kind::Format, PoisonList::Death::Crash },
+             Row { Error::Kind::Limit, PoisonList::Death::Crash }, Row { Error::Kind::Unsupported, std::nullopt } }) {
+        auto worker = WorkerProcess::start(test::buildPath("bin/mivo-worker"), WorkerKind::Light);
+        ASSERT_TRUE(worker.ok());
+        WorkerDeath death = JobTalk(**worker).endOf({ row.failure, "so it was" });
+        EXPECT_EQ(death.blame, row.blame) << static_cast<int>(row.failure);
+        EXPECT_TRUE((*worker)->program().end());
+    }
+}
+
+// Nothing was sent, so no worker did anything.
+TEST_F(WorkerHostTest, AnInputThatIsNoFileIsNotTheFilesFault)
+{
+    auto ends = std::move(*Channel::makeEnds());
+    Channel channel(std::move(ends.first));
+    OpenedFile file(Path("/a.mp3"), Error { Error::Kind::NotFound, "none" }, sourceOfBytes({ 1, 2, 3 }));
+    WritingBroker broker(channel, { .operation = WritingOperation::UpdateTag, .file = file }, {}, {});
+    EXPECT_EQ(broker.start().error().kind, Error::Kind::Unsupported);
+}
+
 TEST_F(WorkerHostTest, AWorkerThatIsNotClosedGetsNoFile)
 {
     EXPECT_THAT(whyNone("filter"), HasSubstr("could not close itself: the filter of system calls"));
