@@ -1,5 +1,6 @@
 #include "process/ChildProgram.h"
 
+#include "process/Starter.h"
 #include "system/SystemError.h"
 
 #include <algorithm>
@@ -7,9 +8,11 @@
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
+#include <functional>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -74,6 +77,17 @@ void keepEnds()
         std::signal(SIGCHLD, SIG_DFL);
 }
 
+/// Zero, or the errno that no thread is to be had with.
+int runByStarter(const std::function<void()>& work)
+{
+    try {
+        Starter::ofProcess().run(work);
+    } catch (const std::system_error& problem) {
+        return problem.code().value();
+    }
+    return 0;
+}
+
 std::chrono::milliseconds processorTime(clockid_t clock)
 {
     timespec time {};
@@ -103,9 +117,14 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& words, 
     if (!code)
         code = preparation.resetSignals();
     pid_t child = -1;
-    if (!code)
-        code = posix_spawn(
+    int started = 0;
+    auto start = [&] {
+        started = posix_spawn(
             &child, arguments[0], preparation.actions(), preparation.attributes(), arguments.data(), environment);
+    };
+    if (!code)
+        code = runByStarter(start);
+    code = code ? code : started;
     if (code)
         return systemError(code, "cannot start " + words.front());
     return ChildProgram(child);

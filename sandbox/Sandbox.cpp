@@ -5,6 +5,7 @@
 #include "sandbox/Landlock.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -37,6 +38,14 @@ Result<void> checkSingleThread()
     return {};
 }
 
+/// Nobody would end, or hold to a limit, what goes on behind the end of its parent.
+Result<void> endWithParent()
+{
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) != 0)
+        return failure("end with the parent");
+    return {};
+}
+
 Result<void> giveUpPrivileges()
 {
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
@@ -62,6 +71,7 @@ Result<void> selfTest(int descriptor)
 
 Result<SandboxReport> closeSandbox(const Limits& limits, UnknownCall unknown)
 {
+    MV_TRY_VOID(endWithParent());
     MV_TRY_VOID(applyLimits(limits));
     MV_TRY_VOID(checkSingleThread());
     // A pipe is nobody's but this process's: the test of its mode can harm nobody.

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <ctime>
+#include <optional>
+#include <thread>
 
 // What the service still holds after its work: no descriptor, process or zombie more than before.
 
@@ -72,6 +75,41 @@ TEST_F(Leftovers, AKilledServiceLeavesNoWorkers)
     EXPECT_GE(workers.size(), 2u);
     kill(m_service.pid(), SIGKILL);
     EXPECT_TRUE(test::eventually([&] { return std::all_of(workers.begin(), workers.end(), hasEnded); }));
+}
+
+/// Half a second of the processor, which no birth takes.
+bool hasWorkedLong(pid_t process)
+{
+    clockid_t clock {};
+    timespec used {};
+    return clock_getcpuclockid(process, &clock) == 0 && clock_gettime(clock, &used) == 0
+        && (used.tv_sec > 0 || used.tv_nsec >= 500'000'000);
+}
+
+class LeftoversOfASpinningWorker : public test::FaultyService { };
+
+// It has all the time of a job that converts, and does not care whether anybody waits.
+TEST_F(LeftoversOfASpinningWorker, AKilledServiceLeavesNone)
+{
+    test::Attempt attempt("convert-from", "hang-at-job");
+    std::thread caller([&attempt] {
+        test::BusClient client;
+        attempt.named(client);
+    });
+    std::optional<pid_t> spinning;
+    EXPECT_TRUE(test::eventually([&] {
+        std::vector<pid_t> workers = test::childrenOf(m_service.pid());
+        auto found = std::find_if(workers.begin(), workers.end(), hasWorkedLong);
+        if (found != workers.end())
+            spinning = *found;
+        return spinning.has_value();
+    }));
+    kill(m_service.pid(), SIGKILL);
+    caller.join();
+    ASSERT_TRUE(spinning);
+    EXPECT_TRUE(test::eventually([&] { return hasEnded(*spinning); }));
+    if (!hasEnded(*spinning))
+        kill(*spinning, SIGKILL);
 }
 
 class LeftoversOfDeaths : public test::FaultyService, public testing::WithParamInterface<const char*> { };

@@ -8,7 +8,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 namespace mv {
@@ -99,6 +101,19 @@ TEST(ChildProgram, IsKilledAndWaitedForWithItsOwner)
     }
     EXPECT_EQ(::kill(process, 0), -1);
     EXPECT_EQ(errno, ESRCH);
+}
+
+// The system means the thread that a program was started by.
+TEST(ChildProgram, OneThatEndsWithItsParentOutlivesTheThreadThatStartedIt)
+{
+    std::optional<Started> started;
+    std::thread([&] {
+        started = shell("exec setpriv --pdeathsig KILL /bin/sh -c 'echo x >&3; read line <&3; exit 5'");
+    }).join();
+    char word[2] {};
+    EXPECT_EQ(recv(started->socket.get(), word, sizeof word, MSG_WAITALL), 2);
+    EXPECT_EQ(send(started->socket.get(), "\n", 1, 0), 1);
+    EXPECT_EQ(started->program.wait().exitStatus, 5);
 }
 
 TEST(ChildProgram, TimeIsLimitedFromWhereItIs)
