@@ -14,14 +14,6 @@ namespace mv {
 
 namespace {
 
-BusMessage newReply(sd_bus_message* request)
-{
-    sd_bus_message* reply = nullptr;
-    if (int code = sd_bus_message_new_method_return(request, &reply); code < 0)
-        throw BusError(BusErrorFailed, std::strerror(-code));
-    return BusMessage(reply);
-}
-
 /// Null when the object has no method of that name.
 const sd_bus_vtable* findMethod(const ServedObject& object, std::string_view name)
 {
@@ -40,6 +32,14 @@ int fail(sd_bus_error* error, const std::string& name, const std::string& messag
 }
 
 } // namespace
+
+BusMessage newReply(sd_bus_message* request)
+{
+    sd_bus_message* reply = nullptr;
+    if (int code = sd_bus_message_new_method_return(request, &reply); code < 0)
+        throw BusError(BusErrorFailed, std::strerror(-code));
+    return BusMessage(reply);
+}
 
 Call::Call(sd_bus_message* request, ObjectHost& host)
     : m_request(request)
@@ -60,6 +60,17 @@ void Call::send()
 {
     if (int code = sd_bus_send(nullptr, m_reply.get(), nullptr); code < 0)
         NSLog("cannot answer %s: %s", sd_bus_message_get_member(m_request), std::strerror(-code));
+}
+
+CallNumber Call::keepOpen(std::function<void()> dropped)
+{
+    m_isKeptOpen = true;
+    return m_host.keepOpen(m_request, std::move(dropped));
+}
+
+CallNumber ObjectHost::keepOpen(sd_bus_message*, std::function<void()>)
+{
+    throw BusError(BusErrorNotSupported, "nothing is answered later here");
 }
 
 int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots)
@@ -158,7 +169,8 @@ int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* erro
         Call call(request, *object.host);
         CallOfThread current(call);
         operation(object, call);
-        call.send();
+        if (!call.isKeptOpen())
+            call.send();
         return 1;
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/BusHandle.h"
+#include "bus/OpenCalls.h"
 #include "bus/Wire.h"
 
 #include <memory>
@@ -26,10 +27,16 @@ public:
     /// The host of the object that was called.
     ObjectHost& host() { return m_host; }
 
+    /// The answer comes after the operation has ended, by ObjectHost::answer. `dropped` is called on the serving thread
+    /// when the client leaves the bus before that. 0 when it has left already, and nobody wants an answer any more.
+    CallNumber keepOpen(std::function<void()> dropped);
+    bool isKeptOpen() const { return m_isKeptOpen; }
+
     void send();
 
 private:
     sd_bus_message* m_request;
+    bool m_isKeptOpen = false;
     ObjectHost& m_host;
     WireReader m_arguments;
     BusMessage m_reply;
@@ -51,6 +58,8 @@ class ServedObject {
 public:
     virtual ~ServedObject() = default;
     virtual std::span<const ServedInterface> interfaces() const = 0;
+    /// Where a service serves it when it is the root object.
+    virtual const char* rootPath() const { return "/"; }
 
     /// Where the object is served; set by the host while it is.
     ObjectHost* host = nullptr;
@@ -67,11 +76,19 @@ public:
     virtual void withdraw(ServedObject&) { }
     /// The object that is served for clients at a path, or null.
     virtual ServedObject* objectAt(const std::string& /*path*/) const { return nullptr; }
+    /// Keeps a request for a later answer: see Call::keepOpen.
+    virtual CallNumber keepOpen(sd_bus_message* request, std::function<void()> dropped);
+    /// Answers a call that was kept open; nothing where its client has left. From any thread: `pack` runs on the
+    /// serving thread.
+    virtual void answer(CallNumber /*call*/, PackAnswer /*pack*/) { }
 };
 
 /// Serves the object's interfaces at a path of the host's connection for as long as the slots live. Zero, or a negative
 /// error number.
 int serveAt(ObjectHost& host, const char* path, ServedObject& object, std::vector<BusSlot>& slots);
+
+/// An answer to the call, without anything in it. Throws BusError.
+BusMessage newReply(sd_bus_message* request);
 
 /// To be called while an exception is handled, of whatever kind: makes it the error that answers a call. Returns
 /// sd-bus's handler result.

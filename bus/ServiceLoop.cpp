@@ -45,7 +45,7 @@ Result<std::unique_ptr<ServiceLoop>> ServiceLoop::publish(
     if (!bus)
         return failure("there is no session bus to publish " + busName + " on", -bus.error().code);
     std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(*bus), busName, std::move(root)));
-    int code = serveAt(*loop, "/", *loop->m_root, loop->m_rootSlots);
+    int code = serveAt(*loop, loop->m_root->rootPath(), *loop->m_root, loop->m_rootSlots);
     if (code >= 0)
         code = sd_bus_request_name(loop->bus(), busName.c_str(), 0);
     if (code == -EEXIST)
@@ -63,7 +63,13 @@ ServiceLoop::ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<Ser
 {
 }
 
-ServiceLoop::~ServiceLoop() { stop(); }
+ServiceLoop::~ServiceLoop()
+{
+    stop();
+    // Threads of its own may answer calls up to its end.
+    m_rootSlots.clear();
+    m_root.reset();
+}
 
 void ServiceLoop::start(std::function<void()> onBusDeath)
 {
@@ -93,10 +99,12 @@ void ServiceLoop::run()
         // Calls that came before the name was given up are answered, so that no client of a restart loses one.
         sd_bus_release_name(bus(), m_busName.c_str());
         processPending();
+        finishOpenCalls();
         sd_bus_flush(bus());
     } else if (m_onBusDeath) {
         m_onBusDeath();
     }
+    m_openCalls.dropAll();
     m_clientWatches.clear();
     m_clientObjects.clear();
     setThreadServingBus(nullptr);
@@ -111,6 +119,14 @@ bool ServiceLoop::processPending()
         runPosted();
     }
     return code == 0;
+}
+
+bool ServiceLoop::finishOpenCalls()
+{
+    bool alive = true;
+    while (alive && !m_openCalls.isEmpty())
+        alive = wait() && processPending();
+    return alive;
 }
 
 bool ServiceLoop::wait()
@@ -180,6 +196,17 @@ void ServiceLoop::withdraw(ServedObject& object)
     }
 }
 
+CallNumber ServiceLoop::keepOpen(sd_bus_message* request, std::function<void()> dropped)
+{
+    const char* client = sd_bus_message_get_sender(request);
+    return client && watchClient(client) ? m_openCalls.add(request, std::move(dropped)) : 0;
+}
+
+void ServiceLoop::answer(CallNumber call, PackAnswer pack)
+{
+    post([this, call, pack = std::move(pack)] { m_openCalls.answer(call, pack); });
+}
+
 ServedObject* ServiceLoop::objectAt(const std::string& path) const
 {
     auto entry = m_clientObjects.find(path);
@@ -218,6 +245,7 @@ int ServiceLoop::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_er
 void ServiceLoop::clientLeft(const std::string& client)
 {
     std::erase_if(m_clientObjects, [&](const auto& entry) { return entry.second.client == client; });
+    m_openCalls.drop(client);
     m_clientWatches.erase(client);
 }
 
@@ -230,7 +258,7 @@ void ServiceLoop::removeObject(const std::string& path)
     m_clientObjects.erase(entry);
     bool last = std::none_of(m_clientObjects.begin(), m_clientObjects.end(),
         [&](const auto& other) { return other.second.client == client; });
-    if (last)
+    if (last && !m_openCalls.has(client))
         m_clientWatches.erase(client);
 }
 

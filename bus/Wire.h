@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/Core/Handle.h"
 #include "Base/Core/Path.h"
 #include "Base/Media/Record.h"
 
@@ -8,6 +9,7 @@
 #include <string>
 #include <systemd/sd-bus.h>
 #include <utility>
+#include <vector>
 
 namespace mv {
 
@@ -27,8 +29,15 @@ public:
     std::string string();
     bool boolean();
     std::int32_t integer();
+    std::uint32_t unsignedInteger();
     double real();
     std::string objectPath();
+    /// h: a descriptor of the caller's own, of the file that the sender has opened.
+    UniqueFd handle();
+    /// as
+    std::vector<std::string> strings();
+    /// Whatever has that signature is left out.
+    void skip(const std::string& signature);
     /// s, of which the empty one is a nil path.
     Path path();
     /// A structure of two doubles.
@@ -74,8 +83,34 @@ public:
     WireWriter& string(std::string_view text);
     WireWriter& boolean(bool value);
     WireWriter& integer(std::int32_t value);
+    WireWriter& unsignedInteger(std::uint32_t value);
+    WireWriter& longInteger(std::int64_t value);
+    WireWriter& unsignedLongInteger(std::uint64_t value);
     WireWriter& real(double value);
     WireWriter& objectPath(const std::string& path);
+    /// h: the descriptor is copied.
+    WireWriter& handle(int descriptor);
+    /// An array of `contents`, which `fill` puts in.
+    template <class Fill> WireWriter& list(const char* contents, const Fill& fill)
+    {
+        open('a', contents);
+        fill();
+        close();
+        return *this;
+    }
+    /// An entry of a{sv}, whose value `fill` puts in.
+    template <class Fill> WireWriter& entry(std::string_view key, const char* signature, const Fill& fill)
+    {
+        open('e', "sv");
+        string(key);
+        open('v', signature);
+        fill();
+        close();
+        close();
+        return *this;
+    }
+    /// Bytes of content up to here, as they count against WireMaxBytes.
+    std::size_t written() const { return m_bytes; }
     WireWriter& path(const Path& path) { return string(path.text()); }
     WireWriter& realPair(double first, double second);
     WireWriter& stringAndInteger(std::string_view text, std::int32_t number);

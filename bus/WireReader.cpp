@@ -2,6 +2,9 @@
 #include "bus/BusError.h"
 #include "bus/Wire.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <limits>
 #include <utility>
 
@@ -60,9 +63,36 @@ bool WireReader::boolean() { return read<int>('b') != 0; }
 
 std::int32_t WireReader::integer() { return read<std::int32_t>('i'); }
 
+std::uint32_t WireReader::unsignedInteger() { return read<std::uint32_t>('u'); }
+
 double WireReader::real() { return read<double>('d'); }
 
 std::string WireReader::objectPath() { return read<const char*>('o'); }
+
+UniqueFd WireReader::handle()
+{
+    // The message keeps its own.
+    UniqueFd copy(fcntl(read<int>('h'), F_DUPFD_CLOEXEC, 0));
+    if (!copy)
+        throw BusError(BusErrorLimitsExceeded, formatText("no descriptor can be had: %s", std::strerror(errno)));
+    return copy;
+}
+
+std::vector<std::string> WireReader::strings()
+{
+    std::vector<std::string> list;
+    enter('a', "s");
+    while (!atEnd())
+        list.push_back(string());
+    leave();
+    return list;
+}
+
+void WireReader::skip(const std::string& signature)
+{
+    if (sd_bus_message_skip(m_message, signature.c_str()) < 0)
+        failArguments(signature.c_str());
+}
 
 Path WireReader::path()
 {
@@ -178,8 +208,7 @@ Value WireReader::value(const std::string& signature)
         if (form.signature == signature)
             return form.read(*this);
     }
-    if (sd_bus_message_skip(m_message, signature.c_str()) < 0)
-        failArguments(signature.c_str());
+    skip(signature);
     return OtherKind {};
 }
 

@@ -3,6 +3,8 @@
 #include "bus/BusError.h"
 #include "bus/Wire.h"
 
+#include <algorithm>
+
 namespace mv {
 
 namespace {
@@ -20,8 +22,15 @@ std::size_t noncharacterLength(std::string_view text)
     return endsFirstPlane || isReserved ? 3 : 0;
 }
 
+bool isPlain(std::string_view text)
+{
+    return std::ranges::all_of(text, [](char c) { return static_cast<signed char>(c) > 0; });
+}
+
 std::string cleaned(std::string_view text)
 {
+    if (isPlain(text))
+        return std::string(text);
     constexpr std::string_view Replacement = "\xEF\xBF\xBD";
     std::string valid = isValidUtf8(text) ? std::string(text) : cleanedUtf8(text);
     std::string_view rest = valid;
@@ -90,6 +99,30 @@ WireWriter& WireWriter::boolean(bool value)
 WireWriter& WireWriter::integer(std::int32_t value)
 {
     basic('i', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::unsignedInteger(std::uint32_t value)
+{
+    basic('u', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::longInteger(std::int64_t value)
+{
+    basic('x', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::unsignedLongInteger(std::uint64_t value)
+{
+    basic('t', &value);
+    return *this;
+}
+
+WireWriter& WireWriter::handle(int descriptor)
+{
+    basic('h', &descriptor);
     return *this;
 }
 

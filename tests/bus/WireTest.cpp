@@ -4,6 +4,7 @@
 #include "bus/BusHandle.h"
 #include "tests/support/PrivateBus.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -77,6 +78,54 @@ TEST_F(Wire, OneElementIsTheValue)
     EXPECT_EQ(in.optionalRecord(), Record {}) << "an empty record is not nil";
     EXPECT_EQ(in.optionalString(), "");
     EXPECT_EQ(in.optionalDate(), Date { 9 });
+}
+
+TEST_F(Wire, EntriesOfOtherKindsRoundTrip)
+{
+    BusMessage out = message();
+    WireWriter writer(out.get());
+    writer.list("{sv}", [&] {
+        writer.entry("words", "as", [&] { writer.list("s", [&] { writer.string("a").string("b"); }); });
+        writer.entry("number", "u", [&] { writer.unsignedInteger(4'000'000'000); });
+        writer.entry("left out", "(tx)", [&] {
+            sd_bus_message_open_container(out.get(), 'r', "tx");
+            writer.unsignedLongInteger(1).longInteger(-1);
+            sd_bus_message_close_container(out.get());
+        });
+    });
+    EXPECT_EQ(signature(out), "a{sv}");
+    seal(out);
+    WireReader in(out.get());
+    std::vector<std::string> words;
+    std::uint32_t number = 0;
+    in.entries([&](const std::string& key, const std::string& valueSignature) {
+        if (key == "words")
+            words = in.strings();
+        else if (key == "number")
+            number = in.unsignedInteger();
+        else
+            in.skip(valueSignature);
+    });
+    EXPECT_EQ(words, (std::vector<std::string> { "a", "b" }));
+    EXPECT_EQ(number, 4'000'000'000u);
+}
+
+TEST_F(Wire, AHandleIsACopyThatNoOtherProgramInherits)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    BusMessage out = message();
+    WireWriter(out.get()).handle(ends[0]);
+    close(ends[0]);
+    seal(out);
+    UniqueFd copy = WireReader(out.get()).handle();
+    out.reset();
+    EXPECT_EQ(write(ends[1], "x", 1), 1);
+    close(ends[1]);
+    char got = 0;
+    EXPECT_EQ(read(copy.get(), &got, 1), 1);
+    EXPECT_EQ(got, 'x');
+    EXPECT_EQ(fcntl(copy.get(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(Wire, TwoElementsAreNeitherNilNorAValue)
