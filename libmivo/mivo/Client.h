@@ -81,7 +81,7 @@ public:
     /// knows.
     std::optional<Record> describe(const std::string& path, Describer describer = Describer::ByName);
 
-    /// A picture's thumbnail that fits into a rectangle, in pixels, on a white canvas of that size: keys of
+    /// A picture's thumbnail that fits into a rectangle, in pixels; what is clear in it is white: keys of
     /// mivo::keys::thumbnail. Nothing where the file is no picture that can be read.
     std::optional<Record> thumbnail(const std::string& path, double maximumWidth, double maximumHeight);
 

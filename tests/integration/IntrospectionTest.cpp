@@ -1,3 +1,4 @@
+#include "tests/support/Introspection.h"
 #include "tests/integration/RunningService.h"
 #include "tests/support/Places.h"
 
@@ -36,7 +37,7 @@ std::map<std::string, std::string> interfacesIn(const std::string& document)
 std::string documented(const std::string& interface)
 {
     Bytes file = test::readFile(test::sourcePath("service/include/dbus/" + interface + ".xml"));
-    return interfacesIn(std::string(charsOf(file)))[interface];
+    return interfacesIn(test::withoutDocumentation(std::string(charsOf(file))))[interface];
 }
 
 using Introspection = test::RunningService;
