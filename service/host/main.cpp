@@ -1,3 +1,4 @@
+#include "Base/Core/NSLog.h"
 #include "bus/ServedObject.h"
 #include "service/host/Announcement.h"
 #include "service/host/CommandLine.h"
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <malloc.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -36,7 +38,7 @@ void leaveAfterGrace(int status)
 } // namespace
 
 int main(int count, char** words)
-{
+try {
     using namespace mv;
     // A log that nobody reads any more ends nothing.
     std::signal(SIGPIPE, SIG_IGN);
@@ -62,4 +64,8 @@ int main(int count, char** words)
     _exit(status);
 #endif
     return status;
+} catch (const std::system_error& problem) {
+    // Each name is served by a thread of its own.
+    mv::NSLog("a thread is needed and not to be had: %s", problem.what());
+    _exit(mv::ExitNotPublished);
 }

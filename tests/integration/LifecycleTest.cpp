@@ -1,6 +1,7 @@
 #include "tests/integration/RunningService.h"
 #include "tests/support/Places.h"
 
+#include <gmock/gmock.h>
 #include <regex>
 #include <set>
 #include <sys/prctl.h>
@@ -153,6 +154,19 @@ TEST(LifecycleStart, WithoutABusItSaysSoAndQuits)
     EXPECT_NE(service.log().find("failed to register Mivo AV Parser"), std::string::npos);
     EXPECT_NE(service.log().find("there is no session bus"), std::string::npos) << service.log();
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+// With room for no thread but its first one, as a user: root has all the room there is.
+TEST(LifecycleStart, WithoutRoomForThreadsItSaysSoAndQuits)
+{
+    const std::string service = test::shellQuoted(test::buildPath("bin/mivo-mediad"));
+    const std::string lowered = getuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+    if (test::run(lowered + "test -x " + service) != 0)
+        GTEST_SKIP() << "a user does not reach the build folder";
+    std::string said
+        = test::outputOf(lowered + "dbus-run-session -- prlimit --nproc=1 " + service + " 2>&1; echo status $?");
+    EXPECT_THAT(said, testing::HasSubstr("a thread is needed and not to be had: Resource temporarily unavailable"));
+    EXPECT_THAT(said, testing::EndsWith("status 1\n"));
 }
 
 TEST(LifecycleStart, ALogThatNobodyReadsStopsNothing)

@@ -75,6 +75,20 @@ TEST_F(WorkerHostTest, AnInputThatIsNoFileIsNotTheFilesFault)
     EXPECT_EQ(broker.start().error().kind, Error::Kind::Unsupported);
 }
 
+// As after an upgrade that has moved it.
+TEST_F(WorkerHostTest, AProgramThatIsGoneIsNamed)
+{
+    WorkerHost host("/nowhere/mivo-worker");
+    try {
+        host.read(thumbnail(32));
+        FAIL();
+    } catch (const WorkersUnavailable& none) {
+        EXPECT_STREQ(none.what(),
+            "nothing can be read, as no worker can be had: cannot start /nowhere/mivo-worker: No such file or "
+            "directory");
+    }
+}
+
 TEST_F(WorkerHostTest, AWorkerThatIsNotClosedGetsNoFile)
 {
     EXPECT_THAT(whyNone("filter"), HasSubstr("could not close itself: the filter of system calls"));
