@@ -127,6 +127,8 @@ ExitStatus run(const Arguments& arguments)
         return ExitStatus::NoService;
     std::vector<SheetCard> cards;
     ExitStatus status = collectCards(files, { folder, arguments.has("as-stored") }, cards);
+    if (cards.empty() && !files.empty())
+        return worse(status, failed(pageName, "is not written, as no file could be described"));
     std::string html = sheetPage(arguments.value("title", folder.filename().native()), cards);
     if (auto written = page->write(bytesOf(html)); !written)
         return worse(status, failed(pageName, written.error().text));
@@ -147,7 +149,8 @@ const Command sheetCommand {
     .synopsis = "[OPTION...] FOLDER OUT.html",
     .summary = "Make one page with thumbnails and facts of a folder's media files",
     .details = "The folders below are searched too. The page needs no other file and opens in any browser. Files that\n"
-               "cannot be described are named on standard error and left out. A page that is there is replaced.",
+               "cannot be described are named on standard error and left out. A page that is there is replaced, but\n"
+               "not where no file could be described.",
     .options = Options,
     .files = Files,
     .minimumFiles = 2,

@@ -128,5 +128,20 @@ TEST_F(ToolOnBus, ASheetOfAFolder)
     EXPECT_THAT(tool("sheet /no/folder x.html").err, HasSubstr("/no/folder: is no folder"));
 }
 
+TEST_F(ToolOnBus, ASheetOfNothingReplacesNone)
+{
+    std::string page = m_logs.write("page.html", std::string_view("an older page"));
+    std::string broken = m_folder.write("broken.png", std::string_view("no picture"));
+    Outcome sheet = tool("sheet " + m_folder.path() + " " + page);
+    EXPECT_EQ(sheet.status, 1);
+    EXPECT_EQ(sheet.err,
+        "mivo sheet: " + broken + ": is no file that the service can describe\nmivo sheet: " + page
+            + ": is not written, as no file could be described\n");
+    EXPECT_EQ(text("page.html"), "an older page");
+    test::run("rm " + broken);
+    EXPECT_EQ(tool("sheet " + m_folder.path() + " " + page).status, 0);
+    EXPECT_THAT(text("page.html"), HasSubstr("0 files")) << "a folder without any is no failure";
+}
+
 } // namespace
 } // namespace mv::cli
