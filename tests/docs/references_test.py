@@ -198,6 +198,11 @@ class Links(unittest.TestCase):
                 if target and not target.startswith("http"):
                     self.assertTrue((page.parent / target).exists(), f"{page.name}: {target}")
 
+    def test_the_index_names_every_page(self):
+        index = source("docs/README.md")
+        for page in ROOT.glob("docs/*.md"):
+            self.assertTrue(page.name == "README.md" or f"({page.name})" in index, page.name)
+
     def test_anchors_are_headings(self):
         for page in [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md")]:
             for target, anchor in re.findall(r"\]\(([^)#]*)#([^)]*)\)", page.read_text()):

@@ -80,5 +80,15 @@ class ManualPages(unittest.TestCase):
             self.assertIn(f"{status} {meaning[0].upper()}{meaning[1:]}.", text)
 
 
+class Metainfo(unittest.TestCase):
+    @unittest.skipUnless(shutil.which("appstreamcli"), "appstreamcli is not installed")
+    def test_is_valid(self):
+        found = list(OUT.parent.glob("*.metainfo.xml"))
+        self.assertEqual(len(found), 1)
+        answer = run("appstreamcli", "validate", "--pedantic", "--no-net", found[0])
+        self.assertEqual(answer.returncode, 0, answer.stdout)
+        self.assertNotRegex(answer.stdout, r"(?m)^[EW]:")
+
+
 if __name__ == "__main__":
     unittest.main()
