@@ -48,7 +48,7 @@ public:
             code = posix_spawn_file_actions_addclosefrom_np(&m_actions, ChildProgram::SocketDescriptor + 1);
         return code;
     }
-    int resetSignals()
+    int separateSignals()
     {
         sigset_t none;
         sigset_t all;
@@ -57,7 +57,9 @@ public:
         int code = posix_spawnattr_setsigmask(&m_attributes, &none);
         if (!code)
             code = posix_spawnattr_setsigdefault(&m_attributes, &all);
-        return code ? code : posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        // In a process group of its own: Ctrl-C is for whoever started it, who tells it what to do.
+        constexpr short Flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP;
+        return code ? code : posix_spawnattr_setflags(&m_attributes, Flags);
     }
 
     const posix_spawn_file_actions_t* actions() const { return &m_actions; }
@@ -115,7 +117,7 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& words, 
     Preparation preparation;
     int code = preparation.leaveOnly(socket.get());
     if (!code)
-        code = preparation.resetSignals();
+        code = preparation.separateSignals();
     pid_t child = -1;
     int started = 0;
     auto start = [&] {

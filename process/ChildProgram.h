@@ -20,9 +20,10 @@ struct ProgramEnd {
 };
 
 /// A program that was started with nothing of this process but one socket: no environment, /dev/null as standard
-/// input, output and error, no other descriptor, no blocked or ignored signals. Its end is waited for, at the latest
-/// by the destructor, which kills it before: no zombie is left. Its parent is a thread that lives as long as this
-/// process, whoever starts it: one that asks the system for its parent's end has that of the process.
+/// input, output and error, no other descriptor, no blocked or ignored signals, and none from the terminal. Its end is
+/// waited for, at the latest by the destructor, which kills it before: no zombie is left. Its parent is a thread that
+/// lives as long as this process, whoever starts it: one that asks the system for its parent's end has that of the
+/// process.
 class ChildProgram {
 public:
     /// Where the program finds its socket.

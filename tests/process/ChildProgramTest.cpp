@@ -74,6 +74,13 @@ TEST(ChildProgram, SignalsAreAsAProgramExpectsThem)
     std::signal(SIGPIPE, before);
 }
 
+TEST(ChildProgram, AnInterruptionFromTheTerminalIsNotForIt)
+{
+    Started started = shell("read line; exit 3");
+    EXPECT_EQ(getpgid(started.program.processId()), started.program.processId());
+    EXPECT_NE(getpgid(0), started.program.processId());
+}
+
 TEST(ChildProgram, ItsEndIsKnownWhereEndsWereIgnored)
 {
     auto before = std::signal(SIGCHLD, SIG_IGN);
