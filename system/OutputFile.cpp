@@ -81,7 +81,10 @@ Result<std::unique_ptr<OutputFile>> HiddenFile::create(const Path& target)
     UniqueFd folder(open(directory.empty() ? "." : directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!folder)
         return systemError(errno, "cannot open the folder");
-    UniqueFd content(openat(folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, NewFileMode));
+    // A nameless file gets its name through a folder that a sandbox may not have.
+    UniqueFd content;
+    if (access("/proc/self/fd", X_OK) == 0)
+        content.reset(openat(folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, NewFileMode));
     std::string hiddenName;
     if (!content && (errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT)) {
         // No nameless files here.

@@ -1,7 +1,9 @@
 #include "Base/Core/NSBundle.h"
 
 #include <climits>
+#include <cstdlib>
 #include <mutex>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 namespace mv {
@@ -15,7 +17,11 @@ Path runningExecutable()
 {
     char buffer[PATH_MAX];
     ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
-    return length > 0 ? Path(std::string(buffer, static_cast<std::size_t>(length))) : Path("");
+    if (length > 0)
+        return std::string(buffer, static_cast<std::size_t>(length));
+    // A sandbox may show no processes. The system also keeps the name that the program was started by.
+    const auto* name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    return name && realpath(name, buffer) ? Path(buffer) : Path("");
 }
 
 } // namespace
