@@ -36,6 +36,8 @@ public:
     virtual Picture frameAt(MovieTime time, PixelSize size) = 0;
     /// The first frame that decodes.
     virtual Picture firstFrame(PixelSize size) = 0;
+    /// The cover that the container carries, as it is encoded; NotFound where there is none.
+    virtual Result<Bytes> attachedPicture() { return Error { Error::Kind::NotFound, "no picture is attached" }; }
 };
 
 /// What movies need done by FFmpeg. This class itself stands in when FFmpeg is missing: it opens nothing.

@@ -116,4 +116,12 @@ std::optional<NSImage> FileMovie::posterImage()
     return imageOf(m_backend->firstFrame(m_description.naturalSize));
 }
 
+std::optional<NSImage> FileMovie::attachedImage()
+{
+    if (!opened())
+        return std::nullopt;
+    auto picture = m_backend->attachedPicture();
+    return picture ? NSImage::initWithData(std::move(*picture)) : std::nullopt;
+}
+
 } // namespace mv

@@ -22,6 +22,7 @@ public:
     std::vector<QTTrack> tracks() const override { return m_description.tracks; }
     std::optional<NSImage> frameImageAtTime(QTTime time) override;
     std::optional<NSImage> posterImage() override;
+    std::optional<NSImage> attachedImage() override;
 
 private:
     explicit FileMovie(std::chrono::milliseconds deadline)

@@ -54,6 +54,8 @@ public:
     virtual std::optional<NSImage> frameImageAtTime(QTTime time) = 0;
     /// The first frame that can be decoded; nothing when there is none.
     virtual std::optional<NSImage> posterImage() = 0;
+    /// The cover that the file carries beside its tracks; nothing when there is none, or none that is a picture.
+    virtual std::optional<NSImage> attachedImage() { return std::nullopt; }
 
     /// The attribute when it is of kind T.
     template <class T> std::optional<T> attribute(std::string_view key) const

@@ -78,4 +78,16 @@ BackendMovie::Picture FfmpegMovie::firstFrame(PixelSize size)
     return picture(m_grabber->firstFrame(), size);
 }
 
+/// The first one: containers with several put the front cover there.
+Result<Bytes> FfmpegMovie::attachedPicture()
+{
+    const AVFormatContext& context = m_input->context();
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVPacket& packet = context.streams[i]->attached_pic;
+        if (isCoverArt(*context.streams[i]) && packet.size > 0)
+            return Bytes(packet.data, packet.data + packet.size);
+    }
+    return BackendMovie::attachedPicture();
+}
+
 } // namespace mv

@@ -14,6 +14,7 @@ public:
     const MovieDescription& description() const override { return m_description; }
     Picture frameAt(MovieTime time, PixelSize size) override;
     Picture firstFrame(PixelSize size) override;
+    Result<Bytes> attachedPicture() override;
 
 private:
     explicit FfmpegMovie(std::unique_ptr<MediaInput> input)

@@ -13,9 +13,9 @@
 
 namespace mv {
 
-namespace {
-
 bool isCoverArt(const AVStream& stream) { return stream.disposition & AV_DISPOSITION_ATTACHED_PIC; }
+
+namespace {
 
 bool isPictures(const AVStream& stream)
 {

@@ -17,6 +17,9 @@ std::int64_t lengthOf(const AVFormatContext& context);
 /// The video stream whose pictures are the movie's: the first enabled one, else the first; null without one.
 AVStream* pictureStream(AVFormatContext& context);
 
+/// Whether it is a cover that the file carries, and not pictures that are shown in time.
+bool isCoverArt(const AVStream& stream);
+
 /// How the pictures of a stream are turned to be shown.
 Orientation orientationOf(const AVStream& stream);
 

@@ -3,6 +3,7 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "Base/Media/TiffForm.h"
+#include "service/include/Preview.h"
 
 #include <algorithm>
 #include <array>
@@ -79,6 +80,15 @@ constexpr std::array RenderedColumns {
     Column { kRenderingProblem, Kind::Text },
 };
 
+constexpr std::array PreviewColumns {
+    Column { kPreviewPicture, Kind::Picture },
+    Column { kPreviewSourceWidth, Kind::Integer },
+    Column { kPreviewSourceHeight, Kind::Integer },
+    Column { kPreviewSeconds, Kind::Real },
+    Column { kPreviewProblem, Kind::Text },
+    Column { kPreviewIsMissing, Kind::Flag },
+};
+
 constexpr std::array PodcastColumns {
     Column { kMediaTagPodcastEpisodeId, Kind::Text },
     Column { kMediaTagPodcastChannelUrl, Kind::Text },
@@ -91,6 +101,8 @@ std::span<const Column> columnsOf(ReadingOperation operation)
         return ThumbnailColumns;
     case ReadingOperation::RenderPicture:
         return RenderedColumns;
+    case ReadingOperation::Preview:
+        return PreviewColumns;
     case ReadingOperation::PodcastInfo:
         return PodcastColumns;
     default:

@@ -29,14 +29,15 @@ enum class ReadingOperation : std::uint8_t {
     HasAppleLossless,
     RenderPicture,
     DumpTags,
+    Preview,
 };
-inline constexpr ReadingOperation LastReadingOperation = ReadingOperation::DumpTags;
+inline constexpr ReadingOperation LastReadingOperation = ReadingOperation::Preview;
 
 /// One call: the operation, the file, and what else it takes.
 struct ReadingJob {
     ReadingOperation operation {};
     OpenedFile file;
-    FloatSize maximum {}; ///< of a thumbnail
+    FloatSize maximum {}; ///< of a thumbnail; a preview has its width on both sides
     int debugLevel = 0; ///< the process that runs the job has no settings of its own
     PictureRendering rendering {}; ///< of RenderPicture
 };

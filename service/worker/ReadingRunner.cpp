@@ -7,10 +7,13 @@
 #include "service/parsers/MP3Parser.h"
 #include "service/parsers/MP4Parser.h"
 #include "service/parsers/MVBasicAudioParser.h"
+#include "service/parsers/Preview.h"
 #include "service/parsers/QuickTimeAVParser.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/worker/TagDumping.h"
+
+#include <algorithm>
 
 namespace mv {
 
@@ -41,6 +44,8 @@ ReadingAnswer answerOf(const ReadingJob& job)
         return renderPicture(job.file, job.rendering);
     case ReadingOperation::DumpTags:
         return dumpTags(job.file);
+    case ReadingOperation::Preview:
+        return makePreview(job.file, static_cast<int>(std::clamp(job.maximum.width, 1.0F, float { MaxPreviewSide })));
     }
     return std::optional<Record>();
 }

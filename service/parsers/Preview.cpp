@@ -1,0 +1,229 @@
+#include "service/parsers/Preview.h"
+
+#include "Base/Core/Text.h"
+#include "Base/Media/TiffForm.h"
+#include "exif/PictureOrientation.h"
+#include "id3/MpegFrameReader.h"
+#include "id3/TagReader.h"
+#include "id3/V23Form.h"
+#include "movies/IsoMovie.h"
+#include "mp4/mp4.h"
+#include "service/parsers/ThumbnailTime.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace mv {
+
+namespace {
+
+/// Width and height so that the larger one is `side`, or as they are where they are not larger.
+std::pair<int, int> fittedSize(int width, int height, int side)
+{
+    int longer = std::max(width, height);
+    if (longer <= side)
+        return { width, height };
+    auto shrunk = [&](int length) {
+        std::int64_t doubled = std::int64_t { 2 } * length * side;
+        return static_cast<int>(std::max<std::int64_t>(1, (doubled + longer) / (std::int64_t { 2 } * longer)));
+    };
+    return { shrunk(width), shrunk(height) };
+}
+
+struct Scaled {
+    Bitmap bitmap;
+    int sourceWidth = 0;
+    int sourceHeight = 0;
+};
+
+/// The largest of the picture's representations. A page of a file may be a small copy of another.
+Result<Scaled> scaledTo(const NSImage& image, Orientation orientation, int side)
+{
+    auto stored = image.bestRepresentationForDevice();
+    int width = stored ? stored->pixelsWide() : 0;
+    int height = stored ? stored->pixelsHigh() : 0;
+    if (width < 1 || height < 1)
+        return Error { Error::Kind::Format, "the picture has no pixels" };
+    auto [newWidth, newHeight] = fittedSize(width, height, side);
+    MV_TRY(bitmap, stored->scaledTo(newWidth, newHeight));
+    if (orientation.swapsSides)
+        std::swap(width, height);
+    return Scaled { turned(std::move(bitmap), orientation), width, height };
+}
+
+Record recordOf(const Scaled& scaled)
+{
+    const Bitmap& bitmap = scaled.bitmap;
+    return Record { { kPreviewPicture, tiffOfPixels({ bitmap.width, bitmap.height, bitmap.pixels }) },
+        { kPreviewSourceWidth, std::int32_t { scaled.sourceWidth } },
+        { kPreviewSourceHeight, std::int32_t { scaled.sourceHeight } } };
+}
+
+Record withoutPixels(const Error& problem) { return Record { { kPreviewProblem, cleanedUtf8(problem.text) } }; }
+Record withoutPicture() { return Record { { kPreviewIsMissing, true } }; }
+
+std::optional<Record> ofPicture(const SharedSource& content, const NSImage& image, int side)
+{
+    auto scaled = scaledTo(image, orientationOf(*content), side);
+    return scaled ? recordOf(*scaled) : withoutPixels(scaled.error());
+}
+
+/// Of a cover, which may be a photo that lies on its side; nothing where it cannot be drawn.
+std::optional<Record> ofCover(ByteView encoded, int side)
+{
+    auto image = NSImage::initWithData(Bytes(encoded.begin(), encoded.end()));
+    if (!image)
+        return std::nullopt;
+    auto scaled = scaledTo(*image, orientationOf(MemorySource(encoded)), side);
+    return scaled ? std::optional(recordOf(*scaled)) : std::nullopt;
+}
+
+/// The pictures of ID3 tags, the best one first.
+std::vector<ByteView> picturesIn(const TagSet& tags)
+{
+    constexpr std::uint8_t FrontCover = 3;
+    std::vector<PictureParts> found;
+    for (const Id3v2Tag& tag : tags.countingTags()) {
+        for (const TagFrame& frame : tag.frames()) {
+            auto parts = frame.id == "APIC" ? splitPicture(frame.storedId, frame.body) : std::nullopt;
+            if (parts && !parts->data.empty())
+                found.push_back(*parts);
+        }
+    }
+    std::reverse(found.begin(), found.end());
+    std::stable_partition(
+        found.begin(), found.end(), [](const PictureParts& parts) { return parts.pictureType == FrontCover; });
+    std::vector<ByteView> pictures;
+    for (const PictureParts& parts : found)
+        pictures.push_back(parts.data);
+    return pictures;
+}
+
+/// Of a file with ID3 tags, and of MPEG audio, with tags or without. Nothing for others, and where no cover can be
+/// drawn of what may be another kind of file behind a tag.
+std::optional<Record> ofMpegAudio(const ByteSource& content, int side)
+{
+    auto tags = readTags(content);
+    if (!tags)
+        return std::nullopt;
+    for (ByteView picture : picturesIn(*tags)) {
+        if (auto record = ofCover(picture, side))
+            return record;
+    }
+    bool isAudio = MpegFrameReader::read(content, tags->audioBegin, tags->audioEnd).has_value();
+    return isAudio ? std::optional(withoutPicture()) : std::nullopt;
+}
+
+std::optional<Record> ofIsoCover(const OpenedFile& file, int side)
+{
+    auto movie = MP4Read(file.content());
+    if (!movie.ok())
+        return std::nullopt;
+    MP4Tags tags = MP4TagsAlloc();
+    MP4TagsFetch(tags, *movie);
+    for (const MP4TagArtwork& artwork : tags.artwork) {
+        if (auto record = ofCover(artwork.data, side))
+            return record;
+    }
+    return std::nullopt;
+}
+
+/// A frame that shows nothing, as films fade in from black.
+bool isOfOneColour(const Bitmap& bitmap)
+{
+    constexpr int Noise = 24;
+    constexpr std::size_t Channels = 4;
+    std::array<std::uint8_t, 3> least { 255, 255, 255 };
+    std::array<std::uint8_t, 3> most {};
+    for (std::size_t i = 0; i < bitmap.pixels.size(); i += Channels) {
+        for (std::size_t j = 0; j < least.size(); ++j) {
+            least[j] = std::min(least[j], bitmap.pixels[i + j]);
+            most[j] = std::max(most[j], bitmap.pixels[i + j]);
+        }
+    }
+    for (std::size_t j = 0; j < least.size(); ++j) {
+        if (most[j] - least[j] > Noise)
+            return false;
+    }
+    return true;
+}
+
+/// The first frame that shows something, else the first one at all.
+std::optional<Scaled> frameOf(QTMovie& movie, double duration, int side)
+{
+    const std::array times { thumbnailTime(duration), duration / 3, duration * 2 / 3 };
+    std::optional<Scaled> first;
+    for (double time : times) {
+        auto image = movie.frameImageAtTime(QTMakeTimeWithTimeInterval(time));
+        if (!image && !first)
+            image = movie.posterImage();
+        auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
+        if (!scaled)
+            continue;
+        if (!isOfOneColour(scaled->bitmap))
+            return std::move(*scaled);
+        if (!first)
+            first = std::move(*scaled);
+    }
+    return first;
+}
+
+/// Of a cover that the container holds beside its tracks, or of its chapters' first picture.
+std::optional<Record> ofAttached(QTMovie& movie, int side)
+{
+    auto image = movie.attachedImage();
+    auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no cover" });
+    return scaled ? std::optional(recordOf(*scaled)) : std::nullopt;
+}
+
+std::optional<Record> ofFrame(QTMovie& movie, int side)
+{
+    double duration = 0;
+    bool isLengthKnown = QTGetTimeInterval(movie.duration(), &duration) && duration > 0;
+    auto frame = frameOf(movie, duration, side);
+    if (!frame)
+        return std::nullopt;
+    Record record = recordOf(*frame);
+    if (isLengthKnown)
+        record.set(kPreviewSeconds, duration);
+    return record;
+}
+
+std::optional<Record> ofMovie(const OpenedFile& file, int side, QTKit& toolkit)
+{
+    if (!toolkit.canInitWithFile(file))
+        return std::nullopt;
+    auto movie = toolkit.initWithFile(file);
+    if (!movie)
+        return std::nullopt;
+    // The covers of ISO media were asked for before.
+    bool mayHaveCover = !beginsLikeIsoMedia(**file.content());
+    if (auto cover = mayHaveCover ? ofAttached(**movie, side) : std::nullopt)
+        return cover;
+    if ((*movie)->attribute<bool>(QTMovieHasVideoAttribute).value_or(false)) {
+        if (auto frame = ofFrame(**movie, side))
+            return frame;
+        auto chapter = ofAttached(**movie, side);
+        return chapter ? chapter : withoutPixels({ Error::Kind::Format, "no frame of the video can be decoded" });
+    }
+    bool hasAudio = (*movie)->attribute<bool>(QTMovieHasAudioAttribute).value_or(false);
+    return hasAudio ? std::optional(withoutPicture()) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<Record> makePreview(const OpenedFile& file, int side, QTKit& toolkit)
+{
+    if (!file.content())
+        return std::nullopt;
+    const SharedSource& content = *file.content();
+    if (auto image = NSImage::initWithContentsOfFile(file))
+        return ofPicture(content, *image, side);
+    bool isIso = beginsLikeIsoMedia(*content);
+    if (auto record = isIso ? ofIsoCover(file, side) : ofMpegAudio(*content, side))
+        return record;
+    return ofMovie(file, side, toolkit);
+}
+
+} // namespace mv
