@@ -4,8 +4,8 @@
 #include "cli/JsonText.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
-#include "cli/WorkerAccess.h"
 #include "mp4/Tags.h"
+#include "service/isolated/WorkerAccess.h"
 
 namespace mv::cli {
 

@@ -2,7 +2,7 @@
 
 #include "Base/Media/TiffForm.h"
 #include "cli/Terminal.h"
-#include "cli/WorkerAccess.h"
+#include "service/isolated/WorkerAccess.h"
 
 namespace mv::cli {
 

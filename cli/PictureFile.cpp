@@ -1,9 +1,9 @@
 #include "cli/PictureFile.h"
 
-#include "Base/Core/ByteReader.h"
 #include "Base/Core/Handle.h"
 #include "cli/JsonText.h"
 #include "cli/PictureDecoding.h"
+#include "thumbnailer/PngFile.h"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <jpeglib.h>
-#include <zlib.h>
 
 namespace mv::cli {
 
@@ -20,33 +19,6 @@ namespace {
 constexpr int JpegQuality = 85;
 constexpr std::size_t Channels = 4;
 constexpr std::size_t JpegChannels = 3;
-// PNG's filter that stores the difference to the pixel on the left.
-constexpr std::uint8_t SubFilter = 1;
-
-void chunk(Bytes& png, std::string_view name, ByteView body)
-{
-    ByteWriter writer(png);
-    writer.u32be(static_cast<std::uint32_t>(body.size()));
-    std::size_t start = png.size();
-    writer.text(name);
-    writer.bytes(body);
-    writer.u32be(static_cast<std::uint32_t>(crc32(0, png.data() + start, static_cast<uInt>(png.size() - start))));
-}
-
-Bytes filteredRows(const Bitmap& bitmap)
-{
-    std::size_t rowBytes = static_cast<std::size_t>(bitmap.width) * Channels;
-    Bytes rows;
-    rows.reserve((rowBytes + 1) * static_cast<std::size_t>(bitmap.height));
-    for (std::size_t start = 0; start < bitmap.pixels.size(); start += rowBytes) {
-        rows.push_back(SubFilter);
-        for (std::size_t i = 0; i < rowBytes; ++i) {
-            std::uint8_t left = i < Channels ? std::uint8_t { 0 } : bitmap.pixels[start + i - Channels];
-            rows.push_back(static_cast<std::uint8_t>(bitmap.pixels[start + i] - left));
-        }
-    }
-    return rows;
-}
 
 struct JpegFailure {
     jpeg_error_mgr manager; // first, so that the library's pointer to it is one to this
@@ -108,25 +80,6 @@ Bitmap flattened(Bitmap bitmap, Color background)
         bitmap.pixels[i + 3] = 255;
     }
     return bitmap;
-}
-
-Bytes pngOf(const Bitmap& bitmap)
-{
-    Bytes png { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n' };
-    Bytes header;
-    ByteWriter writer(header);
-    writer.u32be(static_cast<std::uint32_t>(bitmap.width));
-    writer.u32be(static_cast<std::uint32_t>(bitmap.height));
-    // 8 bits a channel, red, green, blue and alpha, not interlaced.
-    writer.bytes(Bytes { 8, 6, 0, 0, 0 });
-    chunk(png, "IHDR", header);
-    Bytes rows = filteredRows(bitmap);
-    Bytes packed(compressBound(rows.size()));
-    uLongf packedSize = packed.size();
-    compress(packed.data(), &packedSize, rows.data(), rows.size());
-    chunk(png, "IDAT", ByteView(packed).first(packedSize));
-    chunk(png, "IEND", {});
-    return png;
 }
 
 Result<Bytes> jpegOf(const Bitmap& bitmap)

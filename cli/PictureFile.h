@@ -11,7 +11,6 @@ namespace mv::cli {
 /// The picture over a background of one colour, without transparency.
 Bitmap flattened(Bitmap bitmap, Color background);
 
-Bytes pngOf(const Bitmap& bitmap);
 /// Quality 85; transparency is lost (see flattened).
 Result<Bytes> jpegOf(const Bitmap& bitmap);
 

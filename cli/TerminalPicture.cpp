@@ -5,6 +5,7 @@
 #include "cli/Interruption.h"
 #include "cli/JsonText.h"
 #include "cli/PictureFile.h"
+#include "thumbnailer/PngFile.h"
 
 #include <algorithm>
 #include <chafa.h>

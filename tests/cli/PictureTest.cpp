@@ -5,6 +5,7 @@
 #include "cli/TerminalPicture.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Instrumented.h"
+#include "thumbnailer/PngFile.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -5,6 +5,7 @@
 #include "cli/PictureFile.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Scratch.h"
+#include "thumbnailer/PngFile.h"
 
 #include <gtest/gtest.h>
 

@@ -17,7 +17,9 @@ SANITIZERS = "libasan libtsan libubsan liblsan".split()
 MAY = {
     "mivo-mediad": ["libsystemd", "libplist-2.0"],
     # It writes JPEG pictures and compressed PNG, shows pictures on terminals, and carries tags from song to song.
-    "mivo": ["libsystemd", "libplist-2.0", "libjpeg", "libz", "libchafa", "libglib-2.0", "libtag"],
+    "mivo": ["libsystemd", "libplist-2.0", "libjpeg", "libz", "libchafa", "libglib-2.0", "libtag", "libmd"],
+    # It writes compressed PNG, and names thumbnails.
+    "mivo-thumbnailer": ["libz", "libmd", "libplist-2.0"],
 }
 # And what nothing that it asks for may bring along.
 READS_MEDIA = re.compile(

@@ -1,9 +1,9 @@
-#include "cli/WorkerAccess.h"
+#include "service/isolated/WorkerAccess.h"
 
 #include "Base/Core/NSException.h"
 #include "service/isolated/WorkerHost.h"
 
-namespace mv::cli {
+namespace mv {
 
 namespace {
 
@@ -26,4 +26,4 @@ Result<std::optional<ReadingAnswer>> askWorker(ReadingJob job)
     }
 }
 
-} // namespace mv::cli
+} // namespace mv

@@ -1,0 +1,111 @@
+#include "thumbnailer/PngFile.h"
+
+#include "Base/Core/ByteReader.h"
+
+#include <zlib.h>
+
+namespace mv {
+
+namespace {
+
+constexpr std::string_view Signature { "\x89PNG\r\n\x1a\n", 8 };
+constexpr std::size_t Channels = 4;
+constexpr std::size_t OpaqueChannels = 3;
+// PNG's filter that stores the difference to the pixel on the left.
+constexpr std::uint8_t SubFilter = 1;
+
+void chunk(Bytes& png, std::string_view name, ByteView body)
+{
+    ByteWriter writer(png);
+    writer.u32be(static_cast<std::uint32_t>(body.size()));
+    std::size_t start = png.size();
+    writer.text(name);
+    writer.bytes(body);
+    writer.u32be(static_cast<std::uint32_t>(crc32(0, png.data() + start, static_cast<uInt>(png.size() - start))));
+}
+
+bool isOpaque(const Bitmap& bitmap)
+{
+    for (std::size_t i = Channels - 1; i < bitmap.pixels.size(); i += Channels) {
+        if (bitmap.pixels[i] != 255)
+            return false;
+    }
+    return true;
+}
+
+Bytes filteredRows(const Bitmap& bitmap, std::size_t channels)
+{
+    std::size_t rowBytes = static_cast<std::size_t>(bitmap.width) * Channels;
+    Bytes rows;
+    rows.reserve((rowBytes + 1) * static_cast<std::size_t>(bitmap.height));
+    for (std::size_t start = 0; start < bitmap.pixels.size(); start += rowBytes) {
+        rows.push_back(SubFilter);
+        for (std::size_t i = 0; i < rowBytes; i += Channels) {
+            for (std::size_t j = i; j < i + channels; ++j) {
+                std::uint8_t left = i == 0 ? std::uint8_t { 0 } : bitmap.pixels[start + j - Channels];
+                rows.push_back(static_cast<std::uint8_t>(bitmap.pixels[start + j] - left));
+            }
+        }
+    }
+    return rows;
+}
+
+Bytes headerOf(const Bitmap& bitmap, bool opaque)
+{
+    constexpr std::uint8_t Rgb = 2;
+    constexpr std::uint8_t Rgba = 6;
+    Bytes header;
+    ByteWriter writer(header);
+    writer.u32be(static_cast<std::uint32_t>(bitmap.width));
+    writer.u32be(static_cast<std::uint32_t>(bitmap.height));
+    // 8 bits a channel, not interlaced.
+    writer.bytes(Bytes { 8, opaque ? Rgb : Rgba, 0, 0, 0 });
+    return header;
+}
+
+void addTexts(Bytes& png, const PngTexts& texts)
+{
+    for (const auto& [key, text] : texts) {
+        std::string body = key + '\0' + text;
+        chunk(png, "tEXt", bytesOf(body));
+    }
+}
+
+} // namespace
+
+Bytes pngOf(const Bitmap& bitmap, const PngTexts& texts)
+{
+    bool opaque = isOpaque(bitmap);
+    Bytes png;
+    ByteWriter(png).text(Signature);
+    chunk(png, "IHDR", headerOf(bitmap, opaque));
+    addTexts(png, texts);
+    Bytes rows = filteredRows(bitmap, opaque ? OpaqueChannels : Channels);
+    Bytes packed(compressBound(rows.size()));
+    uLongf packedSize = packed.size();
+    compress(packed.data(), &packedSize, rows.data(), rows.size());
+    chunk(png, "IDAT", ByteView(packed).first(packedSize));
+    chunk(png, "IEND", {});
+    return png;
+}
+
+PngTexts textsOfPng(ByteView begin)
+{
+    ByteReader in(begin);
+    if (charsOf(in.take(Signature.size())) != Signature)
+        return {};
+    PngTexts texts;
+    while (true) {
+        std::uint32_t length = in.u32be();
+        std::string_view name = charsOf(in.take(4));
+        std::string_view body = charsOf(in.take(length));
+        in.skip(4);
+        if (in.failed() || name == "IDAT")
+            return texts;
+        auto end = body.find('\0');
+        if (name == "tEXt" && end != std::string_view::npos)
+            texts.emplace(body.substr(0, end), body.substr(end + 1));
+    }
+}
+
+} // namespace mv
