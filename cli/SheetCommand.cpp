@@ -4,6 +4,7 @@
 #include "cli/JobOptions.h"
 #include "cli/OrderedWork.h"
 #include "cli/Output.h"
+#include "cli/ProgressCount.h"
 #include "cli/ServiceAccess.h"
 #include "cli/SheetCard.h"
 #include "cli/Terminal.h"
@@ -65,36 +66,25 @@ OrderedWork::Work makeWorker(const Sheet& sheet, Cards& cards)
     };
 }
 
-void showProgress(std::size_t done, std::size_t all)
-{
-    if (errorTakesDrawing())
-        printToError(formatText("\r%zu of %zu files\033[K", done, all));
-}
-
-void endProgress()
-{
-    if (errorTakesDrawing())
-        printToError("\r\033[K");
-}
-
 /// The cards of the files that can be described, in their order.
 ExitStatus collectCards(const std::vector<std::string>& files, const Sheet& sheet, std::vector<SheetCard>& cards)
 {
     Cards found(files.size());
     std::size_t asked = 0;
+    ProgressCount progress(files.size());
     OrderedWork work;
     work.next = [&] { return asked < files.size() ? std::optional(files[asked++]) : std::nullopt; };
     work.workers = FilesInFlight;
     work.makeWorker = [&] { return makeWorker(sheet, found); };
     work.emit = [&](std::size_t index, const WorkResult& result) {
         if (!result.complaint.empty()) {
-            endProgress();
+            progress.hide();
             complain(Name, result.complaint);
         }
-        showProgress(index + 1, files.size());
+        progress.show(index + 1);
     };
     ExitStatus status = work.run();
-    endProgress();
+    progress.hide();
     for (auto& card : found) {
         if (card)
             cards.push_back(std::move(*card));

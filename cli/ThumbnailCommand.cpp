@@ -10,6 +10,7 @@
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
 #include "cli/TerminalPicture.h"
+#include "cli/ThumbnailCaching.h"
 #include "cli/UprightThumbnail.h"
 #include "service/include/MVImageInfoBuilder.h"
 
@@ -150,6 +151,17 @@ ExitStatus makeThumbnail(
     return shown ? status : worse(status, failed(arguments.files()[0], shown.error()));
 }
 
+/// Thumbnails for file managers need none of the wishes.
+ExitStatus cache(const Arguments& arguments)
+{
+    for (const char* other : { "category", "as-stored", "show", "protocol" }) {
+        if (arguments.has(other))
+            return misuse(Name, std::string("--") + other + " does not go with --cache");
+    }
+    auto sizes = thumbnailSizesFrom(arguments.value("size", "normal,large"));
+    return sizes ? cacheThumbnails(arguments.files(), *sizes) : misuse(Name, sizes.error().text);
+}
+
 const char* slipIn(const Arguments& arguments, const Path& path, const Wish& wish)
 {
     if (arguments.files().size() < 2 && !arguments.has("show"))
@@ -162,6 +174,10 @@ const char* slipIn(const Arguments& arguments, const Path& path, const Wish& wis
 
 ExitStatus run(const Arguments& arguments)
 {
+    if (arguments.has("cache"))
+        return cache(arguments);
+    if (arguments.files().size() > 2)
+        return misuse(Name, "there are too many file names");
     auto wish = wishFrom(arguments);
     if (!wish)
         return misuse(Name, wish.error().text);
@@ -184,6 +200,7 @@ ExitStatus run(const Arguments& arguments)
 
 constexpr std::array Options {
     Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100)" },
+    Option { "cache", nullptr, "put thumbnails of folders where file managers look; --size names their sizes" },
     Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)", 0,
         numberFrom(0, MaxCategory) },
     AsStoredOption,
@@ -198,14 +215,18 @@ constexpr std::array Files { aFile(), aFile("png jpg tif") };
 
 const Command thumbnailCommand {
     .name = Name,
-    .synopsis = "[OPTION...] FILE [OUT]",
+    .synopsis = "[OPTION...] FILE [OUT] | --cache [--size NAMES] FOLDER...",
     .summary = "Make a thumbnail of a picture, or take the one of a song or video",
-    .details = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
-               "standard output, get a PNG. A file that is there is replaced.",
+    .details
+    = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
+      "standard output, get a PNG. A file that is there is replaced.\n\n"
+      "--cache makes the thumbnails that file managers share, of all media files in the folders and below, in\n"
+      "the sizes that --size names: normal (128 pixels), large (256), x-large (512), xx-large (1024), or all\n"
+      "(default normal,large). What has valid ones is left alone; what begins with a dot is left out.",
     .options = Options,
     .files = Files,
     .minimumFiles = 1,
-    .maximumFiles = 2,
+    .maximumFiles = AnyNumber,
     .run = run,
 };
 
