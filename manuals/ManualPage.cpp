@@ -8,10 +8,18 @@ namespace mv::manuals {
 
 namespace {
 
-/// What the program's texts call its values: those of options, and the names behind it.
+constexpr std::string_view Capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+
+/// What the program's texts call its values: the capitals of its synopsis, and the values of options.
 std::vector<std::string> valueNames(const Program& program)
 {
-    std::vector<std::string> names { "FILE", "OUT", "FOLDER" };
+    std::vector<std::string> names;
+    std::string_view rest = program.synopsis;
+    for (auto at = rest.find_first_of(Capitals); at != std::string_view::npos; at = rest.find_first_of(Capitals)) {
+        rest.remove_prefix(at);
+        names.emplace_back(rest.substr(0, rest.find_first_not_of(Capitals)));
+        rest.remove_prefix(names.back().size());
+    }
     for (const Option& option : program.options) {
         if (option.value)
             names.emplace_back(option.value);
@@ -24,7 +32,9 @@ std::string header(const Program& program, const Edition& edition)
     std::string title = roffLiteral(pageName(program));
     std::transform(title.begin(), title.end(), title.begin(), [](unsigned char one) { return std::toupper(one); });
     std::string summary = program.summary;
-    // As the manual's index has it: no sentence.
+    // As the manual's index has it: no sentence, and the name once.
+    if (summary.starts_with(program.name + " "))
+        summary.erase(0, program.name.size() + 1);
     summary[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(summary[0])));
     return ".\\\" Made from the program's tables and manuals/extra.\n.TH " + title + " 1 " + edition.date + " \"mivo "
         + edition.version + "\" \"Mivo media tools\"\n.SH NAME\n" + roffLiteral(pageName(program)) + " \\- "

@@ -2,6 +2,7 @@
 // mivo-manuals OUT EXTRA VERSION DATE
 #include "cli/Help.h"
 #include "manuals/Completion.h"
+#include "thumbnailer/Thumbnailer.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -92,7 +93,22 @@ void writeTool(const Place& place)
     writeCompletions(place, "mivo", tool);
 }
 
+/// A program without commands.
+void writeProgram(
+    const Place& place, const char* package, const Program& program, const std::vector<std::string>& seeAlso)
+{
+    writePage(
+        place, package, program, manualPage(program, {}, extraFor(place, program), seeAlso, place.edition));
+    writeCompletions(place, package, { program, {}, {} });
+}
+
 } // namespace
+
+void writeAll(const Place& place)
+{
+    writeTool(place);
+    writeProgram(place, "thumbnailer", thumbnailerProgram(), { "mivo", "mivo-thumbnail" });
+}
 
 } // namespace mv::manuals
 
@@ -104,7 +120,7 @@ int main(int count, char** words)
         return 2;
     }
     try {
-        writeTool({ words[1], words[2], { words[3], words[4] } });
+        writeAll({ words[1], words[2], { words[3], words[4] } });
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "mivo-manuals: %s\n", failure.what());
         return 1;

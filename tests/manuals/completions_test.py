@@ -12,7 +12,7 @@ import time
 import unittest
 
 PROGRAMS = pathlib.Path(sys.argv.pop())
-OUT = pathlib.Path(sys.argv.pop())
+OUT = pathlib.Path(sys.argv.pop()).resolve()
 SECONDS = 60
 BASH_COMPLETION = pathlib.Path("/usr/share/bash-completion/bash_completion")
 
@@ -30,7 +30,13 @@ CASES = [
     ("mivo describe s", {"song.mp3", "sound.flac"}, {"page.html"}),
     ("mivo encode --to f", {"folder/"}, {"face.png"}),
     ("mivo status s", set(), {"song.mp3"}),
+    ("mivo-thumbnailer --s", {"--size"}, {"--help"}),
+    ("mivo-thumbnailer s", {"song.mp3"}, {"page.html"}),
 ]
+
+
+def made(shell, name):
+    return next(OUT.glob(f"*/{shell}/{name}"))
 
 
 class Shell(unittest.TestCase):
@@ -66,15 +72,16 @@ class Bash(Shell):
 
     def offers(self, line):
         """By the function that bash would call, found as bash finds it."""
+        program = line.split(" ")[0]
         self.folder.joinpath("bash-completion/completions").mkdir(parents=True, exist_ok=True)
-        shutil.copy(OUT / "mivo/bash/mivo", self.folder / "bash-completion/completions/mivo")
+        shutil.copy(made("bash", program), self.folder / "bash-completion/completions")
         script = f"""
             compopt() {{ :; }}
             . {BASH_COMPLETION}
-            __load_completion mivo
+            __load_completion {program}
             COMP_LINE={line!r}; COMP_POINT=${{#COMP_LINE}}
             COMP_WORDS=({' '.join(self.as_bash_parts(line.split(' ')))}); COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
-            _mivo mivo "${{COMP_WORDS[COMP_CWORD]}}" "${{COMP_WORDS[COMP_CWORD - 1]}}"
+            _{program} {program} "${{COMP_WORDS[COMP_CWORD]}}" "${{COMP_WORDS[COMP_CWORD - 1]}}"
             for reply in "${{COMPREPLY[@]}}"; do [[ -d $reply ]] && reply+=/; echo "$reply"; done"""
         return set(self.run_shell("bash", "--norc", "-O", "extglob", "-c", script))
 
@@ -93,7 +100,8 @@ class Fish(Shell):
     @unittest.skipUnless(shutil.which("fish"), "fish is not installed")
     def test_offers(self):
         for line, offered, others in CASES:
-            rows = self.run_shell("fish", "--no-config", "-c", f"source {OUT}/mivo/fish/mivo.fish; complete -C {line!r}")
+            file = made("fish", line.split(" ")[0] + ".fish")
+            rows = self.run_shell("fish", "--no-config", "-c", f"source {file}; complete -C {line!r}")
             found = {row.split("\t")[0] for row in rows}
             self.assertLessEqual(offered, found, line)
             self.assertFalse(found & others, line)
@@ -143,7 +151,7 @@ class Zsh(Shell):
         self.addCleanup(os.waitpid, process, 0)
         self.addCleanup(os.kill, process, 9)
         script = self.folder / "offers.zsh"
-        script.write_text(ZSH_OFFERS % (OUT / "mivo/zsh"))
+        script.write_text(ZSH_OFFERS % " ".join(str(path) for path in OUT.glob("*/zsh")))
         os.write(self.terminal, f" . {script}\n".encode())
         self.read_until("ready:now")
 

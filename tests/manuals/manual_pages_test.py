@@ -70,6 +70,14 @@ class ManualPages(unittest.TestCase):
                 self.assertIn(words_of(f"{option} {meaning}.").lower(), text, name)
 
     @unittest.skipUnless(shutil.which("man"), "man is not installed")
+    def test_pages_of_other_programs_say_what_their_help_says(self):
+        for page in PAGES:
+            if page.parent.parent.name != "mivo":
+                text = rendered(page).lower()
+                for option, meaning in option_rows(run(page.stem, "--help").stdout):
+                    self.assertIn(words_of(f"{option} {meaning}.").lower(), text, page.stem)
+
+    @unittest.skipUnless(shutil.which("man"), "man is not installed")
     def test_the_tools_page_names_every_command_and_status(self):
         text = rendered(OUT / "mivo/man1/mivo.1")
         for name in commands():
