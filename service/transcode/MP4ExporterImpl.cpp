@@ -123,7 +123,6 @@ MP4ExporterImpl::MP4ExporterImpl(MP4ExporterTools tools)
 std::int32_t MP4ExporterImpl::exportWithDelegateFromPathToMp4Path(
     MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination)
 {
-    MutexLock job(s_jobLock);
     m_tools.toolbox->EnterMovies();
     ScopeGuard leave([this] { m_tools.toolbox->ExitMovies(); });
     return exportMovie(delegate, source, *destination);
@@ -178,7 +177,6 @@ std::int32_t MP4ExporterImpl::convertToAacWithDelegateFromPathToMp4PathBitrate(
 {
     if (bitrate < MinBitRate || bitrate > MaxBitRate)
         bitrate = DefaultBitRate;
-    MutexLock lock(s_jobLock);
     if (destination->holds(source))
         return paramErr;
     std::optional<Record> tags = tagsOf(source);
@@ -264,7 +262,6 @@ OSStatus MP4ExporterImpl::closeFiles(Conversion& job) const
 
 bool MP4ExporterImpl::isAlacAudio(const OpenedFile& file)
 {
-    MutexLock job(s_jobLock);
     m_tools.toolbox->EnterMovies();
     ScopeGuard leave([this] { m_tools.toolbox->ExitMovies(); });
     return hasAlacTrack(file);

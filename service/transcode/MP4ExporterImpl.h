@@ -4,7 +4,6 @@
 #include "platform/MovieToolbox.h"
 #include "service/include/MVMP4ExporterBase.h"
 #include "service/transcode/AudioFileFunctions.h"
-#include "system/Mutex.h"
 
 #include <functional>
 #include <optional>
@@ -25,8 +24,8 @@ struct MP4ExporterTools {
     static MP4ExporterTools platform();
 };
 
-/// Exports movies, converts audio and looks for Apple Lossless, one job at a time in the whole process. Entered on its
-/// own serving thread only; the delegate is called on that thread while the job's lock is held.
+/// Exports movies, converts audio and looks for Apple Lossless. Entered on one thread, where the delegate is called.
+/// That there is one job at a time is whoever's affair who has several (service/isolated).
 class MP4ExporterImpl final : public MVMP4ExporterBase {
 public:
     MP4ExporterImpl();
@@ -34,28 +33,26 @@ public:
 
     /// The destination is replaced; when the export fails nothing is there. -50 where source or destination cannot be
     /// had, or where they are one file (which is left alone).
-    std::int32_t exportWithDelegateFromPathToMp4Path(MVMP4ExporterDelegate* delegate, const OpenedFile& source,
-        const SharedPlace& destination) override MV_EXCLUDES(s_jobLock);
+    std::int32_t exportWithDelegateFromPathToMp4Path(
+        MVMP4ExporterDelegate* delegate, const OpenedFile& source, const SharedPlace& destination) override;
     /// A cancelled conversion leaves what was written until then, a playable file with the source's tags; one that
     /// fails leaves the destination as it was.
     std::int32_t convertToAacWithDelegateFromPathToMp4PathBitrate(MVMP4ExporterDelegate* delegate,
-        const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate) override MV_EXCLUDES(s_jobLock);
-    bool isAlacAudio(const OpenedFile& file) override MV_EXCLUDES(s_jobLock);
+        const OpenedFile& source, const SharedPlace& destination, std::int32_t bitrate) override;
+    bool isAlacAudio(const OpenedFile& file) override;
 
 private:
     struct Conversion; // one that is under way
 
-    OSStatus exportMovie(MVMP4ExporterDelegate* delegate, const OpenedFile& source, OutputPlace& destination)
-        MV_REQUIRES(s_jobLock);
-    OSStatus convertMovie(Movie& movie, const DataReference& destination) MV_REQUIRES(s_jobLock);
-    bool hasAlacTrack(const OpenedFile& file) MV_REQUIRES(s_jobLock);
+    OSStatus exportMovie(MVMP4ExporterDelegate* delegate, const OpenedFile& source, OutputPlace& destination);
+    OSStatus convertMovie(Movie& movie, const DataReference& destination);
+    bool hasAlacTrack(const OpenedFile& file);
 
     std::optional<Record> tagsOf(const OpenedFile& source) const;
     OSStatus openFiles(Conversion& job) const;
     void copyFrames(Conversion& job) const;
     OSStatus closeFiles(Conversion& job) const;
 
-    static inline Mutex s_jobLock;
     MP4ExporterTools m_tools;
 };
 

@@ -9,11 +9,9 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/Scratch.h"
 
-#include <atomic>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <thread>
 
 namespace mv::test {
 

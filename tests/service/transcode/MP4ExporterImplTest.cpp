@@ -153,48 +153,5 @@ TEST_F(MP4ExporterImplTest, WhatCannotBeOpenedIsNotAlac)
     EXPECT_EQ(m_toolbox.calls.back(), "exit");
 }
 
-// ---- The lock
-
-// Two exporters, as two services would have them: their jobs never overlap.
-TEST_F(MP4ExporterImplTest, OneJobAtATimeInTheWholeProcess)
-{
-    class Counting final : public MVMP4ExporterDelegate {
-    public:
-        explicit Counting(std::atomic<int>& inside, std::atomic<bool>& overlapped)
-            : m_inside(inside)
-            , m_overlapped(overlapped)
-        {
-        }
-        bool MP4ExporterProgress(std::int32_t) override
-        {
-            if (m_inside.exchange(1) != 0)
-                m_overlapped = true;
-            std::this_thread::yield();
-            m_inside = 0;
-            return true;
-        }
-
-    private:
-        std::atomic<int>& m_inside;
-        std::atomic<bool>& m_overlapped;
-    };
-    std::atomic<int> inside = 0;
-    std::atomic<bool> overlapped = false;
-    auto work = [&] {
-        FakeAudioFiles files;
-        FakeToolbox toolbox;
-        MP4ExporterImpl exporter { { &toolbox, &files, {}, {}, {} } };
-        Counting delegate(inside, overlapped);
-        files.total = files.available = 2048 * 200;
-        EXPECT_EQ(exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(
-                      &delegate, OpenedFile::at("/a.wav"), OutputPlace::at("/b.m4a"), 1),
-            0);
-    };
-    std::thread first(work), second(work);
-    first.join();
-    second.join();
-    EXPECT_FALSE(overlapped);
-}
-
 } // namespace
 } // namespace mv::test
