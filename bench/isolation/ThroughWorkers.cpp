@@ -6,7 +6,6 @@
 // OPERATION is the number of a ReadingOperation. Prints microseconds of a call, medians and means, births of workers
 // included: with enough calls a worker is replaced by the next as it is in the service.
 
-#include "platform/MainThread.h"
 #include "service/isolated/WorkerHost.h"
 #include "service/worker/ReadingRunner.h"
 
@@ -61,7 +60,6 @@ int main(int count, char** words)
     mallopt(M_TRIM_THRESHOLD, 1 << 20);
     auto operation = static_cast<ReadingOperation>(std::atoi(words[1]));
     int rounds = std::atoi(words[2]);
-    MainThread::setExecutor([](const std::function<void()>& work) { work(); });
     WorkerHost workers(installedWorkerProgram());
     workers.pool().keepSpares();
     Times here;

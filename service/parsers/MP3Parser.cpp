@@ -5,7 +5,6 @@
 #include "Base/Media/MediaDB.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
-#include "platform/MainThread.h"
 #include "platform/QTKit.h"
 #include "service/parsers/ID3Columns.h"
 #include "service/parsers/MusicColumns.h"
@@ -74,7 +73,7 @@ std::optional<Record> MP3Parser::build(const OpenedFile& file)
 
 bool MP3Parser::readMovieFacts(const OpenedFile& file, Record& record)
 {
-    MainThread::perform([this] { runQTKitOnMainThread(); });
+    toolkit().enterQTKitOnThread();
     auto movie = toolkit().initWithFile(file);
     // Deliberate: the toolkit is not left on this way out.
     if (!movie.ok())
@@ -90,13 +89,9 @@ bool MP3Parser::readMovieFacts(const OpenedFile& file, Record& record)
     // Deliberate: the rate at which the movie plays, not a sample rate; clients know it so.
     float rate = (*movie)->attribute<float>(QTMovieRateAttribute).value_or(0.0F);
     record.set(MediaDBMusicColumnSamplerate, columnInteger(rate));
-    MainThread::perform([this] { stopQTKitOnMainThread(); });
+    toolkit().exitQTKitOnThread();
     return true;
 }
-
-void MP3Parser::runQTKitOnMainThread() { toolkit().enterQTKitOnThread(); }
-
-void MP3Parser::stopQTKitOnMainThread() { toolkit().exitQTKitOnThread(); }
 
 QTKit& MP3Parser::toolkit() const { return m_toolkit ? *m_toolkit : QTKit::shared(); }
 

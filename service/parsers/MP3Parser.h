@@ -18,14 +18,11 @@ public:
     {
     }
 
-    /// Nothing, and nothing logged, when there is no such file, or when it holds no MPEG audio and no movie either. The
-    /// main thread must be running then: it enters and leaves the movie toolkit.
+    /// Nothing, and nothing logged, when there is no such file, or when it holds no MPEG audio and no movie either.
     std::optional<Record> build(const OpenedFile& file) override;
 
 private:
     bool readMovieFacts(const OpenedFile& file, Record& record);
-    void runQTKitOnMainThread();
-    void stopQTKitOnMainThread();
     QTKit& toolkit() const;
 
     QTKit* m_toolkit = nullptr; // null: the shared one, not asked for before it is needed

@@ -7,7 +7,6 @@
 #include "Base/Media/DescribedFile.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/image/NSImageExtension.h"
 #include "service/parsers/CheckValidate.h"
 #include "service/parsers/MusicColumns.h"
@@ -46,7 +45,7 @@ void setDate(Record& record, std::string_view key, const QTMovie& movie, std::st
 std::optional<Record> QuickTimeAVParser::build(const OpenedFile& file)
 {
     m_movie.reset();
-    MainThread::perform([&] { runQTMovieInitOnMainThread(file); });
+    initMovie(file);
     Record record;
     if (!m_movie) {
         setFileColumns(record, file);
@@ -55,13 +54,13 @@ std::optional<Record> QuickTimeAVParser::build(const OpenedFile& file)
     m_toolkit.enterQTKitOnThread();
     ScopeGuard finish([this] {
         m_toolkit.exitQTKitOnThread();
-        MainThread::perform([this] { runQTMovieReleaseOnMainThread(); });
+        m_movie.reset();
     });
     parseMovie(record, file);
     return record;
 }
 
-void QuickTimeAVParser::runQTMovieInitOnMainThread(const OpenedFile& file)
+void QuickTimeAVParser::initMovie(const OpenedFile& file)
 {
     if (file.path().isNil() || !m_toolkit.canInitWithFile(file))
         return;
@@ -71,8 +70,6 @@ void QuickTimeAVParser::runQTMovieInitOnMainThread(const OpenedFile& file)
     else
         NSLog("QTMovie initWithFile fail: error = %s", movie.error().text.c_str());
 }
-
-void QuickTimeAVParser::runQTMovieReleaseOnMainThread() { m_movie.reset(); }
 
 void QuickTimeAVParser::runQTKitOnMainThread(bool exits)
 {

@@ -6,8 +6,7 @@
 namespace mv {
 
 /// Describes every file that opens as a movie: one with pictures as a video item, one with sound alone as a music
-/// item. Entered on its own serving thread only; movies are made and released on the main thread, which must be
-/// running its loop.
+/// item. Entered on one thread only.
 class QuickTimeAVParser final : public MVMediaInfoBuilder {
 public:
     explicit QuickTimeAVParser(QTKit& toolkit = QTKit::shared())
@@ -23,8 +22,7 @@ public:
     void runQTKitOnMainThread(bool exits);
 
 private:
-    void runQTMovieInitOnMainThread(const OpenedFile& file);
-    void runQTMovieReleaseOnMainThread();
+    void initMovie(const OpenedFile& file);
     void setFileColumns(Record& record, const OpenedFile& file) const;
     void parseMovie(Record& record, const OpenedFile& file) const;
     void parseAudio(Record& record, const OpenedFile& file) const;

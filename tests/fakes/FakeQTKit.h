@@ -7,7 +7,6 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace mv::test {
@@ -55,28 +54,16 @@ struct FakeMovieFacts {
     std::optional<NSImage> poster = NSImage(std::make_shared<PlainPicture>(64, 48, NSColor { 0, 200, 0, 255 }));
 };
 
-/// A toolkit without files that notes every call with the thread it came on.
+/// A toolkit without files that notes every call.
 class FakeQTKit final : public QTKit {
 public:
-    struct Call {
-        std::string what;
-        std::thread::id thread;
-    };
-
     bool canInit = true;
     std::optional<Error> initError;
     FakeMovieFacts movie;
     /// What findNextComponent knows; everything while it is empty.
     std::set<std::pair<OSType, OSType>> missing;
 
-    std::vector<std::string> callNames() const
-    {
-        std::vector<std::string> names;
-        for (const Call& call : calls)
-            names.push_back(call.what);
-        return names;
-    }
-    std::vector<Call> calls;
+    std::vector<std::string> calls;
     std::vector<QTTime> frameTimes;
 
     bool canInitWithFile(const OpenedFile& file) override
@@ -135,7 +122,7 @@ private:
     void note(std::string what)
     {
         std::lock_guard lock(m_lock);
-        calls.push_back({ std::move(what), std::this_thread::get_id() });
+        calls.push_back(std::move(what));
     }
 
     std::mutex m_lock;

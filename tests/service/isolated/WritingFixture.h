@@ -2,7 +2,6 @@
 
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/transcode/Mp3EncodingJob.h"
@@ -22,12 +21,6 @@ namespace mv::test {
 /// Calls as the host makes them, each with a worker of its own.
 class WritingFixture : public testing::Test {
 protected:
-    WritingFixture()
-    {
-        MainThread::setExecutor([](const std::function<void()>& work) { work(); });
-    }
-    ~WritingFixture() override { MainThread::setExecutor({}); }
-
     WritingAnswer answer(const WritingJob& job, WritingParts parts)
     {
         WritingWorker worker(side, kind);

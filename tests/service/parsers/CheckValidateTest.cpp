@@ -62,13 +62,13 @@ TEST_F(CheckValidateTest, AlacIsLookedForInTheFirstDescriptionWhateverTheOthersA
 TEST_F(CheckValidateTest, AMovieWithoutTracksIsValid)
 {
     EXPECT_TRUE(valid({}));
-    EXPECT_THAT(m_toolkit.callNames(), IsEmpty());
+    EXPECT_THAT(m_toolkit.calls, IsEmpty());
 }
 
 TEST_F(CheckValidateTest, PicturesNeedAnImageDecompressor)
 {
     EXPECT_TRUE(valid({ trackOf(Vide, { Avc1 }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find imdc avc1"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find imdc avc1"));
     m_toolkit.missing = { { fourCC("imdc"), Avc1 } };
     EXPECT_FALSE(valid({ trackOf(Vide, { Avc1 }) }));
 }
@@ -76,10 +76,10 @@ TEST_F(CheckValidateTest, PicturesNeedAnImageDecompressor)
 TEST_F(CheckValidateTest, SoundNeedsOneOfTwoKindsOfDecompressors)
 {
     EXPECT_TRUE(valid({ trackOf(Soun, { Mp4a }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find sdec mp4a"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find sdec mp4a"));
     m_toolkit.missing = { { fourCC("sdec"), Mp4a } };
     EXPECT_TRUE(valid({ trackOf(Soun, { Mp4a }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find sdec mp4a", "find adec mp4a"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find sdec mp4a", "find adec mp4a"));
     m_toolkit.missing.insert({ fourCC("adec"), Mp4a });
     EXPECT_FALSE(valid({ trackOf(Soun, { Mp4a }) }));
 }
@@ -87,7 +87,7 @@ TEST_F(CheckValidateTest, SoundNeedsOneOfTwoKindsOfDecompressors)
 TEST_F(CheckValidateTest, OtherMediaNeedAMediaHandlerOfTheirType)
 {
     EXPECT_TRUE(valid({ trackOf(fourCC("tmcd"), { fourCC("xxxx") }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find mhlr tmcd"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find mhlr tmcd"));
     m_toolkit.missing = { { fourCC("mhlr"), fourCC("odd ") } };
     EXPECT_FALSE(valid({ trackOf(fourCC("odd "), {}) }));
 }
@@ -96,14 +96,14 @@ TEST_F(CheckValidateTest, DisabledTracksAreNotChecked)
 {
     m_toolkit.missing = { { fourCC("mhlr"), fourCC("odd ") } };
     EXPECT_TRUE(valid({ trackOf(fourCC("odd "), {}, false), trackOf(Vide, { Avc1 }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find imdc avc1"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find imdc avc1"));
 }
 
 TEST_F(CheckValidateTest, EveryDescriptionIsTheFirst)
 {
     m_toolkit.missing = { { fourCC("imdc"), fourCC("none") } };
     EXPECT_TRUE(valid({ trackOf(Vide, { Avc1, fourCC("none") }) }));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("find imdc avc1", "find imdc avc1"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("find imdc avc1", "find imdc avc1"));
     EXPECT_FALSE(valid({ trackOf(Vide, { fourCC("none"), Avc1 }) }));
     EXPECT_TRUE(valid({ trackOf(Vide, {}) }));
 }

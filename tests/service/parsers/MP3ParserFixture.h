@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/parsers/MP3Parser.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/LogCapture.h"
@@ -9,33 +8,12 @@
 #include "tests/support/Scratch.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 #include <vector>
 
 namespace mv::test {
 
 /// A text frame of a v2.3 tag, in Latin-1.
 inline std::string frame3(std::string_view id, const std::string& content) { return id3Frame(3, id, '\0' + content); }
-
-/// The process's main thread, as far as the parser can tell: work goes to a thread of its own.
-class MainThreadStandIn {
-public:
-    MainThreadStandIn()
-    {
-        MainThread::setExecutor([this](const std::function<void()>& work) {
-            std::thread thread([&] {
-                id = std::this_thread::get_id();
-                ids.push_back(id);
-                work();
-            });
-            thread.join();
-        });
-    }
-    ~MainThreadStandIn() { MainThread::setExecutor({}); }
-
-    std::thread::id id;
-    std::vector<std::thread::id> ids;
-};
 
 class MP3ParserTest : public testing::Test {
 protected:

@@ -3,7 +3,6 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
-#include "platform/MainThread.h"
 #include "service/image/NSImageExtension.h"
 #include "tests/fakes/FakeQTKit.h"
 #include "tests/support/LogCapture.h"
@@ -49,22 +48,14 @@ const std::vector<std::string> kVideoKeys = withFileKeys({ "DateAdded", "DateCre
     "Title", "VCodec", "ACodec", "PlayLength", "Image", "Width", "Height", "Bitrate", "PlayCount", "Rating",
     "IsReadOnly", "IsLicenseExpired", "IsChecked", "DateModified" });
 
-/// A parser on a fake toolkit, and a "main thread" that is one of its own.
+/// A parser on a fake toolkit.
 class QuickTimeAVParserTest : public testing::Test {
 protected:
     QuickTimeAVParserTest()
     {
-        MainThread::setExecutor([this](const std::function<void()>& work) {
-            ++m_hops;
-            std::thread([&] {
-                m_mainThread = std::this_thread::get_id();
-                work();
-            }).join();
-        });
         m_toolkit.movie.tracks = { trackOf(Vide, { fourCC("avc1") }), trackOf(Soun, { fourCC("mp4a") }) };
         m_path = m_folder.write("clip.mp4", std::string_view("twelve bytes"));
     }
-    ~QuickTimeAVParserTest() override { MainThread::setExecutor({}); }
 
     Record describe() { return describe(m_path); }
     Record describe(const Path& path) { return *m_parser.build(OpenedFile::at(path)); }
@@ -87,14 +78,12 @@ protected:
     FakeQTKit m_toolkit;
     QuickTimeAVParser m_parser { m_toolkit };
     std::string m_path;
-    std::thread::id m_mainThread;
-    int m_hops = 0;
 };
 
-TEST_F(QuickTimeAVParserTest, CallsTheToolkitInOrderOnTheirThreads)
+TEST_F(QuickTimeAVParserTest, CallsTheToolkitInOrder)
 {
     describe();
-    std::vector<std::string> names = m_toolkit.callNames();
+    std::vector<std::string> names = m_toolkit.calls;
     ASSERT_GE(names.size(), 6u);
     EXPECT_EQ(names[0], "canInit " + m_path);
     EXPECT_EQ(names[1], "init " + m_path);
@@ -103,11 +92,6 @@ TEST_F(QuickTimeAVParserTest, CallsTheToolkitInOrderOnTheirThreads)
     EXPECT_EQ(names[4], QTMovieHasVideoAttribute);
     EXPECT_EQ(names[names.size() - 2], "exit");
     EXPECT_EQ(names.back(), "release");
-    EXPECT_EQ(m_hops, 2);
-    for (const FakeQTKit::Call& call : m_toolkit.calls) {
-        bool hops = call.what.starts_with("canInit") || call.what.starts_with("init") || call.what == "release";
-        EXPECT_EQ(call.thread == std::this_thread::get_id(), !hops) << call.what;
-    }
 }
 
 TEST_F(QuickTimeAVParserTest, ARefusedFileHasFileColumnsOnlyAndNoLog)
@@ -115,9 +99,8 @@ TEST_F(QuickTimeAVParserTest, ARefusedFileHasFileColumnsOnlyAndNoLog)
     m_toolkit.canInit = false;
     Record record = describe();
     EXPECT_THAT(keysOf(record), UnorderedElementsAreArray(kFileKeys));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("canInit " + m_path));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("canInit " + m_path));
     EXPECT_THAT(m_log.lines(), IsEmpty());
-    EXPECT_EQ(m_hops, 1);
 }
 
 TEST_F(QuickTimeAVParserTest, AFailedOpeningIsLoggedAndHasFileColumnsOnly)
@@ -125,17 +108,15 @@ TEST_F(QuickTimeAVParserTest, AFailedOpeningIsLoggedAndHasFileColumnsOnly)
     m_toolkit.initError = Error { Error::Kind::Format, "no movie box" };
     Record record = describe();
     EXPECT_THAT(keysOf(record), UnorderedElementsAreArray(kFileKeys));
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("canInit " + m_path, "init " + m_path));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("canInit " + m_path, "init " + m_path));
     EXPECT_THAT(m_log.lines(), ElementsAre("QTMovie initWithFile fail: error = no movie box"));
-    EXPECT_EQ(m_hops, 1);
 }
 
 TEST_F(QuickTimeAVParserTest, NilHasAnEmptyRecord)
 {
     Record record = describe(Path());
     EXPECT_TRUE(record.empty());
-    EXPECT_THAT(m_toolkit.callNames(), IsEmpty());
-    EXPECT_EQ(m_hops, 1);
+    EXPECT_THAT(m_toolkit.calls, IsEmpty());
 }
 
 TEST_F(QuickTimeAVParserTest, FileColumns)
@@ -175,7 +156,7 @@ TEST_F(QuickTimeAVParserTest, AppleLosslessIsRefused)
         m_toolkit.movie.tracks = { trackOf(Soun, { fourCC("alac") }) };
         m_toolkit.calls.clear();
         EXPECT_THAT(keysOf(describe()), UnorderedElementsAreArray(kFileKeys));
-        EXPECT_EQ(m_toolkit.callNames().back(), "release");
+        EXPECT_EQ(m_toolkit.calls.back(), "release");
     }
     EXPECT_THAT(
         m_log.lines(), ElementsAre("Apple Lossless audio is not supported", "Apple Lossless audio is not supported"));
@@ -193,7 +174,7 @@ TEST_F(QuickTimeAVParserTest, AMovieWithoutSoundAndPicturesHasFileColumnsOnly)
     m_toolkit.movie.attributes[QTMovieHasAudioAttribute] = false;
     m_toolkit.movie.attributes[QTMovieHasVideoAttribute] = false;
     EXPECT_THAT(keysOf(describe()), UnorderedElementsAreArray(kFileKeys));
-    EXPECT_EQ(m_toolkit.callNames().back(), "release");
+    EXPECT_EQ(m_toolkit.calls.back(), "release");
 }
 
 TEST_F(QuickTimeAVParserTest, AudioColumns)
@@ -302,7 +283,7 @@ TEST_F(QuickTimeAVParserTest, AVideoThatDoesNotValidateHasFileColumnsOnlyAndNoLo
     m_toolkit.missing = { { fourCC("imdc"), fourCC("avc1") } };
     EXPECT_THAT(keysOf(describe()), UnorderedElementsAreArray(kFileKeys));
     EXPECT_THAT(m_log.lines(), IsEmpty());
-    EXPECT_EQ(m_toolkit.callNames().back(), "release");
+    EXPECT_EQ(m_toolkit.calls.back(), "release");
 }
 
 TEST_F(QuickTimeAVParserTest, CodecsComeFromEveryTrackTheLastWins)
@@ -348,7 +329,7 @@ TEST_F(QuickTimeAVParserTest, TheImageIsTheFramesThumbnail)
     Record record = describe();
     EXPECT_EQ(*record.data(MediaDBVideoColumnImage),
         *makeThumbnailForContentCategory(*m_toolkit.movie.frame, ThumbnailCategoryVideoFrame));
-    EXPECT_THAT(m_toolkit.callNames(), testing::Not(testing::Contains("poster")));
+    EXPECT_THAT(m_toolkit.calls, testing::Not(testing::Contains("poster")));
 }
 
 TEST_F(QuickTimeAVParserTest, WithoutAFrameItIsThePosters)
@@ -372,7 +353,7 @@ TEST_F(QuickTimeAVParserTest, ABracketHasItsTwoSides)
 {
     m_parser.runQTKitOnMainThread(false);
     m_parser.runQTKitOnMainThread(true);
-    EXPECT_THAT(m_toolkit.callNames(), ElementsAre("enter", "exit"));
+    EXPECT_THAT(m_toolkit.calls, ElementsAre("enter", "exit"));
 }
 
 TEST_F(QuickTimeAVParserTest, CallsDoNotMix)
