@@ -67,9 +67,10 @@ faults: build
 install: build
 	@cmake --install build
 
-# build/mivo_VERSION_ARCH.deb
-package: build
-	@cd build && cpack -G DEB
+# The Debian packages, in build/package. DEB_BUILD_OPTIONS= make package runs the tests with it.
+package:
+	@scripts/setup build package
+	@scripts/package
 
 clean:
 	@rm -rf build
