@@ -98,11 +98,11 @@ private:
 Result<void> mediaFilesBelow(
     const std::string& folder, const std::string& without, std::vector<std::string>& files, const FolderFailure& failed)
 {
+    std::string whole = folder.empty() ? folder : wholeName(folder);
     std::error_code failure;
-    fs::file_status status = fs::status(folder, failure);
+    fs::file_status status = fs::status(whole, failure);
     if (!fs::exists(status))
         return problem(failure ? failure : std::make_error_code(std::errc::no_such_file_or_directory));
-    std::string whole = wholeName(folder);
     Walk walk(without, files, failed);
     if (walk.leavesOut(whole))
         return Error { Error::Kind::Unsupported, "is in the cache itself" };

@@ -2,6 +2,8 @@
 
 #include "Base/Core/ByteReader.h"
 
+#include <cstdlib>
+#include <new>
 #include <zlib.h>
 
 namespace mv {
@@ -11,8 +13,9 @@ namespace {
 constexpr std::string_view Signature { "\x89PNG\r\n\x1a\n", 8 };
 constexpr std::size_t Channels = 4;
 constexpr std::size_t OpaqueChannels = 3;
-// PNG's filter that stores the difference to the pixel on the left.
-constexpr std::uint8_t SubFilter = 1;
+// PNG's filter that stores the difference to what three neighbours foretell. With runs alone behind it this makes
+// photos as small as the usual search for repetitions, which takes a fifth of a whole thumbnail's time.
+constexpr std::uint8_t PaethFilter = 4;
 
 void chunk(Bytes& png, std::string_view name, ByteView body)
 {
@@ -33,21 +36,55 @@ bool isOpaque(const Bitmap& bitmap)
     return true;
 }
 
+/// Of the pixels to the left, above and between, the one that is nearest to left + above - between.
+int foretold(int left, int above, int between)
+{
+    int toLeft = std::abs(above - between);
+    int toAbove = std::abs(left - between);
+    int toBetween = std::abs(left + above - 2 * between);
+    if (toLeft <= toAbove && toLeft <= toBetween)
+        return left;
+    return toAbove <= toBetween ? above : between;
+}
+
 Bytes filteredRows(const Bitmap& bitmap, std::size_t channels)
 {
     std::size_t rowBytes = static_cast<std::size_t>(bitmap.width) * Channels;
+    const Bytes nothing(rowBytes);
+    const std::uint8_t* above = nothing.data();
     Bytes rows;
     rows.reserve((rowBytes + 1) * static_cast<std::size_t>(bitmap.height));
     for (std::size_t start = 0; start < bitmap.pixels.size(); start += rowBytes) {
-        rows.push_back(SubFilter);
+        const std::uint8_t* row = &bitmap.pixels[start];
+        rows.push_back(PaethFilter);
         for (std::size_t i = 0; i < rowBytes; i += Channels) {
             for (std::size_t j = i; j < i + channels; ++j) {
-                std::uint8_t left = i == 0 ? std::uint8_t { 0 } : bitmap.pixels[start + j - Channels];
-                rows.push_back(static_cast<std::uint8_t>(bitmap.pixels[start + j] - left));
+                int guess = i == 0 ? above[j] : foretold(row[j - Channels], above[j], above[j - Channels]);
+                rows.push_back(static_cast<std::uint8_t>(row[j] - guess));
             }
         }
+        above = row;
     }
     return rows;
+}
+
+Bytes packed(Bytes rows)
+{
+    constexpr int WindowBits = 15;
+    constexpr int MemoryLevel = 9;
+    z_stream stream {};
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, WindowBits, MemoryLevel, Z_RLE) != Z_OK)
+        throw std::bad_alloc();
+    Bytes result(deflateBound(&stream, rows.size()));
+    stream.next_in = rows.data();
+    stream.avail_in = static_cast<uInt>(rows.size());
+    stream.next_out = result.data();
+    stream.avail_out = static_cast<uInt>(result.size());
+    // All at once, into as much room as it can need.
+    deflate(&stream, Z_FINISH);
+    result.resize(stream.total_out);
+    deflateEnd(&stream);
+    return result;
 }
 
 Bytes headerOf(const Bitmap& bitmap, bool opaque)
@@ -80,11 +117,7 @@ Bytes pngOf(const Bitmap& bitmap, const PngTexts& texts)
     ByteWriter(png).text(Signature);
     chunk(png, "IHDR", headerOf(bitmap, opaque));
     addTexts(png, texts);
-    Bytes rows = filteredRows(bitmap, opaque ? OpaqueChannels : Channels);
-    Bytes packed(compressBound(rows.size()));
-    uLongf packedSize = packed.size();
-    compress(packed.data(), &packedSize, rows.data(), rows.size());
-    chunk(png, "IDAT", ByteView(packed).first(packedSize));
+    chunk(png, "IDAT", packed(filteredRows(bitmap, opaque ? OpaqueChannels : Channels)));
     chunk(png, "IEND", {});
     return png;
 }
