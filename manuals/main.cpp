@@ -97,8 +97,7 @@ void writeTool(const Place& place)
 void writeProgram(
     const Place& place, const char* package, const Program& program, const std::vector<std::string>& seeAlso)
 {
-    writePage(
-        place, package, program, manualPage(program, {}, extraFor(place, program), seeAlso, place.edition));
+    writePage(place, package, program, manualPage(program, {}, extraFor(place, program), seeAlso, place.edition));
     writeCompletions(place, package, { program, {}, {} });
 }
 
