@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/Core/Result.h"
+#include "movies/MediaStreams.h"
 #include "movies/MovieDescription.h"
 #include "pictures/ImageRep.h"
 #include "system/ByteSource.h"
@@ -50,6 +51,13 @@ public:
     virtual bool recognises(const SharedSource&) { return false; }
     /// `deadline` bounds all work on the movie, from now to the last frame.
     virtual Result<std::unique_ptr<BackendMovie>> open(SharedSource, std::chrono::milliseconds /*deadline*/)
+    {
+        return Error { Error::Kind::Unsupported, "the media module is missing" };
+    }
+    /// What the file's headers tell of its streams, and its first packets where those do not. `withCovers` copies the
+    /// covers' bytes.
+    virtual Result<MediaStreams> describeStreams(
+        SharedSource, std::chrono::milliseconds /*deadline*/, bool /*withCovers*/)
     {
         return Error { Error::Kind::Unsupported, "the media module is missing" };
     }

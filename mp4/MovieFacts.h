@@ -42,6 +42,14 @@ struct TrackFacts {
     std::uint16_t codedHeight = 0;
     std::uint16_t channels = 0;
     std::uint16_t bitsPerSample = 0;
+    // Of the first description of sound, QuickTime's version 2 included, which leaves constants in the places above.
+    std::uint32_t sampleRate = 0; ///< Hz; fractions cut off
+    std::uint32_t soundChannels = 0;
+    std::uint32_t soundBits = 0; ///< of a sample
+    std::uint32_t soundFlags = 0; ///< version 2's: 1 floating point, 2 big-endian, 4 signed; 0 elsewhere
+    /// What a decoder is told, as stored: of esds its specific information, of the other kinds the whole box. Empty
+    /// without one, and where it is longer than MaxDecoderConfig.
+    Bytes decoderConfig;
     std::uint32_t samplesPerPacket = 0; ///< QuickTime sound description 1
     std::uint32_t bytesPerFrame = 0;
 
@@ -51,6 +59,7 @@ struct TrackFacts {
     std::uint64_t fragmentBytes = 0;
 
     static constexpr std::size_t MaxDescriptions = 256; ///< files have a handful
+    static constexpr std::size_t MaxDecoderConfig = 128; ///< of sound; what pictures' decoders are told is not kept
 
     bool isEnabled() const { return flags & EnabledFlag; }
     /// Pixels as shown: the box that tkhd's size fills after its matrix (turned by 90 degrees: sides swapped). The

@@ -3,6 +3,7 @@
 #include "mp4/SampleTable.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace mv {
 
@@ -94,9 +95,21 @@ void readDecoderConfiguration(StructureReader& reader, const Box& esds, TrackFac
     track.objectType = fields.u8();
     fields.skip(1 + 3 + 4); // stream type, buffer size, highest bit rate
     track.statedBitRate = fields.u32be();
+    constexpr std::uint8_t DecoderSpecificTag = 5;
+    if (fields.u8() != DecoderSpecificTag)
+        return;
+    ByteView config = fields.take(std::min<std::size_t>(descriptorLength(fields), fields.remaining()));
+    if (config.size() <= TrackFacts::MaxDecoderConfig)
+        track.decoderConfig.assign(config.begin(), config.end());
 }
 
-/// The esds box among the extensions of a sample entry; QuickTime puts it into a wave box.
+bool isSoundConfig(std::uint32_t type)
+{
+    return type == fourCC("alac") || type == fourCC("dOps") || type == fourCC("dfLa") || type == fourCC("dac3")
+        || type == fourCC("dec3");
+}
+
+/// The box for the decoder among the extensions of a sample entry; QuickTime puts it into a wave box.
 void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fixedSize, TrackFacts& track)
 {
     if (entry.payloadSize() <= fixedSize)
@@ -106,21 +119,41 @@ void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fix
         if (box->type == fourCC("wave")) {
             if (auto inner = findChild(reader, *box, fourCC("esds")))
                 box = inner;
+            else if (auto lossless = findChild(reader, *box, fourCC("alac")))
+                box = lossless;
         }
-        if (box->type == fourCC("esds") && !box->overruns)
+        if (box->overruns)
+            continue;
+        if (box->type == fourCC("esds"))
             readDecoderConfiguration(reader, *box, track);
+        else if (isSoundConfig(box->type) && box->payloadSize() <= TrackFacts::MaxDecoderConfig) {
+            ByteView config = payloadStart(reader, *box, TrackFacts::MaxDecoderConfig);
+            track.decoderConfig.assign(config.begin(), config.end());
+        }
     }
 }
 
 void readAudioEntry(StructureReader& reader, const Box& entry, TrackFacts& track)
 {
-    ByteReader fields(payloadStart(reader, entry, 44));
+    ByteReader fields(payloadStart(reader, entry, 56));
     fields.skip(8);
     std::uint16_t version = fields.u16be();
     fields.skip(6);
     track.channels = fields.u16be();
     track.bitsPerSample = fields.u16be();
-    fields.skip(8); // compression id, packet size, sample rate
+    fields.skip(4); // compression id, packet size
+    track.sampleRate = fields.u32be() >> 16;
+    track.soundChannels = track.channels;
+    track.soundBits = track.bitsPerSample;
+    if (version == 2) {
+        fields.skip(4); // the size of this description
+        double rate = std::bit_cast<double>(fields.u64be());
+        track.sampleRate = rate > 0 && rate < UINT32_MAX ? static_cast<std::uint32_t>(rate) : 0;
+        track.soundChannels = fields.u32be();
+        fields.skip(4);
+        track.soundBits = fields.u32be();
+        track.soundFlags = fields.u32be();
+    }
     if (version == 1) {
         track.samplesPerPacket = fields.u32be();
         fields.skip(4); // bytes per packet of one channel

@@ -1,6 +1,7 @@
 #include "ffmpeg/MediaBackend.h"
 #include "ffmpeg/movies/CodecCodes.h"
 #include "ffmpeg/movies/FfmpegMovie.h"
+#include "ffmpeg/movies/MediaStreamsFfmpeg.h"
 #include "ffmpeg/movies/PassThrough.h"
 
 namespace mv {
@@ -13,6 +14,11 @@ public:
     Result<std::unique_ptr<BackendMovie>> open(SharedSource file, std::chrono::milliseconds deadline) override
     {
         return FfmpegMovie::open(std::move(file), deadline);
+    }
+    Result<MediaStreams> describeStreams(
+        SharedSource file, std::chrono::milliseconds deadline, bool withCovers) override
+    {
+        return describeMediaStreams(std::move(file), deadline, withCovers);
     }
     bool hasVideoDecoder(FourCC format) override { return avcodec_find_decoder(videoCodecOf(format)) != nullptr; }
     bool hasAudioDecoder(FourCC format) override { return avcodec_find_decoder(audioCodecOf(format)) != nullptr; }

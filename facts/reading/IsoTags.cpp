@@ -1,0 +1,364 @@
+#include "facts/reading/IsoTags.h"
+
+#include "Base/Core/Text.h"
+#include "facts/reading/Genres.h"
+#include "mp4/MetadataItems.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+
+namespace mv {
+
+namespace {
+
+struct FieldOfItem {
+    std::uint32_t code;
+    TagField field;
+};
+
+constexpr std::array TextItems {
+    FieldOfItem { fourCC("\251nam"), TagField::Title },
+    FieldOfItem { fourCC("\251alb"), TagField::Album },
+    FieldOfItem { fourCC("\251ART"), TagField::Artist },
+    FieldOfItem { fourCC("aART"), TagField::AlbumArtist },
+    FieldOfItem { fourCC("\251wrt"), TagField::Composer },
+    FieldOfItem { fourCC("\251gen"), TagField::Genre },
+    FieldOfItem { fourCC("\251cmt"), TagField::Comment },
+    FieldOfItem { fourCC("\251day"), TagField::Date },
+    FieldOfItem { fourCC("\251lyr"), TagField::Lyrics },
+};
+
+constexpr std::uint32_t CoverCode = fourCC("covr");
+constexpr std::uint32_t GenreNumberCode = fourCC("gnre");
+constexpr std::uint64_t MaxTextItem = std::uint64_t { 1 } << 20;
+
+std::optional<std::uint64_t> numberOf(ByteView value)
+{
+    if (value.empty() || value.size() > 8)
+        return std::nullopt;
+    std::uint64_t number = 0;
+    for (std::uint8_t byte : value)
+        number = number << 8 | byte;
+    return number;
+}
+
+void addValue(TagSink& sink, TagField field, const MP4ItmfData& data)
+{
+    if (data.typeCode == MP4ItmfBasicType::Utf16)
+        sink.texts.add(field, utf8FromUtf16BE(data.value).value_or(std::string {}));
+    else
+        sink.texts.addUtf8OrLegacy(field, data.value);
+}
+
+/// Two bytes of nothing, the place, the total.
+void addPlace(TagSink& sink, ByteView value, TagField place, TagField total)
+{
+    ByteReader fields(value);
+    fields.skip(2);
+    std::uint16_t index = fields.u16be();
+    std::uint16_t of = fields.u16be();
+    if (index != 0)
+        sink.texts.add(place, std::to_string(index));
+    if (of != 0)
+        sink.texts.add(total, std::to_string(of));
+}
+
+void addNumberItem(TagSink& sink, std::uint32_t code, ByteView value)
+{
+    if (code == fourCC("trkn"))
+        return addPlace(sink, value, TagField::Track, TagField::TrackTotal);
+    if (code == fourCC("disk"))
+        return addPlace(sink, value, TagField::Disc, TagField::DiscTotal);
+    auto number = numberOf(value);
+    if (!number)
+        return;
+    if (code == fourCC("tmpo"))
+        sink.texts.add(TagField::Tempo, std::to_string(*number));
+    else if (code == fourCC("cpil"))
+        sink.texts.add(TagField::Compilation, std::to_string(*number));
+    else if (code == GenreNumberCode && *number > 0 && *number <= 256)
+        sink.texts.add(TagField::Genre, genreOfNumber(static_cast<std::uint32_t>(*number - 1)));
+}
+
+bool isNumberCode(std::uint32_t code)
+{
+    return code == fourCC("trkn") || code == fourCC("disk") || code == fourCC("tmpo") || code == fourCC("cpil");
+}
+
+const FieldOfItem* textItem(std::uint32_t code)
+{
+    auto row
+        = std::find_if(TextItems.begin(), TextItems.end(), [&](const FieldOfItem& each) { return each.code == code; });
+    return row == TextItems.end() ? nullptr : row;
+}
+
+MP4ItmfItem itemAt(StructureReader& reader, const Box& box)
+{
+    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
+    return payload ? parseItem(box.type, *payload) : MP4ItmfItem {};
+}
+
+/// Pictures are copied only where they are asked for.
+void addCover(TagSink& sink, StructureReader& reader, const Box& box)
+{
+    constexpr std::uint64_t EmptyValue = 16; // the header of its box, its type and its locale
+    if (box.payloadSize() <= EmptyValue)
+        return;
+    if (!sink.wantsPictures)
+        return sink.notePicture();
+    if (box.payloadSize() > TagSink::MaxPictureBytes)
+        return;
+    for (const MP4ItmfData& data : itemAt(reader, box).dataList)
+        sink.addPicture(FrontCoverType, {}, {}, data.value);
+}
+
+void addItem(TagSink& sink, StructureReader& reader, const Box& box)
+{
+    if (box.type == CoverCode)
+        return addCover(sink, reader, box);
+    const FieldOfItem* row = textItem(box.type);
+    if ((!row && !isNumberCode(box.type)) || box.payloadSize() > MaxTextItem)
+        return;
+    for (const MP4ItmfData& data : itemAt(reader, box).dataList) {
+        if (row)
+            addValue(sink, row->field, data);
+        else
+            addNumberItem(sink, box.type, data.value);
+    }
+}
+
+void addItems(TagSink& sink, StructureReader& reader, const Box& list)
+{
+    std::optional<Box> genreNumber;
+    BoxWalker walker(reader, list);
+    for (std::size_t i = 0; i < MaxMetadataItems; ++i) {
+        auto box = walker.next();
+        if (!box || box->overruns)
+            break;
+        if (box->type == GenreNumberCode)
+            genreNumber = box;
+        else
+            addItem(sink, reader, *box);
+    }
+    // The text goes before the number where both are there.
+    sink.texts.beginTag();
+    if (genreNumber && genreNumber->payloadSize() <= MaxTextItem) {
+        for (const MP4ItmfData& data : itemAt(reader, *genreNumber).dataList)
+            addNumberItem(sink, GenreNumberCode, data.value);
+    }
+}
+
+// QuickTime's keys
+
+struct FieldOfKey {
+    std::string_view key;
+    TagField field;
+};
+
+constexpr std::array Keys {
+    FieldOfKey { "title", TagField::Title },
+    FieldOfKey { "displayname", TagField::Title },
+    FieldOfKey { "album", TagField::Album },
+    FieldOfKey { "artist", TagField::Artist },
+    FieldOfKey { "composer", TagField::Composer },
+    FieldOfKey { "genre", TagField::Genre },
+    FieldOfKey { "comment", TagField::Comment },
+    FieldOfKey { "creationdate", TagField::Date },
+    FieldOfKey { "year", TagField::Date },
+};
+
+constexpr std::string_view QuickTimePrefix = "com.apple.quicktime.";
+
+/// A signed decimal number at the front, with its sign; `text` moves behind it.
+std::optional<double> takeSigned(std::string_view& text)
+{
+    if (text.empty() || (text[0] != '+' && text[0] != '-'))
+        return std::nullopt;
+    std::size_t end = 1;
+    while (end < text.size() && ((text[end] >= '0' && text[end] <= '9') || text[end] == '.'))
+        ++end;
+    double value = 0;
+    auto [stop, error] = std::from_chars(text.data() + 1, text.data() + end, value);
+    if (error != std::errc {})
+        return std::nullopt;
+    bool isNegative = text[0] == '-';
+    text.remove_prefix(end);
+    return isNegative ? -value : value;
+}
+
+/// ISO 6709: "+37.7749-122.4194+010.5/".
+void addPlaceText(Facts& facts, std::string_view text)
+{
+    auto latitude = takeSigned(text);
+    auto longitude = latitude ? takeSigned(text) : std::nullopt;
+    if (!longitude || *latitude < -90 || *latitude > 90 || *longitude < -180 || *longitude > 180)
+        return;
+    facts.setReal(fact::Latitude, *latitude);
+    facts.setReal(fact::Longitude, *longitude);
+    if (auto altitude = takeSigned(text))
+        facts.setReal(fact::Altitude, *altitude);
+}
+
+void addKeyed(TagSink& sink, Facts& facts, std::string_view key, const MP4ItmfData& data)
+{
+    if (key.starts_with(QuickTimePrefix))
+        key.remove_prefix(QuickTimePrefix.size());
+    std::string text(charsOf(data.value));
+    if (data.typeCode == MP4ItmfBasicType::Utf16)
+        text = utf8FromUtf16BE(data.value).value_or(std::string {});
+    text = cleanedUtf8(text.substr(0, text.find('\0')));
+    if (text.empty())
+        return;
+    if (key == "make")
+        facts.set(fact::CameraMake, text);
+    else if (key == "model")
+        facts.set(fact::CameraModel, text);
+    else if (key == "location.ISO6709")
+        addPlaceText(facts, text);
+    for (const FieldOfKey& row : Keys) {
+        if (row.key == key)
+            addValue(sink, row.field, data);
+    }
+}
+
+std::vector<std::string> keysOf(StructureReader& reader, const Box& box)
+{
+    constexpr std::uint64_t MaxKeyBytes = std::uint64_t { 256 } << 10;
+    std::vector<std::string> keys;
+    auto payload = reader.copy(box.payloadOffset(), std::min(box.payloadSize(), MaxKeyBytes));
+    if (!payload)
+        return keys;
+    ByteReader fields(*payload);
+    fields.skip(4);
+    std::uint32_t count = fields.u32be();
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::uint32_t size = fields.u32be();
+        fields.skip(4); // the name space, always "mdta"
+        ByteView key = fields.take(size >= 8 ? size - 8 : 0);
+        if (fields.failed() || size < 8)
+            break;
+        keys.emplace_back(charsOf(key));
+    }
+    return keys;
+}
+
+void addKeyedItems(TagSink& sink, Facts& facts, StructureReader& reader, const Box& meta)
+{
+    std::vector<std::string> keys;
+    std::optional<Box> list;
+    BoxWalker children(reader, metaChildrenOffset(reader, meta), meta.end());
+    while (auto box = children.next()) {
+        if (box->type == fourCC("keys"))
+            keys = keysOf(reader, *box);
+        else if (box->type == fourCC("ilst") && !box->overruns)
+            list = box;
+    }
+    if (!list)
+        return;
+    sink.texts.beginTag();
+    BoxWalker items(reader, *list);
+    for (std::size_t i = 0; i < MaxMetadataItems; ++i) {
+        auto box = items.next();
+        if (!box || box->overruns)
+            break;
+        bool isKnown = box->type >= 1 && box->type <= keys.size() && box->payloadSize() <= MaxTextItem;
+        if (!isKnown)
+            continue;
+        for (const MP4ItmfData& data : itemAt(reader, *box).dataList)
+            addKeyed(sink, facts, keys[box->type - 1], data);
+    }
+}
+
+// User data
+
+/// QuickTime's: a length and a language in front of each text.
+void addQuickTimeText(TagSink& sink, Facts& facts, StructureReader& reader, const Box& box)
+{
+    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
+    if (!payload)
+        return;
+    ByteReader fields(*payload);
+    std::uint16_t size = fields.u16be();
+    fields.skip(2);
+    ByteView text = fields.take(std::min<std::size_t>(size, fields.remaining()));
+    if (text.empty())
+        return;
+    std::string clean = cleanedUtf8(charsOf(text).substr(0, charsOf(text).find('\0')));
+    if (box.type == fourCC("\251xyz"))
+        return addPlaceText(facts, clean);
+    if (box.type == fourCC("\251mak") && !clean.empty())
+        facts.set(fact::CameraMake, clean);
+    if (box.type == fourCC("\251mod") && !clean.empty())
+        facts.set(fact::CameraModel, clean);
+    if (const FieldOfItem* row = textItem(box.type))
+        sink.texts.addUtf8OrLegacy(row->field, text);
+}
+
+constexpr std::array MobileTexts {
+    FieldOfItem { fourCC("titl"), TagField::Title },
+    FieldOfItem { fourCC("albm"), TagField::Album },
+    FieldOfItem { fourCC("perf"), TagField::Artist },
+    FieldOfItem { fourCC("auth"), TagField::Composer },
+    FieldOfItem { fourCC("gnre"), TagField::Genre },
+    FieldOfItem { fourCC("dscp"), TagField::Comment },
+};
+
+/// 3GPP's: version and flags, a language, a text of UTF-8 or, behind a mark, of UTF-16.
+void addMobileText(TagSink& sink, StructureReader& reader, const Box& box)
+{
+    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
+    if (!payload)
+        return;
+    ByteReader fields(*payload);
+    fields.skip(4);
+    if (box.type == fourCC("yrrc")) {
+        std::uint16_t year = fields.u16be();
+        if (year != 0)
+            sink.texts.add(TagField::Date, formatText("%04u", unsigned { year }));
+        return;
+    }
+    fields.skip(2);
+    ByteView text = fields.rest();
+    for (const FieldOfItem& row : MobileTexts) {
+        if (row.code != box.type || fields.failed())
+            continue;
+        if (text.size() >= 2 && text[0] == 0xFE && text[1] == 0xFF)
+            sink.texts.add(row.field, utf8FromUtf16BE(text.subspan(2)).value_or(std::string {}));
+        else
+            sink.texts.addUtf8OrLegacy(row.field, text);
+    }
+}
+
+void addUserData(TagSink& sink, Facts& facts, StructureReader& reader, const Box& udta)
+{
+    constexpr std::uint32_t Copyright = 0xA9000000;
+    sink.texts.beginTag();
+    BoxWalker walker(reader, udta);
+    while (auto box = walker.next()) {
+        if (box->overruns)
+            break;
+        if (box->payloadSize() > MaxTextItem)
+            continue;
+        if ((box->type & 0xFF000000) == Copyright)
+            addQuickTimeText(sink, facts, reader, *box);
+        else if (box->type != fourCC("meta"))
+            addMobileText(sink, reader, *box);
+    }
+}
+
+} // namespace
+
+void addIsoTags(TagSink& sink, Facts& facts, StructureReader& reader, const MovieFacts& movie)
+{
+    sink.texts.beginTag();
+    if (auto place = findMetadata(reader, movie.userDataBoxes))
+        addItems(sink, reader, place->ilst);
+    if (movie.metaBox && metaHandler(reader, *movie.metaBox) == fourCC("mdta"))
+        addKeyedItems(sink, facts, reader, *movie.metaBox);
+    for (const Box& udta : movie.userDataBoxes)
+        addUserData(sink, facts, reader, udta);
+}
+
+} // namespace mv

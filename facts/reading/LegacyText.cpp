@@ -1,0 +1,163 @@
+#include "facts/reading/LegacyText.h"
+
+#include "Base/Core/Handle.h"
+#include "Base/Core/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <iconv.h>
+#include <optional>
+
+namespace mv {
+
+namespace {
+
+constexpr std::uint8_t HighBit = 0x80;
+
+bool isHigh(std::uint8_t byte) { return (byte & HighBit) != 0; }
+bool isBetween(std::uint8_t byte, std::uint8_t low, std::uint8_t high) { return byte >= low && byte <= high; }
+
+/// What pairs of bytes look like, a high one first.
+struct PairCounts {
+    int pairs = 0;
+    int broken = 0; ///< a high byte without a second that any of these charsets has
+    int hangul = 0; ///< the common syllables
+    int levelOne = 0; ///< of GB 2312's common characters those behind Korean's syllables
+    int kana = 0;
+    int lowFirsts = 0; ///< below all of GB 2312's and Korea's words, and common in Big5
+    int asciiSeconds = 0; ///< the second is of the ASCII half, as in Big5 and Shift JIS
+};
+
+PairCounts countPairs(ByteView text)
+{
+    PairCounts counts;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::uint8_t first = text[i];
+        if (!isHigh(first))
+            continue;
+        std::uint8_t second = i + 1 < text.size() ? text[i + 1] : 0;
+        bool isPair = isBetween(first, 0x81, 0xFE) && second >= 0x40 && second != 0x7F && second != 0xFF;
+        if (!isPair) {
+            ++counts.broken;
+            continue;
+        }
+        ++i;
+        ++counts.pairs;
+        counts.hangul += isBetween(first, 0xB0, 0xC8) && second >= 0xA1;
+        counts.levelOne += isBetween(first, 0xC9, 0xF7) && second >= 0xA1;
+        counts.kana
+            += (first == 0x82 && isBetween(second, 0x9F, 0xF1)) || (first == 0x83 && isBetween(second, 0x40, 0x96));
+        counts.lowFirsts += isBetween(first, 0xA4, 0xAF);
+        counts.asciiSeconds += second < HighBit;
+    }
+    return counts;
+}
+
+/// Letters of Windows' Cyrillic code page stand in words: runs of high bytes, mostly small letters.
+bool looksCyrillic(ByteView text)
+{
+    int letters = 0;
+    int small = 0;
+    int others = 0;
+    int words = 0;
+    std::size_t run = 0;
+    for (std::uint8_t byte : text) {
+        bool isLetter = byte >= 0xC0 || byte == 0xA8 || byte == 0xB8;
+        letters += isLetter;
+        small += byte >= 0xE0 || byte == 0xB8;
+        others += isHigh(byte) && !isLetter;
+        run = isLetter ? run + 1 : 0;
+        words += run == 3;
+    }
+    return words > 0 && letters >= 4 && others * 8 < letters && small * 2 > letters;
+}
+
+/// Latin letters with accents stand alone or in twos between ASCII letters.
+bool looksLatin(ByteView text)
+{
+    int high = 0;
+    int inWords = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (!isHigh(text[i]))
+            continue;
+        ++high;
+        auto isLetter = [&](std::size_t at) {
+            return at < text.size() && ((text[at] | 0x20) >= 'a') && ((text[at] | 0x20) <= 'z');
+        };
+        bool alone = (i == 0 || !isHigh(text[i - 1])) && (i + 1 >= text.size() || !isHigh(text[i + 1]));
+        inWords += alone && (isLetter(i + 1) || (i > 0 && isLetter(i - 1)));
+    }
+    return inWords * 2 > high;
+}
+
+const char* nameOf(Charset charset)
+{
+    constexpr std::array Names { "CP1252", "UTF-8", "CP949", "CP932", "GB18030", "BIG5-HKSCS", "CP1251" };
+    return Names[static_cast<std::size_t>(charset)];
+}
+
+std::optional<std::string> converted(Charset charset, ByteView text)
+{
+    iconv_t converter = iconv_open("UTF-8", nameOf(charset));
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return std::nullopt;
+    std::string result(text.size() * 4 + 4, '\0');
+    auto* in = const_cast<char*>(reinterpret_cast<const char*>(text.data()));
+    std::size_t inLeft = text.size();
+    char* out = result.data();
+    std::size_t outLeft = result.size();
+    bool whole = iconv(converter, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1) && inLeft == 0;
+    iconv_close(converter);
+    if (!whole)
+        return std::nullopt;
+    result.resize(result.size() - outLeft);
+    return result;
+}
+
+bool isValidIn(Charset charset, ByteView text)
+{
+    if (charset == Charset::Korean)
+        return utf8FromCP949(text).has_value();
+    return converted(charset, text).has_value();
+}
+
+} // namespace
+
+Charset guessedCharset(ByteView texts)
+{
+    if (std::none_of(texts.begin(), texts.end(), isHigh))
+        return Charset::Latin1;
+    if (isValidUtf8(charsOf(texts)))
+        return Charset::Utf8;
+    PairCounts counts = countPairs(texts);
+    bool mayBePairs = counts.broken == 0 && counts.pairs > 0;
+    if (mayBePairs && counts.kana * 4 >= counts.pairs && isValidIn(Charset::Japanese, texts))
+        return Charset::Japanese;
+    if (looksCyrillic(texts) && counts.hangul * 2 < counts.pairs && isValidIn(Charset::Cyrillic, texts))
+        return Charset::Cyrillic;
+    if (!mayBePairs || looksLatin(texts))
+        return Charset::Latin1;
+    if (counts.hangul * 10 >= counts.pairs * 8 && isValidIn(Charset::Korean, texts))
+        return Charset::Korean;
+    bool mayBeBig5 = counts.asciiSeconds * 5 >= counts.pairs || counts.lowFirsts * 4 >= counts.pairs;
+    if (mayBeBig5 && isValidIn(Charset::TraditionalChinese, texts))
+        return Charset::TraditionalChinese;
+    if (counts.asciiSeconds == 0 && counts.levelOne * 10 >= counts.pairs
+        && isValidIn(Charset::SimplifiedChinese, texts))
+        return Charset::SimplifiedChinese;
+    if (isValidIn(Charset::Korean, texts))
+        return Charset::Korean;
+    return Charset::Latin1;
+}
+
+std::string utf8FromCharset(Charset charset, ByteView text)
+{
+    if (std::none_of(text.begin(), text.end(), isHigh))
+        return std::string(charsOf(text));
+    if (charset == Charset::Utf8)
+        return cleanedUtf8(charsOf(text));
+    std::optional<std::string> result = charset == Charset::Korean ? utf8FromCP949(text) : converted(charset, text);
+    return result ? *result : utf8FromLatin1(text);
+}
+
+} // namespace mv

@@ -1,0 +1,266 @@
+#include "Base/Core/ByteReader.h"
+#include "tests/facts/reading/Described.h"
+#include "tests/facts/reading/FactsText.h"
+#include "tests/support/Mp3Maker.h"
+#include "tests/support/Mp4Maker.h"
+#include "tests/support/Scratch.h"
+
+#include <gtest/gtest.h>
+
+namespace mv::test {
+namespace {
+
+std::string text(const Bytes& bytes) { return std::string(charsOf(bytes)); }
+
+// FLAC
+
+Bytes vorbisComments(const std::vector<std::string>& comments)
+{
+    Bytes block;
+    ByteWriter writer(block);
+    writer.u32le(4);
+    writer.text("test");
+    writer.u32le(static_cast<std::uint32_t>(comments.size()));
+    for (const std::string& comment : comments) {
+        writer.u32le(static_cast<std::uint32_t>(comment.size()));
+        writer.text(comment);
+    }
+    return block;
+}
+
+Bytes flacPicture(std::uint32_t type, const std::string& description, std::size_t size)
+{
+    Bytes block;
+    ByteWriter writer(block);
+    writer.u32be(type);
+    writer.u32be(9);
+    writer.text("image/png");
+    writer.u32be(static_cast<std::uint32_t>(description.size()));
+    writer.text(description);
+    writer.zeros(16);
+    writer.u32be(static_cast<std::uint32_t>(size));
+    writer.zeros(size);
+    return block;
+}
+
+/// One second of 44.1 kHz, two channels, 16 bits, without a frame.
+std::string flac(const std::vector<std::pair<int, Bytes>>& blocks)
+{
+    Bytes file;
+    ByteWriter writer(file);
+    writer.text("fLaC");
+    writer.u32be(34);
+    writer.u16be(4096);
+    writer.u16be(4096);
+    writer.zeros(6);
+    writer.u64be(std::uint64_t { 44100 } << 44 | std::uint64_t { 1 } << 41 | std::uint64_t { 15 } << 36 | 44100);
+    writer.zeros(16);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        writer.u8(static_cast<std::uint8_t>(blocks[i].first | (i + 1 == blocks.size() ? 0x80 : 0)));
+        writer.u24be(static_cast<std::uint32_t>(blocks[i].second.size()));
+        writer.bytes(blocks[i].second);
+    }
+    return text(file);
+}
+
+TEST(FlacFacts, CommentsOfAllNames)
+{
+    auto facts = describedBytes(flac({ { 4,
+        vorbisComments({ "TITLE=Title", "artist=One/Two", "ARTIST=Three", "Album Artist=Band", "DESCRIPTION=Text",
+            "TRACKNUMBER=03/12", "DISCNUMBER=1", "TOTALDISCS=2", "DATE=2010-05-04", "LYRICS=La\nla", "BPM=120",
+            "COMPILATION=1", "nothing", "UNKNOWN=x" }) } }));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Title), "Title");
+    EXPECT_EQ(textOf(*facts, fact::Artist), "One/Two | Three");
+    EXPECT_EQ(textOf(*facts, fact::AlbumArtist), "Band");
+    EXPECT_EQ(textOf(*facts, fact::Comment), "Text");
+    EXPECT_EQ(textOf(*facts, fact::TrackNumber) + "/" + textOf(*facts, fact::TrackTotal), "3/12");
+    EXPECT_EQ(textOf(*facts, fact::DiscNumber) + "/" + textOf(*facts, fact::DiscTotal), "1/2");
+    EXPECT_EQ(textOf(*facts, fact::ContentCreated), "2010-05-04");
+    EXPECT_EQ(textOf(*facts, fact::AsText), "La\nla");
+    EXPECT_EQ(textOf(*facts, fact::AudioBpm), "120");
+    EXPECT_EQ(textOf(*facts, fact::Compilation), "1");
+    EXPECT_EQ(textOf(*facts, fact::HasPicture), "0");
+    EXPECT_EQ(textOf(*facts, fact::Length), "1000000");
+    EXPECT_EQ(textOf(*facts, fact::BitsPerSample), "16");
+}
+
+TEST(FlacFacts, ADescriptionStandsInForACommentOnly)
+{
+    auto facts = describedBytes(flac({ { 4, vorbisComments({ "DESCRIPTION=Text", "COMMENT=Words" }) } }));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Comment), "Words");
+}
+
+TEST(FlacFacts, PicturesOfBlocksAndOfComments)
+{
+    std::string file = flac({ { 6, flacPicture(4, "back", 100) }, { 6, flacPicture(3, "front", 50) },
+        { 4, vorbisComments({ "COVERART=iVBORw0KGgo=" }) } });
+    auto plain = describedBytes(file);
+    auto facts = describedBytes(file, {}, { .pictures = true });
+    ASSERT_TRUE(plain.ok() && facts.ok());
+    EXPECT_EQ(textOf(*plain, fact::HasPicture), "1");
+    EXPECT_TRUE(plain->pictures.empty());
+    ASSERT_EQ(facts->pictures.size(), 3u);
+    EXPECT_EQ(facts->pictures[0].description, "front");
+    EXPECT_EQ(facts->pictures[0].data.size(), 50u);
+    EXPECT_EQ(facts->pictures[1].mimeType, "image/png");
+    EXPECT_EQ(facts->pictures[1].data, (Bytes { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n' }));
+    EXPECT_EQ(facts->pictures[2].description, "back");
+}
+
+TEST(FlacFacts, ATagInFrontIsASecondSource)
+{
+    std::string tag = id3Tag(3, id3Frame(3, "TIT2", zeroed("\0Front")) + id3Frame(3, "TALB", zeroed("\0Album")));
+    auto facts = describedBytes(tag + flac({ { 4, vorbisComments({ "TITLE=Title" }) } }), "a.flac");
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::MimeType), "audio/flac");
+    EXPECT_EQ(textOf(*facts, fact::Title), "Title");
+    EXPECT_EQ(textOf(*facts, fact::Album), "Album");
+}
+
+// WAVE
+
+std::string riffChunk(std::string_view id, std::string content)
+{
+    Bytes bytes;
+    ByteWriter writer(bytes);
+    writer.text(id);
+    writer.u32le(static_cast<std::uint32_t>(content.size()));
+    writer.text(content + std::string(content.size() % 2, '\0'));
+    return text(bytes);
+}
+
+std::string wave(const std::string& chunks)
+{
+    Bytes format;
+    ByteWriter writer(format);
+    writer.u16le(1);
+    writer.u16le(2);
+    writer.u32le(44100);
+    writer.u32le(44100 * 4);
+    writer.u16le(4);
+    writer.u16le(16);
+    return riffChunk(
+        "RIFF", "WAVE" + riffChunk("fmt ", text(format)) + riffChunk("data", std::string(44100, '\0')) + chunks);
+}
+
+TEST(WaveFacts, InfoListsAndTags)
+{
+    std::string info = riffChunk("LIST",
+        "INFO" + riffChunk("INAM", "Name") + riffChunk("IART", zeroed("Artist\0")) + riffChunk("IPRD", "Product")
+            + riffChunk("IGNR", "Genre") + riffChunk("ICRD", "2010-05-04") + riffChunk("ITRK", "7"));
+    std::string tag = riffChunk("id3 ", id3Tag(4, id3Frame(4, "TIT2", "\3Title")));
+    auto facts = describedBytes(wave(info + tag));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Title), "Title") << "the tag says more";
+    EXPECT_EQ(textOf(*facts, fact::Artist), "Artist");
+    EXPECT_EQ(textOf(*facts, fact::Album), "Product");
+    EXPECT_EQ(textOf(*facts, fact::Genre), "Genre");
+    EXPECT_EQ(textOf(*facts, fact::ContentCreated), "2010-05-04");
+    EXPECT_EQ(textOf(*facts, fact::TrackNumber), "7");
+    EXPECT_EQ(textOf(*facts, fact::AudioCodec), "pcm_s16le");
+    EXPECT_EQ(textOf(*facts, fact::Length), "250000");
+    EXPECT_EQ(textOf(*facts, fact::Bitrate), "1411200");
+}
+
+TEST(WaveFacts, KoreanInfoLists)
+{
+    auto facts = describedBytes(wave(riffChunk("LIST", "INFO" + riffChunk("INAM", "\xB0\xA1\xB3\xAA\xB4\xD9"))));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Title), "가나다");
+}
+
+// MPEG-4
+
+Facts movie(const Bytes& items, const FactsWish& wish = {})
+{
+    Mp4Spec spec;
+    spec.items = items;
+    auto facts = describedBytes(
+        charsOf(joined({ box("ftyp", bytes(std::string_view("M4A \0\0\0\0", 8))), makeMp4(spec).bytes })), {}, wish);
+    EXPECT_TRUE(facts.ok());
+    return facts ? std::move(*facts) : Facts {};
+}
+
+TEST(IsoFacts, EveryValueOfEveryItem)
+{
+    Bytes two = joined({ dataBox(1, bytes("One")), dataBox(1, bytes("Two")) });
+    Facts facts = movie(joined({ box("\251ART", two), textItem("\251ART", "AC/DC"), textItem("aART", "Band"),
+        textItem("\251nam", "제목"), textItem("\251day", "2009-05-12T07:00:00Z"), item("trkn", 0, pair(3, 12, 8)),
+        item("disk", 0, pair(1, 2, 6)), item("tmpo", 21, number(120, 2)), item("cpil", 21, number(1, 1)),
+        textItem("\251lyr", "La"), item("gnre", 0, number(18, 2)), textItem("\251cmt", "Words") }));
+    EXPECT_EQ(textOf(facts, fact::Artist), "One | Two | AC/DC");
+    EXPECT_EQ(textOf(facts, fact::AlbumArtist), "Band");
+    EXPECT_EQ(textOf(facts, fact::Title), "제목");
+    EXPECT_EQ(textOf(facts, fact::ContentCreated), "2009-05-12T07:00:00Z");
+    EXPECT_EQ(textOf(facts, fact::TrackNumber) + "/" + textOf(facts, fact::TrackTotal), "3/12");
+    EXPECT_EQ(textOf(facts, fact::DiscNumber) + "/" + textOf(facts, fact::DiscTotal), "1/2");
+    EXPECT_EQ(textOf(facts, fact::AudioBpm), "120");
+    EXPECT_EQ(textOf(facts, fact::Compilation), "1");
+    EXPECT_EQ(textOf(facts, fact::AsText), "La");
+    EXPECT_EQ(textOf(facts, fact::Genre), "Rock");
+    EXPECT_EQ(textOf(facts, fact::Comment), "Words");
+    EXPECT_EQ(textOf(facts, fact::MimeType), "audio/mp4");
+    EXPECT_EQ(textOf(facts, fact::AudioCodec), "aac");
+    EXPECT_EQ(textOf(facts, fact::Length), "1000000");
+}
+
+TEST(IsoFacts, TheTextOfAGenreGoesBeforeItsNumber)
+{
+    EXPECT_EQ(
+        textOf(movie(joined({ item("gnre", 0, number(18, 2)), textItem("\251gen", "Own") })), fact::Genre), "Own");
+}
+
+TEST(IsoFacts, TextsOfNoStatedCharset)
+{
+    EXPECT_EQ(textOf(movie(item("\251nam", 1, bytes("\xB0\xA1\xB3\xAA\xB4\xD9"))), fact::Title), "가나다");
+}
+
+TEST(IsoFacts, CoversOnlyWhenAsked)
+{
+    Bytes covers = box("covr", joined({ dataBox(13, Bytes(100, 1)), dataBox(14, bytes("\x89PNG\r\n\x1A\nrest")) }));
+    Facts plain = movie(covers);
+    EXPECT_EQ(textOf(plain, fact::HasPicture), "1");
+    EXPECT_TRUE(plain.pictures.empty());
+    Facts facts = movie(covers, { .pictures = true });
+    ASSERT_EQ(facts.pictures.size(), 2u);
+    EXPECT_EQ(facts.pictures[0].type, FrontCoverType);
+    EXPECT_EQ(facts.pictures[1].mimeType, "image/png");
+    EXPECT_EQ(textOf(movie(box("covr", dataBox(13, Bytes()))), fact::HasPicture), "0") << "an empty one";
+}
+
+// What TagLib reads
+
+TEST(TagLibFacts, WavPackAndTrueAudio)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    struct Kind {
+        const char* ending;
+        const char* codec;
+        const char* samples;
+        const char* mimeType;
+    };
+    for (const Kind& kind :
+        { Kind { "wv", "wavpack", "s16p", "audio/x-wavpack" }, Kind { "tta", "tta", "s16", "audio/x-tta" } }) {
+        std::string path = scratch.file(std::string("a.") + kind.ending);
+        outputOf(std::string("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=2:r=48000 -ac 2 -sample_fmt ")
+            + kind.samples + " -c:a " + kind.codec
+            + " -metadata title=Title -metadata artist=AC/DC -metadata track=3/12 " + shellQuoted(path));
+        auto facts = describe(OpenedFile::at(Path(path)), {}, {});
+        ASSERT_TRUE(facts.ok()) << kind.codec;
+        EXPECT_EQ(textOf(*facts, fact::AudioCodec), kind.codec);
+        EXPECT_EQ(textOf(*facts, fact::MimeType), kind.mimeType);
+        EXPECT_EQ(textOf(*facts, fact::Title), "Title") << kind.codec;
+        EXPECT_EQ(textOf(*facts, fact::Artist), "AC/DC");
+        EXPECT_EQ(textOf(*facts, fact::TrackNumber) + "/" + textOf(*facts, fact::TrackTotal), "3/12");
+        EXPECT_EQ(textOf(*facts, fact::Length), "2000000");
+        EXPECT_EQ(textOf(*facts, fact::SampleRate) + " " + textOf(*facts, fact::Channels), "48000 2");
+        EXPECT_EQ(textOf(*facts, fact::BitsPerSample), "16");
+    }
+}
+
+} // namespace
+} // namespace mv::test
