@@ -64,7 +64,11 @@ faults: build
 	@build/tests/test_integration --gtest_also_run_disabled_tests --gtest_filter='*WorkerAtDeadline*'
 	@tests/faults/run_job_faults.py --programs build/bin
 
-install: build
+# Into /usr/local, or where PREFIX= says; DESTDIR= is put before that.
+PREFIX =
+install: setup
+	@cmake --preset $(PRESET) $(if $(PREFIX),-DCMAKE_INSTALL_PREFIX=$(PREFIX)) >/dev/null
+	@cmake --build --preset $(PRESET)
 	@cmake --install build
 
 # The Debian packages, in build/package. DEB_BUILD_OPTIONS= make package runs the tests with it.
