@@ -353,7 +353,8 @@ Result<Outcome> FileReplacement::perform(OpenedFile file, const Plan& plan, cons
     file = OpenedFile(path); // whose content the handle is now
     Result<Outcome> outcome = performAttempts(path, handle, plan, check);
     if (!outcome.ok() && outcome.error().kind != Error::Kind::Cancelled)
-        NSLog("Cannot replace the content of %s: %s", path.c_str(), outcome.error().text.c_str());
+        NSLogAt(
+            LogPriority::Warning, "Cannot replace the content of %s: %s", path.c_str(), outcome.error().text.c_str());
     else if (outcome.ok() && *outcome == Outcome::Replaced)
         closeReplaced(std::move(*handle));
     return outcome;

@@ -76,8 +76,9 @@ void writeDebugLog(int level, std::string_view file, std::string_view function, 
 {
     if (currentDebugLevel() < level)
         return;
-    NSLog("[%.*s:%.*s-(%d)] %.*s", static_cast<int>(file.size()), file.data(), static_cast<int>(function.size()),
-        function.data(), line, static_cast<int>(message.size()), message.data());
+    // Who has opened the gate wants to see it.
+    NSLogAt(LogPriority::Info, "[%.*s:%.*s-(%d)] %.*s", static_cast<int>(file.size()), file.data(),
+        static_cast<int>(function.size()), function.data(), line, static_cast<int>(message.size()), message.data());
 }
 
 } // namespace mv

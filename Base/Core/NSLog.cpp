@@ -3,16 +3,62 @@
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/Text.h"
 
+#include <array>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace mv {
 
 namespace {
+
+constexpr int NoLimit = -1;
+std::atomic<int> s_limit = NoLimit;
+
+struct PriorityName {
+    std::string_view name;
+    LogPriority priority;
+};
+
+constexpr std::array PriorityNames {
+    PriorityName { "error", LogPriority::Error },
+    PriorityName { "warning", LogPriority::Warning },
+    PriorityName { "notice", LogPriority::Notice },
+    PriorityName { "info", LogPriority::Info },
+    PriorityName { "debug", LogPriority::Debug },
+};
+
+/// Whoever starts a program with its standard error in the journal says which file that is; it may have been led
+/// elsewhere since.
+bool isStandardErrorTheJournal()
+{
+    const char* journal = std::getenv("JOURNAL_STREAM");
+    struct stat facts { };
+    return journal && fstat(STDERR_FILENO, &facts) == 0
+        && journal
+        == formatText(
+            "%llu:%llu", static_cast<unsigned long long>(facts.st_dev), static_cast<unsigned long long>(facts.st_ino));
+}
+
+bool writesToJournal()
+{
+    static const bool journal = isStandardErrorTheJournal();
+    return journal;
+}
+
+bool isLeftOut(LogPriority priority)
+{
+    int limit = s_limit;
+    if (limit == NoLimit)
+        limit = static_cast<int>(writesToJournal() ? LogPriority::Info : LogPriority::Debug);
+    return static_cast<int>(priority) > limit;
+}
 
 std::mutex s_sinkLock;
 LogSink s_sink; // guarded by s_sinkLock
@@ -36,8 +82,10 @@ std::string escaped(std::string_view message)
     return out;
 }
 
-std::string linePrefix()
+std::string linePrefix(LogPriority priority)
 {
+    if (writesToJournal())
+        return formatText("<%d>", static_cast<int>(priority));
     timespec now {};
     clock_gettime(CLOCK_REALTIME, &now);
     tm local {};
@@ -60,13 +108,14 @@ void writeWhole(std::string_view line)
 
 } // namespace
 
-void NSLog(const char* format, ...)
+namespace {
+
+void writeLine(LogPriority priority, const char* format, va_list arguments)
 {
+    if (isLeftOut(priority))
+        return;
     char* text = nullptr;
-    va_list arguments;
-    va_start(arguments, format);
     int length = vasprintf(&text, format, arguments);
-    va_end(arguments);
     if (length < 0)
         return;
     std::string message(text, static_cast<std::size_t>(length));
@@ -76,7 +125,36 @@ void NSLog(const char* format, ...)
     if (s_sink)
         s_sink(message);
     else
-        writeWhole(linePrefix() + escaped(message) + "\n");
+        writeWhole(linePrefix(priority) + escaped(message) + "\n");
+}
+
+} // namespace
+
+void NSLog(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    writeLine(LogPriority::Notice, format, arguments);
+    va_end(arguments);
+}
+
+void NSLogAt(LogPriority priority, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    writeLine(priority, format, arguments);
+    va_end(arguments);
+}
+
+void setLogLimit(LogPriority least) { s_limit = static_cast<int>(least); }
+
+std::optional<LogPriority> logPriorityNamed(std::string_view name)
+{
+    for (const PriorityName& row : PriorityNames) {
+        if (row.name == name)
+            return row.priority;
+    }
+    return std::nullopt;
 }
 
 void setLogSink(LogSink sink)

@@ -202,13 +202,13 @@ bool WorkerHost::isPoison(const FileDeed& deed, const Path& path) const
 {
     if (!m_poison.isPoison(deed))
         return false;
-    NSLog("%s is left alone: it ended a worker a short while ago", path.c_str());
+    NSLogAt(LogPriority::Warning, "%s is left alone: it ended a worker a short while ago", path.c_str());
     return true;
 }
 
 void WorkerHost::remember(const FileDeed& deed, const Path& path, const WorkerDeath& death)
 {
-    NSLog("the worker that had %s was lost: %s", path.c_str(), death.reason.c_str());
+    NSLogAt(LogPriority::Warning, "the worker that had %s was lost: %s", path.c_str(), death.reason.c_str());
     if (death.blame && deed != FileDeed {})
         m_poison.remember(deed, *death.blame);
 }

@@ -146,7 +146,7 @@ void WorkerPool::wakeHousekeeper()
         m_housekeeper = std::thread([this] { keepHouse(); });
     } catch (const std::system_error& problem) {
         // The next one tries again; until then workers are born when they are needed.
-        NSLog("no thread keeps the workers: %s", problem.what());
+        NSLogAt(LogPriority::Warning, "no thread keeps the workers: %s", problem.what());
     }
 }
 
@@ -228,7 +228,7 @@ void WorkerPool::bearSpare(WorkerKind kind)
     auto born = WorkerProcess::start(m_program, kind);
     // Every call tries again, and says to its client what is the matter.
     if (!born)
-        NSLog("no worker waits for calls: %s", born.error().text.c_str());
+        NSLogAt(LogPriority::Warning, "no worker waits for calls: %s", born.error().text.c_str());
     MutexLock hold(m_lock);
     Spare& spare = spareOf(kind);
     spare.isBeingBorn = false;

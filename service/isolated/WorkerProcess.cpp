@@ -36,7 +36,7 @@ void logMissing(const std::string& sentence)
 {
     static std::atomic<bool> isLogged = false;
     if (!isLogged.exchange(true))
-        NSLog("%s", sentence.c_str());
+        NSLogAt(LogPriority::Warning, "%s", sentence.c_str());
 }
 
 } // namespace

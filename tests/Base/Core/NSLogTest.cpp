@@ -47,6 +47,31 @@ TEST(NSLog, AMessageCannotForgeALine)
     EXPECT_TRUE(lines[0].ends_with("path a\\nb\\rc\\x1b[31m")) << lines[0];
 }
 
+TEST(NSLog, LinesThatMatterLessThanTheLimitAreLeftOut)
+{
+    auto lines = errorLines([] {
+        NSLogAt(LogPriority::Debug, "a");
+        setLogLimit(LogPriority::Warning);
+        NSLogAt(LogPriority::Error, "b");
+        NSLogAt(LogPriority::Warning, "c");
+        NSLog("d");
+        setLogLimit(LogPriority::Debug);
+        NSLogAt(LogPriority::Debug, "%s", "e");
+    });
+    std::string last;
+    for (const std::string& line : lines)
+        last += line.back();
+    EXPECT_EQ(last, "abce");
+}
+
+TEST(NSLog, PrioritiesHaveNames)
+{
+    EXPECT_EQ(logPriorityNamed("error"), LogPriority::Error);
+    EXPECT_EQ(logPriorityNamed("debug"), LogPriority::Debug);
+    EXPECT_EQ(logPriorityNamed("3"), std::nullopt);
+    EXPECT_EQ(logPriorityNamed(""), std::nullopt);
+}
+
 TEST(NSLog, ThreadsWriteWholeLines)
 {
     constexpr int Threads = 8;
