@@ -1,11 +1,13 @@
 #include "application/NSApplication.h"
 
 #include <algorithm>
+#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace mv {
 
@@ -38,8 +40,9 @@ int NSApplication::run(NSApplicationDelegate& delegate)
         std::vector<pollfd> waits { { m_wakeFd, POLLIN, 0 } };
         for (const Watch& watch : m_watches)
             waits.push_back({ watch.fd, POLLIN, 0 });
-        if (poll(waits.data(), waits.size(), -1) < 0)
+        if (poll(waits.data(), waits.size(), millisecondsToCall()) < 0)
             continue;
+        callWhatIsDue();
         for (std::size_t i = 1; i < waits.size(); ++i) {
             if (!waits[i].revents)
                 continue;
@@ -76,6 +79,29 @@ void NSApplication::watch(int fd, std::function<void()> ready) { m_watches.push_
 void NSApplication::unwatch(int fd)
 {
     std::erase_if(m_watches, [&](const Watch& watch) { return watch.fd == fd; });
+}
+
+void NSApplication::callAt(std::chrono::steady_clock::time_point time, std::function<void()> call)
+{
+    m_callTime = time;
+    m_call = std::move(call);
+}
+
+/// For poll: -1 where nothing is to be called.
+int NSApplication::millisecondsToCall() const
+{
+    if (!m_call)
+        return -1;
+    auto left = std::chrono::ceil<std::chrono::milliseconds>(m_callTime - std::chrono::steady_clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+}
+
+void NSApplication::callWhatIsDue()
+{
+    if (!m_call || std::chrono::steady_clock::now() < m_callTime)
+        return;
+    auto call = std::exchange(m_call, nullptr);
+    call();
 }
 
 void NSApplication::runPosted()

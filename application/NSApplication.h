@@ -3,6 +3,7 @@
 #include "system/Mutex.h"
 
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -43,6 +44,8 @@ public:
     /// caller's and must be unwatched before it is closed.
     void watch(int fd, std::function<void()> ready);
     void unwatch(int fd);
+    /// Calls `call` on the main thread at that time, and not what was to be called at another before. Main thread only.
+    void callAt(std::chrono::steady_clock::time_point time, std::function<void()> call);
 
 private:
     struct Watch {
@@ -51,11 +54,15 @@ private:
     };
 
     void runPosted() MV_EXCLUDES(m_lock);
+    int millisecondsToCall() const;
+    void callWhatIsDue();
     void wake();
 
     Mutex m_lock;
     std::deque<std::function<void()>> m_posted MV_GUARDED_BY(m_lock);
     std::vector<Watch> m_watches; // main thread only
+    std::chrono::steady_clock::time_point m_callTime; // main thread only, as the next
+    std::function<void()> m_call;
     std::atomic<bool> m_terminateAsked = false;
     int m_wakeFd;
 };

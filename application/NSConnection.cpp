@@ -7,11 +7,11 @@
 namespace mv {
 
 std::unique_ptr<NSConnection> NSConnection::serviceConnectionWithName(
-    std::string_view name, std::unique_ptr<ServedObject> rootObject)
+    std::string_view name, std::unique_ptr<ServedObject> rootObject, Activity* activity)
 {
-    auto loop = ServiceLoop::publish(busNameForService(name), std::move(rootObject));
+    auto loop = ServiceLoop::publish(busNameForService(name), std::move(rootObject), activity);
     if (!loop) {
-        NSLog("%s", loop.error().text.c_str());
+        NSLogAt(LogPriority::Error, "%s", loop.error().text.c_str());
         return nullptr;
     }
     return std::unique_ptr<NSConnection>(new NSConnection(std::move(*loop)));
@@ -25,6 +25,8 @@ NSConnection::NSConnection(std::unique_ptr<ServiceLoop> loop)
 NSConnection::~NSConnection() = default;
 
 void NSConnection::runInNewThread(std::function<void()> onBusDeath) { m_loop->start(std::move(onBusDeath)); }
+
+void NSConnection::giveNameUp() { m_loop->giveNameUp(); }
 
 void NSConnection::invalidate() { m_loop->stop(); }
 

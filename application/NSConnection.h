@@ -2,6 +2,7 @@
 
 #include "bus/RemoteObject.h"
 #include "bus/ServedObject.h"
+#include "system/Activity.h"
 
 #include <functional>
 #include <memory>
@@ -17,14 +18,17 @@ class NSConnection {
 public:
     /// Publishes the root object under the service name, so that other processes can find it and send its operations.
     /// Null when the name cannot be registered: another holds it, or there is no bus; the log says which. The
-    /// connection keeps the root object alive.
+    /// connection keeps the root object alive. What goes on behind it is told to `activity`, where there is one.
     static std::unique_ptr<NSConnection> serviceConnectionWithName(
-        std::string_view name, std::unique_ptr<ServedObject> rootObject);
+        std::string_view name, std::unique_ptr<ServedObject> rootObject, Activity* activity = nullptr);
     ~NSConnection();
 
     /// Starts the thread on which every call of this service runs, one at a time. `onBusDeath` is called there when
     /// the bus goes away.
     void runInNewThread(std::function<void()> onBusDeath = {});
+    /// Gives the name up at once, whatever is in progress; what has arrived is still answered. Another thread's to
+    /// call.
+    void giveNameUp();
     /// Stops serving and gives the name up; a call in progress is finished first.
     void invalidate();
 

@@ -4,6 +4,7 @@
 #include "Base/Core/Result.h"
 
 #include <memory>
+#include <string>
 #include <systemd/sd-bus.h>
 
 namespace mv {
@@ -18,6 +19,9 @@ Result<BusHandle> openSessionBus();
 
 /// True when somebody owns the bus name.
 bool busNameHasOwner(sd_bus* bus, const char* name);
+
+/// The process that has a bus name, for people to read.
+std::string busNameOwner(sd_bus* bus, const std::string& name);
 
 /// Holds a D-Bus error and frees it.
 class BusErrorHolder {

@@ -15,6 +15,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 thread_local sd_bus* t_servingBus = nullptr;
+thread_local BusTurn* t_turn = nullptr;
 
 [[noreturn]] void raise(std::string_view name, const char* message)
 {
@@ -101,7 +102,13 @@ bool serveUntil(sd_bus* bus, const std::function<bool()>& done, Clock::time_poin
     return true;
 }
 
-void setThreadServingBus(sd_bus* bus) { t_servingBus = bus; }
+void setThreadServingBus(sd_bus* bus, BusTurn* turn)
+{
+    t_servingBus = bus;
+    t_turn = turn;
+}
+
+BusTurn* threadBusTurn() { return t_turn; }
 
 sd_bus* threadServingBus() { return t_servingBus; }
 
@@ -117,6 +124,7 @@ void RemoteObject::call(
     const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments, const Decode& results) const
 {
     sd_bus* bus = busForCalls();
+    TurnTaken turn(m_bus ? nullptr : t_turn);
     sd_bus_message* made = nullptr;
     int code = sd_bus_message_new_method_call(
         bus, &made, m_destination.c_str(), m_path.c_str(), m_interface.c_str(), member);

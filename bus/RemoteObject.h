@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/BusHandle.h"
+#include "bus/BusTurn.h"
 #include "bus/Wire.h"
 
 #include <chrono>
@@ -65,9 +66,12 @@ RemoteObject busDriver(sd_bus* bus);
 bool serveUntil(sd_bus* bus, const std::function<bool()>& done,
     std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max());
 
-/// Names the connection that serves the current thread, for RemoteObject; null when it ends.
-void setThreadServingBus(sd_bus* bus);
+/// Names the connection that serves the current thread, for RemoteObject; null when it ends. With a turn, where other
+/// threads use it as well: what a call asks for is done without the turn, and messages are sent with it.
+void setThreadServingBus(sd_bus* bus, BusTurn* turn = nullptr);
 /// The connection that serves the current thread, or null.
 sd_bus* threadServingBus();
+/// Its turn, or null.
+BusTurn* threadBusTurn();
 
 } // namespace mv

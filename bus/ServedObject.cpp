@@ -4,6 +4,7 @@
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "bus/BusError.h"
+#include "bus/RemoteObject.h"
 
 #include <cstring>
 #include <new>
@@ -168,7 +169,10 @@ int answerCall(sd_bus_message* request, ServedObject& object, sd_bus_error* erro
     return answerGuarded(error, [&] {
         Call call(request, *object.host);
         CallOfThread current(call);
-        operation(object, call);
+        {
+            TurnGiven others(threadBusTurn());
+            operation(object, call);
+        }
         if (!call.isKeptOpen())
             call.send();
         return 1;

@@ -9,55 +9,45 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <time.h>
+#include <utility>
 
 namespace mv {
 
 namespace {
+
+// A delegate that needs longer for an answer does not keep a name from those who would serve under it.
+constexpr std::chrono::milliseconds TurnPatience { 500 };
 
 Error failure(const std::string& what, int code)
 {
     return { Error::Kind::State, what + ": " + std::strerror(-code), -code };
 }
 
-/// The process that has a bus name, for people to read.
-std::string ownerOf(sd_bus* bus, const std::string& busName)
-{
-    constexpr std::uint64_t Wanted = SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
-    sd_bus_creds* made = nullptr;
-    int code = sd_bus_get_name_creds(bus, busName.c_str(), Wanted, &made);
-    std::unique_ptr<sd_bus_creds, CloseWith<sd_bus_creds_unref>> owner(made);
-    pid_t process = 0;
-    const char* name = nullptr;
-    if (code < 0 || sd_bus_creds_get_pid(made, &process) < 0)
-        return "another process";
-    if (sd_bus_creds_get_comm(made, &name) < 0)
-        return formatText("process %d", static_cast<int>(process));
-    return formatText("process %d (%s)", static_cast<int>(process), name);
-}
-
 } // namespace
 
 Result<std::unique_ptr<ServiceLoop>> ServiceLoop::publish(
-    const std::string& busName, std::unique_ptr<ServedObject> root)
+    const std::string& busName, std::unique_ptr<ServedObject> root, Activity* activity)
 {
     auto bus = openSessionBus();
     if (!bus)
         return failure("there is no session bus to publish " + busName + " on", -bus.error().code);
-    std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(*bus), busName, std::move(root)));
+    std::unique_ptr<ServiceLoop> loop(new ServiceLoop(std::move(*bus), busName, std::move(root), activity));
     int code = serveAt(*loop, loop->m_root->rootPath(), *loop->m_root, loop->m_rootSlots);
     if (code >= 0)
         code = sd_bus_request_name(loop->bus(), busName.c_str(), 0);
     if (code == -EEXIST)
-        return Error { Error::Kind::State, busName + " is taken by " + ownerOf(loop->bus(), busName), EEXIST };
+        return Error { Error::Kind::State, busName + " is taken by " + busNameOwner(loop->bus(), busName), EEXIST };
     if (code < 0)
         return failure(busName + " cannot be published", code);
     return loop;
 }
 
-ServiceLoop::ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root)
+ServiceLoop::ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root, Activity* activity)
     : m_bus(std::move(bus))
     , m_busName(std::move(busName))
+    , m_activity(activity)
     , m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     , m_root(std::move(root))
 {
@@ -77,6 +67,27 @@ void ServiceLoop::start(std::function<void()> onBusDeath)
     m_thread = std::thread([this] { run(); });
 }
 
+void ServiceLoop::giveNameUp()
+{
+    if (!m_turn.takeWithin(TurnPatience)) {
+        NSLogAt(LogPriority::Warning, "%s is given up in the middle of a call: the caller's delegate does not answer",
+            m_busName.c_str());
+        shutdown(sd_bus_get_fd(bus()), SHUT_RDWR);
+        return;
+    }
+    releaseName();
+    m_turn.give();
+    // Calls that came in front of the bus's answer are not announced by the descriptor any more.
+    post([] {});
+}
+
+// With the turn.
+void ServiceLoop::releaseName()
+{
+    if (std::exchange(m_hasName, false))
+        sd_bus_release_name(bus(), m_busName.c_str());
+}
+
 void ServiceLoop::stop()
 {
     if (!m_thread.joinable())
@@ -87,7 +98,8 @@ void ServiceLoop::stop()
 
 void ServiceLoop::run()
 {
-    setThreadServingBus(bus());
+    TurnTaken turn(&m_turn);
+    setThreadServingBus(bus(), &m_turn);
     bool alive = true;
     while (alive && !m_stopping) {
         alive = processPending();
@@ -97,7 +109,7 @@ void ServiceLoop::run()
     }
     if (alive) {
         // Calls that came before the name was given up are answered, so that no client of a restart loses one.
-        sd_bus_release_name(bus(), m_busName.c_str());
+        releaseName();
         processPending();
         finishOpenCalls();
         sd_bus_flush(bus());
@@ -107,11 +119,13 @@ void ServiceLoop::run()
     m_openCalls.dropAll();
     m_clientWatches.clear();
     m_clientObjects.clear();
+    m_keptForClients.clear();
     setThreadServingBus(nullptr);
 }
 
 bool ServiceLoop::processPending()
 {
+    auto busy = begin(Activity::Kind::Work);
     int code = 1;
     while (code > 0) {
         code = sd_bus_process(bus(), nullptr);
@@ -148,6 +162,7 @@ bool ServiceLoop::wait()
             : 0;
     }
     pollfd waits[] = { { sd_bus_get_fd(bus()), static_cast<short>(events), 0 }, { m_wake.get(), POLLIN, 0 } };
+    TurnGiven others(&m_turn);
     return poll(waits, 2, timeout) >= 0 || errno == EINTR;
 }
 
@@ -178,10 +193,11 @@ void ServiceLoop::runPosted()
 
 std::string ServiceLoop::serveForClient(std::unique_ptr<ServedObject> object, const std::string& client)
 {
+    TurnTaken turn(threadBusTurn());
     if (!watchClient(client))
         return "/";
     std::string path = formatText("/info/%llu", static_cast<unsigned long long>(m_nextObject++));
-    ClientObject entry { std::move(object), {}, client };
+    ClientObject entry { std::move(object), {}, client, begin(Activity::Kind::Client) };
     if (serveAt(*this, path.c_str(), *entry.object, entry.slots) < 0)
         return "/";
     m_clientObjects.emplace(path, std::move(entry));
@@ -198,13 +214,26 @@ void ServiceLoop::withdraw(ServedObject& object)
 
 CallNumber ServiceLoop::keepOpen(sd_bus_message* request, std::function<void()> dropped)
 {
+    TurnTaken turn(threadBusTurn());
     const char* client = sd_bus_message_get_sender(request);
-    return client && watchClient(client) ? m_openCalls.add(request, std::move(dropped)) : 0;
+    if (!client || !watchClient(client))
+        return 0;
+    // The hold lives as long as the function does, which is as long as the call is open.
+    return m_openCalls.add(request, [call = std::move(dropped), hold = begin(Activity::Kind::Work)] { call(); });
 }
 
 void ServiceLoop::answer(CallNumber call, PackAnswer pack)
 {
     post([this, call, pack = std::move(pack)] { m_openCalls.answer(call, pack); });
+}
+
+void ServiceLoop::keepForClient(const std::string& client)
+{
+    if (!m_activity || m_keptForClients.contains(client))
+        return;
+    TurnTaken turn(threadBusTurn());
+    if (watchClient(client))
+        m_keptForClients.emplace(client, begin(Activity::Kind::Client));
 }
 
 ServedObject* ServiceLoop::objectAt(const std::string& path) const
@@ -246,7 +275,15 @@ void ServiceLoop::clientLeft(const std::string& client)
 {
     std::erase_if(m_clientObjects, [&](const auto& entry) { return entry.second.client == client; });
     m_openCalls.drop(client);
+    m_keptForClients.erase(client);
     m_clientWatches.erase(client);
+}
+
+bool ServiceLoop::isServedForClient(const std::string& client) const
+{
+    return m_keptForClients.contains(client) || m_openCalls.has(client)
+        || std::any_of(m_clientObjects.begin(), m_clientObjects.end(),
+            [&](const auto& other) { return other.second.client == client; });
 }
 
 void ServiceLoop::removeObject(const std::string& path)
@@ -256,9 +293,7 @@ void ServiceLoop::removeObject(const std::string& path)
         return;
     std::string client = entry->second.client;
     m_clientObjects.erase(entry);
-    bool last = std::none_of(m_clientObjects.begin(), m_clientObjects.end(),
-        [&](const auto& other) { return other.second.client == client; });
-    if (last && !m_openCalls.has(client))
+    if (!isServedForClient(client))
         m_clientWatches.erase(client);
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "bus/BusTurn.h"
 #include "bus/ServedObject.h"
+#include "system/Activity.h"
 #include "system/Mutex.h"
 
 #include <deque>
@@ -15,12 +17,18 @@ namespace mv {
 class ServiceLoop final : public ObjectHost {
 public:
     /// Serves `root` at its path under `busName`; fails with a sentence when there is no bus or the name is taken.
-    /// Nothing is answered before start().
-    static Result<std::unique_ptr<ServiceLoop>> publish(const std::string& busName, std::unique_ptr<ServedObject> root);
+    /// Nothing is answered before start(). Calls, and what is kept for clients, are told to `activity`, where there is
+    /// one, which outlives the loop.
+    static Result<std::unique_ptr<ServiceLoop>> publish(
+        const std::string& busName, std::unique_ptr<ServedObject> root, Activity* activity = nullptr);
     ~ServiceLoop() override;
 
     /// Starts the serving thread. `onBusDeath` is called on it when the bus goes away.
     void start(std::function<void()> onBusDeath);
+    /// Gives the name up, also while a call is in progress; what has arrived is still answered. Where the connection is
+    /// not to be had, because a client's delegate lets it wait, it is cut: then the call is lost, but the name is free.
+    /// Not from the serving thread.
+    void giveNameUp();
     /// Gives the name up, answers what has already arrived, and ends the thread. A call in progress is finished
     /// first, and one that is kept open answered. Not from the serving thread.
     void stop();
@@ -28,6 +36,7 @@ public:
     sd_bus* bus() const override { return m_bus.get(); }
     std::string serveForClient(std::unique_ptr<ServedObject> object, const std::string& client) override;
     void withdraw(ServedObject& object) override;
+    void keepForClient(const std::string& client) override;
     ServedObject* objectAt(const std::string& path) const override;
     CallNumber keepOpen(sd_bus_message* request, std::function<void()> dropped) override;
     void answer(CallNumber call, PackAnswer pack) override MV_EXCLUDES(m_lock);
@@ -37,13 +46,17 @@ private:
         std::unique_ptr<ServedObject> object;
         std::vector<BusSlot> slots;
         std::string client;
+        Activity::Hold hold;
     };
 
-    ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root);
+    ServiceLoop(BusHandle bus, std::string busName, std::unique_ptr<ServedObject> root, Activity* activity);
+
+    Activity::Hold begin(Activity::Kind kind) const { return m_activity ? m_activity->begin(kind) : nullptr; }
 
     void run();
     /// False when the bus is gone.
     bool processPending();
+    void releaseName();
     bool wait();
     /// The same as long as calls are open.
     bool finishOpenCalls();
@@ -52,10 +65,14 @@ private:
     bool watchClient(const std::string& client);
     void clientLeft(const std::string& client);
     void removeObject(const std::string& path);
+    bool isServedForClient(const std::string& client) const;
     static int ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     BusHandle m_bus;
     std::string m_busName;
+    Activity* const m_activity;
+    BusTurn m_turn;
+    bool m_hasName = true; // whose turn it is
     UniqueFd m_wake;
     std::function<void()> m_onBusDeath;
     std::thread m_thread;
@@ -66,6 +83,7 @@ private:
     std::map<std::string, ClientObject> m_clientObjects; // by path
     std::map<std::string, BusSlot> m_clientWatches; // by unique name
     OpenCalls m_openCalls;
+    std::map<std::string, Activity::Hold> m_keptForClients; // by unique name
     std::uint64_t m_nextObject = 1;
     bool m_stopping = false;
 

@@ -26,6 +26,27 @@ TEST(NSApplication, TerminateDuringLaunchEndsTheLoop)
     EXPECT_TRUE(application.terminateAsked());
 }
 
+TEST(NSApplication, CallsAtATimeAndOnlyWhatWasAskedForLast)
+{
+    NSApplication application;
+    Delegate delegate;
+    std::vector<int> order;
+    auto now = std::chrono::steady_clock::now();
+    delegate.launched = [&] {
+        application.callAt(now, [&] { order.push_back(1); });
+        application.callAt(now, [&] {
+            order.push_back(2);
+            application.callAt(now + std::chrono::milliseconds(1), [&] {
+                order.push_back(3);
+                application.terminate();
+            });
+        });
+    };
+    application.run(delegate);
+    EXPECT_EQ(order, (std::vector<int> { 2, 3 }));
+    EXPECT_GE(std::chrono::steady_clock::now(), now + std::chrono::milliseconds(1));
+}
+
 TEST(NSApplication, PostedWorkRunsInOrderOnTheMainThread)
 {
     NSApplication application;
