@@ -52,8 +52,9 @@ private:
     const std::shared_ptr<MVAudioEncoderDelegate> m_delegate;
 };
 
-MP3Encoder::MP3Encoder(EncodingRun run)
+MP3Encoder::MP3Encoder(EncodingRun run, JobHold jobHold)
     : m_run(std::move(run))
+    , m_jobHold(std::move(jobHold))
 {
     mergeAttributes({ { MVMP3EncoderStereoModeAttribte, 2 }, { MVMP3EncoderQualityAttribute, 1 } });
 }
@@ -100,9 +101,10 @@ void MP3Encoder::encodeOnThreadFileOutputFile(const OpenedFile& input, const Sha
     reapWorkers();
     m_workers.reserve(m_workers.size() + 1);
     auto done = std::make_shared<std::atomic<bool>>(false);
-    std::thread thread([this, done] {
+    std::thread thread([this, done, hold = m_jobHold ? m_jobHold() : nullptr]() mutable {
         encodeThread();
         *done = true;
+        hold.reset();
     });
     takeBack.dismiss();
     m_workers.push_back({ std::move(thread), std::move(done) });

@@ -14,8 +14,11 @@ namespace mv {
 /// messages come from the thread that called encodeFileOutputFile, or from the thread of the job.
 class MP3Encoder final : public MVAudioEncoder {
 public:
+    /// Called where a job on a thread is asked for; what it gives is kept until the thread has done the job.
+    using JobHold = std::function<std::shared_ptr<void>()>;
+
     /// Jobs are done by that run.
-    explicit MP3Encoder(EncodingRun run);
+    explicit MP3Encoder(EncodingRun run, JobHold jobHold = {});
     /// Jobs that still run on threads end within a block as if their delegates had cancelled them; waits for that.
     ~MP3Encoder() override;
 
@@ -54,6 +57,7 @@ private:
     void reapWorkers() MV_REQUIRES(m_workersLock);
 
     const EncodingRun m_run;
+    const JobHold m_jobHold;
     std::atomic<bool> m_closing = false;
     Mutex m_pairLock;
     Pair m_pair MV_GUARDED_BY(m_pairLock);

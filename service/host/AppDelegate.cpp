@@ -15,6 +15,17 @@ AppDelegate::AppDelegate(HostPlatform& platform, std::span<const ServiceRow> ser
 AppDelegate::~AppDelegate()
 {
     m_platform.removeObserver(TerminateNotification, TerminateObject);
+    finish();
+}
+
+void AppDelegate::giveNamesUp()
+{
+    for (auto& connection : m_connectionList)
+        connection->giveNameUp();
+}
+
+void AppDelegate::finish()
+{
     for (auto& connection : m_connectionList)
         connection->invalidate();
 }
@@ -24,13 +35,14 @@ void AppDelegate::applicationDidFinishLaunching()
     for (const ServiceRow& service : m_services) {
         auto connection = m_platform.serviceConnectionWithName(service.name, service.makeRoot());
         if (!connection) {
-            NSLog("%s", service.failureText);
+            NSLogAt(LogPriority::Error, "%s", service.failureText);
             m_platform.terminate();
             return;
         }
         connection->runInNewThread();
         m_connectionList.push_back(std::move(connection));
     }
+    m_platform.tellReady();
 }
 
 void AppDelegate::MivoTerminate() { m_platform.terminate(); }

@@ -17,6 +17,7 @@ class ServiceConnection {
 public:
     virtual ~ServiceConnection() = default;
     virtual void runInNewThread() = 0;
+    virtual void giveNameUp() = 0;
     virtual void invalidate() = 0;
 };
 
@@ -31,6 +32,8 @@ public:
     virtual void addObserver(const std::string& name, const std::string& object, std::function<void()> observer) = 0;
     virtual void removeObserver(const std::string& name, const std::string& object) = 0;
     virtual void terminate() = 0;
+    /// Every service is published.
+    virtual void tellReady() = 0;
 };
 
 /// One published service: its fixed name, the text that is logged when the name cannot be had, and its root object.
@@ -52,6 +55,11 @@ public:
     /// application, and nothing after it is created.
     void applicationDidFinishLaunching() override;
     void MivoTerminate();
+    /// Gives up every name before any call in progress is waited for: nobody finds some of the services here and the
+    /// others in a process that was started meanwhile.
+    void giveNamesUp();
+    /// Answers what has arrived, finishes calls in progress, and serves no more.
+    void finish();
     /// False until every service was published.
     bool hasPublishedAll() const { return m_connectionList.size() == m_services.size(); }
 

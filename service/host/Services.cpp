@@ -30,8 +30,9 @@ MakeRoot describing(WorkerHost& workers, ReadingOperation operation)
 } // namespace
 
 // The texts are what clients' logs rely on, odd capitals included.
-std::vector<ServiceRow> services(WorkerHost& workers)
+std::vector<ServiceRow> services(WorkerHost& workers, Activity* activity)
 {
+    auto jobHold = [activity] { return activity ? activity->begin(Activity::Kind::Work) : nullptr; };
     return {
         { AVParserService, "failed to register Mivo AV Parser", describing(workers, ReadingOperation::DescribeMovie) },
         { MP3ParserService, "failed to register Mivo MP3 Parser", describing(workers, ReadingOperation::DescribeMp3) },
@@ -45,8 +46,9 @@ std::vector<ServiceRow> services(WorkerHost& workers)
         { ExifExtractorService, "failed to register Mivo Exif Extractor",
             standingIn<ExifExtractorAdaptor, IsolatedExifExtractor>(workers) },
         { Mp3EncoderService, "failed to register Mivo MP3 Encoder",
-            [&workers] {
-                return std::make_unique<AudioEncoderAdaptor>(std::make_unique<MP3Encoder>(isolatedEncoding(workers)));
+            [&workers, jobHold] {
+                return std::make_unique<AudioEncoderAdaptor>(
+                    std::make_unique<MP3Encoder>(isolatedEncoding(workers), jobHold));
             } },
         { BasicAudioParserService, "failed to register Mivo basicaudio parser",
             describing(workers, ReadingOperation::DescribeAudio) },

@@ -2,13 +2,14 @@
 
 #include "service/host/AppDelegate.h"
 #include "service/isolated/WorkerHost.h"
+#include "system/Activity.h"
 
 #include <vector>
 
 namespace mv {
 
 /// The nine services in the order in which they are published. What they serve has its files read by the workers, which
-/// outlive it.
-std::vector<ServiceRow> services(WorkerHost& workers);
+/// outlive it. Jobs on threads are told to `activity`, where there is one.
+std::vector<ServiceRow> services(WorkerHost& workers, Activity* activity = nullptr);
 
 } // namespace mv

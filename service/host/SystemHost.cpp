@@ -1,6 +1,7 @@
 #include "service/host/SystemHost.h"
 
 #include "application/NSConnection.h"
+#include "bus/ServiceManager.h"
 
 namespace mv {
 
@@ -18,6 +19,7 @@ public:
         // Without its bus the process serves nobody, so it leaves in order.
         m_connection->runInNewThread([this] { m_application.terminate(); });
     }
+    void giveNameUp() override { m_connection->giveNameUp(); }
     void invalidate() override { m_connection->invalidate(); }
 
 private:
@@ -30,7 +32,7 @@ private:
 std::unique_ptr<ServiceConnection> SystemHost::serviceConnectionWithName(
     std::string_view name, std::unique_ptr<ServedObject> rootObject)
 {
-    auto connection = NSConnection::serviceConnectionWithName(name, std::move(rootObject));
+    auto connection = NSConnection::serviceConnectionWithName(name, std::move(rootObject), m_activity);
     if (!connection)
         return nullptr;
     return std::make_unique<BusServiceConnection>(std::move(connection), m_application);
@@ -47,5 +49,7 @@ void SystemHost::removeObserver(const std::string& name, const std::string& obje
 }
 
 void SystemHost::terminate() { m_application.terminate(); }
+
+void SystemHost::tellReady() { ServiceManager::tellReady(); }
 
 } // namespace mv

@@ -9,8 +9,9 @@
 
 namespace mv::test {
 
-PrivateBus::PrivateBus()
+PrivateBus::PrivateBus(const std::string& configuration)
 {
+    std::string settings = configuration.empty() ? "--session" : "--config-file=" + configuration;
     std::string address = "--address=unix:path=" + m_folder.file("bus");
     int ends[2];
     if (pipe(ends) != 0)
@@ -21,7 +22,8 @@ PrivateBus::PrivateBus()
         dup2(ends[1], STDOUT_FILENO);
         close(ends[0]);
         close(ends[1]);
-        execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", address.c_str(), "--print-address=1", nullptr);
+        execlp(
+            "dbus-daemon", "dbus-daemon", settings.c_str(), "--nofork", address.c_str(), "--print-address=1", nullptr);
         _exit(127);
     }
     close(ends[1]);

@@ -10,7 +10,8 @@ namespace mv::test {
 /// A message bus of the test's own, set as the session bus of this process and its children while it lives.
 class PrivateBus {
 public:
-    PrivateBus();
+    /// With dbus-daemon's settings for sessions, or with those of a file.
+    explicit PrivateBus(const std::string& configuration = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;

@@ -87,6 +87,7 @@ void AudioEncoderInterface::setAttributes(Call& call)
 {
     Record attributes = call.arguments().record();
     m_encoder.setAttributes(attributes);
+    call.host().keepForClient(call.sender());
 }
 
 void AudioEncoderInterface::attributes(Call& call) { call.reply().record(m_encoder.attributes()); }
@@ -94,6 +95,8 @@ void AudioEncoderInterface::attributes(Call& call) { call.reply().record(m_encod
 void AudioEncoderInterface::setDelegate(Call& call)
 {
     auto client = ClientDelegate::ofCall(call, wire::AudioEncoderDelegate::Interface, m_delegateTimeout);
+    if (client)
+        call.host().keepForClient(call.sender());
     m_encoder.setDelegate(client ? std::make_shared<DelegateProxy>(std::move(*client)) : nullptr);
 }
 

@@ -42,6 +42,7 @@ struct FakePlatform final : HostPlatform {
         {
         }
         void runInNewThread() override { platform.events.push_back("run " + name); }
+        void giveNameUp() override { platform.events.push_back("give up " + name); }
         void invalidate() override { platform.events.push_back("invalidate " + name); }
         FakePlatform& platform;
         std::string name;
@@ -66,6 +67,7 @@ struct FakePlatform final : HostPlatform {
         events.push_back("stop observing " + name + " of " + object);
     }
     void terminate() override { events.emplace_back("terminate"); }
+    void tellReady() override { events.emplace_back("ready"); }
 };
 
 class AppDelegateTest : public testing::Test {
@@ -88,7 +90,7 @@ TEST_F(AppDelegateTest, PublishesAndRunsEachInOrder)
     delegate.applicationDidFinishLaunching();
     EXPECT_EQ(m_platform.events,
         (std::vector<std::string> {
-            "publish first", "run first", "publish second", "run second", "publish third", "run third" }));
+            "publish first", "run first", "publish second", "run second", "publish third", "run third", "ready" }));
     EXPECT_TRUE(m_log.lines().empty());
     EXPECT_TRUE(delegate.hasPublishedAll());
 }
@@ -111,6 +113,18 @@ TEST_F(AppDelegateTest, TheNotificationTerminates)
     m_platform.events.clear();
     m_platform.observer();
     EXPECT_EQ(m_platform.events, std::vector<std::string> { "terminate" });
+}
+
+TEST_F(AppDelegateTest, EveryNameIsGivenUpBeforeAnythingIsWaitedFor)
+{
+    AppDelegate delegate(m_platform, Rows);
+    delegate.applicationDidFinishLaunching();
+    m_platform.events.clear();
+    delegate.giveNamesUp();
+    delegate.finish();
+    EXPECT_EQ(m_platform.events,
+        (std::vector<std::string> { "give up first", "give up second", "give up third", "invalidate first",
+            "invalidate second", "invalidate third" }));
 }
 
 TEST_F(AppDelegateTest, DestructionStopsObservingThenInvalidatesInOrder)

@@ -171,6 +171,47 @@ protected:
     Delegate m_delegate;
 };
 
+/// The encoder over a bus, watched for what goes on.
+class WatchedEncoder : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_connection = NSConnection::serviceConnectionWithName(
+            "MivoFake_1.0", std::make_unique<AudioEncoderAdaptor>(std::make_unique<FakeEncoder>()), &m_activity);
+        ASSERT_NE(m_connection, nullptr);
+        m_connection->runInNewThread();
+    }
+    /// Calls from a client of its own; whether the service keeps something for it afterwards, and whether no longer
+    /// when it has left.
+    std::pair<bool, bool> keepsAfter(const char* member, const test::BusClient::Encode& arguments)
+    {
+        auto client = std::make_unique<test::BusClient>();
+        EXPECT_TRUE(client->call("MivoFake_1._0", "/", Interface, member, arguments).ok());
+        EXPECT_TRUE(test::eventually([&] { return !m_activity.isWorking(); }));
+        bool keeps = !m_activity.idleSince();
+        client.reset();
+        return { keeps, test::eventually([&] { return m_activity.idleSince().has_value(); }) };
+    }
+
+    test::PrivateBus m_bus;
+    Activity m_activity;
+    std::unique_ptr<NSConnection> m_connection;
+};
+
+TEST_F(WatchedEncoder, AttributesAndADelegateAreKeptForTheirClientWhileItLives)
+{
+    std::pair keptWhileAlive { true, true };
+    std::pair notKept { false, true };
+    EXPECT_EQ(keepsAfter("setAttributes",
+                  [](WireWriter& out) {
+                      out.record({ { MVAudioEncoderBitrateAttribute, 1 } });
+                  }),
+        keptWhileAlive);
+    EXPECT_EQ(keepsAfter("setDelegate", [](WireWriter& out) { out.objectPath("/delegate"); }), keptWhileAlive);
+    EXPECT_EQ(keepsAfter("setDelegate", [](WireWriter& out) { out.objectPath("/"); }), notKept);
+    EXPECT_EQ(keepsAfter("attributes", {}), notKept);
+}
+
 TEST_F(AudioEncoderAdaptorTest, AttributesMerge)
 {
     call(Interface, "setAttributes", [](WireWriter& out) { out.record({ { MVAudioEncoderVBRAttribute, true } }); });

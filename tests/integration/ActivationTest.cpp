@@ -1,0 +1,218 @@
+#include "tests/support/ActivatingBus.h"
+#include "tests/support/BusClient.h"
+#include "tests/support/Places.h"
+#include "tests/support/ServiceProcess.h"
+#include "tests/support/WaveMaker.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <set>
+#include <thread>
+
+// The service where the message bus starts it: when a name is called, and again when it has left.
+
+namespace mv {
+namespace {
+
+using test::ActivatingBus;
+using test::BusClient;
+using test::kServiceBusNames;
+
+pid_t processOf(BusClient& client, const std::string& name)
+{
+    test::Answer answer = client.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetConnectionUnixProcessID", [&](WireWriter& out) { out.string(name); });
+    std::uint32_t process = 0;
+    return answer.ok() && sd_bus_message_read(answer.message.get(), "u", &process) > 0 ? static_cast<pid_t>(process)
+                                                                                       : 0;
+}
+
+bool ping(BusClient& client, const std::string& name)
+{
+    return client.call(name, "/", "org.freedesktop.DBus.Peer", "Ping").ok();
+}
+
+void quit(BusClient& client)
+{
+    sd_bus_emit_signal(
+        client.bus(), "/", "Mivo.NSDistributedNotificationCenter", "notification", "ss", "MivoTerminitor", "Mivo");
+    sd_bus_flush(client.bus());
+}
+
+/// Each name is called from a connection and a thread of its own; how many calls were answered.
+int callAllAtOnce()
+{
+    std::atomic<int> answered = 0;
+    std::vector<std::jthread> callers;
+    for (const std::string& name : kServiceBusNames)
+        callers.emplace_back([&answered, name] {
+            BusClient client;
+            answered += ping(client, name);
+        });
+    callers.clear();
+    return answered;
+}
+
+bool isGone(pid_t process) { return kill(process, 0) != 0; }
+
+std::set<std::string> fileNames(const std::string& folder)
+{
+    std::set<std::string> names;
+    for (const auto& file : std::filesystem::directory_iterator(folder))
+        names.insert(file.path().filename().string());
+    return names;
+}
+
+/// Three hours that take no room, and longer to encode than a process has that is told to quit.
+std::string silence(const test::ScratchFolder& folder)
+{
+    constexpr std::size_t Size = 2'000'000'000;
+    test::WaveMaker wave;
+    wave.format(1, 2, 44100, 16).chunk("data", {}, Size);
+    std::string path = folder.write("long.wav", wave.bytes());
+    std::filesystem::resize_file(path, wave.bytes().size() + Size);
+    return path;
+}
+
+TEST(ActivationFiles, ThereIsOneForEachNameAndNoOther)
+{
+    std::set<std::string> expected;
+    for (const std::string& name : kServiceBusNames) {
+        expected.insert(name + ".service");
+        auto text = test::readFile(test::buildPath("desktop/dbus-1/services/" + name + ".service"));
+        EXPECT_NE(charsOf(text).find("\nName=" + name + "\n"), std::string_view::npos) << name;
+        EXPECT_NE(charsOf(text).find("\nExec=/"), std::string_view::npos) << name;
+        EXPECT_NE(charsOf(text).find("\nSystemdService=mivo-mediad.service\n"), std::string_view::npos) << name;
+    }
+    EXPECT_EQ(fileNames(test::buildPath("desktop/dbus-1/services")), expected);
+}
+
+TEST(ActivationFiles, SystemdFindsNothingWrongWithTheUnit)
+{
+    if (!test::haveProgram("systemd-analyze"))
+        GTEST_SKIP() << "systemd-analyze is not installed";
+    // The program is not installed where the unit has it.
+    test::ScratchFolder folder;
+    std::string unit = folder.file("mivo-mediad.service");
+    ASSERT_EQ(test::run("sed 's,^ExecStart=.*,ExecStart=" + test::buildPath("bin/mivo-mediad")
+                  + ",;/^Documentation=/d' " + test::buildPath("desktop/systemd/mivo-mediad.service") + " >" + unit),
+        0);
+    std::string said = test::outputOf("XDG_RUNTIME_DIR=" + folder.path() + " systemd-analyze verify --user --man=no "
+        + unit + " 2>&1 | grep -F mivo-mediad || true");
+    EXPECT_EQ(said, "");
+}
+
+TEST(Activation, CallsToAllNamesAtOnceAreAnsweredByOneProcess)
+{
+    ActivatingBus bus;
+    BusClient client;
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(callAllAtOnce(), 9) << bus.log();
+        std::set<pid_t> processes;
+        for (const std::string& name : kServiceBusNames)
+            processes.insert(processOf(client, name));
+        EXPECT_EQ(processes.size(), 1u);
+        EXPECT_FALSE(processes.contains(0));
+        quit(client);
+        EXPECT_TRUE(test::eventually([&] { return isGone(*processes.begin()); }));
+    }
+}
+
+TEST(Activation, TheLockIsHeldAsLongAsTheNamesAre)
+{
+    ActivatingBus bus;
+    BusClient client;
+    ASSERT_TRUE(ping(client, kServiceBusNames[3]));
+    EXPECT_TRUE(client.hasOwner("Mivo.MediaTools.Host"));
+    quit(client);
+    EXPECT_TRUE(client.waitForOwner(kServiceBusNames[3], false));
+    EXPECT_TRUE(client.waitForOwner("Mivo.MediaTools.Host", false));
+}
+
+TEST(Activation, OneThatIsStartedByHandTakesNoLock)
+{
+    test::PrivateBus bus;
+    test::ServiceProcess service;
+    ASSERT_TRUE(service.waitUntilReady());
+    BusClient client;
+    EXPECT_FALSE(client.hasOwner("Mivo.MediaTools.Host"));
+}
+
+TEST(Activation, ANameThatAStrangerHasFailsTheCall)
+{
+    ActivatingBus bus;
+    BusClient stranger;
+    ASSERT_GE(sd_bus_request_name(stranger.bus(), kServiceBusNames[4].c_str(), 0), 0);
+    BusClient client;
+    test::Answer answer = client.call(kServiceBusNames[0], "/", "org.freedesktop.DBus.Peer", "Ping");
+    EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.Spawn.ChildExited") << answer.text;
+    EXPECT_NE(
+        bus.log().find(kServiceBusNames[4] + " is taken by process " + std::to_string(getpid())), std::string::npos)
+        << bus.log();
+    EXPECT_FALSE(client.hasOwner(kServiceBusNames[0]));
+}
+
+TEST(Activation, ItLeavesWhenIdleAndIsStartedAgain)
+{
+    ActivatingBus bus("--idle-exit=1");
+    BusClient client;
+    ASSERT_TRUE(ping(client, kServiceBusNames[0]));
+    pid_t first = processOf(client, kServiceBusNames[0]);
+    EXPECT_TRUE(test::eventually([&] { return isGone(first); }));
+    EXPECT_FALSE(client.hasOwner(kServiceBusNames[8]));
+    EXPECT_TRUE(ping(client, kServiceBusNames[8]));
+    EXPECT_NE(processOf(client, kServiceBusNames[8]), first);
+    EXPECT_EQ(bus.starts(), 2);
+}
+
+TEST(Activation, WhileAJobGoesOnAfterQuittingTheNextProcessAnswers)
+{
+    ActivatingBus bus;
+    BusClient client;
+    ASSERT_TRUE(ping(client, kServiceBusNames[0]));
+    pid_t old = processOf(client, kServiceBusNames[0]);
+    const std::string encoder = busNameForService(Mp3EncoderService);
+    test::ScratchFolder folder;
+    std::string song = silence(folder);
+    std::string output = folder.file("long.mp3");
+    bool isAnswered = false;
+    BusClient caller;
+    sd_bus_slot* slot = nullptr;
+    auto answered = [](sd_bus_message*, void* userdata, sd_bus_error*) {
+        *static_cast<bool*>(userdata) = true;
+        return 0;
+    };
+    ASSERT_GE(sd_bus_call_method_async(caller.bus(), &slot, encoder.c_str(), "/", "Mivo.MVAudioEncoderBase",
+                  "encodeFileOutputFile", answered, &isAnswered, "ss", song.c_str(), output.c_str()),
+        0);
+    BusSlot call(slot);
+    sd_bus_flush(caller.bus());
+    ASSERT_TRUE(test::eventually([&] { return std::filesystem::exists(output); }));
+
+    quit(client);
+    EXPECT_TRUE(client.waitForOwner(encoder, false));
+    for (const std::string& name : kServiceBusNames) {
+        EXPECT_TRUE(ping(client, name)) << name;
+        EXPECT_NE(processOf(client, name), old) << name;
+    }
+    caller.serveWhatCame();
+    EXPECT_FALSE(isAnswered);
+    EXPECT_FALSE(isGone(old)) << "it has its grace";
+    EXPECT_TRUE(test::eventually([&] { return isGone(old); })) << "and no more";
+}
+
+TEST(Activation, APlainStartAndEndWriteNothingToTheJournal)
+{
+    ActivatingBus bus("--log-level=info");
+    BusClient client;
+    ASSERT_TRUE(ping(client, kServiceBusNames[0]));
+    pid_t process = processOf(client, kServiceBusNames[0]);
+    quit(client);
+    EXPECT_TRUE(test::eventually([&] { return isGone(process); }));
+    EXPECT_EQ(bus.log(), "");
+}
+
+} // namespace
+} // namespace mv
