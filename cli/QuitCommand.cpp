@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace mv::cli {
 
@@ -18,15 +20,31 @@ constexpr const char* Name = "quit";
 constexpr auto Patience = std::chrono::seconds(10);
 constexpr auto PollInterval = std::chrono::milliseconds(5);
 
-bool anyRuns(ServiceBus& bus)
+/// The connections of the services that run. Their names are given up before the jobs are done, and others may start
+/// the service anew meanwhile: these connections are left when it has ended.
+std::vector<std::string> connectionsOfServices(ServiceBus& bus)
 {
-    return std::any_of(ServiceNames.begin(), ServiceNames.end(), [&](auto name) { return bus.hasOwner(name); });
+    std::vector<std::string> connections;
+    for (std::string_view name : ServiceNames) {
+        if (std::string owner = bus.ownerOf(name); !owner.empty())
+            connections.push_back(owner);
+    }
+    return connections;
+}
+
+bool isAnyLeft(ServiceBus& bus, const std::vector<std::string>& connections)
+{
+    return std::any_of(
+        connections.begin(), connections.end(), [&](const auto& connection) { return bus.isConnected(connection); });
 }
 
 ExitStatus run(const Arguments&)
 {
     auto bus = ServiceBus::open();
-    if (!bus || !anyRuns(**bus)) {
+    std::vector<std::string> connections;
+    if (bus)
+        connections = connectionsOfServices(**bus);
+    if (connections.empty()) {
         complain(Name, "the service does not run");
         return ExitStatus::NoService;
     }
@@ -35,7 +53,7 @@ ExitStatus run(const Arguments&)
         return ExitStatus::SomeFailed;
     }
     auto deadline = std::chrono::steady_clock::now() + Patience;
-    while (anyRuns(**bus)) {
+    while (isAnyLeft(**bus, connections)) {
         if (std::chrono::steady_clock::now() > deadline) {
             complain(Name, "the service was asked to quit and is still at work");
             return ExitStatus::SomeFailed;
@@ -51,7 +69,8 @@ const Command quitCommand {
     .name = Name,
     .synopsis = "",
     .summary = "Ask the service on the session bus to quit, and wait until it has",
-    .details = "Jobs that are being done are finished first.",
+    .details = "Jobs that are being done have three seconds to finish. Where the bus starts services, the next call\n"
+               "starts it again.",
     .options = {},
     .files = {},
     .minimumFiles = 0,

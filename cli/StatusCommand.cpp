@@ -44,6 +44,7 @@ std::optional<std::int64_t> uptimeOf(int processId)
 struct Row {
     std::string_view service;
     int processId = 0; ///< 0 when nobody answers
+    bool startsWhenCalled = false; ///< the bus knows how to start it
 };
 
 std::vector<Row> askAll(ServiceBus& bus)
@@ -51,7 +52,7 @@ std::vector<Row> askAll(ServiceBus& bus)
     std::vector<Row> rows;
     for (std::string_view service : ServiceNames) {
         auto processId = bus.processIdOf(service);
-        rows.push_back({ service, processId ? *processId : 0 });
+        rows.push_back({ service, processId ? *processId : 0, bus.isActivatable(service) });
     }
     return rows;
 }
@@ -60,7 +61,7 @@ std::string readableRow(const Row& row)
 {
     std::string text = padded(row.service, NameColumns);
     if (row.processId == 0)
-        return text + "not running\n";
+        return text + (row.startsWhenCalled ? "not running, starts when it is called\n" : "not running\n");
     text += "process " + std::to_string(row.processId);
     if (auto uptime = uptimeOf(row.processId))
         text += ", up " + readableLength(*uptime);
@@ -71,6 +72,8 @@ std::string jsonRow(const Row& row)
 {
     JsonObject object;
     object.text("service", row.service).add("running", row.processId ? "true" : "false");
+    if (row.startsWhenCalled)
+        object.add("startsWhenCalled", "true");
     if (row.processId)
         object.add("pid", std::to_string(row.processId));
     if (auto uptime = row.processId ? uptimeOf(row.processId) : std::nullopt)
@@ -90,7 +93,8 @@ ExitStatus run(const Arguments& arguments)
     for (const Row& row : rows)
         text += arguments.has("json") ? jsonRow(row) : readableRow(row);
     print(text);
-    auto missing = std::count_if(rows.begin(), rows.end(), [](const Row& row) { return row.processId == 0; });
+    auto missing = std::count_if(
+        rows.begin(), rows.end(), [](const Row& row) { return row.processId == 0 && !row.startsWhenCalled; });
     if (missing == 0)
         return ExitStatus::Done;
     complain(
@@ -106,7 +110,9 @@ const Command statusCommand {
     .name = Name,
     .synopsis = "[--json]",
     .summary = "Show which services run on the session bus",
-    .details = "Starts nothing. The exit status is 0 when all nine services run, else 3.",
+    .details
+    = "Starts nothing. The exit status is 0 when all nine services run, or are started by the bus when somebody\n"
+      "calls them, else 3.",
     .options = Options,
     .files = {},
     .minimumFiles = 0,

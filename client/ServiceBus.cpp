@@ -101,6 +101,43 @@ bool ServiceBus::hasOwner(std::string_view service)
     return busNameHasOwner(m_bus.get(), busNameForService(service).c_str());
 }
 
+std::string ServiceBus::ownerOf(std::string_view service)
+{
+    auto owner = resultOf([&] {
+        return busDriver(m_bus.get()).ask("GetNameOwner", &WireReader::string, [&](WireWriter& out) {
+            out.string(busNameForService(service));
+        });
+    });
+    return owner ? *owner : std::string();
+}
+
+bool ServiceBus::isConnected(const std::string& connection) { return busNameHasOwner(m_bus.get(), connection.c_str()); }
+
+bool ServiceBus::isActivatable(std::string_view service)
+{
+    std::string wanted = busNameForService(service);
+    sd_bus_message* answered = nullptr;
+    int code = sd_bus_call_method(m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "ListActivatableNames", nullptr, &answered, nullptr);
+    BusMessage answer(answered);
+    if (code < 0 || sd_bus_message_enter_container(answered, 'a', "s") < 0)
+        return false;
+    for (const char* name = nullptr; sd_bus_message_read(answered, "s", &name) > 0;) {
+        if (wanted == name)
+            return true;
+    }
+    return false;
+}
+
+Result<void> ServiceBus::activate(std::string_view service, std::chrono::microseconds longest)
+{
+    return resultOf([&] {
+        busDriver(m_bus.get())
+            .call("StartServiceByName", static_cast<std::uint64_t>(longest.count()),
+                [&](WireWriter& out) { out.string(busNameForService(service)).unsignedInteger(0); });
+    });
+}
+
 Result<int> ServiceBus::processIdOf(std::string_view service)
 {
     MV_TRY(owner, resultOf([&] {

@@ -5,6 +5,7 @@
 #include "bus/RemoteObject.h"
 #include "bus/ServedObject.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -40,6 +41,14 @@ public:
     Result<void> serveUntil(std::string_view service, const std::function<bool()>& done);
 
     bool hasOwner(std::string_view service);
+    /// The connection that has the service's name, which nobody else ever has; empty where nobody has it.
+    std::string ownerOf(std::string_view service);
+    /// True while that connection is on the bus.
+    bool isConnected(const std::string& connection);
+    /// True when the bus starts the service for whoever calls it.
+    bool isActivatable(std::string_view service);
+    /// Has the bus start the service, and waits until its name is there.
+    Result<void> activate(std::string_view service, std::chrono::microseconds longest);
     /// The process behind a service.
     Result<int> processIdOf(std::string_view service);
 

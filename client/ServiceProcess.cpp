@@ -202,12 +202,26 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::ensure(const Options& op
     MV_TRY(bus, ServiceBus::open());
     if (publishedNames(*bus) == ServiceNames.size())
         return process;
+    if (!ownBus && bus->isActivatable(ServiceNames.back())) {
+        MV_TRY_VOID(activate(*bus, options));
+        return process;
+    }
     if (access(options.program.c_str(), X_OK) != 0)
         return Error { Error::Kind::NotFound, "the service's program is not at " + options.program.text() };
     MV_TRY_VOID(process->startService(*bus, options, !ownBus));
     if (!ownBus)
         process->m_service.release();
     return process;
+}
+
+// The last name is published last, and what the bus starts has all of them or none.
+Result<void> ServiceProcess::activate(ServiceBus& bus, const Options& options)
+{
+    if (auto started = bus.activate(ServiceNames.back(), StartTimeout); !started)
+        return Error { Error::Kind::Io, "the message bus cannot start the service: " + started.error().text };
+    if (!waitFor([&] { return publishedNames(bus) == ServiceNames.size(); }, options.heldNamesTimeout))
+        return namesAreHeld(bus);
+    return {};
 }
 
 // Several commands may start a service at the same time, and one may be leaving: who finds a name taken ends, and

@@ -53,17 +53,17 @@ private:
 
 /// The service for the time of a command.
 ///
-/// With a session bus it is the one that runs there, or one that is started there and keeps running. Without one a
-/// private bus is started with the service on it, the environment is pointed at it, and both end with this object. A
-/// service that another command is starting, or one that is just leaving, is waited for. Make it before the first
-/// thread.
+/// With a session bus it is the one that runs there. Where none does the bus starts it, if it knows how to; else one is
+/// started by this process and keeps running. Without a session bus a private bus is started with the service on it,
+/// the environment is pointed at it, and both end with this object. A service that another command is starting, or one
+/// that is just leaving, is waited for. Make it before the first thread.
 class ServiceProcess {
 public:
     struct Options {
         Path program; ///< the service's executable
         bool showLog = false; ///< a service that is started writes its log to our standard error
-        /// How long some of the names may be held while others are not. A service that quits keeps its names for 3 s at
-        /// most; one that starts has all of them within moments.
+        /// How long some of the names may be held while others are not: a service gives all of them up within moments,
+        /// and has all of them within moments.
         std::chrono::milliseconds heldNamesTimeout { 5000 };
     };
 
@@ -72,6 +72,7 @@ public:
 private:
     ServiceProcess() = default;
 
+    static Result<void> activate(ServiceBus& bus, const Options& options);
     Result<void> startService(ServiceBus& bus, const Options& options, bool outlivesUs);
 
     // The service ends before its bus does.

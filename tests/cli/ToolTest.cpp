@@ -1,6 +1,7 @@
 // What every command has in common, and descriptions.
 #include "cli/Help.h"
 #include "tests/cli/ToolFixture.h"
+#include "tests/support/ActivatingBus.h"
 
 #include <sstream>
 
@@ -139,6 +140,26 @@ TEST_F(ToolOnBus, TheServiceIsStartedOnceSeenAndQuit)
     EXPECT_EQ(tool("quit").status, 0);
     EXPECT_EQ(tool("status").status, 3);
     EXPECT_EQ(tool("quit").status, 3);
+}
+
+TEST_F(ToolTest, WhereTheBusStartsTheServiceItIsThereWhenItIsCalled)
+{
+    test::ActivatingBus bus;
+    Outcome before = tool("status");
+    EXPECT_EQ(before.status, 0) << before.err;
+    EXPECT_THAT(before.out, HasSubstr("MivoMP3Parser_1.3.0.12062         not running, starts when it is called\n"));
+    EXPECT_THAT(tool("status --json").out,
+        HasSubstr("{\"service\":\"MivoAVParser_1.3.0.12062\",\"running\":false,\"startsWhenCalled\":true}\n"));
+    EXPECT_EQ(tool("quit").status, 3);
+    EXPECT_EQ(bus.starts(), 0) << "who looks or quits starts nothing";
+    EXPECT_EQ(tool("describe " + picture("a.png")).status, 0);
+    EXPECT_EQ(bus.starts(), 1);
+    EXPECT_THAT(tool("status").out, testing::ContainsRegex("MivoMP3Parser_1.3.0.12062         process [0-9]+, up"));
+    EXPECT_EQ(tool("quit").status, 0);
+    EXPECT_THAT(tool("status").out, testing::Not(HasSubstr("process")));
+    EXPECT_EQ(tool("describe " + test::shellQuoted(m_folder.file("a.png"))).status, 0);
+    EXPECT_EQ(bus.starts(), 2);
+    EXPECT_EQ(tool("quit").status, 0);
 }
 
 TEST_F(ToolOnBus, DescribesInTheOrderOfTheFiles)

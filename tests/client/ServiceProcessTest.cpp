@@ -4,6 +4,7 @@
 #include "bus/BusName.h"
 #include "client/MediaInfoClient.h"
 #include "service/include/ServiceNames.h"
+#include "tests/support/ActivatingBus.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Places.h"
@@ -131,6 +132,28 @@ TEST(WithBus, CommandsThatStartItAtTheSameTimeShareOneService)
         }
         EXPECT_TRUE(quit());
     }
+}
+
+TEST(WithBus, WhereTheBusStartsItNobodyElseDoes)
+{
+    test::ActivatingBus activating;
+    auto process = ServiceProcess::ensure({ "/no/such/program" });
+    ASSERT_TRUE(process.ok()) << process.error().text;
+    auto bus = std::move(ServiceBus::open()).value();
+    for (std::string_view name : ServiceNames)
+        EXPECT_TRUE(bus->hasOwner(name)) << name;
+    EXPECT_EQ(activating.starts(), 1);
+    process->reset();
+    EXPECT_TRUE(bus->hasOwner(AVParserService)) << "it runs on";
+    EXPECT_TRUE(quit());
+}
+
+TEST(WithBus, AServiceThatTheBusCannotStartIsAnError)
+{
+    test::ActivatingBus activating("", "/bin/false");
+    auto process = ServiceProcess::ensure({ kProgram });
+    ASSERT_FALSE(process.ok()) << "nobody starts another behind the bus's back";
+    EXPECT_TRUE(process.error().text.starts_with("the message bus cannot start the service: ")) << process.error().text;
 }
 
 TEST(WithBus, StartsTheServiceOnceAndLetsItRun)
