@@ -56,13 +56,15 @@ fuzz:
 	@cmake --build --preset fuzz
 	@fuzz/run $(SECONDS)
 
-# Kills, full disks, failing calls, rivals, power cuts and lost workers, at full length (some twenty minutes).
+# Kills, full disks, failing calls, rivals, power cuts and lost workers, at full length (some forty minutes).
 faults: build
 	@tests/faults/run_faults.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests --without-sync --cuts 30 --updates 60
 	@build/tests/test_integration --gtest_also_run_disabled_tests --gtest_filter='*WorkerAtDeadline*'
 	@tests/faults/run_job_faults.py --programs build/bin
+	@tests/faults/run_activation.py --programs build/bin --bus dbus || test $$? = 77
+	@tests/faults/run_activation.py --programs build/bin --bus systemd || test $$? = 77
 
 # Into /usr/local, or where PREFIX= says; DESTDIR= is put before that.
 PREFIX =
