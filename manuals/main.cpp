@@ -2,6 +2,7 @@
 // mivo-manuals OUT EXTRA VERSION DATE
 #include "cli/Help.h"
 #include "manuals/Completion.h"
+#include "service/host/CommandLine.h"
 #include "thumbnailer/Thumbnailer.h"
 
 #include <cstdio>
@@ -106,6 +107,7 @@ void writeProgram(
 void writeAll(const Place& place)
 {
     writeTool(place);
+    writeProgram(place, "mediad", serviceProgram(), { "mivo", "busctl" });
     writeProgram(place, "thumbnailer", thumbnailerProgram(), { "mivo", "mivo-thumbnail" });
 }
 

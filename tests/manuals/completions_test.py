@@ -30,6 +30,8 @@ CASES = [
     ("mivo describe s", {"song.mp3", "sound.flac"}, {"page.html"}),
     ("mivo encode --to f", {"folder/"}, {"face.png"}),
     ("mivo status s", set(), {"song.mp3"}),
+    ("mivo-mediad --log-level ", {"warning", "debug"}, {"song.mp3"}),
+    ("mivo-mediad --id", {"--idle-exit"}, {"--help"}),
     ("mivo-thumbnailer --s", {"--size"}, {"--help"}),
     ("mivo-thumbnailer s", {"song.mp3"}, {"page.html"}),
 ]

@@ -88,6 +88,13 @@ class ManualPages(unittest.TestCase):
             self.assertIn(f"{status} {meaning[0].upper()}{meaning[1:]}.", text)
 
 
+    def test_the_services_page_names_all_services(self):
+        header = pathlib.Path(__file__).resolve().parents[2] / "service/include/ServiceNames.h"
+        names = {re.sub(r"\.(?=\d)", "._", name) for name in re.findall(r'Service = "(Mivo\S+)"', header.read_text())}
+        page = (OUT / "mediad/man1/mivo-mediad.1").read_text()
+        self.assertEqual(set(re.findall(r"^\.B (Mivo\S+)$", page, flags=re.M)), names)
+
+
 class Metainfo(unittest.TestCase):
     @unittest.skipUnless(shutil.which("appstreamcli"), "appstreamcli is not installed")
     def test_is_valid(self):
