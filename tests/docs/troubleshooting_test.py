@@ -5,7 +5,8 @@ import unittest
 
 from pages import ROOT, codes, rows, source
 
-FOLDERS = ("Base", "application", "arguments", "bus", "cli", "client", "ffmpeg", "process", "sandbox", "service", "system")
+FOLDERS = ("Base", "application", "arguments", "bus", "cli", "client", "ffmpeg", "process", "sandbox", "service", "system",
+           "thumbnailer")
 
 
 def literals():
@@ -26,7 +27,7 @@ class Troubleshooting(unittest.TestCase):
         self.assertGreater(len(messages), 40)
         for message in messages:
             # Words in capitals stand for what differs; names of formats do not.
-            for part in re.split(r"\b(?:PATH|NAME|PID|REASON|FOLDER|FIELDS|MESSAGE|N)\b", message):
+            for part in re.split(r"\b(?:PATH|NAME|PID|PROCESS|REASON|FOLDER|FIELDS|MESSAGE|N)\b", message):
                 self.assertIn(part.strip(), said, message)
 
 
