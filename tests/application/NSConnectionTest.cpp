@@ -129,6 +129,21 @@ TEST_F(NSConnectionTest, CallsOfSeveralClientsRunOneAtATime)
         thread.join();
 }
 
+TEST_F(NSConnectionTest, ACallKnowsWhoseItIs)
+{
+    BusClient one, other;
+    auto nameOf = [](BusClient& client) {
+        const char* name = nullptr;
+        sd_bus_get_unique_name(client.bus(), &name);
+        return std::string(name);
+    };
+    for (BusClient* client : { &one, &other, &one }) {
+        EXPECT_EQ(call(*client, "caller").reader().string(), nameOf(*client));
+        EXPECT_FALSE(call(*client, "raise").ok()); // a call that was left by an exception is over, too
+    }
+    EXPECT_EQ(callingClient(), "") << "outside of a call";
+}
+
 TEST_F(NSConnectionTest, ADelegateIsCalledInsideACallAndInOrder)
 {
     BusClient client;

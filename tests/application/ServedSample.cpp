@@ -20,6 +20,7 @@ constexpr sd_bus_vtable Members[] = {
     SD_BUS_METHOD("throwOddly", "", "", (servedMethod<Sample, &Sample::throwOddly>), 0),
     SD_BUS_METHOD("large", "", "a{sv}", (servedMethod<Sample, &Sample::large>), 0),
     SD_BUS_METHOD("thread", "", "s", (servedMethod<Sample, &Sample::thread>), 0),
+    SD_BUS_METHOD("caller", "", "s", (servedMethod<Sample, &Sample::caller>), 0),
     SD_BUS_METHOD("slow", "", "", (servedMethod<Sample, &Sample::slow>), 0),
     SD_BUS_METHOD("callBack", "o", "i", (servedMethod<Sample, &Sample::callBack>), 0),
     SD_BUS_METHOD("give", "", "o", (servedMethod<Sample, &Sample::give>), 0),

@@ -33,6 +33,7 @@ public:
         text << std::this_thread::get_id();
         call.reply().string(text.str());
     }
+    void caller(Call& call) { call.reply().string(callingClient()); }
     void slow(Call&)
     {
         EXPECT_EQ(++m_inside, 1) << "one call at a time";

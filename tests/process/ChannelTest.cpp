@@ -1,5 +1,6 @@
 #include "process/Channel.h"
 
+#include "Base/Core/ByteReader.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
@@ -67,6 +68,79 @@ TEST_F(ChannelTest, CarriesFrames)
         EXPECT_TRUE((*frame)->payload == sent) << size;
         EXPECT_TRUE((*frame)->descriptors.empty());
     }
+}
+
+/// A frame as it stands in the stream.
+Bytes frameOf(std::uint8_t kind, const Bytes& payload)
+{
+    Bytes bytes;
+    ByteWriter writer(bytes);
+    writer.u32le(static_cast<std::uint32_t>(payload.size()));
+    writer.u8(kind);
+    writer.bytes(payload);
+    return bytes;
+}
+
+TEST_F(ChannelTest, FramesThatComeTogetherAreTakenOneByOne)
+{
+    Bytes stream;
+    for (std::uint8_t kind = 1; kind <= 3; ++kind) {
+        Bytes frame = frameOf(kind, pattern(kind * 100u));
+        stream.insert(stream.end(), frame.begin(), frame.end());
+    }
+    writeRaw(stream);
+    EXPECT_FALSE(here.holdsMore());
+    for (std::uint8_t kind = 1; kind <= 3; ++kind) {
+        auto frame = here.receive(Channel::Clock::now() + 60s);
+        ASSERT_TRUE(frame.ok() && *frame);
+        EXPECT_EQ((*frame)->kind, kind);
+        EXPECT_TRUE((*frame)->payload == pattern(kind * 100u));
+        // What a poll of the socket does not see any more.
+        EXPECT_EQ(here.holdsMore(), kind < 3);
+        EXPECT_EQ(here.awaitMessage(Channel::Clock::now()).ok(), kind < 3);
+    }
+}
+
+// The first read ends in the middle of the second frame, in its header or behind it.
+TEST_F(ChannelTest, AFrameMayBeginInOneReadAndEndInAnother)
+{
+    const Bytes first = frameOf(1, pattern(10));
+    const Bytes second = frameOf(2, pattern(50'000));
+    for (std::size_t early : { 1u, 4u, 5u, 6u, 10'000u }) {
+        Bytes start = first;
+        start.insert(start.end(), second.begin(), second.begin() + static_cast<std::ptrdiff_t>(early));
+        writeRaw(start);
+        EXPECT_EQ((*here.receive(Channel::Clock::now() + 60s))->kind, 1);
+        EXPECT_TRUE(here.holdsMore());
+        std::thread sender([&] { writeRaw(ByteView(second).subspan(early)); });
+        auto frame = here.receive(Channel::Clock::now() + 60s);
+        sender.join();
+        ASSERT_TRUE(frame.ok() && *frame);
+        EXPECT_EQ((*frame)->kind, 2);
+        EXPECT_TRUE((*frame)->payload == pattern(50'000)) << early;
+        EXPECT_FALSE(here.holdsMore());
+    }
+}
+
+TEST_F(ChannelTest, BytesMayComeOneAtATime)
+{
+    const Bytes stream = frameOf(9, pattern(40));
+    std::thread sender([&] {
+        for (std::uint8_t byte : stream)
+            writeRaw(ByteView(&byte, 1));
+    });
+    auto frame = here.receive(Channel::Clock::now() + 60s);
+    sender.join();
+    ASSERT_TRUE(frame.ok() && *frame);
+    EXPECT_EQ((*frame)->kind, 9);
+    EXPECT_TRUE((*frame)->payload == pattern(40));
+    // And one at a time, each waited for.
+    for (std::size_t i = 0; i + 1 < stream.size(); ++i) {
+        writeRaw(ByteView(stream).subspan(i, 1));
+        EXPECT_TRUE(here.awaitMessage(Channel::Clock::now() + 60s));
+    }
+    writeRaw(ByteView(stream).last(1));
+    EXPECT_TRUE((*here.receive(Channel::Clock::now() + 60s))->payload == pattern(40));
 }
 
 TEST_F(ChannelTest, CarriesDescriptors)
