@@ -1,9 +1,11 @@
 #include "thumbnailer/Thumbnailer.h"
 
+#include "Base/Core/Handle.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "arguments/Arguments.h"
 #include "system/OutputFile.h"
+#include "system/SystemError.h"
 #include "thumbnailer/FilePreview.h"
 #include "thumbnailer/FileUri.h"
 #include "thumbnailer/PngFile.h"
@@ -11,7 +13,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace mv {
 
@@ -66,8 +73,40 @@ Result<FilePreview> previewOfInput(const std::string& name, int side)
     return previewOf(OpenedFile::at(path), side);
 }
 
+/// An empty file of that name, for writing; none where there is another thing, or nothing.
+UniqueFd placeholderAt(const std::string& name)
+{
+    UniqueFd file(open(name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat facts { };
+    bool isEmptyFile = file && fstat(file.get(), &facts) == 0 && S_ISREG(facts.st_mode) && facts.st_size == 0;
+    return isEmptyFile ? std::move(file) : UniqueFd();
+}
+
+/// Whole, or empty as it was.
+Result<void> fill(const UniqueFd& placeholder, ByteView content)
+{
+    std::size_t done = 0;
+    while (done < content.size()) {
+        ByteView rest = content.subspan(done);
+        ssize_t count = pwrite(placeholder.get(), rest.data(), rest.size(), static_cast<off_t>(done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0) {
+            Error failure = systemError(errno, "cannot write");
+            static_cast<void>(ftruncate(placeholder.get(), 0) == 0);
+            return failure;
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    return {};
+}
+
+/// Whoever has made an empty file for a thumbnail may hold it open, as Tumbler does, and reads that one, whatever takes
+/// its name. All other files are replaced.
 Result<void> writeTo(const std::string& name, ByteView content)
 {
+    if (UniqueFd placeholder = placeholderAt(name))
+        return fill(placeholder, content);
     MV_TRY(file, OutputFile::create(name));
     MV_TRY_VOID(file->writeAt(0, content));
     return file->commit();
@@ -103,6 +142,8 @@ int runThumbnailer(const std::vector<std::string>& words)
 {
     // One line says why there is no thumbnail, and that is ours.
     setLogSink([](std::string_view) {});
+    // Past a limit of file lengths a write is to fail as on a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
     auto arguments = Arguments::parse(Options, words);
     if (!arguments)
         return misuse(arguments.error().text);

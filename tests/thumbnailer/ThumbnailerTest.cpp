@@ -1,11 +1,14 @@
 // mivo-thumbnailer as desktop environments start it.
+#include "Base/Core/Handle.h"
 #include "tests/service/image/ExifMaker.h"
 #include "tests/support/Places.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace mv {
@@ -25,7 +28,7 @@ protected:
     Outcome thumbnailer(const std::string& words, const std::string& program = test::buildPath("bin/mivo-thumbnailer"))
     {
         std::string command
-            = "env -i " + shellQuoted(program) + " " + words + " >" + m_logs.file("out") + " 2>" + m_logs.file("err");
+            = "env -i " + program + " " + words + " >" + m_logs.file("out") + " 2>" + m_logs.file("err");
         int status = std::system(command.c_str());
         return { WEXITSTATUS(status), text("out"), text("err") };
     }
@@ -71,6 +74,35 @@ TEST_F(ThumbnailerTest, MakesAnUprightPngWhateverTheNameOfTheOutput)
     EXPECT_EQ(thumbnailer(m_folder.file("a.jpg") + " " + m_folder.file("usual")).status, 0);
     EXPECT_EQ(sizeOf("usual"), "96x128");
     EXPECT_THAT(names(), testing::ElementsAre("a.jpg", "thumbnail", "usual"));
+}
+
+// Tumbler makes an empty file, and reads what is in that one.
+TEST_F(ThumbnailerTest, AnEmptyOutputIsFilledAndAnyOtherReplaced)
+{
+    photo("a.jpg");
+    auto writeAndCompare = [&](std::string_view before) {
+        std::string output = m_folder.write("t.png", before);
+        UniqueFd held(open(output.c_str(), O_RDONLY | O_CLOEXEC));
+        EXPECT_EQ(thumbnailer("-s 64 " + m_folder.file("a.jpg") + " " + output).status, 0);
+        EXPECT_EQ(sizeOf("t.png"), "48x64");
+        struct stat of_held { };
+        struct stat of_name { };
+        return fstat(held.get(), &of_held) == 0 && stat(output.c_str(), &of_name) == 0
+            && of_held.st_ino == of_name.st_ino;
+    };
+    EXPECT_TRUE(writeAndCompare(""));
+    EXPECT_FALSE(writeAndCompare("something"));
+}
+
+TEST_F(ThumbnailerTest, AWriteThatFailsLeavesAnEmptyOutputEmpty)
+{
+    std::string output = m_folder.write("t.png", std::string_view());
+    std::string limited = "/usr/bin/prlimit --fsize=100 " + test::buildPath("bin/mivo-thumbnailer");
+    std::string photo = m_folder.write("a.jpg", ByteView(test::jpegPicture(400, 300)));
+    Outcome failed = thumbnailer(photo + " " + output, limited);
+    EXPECT_EQ(failed.status, 1) << failed.err;
+    EXPECT_THAT(failed.err, HasSubstr("t.png: cannot write: "));
+    EXPECT_EQ(test::readFile(output).size(), 0u);
 }
 
 TEST_F(ThumbnailerTest, TheInputMayBeAUri)
