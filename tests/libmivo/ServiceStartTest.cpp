@@ -1,6 +1,7 @@
 #include "application/NSDistributedNotificationCenter.h"
 #include "client/ServiceBus.h"
 #include "service/include/ServiceNames.h"
+#include "tests/support/ActivatingBus.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Mp3Maker.h"
 #include "tests/support/Places.h"
@@ -25,13 +26,19 @@ Error::Kind kindOf(Client& client, const std::string& path)
     return Error::Kind::Failed;
 }
 
-class ServiceStart : public testing::Test {
+class WithSong : public testing::Test {
 protected:
-    ServiceStart()
+    WithSong()
         : m_song(m_folder.write("song.mp3",
             mv::test::id3Tag(3, mv::test::id3Frame(3, "TIT2", mv::test::zeroed("\0Song"))) + mv::test::mpegFrames(40)))
     {
     }
+    mv::test::ScratchFolder m_folder;
+    std::string m_song;
+};
+
+class ServiceStart : public WithSong {
+protected:
     void quit()
     {
         auto bus = std::move(mv::ServiceBus::open()).value();
@@ -40,8 +47,6 @@ protected:
     }
 
     mv::test::PrivateBus m_bus;
-    mv::test::ScratchFolder m_folder;
-    std::string m_song;
 };
 
 TEST_F(ServiceStart, TheProgramBesideTheLibraryIsStartedByTheFirstCallThatNeedsIt)
@@ -77,6 +82,24 @@ TEST_F(ServiceStart, AJobStartsItToo)
         EXPECT_EQ(error.kind(), Error::Kind::JobFailed) << error.what();
     }
     quit();
+}
+
+using ServiceStartByTheBus = WithSong;
+
+TEST_F(ServiceStartByTheBus, IsForTheFirstCall)
+{
+    mv::test::ActivatingBus bus;
+    Client client(ClientOptions().startService(false));
+    ASSERT_TRUE(client.describe(m_song));
+    EXPECT_FALSE(client.isAppleLossless(m_song));
+    EXPECT_EQ(bus.starts(), 1);
+}
+
+TEST_F(ServiceStartByTheBus, ThatFailsIsAnError)
+{
+    mv::test::ActivatingBus bus("", "/bin/false");
+    Client client;
+    EXPECT_EQ(kindOf(client, m_song), Error::Kind::NoService);
 }
 
 } // namespace
