@@ -33,6 +33,16 @@ class Installed(unittest.TestCase):
         for name in ("bin/mivo", "bin/mivo-mediad", "libexec/mivo/mivo-worker", "lib/mivo/mivo-ffmpeg.so"):
             self.assertTrue((self.root / name).is_file(), name)
 
+    def test_manuals_and_completions_lie_where_they_are_looked_for(self):
+        share = self.root / "share"
+        for program in ("mivo", "mivo-mediad", "mivo-thumbnailer"):
+            for name in (f"man/man1/{program}.1", f"bash-completion/completions/{program}",
+                         f"fish/vendor_completions.d/{program}.fish"):
+                self.assertTrue((share / name).is_file(), name)
+            self.assertTrue(list(share.glob(f"zsh/*/_{program}")), program)
+        self.assertTrue((share / "man/man1/mivo-tag.1").is_file())
+        self.assertTrue((share / "metainfo/org.example.mivo.metainfo.xml").is_file())
+
     @unittest.skipUnless(shutil.which("ffmpeg"), "the program ffmpeg is not installed")
     def test_a_movie_is_described_with_its_picture(self):
         clip = self.folder / "clip.mkv"
