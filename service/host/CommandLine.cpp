@@ -26,6 +26,10 @@ constexpr int MaxIdleSeconds = 7 * 24 * 3600;
 constexpr std::array LogLevels { "error", "warning", "notice", "info", "debug" };
 
 constexpr std::array Options {
+    Option { .name = "on-demand",
+        .value = nullptr,
+        .help
+        = "somebody has called one of the names, so that another who serves them all is no error; for message buses" },
     Option { .name = "idle-exit",
         .value = "SECONDS",
         .help = "leave when nothing has gone on for so long, 604800 at most; 0 is never, and the default where it was "
@@ -77,6 +81,7 @@ int misuse(std::span<char* const> words, const char* reason)
 ServiceSettings settingsFrom(const Arguments& arguments)
 {
     ServiceSettings settings;
+    settings.onDemand = arguments.has("on-demand");
     if (arguments.has("idle-exit"))
         settings.idleExit = std::chrono::seconds(arguments.number("idle-exit", 0));
     if (arguments.has("log-level"))

@@ -24,6 +24,8 @@ struct ServiceSettings {
     /// say.
     std::optional<std::chrono::seconds> idleExit;
     std::optional<LogPriority> logLevel;
+    /// Somebody called one of the names, says who starts the service.
+    bool onDemand = false;
 };
 
 /// What the words behind the program's name mean: settings, or, where `--help` and `--version` were answered on

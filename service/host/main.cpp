@@ -114,7 +114,7 @@ try {
 
     // Without a bus there is nobody to share the names with, and publishing them says what is missing.
     std::unique_ptr<QueuedName> lock;
-    if (wasStartedOnDemand()) {
+    if (settings.onDemand || wasStartedOnDemand()) {
         if (auto asked = QueuedName::request(HostLockName))
             lock = std::move(*asked);
     }

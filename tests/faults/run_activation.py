@@ -69,7 +69,7 @@ class Session:
         program = self.write_program(options)
         for file in sorted((options.files / "dbus-1/services").glob("*.service")):
             lines = file.read_text().splitlines()
-            lines = [f"Exec={program}" if line.startswith("Exec=") else line for line in lines
+            lines = [f"Exec={program} {line.partition(' ')[2]}" if line.startswith("Exec=") else line for line in lines
                      if options.bus == "systemd" or not line.startswith("SystemdService=")]
             (services / file.name).write_text("\n".join(lines) + "\n")
         self.program = program
@@ -78,7 +78,7 @@ class Session:
         """The service, after a line of who was started."""
         program = self.folder / "mivo-mediad"
         program.write_text(f"#!/bin/sh\necho $$ >>{self.starts}\n"
-                           f"exec {options.programs / 'mivo-mediad'} --idle-exit={IDLE_SECONDS}\n")
+                           f"exec {options.programs / 'mivo-mediad'} --idle-exit={IDLE_SECONDS} \"$@\"\n")
         program.chmod(0o755)
         return program
 

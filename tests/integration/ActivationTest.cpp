@@ -133,6 +133,15 @@ TEST(Activation, TheLockIsHeldAsLongAsTheNamesAre)
     EXPECT_TRUE(client.waitForOwner("Mivo.MediaTools.Host", false));
 }
 
+TEST(Activation, TheBussOwnChildNeedsNoOption)
+{
+    // What follows is a comment of the shell that starts it.
+    ActivatingBus bus("", test::buildPath("bin/mivo-mediad") + " #");
+    BusClient client;
+    ASSERT_TRUE(ping(client, kServiceBusNames[0])) << bus.log();
+    EXPECT_TRUE(client.hasOwner("Mivo.MediaTools.Host"));
+}
+
 TEST(Activation, OneThatIsStartedByHandTakesNoLock)
 {
     test::PrivateBus bus;

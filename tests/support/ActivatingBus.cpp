@@ -2,6 +2,7 @@
 
 #include "tests/support/Places.h"
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -17,7 +18,7 @@ std::string withProgram(const std::filesystem::path& file, const std::string& pr
     std::string text;
     for (std::string line; std::getline(in, line);) {
         if (line.starts_with("Exec="))
-            line = "Exec=" + program;
+            line = "Exec=" + program + line.substr(std::min(line.find(' '), line.size()));
         if (!line.starts_with("SystemdService="))
             text += line + "\n";
     }
@@ -43,7 +44,7 @@ std::string ActivatingBus::prepare(const std::string& arguments, const std::stri
     m_folder.write("starts", std::string_view());
     m_folder.write("log", std::string_view());
     std::string starter = m_folder.write("start",
-        "#!/bin/sh\necho $$ >>" + m_folder.file("starts") + "\nexec " + program + " " + arguments + " 2>>"
+        "#!/bin/sh\necho $$ >>" + m_folder.file("starts") + "\nexec " + program + " \"$@\" " + arguments + " 2>>"
             + m_folder.file("log") + "\n");
     std::filesystem::permissions(starter, std::filesystem::perms::owner_all);
     for (const auto& file : std::filesystem::directory_iterator(buildPath("desktop/dbus-1/services")))
