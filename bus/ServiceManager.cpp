@@ -30,15 +30,17 @@ void ServiceManager::tellReady()
         sd_notify(0, "READY=1");
 }
 
-void ServiceManager::tellStopping(const UnitPlaceholder* placeholder)
+void ServiceManager::tellStopping(const UnitPlaceholder* placeholder, std::chrono::seconds longest)
 {
     if (!startedThisProcess())
         return;
-    // In one message: after the first line this process has nothing more to say.
+    std::string message = "STOPPING=1";
+    // In one message: after this line the process has nothing more to say.
     if (placeholder)
-        sd_notifyf(0, "MAINPID=%d\nSTOPPING=1", static_cast<int>(placeholder->processId()));
-    else
-        sd_notify(0, "STOPPING=1");
+        message = "MAINPID=" + std::to_string(placeholder->processId()) + "\n" + message;
+    if (longest.count() > 0)
+        message += "\nEXTEND_TIMEOUT_USEC=" + std::to_string(std::chrono::microseconds(longest).count());
+    sd_notify(0, message.c_str());
     sd_notify_barrier(0, BarrierMicroseconds);
 }
 

@@ -29,6 +29,9 @@ constexpr std::chrono::seconds QuitGrace { 3 };
 // A process that is there on demand leaves after so long without any.
 constexpr std::chrono::seconds IdleExitOnDemand { 300 };
 
+// A call that comes in the moment in which an idle process leaves may be a job, which nobody has told to quit.
+constexpr std::chrono::seconds LastCallPatience { 3600 };
+
 /// Large buffers go back to the system when they are freed. Left to itself the allocator raises its threshold to the
 /// largest picture or frame seen, in each of the services' threads, and a busy day ends with a hundred idle megabytes.
 void keepMemoryFlat()
@@ -62,6 +65,26 @@ void finishWhatCame(AppDelegate& delegate, Activity& activity)
     activity.awaitWork();
 }
 
+/// In this order no call is lost: one that comes before the names are gone is answered here, one that comes later
+/// starts the next process, which systemd puts off where it must, and which finds no name taken.
+void leave(AppDelegate& delegate, Activity& activity, QueuedName* lock, bool isIdle, int status)
+{
+    // Where a job goes on, systemd is not kept waiting for its end.
+    std::optional<UnitPlaceholder> placeholder;
+    if (activity.isWorking() && ServiceManager::startedThisProcess())
+        placeholder = UnitPlaceholder::takeOurPlace();
+    ServiceManager::tellStopping(
+        placeholder ? &*placeholder : nullptr, isIdle ? LastCallPatience : std::chrono::seconds(0));
+    delegate.giveNamesUp();
+    if (lock)
+        lock->release();
+    placeholder.reset();
+    if (isIdle)
+        finishWhatCame(delegate, activity);
+    else
+        leaveAfterGrace(status);
+}
+
 /// The services until the process is to leave; the exit status. `lock` is null where they were started by hand.
 int serve(std::chrono::seconds idleExit, QueuedName* lock)
 {
@@ -79,22 +102,7 @@ int serve(std::chrono::seconds idleExit, QueuedName* lock)
     int status = NSApplicationMain(delegate);
     if (!delegate.hasPublishedAll())
         status = ExitNotPublished;
-
-    // In this order no call is lost: one that comes before the names are gone is answered here, one that comes later
-    // starts the next process, which systemd puts off where it must, and which finds no name taken.
-    // Where a job goes on, systemd is not kept waiting for its end.
-    std::optional<UnitPlaceholder> placeholder;
-    if (activity.isWorking() && ServiceManager::startedThisProcess())
-        placeholder = UnitPlaceholder::takeOurPlace();
-    ServiceManager::tellStopping(placeholder ? &*placeholder : nullptr);
-    delegate.giveNamesUp();
-    if (lock)
-        lock->release();
-    placeholder.reset();
-    if (idle && idle->hasCome())
-        finishWhatCame(delegate, activity);
-    else
-        leaveAfterGrace(status);
+    leave(delegate, activity, lock, idle && idle->hasCome(), status);
     return status;
 }
 
