@@ -87,7 +87,7 @@ bool isValueName(std::string_view word)
 
 std::string synopsisWord(std::string_view word)
 {
-    auto start = std::min(word.find_first_not_of("["), word.size());
+    auto start = std::min(word.find_first_not_of('['), word.size());
     std::string before(word.substr(0, start));
     word.remove_prefix(start);
     std::string_view name = word.substr(0, nameLength(word));

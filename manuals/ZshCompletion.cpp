@@ -46,16 +46,21 @@ std::string optionSpec(const Option& option)
     return std::string("'") + (option.repeats ? "*" : "") + name + help.substr(1) + value + "'";
 }
 
+std::string nameSpec(std::span<const Values> files, std::size_t index)
+{
+    const char* what = files[index].kind == Values::Kind::Folder ? "folder" : "file";
+    std::string place = files.size() > 1 ? std::to_string(index + 1) : "*";
+    return "'" + place + ":" + what + ":" + action(files[index]) + "'";
+}
+
 std::string arguments(std::span<const Option> options, std::span<const Values> files, const std::string& indent)
 {
+    const std::string nextLine = " \\\n" + indent + "    ";
     std::string text = indent + "_arguments -s -S";
     for (const Option& option : options)
-        text += " \\\n" + indent + "    " + optionSpec(option);
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        const char* what = files[i].kind == Values::Kind::Folder ? "folder" : "file";
-        std::string place = files.size() > 1 ? std::to_string(i + 1) : "*";
-        text += " \\\n" + indent + "    '" + place + ":" + what + ":" + action(files[i]) + "'";
-    }
+        text.append(nextLine).append(optionSpec(option));
+    for (std::size_t i = 0; i < files.size(); ++i)
+        text.append(nextLine).append(nameSpec(files, i));
     return text + "\n";
 }
 
