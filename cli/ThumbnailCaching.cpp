@@ -1,5 +1,6 @@
 #include "cli/ThumbnailCaching.h"
 
+#include "Base/Core/FileUri.h"
 #include "Base/Core/Text.h"
 #include "cli/FileTexts.h"
 #include "cli/Interruption.h"
@@ -9,7 +10,6 @@
 #include "cli/ProgressCount.h"
 #include "cli/Terminal.h"
 #include "system/OpenedFile.h"
-#include "thumbnailer/FileUri.h"
 #include "thumbnailer/ThumbnailTypes.h"
 
 #include <algorithm>

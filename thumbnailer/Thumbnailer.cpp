@@ -1,5 +1,6 @@
 #include "thumbnailer/Thumbnailer.h"
 
+#include "Base/Core/FileUri.h"
 #include "Base/Core/Handle.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
@@ -7,7 +8,6 @@
 #include "system/OutputFile.h"
 #include "system/SystemError.h"
 #include "thumbnailer/FilePreview.h"
-#include "thumbnailer/FileUri.h"
 #include "thumbnailer/PngFile.h"
 #include "thumbnailer/ThumbnailCache.h"
 

@@ -1,8 +1,8 @@
 // Thumbnails that file managers share.
+#include "Base/Core/FileUri.h"
 #include "tests/cli/ToolFixture.h"
 #include "tests/service/image/ExifMaker.h"
 #include "tests/support/OrdinaryUser.h"
-#include "thumbnailer/FileUri.h"
 #include "thumbnailer/ThumbnailCache.h"
 
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "thumbnailer/FileUri.h"
+#include "Base/Core/FileUri.h"
 
 #include "Base/Core/Handle.h"
 
