@@ -80,6 +80,11 @@ OpenedFile OpenedFile::at(const Path& path)
         Error failure = systemError(errno);
         return { path, attributesAt(path), std::move(failure) };
     }
+    return adopt(path, std::move(fd));
+}
+
+OpenedFile OpenedFile::adopt(const Path& path, UniqueFd fd)
+{
     auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
     auto content = contentOf(std::move(fd), attributes);
     return { path, std::move(attributes), std::move(content) };
@@ -89,11 +94,7 @@ OpenedFile OpenedFile::ofBytes(const Path& path, ByteView bytes)
 {
     UniqueFd fd(memfd_create("mivo", MFD_CLOEXEC));
     auto written = fd ? writeWhole(fd.get(), bytes) : systemError(errno);
-    if (!written)
-        return { path, written.error(), written.error() };
-    auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
-    auto content = contentOf(std::move(fd), attributes);
-    return { path, std::move(attributes), std::move(content) };
+    return written ? adopt(path, std::move(fd)) : OpenedFile(path, written.error(), written.error());
 }
 
 std::shared_ptr<const InputFile> OpenedFile::contentAsFile() const

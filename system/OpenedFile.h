@@ -14,6 +14,9 @@ public:
     /// Opens what is at the path; nil, and whatever cannot be opened, are values too. Never blocks.
     static OpenedFile at(const Path& path);
 
+    /// A file that is open for reading. `path` is what messages say.
+    static OpenedFile adopt(const Path& path, UniqueFd fd);
+
     /// Bytes as a file without a name, for a process that takes descriptors. `path` is what messages say.
     static OpenedFile ofBytes(const Path& path, ByteView bytes);
 
