@@ -12,6 +12,13 @@ namespace mv {
 /// The larger side, in pixels, up to which one is made.
 inline constexpr int MaxPreviewSide = 2048;
 
+/// What is wanted of it.
+struct PreviewWish {
+    int side = MaxPreviewSide; ///< of the larger one, in pixels, 1 to MaxPreviewSide
+    bool isUpright = true; ///< a picture is turned as it says itself; a video's frame always is
+    bool isFrame = false; ///< of a video: a frame from about a tenth of its length, never its cover
+};
+
 // Keys of the answer. A file that nobody can read has no answer.
 inline constexpr std::string_view kPreviewPicture = "picture"; ///< in the form of TiffForm.h, colours not multiplied
 inline constexpr std::string_view kPreviewSourceWidth = "sourceWidth"; ///< integer, of the upright original

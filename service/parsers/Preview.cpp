@@ -63,9 +63,9 @@ Record recordOf(const Scaled& scaled)
 Record withoutPixels(const Error& problem) { return Record { { kPreviewProblem, cleanedUtf8(problem.text) } }; }
 Record withoutPicture() { return Record { { kPreviewIsMissing, true } }; }
 
-std::optional<Record> ofPicture(const SharedSource& content, const NSImage& image, int side)
+std::optional<Record> ofPicture(const SharedSource& content, const NSImage& image, const PreviewWish& wish)
 {
-    auto scaled = scaledTo(image, orientationOf(*content), side);
+    auto scaled = scaledTo(image, wish.isUpright ? orientationOf(*content) : Orientation {}, wish.side);
     return scaled ? recordOf(*scaled) : withoutPixels(scaled.error());
 }
 
@@ -150,15 +150,16 @@ bool isOfOneColour(const Bitmap& bitmap)
 }
 
 /// The first frame that shows something, else the first one at all.
-std::optional<Scaled> frameOf(QTMovie& movie, double duration, int side)
+std::optional<Scaled> frameOf(QTMovie& movie, double duration, const PreviewWish& wish)
 {
-    const std::array times { thumbnailTime(duration), duration / 3, duration * 2 / 3 };
+    const double begin = wish.isFrame ? duration / 10 : thumbnailTime(duration);
     std::optional<Scaled> first;
-    for (double time : times) {
+    for (double time : { begin, duration / 3, duration * 2 / 3 }) {
         auto image = movie.frameImageAtTime(QTMakeTimeWithTimeInterval(time));
         if (!image && !first)
             image = movie.posterImage();
-        auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
+        auto scaled
+            = image ? scaledTo(*image, {}, wish.side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
         if (!scaled)
             continue;
         if (!isOfOneColour(scaled->bitmap))
@@ -177,11 +178,11 @@ std::optional<Record> ofAttached(QTMovie& movie, int side)
     return scaled ? std::optional(recordOf(*scaled)) : std::nullopt;
 }
 
-std::optional<Record> ofFrame(QTMovie& movie, int side)
+std::optional<Record> ofFrame(QTMovie& movie, const PreviewWish& wish)
 {
     double duration = 0;
     bool isLengthKnown = QTGetTimeInterval(movie.duration(), &duration) && duration > 0;
-    auto frame = frameOf(movie, duration, side);
+    auto frame = frameOf(movie, duration, wish);
     if (!frame)
         return std::nullopt;
     Record record = recordOf(*frame);
@@ -190,7 +191,7 @@ std::optional<Record> ofFrame(QTMovie& movie, int side)
     return record;
 }
 
-std::optional<Record> ofMovie(const OpenedFile& file, int side, QTKit& toolkit)
+std::optional<Record> ofMovie(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
 {
     if (!toolkit.canInitWithFile(file))
         return std::nullopt;
@@ -198,13 +199,13 @@ std::optional<Record> ofMovie(const OpenedFile& file, int side, QTKit& toolkit)
     if (!movie)
         return std::nullopt;
     // The covers of ISO media were asked for before.
-    bool mayHaveCover = !beginsLikeIsoMedia(**file.content());
-    if (auto cover = mayHaveCover ? ofAttached(**movie, side) : std::nullopt)
+    bool mayHaveCover = !wish.isFrame && !beginsLikeIsoMedia(**file.content());
+    if (auto cover = mayHaveCover ? ofAttached(**movie, wish.side) : std::nullopt)
         return cover;
     if ((*movie)->attribute<bool>(QTMovieHasVideoAttribute).value_or(false)) {
-        if (auto frame = ofFrame(**movie, side))
+        if (auto frame = ofFrame(**movie, wish))
             return frame;
-        auto chapter = ofAttached(**movie, side);
+        auto chapter = ofAttached(**movie, wish.side);
         return chapter ? chapter : withoutPixels({ Error::Kind::Format, "no frame of the video can be decoded" });
     }
     bool hasAudio = (*movie)->attribute<bool>(QTMovieHasAudioAttribute).value_or(false);
@@ -213,17 +214,19 @@ std::optional<Record> ofMovie(const OpenedFile& file, int side, QTKit& toolkit)
 
 } // namespace
 
-std::optional<Record> makePreview(const OpenedFile& file, int side, QTKit& toolkit)
+std::optional<Record> makePreview(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
 {
     if (!file.content())
         return std::nullopt;
     const SharedSource& content = *file.content();
     if (auto image = NSImage::initWithContentsOfFile(file))
-        return ofPicture(content, *image, side);
+        return ofPicture(content, *image, wish);
+    if (wish.isFrame)
+        return ofMovie(file, wish, toolkit);
     bool isIso = beginsLikeIsoMedia(*content);
-    if (auto record = isIso ? ofIsoCover(file, side) : ofMpegAudio(*content, side))
+    if (auto record = isIso ? ofIsoCover(file, wish.side) : ofMpegAudio(*content, wish.side))
         return record;
-    return ofMovie(file, side, toolkit);
+    return ofMovie(file, wish, toolkit);
 }
 
 } // namespace mv
