@@ -30,7 +30,7 @@ public:
     using Clock = std::chrono::steady_clock;
     /// A call or an answer on the bus has at most 128 MiB; what else there is in a message is far smaller.
     static constexpr std::size_t MaxPayloadBytes = 130u << 20;
-    static constexpr std::size_t MaxDescriptors = 4;
+    static constexpr std::size_t MaxDescriptors = 16;
     static constexpr Clock::time_point NoDeadline = Clock::time_point::max();
 
     /// `longest` payload that the other side may send.

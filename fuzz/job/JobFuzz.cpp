@@ -1,5 +1,6 @@
 // Any bytes as a job, and as the answer to every operation: what is taken gives the same bytes again.
 
+#include "service/job/MediaJob.h"
 #include "service/job/PlanCode.h"
 #include "service/job/ReadingJob.h"
 #include "service/job/RecordCode.h"
@@ -59,6 +60,22 @@ void asWritingAnswer(WritingOperation operation, ByteView bytes)
     check(again.ok() && *again == *answer);
 }
 
+void asMediaResults(MediaOperation operation, ByteView bytes)
+{
+    MediaJob job { operation, 0, { 64, true, ThumbnailFormat::Rgba }, { OpenedFile() } };
+    auto results = decodeMediaResults(job, bytes);
+    if (!results)
+        return;
+    auto again = decodeMediaResults(job, encodeMediaResults(*results));
+    check(again.ok() && encodeMediaResults(*again) == encodeMediaResults(*results));
+}
+
+void asMediaJob(ByteView bytes)
+{
+    std::vector<UniqueFd> contents(1);
+    static_cast<void>(decodeMediaJob(bytes, std::move(contents)));
+}
+
 void asRequest(ByteView bytes)
 {
     auto request = decodeRequest(bytes);
@@ -105,6 +122,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     asWritingJob(bytes);
     asRequest(bytes);
     asPlan(bytes);
+    asMediaJob(bytes);
+    for (int operation = 1; operation <= static_cast<int>(MediaOperation::Thumbnail); ++operation)
+        asMediaResults(static_cast<MediaOperation>(operation), bytes);
     for (int operation = 1; operation <= static_cast<int>(LastWritingOperation); ++operation)
         asWritingAnswer(static_cast<WritingOperation>(operation), bytes);
     for (int operation = 1; operation <= static_cast<int>(LastReadingOperation); ++operation)

@@ -14,11 +14,12 @@ enum class Message : std::uint8_t {
     Reply = 3, ///< to a request: a record, and a descriptor where one was asked for and to be had
     Plan = 4, ///< what is the new content of the file with this descriptor and size? Answered by Content
     Check = 5, ///< is the file with this descriptor and size as the plan meant it? Answered by Verdict
+    MediaJob = 6, ///< a job as of encodeMediaJob, with the descriptors of its files; answered as of encodeMediaResults
 
     // From the worker.
     Ready = 64, ///< closed, and waiting for a job; a record of the two keys below
     Log, ///< a line of the log, without its prefix
-    Answer, ///< as of encodeAnswer or encodeWritingAnswer; the job is over
+    Answer, ///< as of encodeAnswer, encodeWritingAnswer or encodeMediaResults; the job is over
     TooLarge, ///< the job is over, and its answer is larger than a message
     NeedsMedia, ///< the job needs libraries that a light worker does not have; the job is over, and nothing was done
     NotClosed, ///< in place of Ready: why there will be no worker, as text

@@ -4,6 +4,7 @@
 #include "Base/Core/LateLoading.h"
 #include "Base/Core/NSLog.h"
 #include "service/job/Messages.h"
+#include "service/worker/MediaRunner.h"
 #include "service/worker/ReadingRunner.h"
 #include "service/worker/WritingRunner.h"
 #include "system/Mutex.h"
@@ -53,14 +54,25 @@ UniqueFd onlyDescriptor(Frame& frame)
     return frame.descriptors.empty() ? UniqueFd() : std::move(frame.descriptors.front());
 }
 
+Result<void> sendAnswer(ByteView answer, Sender& sender)
+{
+    if (answer.size() > MaxWorkerMessageBytes)
+        return sender.send(Message::TooLarge, {});
+    return sender.send(Message::Answer, answer);
+}
+
 Result<void> doReadingJob(Frame frame, Sender& sender)
 {
     MV_TRY(job, decodeJob(frame.payload, onlyDescriptor(frame)));
     setDebugLevel(job.debugLevel);
-    Bytes answer = encodeAnswer(runReadingJob(job));
-    if (answer.size() > MaxWorkerMessageBytes)
-        return sender.send(Message::TooLarge, {});
-    return sender.send(Message::Answer, answer);
+    return sendAnswer(encodeAnswer(runReadingJob(job)), sender);
+}
+
+Result<void> doMediaJob(Frame frame, Sender& sender)
+{
+    MV_TRY(job, decodeMediaJob(frame.payload, std::move(frame.descriptors)));
+    setDebugLevel(job.debugLevel);
+    return sendAnswer(encodeMediaResults(runMediaJob(job)), sender);
 }
 
 /// A job whose client has no delegate asks for hardly anything, and would go on to its end for a host that is gone.
@@ -90,6 +102,8 @@ Result<void> doJob(Frame frame, Sender& sender, Channel& channel)
         return doReadingJob(std::move(frame), sender);
     if (frame.kind == kindOf(Message::WritingJob))
         return doWritingJob(std::move(frame), sender, channel);
+    if (frame.kind == kindOf(Message::MediaJob))
+        return doMediaJob(std::move(frame), sender);
     return Error { Error::Kind::Format, "a message that no host sends" };
 }
 
@@ -99,7 +113,7 @@ Result<void> serveJobs(Channel& channel)
 {
     Sender sender(channel);
     while (true) {
-        MV_TRY(frame, channel.receive(Channel::NoDeadline, 1));
+        MV_TRY(frame, channel.receive(Channel::NoDeadline, MaxMediaFiles));
         if (!frame)
             return {};
         try {

@@ -204,6 +204,7 @@ Moment momentOf(const Frame& frame)
     switch (static_cast<Message>(frame.kind)) {
     case Message::ReadingJob:
     case Message::WritingJob:
+    case Message::MediaJob:
         return Moment::Job;
     case Message::Plan:
         return Moment::Plan;
@@ -240,7 +241,7 @@ public:
 private:
     bool pass(Channel& from, Channel& to)
     {
-        auto frame = from.receive(Channel::NoDeadline, 1);
+        auto frame = from.receive(Channel::NoDeadline, Channel::MaxDescriptors);
         if (!frame || !*frame)
             return false;
         Moment moment = momentOf(**frame);
