@@ -36,12 +36,15 @@ void AppDelegate::applicationDidFinishLaunching()
         auto connection = m_platform.serviceConnectionWithName(service.name, service.makeRoot());
         if (!connection) {
             NSLogAt(LogPriority::Error, "%s", service.failureText);
+            if (!service.isNeeded)
+                continue;
             m_platform.terminate();
             return;
         }
         connection->runInNewThread();
         m_connectionList.push_back(std::move(connection));
     }
+    m_hasPublishedAll = true;
     m_platform.tellReady();
 }
 

@@ -41,6 +41,7 @@ struct ServiceRow {
     std::string_view name;
     const char* failureText;
     std::function<std::unique_ptr<ServedObject>()> makeRoot;
+    bool isNeeded = true; ///< the others are served without it all the same
 };
 
 /// The application's delegate: publishes the services and quits on request. Main thread only.
@@ -51,8 +52,8 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// Publishes every service in order and starts its thread. The first name that cannot be had is logged, ends the
-    /// application, and nothing after it is created.
+    /// Publishes every service in order and starts its thread. The first name that is needed and cannot be had is
+    /// logged, ends the application, and nothing after it is created.
     void applicationDidFinishLaunching() override;
     void MivoTerminate();
     /// Gives up every name before any call in progress is waited for: nobody finds some of the services here and the
@@ -60,13 +61,14 @@ public:
     void giveNamesUp();
     /// Answers what has arrived, finishes calls in progress, and serves no more.
     void finish();
-    /// False until every service was published.
-    bool hasPublishedAll() const { return m_connectionList.size() == m_services.size(); }
+    /// False until every service that is needed was published.
+    bool hasPublishedAll() const { return m_hasPublishedAll; }
 
 private:
     HostPlatform& m_platform;
     std::span<const ServiceRow> m_services;
     std::vector<std::unique_ptr<ServiceConnection>> m_connectionList;
+    bool m_hasPublishedAll = false;
 };
 
 } // namespace mv

@@ -5,6 +5,7 @@
 #include "service/host/adaptors/ExifExtractorAdaptor.h"
 #include "service/host/adaptors/ImageInfoAdaptor.h"
 #include "service/host/adaptors/MP4ExporterAdaptor.h"
+#include "service/host/adaptors/Media1Adaptor.h"
 #include "service/host/adaptors/MediaInfoAdaptor.h"
 #include "service/host/adaptors/MediaTagAdaptor.h"
 #include "service/include/ServiceNames.h"
@@ -50,6 +51,10 @@ std::vector<ServiceRow> services(WorkerHost& workers, Activity* activity)
                 return std::make_unique<AudioEncoderAdaptor>(
                     std::make_unique<MP3Encoder>(isolatedEncoding(workers), jobHold));
             } },
+        // Before the last, so that whoever has waited for that finds everything. A process that finds the first name
+        // taken has not asked for this one.
+        { Media1Service, "failed to register Mivo.Media1",
+            [&workers] { return std::make_unique<Media1Adaptor>(workers.pool()); }, false },
         { BasicAudioParserService, "failed to register Mivo basicaudio parser",
             describing(workers, ReadingOperation::DescribeAudio) },
     };

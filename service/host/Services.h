@@ -8,8 +8,8 @@
 
 namespace mv {
 
-/// The nine services in the order in which they are published. What they serve has its files read by the workers, which
-/// outlive it. Jobs on threads are told to `activity`, where there is one.
+/// The nine services, and the interface for new programs, in the order in which they are published. What they serve has
+/// its files read by the workers, which outlive it. Jobs on threads are told to `activity`, where there is one.
 std::vector<ServiceRow> services(WorkerHost& workers, Activity* activity = nullptr);
 
 } // namespace mv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 namespace mv {
@@ -28,6 +29,11 @@ inline constexpr std::array ServiceNames {
     Mp3EncoderService,
     BasicAudioParserService,
 };
+
+/// The one interface for new programs, beside the nine: what has this name need not have theirs.
+inline constexpr std::string_view Media1Service = "Mivo.Media1";
+inline constexpr const char* Media1Path = "/Mivo/Media1";
+inline constexpr std::uint32_t Media1Version = 1;
 
 /// The suite's crash reporter, which is a service of another process.
 inline constexpr std::string_view CrashReporterServiceName = "MivoCrashReporter_1.3.0.12062";

@@ -67,4 +67,15 @@ inline constexpr Name encoderDidFailWithError = "encoderDidFailWithError";
 inline constexpr Name encoderDidEnd = "encoderDidEnd";
 } // namespace AudioEncoderDelegate
 
+/// For new programs.
+namespace Media1 {
+inline constexpr Name Interface = "Mivo.Media1";
+inline constexpr Name Describe = "Describe";
+inline constexpr Name DescribeFile = "DescribeFile";
+inline constexpr Name DescribeMany = "DescribeMany";
+inline constexpr Name Thumbnail = "Thumbnail";
+inline constexpr Name ThumbnailFile = "ThumbnailFile";
+inline constexpr Name Version = "Version";
+} // namespace Media1
+
 } // namespace mv::wire

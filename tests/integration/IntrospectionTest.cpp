@@ -10,6 +10,7 @@ namespace {
 struct Row {
     const char* service;
     std::vector<const char*> interfaces;
+    const char* path = "/";
 };
 
 const std::vector<Row> Rows = {
@@ -22,6 +23,7 @@ const std::vector<Row> Rows = {
     { "MivoExifExtractor_1._3._0._12062", { "Mivo.MVExifExtractorBase" } },
     { "MivoMp3Encoder_1._3._0._12062", { "Mivo.MVAudioEncoderBase" } },
     { "MivoBasicAudioParser_1._3._0._12062", { "Mivo.MVMediaInfoBuilder" } },
+    { "Mivo.Media1", { "Mivo.Media1" }, "/Mivo/Media1" },
 };
 
 /// Each of our interfaces in an introspection document, by name.
@@ -45,7 +47,7 @@ using Introspection = test::RunningService;
 TEST_F(Introspection, EveryServiceSpeaksTheDocumentedInterfaces)
 {
     for (const Row& row : Rows) {
-        test::Answer answer = m_client.call(row.service, "/", "org.freedesktop.DBus.Introspectable", "Introspect");
+        test::Answer answer = m_client.call(row.service, row.path, "org.freedesktop.DBus.Introspectable", "Introspect");
         ASSERT_TRUE(answer.ok()) << row.service;
         auto live = interfacesIn(answer.reader().string());
         ASSERT_EQ(live.size(), row.interfaces.size()) << row.service;

@@ -15,11 +15,12 @@ using test::kServiceBusNames;
 using test::RunningService;
 using test::ServiceProcess;
 
-// The main thread, one a service, and the one that keeps the workers; the thread sanitizer has one of its own.
+// The main thread, one a service and one for Mivo.Media1, the one that keeps the workers and the one that starts them;
+// the thread sanitizer has one of its own.
 #if defined(__SANITIZE_THREAD__)
-constexpr int ThreadsOfTheService = 12;
+constexpr int ThreadsOfTheService = 14;
 #else
-constexpr int ThreadsOfTheService = 11;
+constexpr int ThreadsOfTheService = 13;
 #endif
 
 class Lifecycle : public RunningService {

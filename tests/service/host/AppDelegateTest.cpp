@@ -107,6 +107,20 @@ TEST_F(AppDelegateTest, ATakenNameIsLoggedAndNothingAfterItIsCreated)
     EXPECT_EQ(m_log.lines(), std::vector<std::string> { "failed to register second" });
 }
 
+TEST_F(AppDelegateTest, ANameThatIsNotNeededMayBeTaken)
+{
+    m_platform.taken = "second";
+    std::vector<ServiceRow> rows(std::begin(Rows), std::end(Rows));
+    rows[1].isNeeded = false;
+    AppDelegate delegate(m_platform, rows);
+    m_platform.events.clear();
+    delegate.applicationDidFinishLaunching();
+    EXPECT_TRUE(delegate.hasPublishedAll());
+    EXPECT_EQ(m_platform.events,
+        (std::vector<std::string> { "publish first", "run first", "publish third", "run third", "ready" }));
+    EXPECT_EQ(m_log.lines(), std::vector<std::string> { "failed to register second" });
+}
+
 TEST_F(AppDelegateTest, TheNotificationTerminates)
 {
     AppDelegate delegate(m_platform, Rows);

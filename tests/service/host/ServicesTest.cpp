@@ -30,6 +30,7 @@ TEST(Services, NineInTheirOrderWithTheirTexts)
 {
     WorkerHost workers("no program");
     std::vector<ServiceRow> rows = services(workers);
+    std::erase_if(rows, [](const ServiceRow& row) { return !row.isNeeded; });
     ASSERT_EQ(rows.size(), std::size(Rows));
     ASSERT_EQ(rows.size(), ServiceNames.size());
     for (std::size_t i = 0; i < std::size(Rows); ++i) {
@@ -37,6 +38,17 @@ TEST(Services, NineInTheirOrderWithTheirTexts)
         EXPECT_EQ(rows[i].name, ServiceNames[i]);
         EXPECT_STREQ(rows[i].failureText, Rows[i].text);
     }
+}
+
+TEST(Services, TheInterfaceForNewProgramsStandsBeforeTheLastOfThem)
+{
+    WorkerHost workers("no program");
+    std::vector<ServiceRow> rows = services(workers);
+    ASSERT_EQ(rows.size(), ServiceNames.size() + 1);
+    const ServiceRow& row = rows[rows.size() - 2];
+    EXPECT_EQ(row.name, "Mivo.Media1");
+    EXPECT_FALSE(row.isNeeded) << "the nine are served without it";
+    EXPECT_STREQ(row.makeRoot()->rootPath(), "/Mivo/Media1");
 }
 
 TEST(Services, EveryNameIsALegalBusName)

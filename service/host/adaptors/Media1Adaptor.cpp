@@ -1,0 +1,187 @@
+#include "service/host/adaptors/Media1Adaptor.h"
+
+#include "Base/Core/Text.h"
+#include "bus/BusError.h"
+#include "service/host/adaptors/FactsOnWire.h"
+#include "service/include/WireNames.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <thread>
+
+namespace mv {
+
+namespace {
+
+int getVersion(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*, sd_bus_error* error)
+{
+    return answerGuarded(error, [&] {
+        WireWriter(reply).unsignedInteger(Media1Version);
+        return 1;
+    });
+}
+
+template <void (Media1Adaptor::*Method)(Call&)> constexpr auto served = servedMethod<Media1Adaptor, Method>;
+
+constexpr sd_bus_vtable Members[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::Describe, SD_BUS_ARGS("s", path, "a{sv}", options),
+        SD_BUS_RESULT("a{sv}", facts), served<&Media1Adaptor::Describe>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::DescribeFile, SD_BUS_ARGS("h", file, "s", name, "a{sv}", options),
+        SD_BUS_RESULT("a{sv}", facts), served<&Media1Adaptor::DescribeFile>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::DescribeMany, SD_BUS_ARGS("as", paths, "a{sv}", options),
+        SD_BUS_RESULT("aa{sv}", facts), served<&Media1Adaptor::DescribeMany>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::Thumbnail, SD_BUS_ARGS("s", path, "u", size, "a{sv}", options),
+        SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::Thumbnail>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::ThumbnailFile, SD_BUS_ARGS("h", file, "s", name, "u", size, "a{sv}", options),
+        SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::ThumbnailFile>, 0),
+    SD_BUS_PROPERTY(wire::Media1::Version, "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_VTABLE_END,
+};
+
+[[noreturn]] void failArguments(std::string sentence) { throw BusError(BusErrorInvalidArgs, std::move(sentence)); }
+
+/// An option that a call knows: what type it has, and who takes it.
+struct Option {
+    std::string_view key;
+    std::string_view signature;
+    std::function<void(WireReader&)> take;
+};
+
+/// Keys that are not known are for later versions.
+void readOptions(WireReader& in, std::initializer_list<Option> known)
+{
+    in.entries([&](const std::string& key, const std::string& signature) {
+        const auto* option = std::ranges::find(known, key, &Option::key);
+        if (option == known.end())
+            return in.skip(signature);
+        if (option->signature != signature)
+            failArguments(formatText("the option \"%s\" is of another type", key.c_str()));
+        option->take(in);
+    });
+}
+
+std::string absolute(std::string path)
+{
+    if (!path.starts_with('/'))
+        failArguments("a path is not absolute");
+    return path;
+}
+
+std::uint32_t thumbnailSize(WireReader& in)
+{
+    std::uint32_t size = in.unsignedInteger();
+    if (size < 1 || size > MaxThumbnailSize)
+        failArguments(formatText("a size is from 1 to %u", MaxThumbnailSize));
+    return size;
+}
+
+struct NamedFormat {
+    std::string_view name;
+    ThumbnailFormat format;
+};
+constexpr std::array Formats {
+    NamedFormat { "png", ThumbnailFormat::Png },
+    NamedFormat { "jpeg", ThumbnailFormat::Jpeg },
+    NamedFormat { "rgba", ThumbnailFormat::Rgba },
+};
+
+ThumbnailFormat formatNamed(const std::string& name)
+{
+    const auto* found = std::ranges::find(Formats, name, &NamedFormat::name);
+    if (found == Formats.end())
+        failArguments("a format is \"png\", \"jpeg\" or \"rgba\"");
+    return found->format;
+}
+
+ThumbnailWish thumbnailWish(WireReader& in)
+{
+    ThumbnailWish wish { .size = thumbnailSize(in) };
+    readOptions(in,
+        { { "format", "s", [&](WireReader& value) { wish.format = formatNamed(value.string()); } },
+            { "upright", "b", [&](WireReader& value) { wish.upright = value.boolean(); } } });
+    return wish;
+}
+
+} // namespace
+
+Media1Adaptor::Media1Adaptor(WorkerPool& workers)
+    : m_media(workers, std::max(1u, std::thread::hardware_concurrency()))
+{
+}
+
+std::span<const ServedInterface> Media1Adaptor::interfaces() const
+{
+    static constexpr ServedInterface Interfaces[] { { wire::Media1::Interface, Members } };
+    return Interfaces;
+}
+
+void Media1Adaptor::start(Call& call, const std::function<void(MediaCaller, CallNumber)>& begin)
+{
+    auto stop = std::make_shared<std::stop_source>();
+    CallNumber number = call.keepOpen([stop] { stop->request_stop(); });
+    if (number == 0)
+        return;
+    try {
+        begin({ call.sender(), stop->get_token() }, number);
+    } catch (const std::exception& problem) {
+        host->answer(
+            number, [text = std::string(problem.what())](WireWriter&) { throw BusError(BusErrorFailed, text); });
+    }
+}
+
+void Media1Adaptor::describe(Call& call, MediaInput input)
+{
+    bool withPictures = false;
+    readOptions(call.arguments(), { { "pictures", "b", [&](WireReader& value) { withPictures = value.boolean(); } } });
+    start(call, [&](MediaCaller caller, CallNumber number) {
+        m_media.describe(std::move(input), withPictures, std::move(caller), [this, number, withPictures](auto answer) {
+            host->answer(number, packFacts(std::move(answer), withPictures));
+        });
+    });
+}
+
+void Media1Adaptor::Describe(Call& call) { describe(call, MediaInput::at(absolute(call.arguments().string()))); }
+
+void Media1Adaptor::DescribeFile(Call& call)
+{
+    UniqueFd file = call.arguments().handle();
+    std::string name = call.arguments().string();
+    describe(call, MediaInput::handed(std::move(file), std::move(name)));
+}
+
+void Media1Adaptor::DescribeMany(Call& call)
+{
+    std::vector<std::string> paths = call.arguments().strings();
+    if (paths.size() > MediaService::MaxPaths)
+        failArguments(formatText("a call takes at most %zu paths", MediaService::MaxPaths));
+    for (const std::string& path : paths)
+        absolute(path);
+    // Known to Describe, and without meaning here.
+    readOptions(call.arguments(), { { "pictures", "b", [](WireReader& value) { value.boolean(); } } });
+    start(call, [&](MediaCaller caller, CallNumber number) {
+        m_media.describeMany(std::move(paths), std::move(caller),
+            [this, number](auto answer) { host->answer(number, packManyFacts(std::move(answer))); });
+    });
+}
+
+void Media1Adaptor::thumbnail(Call& call, MediaInput input)
+{
+    ThumbnailWish wish = thumbnailWish(call.arguments());
+    start(call, [&](MediaCaller caller, CallNumber number) {
+        m_media.thumbnail(std::move(input), wish, std::move(caller),
+            [this, number, wish](auto answer) { host->answer(number, packThumbnail(std::move(answer), wish.format)); });
+    });
+}
+
+void Media1Adaptor::Thumbnail(Call& call) { thumbnail(call, MediaInput::at(absolute(call.arguments().string()))); }
+
+void Media1Adaptor::ThumbnailFile(Call& call)
+{
+    UniqueFd file = call.arguments().handle();
+    std::string name = call.arguments().string();
+    thumbnail(call, MediaInput::handed(std::move(file), std::move(name)));
+}
+
+} // namespace mv

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "service/media1/FairQueue.h"
+#include "service/media1/MediaInput.h"
+#include "service/media1/MediaWorkers.h"
+
+#include <functional>
+#include <memory>
+#include <variant>
+
+namespace mv {
+
+/// The interface for new programs, without the bus: its calls come from one thread, their answers on others. All that
+/// is said of a file comes from a closed process and is checked, but for where it is, its size and its date.
+class MediaService {
+public:
+    /// At most so many paths in one call.
+    static constexpr std::size_t MaxPaths = 1000;
+    /// Of a call on many files, together: half of what an answer may have, so that it fits with all that is around it.
+    static constexpr std::size_t MaxManyBytes = std::size_t { 16 } << 20;
+
+    template <class T> using Answer = std::variant<T, MediaError>;
+    template <class T> using Done = std::function<void(Answer<T>)>;
+    using FactsOrError = Answer<Facts>;
+
+    MediaService(WorkerPool& pool, std::size_t cores)
+        : m_cores(cores)
+        , m_workers(pool)
+        , m_queue(cores)
+    {
+    }
+
+    /// `done` is called once, on another thread mostly. Where the caller's stop is requested before, the work ends soon
+    /// and what `done` is given means nothing.
+    void describe(MediaInput input, bool withPictures, MediaCaller caller, Done<Facts> done);
+    void describeMany(std::vector<std::string> paths, MediaCaller caller, Done<std::vector<FactsOrError>> done);
+    void thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller caller, Done<Thumbnail> done);
+
+private:
+    class Many;
+
+    const std::size_t m_cores;
+    MediaWorkers m_workers;
+    FairQueue m_queue; // ends first: its work uses the others
+};
+
+} // namespace mv
