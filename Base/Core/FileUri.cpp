@@ -68,7 +68,8 @@ bool isFileUri(std::string_view text) { return equalIgnoringAsciiCase(text.subst
 
 Result<std::string> pathOfFileUri(std::string_view uri)
 {
-    if (!isFileUri(uri) || uri.find_first_of("?#") != std::string_view::npos)
+    constexpr std::string_view NotInPaths { "?#\0", 3 };
+    if (!isFileUri(uri) || uri.find_first_of(NotInPaths) != std::string_view::npos)
         return noFile();
     std::string_view rest = uri.substr(Scheme.size());
     if (rest.starts_with("//")) {

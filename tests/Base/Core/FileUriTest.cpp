@@ -38,6 +38,7 @@ TEST(FileUri, BadEscapesAreNoPath)
 {
     for (const char* bad : { "file:///a%", "file:///a%2", "file:///a%2x", "file:///a%x2", "file:///a%00b" })
         EXPECT_FALSE(pathOfFileUri(bad).ok()) << bad;
+    EXPECT_FALSE(pathOfFileUri(std::string_view("file:///a\0b", 10)).ok());
 }
 
 TEST(FileUri, IsToldByItsBeginning)

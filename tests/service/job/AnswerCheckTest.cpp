@@ -2,6 +2,7 @@
 
 #include "Base/Media/MediaDB.h"
 #include "Base/Media/TiffForm.h"
+#include "service/include/Preview.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,10 @@ TEST(AnswerCheck, OperationsHaveTheirOwnKeys)
     EXPECT_FALSE(passes(ReadingOperation::PodcastInfo, { { MediaDBMusicColumnTitle, "Tone" } }));
     EXPECT_TRUE(passes(ReadingOperation::PodcastInfo, { { kMediaTagPodcastEpisodeId, "one" } }));
     EXPECT_FALSE(passes({ { kMediaTagPodcastEpisodeId, "one" } }));
+    EXPECT_TRUE(passes(ReadingOperation::Preview, { { kPreviewIsMissing, true } }));
+    EXPECT_TRUE(passes(ReadingOperation::Preview, { { kPreviewSeconds, 1.5 }, { kPreviewSourceWidth, 3 } }));
+    EXPECT_FALSE(passes(ReadingOperation::Preview, { { kPreviewPicture, Bytes(100, 0xFF) } }));
+    EXPECT_FALSE(passes(ReadingOperation::Preview, { { kThumbnailData, 1 } }));
 }
 
 } // namespace
