@@ -10,15 +10,21 @@ namespace mv {
 /// waits for messages and while it does what a call asks for; then another may send by it. Not recursive.
 class BusTurn {
 public:
+    /// For the thread that serves the connection: takes the turn when nobody else wants it.
     void take() MV_EXCLUDES(m_lock);
-    /// False when it did not come in time.
+    /// For another thread: comes before who serves, however busy that is. False when it did not come in time.
     bool takeWithin(std::chrono::milliseconds longest) MV_EXCLUDES(m_lock);
     void give() MV_EXCLUDES(m_lock);
+    /// For who has the turn: gives it to another thread that wants it, and takes it again after that.
+    void letOthersPass() MV_EXCLUDES(m_lock);
 
 private:
+    void awaitTurn() MV_REQUIRES(m_lock);
+
     Mutex m_lock;
     std::condition_variable_any m_given;
     bool m_taken MV_GUARDED_BY(m_lock) = false;
+    int m_others MV_GUARDED_BY(m_lock) = 0; // that want it
 };
 
 /// Takes the turn for a scope; nothing happens where there is none to take.

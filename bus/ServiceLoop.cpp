@@ -131,6 +131,7 @@ bool ServiceLoop::processPending()
         code = sd_bus_process(bus(), nullptr);
         // Objects that a call withdrew are destroyed between two calls.
         runPosted();
+        m_turn.letOthersPass();
     }
     return code == 0;
 }

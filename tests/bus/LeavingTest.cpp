@@ -7,6 +7,7 @@
 #include <atomic>
 #include <gtest/gtest.h>
 #include <memory>
+#include <thread>
 
 // A service whose name is given up while calls are in progress, and what keeps it from being idle.
 
@@ -119,6 +120,20 @@ TEST_F(Leaving, TheNameIsFreeInTheMiddleOfACallAndWhatHadComeIsAnswered)
     other.serveUntil([&] { return second != nullptr; });
     EXPECT_FALSE(sd_bus_message_is_method_error(first.get(), nullptr));
     EXPECT_FALSE(sd_bus_message_is_method_error(second.get(), nullptr));
+}
+
+TEST_F(Leaving, AStreamOfCallsDoesNotKeepTheName)
+{
+    std::atomic<bool> isOver = false;
+    std::jthread caller([&] {
+        test::BusClient client;
+        while (!isOver)
+            client.call(BusName, "/", "org.freedesktop.DBus.Peer", "Ping");
+    });
+    m_loop->giveNameUp();
+    EXPECT_FALSE(m_client.hasOwner(BusName));
+    isOver = true;
+    EXPECT_TRUE(m_log.lines().empty());
 }
 
 TEST_F(Leaving, ACallThatWaitsForItsClientDoesNotKeepTheName)
