@@ -3,6 +3,7 @@
 #include "Base/Core/NSLog.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -49,7 +50,7 @@ Result<WorkerPool::Loan> WorkerPool::fresh(WorkerKind kind)
         worker = std::move(spare);
     }
     if (!worker) {
-        MV_TRY(born, WorkerProcess::start(m_program, kind));
+        MV_TRY(born, WorkerProcess::start(m_program, kind, m_birthPatience));
         worker = std::move(born);
         noteBirth(kind);
     }
@@ -101,7 +102,8 @@ std::optional<WorkerPool::Loan> WorkerPool::takeIdle(WorkerKind kind, const std:
     return std::nullopt;
 }
 
-/// Nothing where none waits. The error of a birth that was waited for: who begins another one would wait twice.
+/// Nothing where none waits. An error where one was waited for in vain: who began another one could wait so long again,
+/// and the bus gives a call up before. What fails at once may be tried again.
 Result<std::unique_ptr<WorkerProcess>> WorkerPool::takeSpare(WorkerKind kind)
 {
     Spare& spare = spareOf(kind);
@@ -109,7 +111,7 @@ Result<std::unique_ptr<WorkerProcess>> WorkerPool::takeSpare(WorkerKind kind)
     spare.isWanted |= m_keepsSpares && kind == WorkerKind::Media;
     if (spare.isBeingBorn) {
         awaitBirth(spare);
-        if (spare.failure)
+        if (spare.failure && spare.failure->code == ETIMEDOUT)
             return *spare.failure;
     }
     auto worker = std::exchange(spare.worker, nullptr);
@@ -225,7 +227,7 @@ WorkerPool::Clock::time_point WorkerPool::nextRetirement()
 
 void WorkerPool::bearSpare(WorkerKind kind)
 {
-    auto born = WorkerProcess::start(m_program, kind);
+    auto born = WorkerProcess::start(m_program, kind, m_birthPatience);
     // Every call tries again, and says to its client what is the matter.
     if (!born)
         NSLogAt(LogPriority::Warning, "no worker waits for calls: %s", born.error().text.c_str());

@@ -26,8 +26,9 @@ public:
     static constexpr std::chrono::seconds MaxAge { 60 };
     static constexpr std::chrono::seconds MaxIdle { 10 };
 
-    explicit WorkerPool(std::string program)
+    explicit WorkerPool(std::string program, Clock::duration birthPatience = WorkerProcess::BirthPatience)
         : m_program(std::move(program))
+        , m_birthPatience(birthPatience)
     {
     }
     ~WorkerPool();
@@ -81,6 +82,7 @@ private:
     void bearSpare(WorkerKind kind) MV_EXCLUDES(m_lock);
 
     const std::string m_program;
+    const Clock::duration m_birthPatience;
     Mutex m_lock;
     std::condition_variable_any m_changed;
     std::vector<Idle> m_idle MV_GUARDED_BY(m_lock);

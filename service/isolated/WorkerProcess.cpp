@@ -16,9 +16,6 @@ namespace mv {
 
 namespace {
 
-// A cold disk and a busy machine included; who waits for a worker waits at most so long.
-constexpr std::chrono::seconds BirthPatience { 10 };
-
 constexpr std::array Places { "mivo-worker", "../libexec/mivo/mivo-worker" };
 
 std::vector<std::string> wordsFor(const std::string& program, WorkerKind kind)
@@ -41,19 +38,20 @@ void logMissing(const std::string& sentence)
 
 } // namespace
 
-Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(const std::string& program, WorkerKind kind)
+Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
+    const std::string& program, WorkerKind kind, Channel::Clock::duration patience)
 {
     MV_TRY(ends, Channel::makeEnds());
     MV_TRY(child, ChildProgram::start(wordsFor(program, kind), std::move(ends.second)));
     Channel channel(std::move(ends.first), MaxWorkerMessageBytes);
     std::unique_ptr<WorkerProcess> worker(new WorkerProcess(kind, std::move(channel), std::move(child)));
-    MV_TRY_VOID(worker->awaitReady());
+    MV_TRY_VOID(worker->awaitReady(patience));
     return worker;
 }
 
-Result<void> WorkerProcess::awaitReady()
+Result<void> WorkerProcess::awaitReady(Channel::Clock::duration patience)
 {
-    MV_TRY(frame, m_channel.receive(Channel::Clock::now() + BirthPatience));
+    MV_TRY(frame, m_channel.receive(Channel::Clock::now() + patience));
     if (!frame) {
         ProgramEnd end = m_program.wait();
         return notUsable(

@@ -13,9 +13,13 @@ namespace mv {
 /// a time.
 class WorkerProcess {
 public:
+    /// A cold disk and a busy machine included; who waits for a worker waits at most so long.
+    static constexpr std::chrono::seconds BirthPatience { 10 };
+
     /// Starts the program and waits until it says that it is closed; State where it cannot close itself (the reason is
-    /// unknown: it has no log), is of another version, or is not there within some seconds.
-    static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program, WorkerKind kind);
+    /// unknown: it has no log), is of another version, or is not there in time (then with ETIMEDOUT).
+    static Result<std::unique_ptr<WorkerProcess>> start(
+        const std::string& program, WorkerKind kind, Channel::Clock::duration patience = BirthPatience);
 
     /// Where the next call runs: a short one on the processor of this thread, which waits for it, so that nobody has to
     /// wake another (in a virtual machine that takes longer than reading a file); any other one where there is room.
@@ -45,7 +49,7 @@ private:
         , m_program(std::move(program))
     {
     }
-    Result<void> awaitReady();
+    Result<void> awaitReady(Channel::Clock::duration patience);
 
     WorkerKind m_kind;
     Channel m_channel;

@@ -1,4 +1,5 @@
 #include "tests/integration/RunningService.h"
+#include "tests/support/Instrumented.h"
 #include "tests/support/Places.h"
 
 #include <gmock/gmock.h>
@@ -167,6 +168,8 @@ TEST(LifecycleStart, WithoutABusItSaysSoAndQuits)
 // With room for no thread but its first one, as a user: root has all the room there is.
 TEST(LifecycleStart, WithoutRoomForThreadsItSaysSoAndQuits)
 {
+    if (test::isInstrumented())
+        GTEST_SKIP() << "the thread sanitizer has a thread of its own";
     const std::string service = test::shellQuoted(test::buildPath("bin/mivo-mediad"));
     const std::string lowered = getuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
     if (test::run(lowered + "test -x " + service) != 0)

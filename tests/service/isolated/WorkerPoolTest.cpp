@@ -115,18 +115,15 @@ TEST_F(WorkerPoolTest, AnotherProgramIsAnError)
     EXPECT_FALSE(other.forReading(WorkerKind::Light, "a"));
 }
 
-/// A script in the place of the worker. It notes what it was born as and goes on as the real one, or, where that is
-/// asked for, fails as soon as it is let.
+/// A script in the place of the worker. It notes what it was born as and goes on as the real one, ends as soon as it is
+/// let, or says nothing.
 class ScriptedWorker {
 public:
-    enum class End { Serves, Fails };
+    enum class End { Serves, Fails, Waits };
 
     explicit ScriptedWorker(End end)
     {
-        std::string rest = end == End::Serves
-            ? "exec " + test::buildPath("bin/mivo-worker") + " \"$@\""
-            : "while [ ! -e " + m_folder.file("go") + " ]; do sleep 0.01; done; exit 1";
-        m_folder.write("worker", "#!/bin/sh\necho $1 >>" + m_folder.file("births") + "\n" + rest + "\n");
+        m_folder.write("worker", "#!/bin/sh\necho $1 >>" + m_folder.file("births") + "\n" + restFor(end) + "\n");
         std::filesystem::permissions(program(), std::filesystem::perms::owner_all);
     }
     std::string program() const { return m_folder.file("worker"); }
@@ -139,6 +136,14 @@ public:
     void letFail() const { m_folder.write("go", ""); }
 
 private:
+    std::string restFor(End end) const
+    {
+        if (end == End::Serves)
+            return "exec " + test::buildPath("bin/mivo-worker") + " \"$@\"";
+        return "while [ ! -e " + m_folder.file("go") + " ]; do sleep 0.01; done; "
+            + (end == End::Fails ? "exit 1" : "sleep 600");
+    }
+
     test::ScratchFolder m_folder;
 };
 
@@ -171,24 +176,53 @@ TEST_F(WorkerPoolTest, BehindTheFirstOfAKindOneWaits)
     EXPECT_TRUE(test::eventually([&] { return script.births() == "light\nmedia\nmedia\n"; })) << script.births();
 }
 
+/// One that waits for the birth of a spare, until the end of the scope.
+class WaitingCall {
+public:
+    explicit WaitingCall(WorkerPool& pool)
+        : m_thread([this, &pool] {
+            m_id = gettid();
+            m_isServed = pool.forReading(WorkerKind::Light, "a").ok();
+        })
+    {
+        EXPECT_TRUE(test::eventually([&] { return m_id != 0 && isAsleep(m_id); }));
+    }
+    bool isServed()
+    {
+        m_thread.join();
+        return m_isServed;
+    }
+
+private:
+    std::atomic<pid_t> m_id = 0;
+    bool m_isServed = false;
+    std::thread m_thread;
+};
+
 // The bus gives a call up after 25 seconds: there is no time for two births that take ten each.
-TEST_F(WorkerPoolTest, WhoHasWaitedForABirthThatFailedBeginsNoOther)
+TEST_F(WorkerPoolTest, WhoHasWaitedInVainBeginsNoOtherBirth)
+{
+    ScriptedWorker script(ScriptedWorker::End::Waits);
+    WorkerPool service { script.program(), std::chrono::seconds(3) };
+    service.keepSpares();
+    ASSERT_TRUE(test::eventually([&] { return !script.births().empty(); }));
+    EXPECT_FALSE(WaitingCall(service).isServed());
+    EXPECT_EQ(script.births(), "light\n");
+    // The next call tries again, and nobody else does.
+    EXPECT_FALSE(service.forReading(WorkerKind::Light, "a"));
+    EXPECT_EQ(script.births(), "light\nlight\n");
+}
+
+// As one that the system had no memory for.
+TEST_F(WorkerPoolTest, ABirthThatFailsAtOnceIsTriedAgain)
 {
     ScriptedWorker script(ScriptedWorker::End::Fails);
     WorkerPool service { script.program() };
     service.keepSpares();
     ASSERT_TRUE(test::eventually([&] { return !script.births().empty(); }));
-    std::atomic<pid_t> waiting = 0;
-    std::thread caller([&] {
-        waiting = gettid();
-        EXPECT_FALSE(service.forReading(WorkerKind::Light, "a"));
-    });
-    EXPECT_TRUE(test::eventually([&] { return waiting != 0 && isAsleep(waiting); }));
+    WaitingCall call(service);
     script.letFail();
-    caller.join();
-    EXPECT_EQ(script.births(), "light\n");
-    // The next call tries again, and once.
-    EXPECT_FALSE(service.forReading(WorkerKind::Light, "a"));
+    EXPECT_FALSE(call.isServed());
     EXPECT_EQ(script.births(), "light\nlight\n");
 }
 
