@@ -103,7 +103,9 @@ Bytes headerOf(const Bitmap& bitmap, bool opaque)
 void addTexts(Bytes& png, const PngTexts& texts)
 {
     for (const auto& [key, text] : texts) {
-        std::string body = key + '\0' + text;
+        std::string body = key;
+        body += '\0';
+        body += text;
         chunk(png, "tEXt", bytesOf(body));
     }
 }

@@ -95,6 +95,7 @@ std::vector<ByteView> picturesIn(const TagSet& tags)
     std::stable_partition(
         found.begin(), found.end(), [](const PictureParts& parts) { return parts.pictureType == FrontCover; });
     std::vector<ByteView> pictures;
+    pictures.reserve(found.size());
     for (const PictureParts& parts : found)
         pictures.push_back(parts.data);
     return pictures;
