@@ -14,15 +14,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <sys/stat.h>
 #include <thread>
 
 namespace mv::cli {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* Name = "thumbnail";
 /// Decoding takes a processor each; more would only take memory.
@@ -35,6 +32,7 @@ struct Totals {
     std::atomic<std::size_t> there = 0;
     std::atomic<std::size_t> withoutPicture = 0;
     std::atomic<std::size_t> failed = 0;
+    std::atomic<bool> hasNoWorker = false; ///< no file at all can be read
 };
 
 /// What a file is by now.
@@ -118,13 +116,15 @@ private:
         struct stat now { };
         if (fstat(file.descriptor(), &now) != 0 || now.st_mtime != subject.modificationTime
             || now.st_size != subject.size)
-            return Error { Error::Kind::State, "was changed while it was read" };
+            return Error { Error::Kind::Io, "was changed while it was read" };
         return m_cache.store(size, subject, preview);
     }
 
     /// What is the file's own fault is remembered; what is not, as a full disk, is tried again the next time.
     WorkResult ended(const std::string& path, const ThumbnailSubject& subject, const Error& error) const
     {
+        if (error.kind == Error::Kind::State)
+            m_totals.hasNoWorker = true;
         bool isOfFile = error.kind == Error::Kind::Format || error.kind == Error::Kind::NotFound;
         if (!isOfFile || subjectAt(path).value_or(subject).modificationTime != subject.modificationTime)
             return failed(path, error);
@@ -199,7 +199,8 @@ ExitStatus cacheThumbnails(const std::vector<std::string>& folders, const std::v
     OrderedWork work;
     work.workers = std::clamp(std::thread::hardware_concurrency(), 1U, MaxFilesInFlight);
     work.next = [&]() -> std::optional<std::string> {
-        return asked < files.size() && !interruption.asked() ? std::optional(files[asked++]) : std::nullopt;
+        bool ends = interruption.asked() || totals.hasNoWorker;
+        return asked < files.size() && !ends ? std::optional(files[asked++]) : std::nullopt;
     };
     work.makeWorker = [&]() -> OrderedWork::Work {
         return [caching = Caching(*cache, sizes, totals)](

@@ -5,6 +5,7 @@
 #include "tests/support/OrdinaryUser.h"
 #include "thumbnailer/ThumbnailCache.h"
 
+#include <algorithm>
 #include <csignal>
 #include <sys/stat.h>
 
@@ -191,6 +192,20 @@ TEST_F(ToolCacheTest, AnInterruptionLeavesWholeThumbnailsOnly)
         EXPECT_THAT(entry.path().parent_path().filename().native(), testing::AnyOf("normal", "large"));
     }
     EXPECT_LT(thumbnails, 2u * Links);
+}
+
+TEST_F(ToolCacheTest, WithoutAClosedProcessItSoonEnds)
+{
+    for (int i = 0; i < 100; ++i)
+        photo(std::to_string(i) + ".jpg");
+    std::string alone = m_logs.copy(kTool, "mivo");
+    chmod(alone.c_str(), 0700);
+    std::string words = " thumbnail --cache " + test::shellQuoted(m_folder.path());
+    EXPECT_EQ(test::run(variables() + " " + alone + words), 1);
+    std::string told = test::outputOf(variables() + " " + alone + words + " 2>&1 || true");
+    EXPECT_THAT(told, HasSubstr("nothing can be read, as no worker can be had"));
+    EXPECT_LT(std::ranges::count(told, '\n'), 30);
+    EXPECT_EQ(filesInCache(), 0u);
 }
 
 TEST_F(ToolCacheTest, WithoutAFolderOrAPlaceThereIsNothingToDo)
