@@ -46,6 +46,7 @@ struct TrackFacts {
     std::uint32_t sampleRate = 0; ///< Hz; fractions cut off
     std::uint32_t soundChannels = 0;
     std::uint32_t soundBits = 0; ///< of a sample
+    bool soundIsLittleEndian = false; ///< as an enda box says; of codes that leave it open
     std::uint32_t soundFlags = 0; ///< version 2's: 1 floating point, 2 big-endian, 4 signed; 0 elsewhere
     /// What a decoder is told, as stored: of esds its specific information, of the other kinds the whole box. Empty
     /// without one, and where it is longer than MaxDecoderConfig.

@@ -117,6 +117,8 @@ void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fix
     BoxWalker walker(reader, entry.payloadOffset() + fixedSize, entry.end());
     while (auto box = walker.next()) {
         if (box->type == fourCC("wave")) {
+            if (auto order = findChild(reader, *box, fourCC("enda")))
+                track.soundIsLittleEndian = ByteReader(payloadStart(reader, *order, 2)).u16be() == 1;
             if (auto inner = findChild(reader, *box, fourCC("esds")))
                 box = inner;
             else if (auto lossless = findChild(reader, *box, fourCC("alac")))

@@ -3,6 +3,7 @@
 #include "facts/FactErrors.h"
 #include "facts/reading/ContentType.h"
 #include "facts/reading/FrontSource.h"
+#include "facts/reading/LegacyText.h"
 #include "facts/reading/Readers.h"
 
 #include <array>
@@ -79,5 +80,7 @@ Result<Facts> describe(const OpenedFile& file, std::string_view name, const Fact
     facts.sort();
     return facts;
 }
+
+void prepareDescribing() { prepareCharsets(); }
 
 } // namespace mv

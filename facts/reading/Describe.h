@@ -24,4 +24,8 @@ struct FactsWish {
 /// The errors' names are describeErrorName's. Safe on several threads at once.
 Result<Facts> describe(const OpenedFile& file, std::string_view name, const FactsWish& wish);
 
+/// Loads what descriptions on this thread otherwise load when it is first needed, FFmpeg aside: for a process that is
+/// about to be closed to the file system.
+void prepareDescribing();
+
 } // namespace mv

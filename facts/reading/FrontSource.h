@@ -30,7 +30,8 @@ public:
         if (!isFront)
             return m_source.readAt(offset, target);
         std::size_t count = std::min(target.size(), m_filled - static_cast<std::size_t>(offset));
-        std::memcpy(target.data(), m_front.get() + offset, count);
+        if (count > 0)
+            std::memcpy(target.data(), m_front.get() + offset, count);
         return count;
     }
 

@@ -161,13 +161,13 @@ std::string_view sampledCodecOf(const TrackFacts& track, std::uint32_t code)
     case fourCC("NONE"):
         return bits == 16 ? "pcm_s16be" : "pcm_u8";
     case fourCC("in24"):
-        return "pcm_s24be";
+        return track.soundIsLittleEndian ? "pcm_s24le" : "pcm_s24be";
     case fourCC("in32"):
-        return "pcm_s32be";
+        return track.soundIsLittleEndian ? "pcm_s32le" : "pcm_s32be";
     case fourCC("fl32"):
-        return "pcm_f32be";
+        return floatSamples(32, !track.soundIsLittleEndian);
     case fourCC("fl64"):
-        return "pcm_f64be";
+        return floatSamples(64, !track.soundIsLittleEndian);
     case fourCC("lpcm"):
         if ((track.soundFlags & IsFloat) != 0)
             return floatSamples(bits, isBigEndian);

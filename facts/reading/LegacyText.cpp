@@ -13,6 +13,7 @@ namespace mv {
 namespace {
 
 constexpr std::uint8_t HighBit = 0x80;
+constexpr std::size_t CharsetCount = 7;
 
 bool isHigh(std::uint8_t byte) { return (byte & HighBit) != 0; }
 bool isBetween(std::uint8_t byte, std::uint8_t low, std::uint8_t high) { return byte >= low && byte <= high; }
@@ -90,36 +91,62 @@ bool looksLatin(ByteView text)
     return inWords * 2 > high;
 }
 
-const char* nameOf(Charset charset)
+/// Converters of all charsets for one thread, each opened at its first use and kept: opening one loads a library.
+class Converters {
+public:
+    Converters() { m_handles.fill(NotOpened); }
+    ~Converters()
+    {
+        for (iconv_t handle : m_handles) {
+            if (handle != NotOpened)
+                iconv_close(handle);
+        }
+    }
+
+    bool open(Charset charset)
+    {
+        constexpr std::array<const char*, CharsetCount> Names { "CP1252", "UTF-8", "CP949", "CP932", "GB18030",
+            "BIG5-HKSCS", "CP1251" };
+        auto index = static_cast<std::size_t>(charset);
+        if (m_handles[index] == NotOpened)
+            m_handles[index] = iconv_open("UTF-8", Names[index]);
+        return m_handles[index] != NotOpened;
+    }
+
+    std::optional<std::string> convert(Charset charset, ByteView text)
+    {
+        if (!open(charset))
+            return std::nullopt;
+        iconv_t handle = m_handles[static_cast<std::size_t>(charset)];
+        iconv(handle, nullptr, nullptr, nullptr, nullptr);
+        std::string result(text.size() * 4 + 4, '\0');
+        auto* in = const_cast<char*>(charsOf(text).data());
+        std::size_t inLeft = text.size();
+        char* out = result.data();
+        std::size_t outLeft = result.size();
+        if (iconv(handle, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1) || inLeft != 0)
+            return std::nullopt;
+        result.resize(result.size() - outLeft);
+        return result;
+    }
+
+private:
+    static inline const iconv_t NotOpened = reinterpret_cast<iconv_t>(-1);
+    std::array<iconv_t, CharsetCount> m_handles;
+};
+
+Converters& converters()
 {
-    constexpr std::array Names { "CP1252", "UTF-8", "CP949", "CP932", "GB18030", "BIG5-HKSCS", "CP1251" };
-    return Names[static_cast<std::size_t>(charset)];
+    thread_local Converters converters;
+    return converters;
 }
 
 std::optional<std::string> converted(Charset charset, ByteView text)
 {
-    iconv_t converter = iconv_open("UTF-8", nameOf(charset));
-    if (converter == reinterpret_cast<iconv_t>(-1))
-        return std::nullopt;
-    std::string result(text.size() * 4 + 4, '\0');
-    auto* in = const_cast<char*>(reinterpret_cast<const char*>(text.data()));
-    std::size_t inLeft = text.size();
-    char* out = result.data();
-    std::size_t outLeft = result.size();
-    bool whole = iconv(converter, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1) && inLeft == 0;
-    iconv_close(converter);
-    if (!whole)
-        return std::nullopt;
-    result.resize(result.size() - outLeft);
-    return result;
+    return charset == Charset::Korean ? utf8FromCP949(text) : converters().convert(charset, text);
 }
 
-bool isValidIn(Charset charset, ByteView text)
-{
-    if (charset == Charset::Korean)
-        return utf8FromCP949(text).has_value();
-    return converted(charset, text).has_value();
-}
+bool isValidIn(Charset charset, ByteView text) { return converted(charset, text).has_value(); }
 
 } // namespace
 
@@ -156,8 +183,15 @@ std::string utf8FromCharset(Charset charset, ByteView text)
         return std::string(charsOf(text));
     if (charset == Charset::Utf8)
         return cleanedUtf8(charsOf(text));
-    std::optional<std::string> result = charset == Charset::Korean ? utf8FromCP949(text) : converted(charset, text);
+    auto result = converted(charset, text);
     return result ? *result : utf8FromLatin1(text);
+}
+
+void prepareCharsets()
+{
+    for (std::size_t charset = 0; charset < CharsetCount; ++charset)
+        converters().open(static_cast<Charset>(charset));
+    static_cast<void>(utf8FromCP949(bytesOf("\xB0\xA1")));
 }
 
 } // namespace mv

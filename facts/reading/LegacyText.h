@@ -17,4 +17,7 @@ Charset guessedCharset(ByteView texts);
 /// Latin-1: the places between 0x80 and 0x9F are its quotation marks and dashes.)
 std::string utf8FromCharset(Charset charset, ByteView text);
 
+/// Opens what the conversions of this thread need: for a process that opens no files later.
+void prepareCharsets();
+
 } // namespace mv

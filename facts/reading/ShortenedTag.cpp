@@ -141,7 +141,7 @@ std::optional<ShortenedTag> ShortenedTag::of(const ByteSource& source)
 Result<std::size_t> ShortenedTag::readAt(std::uint64_t offset, std::span<std::uint8_t> target) const
 {
     std::size_t fromFront = 0;
-    if (offset < m_front.size()) {
+    if (offset < m_front.size() && !target.empty()) {
         auto at = static_cast<std::size_t>(offset);
         fromFront = std::min(target.size(), m_front.size() - at);
         std::memcpy(target.data(), m_front.data() + at, fromFront);

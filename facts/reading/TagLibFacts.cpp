@@ -78,6 +78,7 @@ constexpr std::array AsfFields {
     FieldOfAttribute { "WM/Composer", TagField::Composer },
     FieldOfAttribute { "WM/Genre", TagField::Genre },
     FieldOfAttribute { "WM/Year", TagField::Date },
+    FieldOfAttribute { "date", TagField::Date },
     FieldOfAttribute { "WM/TrackNumber", TagField::Track },
     FieldOfAttribute { "TotalTracks", TagField::TrackTotal },
     FieldOfAttribute { "TRACKTOTAL", TagField::TrackTotal },
@@ -85,6 +86,7 @@ constexpr std::array AsfFields {
     FieldOfAttribute { "TotalDiscs", TagField::DiscTotal },
     FieldOfAttribute { "DISCTOTAL", TagField::DiscTotal },
     FieldOfAttribute { "WM/Comments", TagField::Comment },
+    FieldOfAttribute { "Description", TagField::Comment },
     FieldOfAttribute { "WM/Lyrics", TagField::Lyrics },
     FieldOfAttribute { "WM/BeatsPerMinute", TagField::Tempo },
     FieldOfAttribute { "WM/IsCompilation", TagField::Compilation },
@@ -119,10 +121,12 @@ void addAsfTag(TagSink& sink, TagLib::ASF::Tag& tag)
     sink.texts.beginTag();
     sink.texts.add(TagField::Title, utf8(tag.title()));
     sink.texts.add(TagField::Artist, utf8(tag.artist()));
-    // The content description has the first author; further ones are attributes.
+    // The content description has the first author; further ones are attributes, among which some repeat it.
     if (attributes.contains("Author")) {
-        for (const auto& author : attributes["Author"])
-            sink.texts.add(TagField::Artist, textOf(author));
+        for (const auto& author : attributes["Author"]) {
+            if (author.toString() != tag.artist())
+                sink.texts.add(TagField::Artist, textOf(author));
+        }
     }
     sink.texts.add(TagField::Comment, utf8(tag.comment()));
     for (const FieldOfAttribute& row : AsfFields) {
@@ -188,9 +192,7 @@ bool hasMovingPictures(const ByteSource& source)
     return charsOf(front).find(VideoMedia) != std::string_view::npos;
 }
 
-} // namespace
-
-Result<void> readAsf(Reading& reading)
+Result<void> readAsfUnguarded(Reading& reading)
 {
     bool isMovie = hasMovingPictures(reading.source);
     TagLibStream stream(reading.source);
@@ -215,44 +217,68 @@ Result<void> readAsf(Reading& reading)
     return {};
 }
 
+template <class Read> Result<void> guarded(const Read& read)
+{
+    try {
+        return read();
+    } catch (const EndlessReading&) {
+        return notMedia("a file that does not end where it says");
+    }
+}
+
+} // namespace
+
+Result<void> readAsf(Reading& reading)
+{
+    return guarded([&] { return readAsfUnguarded(reading); });
+}
+
 Result<void> readMonkey(Reading& reading)
 {
-    return readWithApeTags<TagLib::APE::File>(
-        reading, [](const TagLib::APE::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
-            sound.codec = "ape";
-            sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
-            refine(sound, properties.sampleFrames(), bytes);
-        });
+    return guarded([&] {
+        return readWithApeTags<TagLib::APE::File>(
+            reading, [](const TagLib::APE::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
+                sound.codec = "ape";
+                sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
+                refine(sound, properties.sampleFrames(), bytes);
+            });
+    });
 }
 
 Result<void> readWavPack(Reading& reading)
 {
-    return readWithApeTags<TagLib::WavPack::File>(
-        reading, [](const TagLib::WavPack::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
-            sound.codec = "wavpack";
-            if (properties.isLossless())
-                sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
-            refine(sound, properties.sampleFrames(), bytes);
-        });
+    return guarded([&] {
+        return readWithApeTags<TagLib::WavPack::File>(
+            reading, [](const TagLib::WavPack::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
+                sound.codec = "wavpack";
+                if (properties.isLossless())
+                    sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
+                refine(sound, properties.sampleFrames(), bytes);
+            });
+    });
 }
 
 Result<void> readMusepack(Reading& reading)
 {
-    return readWithApeTags<TagLib::MPC::File>(
-        reading, [](const TagLib::MPC::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
-            sound.codec = properties.mpcVersion() >= 8 ? "musepack8" : "musepack7";
-            refine(sound, properties.sampleFrames(), bytes);
-        });
+    return guarded([&] {
+        return readWithApeTags<TagLib::MPC::File>(
+            reading, [](const TagLib::MPC::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
+                sound.codec = properties.mpcVersion() >= 8 ? "musepack8" : "musepack7";
+                refine(sound, properties.sampleFrames(), bytes);
+            });
+    });
 }
 
 Result<void> readTrueAudio(Reading& reading)
 {
-    return readWithApeTags<TagLib::TrueAudio::File>(
-        reading, [](const TagLib::TrueAudio::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
-            sound.codec = "tta";
-            sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
-            refine(sound, properties.sampleFrames(), bytes);
-        });
+    return guarded([&] {
+        return readWithApeTags<TagLib::TrueAudio::File>(
+            reading, [](const TagLib::TrueAudio::Properties& properties, SoundFacts& sound, std::uint64_t bytes) {
+                sound.codec = "tta";
+                sound.bitsPerSample = static_cast<std::uint32_t>(std::max(0, properties.bitsPerSample()));
+                refine(sound, properties.sampleFrames(), bytes);
+            });
+    });
 }
 
 } // namespace mv

@@ -7,6 +7,8 @@ namespace mv {
 TagLib::ByteVector TagLibStream::readBlock(unsigned long length)
 {
     std::uint64_t left = m_source.size() - std::min(m_source.size(), m_place);
+    if (left == 0 && ++m_readsAtEnd > MaxReadsAtEnd)
+        throw EndlessReading {};
     auto wanted = static_cast<unsigned>(std::min<std::uint64_t>({ length, left, MaxRead }));
     TagLib::ByteVector block(wanted, 0);
     if (wanted == 0)

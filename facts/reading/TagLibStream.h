@@ -6,6 +6,10 @@
 
 namespace mv {
 
+/// Leaves TagLib where a file makes it read behind the end again and again: counts of objects that it takes from the
+/// file and never compares with the file's size. What it had allocated by then is lost; no honest file comes here.
+struct EndlessReading { };
+
 /// A source as TagLib reads files: for reading only, at any place, never by name. Bytes that cannot be read are the end
 /// of the file. The source must outlive it; one thread.
 class TagLibStream final : public TagLib::IOStream {
@@ -13,12 +17,16 @@ public:
     /// What one read may take: TagLib reads whole tags at once, and sizes that files claim.
     static constexpr std::size_t MaxRead = std::size_t { 96 } << 20;
 
+    /// Reads at the end of the file; a reader that goes by sizes meets it once or twice.
+    static constexpr int MaxReadsAtEnd = 10'000;
+
     explicit TagLibStream(const ByteSource& source)
         : m_source(source)
     {
     }
 
     TagLib::FileName name() const override { return ""; }
+    /// Raises EndlessReading.
     TagLib::ByteVector readBlock(unsigned long length) override;
     void writeBlock(const TagLib::ByteVector&) override { }
     void insert(const TagLib::ByteVector&, unsigned long, unsigned long) override { }
@@ -34,6 +42,7 @@ public:
 private:
     const ByteSource& m_source;
     std::uint64_t m_place = 0;
+    int m_readsAtEnd = 0;
 };
 
 } // namespace mv

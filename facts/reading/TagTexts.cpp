@@ -159,7 +159,10 @@ std::optional<std::string> isoDateOf(std::string_view text)
 
 void TagTexts::keep(TagField field, bool legacy, std::string_view text)
 {
+    constexpr std::string_view Mark = "\xEF\xBB\xBF";
     text = untilZero(text);
+    if (text.starts_with(Mark))
+        text.remove_prefix(Mark.size());
     if (text.empty() || text.size() > m_bytesLeft)
         return;
     std::size_t same = 0;

@@ -116,6 +116,10 @@ Result<MediaStreams> describeMediaStreams(SharedSource file, std::chrono::millis
     auto seconds = secondsOf(describeStreams(*input).duration);
     streams.length = seconds ? std::llround(*seconds * 1'000'000) : 0;
     addTags(context.metadata, streams);
+    // Ogg has comments of streams alone.
+    bool isOgg = std::string_view(context.iformat->name) == "ogg";
+    for (unsigned i = 0; isOgg && i < context.nb_streams; ++i)
+        addTags(context.streams[i]->metadata, streams);
     return streams;
 }
 

@@ -232,6 +232,83 @@ TEST(IsoFacts, CoversOnlyWhenAsked)
 
 // What TagLib reads
 
+TEST(TagLibFacts, AnObjectOfNoSizeEndsTheReading)
+{
+    // A header extension that claims four gigabytes of objects; the file ends, and what is read there has the size 0.
+    Bytes file;
+    ByteWriter writer(file);
+    writer.bytes(Bytes { 0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11, 0xA6, 0xD9, 0, 0xAA, 0, 0x62, 0xCE, 0x6C });
+    writer.u32le(100);
+    writer.u32le(0);
+    writer.u32le(1);
+    writer.u16le(0x0201);
+    writer.bytes(Bytes { 0xB5, 0x03, 0xBF, 0x5F, 0x2E, 0xA9, 0xCF, 0x11, 0x8E, 0xE3, 0, 0xC0, 0x0C, 0x20, 0x53, 0x65 });
+    writer.u32le(46);
+    writer.u32le(0);
+    writer.zeros(18);
+    writer.u32le(0xFFFFFFFF);
+    auto facts = describedBytes(charsOf(file), "a.wma");
+    ASSERT_FALSE(facts.ok());
+    EXPECT_EQ(facts.error().kind, Error::Kind::Format);
+}
+
+TEST(TagLibFacts, WindowsMedia)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    auto made = [&](const std::string& name, const std::string& arguments) {
+        std::string path = scratch.file(name);
+        outputOf("ffmpeg -nostdin -v error -y " + arguments
+            + " -metadata title=Title -metadata artist=AC/DC -metadata comment=Words -metadata date=2010 "
+            + shellQuoted(path));
+        return describe(OpenedFile::at(Path(path)), name, {});
+    };
+    auto sound = made("a.wma", "-f lavfi -i sine=d=2 -c:a wmav2");
+    ASSERT_TRUE(sound.ok());
+    EXPECT_EQ(textOf(*sound, fact::Kind) + " " + textOf(*sound, fact::MimeType), "audio audio/x-ms-wma");
+    EXPECT_EQ(textOf(*sound, fact::AudioCodec), "wmav2");
+    EXPECT_EQ(textOf(*sound, fact::Artist), "AC/DC") << "once, though it stands there twice";
+    EXPECT_EQ(textOf(*sound, fact::Comment), "Words");
+    EXPECT_EQ(textOf(*sound, fact::ContentCreated), "2010");
+    auto movie = made("a.wmv", "-f lavfi -i testsrc=d=1:s=64x48 -f lavfi -i sine=d=1 -c:v wmv2 -c:a wmav2");
+    ASSERT_TRUE(movie.ok());
+    EXPECT_EQ(textOf(*movie, fact::Kind) + " " + textOf(*movie, fact::MimeType), "video video/x-ms-wmv");
+    EXPECT_EQ(textOf(*movie, fact::VideoCodec) + " " + textOf(*movie, fact::AudioCodec), "wmv2 wmav2");
+    EXPECT_EQ(textOf(*movie, fact::Title), "Title");
+}
+
+TEST(FfmpegFacts, MatroskaWithTagsAndACover)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    std::string cover = scratch.file("cover.png");
+    outputOf("ffmpeg -nostdin -v error -y -f lavfi -i color=s=8x8 -frames:v 1 " + shellQuoted(cover));
+    std::string path = scratch.file("a.mkv");
+    outputOf(
+        "ffmpeg -nostdin -v error -y -f lavfi -i testsrc=d=1:s=64x48:r=25 -f lavfi -i sine=d=1 -c:v mpeg4 -c:a flac"
+        " -metadata title=Title -metadata artist=AC/DC -metadata genre=Rock -attach "
+        + shellQuoted(cover) + " -metadata:s:t mimetype=image/png " + shellQuoted(path));
+    auto facts = describe(OpenedFile::at(Path(path)), {}, { .pictures = true });
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Kind) + " " + textOf(*facts, fact::MimeType), "video video/x-matroska");
+    EXPECT_EQ(textOf(*facts, fact::VideoCodec) + " " + textOf(*facts, fact::AudioCodec), "mpeg4 flac");
+    EXPECT_EQ(textOf(*facts, fact::Width) + "x" + textOf(*facts, fact::Height), "64x48");
+    EXPECT_EQ(textOf(*facts, fact::FrameRate), "25");
+    EXPECT_EQ(textOf(*facts, fact::Title), "Title");
+    EXPECT_EQ(textOf(*facts, fact::Artist), "AC/DC");
+    ASSERT_EQ(facts->pictures.size(), 1u);
+    EXPECT_EQ(facts->pictures[0].mimeType, "image/png");
+    EXPECT_EQ(facts->pictures[0].data, readFile(cover));
+    // Sound alone is no movie, whatever its container is made for.
+    std::string sound = scratch.file("a.mka");
+    outputOf("ffmpeg -nostdin -v error -y -i " + shellQuoted(path) + " -vn -c copy " + shellQuoted(sound));
+    auto song = describe(OpenedFile::at(Path(sound)), {}, {});
+    ASSERT_TRUE(song.ok());
+    EXPECT_EQ(textOf(*song, fact::Kind) + " " + textOf(*song, fact::MimeType), "audio audio/x-matroska");
+}
+
 TEST(TagLibFacts, WavPackAndTrueAudio)
 {
     if (!haveProgram("ffmpeg"))
@@ -248,7 +325,9 @@ TEST(TagLibFacts, WavPackAndTrueAudio)
         std::string path = scratch.file(std::string("a.") + kind.ending);
         outputOf(std::string("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=2:r=48000 -ac 2 -sample_fmt ")
             + kind.samples + " -c:a " + kind.codec
-            + " -metadata title=Title -metadata artist=AC/DC -metadata track=3/12 " + shellQuoted(path));
+            + " -metadata title=Title -metadata artist=AC/DC -metadata album_artist=Band -metadata date=2010-05-04 "
+              "-metadata track=3/12 "
+            + shellQuoted(path));
         auto facts = describe(OpenedFile::at(Path(path)), {}, {});
         ASSERT_TRUE(facts.ok()) << kind.codec;
         EXPECT_EQ(textOf(*facts, fact::AudioCodec), kind.codec);
@@ -256,6 +335,8 @@ TEST(TagLibFacts, WavPackAndTrueAudio)
         EXPECT_EQ(textOf(*facts, fact::Title), "Title") << kind.codec;
         EXPECT_EQ(textOf(*facts, fact::Artist), "AC/DC");
         EXPECT_EQ(textOf(*facts, fact::TrackNumber) + "/" + textOf(*facts, fact::TrackTotal), "3/12");
+        EXPECT_EQ(textOf(*facts, fact::AlbumArtist), "Band");
+        EXPECT_EQ(textOf(*facts, fact::ContentCreated), "2010-05-04");
         EXPECT_EQ(textOf(*facts, fact::Length), "2000000");
         EXPECT_EQ(textOf(*facts, fact::SampleRate) + " " + textOf(*facts, fact::Channels), "48000 2");
         EXPECT_EQ(textOf(*facts, fact::BitsPerSample), "16");

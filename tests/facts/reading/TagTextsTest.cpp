@@ -109,6 +109,15 @@ TEST(TagTexts, TheFirstTagThatHasAFieldCounts)
     EXPECT_EQ(textOf(facts, fact::Title), "T");
 }
 
+TEST(TagTexts, AMarkInFrontIsNoText)
+{
+    TagTexts texts;
+    texts.addUtf8OrLegacy(TagField::Title, bytesOf("\xEF\xBB\xBFTitle"));
+    Facts facts;
+    texts.putInto(facts);
+    EXPECT_EQ(textOf(facts, fact::Title), "Title");
+}
+
 std::string place(std::string_view track, std::string_view total = {})
 {
     TagTexts texts;
