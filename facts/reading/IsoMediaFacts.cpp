@@ -125,13 +125,16 @@ void refineAlac(SoundFacts& sound, ByteView config)
     fields.skip(3);
     std::uint32_t channels = fields.u8();
     fields.skip(2 + 4);
-    fields.skip(4); // a bit rate: encoders state the highest there can be
+    std::uint32_t bitrate = fields.u32be();
     std::uint32_t rate = fields.u32be();
     if (fields.failed())
         return;
     sound.bitsPerSample = bits;
     sound.channels = channels != 0 ? channels : sound.channels;
     sound.sampleRate = rate != 0 ? rate : sound.sampleRate;
+    // Some encoders state what there would be without compression.
+    bool isAverage = bitrate < std::uint64_t { sound.sampleRate } * sound.channels * bits;
+    sound.bitrate = isAverage && bitrate != 0 ? bitrate : sound.bitrate;
 }
 
 /// FLAC's: version and flags, then a metadata block as in its own files.

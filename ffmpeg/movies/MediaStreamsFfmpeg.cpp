@@ -88,8 +88,12 @@ MediaStreams::Cover coverOf(const AVStream& stream, bool withData)
 void addTags(const AVDictionary* metadata, MediaStreams& streams)
 {
     const AVDictionaryEntry* entry = nullptr;
-    while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) && streams.tags.size() < MaxTags)
-        streams.tags.emplace_back(entry->key, entry->value);
+    while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) && streams.tags.size() < MaxTags) {
+        std::pair<std::string, std::string> tag(entry->key, entry->value);
+        // The streams of a file often say the same.
+        if (std::find(streams.tags.begin(), streams.tags.end(), tag) == streams.tags.end())
+            streams.tags.push_back(std::move(tag));
+    }
 }
 
 } // namespace
