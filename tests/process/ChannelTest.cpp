@@ -245,8 +245,8 @@ TEST_F(ChannelTest, SendingToWhoHasEndedIsAnErrorAndNoSignal)
 TEST_F(ChannelTest, WhatIsTooLongIsNotSent)
 {
     EXPECT_EQ(there.send(1, Bytes(Channel::MaxPayloadBytes + 1)).error().kind, Error::Kind::Unsupported);
-    const int five[5] = {};
-    EXPECT_EQ(there.send(1, {}, five).error().kind, Error::Kind::Unsupported);
+    const int tooMany[Channel::MaxDescriptors + 1] = {};
+    EXPECT_EQ(there.send(1, {}, tooMany).error().kind, Error::Kind::Unsupported);
     ASSERT_TRUE(there.send(2, {}));
     EXPECT_EQ((*here.receive())->kind, 2);
 }
