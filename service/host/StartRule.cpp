@@ -39,13 +39,13 @@ void logHolder(QueuedName& lock, std::span<const std::string_view> services)
 
 } // namespace
 
-StartDecision decideStart(QueuedName& lock, std::span<const std::string_view> services, const StartPatience& patience)
+StartDecision decideStart(QueuedName& lock, const StartNames& names, const StartPatience& patience)
 {
     auto decision = StartDecision::Held;
     auto isDecided = [&] {
-        if (areAllHeld(lock, services))
+        if (areAllHeld(lock, names.needed) && areAllHeld(lock, names.more))
             decision = StartDecision::AlreadyServed;
-        else if (lock.isOurs() && isNoneHeld(lock, services))
+        else if (lock.isOurs() && isNoneHeld(lock, names.needed) && isNoneHeld(lock, names.more))
             decision = StartDecision::Publish;
         return decision != StartDecision::Held;
     };
@@ -55,9 +55,12 @@ StartDecision decideStart(QueuedName& lock, std::span<const std::string_view> se
         return StartDecision::Held;
     }
     // Somebody without the lock starts or leaves at this moment, or a stranger has a name.
-    if (!lock.waitUntil(isDecided, now() + patience.names))
-        logHolder(lock, services);
-    return decision;
+    if (lock.waitUntil(isDecided, now() + patience.names))
+        return decision;
+    if (lock.isOurs() && isNoneHeld(lock, names.needed))
+        return StartDecision::Publish;
+    logHolder(lock, names.needed);
+    return StartDecision::Held;
 }
 
 } // namespace mv

@@ -18,6 +18,11 @@ enum class StartDecision {
     Held, ///< some have been held all along, and nobody comes to have all; the log says by whom
 };
 
+struct StartNames {
+    std::span<const std::string_view> needed; ///< nobody serves a part of them
+    std::span<const std::string_view> more = {}; ///< which a process does without where a stranger has them
+};
+
 struct StartPatience {
     /// For whoever has the lock to have published, or to leave.
     std::chrono::milliseconds lock { 20'000 };
@@ -27,7 +32,6 @@ struct StartPatience {
 
 /// Decides for a process that was started on demand. A bus starts as many as it has names to be answered, all at the
 /// same moment, and the first has them all.
-StartDecision decideStart(
-    QueuedName& lock, std::span<const std::string_view> services, const StartPatience& patience = {});
+StartDecision decideStart(QueuedName& lock, const StartNames& names, const StartPatience& patience = {});
 
 } // namespace mv

@@ -12,6 +12,7 @@
 #include "service/include/ServiceNames.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <malloc.h>
@@ -22,6 +23,8 @@
 namespace {
 
 using namespace mv;
+
+constexpr std::array MoreNames { Media1Service };
 
 // How long calls in progress may take to finish when the service is told to quit. Files are replaced whole or not
 // at all, so a job that is cut off loses nothing but its own output.
@@ -127,7 +130,7 @@ try {
             lock = std::move(*asked);
     }
     if (lock) {
-        if (auto decision = decideStart(*lock, ServiceNames); decision != StartDecision::Publish)
+        if (auto decision = decideStart(*lock, { ServiceNames, MoreNames }); decision != StartDecision::Publish)
             return decision == StartDecision::AlreadyServed ? ExitDone : ExitNotPublished;
     }
     announceThisProcess();

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Bursts of calls to all nine names around the moments at which the service starts and leaves: cold, at its idle exit, told
+"""Bursts of calls to all names around the moments at which the service starts and leaves: cold, at its idle exit, told
 to quit, told to quit in the middle of a job, and killed. A private bus starts it: a plain dbus-daemon, or one beside a
 systemd of its own, in namespaces of their own (as root). Counts calls, errors, calls that hang, and processes a start.
 """
@@ -23,7 +23,8 @@ SKIPPED = 77
 HANG_SECONDS = 5
 PROMISED_SECONDS = 1
 IDLE_SECONDS = 1
-NAMES = {  # the operation that each is called with
+NOWHERE = "/no/such/file"
+NAMES = {  # the interface and the operation that each is called with
     "MivoAVParser_1._3._0._12062": ("MVMediaInfoBuilder", "build"),
     "MivoMP3Parser_1._3._0._12062": ("MVMediaInfoBuilder", "build"),
     "MivoImageParser_1._3._0._12062": ("MVMediaInfoBuilder", "build"),
@@ -33,7 +34,10 @@ NAMES = {  # the operation that each is called with
     "MivoExifExtractor_1._3._0._12062": ("MVExifExtractorBase", "extractExif"),
     "MivoMp3Encoder_1._3._0._12062": ("MVAudioEncoderBase", "attributes"),
     "MivoBasicAudioParser_1._3._0._12062": ("MVMediaInfoBuilder", "build"),
+    "Mivo.Media1": ("Media1", "DescribeMany"),
 }
+PATHS = {"Media1": "/Mivo/Media1"}
+ARGUMENTS = {"attributes": ("", []), "DescribeMany": ("asa{sv}", [[NOWHERE], {}])}
 ENCODER = "MivoMp3Encoder_1._3._0._12062"
 SYSTEMD = pathlib.Path("/lib/systemd/systemd")
 UNITS = pathlib.Path("/usr/lib/systemd/user")
@@ -246,13 +250,13 @@ class Clients:
 
     async def call(self, name, tally, may_be_lost=False):
         interface, member = NAMES[name]
-        arguments = [] if member == "attributes" else ["/no/such/file"]
+        signature, arguments = ARGUMENTS.get(member, ("s", [NOWHERE]))
         begun = time.monotonic()
         tally.calls += 1
         try:
             answer = await asyncio.wait_for(self.of[name].call(Message(
-                destination=name, path="/", interface="Mivo." + interface, member=member,
-                signature="s" * len(arguments), body=arguments)), HANG_SECONDS)
+                destination=name, path=PATHS.get(interface, "/"), interface="Mivo." + interface, member=member,
+                signature=signature, body=arguments)), HANG_SECONDS)
         except asyncio.TimeoutError:
             tally.errors["hang"] += 1
             return
@@ -303,7 +307,7 @@ async def repeat(clients, session, what, seconds, moment):
 
 
 async def at_start(clients, tally):
-    """All nine names at once, when nothing runs."""
+    """All names at once, when nothing runs."""
     await clients.quit()
     await clients.wait_for_none()
     await clients.burst(tally, random.choice([0, 0.004]))
