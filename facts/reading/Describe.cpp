@@ -7,6 +7,7 @@
 #include "facts/reading/Readers.h"
 
 #include <array>
+#include <new>
 
 namespace mv {
 
@@ -57,11 +58,9 @@ void setFileFacts(Facts& facts, const OpenedFile& file, const ByteSource& source
     facts.set(fact::Modified, file.attributes()->modificationDate.microseconds);
 }
 
-} // namespace
-
-Result<Facts> describe(const OpenedFile& file, std::string_view name, const FactsWish& wish)
+Result<Facts> describeContent(
+    const OpenedFile& file, const SharedSource& content, std::string_view name, const FactsWish& wish)
 {
-    MV_TRY(content, openedContent(file));
     FrontSource source(*content);
     ContentType type = contentType(source, name);
     Reader* read = readerOf(type.family);
@@ -79,6 +78,18 @@ Result<Facts> describe(const OpenedFile& file, std::string_view name, const Fact
         tags.putInto(facts);
     facts.sort();
     return facts;
+}
+
+} // namespace
+
+Result<Facts> describe(const OpenedFile& file, std::string_view name, const FactsWish& wish)
+{
+    MV_TRY(content, openedContent(file));
+    try {
+        return describeContent(file, content, name, wish);
+    } catch (const std::bad_alloc&) {
+        return tooLarge("reading this file takes more memory than there is");
+    }
 }
 
 void prepareDescribing() { prepareCharsets(); }

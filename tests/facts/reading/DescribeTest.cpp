@@ -5,6 +5,7 @@
 #include "tests/support/Scratch.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <sys/stat.h>
 
 namespace mv::test {
@@ -25,6 +26,21 @@ TEST(Describe, WhatIsNoFileHasItsOwnError)
     EXPECT_EQ(errorOf(scratch.file("fifo")), "NotRegular");
     EXPECT_EQ(errorOf(scratch.write("empty", std::string_view())), "NotMedia");
     EXPECT_EQ(errorOf(scratch.write("text.mp3", "a text about music")), "NotMedia");
+}
+
+/// A file that is too much for the memory there is.
+class TooMuch final : public ByteSource {
+public:
+    std::uint64_t size() const override { return 1000; }
+    Result<std::size_t> readAt(std::uint64_t, std::span<std::uint8_t>) const override { throw std::bad_alloc(); }
+};
+
+TEST(Describe, WantOfMemoryIsTheFilesError)
+{
+    FileAttributes attributes { .size = 1000, .isRegularFile = true };
+    auto facts = describe(OpenedFile(Path(), attributes, SharedSource(std::make_shared<TooMuch>())), "a.mp3", {});
+    ASSERT_FALSE(facts.ok());
+    EXPECT_EQ(describeErrorName(facts.error().kind), "TooLarge");
 }
 
 TEST(Describe, ATagWithoutSoundIsNoMedia)
