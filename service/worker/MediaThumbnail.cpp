@@ -3,6 +3,7 @@
 #include "Base/Media/TiffForm.h"
 #include "facts/reading/Describe.h"
 #include "pictures/ImageEncoder.h"
+#include "pictures/PictureReader.h"
 #include "service/parsers/Preview.h"
 #include "service/worker/MediaProblems.h"
 
@@ -56,6 +57,13 @@ MediaResult coverOf(Facts facts, const PreviewWish& preview, ThumbnailFormat for
     return MediaProblem::NoPicture;
 }
 
+bool hasTooManyPixels(const Facts& facts)
+{
+    const auto* width = facts.get<std::uint32_t>(fact::Width);
+    const auto* height = facts.get<std::uint32_t>(fact::Height);
+    return width && height && std::uint64_t { *width } * *height > MaxSourcePixels;
+}
+
 } // namespace
 
 MediaResult makeMediaThumbnail(const OpenedFile& file, const ThumbnailWish& wish)
@@ -66,6 +74,8 @@ MediaResult makeMediaThumbnail(const OpenedFile& file, const ThumbnailWish& wish
         return mediaProblemOf(facts.error());
     if (*facts->get<std::string>(fact::Kind) == "audio")
         return coverOf(std::move(*facts), preview, wish.format);
+    if (hasTooManyPixels(*facts))
+        return MediaProblem::TooLarge;
     return thumbnailOf(makePreview(file, preview), wish.format);
 }
 

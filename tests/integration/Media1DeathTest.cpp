@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <thread>
 
 // Mivo.Media1 where workers crash, lie and hang, and where clients leave.
@@ -119,6 +121,53 @@ TEST_F(Media1Death, AClientWhoseFilesHangKeepsNobodyWaiting)
         EXPECT_TRUE(m_media.describe(song("good.mp3")).ok());
         EXPECT_TRUE(m_client.build("MivoMP3Parser_1._3._0._12062", song("good.mp3")).has_value());
     }
+}
+
+int noteRefusal(sd_bus_message* reply, void* userdata, sd_bus_error*)
+{
+    *static_cast<int*>(userdata)
+        += sd_bus_message_is_method_error(reply, "org.freedesktop.DBus.Error.LimitsExceeded") > 0;
+    return 1;
+}
+
+/// For this process and those that it starts, as long as it lives.
+class FewDescriptors {
+protected:
+    static constexpr rlim_t Count = 512;
+
+    FewDescriptors()
+    {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit few { std::min(Count, m_before.rlim_max), m_before.rlim_max };
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before {};
+};
+
+class Media1OfFewDescriptors : private FewDescriptors, public Media1Death {
+protected:
+    using FewDescriptors::Count;
+};
+
+TEST_F(Media1OfFewDescriptors, HandlesWithoutEndLeaveTheOtherServicesSome)
+{
+    UniqueFd file(open(song("any.mp3").c_str(), O_RDONLY));
+    test::BusClient floods;
+    int refused = 0;
+    for (rlim_t i = 0; i < Count; ++i) {
+        ASSERT_GE(sd_bus_call_method_async(floods.bus(), nullptr, std::string(Media1Service).c_str(), Media1Path,
+                      wire::Media1::Interface, wire::Media1::DescribeFile, noteRefusal, &refused, "hsa{sv}", file.get(),
+                      "silence-at-job.mp3", 0),
+            0);
+        sd_bus_flush(floods.bus());
+    }
+    floods.serveUntil([&] { return refused > 0; });
+    EXPECT_GT(refused, 0);
+    EXPECT_TRUE(m_client.build("MivoMP3Parser_1._3._0._12062", song("good.mp3")).has_value());
+    EXPECT_TRUE(m_media.describe(song("good.mp3")).ok());
 }
 
 TEST_F(Media1Death, QuittingWaitsForNoHangingFileLong)

@@ -204,11 +204,22 @@ TEST_F(Media1Thumbnail, WrongArgumentsAreRefused)
     EXPECT_TRUE(m_media.thumbnail(picture, 10, { flagOption("margins", true) }).ok()) << "for later versions";
 }
 
+/// The header of a picture of 40,000 pixels in the square.
+std::string tooManyPixels()
+{
+    static constexpr std::uint8_t Header[54] { 'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 0x40, 0x9C,
+        0, 0, 0x40, 0x9C, 0, 0, 1, 0, 24, 0 };
+    return std::string(charsOf(ByteView(Header))) + std::string(1000, 'x');
+}
+
 TEST_F(Media1Thumbnail, SaysWhyThereIsNone)
 {
     EXPECT_EQ(m_media.thumbnail(m_folder.file("nobody"), 10).error, "NotFound");
     EXPECT_EQ(m_media.thumbnail(m_folder.path(), 10).error, "NotRegular");
     EXPECT_EQ(m_media.thumbnail(m_folder.write("a.txt", "no picture"), 10).error, "NotMedia");
+    std::string large = m_folder.write("large.bmp", tooManyPixels());
+    EXPECT_EQ(m_media.thumbnail(large, 10).error, "TooLarge");
+    EXPECT_EQ(m_media.thumbnail(m_folder.write("cut.bmp", tooManyPixels().substr(0, 54)), 10).error, "TooLarge");
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <sys/resource.h>
 #include <thread>
 
 namespace mv {
@@ -104,10 +105,19 @@ ThumbnailWish thumbnailWish(WireReader& in)
     return wish;
 }
 
+/// A call with a handle holds two descriptors until it is answered. A client that sends calls without waiting must not
+/// leave the process, and with it the other services, without any.
+std::size_t maxOpenHandles()
+{
+    rlimit limit {};
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::max<std::size_t>(limit.rlim_cur / 8, 16) : 16;
+}
+
 } // namespace
 
 Media1Adaptor::Media1Adaptor(WorkerPool& workers)
-    : m_media(workers, std::max(1u, std::thread::hardware_concurrency()))
+    : m_maxHandles(maxOpenHandles())
+    , m_media(workers, std::max(1u, std::thread::hardware_concurrency()))
 {
 }
 
@@ -117,10 +127,21 @@ std::span<const ServedInterface> Media1Adaptor::interfaces() const
     return Interfaces;
 }
 
-void Media1Adaptor::start(Call& call, const std::function<void(MediaCaller, CallNumber)>& begin)
+std::shared_ptr<void> Media1Adaptor::handleShare(const MediaInput& input)
+{
+    if (input.hasPath())
+        return {};
+    if (m_handles >= m_maxHandles)
+        throw BusError(BusErrorLimitsExceeded, "too many files are handed over at once; wait for answers");
+    ++m_handles;
+    return { this, [](Media1Adaptor* self) { --self->m_handles; } };
+}
+
+void Media1Adaptor::start(
+    Call& call, const std::function<void(MediaCaller, CallNumber)>& begin, std::shared_ptr<void> share)
 {
     auto stop = std::make_shared<std::stop_source>();
-    CallNumber number = call.keepOpen([stop] { stop->request_stop(); });
+    CallNumber number = call.keepOpen([stop, share] { stop->request_stop(); });
     if (number == 0)
         return;
     try {
@@ -135,11 +156,13 @@ void Media1Adaptor::describe(Call& call, MediaInput input)
 {
     bool withPictures = false;
     readOptions(call.arguments(), { { "pictures", "b", [&](WireReader& value) { withPictures = value.boolean(); } } });
-    start(call, [&](MediaCaller caller, CallNumber number) {
+    auto share = handleShare(input);
+    auto begin = [&](MediaCaller caller, CallNumber number) {
         m_media.describe(std::move(input), withPictures, std::move(caller), [this, number, withPictures](auto answer) {
             host->answer(number, packFacts(std::move(answer), withPictures));
         });
-    });
+    };
+    start(call, begin, std::move(share));
 }
 
 void Media1Adaptor::Describe(Call& call) { describe(call, MediaInput::at(absolute(call.arguments().string()))); }
@@ -169,10 +192,12 @@ void Media1Adaptor::DescribeMany(Call& call)
 void Media1Adaptor::thumbnail(Call& call, MediaInput input)
 {
     ThumbnailWish wish = thumbnailWish(call.arguments());
-    start(call, [&](MediaCaller caller, CallNumber number) {
+    auto share = handleShare(input);
+    auto begin = [&](MediaCaller caller, CallNumber number) {
         m_media.thumbnail(std::move(input), wish, std::move(caller),
             [this, number, wish](auto answer) { host->answer(number, packThumbnail(std::move(answer), wish.format)); });
-    });
+    };
+    start(call, begin, std::move(share));
 }
 
 void Media1Adaptor::Thumbnail(Call& call) { thumbnail(call, MediaInput::at(absolute(call.arguments().string()))); }

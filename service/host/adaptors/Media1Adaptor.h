@@ -5,6 +5,7 @@
 #include "service/media1/MediaService.h"
 
 #include <functional>
+#include <memory>
 
 namespace mv {
 
@@ -23,11 +24,15 @@ public:
     void ThumbnailFile(Call& call);
 
 private:
-    /// Keeps the call open and begins its work.
-    void start(Call& call, const std::function<void(MediaCaller, CallNumber)>& begin);
+    /// Keeps the call open and begins its work. `share` lives as long as the call is open.
+    void start(Call& call, const std::function<void(MediaCaller, CallNumber)>& begin, std::shared_ptr<void> share = {});
+    /// Of the descriptors that clients' handles may take; raises BusError where they are used up. Nothing for paths.
+    std::shared_ptr<void> handleShare(const MediaInput& input);
     void describe(Call& call, MediaInput input);
     void thumbnail(Call& call, MediaInput input);
 
+    const std::size_t m_maxHandles;
+    std::size_t m_handles = 0; // of calls that are open
     MediaService m_media;
 };
 
