@@ -7,18 +7,26 @@
 
 namespace mv {
 
+std::size_t Facts::placeOf(std::size_t row) const
+{
+    static_assert(FactRows.size() <= std::numeric_limits<std::uint8_t>::max());
+    return static_cast<std::size_t>(std::lower_bound(m_rows.begin(), m_rows.end(), row) - m_rows.begin());
+}
+
 void Facts::set(std::string_view key, FactValue value)
 {
     auto row = factRowOf(key);
     assert(row && FactRows[*row].type == typeOf(value));
     if (!row)
         return;
-    auto same = [&](const Entry& entry) { return entry.first == key; };
-    auto place = std::find_if(m_entries.begin(), m_entries.end(), same);
-    if (place != m_entries.end())
-        place->second = std::move(value);
-    else
-        m_entries.emplace_back(FactRows[*row].key, std::move(value));
+    std::size_t place = placeOf(*row);
+    if (place < m_rows.size() && m_rows[place] == *row) {
+        m_entries[place].second = std::move(value);
+        return;
+    }
+    m_rows.insert(m_rows.begin() + static_cast<std::ptrdiff_t>(place), static_cast<std::uint8_t>(*row));
+    m_entries.insert(
+        m_entries.begin() + static_cast<std::ptrdiff_t>(place), Entry { FactRows[*row].key, std::move(value) });
 }
 
 void Facts::setUnsigned(std::string_view key, std::uint64_t value)
@@ -42,17 +50,9 @@ void Facts::setReal(std::string_view key, double value)
 
 const FactValue* Facts::find(std::string_view key) const
 {
-    for (const Entry& entry : m_entries) {
-        if (entry.first == key)
-            return &entry.second;
-    }
-    return nullptr;
-}
-
-void Facts::sort()
-{
-    std::sort(m_entries.begin(), m_entries.end(),
-        [](const Entry& a, const Entry& b) { return factRowOf(a.first) < factRowOf(b.first); });
+    auto row = factRowOf(key);
+    std::size_t place = row ? placeOf(*row) : m_rows.size();
+    return place < m_rows.size() && m_rows[place] == *row ? &m_entries[place].second : nullptr;
 }
 
 } // namespace mv

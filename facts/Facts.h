@@ -33,8 +33,8 @@ inline constexpr std::uint32_t LastPictureType = 20;
 /// More are not given out; the front cover comes first.
 inline constexpr std::size_t MaxFactPictures = 16;
 
-/// What is known of one file: values under the keys of FactRows, in the order in which they were set, and the pictures
-/// that were asked for. Text is UTF-8, valid and without zero bytes. A value type.
+/// What is known of one file: values under the keys of FactRows, in the order of the rows, and the pictures that were
+/// asked for. Text is UTF-8, valid and without zero bytes. A value type.
 class Facts {
 public:
     using Entry = std::pair<std::string_view, FactValue>; ///< the key is one of FactRows'
@@ -58,15 +58,15 @@ public:
     }
 
     const std::vector<Entry>& entries() const { return m_entries; }
-    /// Puts the entries into the order of FactRows.
-    void sort();
-
     std::vector<FactPicture> pictures;
 
     bool operator==(const Facts&) const = default;
 
 private:
+    std::size_t placeOf(std::size_t row) const;
+
     std::vector<Entry> m_entries;
+    std::vector<std::uint8_t> m_rows; ///< of the entries
 };
 
 } // namespace mv

@@ -76,7 +76,6 @@ Result<Facts> describeContent(
     setFileFacts(facts, file, source);
     if (*facts.get<std::string>(fact::Kind) != "picture")
         tags.putInto(facts);
-    facts.sort();
     return facts;
 }
 

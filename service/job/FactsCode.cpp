@@ -3,10 +3,8 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 
-#include <array>
 #include <bit>
 #include <cmath>
-#include <utility>
 
 namespace mv {
 
@@ -143,14 +141,15 @@ bool isPossible(std::string_view key, const FactValue& value)
 
 Result<void> decodeEntries(ByteReader& in, Facts& facts)
 {
-    std::array<bool, FactRows.size()> seen {};
+    std::size_t least = 0; // the rows come in their order, each once
     std::uint32_t count = in.u32le();
     if (count > FactRows.size())
         return Error { Error::Kind::Limit, "facts claim too many entries" };
     for (std::uint32_t i = 0; i < count; ++i) {
         std::size_t row = in.u8();
-        if (in.failed() || row >= FactRows.size() || std::exchange(seen[row], true))
-            return wrong("a key that there is not, or twice");
+        if (in.failed() || row >= FactRows.size() || row < least)
+            return wrong("a key that there is not, or out of order");
+        least = row + 1;
         MV_TRY(value, decodeValue(FactRows[row].type, in));
         if (in.failed() || !isPossible(FactRows[row].key, value))
             return wrong("a value that there cannot be");

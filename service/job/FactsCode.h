@@ -11,9 +11,9 @@ namespace mv {
 void encodeFacts(const Facts& facts, Bytes& out);
 
 /// The facts of bytes that nobody vouches for. Format for whatever encodeFacts does not write: rows that there are not,
-/// a key twice, texts that are not UTF-8 or hold a zero byte, flags that are neither 0 nor 1, numbers that are none,
-/// values outside what their key may have, bytes behind the last picture. Limit for more values or pictures than there
-/// can be. No memory is taken for what is only announced.
+/// out of order or twice, texts that are not UTF-8 or hold a zero byte, flags that are neither 0 nor 1, numbers that
+/// are none, values outside what their key may have, bytes behind the last picture. Limit for more values or pictures
+/// than there can be. No memory is taken for what is only announced.
 Result<Facts> decodeFacts(ByteView bytes);
 
 /// Texts in one list; far above what is given out.
