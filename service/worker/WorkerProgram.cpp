@@ -4,6 +4,7 @@
 #include "Base/Core/NSBundle.h"
 #include "Base/Core/Text.h"
 #include "audio/AudioBackend.h"
+#include "facts/reading/Describe.h"
 #include "movies/MovieBackend.h"
 #include "pictures/PictureReader.h"
 #include "platform/BASS.h"
@@ -43,6 +44,7 @@ void loadEverything(WorkerKind kind)
 {
     static_cast<void>(NSBundle::mainBundle().executablePath());
     static_cast<void>(utf8FromCP949(bytesOf("\xb0\xa1")));
+    prepareDescribing();
     initialiseAudioLibrary();
     if (kind == WorkerKind::Light)
         return forbidLateLoading();
