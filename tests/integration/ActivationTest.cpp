@@ -223,13 +223,20 @@ TEST(Activation, WhileAJobGoesOnAfterQuittingTheNextProcessAnswers)
 
 TEST(Activation, APlainStartAndEndWriteNothingToTheJournal)
 {
-    ActivatingBus bus("--log-level=info");
+    // The journal is whatever the environment says that standard error is.
+    ActivatingBus bus("",
+        "sh -c 'export JOURNAL_STREAM=$(stat -L -c %d:%i /dev/fd/2); exec " + test::buildPath("bin/mivo-mediad")
+            + " \"$@\"' sh");
     BusClient client;
     ASSERT_TRUE(ping(client, kServiceBusNames[0]));
     pid_t process = processOf(client, kServiceBusNames[0]);
     quit(client);
     EXPECT_TRUE(test::eventually([&] { return isGone(process); }));
     EXPECT_EQ(bus.log(), "");
+    ActivatingBus elsewhere;
+    BusClient other;
+    ASSERT_TRUE(ping(other, kServiceBusNames[0]));
+    EXPECT_NE(elsewhere.log(), "") << "no crash reporter is installed here";
 }
 
 } // namespace
