@@ -69,6 +69,18 @@ TEST_F(Media1, UrisAreEscapedByteByByte)
         << answer.fact("xesam:url");
 }
 
+TEST_F(Media1, TextsOfOldCharsetsAreKnownInAClosedWorker)
+{
+    // Shift JIS, Cyrillic and Big5, which nothing else there has loaded before.
+    const std::pair<std::string, std::string> Titles[] = { { "\x83\x54\x83\x93\x83\x76\x83\x8B", "サンプル" },
+        { "\xCF\xF0\xE8\xE2\xE5\xF2", "Привет" }, { "\xA7\xDA\xAA\xBA\xAD\xB5\xBC\xD6", "我的音樂" } };
+    for (const auto& [bytes, title] : Titles) {
+        Media1Answer answer
+            = m_media.describe(m_folder.write("old.mp3", test::mpegFrames(50) + test::id3v1Tag({ .title = bytes })));
+        EXPECT_EQ(answer.fact("xesam:title"), "s " + title);
+    }
+}
+
 TEST_F(Media1, GivesPicturesOnRequest)
 {
     std::string path = songWithCover();
