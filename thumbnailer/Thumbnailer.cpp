@@ -65,12 +65,12 @@ int misuse(std::string_view text)
 
 int say(const std::string& text) { return std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) ? Failed : Done; }
 
-Result<FilePreview> previewOfInput(const std::string& name, int side)
+Result<OpenedFile> openInput(const std::string& name)
 {
     if (!isFileUri(name))
-        return previewOf(OpenedFile::at(name), side);
+        return OpenedFile::at(name);
     MV_TRY(path, pathOfFileUri(name));
-    return previewOf(OpenedFile::at(path), side);
+    return OpenedFile::at(path);
 }
 
 /// An empty file of that name, for writing; none where there is another thing, or nothing.
@@ -114,7 +114,13 @@ Result<void> writeTo(const std::string& name, ByteView content)
 
 int makeThumbnail(const std::string& input, const std::string& output, int side)
 {
-    auto preview = previewOfInput(input, side);
+    auto file = openInput(input);
+    if (!file)
+        return failed(input, file.error());
+    // The thumbnail would be all that is left of it.
+    if (file->isSameFileAs(attributesAt(output)))
+        return failed(input, { Error::Kind::State, "input and output are the same file" });
+    auto preview = previewOf(*file, side);
     if (!preview)
         return failed(input, preview.error());
     auto written = writeTo(output, pngOf(preview->picture, textsOf(*preview)));

@@ -150,6 +150,20 @@ TEST_F(ThumbnailerTest, AnOutputThatCannotBeWrittenIsToldSo)
     EXPECT_EQ(std::ranges::count(failed.err, '\n'), 1) << failed.err;
 }
 
+TEST_F(ThumbnailerTest, NothingBecomesItsOwnThumbnail)
+{
+    std::string original = photo("a.jpg");
+    Bytes before = test::readFile(original);
+    std::filesystem::create_hard_link(original, m_folder.file("linked.jpg"));
+    std::filesystem::create_symlink("a.jpg", m_folder.file("pointing.jpg"));
+    for (const char* output : { "a.jpg", "linked.jpg", "pointing.jpg" }) {
+        Outcome refused = thumbnailer("file://" + original + " " + m_folder.file(output));
+        EXPECT_EQ(refused.status, 1) << output;
+        EXPECT_THAT(refused.err, HasSubstr("input and output are the same file")) << output;
+    }
+    EXPECT_EQ(test::readFile(original), before);
+}
+
 TEST_F(ThumbnailerTest, AWrongCommandLineIsMisuse)
 {
     for (const char* words : { "", "a", "a b c", "-s", "-s 0 a b", "-s x a b", "-s 4096 a b", "--bars a b" }) {
