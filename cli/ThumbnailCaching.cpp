@@ -82,6 +82,10 @@ private:
         ++m_totals.failed;
         return failedFile(path, error, false);
     }
+    WorkResult notKept(const std::string& path, const Error& error) const
+    {
+        return failed(path, { error.kind, "nothing can be kept in " + m_cache.folder().text() + ": " + error.text });
+    }
     WorkResult without(const std::string& path, const std::string& reason) const
     {
         // A song without a cover is as it should be.
@@ -101,15 +105,19 @@ private:
             return failed(path, file.content() ? none : file.content().error());
         }
         for (auto size = sizes.rbegin(); size != sizes.rend(); ++size) {
-            if (auto stored = makeOne(file, *subject, *size); !stored)
-                return ended(path, *subject, stored.error());
+            auto preview = previewOfUnchanged(file, *subject, *size);
+            if (!preview)
+                return ended(path, *subject, preview.error());
+            if (auto stored = m_cache.store(*size, *subject, *preview); !stored)
+                return notKept(path, stored.error());
         }
         m_cache.removeFailure(subject->uri);
         ++m_totals.made;
         return {};
     }
 
-    Result<void> makeOne(const OpenedFile& file, const ThumbnailSubject& subject, const ThumbnailSize& size) const
+    static Result<FilePreview> previewOfUnchanged(
+        const OpenedFile& file, const ThumbnailSubject& subject, const ThumbnailSize& size)
     {
         MV_TRY(preview, previewOf(file, size.pixels));
         // A picture of half of an old and half of a new state would count as one of the new.
@@ -117,10 +125,10 @@ private:
         if (fstat(file.descriptor(), &now) != 0 || now.st_mtime != subject.modificationTime
             || now.st_size != subject.size)
             return Error { Error::Kind::Io, "was changed while it was read" };
-        return m_cache.store(size, subject, preview);
+        return preview;
     }
 
-    /// What is the file's own fault is remembered; what is not, as a full disk, is tried again the next time.
+    /// What is the file's own fault is remembered; what is not, as a worker that cannot be had, is tried again.
     WorkResult ended(const std::string& path, const ThumbnailSubject& subject, const Error& error) const
     {
         if (error.kind == Error::Kind::State)
@@ -130,7 +138,7 @@ private:
             return failed(path, error);
         std::string reason = error.kind == Error::Kind::NotFound ? NoPicture : error.text;
         if (auto stored = m_cache.storeFailure(subject, reason); !stored)
-            return failed(path, stored.error());
+            return notKept(path, stored.error());
         return without(path, reason);
     }
 

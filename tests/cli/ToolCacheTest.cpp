@@ -165,6 +165,21 @@ TEST_F(ToolCacheTest, WhatMayNotBeReadIsNamedAndNotRemembered)
     EXPECT_EQ(filesInCache(), 2u);
 }
 
+TEST_F(ToolCacheTest, ACacheThatCannotBeWrittenIsNoFaultOfTheFile)
+{
+    std::string path = photo("a.jpg");
+    std::string leadsNowhere = m_cache.folder().appending("normal").text();
+    std::filesystem::create_directories(m_cache.folder().text());
+    std::filesystem::create_symlink("/nowhere/at/all", leadsNowhere);
+    Outcome failed = cache(m_folder.path());
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, "0 made, 0 there already, 1 failed\n");
+    EXPECT_THAT(failed.err, HasSubstr("a.jpg: nothing can be kept in " + m_cache.folder().text() + ": "));
+    std::filesystem::remove(leadsNowhere);
+    EXPECT_EQ(cache(m_folder.path()).out, "1 made, 0 there already\n");
+    EXPECT_TRUE(holds(path, 0));
+}
+
 // Nobody reads what is said of broken files until the interruption is there, so that the work cannot end before.
 TEST_F(ToolCacheTest, AnInterruptionLeavesWholeThumbnailsOnly)
 {
