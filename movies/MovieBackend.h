@@ -35,6 +35,8 @@ public:
     /// The frame shown at `time`, counted from the movie's start, turned as the movie is turned; it has `size` (0 x 0:
     /// the frame's own). The last frame behind the end of the pictures.
     virtual Picture frameAt(MovieTime time, PixelSize size) = 0;
+    /// A frame before `time` that can be had without decoding others, as near as the container knows one.
+    virtual Picture keyFrameBefore(MovieTime time, PixelSize size) { return frameAt(time, size); }
     /// The first frame that decodes.
     virtual Picture firstFrame(PixelSize size) = 0;
     /// The cover that the container carries, as it is encoded; NotFound where there is none.

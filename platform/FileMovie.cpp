@@ -104,6 +104,13 @@ std::optional<NSImage> FileMovie::frameImageAtTime(QTTime time)
     return imageOf(m_backend->frameAt(time, m_description.naturalSize));
 }
 
+std::optional<NSImage> FileMovie::quickImageBeforeTime(QTTime time)
+{
+    if (isAtOrPastEnd(time, m_description.duration) || !opened())
+        return std::nullopt;
+    return imageOf(m_backend->keyFrameBefore(time, m_description.naturalSize));
+}
+
 std::optional<NSImage> FileMovie::posterImage()
 {
     QTTime time = m_description.posterTime;

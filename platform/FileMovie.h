@@ -21,6 +21,7 @@ public:
     QTTime duration() const override { return m_description.duration; }
     std::vector<QTTrack> tracks() const override { return m_description.tracks; }
     std::optional<NSImage> frameImageAtTime(QTTime time) override;
+    std::optional<NSImage> quickImageBeforeTime(QTTime time) override;
     std::optional<NSImage> posterImage() override;
     std::optional<NSImage> attachedImage() override;
 

@@ -52,6 +52,8 @@ public:
     /// The picture that is shown at `time`, turned as the movie is turned, of the movie's natural size; nothing at
     /// or past the end, and where no frame can be decoded. The picture keeps the frame, not the movie.
     virtual std::optional<NSImage> frameImageAtTime(QTTime time) = 0;
+    /// The same of a frame before `time` that is fast to be had; the one at `time` where the movie knows no better.
+    virtual std::optional<NSImage> quickImageBeforeTime(QTTime time) { return frameImageAtTime(time); }
     /// The first frame that can be decoded; nothing when there is none.
     virtual std::optional<NSImage> posterImage() = 0;
     /// The cover that the file carries beside its tracks; nothing when there is none, or none that is a picture.

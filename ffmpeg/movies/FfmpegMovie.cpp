@@ -72,6 +72,14 @@ BackendMovie::Picture FfmpegMovie::frameAt(MovieTime time, PixelSize size)
     return picture(m_grabber->frameAt(av_rescale(time.timeValue, AV_TIME_BASE, time.timeScale)), size);
 }
 
+BackendMovie::Picture FfmpegMovie::keyFrameBefore(MovieTime time, PixelSize size)
+{
+    MV_TRY_VOID(prepareGrabber());
+    if (time.timeScale <= 0 || time.timeValue < 0)
+        return Error { Error::Kind::Unsupported, "no such time" };
+    return picture(m_grabber->keyFrameBefore(av_rescale(time.timeValue, AV_TIME_BASE, time.timeScale)), size);
+}
+
 BackendMovie::Picture FfmpegMovie::firstFrame(PixelSize size)
 {
     MV_TRY_VOID(prepareGrabber());

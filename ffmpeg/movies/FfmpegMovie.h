@@ -13,6 +13,7 @@ public:
 
     const MovieDescription& description() const override { return m_description; }
     Picture frameAt(MovieTime time, PixelSize size) override;
+    Picture keyFrameBefore(MovieTime time, PixelSize size) override;
     Picture firstFrame(PixelSize size) override;
     Result<Bytes> attachedPicture() override;
 

@@ -70,18 +70,36 @@ void FrameGrabber::rewindToStart()
     }
 }
 
-Result<FrameHandle> FrameGrabber::frameAt(std::int64_t time)
+/// ISO media count from the movie's start, other containers from wherever their first stream begins.
+std::int64_t FrameGrabber::origin() const
 {
-    // ISO media count from the movie's start, other containers from wherever their first stream begins.
     std::int64_t start = m_input.context().start_time;
-    std::int64_t origin = m_input.isIsoMedia() || start == AV_NOPTS_VALUE ? 0 : start;
-    if (__builtin_add_overflow(origin, time, &time))
+    return m_input.isIsoMedia() || start == AV_NOPTS_VALUE ? 0 : start;
+}
+
+Result<std::int64_t> FrameGrabber::inMovie(std::int64_t time) const
+{
+    if (__builtin_add_overflow(origin(), time, &time))
         return Error { Error::Kind::Format, "no such time" };
+    return time;
+}
+
+Result<FrameHandle> FrameGrabber::keyFrameBefore(std::int64_t time)
+{
+    MV_TRY(moment, inMovie(time));
+    rewindTo(inStreamTime(moment));
+    Candidate first = decodeUpTo(std::numeric_limits<std::int64_t>::min());
+    return first.frame ? Result<FrameHandle>(std::move(first.frame)) : frameAt(time);
+}
+
+Result<FrameHandle> FrameGrabber::frameAt(std::int64_t fromStart)
+{
+    MV_TRY(time, inMovie(fromStart));
     std::int64_t target = inStreamTime(time);
     Candidate shown;
     for (std::int64_t step : StepsBack) {
-        std::int64_t from = time - std::min(step, std::max<std::int64_t>(time - origin, 0));
-        bool atStart = from <= origin;
+        std::int64_t from = time - std::min(step, std::max<std::int64_t>(time - origin(), 0));
+        bool atStart = from <= origin();
         if (atStart)
             rewindToStart();
         else

@@ -15,6 +15,9 @@ public:
     /// The frame shown at `time` microseconds after the movie's start: the last one that starts at or before it. The
     /// first frame where the pictures start later, the last one behind their end.
     Result<FrameHandle> frameAt(std::int64_t time);
+    /// The last frame before `time` that needs no other one, as far as the container knows; the one of frameAt where
+    /// there is none.
+    Result<FrameHandle> keyFrameBefore(std::int64_t time);
     /// The first frame that decodes.
     Result<FrameHandle> firstFrame();
 
@@ -31,6 +34,9 @@ private:
     {
     }
     Result<void> openDecoder();
+    /// Microseconds as the container counts them.
+    Result<std::int64_t> inMovie(std::int64_t time) const;
+    std::int64_t origin() const;
     std::int64_t inStreamTime(std::int64_t time) const;
     void rewindTo(std::int64_t time);
     void rewindToStart();

@@ -150,23 +150,40 @@ bool isOfOneColour(const Bitmap& bitmap)
     return true;
 }
 
+/// A frame, and whether it shows something.
+struct Shown {
+    Scaled scaled;
+    bool tells = false;
+};
+
+std::optional<Shown> shown(const std::optional<NSImage>& image, int side)
+{
+    auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
+    if (!scaled)
+        return std::nullopt;
+    bool tells = !isOfOneColour(scaled->bitmap);
+    return Shown { std::move(*scaled), tells };
+}
+
 /// The first frame that shows something, else the first one at all.
 std::optional<Scaled> frameOf(QTMovie& movie, double duration, const PreviewWish& wish)
 {
-    const double begin = wish.isFrame ? duration / 10 : thumbnailTime(duration);
     std::optional<Scaled> first;
-    for (double time : { begin, duration / 3, duration * 2 / 3 }) {
-        auto image = movie.frameImageAtTime(QTMakeTimeWithTimeInterval(time));
-        if (!image && !first)
-            image = movie.posterImage();
-        auto scaled
-            = image ? scaledTo(*image, {}, wish.side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
-        if (!scaled)
-            continue;
-        if (!isOfOneColour(scaled->bitmap))
-            return std::move(*scaled);
-        if (!first)
-            first = std::move(*scaled);
+    auto isEnough = [&](const std::optional<NSImage>& image) {
+        auto frame = shown(image, wish.side);
+        bool tells = frame && frame->tells;
+        if (frame && (tells || !first))
+            first = std::move(frame->scaled);
+        return tells;
+    };
+    const double begin = wish.isFrame ? duration / 10 : thumbnailTime(duration);
+    for (double seconds : { begin, duration / 3, duration * 2 / 3 }) {
+        QTTime time = QTMakeTimeWithTimeInterval(seconds);
+        if (wish.isFrame && isEnough(movie.quickImageBeforeTime(time)))
+            break;
+        auto image = movie.frameImageAtTime(time);
+        if (isEnough(image || first ? image : movie.posterImage()))
+            break;
     }
     return first;
 }

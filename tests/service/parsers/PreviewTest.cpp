@@ -174,6 +174,24 @@ TEST_F(PreviewTest, VideosGiveAFrameWithoutBars)
         "128x72 of 320x180");
 }
 
+TEST_F(PreviewTest, AFrameThatWillDoIsOneThatNeedsNoOther)
+{
+    // Red at first, then green, with a box that keeps either from being of one colour; key frames only where they have
+    // to be.
+    auto part = [](const char* color, const char* seconds) {
+        return std::string("-f lavfi -i color=") + color + ":size=128x72:rate=10:duration=" + seconds
+            + ",drawbox=w=40:h=30:color=blue:t=fill ";
+    };
+    std::string joined = "-filter_complex '[0][1]concat' -c:v mpeg4 -q:v 2 -sc_threshold 1000000000 -g ";
+    PreviewWish wish { .side = 64, .isFrame = true };
+    constexpr Rgba Green { 0, 128, 0, 255 };
+    std::string rare = made("rare.mkv", part("red", "0.5") + part("green", "9.5") + joined + "600");
+    EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(rare), wish)), Red)) << "though at a tenth it is green";
+    std::string often = made("often.mkv", part("red", "0.5") + part("green", "9.5") + joined + "5");
+    EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(often), wish)), Green));
+    EXPECT_TRUE(isNear(middle(preview(rare)), Green)) << "as ever, the frame itself";
+}
+
 TEST_F(PreviewTest, VideosAreUpright)
 {
     std::string lying = made("lying.mp4", "-f lavfi -i testsrc=size=320x180:duration=1 -c:v mpeg4");
