@@ -74,8 +74,9 @@ public:
     /// once it is withdrawn or the client has left the bus. "/" when the client has left already.
     virtual std::string serveForClient(std::unique_ptr<ServedObject>, const std::string& /*client*/) { return "/"; }
     virtual void withdraw(ServedObject&) { }
-    /// What was just done for a client is of use to it for as long as it lives.
-    virtual void keepForClient(const std::string& /*client*/) { }
+    /// What the object has under that name is a client's now, for as long as that lives, and nobody's else; with an
+    /// empty client there is no such thing any more. `what` is a literal.
+    virtual void keepForClient(std::string_view /*what*/, const std::string& /*client*/) { }
     /// The object that is served for clients at a path, or null.
     virtual ServedObject* objectAt(const std::string& /*path*/) const { return nullptr; }
     /// Keeps a request for a later answer: see Call::keepOpen.

@@ -228,13 +228,14 @@ void ServiceLoop::answer(CallNumber call, PackAnswer pack)
     post([this, call, pack = std::move(pack)] { m_openCalls.answer(call, pack); });
 }
 
-void ServiceLoop::keepForClient(const std::string& client)
+void ServiceLoop::keepForClient(std::string_view what, const std::string& client)
 {
-    if (!m_activity || m_keptForClients.contains(client))
-        return;
+    auto before = m_keptForClients.extract(what);
     TurnTaken turn(threadBusTurn());
-    if (watchClient(client))
-        m_keptForClients.emplace(client, begin(Activity::Kind::Client));
+    if (m_activity && !client.empty() && watchClient(client))
+        m_keptForClients.emplace(what, Kept { client, begin(Activity::Kind::Client) });
+    if (before && !isServedForClient(before.mapped().client))
+        m_clientWatches.erase(before.mapped().client);
 }
 
 ServedObject* ServiceLoop::objectAt(const std::string& path) const
@@ -276,15 +277,15 @@ void ServiceLoop::clientLeft(const std::string& client)
 {
     std::erase_if(m_clientObjects, [&](const auto& entry) { return entry.second.client == client; });
     m_openCalls.drop(client);
-    m_keptForClients.erase(client);
+    std::erase_if(m_keptForClients, [&](const auto& entry) { return entry.second.client == client; });
     m_clientWatches.erase(client);
 }
 
 bool ServiceLoop::isServedForClient(const std::string& client) const
 {
-    return m_keptForClients.contains(client) || m_openCalls.has(client)
-        || std::any_of(m_clientObjects.begin(), m_clientObjects.end(),
-            [&](const auto& other) { return other.second.client == client; });
+    auto isTheirs = [&](const auto& entry) { return entry.second.client == client; };
+    return m_openCalls.has(client) || std::any_of(m_keptForClients.begin(), m_keptForClients.end(), isTheirs)
+        || std::any_of(m_clientObjects.begin(), m_clientObjects.end(), isTheirs);
 }
 
 void ServiceLoop::removeObject(const std::string& path)

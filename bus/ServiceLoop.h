@@ -36,7 +36,7 @@ public:
     sd_bus* bus() const override { return m_bus.get(); }
     std::string serveForClient(std::unique_ptr<ServedObject> object, const std::string& client) override;
     void withdraw(ServedObject& object) override;
-    void keepForClient(const std::string& client) override;
+    void keepForClient(std::string_view what, const std::string& client) override;
     ServedObject* objectAt(const std::string& path) const override;
     CallNumber keepOpen(sd_bus_message* request, std::function<void()> dropped) override;
     void answer(CallNumber call, PackAnswer pack) override MV_EXCLUDES(m_lock);
@@ -45,6 +45,10 @@ private:
     struct ClientObject {
         std::unique_ptr<ServedObject> object;
         std::vector<BusSlot> slots;
+        std::string client;
+        Activity::Hold hold;
+    };
+    struct Kept {
         std::string client;
         Activity::Hold hold;
     };
@@ -83,7 +87,7 @@ private:
     std::map<std::string, ClientObject> m_clientObjects; // by path
     std::map<std::string, BusSlot> m_clientWatches; // by unique name
     OpenCalls m_openCalls;
-    std::map<std::string, Activity::Hold> m_keptForClients; // by unique name
+    std::map<std::string_view, Kept> m_keptForClients; // by what it is
     std::uint64_t m_nextObject = 1;
     bool m_stopping = false;
 

@@ -38,7 +38,8 @@ public:
             ++lost;
         }
     }
-    void keep(Call& call) { call.host().keepForClient(call.sender()); }
+    void keep(Call& call) { call.host().keepForClient("thing", call.sender()); }
+    void keepNothing(Call& call) { call.host().keepForClient("thing", {}); }
     void handOut(Call& call)
     {
         call.reply().objectPath(call.host().serveForClient(std::make_unique<Worker>(), call.sender()));
@@ -55,6 +56,7 @@ constexpr sd_bus_vtable Members[] = {
     SD_BUS_METHOD("work", "", "i", (servedMethod<Worker, &Worker::work>), 0),
     SD_BUS_METHOD("askBack", "", "", (servedMethod<Worker, &Worker::askBack>), 0),
     SD_BUS_METHOD("keep", "", "", (servedMethod<Worker, &Worker::keep>), 0),
+    SD_BUS_METHOD("keepNothing", "", "", (servedMethod<Worker, &Worker::keepNothing>), 0),
     SD_BUS_METHOD("handOut", "", "o", (servedMethod<Worker, &Worker::handOut>), 0),
     SD_BUS_METHOD("release", "", "", (servedMethod<Worker, &Worker::release>), 0),
     SD_BUS_VTABLE_END,
@@ -181,6 +183,26 @@ TEST_F(Leaving, WhatIsKeptForAClientEndsWithTheClient)
     EXPECT_TRUE(test::eventually([&] { return !m_activity.isWorking(); }));
     EXPECT_FALSE(m_activity.idleSince());
     client.reset();
+    EXPECT_TRUE(test::eventually([&] { return m_activity.idleSince().has_value(); }));
+}
+
+TEST_F(Leaving, WhatIsKeptForAClientEndsWhenItIsTakenBack)
+{
+    ASSERT_TRUE(m_client.call(BusName, "/", Interface, "keep").ok());
+    EXPECT_TRUE(test::eventually([&] { return !m_activity.isWorking(); }));
+    EXPECT_FALSE(m_activity.idleSince());
+    ASSERT_TRUE(m_client.call(BusName, "/", Interface, "keepNothing").ok());
+    EXPECT_TRUE(test::eventually([&] { return m_activity.idleSince().has_value(); }));
+}
+
+TEST_F(Leaving, WhatIsKeptIsTheLastClients)
+{
+    auto other = std::make_unique<test::BusClient>();
+    ASSERT_TRUE(m_client.call(BusName, "/", Interface, "keep").ok());
+    ASSERT_TRUE(other->call(BusName, "/", Interface, "keep").ok());
+    EXPECT_TRUE(test::eventually([&] { return !m_activity.isWorking(); }));
+    EXPECT_FALSE(m_activity.idleSince());
+    other.reset();
     EXPECT_TRUE(test::eventually([&] { return m_activity.idleSince().has_value(); }));
 }
 

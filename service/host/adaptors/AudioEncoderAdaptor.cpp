@@ -87,7 +87,7 @@ void AudioEncoderInterface::setAttributes(Call& call)
 {
     Record attributes = call.arguments().record();
     m_encoder.setAttributes(attributes);
-    call.host().keepForClient(call.sender());
+    call.host().keepForClient("attributes", call.sender());
 }
 
 void AudioEncoderInterface::attributes(Call& call) { call.reply().record(m_encoder.attributes()); }
@@ -95,8 +95,7 @@ void AudioEncoderInterface::attributes(Call& call) { call.reply().record(m_encod
 void AudioEncoderInterface::setDelegate(Call& call)
 {
     auto client = ClientDelegate::ofCall(call, wire::AudioEncoderDelegate::Interface, m_delegateTimeout);
-    if (client)
-        call.host().keepForClient(call.sender());
+    call.host().keepForClient("delegate", client ? call.sender() : std::string());
     m_encoder.setDelegate(client ? std::make_shared<DelegateProxy>(std::move(*client)) : nullptr);
 }
 
