@@ -244,6 +244,7 @@ ServedObject* ServiceLoop::objectAt(const std::string& path) const
     return entry == m_clientObjects.end() ? nullptr : entry->second.object.get();
 }
 
+/// Waits for nothing: while a thread waits for an answer, whatever else comes is held for it, with all its descriptors.
 bool ServiceLoop::watchClient(const std::string& client)
 {
     if (m_clientWatches.contains(client))
@@ -251,24 +252,39 @@ bool ServiceLoop::watchClient(const std::string& client)
     std::string rule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                        "member='NameOwnerChanged',arg0='"
         + client + "',arg2=''";
+    auto watch = std::make_unique<ClientWatch>(*this, client);
     sd_bus_slot* slot = nullptr;
-    if (sd_bus_add_match(bus(), &slot, rule.c_str(), ownerChanged, this) < 0)
+    if (sd_bus_add_match_async(bus(), &slot, rule.c_str(), ownerChanged, watchBegun, watch.get()) < 0)
         return false;
-    // Asked only after the watch stands, so that a client that leaves in between is not missed.
-    BusSlot watch(slot);
-    if (!busNameHasOwner(bus(), client.c_str()))
+    watch->changes.reset(slot);
+    // The bus reads this after the watch stands, so that a client that leaves in between is not missed.
+    if (sd_bus_call_method_async(bus(), &slot, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "NameHasOwner", ownerTold, watch.get(), "s", client.c_str())
+        < 0)
         return false;
+    watch->question.reset(slot);
     m_clientWatches.emplace(client, std::move(watch));
     return true;
 }
 
-int ServiceLoop::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error)
+int ServiceLoop::watchBegun(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    // Without a watch nobody would learn that the client leaves.
+    return sd_bus_message_is_method_error(message, nullptr) ? ownerChanged(message, userdata, nullptr) : 0;
+}
+
+int ServiceLoop::ownerTold(sd_bus_message* message, void* userdata, sd_bus_error* error)
+{
+    int hasOwner = 0;
+    bool isThere = sd_bus_message_read(message, "b", &hasOwner) >= 0 && hasOwner;
+    return isThere ? 0 : ownerChanged(message, userdata, error);
+}
+
+int ServiceLoop::ownerChanged(sd_bus_message*, void* userdata, sd_bus_error* error)
 {
     return answerGuarded(error, [&] {
-        auto* self = static_cast<ServiceLoop*>(userdata);
-        const char* name = nullptr;
-        if (sd_bus_message_read(message, "s", &name) >= 0)
-            self->post([self, client = std::string(name)] { self->clientLeft(client); });
+        const auto* watch = static_cast<const ClientWatch*>(userdata);
+        watch->loop.post([&loop = watch->loop, client = watch->client] { loop.clientLeft(client); });
         return 0;
     });
 }

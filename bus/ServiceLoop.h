@@ -48,6 +48,17 @@ private:
         std::string client;
         Activity::Hold hold;
     };
+    struct ClientWatch {
+        ClientWatch(ServiceLoop& servingLoop, std::string clientName)
+            : loop(servingLoop)
+            , client(std::move(clientName))
+        {
+        }
+        ServiceLoop& loop;
+        const std::string client;
+        BusSlot changes;
+        BusSlot question; // whether it is there
+    };
     struct Kept {
         std::string client;
         Activity::Hold hold;
@@ -70,6 +81,8 @@ private:
     void clientLeft(const std::string& client);
     void removeObject(const std::string& path);
     bool isServedForClient(const std::string& client) const;
+    static int watchBegun(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int ownerTold(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     BusHandle m_bus;
@@ -85,7 +98,7 @@ private:
     std::unique_ptr<ServedObject> m_root;
     std::vector<BusSlot> m_rootSlots;
     std::map<std::string, ClientObject> m_clientObjects; // by path
-    std::map<std::string, BusSlot> m_clientWatches; // by unique name
+    std::map<std::string, std::unique_ptr<ClientWatch>> m_clientWatches; // by unique name
     OpenCalls m_openCalls;
     std::map<std::string_view, Kept> m_keptForClients; // by what it is
     std::uint64_t m_nextObject = 1;
