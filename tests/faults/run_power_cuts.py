@@ -249,8 +249,13 @@ class Judge:
         """The update comes again, after whatever the cut left of it."""
         update, path = self.running.get(kind) or self.last[kind], path_of(mount, kind)
         self.counts["hidden files left"] += len(litter(os.path.dirname(path)))
-        faultlib.update(path, update.arguments)
-        return digest(path) == update.new and not litter(os.path.dirname(path))
+        result = faultlib.update(path, update.arguments)
+        right = digest(path) == update.new and not litter(os.path.dirname(path))
+        if not right:
+            print(f"    status {result.returncode}, {result.stderr.strip()}", flush=True)
+            for name in litter(os.path.dirname(path)):
+                print(f"    {name}: {os.stat(os.path.join(os.path.dirname(path), name))}", flush=True)
+        return right
 
     def look(self, mount):
         """Whether nothing is broken."""
