@@ -1,5 +1,5 @@
 // What stands in files of the shared cache, and URIs.
-#include "thumbnailer/FileUri.h"
+#include "Base/Core/FileUri.h"
 #include "thumbnailer/PngFile.h"
 
 #include <cstdlib>
