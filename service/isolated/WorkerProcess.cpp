@@ -73,9 +73,8 @@ Result<void> WorkerProcess::awaitReady(Channel::Clock::duration patience)
 
 void WorkerProcess::placeCall(bool mayBeShort)
 {
-    // Twice what a song with a large cover takes: so long, at most, two such calls may share a processor while another
-    // has nothing to do.
-    constexpr std::chrono::milliseconds Short { 3 };
+    // Several times what reading tags takes, and less than any picture.
+    constexpr std::chrono::microseconds Short { 300 };
     const bool isShort = mayBeShort && m_kind == WorkerKind::Light && m_lastCall < Short;
     int processor = isShort ? sched_getcpu() : AnyProcessor;
     if (processor == m_processor || processor >= CPU_SETSIZE)

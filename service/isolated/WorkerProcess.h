@@ -23,8 +23,8 @@ public:
 
     /// Where the next call runs: a short one on the processor of this thread, which waits for it, so that nobody has to
     /// wake another (in a virtual machine that takes longer than reading a file); any other one where there is room.
-    /// After a call that took long the next one is not expected to be short, and none of a media worker is: the threads
-    /// that FFmpeg starts would stay on that one processor.
+    /// After a call that took long the next one, of a song with a cover as well, is not expected to be short, and none
+    /// of a media worker is: the threads that FFmpeg starts would stay on that one processor.
     void placeCall(bool mayBeShort);
     /// Lets the next call have so much processor time. Says so to the system only when calls may have used up a part of
     /// it that anybody would notice: that takes as long as reading a file.

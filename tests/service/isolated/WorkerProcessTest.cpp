@@ -85,10 +85,10 @@ TEST_F(PlacingCalls, AShortOneRunsWhereItsCallerWaits)
 TEST_F(PlacingCalls, BehindALongOneTheNextIsNotExpectedToBeShort)
 {
     auto worker = start(WorkerKind::Light);
-    worker->callTook(10ms);
+    worker->callTook(1ms);
     worker->placeCall(true);
     expectAnywhere(*worker);
-    worker->callTook(1ms);
+    worker->callTook(10us);
     StayingHere stay;
     worker->placeCall(true);
     expectHere(*worker, stay);
