@@ -292,6 +292,7 @@ Result<void> AudioFileWriter::flushPackets()
 // The header's size is known only now, and it comes first: the packets make room.
 Result<void> AudioFileWriter::writeHeader()
 {
+    m_track.moreRoom = m_file->metadataRoom();
     Bytes header = m4aHeader(m_track);
     MV_TRY_VOID(withStatus(m_file->moveUp(m_fileSize, header.size())));
     MV_TRY_VOID(withStatus(m_file->writeAt(0, header)));

@@ -344,7 +344,7 @@ private:
     void freeSpace()
     {
         Box box(m_out, "free");
-        writer().zeros(M4aMetadataRoom - 8);
+        writer().zeros(std::size_t { M4aMetadataRoom } + m_track.moreRoom - 8);
     }
     void mediaDataHeader()
     {

@@ -16,6 +16,7 @@ struct M4aTrack {
     std::uint32_t framesPerPacket = 0;
     std::uint64_t primingFrames = 0; ///< decoded before the first frame that is to be heard
     std::uint64_t frames = 0; ///< to be heard
+    std::uint32_t moreRoom = 0; ///< bytes of room for metadata beside M4aMetadataRoom
     std::vector<std::uint32_t> packetSizes; ///< bytes, in order; the packets lie without gaps
 };
 

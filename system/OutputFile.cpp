@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/random.h>
@@ -53,28 +54,31 @@ std::string hiddenNameFor(const std::string& name)
 /// The new content in its folder, nameless or hidden.
 class HiddenFile final : public OutputFile {
 public:
-    static Result<std::unique_ptr<OutputFile>> create(const Path& target);
+    static Result<std::unique_ptr<OutputFile>> create(const Path& target, bool replaces);
     ~HiddenFile() override;
 
     Result<void> commit() override;
 
 private:
-    HiddenFile(UniqueFd folder, UniqueFd content, std::string name, std::string hiddenName)
+    HiddenFile(UniqueFd folder, UniqueFd content, std::string name, std::string hiddenName, bool replaces)
         : OutputFile(std::move(content))
         , m_folder(std::move(folder))
         , m_name(std::move(name))
         , m_hiddenName(std::move(hiddenName))
+        , m_replaces(replaces)
     {
     }
     bool link(const std::string& name) const;
     Result<void> giveHiddenName();
+    Result<void> takeFreeName();
 
     UniqueFd m_folder;
     std::string m_name; // in the folder
     std::string m_hiddenName; // empty while the file has none
+    bool m_replaces; // what has the name
 };
 
-Result<std::unique_ptr<OutputFile>> HiddenFile::create(const Path& target)
+Result<std::unique_ptr<OutputFile>> HiddenFile::create(const Path& target, bool replaces)
 {
     std::string name(target.lastPathComponent());
     std::string directory(target.directory());
@@ -94,7 +98,7 @@ Result<std::unique_ptr<OutputFile>> HiddenFile::create(const Path& target)
     if (!content)
         return systemError(errno, "cannot create a file");
     return std::unique_ptr<OutputFile>(
-        new HiddenFile(std::move(folder), std::move(content), std::move(name), std::move(hiddenName)));
+        new HiddenFile(std::move(folder), std::move(content), std::move(name), std::move(hiddenName), replaces));
 }
 
 HiddenFile::~HiddenFile()
@@ -120,8 +124,28 @@ Result<void> HiddenFile::giveHiddenName()
     return {};
 }
 
+/// A link never takes the place of anything.
+Result<void> HiddenFile::takeFreeName()
+{
+    bool isLinked = m_hiddenName.empty()
+        ? link(m_name)
+        : linkat(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str(), 0) == 0;
+    if (isLinked)
+        return {};
+    // File systems without hard links have no nameless files either.
+    bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
+    if (m_hiddenName.empty() || !hasNoLinks)
+        return systemError(errno, "cannot name the file");
+    if (renameat2(m_folder.get(), m_hiddenName.c_str(), m_folder.get(), m_name.c_str(), RENAME_NOREPLACE) != 0)
+        return systemError(errno, "cannot name the file");
+    m_hiddenName.clear();
+    return {};
+}
+
 Result<void> HiddenFile::commit()
 {
+    if (!m_replaces)
+        return takeFreeName();
     struct stat old { };
     bool replaces = fstatat(m_folder.get(), m_name.c_str(), &old, 0) == 0;
     if (replaces) {
@@ -148,7 +172,14 @@ Result<std::unique_ptr<OutputFile>> OutputFile::create(const Path& path)
     if (path.isNil() || path.text().empty() || path.text().ends_with('/'))
         return systemError(ENOENT, "no file to write to");
     MV_TRY_VOID(refuseWhatIsNoFile(path));
-    return HiddenFile::create(resolved(path));
+    return HiddenFile::create(resolved(path), true);
+}
+
+Result<std::unique_ptr<OutputFile>> OutputFile::createNew(const Path& path)
+{
+    if (path.isNil() || path.text().empty() || path.text().ends_with('/'))
+        return systemError(ENOENT, "no file to write to");
+    return HiddenFile::create(path, false);
 }
 
 Result<void> OutputFile::writeAt(std::uint64_t offset, ByteView bytes)

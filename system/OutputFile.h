@@ -22,6 +22,8 @@ public:
     /// Refuses what could not be written in place either: a folder that is missing or may not be written to, a file
     /// of the name that may not be written to or is no regular file. A symbolic link is followed.
     static Result<std::unique_ptr<OutputFile>> create(const Path& path);
+    /// The same for a name that is free: commit() fails with EEXIST where it is not any more.
+    static Result<std::unique_ptr<OutputFile>> createNew(const Path& path);
 
     virtual ~OutputFile() = default;
     OutputFile(const OutputFile&) = delete;
@@ -38,6 +40,10 @@ public:
     /// Gives the file its name, replacing what had it; mode and, where permitted, owner of that file are kept.
     /// Nothing may be written afterwards.
     virtual Result<void> commit() = 0;
+
+    /// Bytes that whoever writes is to leave free for metadata, beside what such files always have: of a file that
+    /// commit() puts some into.
+    virtual std::uint32_t metadataRoom() const { return 0; }
 
     /// For whoever writes; stays this object's.
     int fd() const { return m_content.get(); }

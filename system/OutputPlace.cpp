@@ -25,7 +25,7 @@ bool makeEmpty(int fd)
     return fstat(fd, &facts) == 0 && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
 }
 
-class PlaceInFolder final : public OutputPlace {
+class PlaceInFolder : public OutputPlace {
 public:
     explicit PlaceInFolder(const Path& path)
         : OutputPlace(path)
@@ -38,6 +38,12 @@ public:
     Result<std::unique_ptr<OutputFile>> create() override { return OutputFile::create(path()); }
     UniqueFd openDescriptorInPlace(const OpenedFile& input) override;
     std::unique_ptr<EditableFile> edit() override { return EditableFile::at(path()); }
+};
+
+class FreeName final : public PlaceInFolder {
+public:
+    using PlaceInFolder::PlaceInFolder;
+    Result<std::unique_ptr<OutputFile>> create() override { return OutputFile::createNew(path()); }
 };
 
 bool PlaceInFolder::canHoldFile() const
@@ -69,6 +75,8 @@ UniqueFd PlaceInFolder::openDescriptorInPlace(const OpenedFile& input)
 } // namespace
 
 std::shared_ptr<OutputPlace> OutputPlace::at(const Path& path) { return std::make_shared<PlaceInFolder>(path); }
+
+std::shared_ptr<OutputPlace> OutputPlace::atFreeName(const Path& path) { return std::make_shared<FreeName>(path); }
 
 std::unique_ptr<FileInPlace> OutputPlace::openInPlace(const OpenedFile& input)
 {

@@ -14,6 +14,8 @@ class OutputPlace {
 public:
     /// The place of that path. A nil one has no room for a file.
     static std::shared_ptr<OutputPlace> at(const Path& path);
+    /// The same for a name that is free: what create() makes does not take the place of what is there by then.
+    static std::shared_ptr<OutputPlace> atFreeName(const Path& path);
 
     virtual ~OutputPlace() = default;
     OutputPlace(const OutputPlace&) = delete;

@@ -90,6 +90,26 @@ TEST_F(OutputFileTest, ReplacesALinkThatLeadsNowhere)
     EXPECT_EQ(files(), 1u);
 }
 
+TEST_F(OutputFileTest, ANewOneDoesNotReplaceWhatHasComeMeanwhile)
+{
+    auto file = OutputFile::createNew(m_path);
+    ASSERT_TRUE(file.ok());
+    ASSERT_TRUE((*file)->writeAt(0, bytesOf("abc")).ok());
+    m_scratch.write("new.m4a", "older");
+    auto done = (*file)->commit();
+    ASSERT_FALSE(done.ok());
+    EXPECT_EQ(done.error().code, EEXIST);
+    EXPECT_EQ(charsOf(readFile(m_path)), "older");
+    fs::remove(m_path);
+    fs::create_symlink("nowhere", m_path);
+    EXPECT_FALSE((*file)->commit().ok()) << "a link has the name, too";
+    fs::remove(m_path);
+    EXPECT_TRUE((*file)->commit().ok());
+    EXPECT_EQ(charsOf(readFile(m_path)), "abc");
+    file->reset();
+    EXPECT_EQ(files(), 1u);
+}
+
 TEST_F(OutputFileTest, LeavesNothingUncommitted)
 {
     m_scratch.write("new.m4a", "older");
