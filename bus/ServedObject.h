@@ -60,6 +60,8 @@ public:
     virtual std::span<const ServedInterface> interfaces() const = 0;
     /// Where a service serves it when it is the root object.
     virtual const char* rootPath() const { return "/"; }
+    /// Where it is served when it is handed out to a client; a number is put behind that.
+    virtual const char* clientFolder() const { return "/info"; }
 
     /// Where the object is served; set by the host while it is.
     ObjectHost* host = nullptr;
@@ -84,6 +86,8 @@ public:
     /// Answers a call that was kept open; nothing where its client has left. From any thread: `pack` runs on the
     /// serving thread.
     virtual void answer(CallNumber /*call*/, PackAnswer /*pack*/) { }
+    /// Has `work` done on the serving thread, soon. From any thread.
+    virtual void post(std::function<void()> /*work*/) { }
 };
 
 /// Serves the object's interfaces at a path of the host's connection for as long as the slots live. Zero, or a negative

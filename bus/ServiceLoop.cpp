@@ -197,7 +197,7 @@ std::string ServiceLoop::serveForClient(std::unique_ptr<ServedObject> object, co
     TurnTaken turn(threadBusTurn());
     if (!watchClient(client))
         return "/";
-    std::string path = formatText("/info/%llu", static_cast<unsigned long long>(m_nextObject++));
+    std::string path = formatText("%s/%llu", object->clientFolder(), static_cast<unsigned long long>(m_nextObject++));
     ClientObject entry { std::move(object), {}, client, begin(Activity::Kind::Client) };
     if (serveAt(*this, path.c_str(), *entry.object, entry.slots) < 0)
         return "/";

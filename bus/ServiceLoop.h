@@ -40,6 +40,7 @@ public:
     ServedObject* objectAt(const std::string& path) const override;
     CallNumber keepOpen(sd_bus_message* request, std::function<void()> dropped) override;
     void answer(CallNumber call, PackAnswer pack) override MV_EXCLUDES(m_lock);
+    void post(std::function<void()> work) override MV_EXCLUDES(m_lock);
 
 private:
     struct ClientObject {
@@ -76,7 +77,6 @@ private:
     /// The same as long as calls are open.
     bool finishOpenCalls();
     void runPosted() MV_EXCLUDES(m_lock);
-    void post(std::function<void()> work) MV_EXCLUDES(m_lock);
     bool watchClient(const std::string& client);
     void clientLeft(const std::string& client);
     void removeObject(const std::string& path);

@@ -44,6 +44,8 @@ public:
     std::pair<double, double> realPair();
     /// A structure of a string and an integer.
     std::pair<std::string, std::int32_t> stringAndInteger();
+    /// A structure of two strings.
+    std::pair<std::string, std::string> stringPair();
     /// a{sv}. Integers of every type are taken: what fits 32 bits becomes a 32-bit value, the rest a 64-bit one. What
     /// is of no kind that records have (lists, dictionaries, structures, paths, descriptors) becomes an OtherKind.
     Record record();
@@ -113,6 +115,7 @@ public:
     std::size_t written() const { return m_bytes; }
     WireWriter& path(const Path& path) { return string(path.text()); }
     WireWriter& realPair(double first, double second);
+    WireWriter& stringPair(std::string_view first, std::string_view second);
     WireWriter& stringAndInteger(std::string_view text, std::int32_t number);
     WireWriter& record(const Record& record);
     WireWriter& optionalRecord(const std::optional<Record>& record);

@@ -109,6 +109,15 @@ std::pair<double, double> WireReader::realPair()
     return { first, second };
 }
 
+std::pair<std::string, std::string> WireReader::stringPair()
+{
+    enter('r', "ss");
+    std::string first = string();
+    std::string second = string();
+    leave();
+    return { std::move(first), std::move(second) };
+}
+
 std::pair<std::string, std::int32_t> WireReader::stringAndInteger()
 {
     enter('r', "si");

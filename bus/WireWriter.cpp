@@ -147,6 +147,14 @@ WireWriter& WireWriter::realPair(double first, double second)
     return *this;
 }
 
+WireWriter& WireWriter::stringPair(std::string_view first, std::string_view second)
+{
+    open('r', "ss");
+    string(first).string(second);
+    close();
+    return *this;
+}
+
 WireWriter& WireWriter::stringAndInteger(std::string_view text, std::int32_t number)
 {
     open('r', "si");
