@@ -247,14 +247,19 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
     WritingBroker broker(loan->worker->channel(), std::move(job), parts, soon);
     loan->worker->allowProcessorTime(isTag ? ReadingProcessorTime : AnyProcessorTime);
     static_cast<void>(loan->worker->program().limitFileBytes(broker.fileBytes()));
-    auto answer = converse(talk, broker, isTag ? soon : whileItWorks(talk, broker));
+    auto answer = [&] {
+        std::stop_callback end(parts.stop, [&loan] { loan->worker->program().kill(); });
+        return converse(talk, broker, isTag ? soon : whileItWorks(talk, broker));
+    }();
     if (answer && !*answer)
         return std::nullopt;
     talk.writeLog();
     if (answer)
         return std::move(**answer);
-    remember(deed, path, talk.endOf(answer.error()));
-    return broker.answerOfDeath();
+    const WorkerDeath death = talk.endOf(answer.error());
+    if (!parts.stop.stop_requested())
+        remember(deed, path, death);
+    return broker.answerOfDeath(death.blame);
 }
 
 } // namespace mv

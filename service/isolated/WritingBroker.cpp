@@ -3,8 +3,10 @@
 #include "Base/Core/OSStatus.h"
 #include "Base/Core/Text.h"
 #include "service/include/MVAudioEncoderBase.h"
+#include "service/include/MediaErrors.h"
 #include "service/job/FileCode.h"
 #include "service/job/RecordCode.h"
+#include "system/FileContent.h"
 
 #include <algorithm>
 #include <array>
@@ -32,6 +34,7 @@ constexpr unsigned Tag = bitOf(Operation::UpdateTag);
 constexpr unsigned Mp3 = bitOf(Operation::EncodeMp3);
 constexpr unsigned Aac = bitOf(Operation::ConvertToAac);
 constexpr unsigned Export = bitOf(Operation::ExportMovie);
+constexpr unsigned Sound = bitOf(Operation::EncodeSound);
 
 bool isErrorCode(std::int32_t code)
 {
@@ -69,11 +72,11 @@ const WritingBroker::Row* WritingBroker::rowOf(RequestKind kind)
     static constexpr std::array<Row, static_cast<std::size_t>(LastRequestKind)> Rows { {
         { RequestKind::IsWritable, Tag | Aac, &WritingBroker::isWritable },
         { RequestKind::Replace, Tag | Aac, &WritingBroker::replace },
-        { RequestKind::OutputAttributes, Mp3 | Aac | Export, &WritingBroker::outputAttributes },
+        { RequestKind::OutputAttributes, Mp3 | Aac | Export | Sound, &WritingBroker::outputAttributes },
         { RequestKind::CanHoldOutput, Export, &WritingBroker::canHoldOutput },
         { RequestKind::ClearOutput, Mp3 | Export, &WritingBroker::clearOutput },
-        { RequestKind::CreateOutput, Aac | Export, &WritingBroker::createOutput },
-        { RequestKind::CommitOutput, Aac | Export, &WritingBroker::commitOutput },
+        { RequestKind::CreateOutput, Aac | Export | Sound, &WritingBroker::createOutput },
+        { RequestKind::CommitOutput, Aac | Export | Sound, &WritingBroker::commitOutput },
         { RequestKind::OpenOutputInPlace, Mp3, &WritingBroker::openOutputInPlace },
         { RequestKind::EditOutput, Aac, &WritingBroker::editOutput },
         { RequestKind::Started, Mp3, &WritingBroker::started },
@@ -81,7 +84,7 @@ const WritingBroker::Row* WritingBroker::rowOf(RequestKind kind)
         { RequestKind::Progress, Mp3, &WritingBroker::progress },
         { RequestKind::Failed, Mp3, &WritingBroker::failed },
         { RequestKind::Ended, Mp3, &WritingBroker::ended },
-        { RequestKind::ShouldGoOn, Aac | Export, &WritingBroker::shouldGoOn },
+        { RequestKind::ShouldGoOn, Aac | Export | Sound, &WritingBroker::shouldGoOn },
     } };
     const auto* row = std::find_if(Rows.begin(), Rows.end(), [&](const Row& one) { return one.kind == kind; });
     return row == Rows.end() ? nullptr : row;
@@ -163,8 +166,12 @@ Result<WritingAnswer> WritingBroker::checkedAnswer(WritingAnswer answer) const
             return outOfTurn("an answer");
     }
     const auto* status = std::get_if<std::int32_t>(&answer);
-    if (status && *status == noErr && m_job.operation == Operation::ConvertToAac && m_made != Made::Committed)
+    const bool isSound = m_job.operation == Operation::EncodeSound;
+    const bool isNamed = m_job.operation == Operation::ConvertToAac || isSound;
+    if (status && *status == noErr && isNamed && m_made != Made::Committed)
         return outOfTurn("an answer");
+    if (status && isSound && (*status < 0 || *status > static_cast<std::int32_t>(LastMediaErrorKind)))
+        return outOfTurn("an error");
     return answer;
 }
 
@@ -248,10 +255,22 @@ Result<void> WritingBroker::commitOutput(const Request&)
     if (!m_output)
         return outOfTurn("the naming of a file");
     auto output = std::move(m_output);
-    auto done = output->commit();
+    auto done = nameOutput(*output);
     if (done)
         m_made = Made::Committed;
     return reply(replyOfDone(done));
+}
+
+Result<void> WritingBroker::nameOutput(OutputFile& output) const
+{
+    if (m_job.operation == Operation::EncodeSound) {
+        // It may take the place of an older one, which is whole: a name that leads to bytes that have not come to the
+        // disk is worth less.
+        MV_TRY_VOID(syncToDisk(output.fd(), "the new file"));
+        if (m_parts.stop.stop_requested())
+            return Error { Error::Kind::Cancelled, "cancelled" };
+    }
+    return output.commit();
 }
 
 Result<void> WritingBroker::openOutputInPlace(const Request&)
@@ -338,7 +357,7 @@ WritingBroker::Trace WritingBroker::trace() const
     return { facts.st_size, std::int64_t { facts.st_mtim.tv_sec } * 1'000'000'000 + facts.st_mtim.tv_nsec };
 }
 
-WritingAnswer WritingBroker::answerOfDeath()
+WritingAnswer WritingBroker::answerOfDeath(std::optional<PoisonList::Death> how)
 {
     m_output.reset();
     m_written.reset();
@@ -354,6 +373,11 @@ WritingAnswer WritingBroker::answerOfDeath()
     case Operation::ConvertToAac:
     case Operation::ExportMovie:
         return std::int32_t { ioErr };
+    case Operation::EncodeSound: {
+        // What has its name is whole.
+        auto kind = how == PoisonList::Death::Deadline ? MediaErrorKind::TimedOut : MediaErrorKind::Crashed;
+        return m_made == Made::Committed ? std::int32_t { noErr } : static_cast<std::int32_t>(kind);
+    }
     }
     return false;
 }

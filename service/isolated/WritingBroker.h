@@ -3,6 +3,7 @@
 #include "process/Channel.h"
 #include "service/encoder/EncodingRun.h"
 #include "service/include/MVMP4ExporterBase.h"
+#include "service/isolated/PoisonList.h"
 #include "service/isolated/ReplacementTalk.h"
 #include "service/job/Messages.h"
 #include "service/job/Requests.h"
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 
 namespace mv {
 
@@ -23,6 +25,8 @@ struct WritingParts {
     OutputPlace* place = nullptr; ///< of all others
     EncodingListener* listener = nullptr; ///< of EncodeMp3
     MVMP4ExporterDelegate* delegate = nullptr;
+    /// Of EncodeSound: once it is requested nothing is named any more, and the worker is ended.
+    std::stop_token stop {};
 };
 
 /// Stands between one writing job in a worker and what it works on. The worker asks for steps, and each is done here
@@ -60,7 +64,8 @@ public:
 
     /// What the call gives whose worker is gone, whatever it was doing; to be asked once, after the last serve(). Tells
     /// an encoder's listener what it has not heard yet, and leaves of the output what a failed job leaves.
-    WritingAnswer answerOfDeath();
+    /// `how` it ended, where that is known.
+    WritingAnswer answerOfDeath(std::optional<PoisonList::Death> how = {});
 
 private:
     struct Row;
@@ -78,6 +83,7 @@ private:
     Result<void> clearOutput(const Request& request);
     Result<void> createOutput(const Request& request);
     Result<void> commitOutput(const Request& request);
+    Result<void> nameOutput(OutputFile& output) const;
     Result<void> openOutputInPlace(const Request& request);
     Result<void> editOutput(const Request& request);
     Result<void> started(const Request& request);

@@ -15,6 +15,10 @@ constexpr std::string_view Output = "output";
 constexpr std::string_view BitRate = "bitrate";
 constexpr std::string_view HasDelegate = "delegate";
 constexpr std::string_view DebugLevel = "debug";
+constexpr std::string_view Format = "format";
+constexpr std::string_view Variable = "vbr";
+constexpr std::string_view Quality = "quality";
+constexpr std::string_view Tags = "tags";
 
 // The kinds of answers, as their first byte.
 constexpr std::uint8_t Flag = 3;
@@ -26,6 +30,32 @@ Error wrong(const char* what) { return { Error::Kind::Format, formatText("a writ
 bool givesFlag(WritingOperation operation)
 {
     return operation == WritingOperation::UpdateTag || operation == WritingOperation::EncodeMp3;
+}
+
+void setEncoding(Record& facts, const EncodingWish& wish)
+{
+    facts.set(Format, static_cast<std::int32_t>(wish.format));
+    facts.set(BitRate, static_cast<std::int32_t>(wish.bitrate));
+    facts.set(Variable, wish.vbr);
+    facts.set(Quality, static_cast<std::int32_t>(wish.quality));
+    facts.set(Tags, wish.tags);
+}
+
+template <class Enum> bool isOneOf(std::int32_t number, Enum last)
+{
+    return number >= 1 && number <= static_cast<std::int32_t>(last);
+}
+
+Result<EncodingWish> encodingIn(const Record& facts)
+{
+    std::int32_t format = facts.integer(Format).value_or(0);
+    std::int32_t quality = facts.integer(Quality).value_or(0);
+    std::int32_t bitrate = facts.integer(BitRate).value_or(0);
+    if (!isOneOf(format, LastSoundFormat) || !isOneOf(quality, LastEncodingQuality) || bitrate < 0)
+        return wrong("no such encoding");
+    return EncodingWish { static_cast<SoundFormat>(format), static_cast<std::uint32_t>(bitrate),
+        facts.boolean(Variable).value_or(false), static_cast<EncodingQuality>(quality),
+        facts.boolean(Tags).value_or(false) };
 }
 
 class AnswerEncoder {
@@ -68,6 +98,8 @@ Bytes encodeWritingJob(const WritingJob& job)
 {
     Record facts { { Operation, static_cast<std::int32_t>(job.operation) }, { BitRate, job.bitrate },
         { HasDelegate, job.hasDelegate }, { DebugLevel, job.debugLevel } };
+    if (job.operation == WritingOperation::EncodeSound)
+        setEncoding(facts, job.encoding);
     setPath(facts, Output, job.output);
     setFile(facts, job.file);
     Bytes front;
@@ -88,9 +120,14 @@ Result<WritingJob> decodeWritingJob(ByteView bytes, UniqueFd content)
     std::int32_t operation = facts.integer(Operation).value_or(0);
     if (operation < 1 || operation > static_cast<std::int32_t>(LastWritingOperation))
         return wrong("no operation");
+    EncodingWish encoding;
+    if (static_cast<WritingOperation>(operation) == WritingOperation::EncodeSound) {
+        MV_TRY(wish, encodingIn(facts));
+        encoding = wish;
+    }
     return WritingJob { static_cast<WritingOperation>(operation), fileOf(facts, std::move(content)),
         pathOf(facts, Output), std::move(record), facts.integer(BitRate).value_or(0),
-        facts.boolean(HasDelegate).value_or(false), facts.integer(DebugLevel).value_or(0) };
+        facts.boolean(HasDelegate).value_or(false), facts.integer(DebugLevel).value_or(0), encoding };
 }
 
 Bytes encodeWritingAnswer(const WritingAnswer& answer)

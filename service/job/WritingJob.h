@@ -2,6 +2,7 @@
 
 #include "Base/Core/Handle.h"
 #include "Base/Media/Record.h"
+#include "service/include/EncodingWish.h"
 #include "service/job/RaisedException.h"
 #include "system/OpenedFile.h"
 
@@ -17,8 +18,9 @@ enum class WritingOperation : std::uint8_t {
     EncodeMp3,
     ConvertToAac,
     ExportMovie,
+    EncodeSound, ///< for the interface for new programs: to any format, with the tags
 };
-inline constexpr WritingOperation LastWritingOperation = WritingOperation::ExportMovie;
+inline constexpr WritingOperation LastWritingOperation = WritingOperation::EncodeSound;
 
 /// One call.
 struct WritingJob {
@@ -29,6 +31,7 @@ struct WritingJob {
     std::int32_t bitrate = 0; ///< of a conversion
     bool hasDelegate = false; ///< of a conversion and an export
     int debugLevel = 0; ///< the process that runs the job has no settings of its own
+    EncodingWish encoding {}; ///< of EncodeSound
 };
 
 /// A job as bytes; the file's content, where it has one, goes beside them as a descriptor.
@@ -36,7 +39,8 @@ Bytes encodeWritingJob(const WritingJob& job);
 /// The same job, with `content` as its file's. Format for bytes that encodeWritingJob does not write.
 Result<WritingJob> decodeWritingJob(ByteView bytes, UniqueFd content);
 
-/// What an operation gave: whether it went well (tags, MP3), an OSStatus (conversions, exports), or an exception.
+/// What an operation gave: whether it went well (tags, MP3), an OSStatus (conversions, exports), the number of a
+/// MediaErrorKind or 0 (EncodeSound), or an exception.
 using WritingAnswer = std::variant<bool, std::int32_t, RaisedException>;
 
 Bytes encodeWritingAnswer(const WritingAnswer& answer);

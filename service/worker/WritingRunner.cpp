@@ -1,6 +1,7 @@
 #include "service/worker/WritingRunner.h"
 
 #include "Base/Core/NSException.h"
+#include "service/encoding/SoundEncoding.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/transcode/Mp3EncodingJob.h"
@@ -35,6 +36,13 @@ std::int32_t exportOrConvert(const WritingJob& job, HostLink& host)
         : exporter.convertToAacWithDelegateFromPathToMp4PathBitrate(delegate, job.file, place, job.bitrate);
 }
 
+std::int32_t encodeAny(const WritingJob& job, HostLink& host)
+{
+    RemoteDelegate progress(host);
+    auto problem = encodeSound(job.file, job.encoding, std::make_shared<RemotePlace>(host, job.output), progress);
+    return problem ? static_cast<std::int32_t>(*problem) : 0;
+}
+
 WritingAnswer answerOf(const WritingJob& job, HostLink& host)
 {
     switch (job.operation) {
@@ -45,6 +53,8 @@ WritingAnswer answerOf(const WritingJob& job, HostLink& host)
     case WritingOperation::ConvertToAac:
     case WritingOperation::ExportMovie:
         return exportOrConvert(job, host);
+    case WritingOperation::EncodeSound:
+        return encodeAny(job, host);
     }
     return false;
 }

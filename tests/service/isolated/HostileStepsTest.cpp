@@ -1,3 +1,4 @@
+#include "service/include/MediaErrors.h"
 #include "tests/service/isolated/HostileWorkerTest.h"
 
 #include <cmath>
@@ -13,8 +14,8 @@ using Kind = RequestKind;
 using Operation = WritingOperation;
 using testing::ElementsAre;
 
-constexpr Operation Operations[]
-    = { Operation::UpdateTag, Operation::EncodeMp3, Operation::ConvertToAac, Operation::ExportMovie };
+constexpr Operation Operations[] = { Operation::UpdateTag, Operation::EncodeMp3, Operation::ConvertToAac,
+    Operation::ExportMovie, Operation::EncodeSound };
 
 TEST_F(HostileWorkerTest, MessagesThatNoWorkerSendsAreRefused)
 {
@@ -104,6 +105,10 @@ TEST_F(HostileWorkerTest, StepsHaveTheirTurn)
         { "progress after the end", Operation::EncodeMp3, { open, start, end, request(Kind::Progress, 0, 5) } },
         { "a question after the end", Operation::EncodeMp3, { open, start, end, stop } },
         { "cleared though nobody stopped it", Operation::EncodeMp3, { open, start, stop, clear } },
+        { "an encoding made twice", Operation::EncodeSound, { create, create } },
+        { "an encoding named before it is made", Operation::EncodeSound, { commit } },
+        { "an encoding named twice", Operation::EncodeSound, { create, commit, commit } },
+        { "an encoding's percent above all", Operation::EncodeSound, { request(Kind::ShouldGoOn, 101) } },
         { "percent below none", Operation::ExportMovie, { request(Kind::ShouldGoOn, -1) } },
         { "percent above all", Operation::ExportMovie, { request(Kind::ShouldGoOn, 101) } },
         { "a message of a replacement", Operation::UpdateTag, { verdict() } },
@@ -207,6 +212,10 @@ TEST_F(HostileWorkerTest, AnswersFitWhatWasDone)
         { Operation::ConvertToAac, { answer(true) } },
         { Operation::ConvertToAac, { answer(noErr) } },
         { Operation::ConvertToAac, { request(Kind::CreateOutput), answer(noErr) } },
+        { Operation::EncodeSound, { answer(noErr) } },
+        { Operation::EncodeSound, { request(Kind::CreateOutput), answer(noErr) } },
+        { Operation::EncodeSound, { answer(std::int32_t { -1 }) } },
+        { Operation::EncodeSound, { answer(static_cast<std::int32_t>(LastMediaErrorKind) + 1) } },
         { Operation::UpdateTag, { { Message::Answer, {} } } },
         { Operation::UpdateTag, { { Message::Answer, { 3, 2 } } } },
         { Operation::UpdateTag, { answer(RaisedException { "Whatever", "reason" }) } },
@@ -237,6 +246,14 @@ TEST_F(HostileWorkerTest, DeathsHaveTheAnswersOfAFailedCall)
         Operation::UpdateTag, { request(Kind::Replace), content({ FileSegment::literal({ 'x' }) }) }, "checking");
     EXPECT_EQ(text(input), "0123456789");
     EXPECT_THAT(names(), ElementsAre("in"));
+    const auto crashed = static_cast<std::int32_t>(MediaErrorKind::Crashed);
+    const Script made { request(Kind::CreateOutput), request(Kind::CommitOutput) };
+    expectService(Operation::EncodeSound, { made.front() }, "an encoding");
+    EXPECT_EQ(afterDeath, WritingAnswer(crashed));
+    EXPECT_THAT(names(), ElementsAre("in"));
+    expectService(Operation::EncodeSound, made, "an encoding that was named");
+    EXPECT_EQ(afterDeath, WritingAnswer(std::int32_t { 0 }));
+    std::filesystem::remove(output);
     for (Operation operation : { Operation::ConvertToAac, Operation::ExportMovie }) {
         scratch.write("out", "older");
         expectService(operation, { request(Kind::CreateOutput) }, "making");

@@ -38,6 +38,19 @@ TEST(WritingJob, ARecordMayHaveMoreThanAServiceGives)
     EXPECT_TRUE(back->output.isNil());
 }
 
+TEST(WritingJob, AnEncodingComesBackAsItIsWished)
+{
+    WritingJob job { .operation = WritingOperation::EncodeSound,
+        .encoding = { SoundFormat::Aac, 96'000, true, EncodingQuality::Best, false } };
+    auto back = decodeWritingJob(encodeWritingJob(job), UniqueFd());
+    ASSERT_TRUE(back.ok());
+    EXPECT_EQ(back->encoding, job.encoding);
+    job.encoding.format = static_cast<SoundFormat>(3);
+    EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
+    job.encoding = { .quality = static_cast<EncodingQuality>(0) };
+    EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
+}
+
 TEST(WritingJob, CutShortOrWithoutAnOperationIsNone)
 {
     Bytes bytes = encodeWritingJob({ .operation = WritingOperation::EncodeMp3, .record = { { "a", 1 } } });
@@ -45,7 +58,7 @@ TEST(WritingJob, CutShortOrWithoutAnOperationIsNone)
         EXPECT_FALSE(decodeWritingJob(ByteView(bytes).first(length), UniqueFd()).ok()) << length;
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob({}), UniqueFd()).ok());
     EXPECT_FALSE(
-        decodeWritingJob(encodeWritingJob({ .operation = static_cast<WritingOperation>(5) }), UniqueFd()).ok());
+        decodeWritingJob(encodeWritingJob({ .operation = static_cast<WritingOperation>(6) }), UniqueFd()).ok());
 }
 
 TEST(WritingJob, AnswersComeBack)
@@ -59,7 +72,8 @@ TEST(WritingJob, AnswersComeBack)
         }
         EXPECT_FALSE(decodeWritingAnswer(operation, encodeWritingAnswer(std::int32_t { 0 })).ok());
     }
-    for (WritingOperation operation : { WritingOperation::ConvertToAac, WritingOperation::ExportMovie }) {
+    for (WritingOperation operation :
+        { WritingOperation::ConvertToAac, WritingOperation::ExportMovie, WritingOperation::EncodeSound }) {
         for (std::int32_t status : { 0, -1, INT32_MIN, INT32_MAX }) {
             auto back = decodeWritingAnswer(operation, encodeWritingAnswer(status));
             ASSERT_TRUE(back.ok());

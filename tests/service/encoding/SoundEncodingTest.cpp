@@ -1,0 +1,130 @@
+#include "service/encoding/SoundEncoding.h"
+
+#include "facts/reading/Describe.h"
+#include "tests/support/Scratch.h"
+#include "tests/support/WaveMaker.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+namespace mv {
+namespace {
+
+/// Hears of progress, and ends a job at some percent.
+class Witness final : public MVMP4ExporterDelegate {
+public:
+    bool MP4ExporterProgress(std::int32_t percent) override
+    {
+        EXPECT_GT(percent, last);
+        last = percent;
+        return percent < stopAt;
+    }
+    std::int32_t last = 0;
+    std::int32_t stopAt = 1000;
+};
+
+/// No file grows beyond it in this process, as on a disk that is full.
+class FewFileBytes {
+public:
+    explicit FewFileBytes(rlim_t bytes)
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit few { bytes, m_before.rlim_max };
+        setrlimit(RLIMIT_FSIZE, &few);
+    }
+    ~FewFileBytes()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FewFileBytes(const FewFileBytes&) = delete;
+    FewFileBytes& operator=(const FewFileBytes&) = delete;
+
+private:
+    rlimit m_before {};
+};
+
+class SoundEncodingTest : public testing::TestWithParam<SoundFormat> {
+protected:
+    std::string wave(double seconds)
+    {
+        test::WaveMaker wave;
+        wave.format(1, 2, 44'100, 16).sound(static_cast<std::size_t>(seconds * 44'100) * 4);
+        return m_folder.write("a.wav", wave.bytes());
+    }
+    std::optional<MediaErrorKind> encode(const std::string& source, const SharedPlace& place)
+    {
+        EncodingWish wish { .format = GetParam() };
+        return encodeSound(OpenedFile::at(Path(source)), wish, place, m_witness);
+    }
+    std::size_t files() const
+    {
+        using std::filesystem::directory_iterator;
+        return static_cast<std::size_t>(std::distance(directory_iterator(m_folder.path()), directory_iterator()));
+    }
+
+    test::ScratchFolder m_folder;
+    Witness m_witness;
+};
+
+INSTANTIATE_TEST_SUITE_P(Every, SoundEncodingTest, testing::Values(SoundFormat::Mp3, SoundFormat::Aac),
+    [](const auto& row) { return std::string(row.param == SoundFormat::Mp3 ? "Mp3" : "Aac"); });
+
+TEST_P(SoundEncodingTest, TellsItsProgress)
+{
+    std::string made = m_folder.file("made");
+    EXPECT_EQ(encode(wave(5), OutputPlace::at(Path(made))), std::nullopt);
+    EXPECT_GT(m_witness.last, 50);
+    auto facts = describe(OpenedFile::at(Path(made)), "", {});
+    ASSERT_TRUE(facts.ok());
+    EXPECT_NEAR(static_cast<double>(*facts->get<std::int64_t>(fact::Length)), 5e6, 1e5);
+}
+
+TEST_P(SoundEncodingTest, MonoStaysMono)
+{
+    test::WaveMaker wave;
+    wave.format(1, 1, 44'100, 16).sound(std::size_t { 44'100 } * 2);
+    std::string made = m_folder.file("made");
+    EXPECT_EQ(encode(m_folder.write("mono.wav", wave.bytes()), OutputPlace::at(Path(made))), std::nullopt);
+    auto facts = describe(OpenedFile::at(Path(made)), "", {});
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(*facts->get<std::uint32_t>(fact::Channels), 1u);
+}
+
+TEST_P(SoundEncodingTest, AFullDiskIsToldAndLeavesTheOlderFile)
+{
+    std::string older = m_folder.write("made", "older");
+    std::string source = wave(20);
+    std::optional<MediaErrorKind> problem;
+    {
+        FewFileBytes few(100'000);
+        problem = encode(source, OutputPlace::at(Path(older)));
+    }
+    EXPECT_EQ(problem, MediaErrorKind::NoSpace);
+    EXPECT_EQ(charsOf(test::readFile(older)), "older");
+    EXPECT_EQ(files(), 2u);
+}
+
+TEST_P(SoundEncodingTest, WhatHasComeToAFreeNameStays)
+{
+    SharedPlace place = OutputPlace::atFreeName(Path(m_folder.file("made")));
+    std::string source = wave(1);
+    m_folder.write("made", "somebody else's");
+    EXPECT_EQ(encode(source, place), MediaErrorKind::Exists);
+    EXPECT_EQ(charsOf(test::readFile(m_folder.file("made"))), "somebody else's");
+    EXPECT_EQ(files(), 2u);
+}
+
+TEST_P(SoundEncodingTest, WhatCannotBeEncoded)
+{
+    EXPECT_EQ(encode(m_folder.write("text.wav", "no sound"), OutputPlace::at(Path(m_folder.file("made")))),
+        MediaErrorKind::Unsupported);
+    EXPECT_EQ(encode(wave(1), OutputPlace::at(Path(m_folder.file("no/made")))), MediaErrorKind::NotFound);
+    EXPECT_EQ(files(), 2u);
+}
+
+} // namespace
+} // namespace mv
