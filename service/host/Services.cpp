@@ -54,7 +54,7 @@ std::vector<ServiceRow> services(WorkerHost& workers, Activity* activity)
         // Before the last, so that whoever has waited for that finds everything. A process that finds the first name
         // taken has not asked for this one.
         { Media1Service, "failed to register Mivo.Media1",
-            [&workers] { return std::make_unique<Media1Adaptor>(workers.pool()); }, false },
+            [&workers, jobHold] { return std::make_unique<Media1Adaptor>(workers, jobHold); }, false },
         { BasicAudioParserService, "failed to register Mivo basicaudio parser",
             describing(workers, ReadingOperation::DescribeAudio) },
     };

@@ -33,6 +33,7 @@ inline constexpr std::array ServiceNames {
 /// The one interface for new programs, beside the nine: what has this name need not have theirs.
 inline constexpr std::string_view Media1Service = "Mivo.Media1";
 inline constexpr const char* Media1Path = "/Mivo/Media1";
+inline constexpr const char* Media1JobsPath = "/Mivo/Media1/jobs"; ///< each has a number below it
 inline constexpr std::uint32_t Media1Version = 1;
 
 /// The suite's crash reporter, which is a service of another process.

@@ -75,7 +75,19 @@ inline constexpr Name DescribeFile = "DescribeFile";
 inline constexpr Name DescribeMany = "DescribeMany";
 inline constexpr Name Thumbnail = "Thumbnail";
 inline constexpr Name ThumbnailFile = "ThumbnailFile";
+inline constexpr Name Encode = "Encode";
 inline constexpr Name Version = "Version";
 } // namespace Media1
+
+namespace Job1 {
+inline constexpr Name Interface = "Mivo.Job1";
+inline constexpr Name Cancel = "Cancel";
+inline constexpr Name Release = "Release";
+inline constexpr Name State = "State";
+inline constexpr Name Progress = "Progress";
+inline constexpr Name Error = "Error";
+inline constexpr Name Source = "Source";
+inline constexpr Name Destination = "Destination";
+} // namespace Job1
 
 } // namespace mv::wire

@@ -1,6 +1,7 @@
 #include "service/media1/MediaService.h"
 
 #include "Base/Core/Text.h"
+#include "service/media1/EncodingRules.h"
 #include "service/media1/HostFacts.h"
 
 #include <algorithm>
@@ -80,6 +81,51 @@ void MediaService::thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller c
             return resultOf<Thumbnail>(std::move(m_workers.run(std::move(job), caller).front()), *shared);
         }));
     });
+}
+
+namespace {
+
+/// A song, or moving pictures with sound.
+bool hasSound(const Facts& facts)
+{
+    const auto* kind = facts.get<std::string>(fact::Kind);
+    return kind && (*kind == "audio" || facts.contains(fact::AudioCodec));
+}
+
+} // namespace
+
+MediaService::SharedJob MediaService::jobFor(
+    EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller)
+{
+    MediaInput input = MediaInput::at(order.source);
+    MediaJob job { MediaOperation::Describe, 0, {}, { input.open() } };
+    if (!format)
+        format = formatOfEnding(order.destination);
+    if (!format)
+        throw MediaError(MediaErrorKind::Unsupported,
+            formatText("The ending of \"%s\" is of no format that is encoded to.",
+                cleanedUtf8(Path(order.destination).lastPathComponent()).c_str()));
+    order.wish.format = *format;
+    checkDestination(order);
+    auto facts = resultOf<Facts>(std::move(m_workers.run(std::move(job), caller).front()), input);
+    if (!hasSound(facts))
+        throw encodingError(MediaErrorKind::Unsupported, order);
+    return std::make_shared<EncodingJob>(std::move(order));
+}
+
+void MediaService::encode(
+    EncodingOrder order, std::optional<SoundFormat> format, MediaCaller caller, Done<SharedJob> done)
+{
+    const std::string client = caller.client;
+    m_queue.add(client, [this, order = std::move(order), format, caller = std::move(caller), done = std::move(done)] {
+        done(answerOf<SharedJob>(
+            MediaInput::at(order.source).shownName(), [&] { return jobFor(order, format, caller); }));
+    });
+}
+
+void MediaService::begin(const SharedJob& job, const std::string& client, std::shared_ptr<void> hold)
+{
+    m_jobs.add(client, [this, job, hold = std::move(hold)] { job->run(m_host); });
 }
 
 /// A call on many files, in batches that end in any order.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "service/isolated/WorkerHost.h"
+#include "service/media1/EncodingJob.h"
 #include "service/media1/FairQueue.h"
 #include "service/media1/MediaInput.h"
 #include "service/media1/MediaWorkers.h"
@@ -23,9 +25,11 @@ public:
     template <class T> using Done = std::function<void(Answer<T>)>;
     using FactsOrError = Answer<Facts>;
 
-    MediaService(WorkerPool& pool, std::size_t cores)
+    MediaService(WorkerHost& workers, std::size_t cores)
         : m_cores(cores)
-        , m_workers(pool)
+        , m_host(workers)
+        , m_workers(workers.pool())
+        , m_jobs(cores)
         , m_queue(cores)
     {
     }
@@ -36,11 +40,23 @@ public:
     void describeMany(std::vector<std::string> paths, MediaCaller caller, Done<std::vector<FactsOrError>> done);
     void thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller caller, Done<Thumbnail> done);
 
+    using SharedJob = std::shared_ptr<EncodingJob>;
+    /// Looks whether the order can be done as far as that shows before it is; `done` is given the job, which is to be
+    /// begun. Where no `format` is told the destination's ending tells it.
+    void encode(EncodingOrder order, std::optional<SoundFormat> format, MediaCaller caller, Done<SharedJob> done);
+    /// Has the job done when its turn has come: as many run as there are cores, clients in turn. They keep no other
+    /// call waiting. `hold` lives until the job has ended.
+    void begin(const SharedJob& job, const std::string& client, std::shared_ptr<void> hold);
+
 private:
     class Many;
 
+    SharedJob jobFor(EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller);
+
     const std::size_t m_cores;
+    WorkerHost& m_host;
     MediaWorkers m_workers;
+    FairQueue m_jobs;
     FairQueue m_queue; // ends first: its work uses the others
 };
 

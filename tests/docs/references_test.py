@@ -132,7 +132,7 @@ class Operations(unittest.TestCase):
                 described[heading.strip("`")] = {name.strip("`"): body.strip().splitlines()[0]
                                                 for name, body in members.items()}
         expected = {name: {member.get("name"): signature(member) for member in one if member.tag in ("method", "signal")}
-                    for name, one in interfaces().items() if name != "Mivo.Media1"}
+                    for name, one in interfaces().items() if name not in ("Mivo.Media1", "Mivo.Job1")}
         self.assertEqual(described, expected)
 
     def test_encoder_attributes(self):
@@ -174,6 +174,13 @@ class Media1(unittest.TestCase):
         expected = {one.get("name"): signature(one) for one in interface("Mivo.Media1").findall("method")}
         self.assertEqual(described, expected)
 
+    def test_job(self):
+        described = {name for row in rows(MEDIA1["Jobs"]) for name in codes(row[0])}
+        job = interface("Mivo.Job1")
+        self.assertEqual(described, {one.get("name") for one in job.findall("property")})
+        for one in job.findall("method"):
+            self.assertIn(f"`{one.get('name')}`", MEDIA1["Jobs"])
+
     def test_facts(self):
         code = source("facts/FactNames.h")
         keys = dict(re.findall(r'string_view (\w+) = "([^"]+)"', code))
@@ -200,7 +207,7 @@ class Wire(unittest.TestCase):
         named = {name for row in rows(DBUS["Names"]) for name in codes(row[1])}
         served = set(interfaces()) - {"Mivo.MVAudioEncoderDelegate", "Mivo.MVMP4ExporterDelegate", "Mivo.MVExifInfo",
                                       "Mivo.NSDistributedNotificationCenter", "Mivo.CrashReporterRemote",
-                                      "Mivo.Media1"}
+                                      "Mivo.Media1", "Mivo.Job1"}
         self.assertEqual(named, served)
 
     def test_errors(self):

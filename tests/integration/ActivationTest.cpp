@@ -1,3 +1,4 @@
+#include "tests/integration/Job1Client.h"
 #include "tests/support/ActivatingBus.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Places.h"
@@ -183,6 +184,30 @@ TEST(Activation, ItLeavesWhenIdleAndIsStartedAgain)
     EXPECT_TRUE(ping(client, kServiceBusNames[8]));
     EXPECT_NE(processOf(client, kServiceBusNames[8]), first);
     EXPECT_EQ(bus.starts(), 2);
+}
+
+TEST(Activation, ItDoesNotLeaveWhileAJobLives)
+{
+    ActivatingBus bus("--idle-exit=1");
+    BusClient client;
+    test::Job1Client jobs(client);
+    test::ScratchFolder folder;
+    std::string running = jobs.begin(folder.write("long.wav", test::waveFile(1200)), folder.file("long.mp3"));
+    std::string ended = jobs.begin(folder.write("a.wav", test::waveFile(1)), folder.file("a.mp3"));
+    EXPECT_EQ(jobs.awaitEnd(ended).state, "done");
+    const std::string media(Media1Service);
+    pid_t first = processOf(client, media);
+    // Nothing but time shows that it would have left.
+    auto isThereAfterAWhile = [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+        return !isGone(first) && client.hasOwner(media);
+    };
+    EXPECT_TRUE(isThereAfterAWhile()) << "one runs";
+    EXPECT_TRUE(jobs.release(running).ok());
+    EXPECT_TRUE(isThereAfterAWhile()) << "one has ended, and may be asked for";
+    EXPECT_EQ(jobs.status(ended).state, "done");
+    EXPECT_TRUE(jobs.release(ended).ok());
+    EXPECT_TRUE(test::eventually([&] { return isGone(first); }));
 }
 
 TEST(Activation, WhileAJobGoesOnAfterQuittingTheNextProcessAnswers)

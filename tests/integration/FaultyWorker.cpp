@@ -77,7 +77,7 @@ void prepareFault()
 
 // ---- What it does to jobs
 
-enum class Moment { None, Job, Plan, Check, Answer };
+enum class Moment { None, Job, Reply, Plan, Check, Answer };
 
 struct Wish {
     Moment moment = Moment::None;
@@ -97,8 +97,9 @@ Wish wishIn(ByteView job)
         --begin;
     std::string_view moment = text.substr(place + Separator.size());
     Wish wish { Moment::None, std::string(text.substr(begin, place - begin)) };
-    for (auto [word, value] : { std::pair("job", Moment::Job), std::pair("plan", Moment::Plan),
-             std::pair("check", Moment::Check), std::pair("answer", Moment::Answer) }) {
+    for (auto [word, value] :
+        { std::pair("job", Moment::Job), std::pair("reply", Moment::Reply), std::pair("plan", Moment::Plan),
+            std::pair("check", Moment::Check), std::pair("answer", Moment::Answer) }) {
         if (moment.starts_with(word))
             wish.moment = value;
     }
@@ -206,6 +207,8 @@ Moment momentOf(const Frame& frame)
     case Message::WritingJob:
     case Message::MediaJob:
         return Moment::Job;
+    case Message::Reply:
+        return Moment::Reply;
     case Message::Plan:
         return Moment::Plan;
     case Message::Check:

@@ -88,14 +88,6 @@ FactTexts readFacts(sd_bus_message* message, Media1Answer& answer)
     return facts;
 }
 
-void putOptions(WireWriter& out, const Media1Options& options)
-{
-    out.list("{sv}", [&] {
-        for (const Media1Option& option : options)
-            out.entry(option.key, option.signature, [&] { option.put(out); });
-    });
-}
-
 void putPaths(WireWriter& out, const std::vector<std::string>& paths)
 {
     out.list("s", [&] {
@@ -122,11 +114,19 @@ Media1Option textOption(std::string key, std::string value)
     return { std::move(key), "s", [value](WireWriter& out) { out.string(value); } };
 }
 
+void putMedia1Options(WireWriter& out, const Media1Options& options)
+{
+    out.list("{sv}", [&] {
+        for (const Media1Option& option : options)
+            out.entry(option.key, option.signature, [&] { option.put(out); });
+    });
+}
+
 Media1Answer Media1Client::call(const char* member, const BusClient::Encode& arguments, const Media1Options& options)
 {
     Answer reply = m_client.call(Name, Media1Path, wire::Media1::Interface, member, [&](WireWriter& out) {
         arguments(out);
-        putOptions(out, options);
+        putMedia1Options(out, options);
     });
     Media1Answer answer;
     answer.error
@@ -185,7 +185,7 @@ void Media1Client::send(BusClient& client, const std::vector<std::string>& paths
     BusMessage message(made);
     WireWriter out(made);
     putPaths(out, paths);
-    putOptions(out, {});
+    putMedia1Options(out, {});
     auto ignored = [](sd_bus_message*, void*, sd_bus_error*) { return 0; };
     ASSERT_GE(sd_bus_call_async(client.bus(), nullptr, made, ignored, nullptr, 0), 0);
     ASSERT_GE(sd_bus_flush(client.bus()), 0);

@@ -44,6 +44,7 @@ struct Media1Option {
 using Media1Options = std::vector<Media1Option>;
 Media1Option flagOption(std::string key, bool value);
 Media1Option textOption(std::string key, std::string value);
+void putMedia1Options(WireWriter& out, const Media1Options& options);
 
 /// The calls of Mivo.Media1, each by a connection of the caller's.
 class Media1Client {

@@ -58,13 +58,9 @@ void writeEntries(WireWriter& out, const Facts& facts)
         out.entry(key, signatureOf(typeOf(value)), [&] { std::visit(ValueWriter(out), value); });
 }
 
-std::string wholeName(const MediaError& error) { return std::string(MediaErrorPrefix).append(nameOf(error.kind())); }
-
-[[noreturn]] void raise(const MediaError& error) { throw BusError(wholeName(error), error.text()); }
-
 void writeError(WireWriter& out, const MediaError& error)
 {
-    writeText(out, "mivo:error", wholeName(error));
+    writeText(out, "mivo:error", wholeNameOf(error));
     writeText(out, "mivo:errorMessage", error.text());
 }
 
@@ -106,6 +102,10 @@ constexpr const char* mimeTypeOf(ThumbnailFormat format)
 
 } // namespace
 
+std::string wholeNameOf(const MediaError& error) { return std::string(MediaErrorPrefix).append(nameOf(error.kind())); }
+
+void raiseOnWire(const MediaError& error) { throw BusError(wholeNameOf(error), error.text()); }
+
 PackAnswer packFacts(MediaService::FactsOrError answer, bool withPictures)
 {
     // What packs an answer is copied on its way. The serving thread is not kept by the writing of pictures.
@@ -117,7 +117,7 @@ PackAnswer packFacts(MediaService::FactsOrError answer, bool withPictures)
     }
     return [shared, files, withPictures](WireWriter& out) {
         if (const auto* error = std::get_if<MediaError>(&*shared))
-            raise(*error);
+            raiseOnWire(*error);
         const Facts& facts = std::get<Facts>(*shared);
         out.list("{sv}", [&] {
             writeEntries(out, facts);
@@ -132,7 +132,7 @@ PackAnswer packManyFacts(MediaService::Answer<std::vector<MediaService::FactsOrE
     auto shared = std::make_shared<decltype(answer)>(std::move(answer));
     return [shared](WireWriter& out) {
         if (const auto* error = std::get_if<MediaError>(&*shared))
-            raise(*error);
+            raiseOnWire(*error);
         out.list("a{sv}", [&] {
             for (const auto& file : std::get<0>(*shared)) {
                 out.list("{sv}", [&] {
@@ -149,7 +149,7 @@ PackAnswer packManyFacts(MediaService::Answer<std::vector<MediaService::FactsOrE
 PackAnswer packThumbnail(MediaService::Answer<Thumbnail> answer, ThumbnailFormat format)
 {
     if (const auto* error = std::get_if<MediaError>(&answer))
-        return [error = *error](WireWriter&) { raise(error); };
+        return [error = *error](WireWriter&) { raiseOnWire(error); };
     const auto& picture = std::get<Thumbnail>(answer);
     auto file = std::make_shared<const PictureFile>(sealedFile(picture.data));
     return [file, width = picture.width, height = picture.height, format](WireWriter& out) {

@@ -13,4 +13,9 @@ PackAnswer packFacts(MediaService::FactsOrError answer, bool withPictures);
 PackAnswer packManyFacts(MediaService::Answer<std::vector<MediaService::FactsOrError>> answer);
 PackAnswer packThumbnail(MediaService::Answer<Thumbnail> answer, ThumbnailFormat format);
 
+/// The error's name on the bus.
+std::string wholeNameOf(const MediaError& error);
+/// Answers a call with it.
+[[noreturn]] void raiseOnWire(const MediaError& error);
+
 } // namespace mv

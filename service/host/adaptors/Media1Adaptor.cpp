@@ -2,7 +2,9 @@
 
 #include "Base/Core/Text.h"
 #include "bus/BusError.h"
+#include "bus/RemoteObject.h"
 #include "service/host/adaptors/FactsOnWire.h"
+#include "service/host/adaptors/Job1Adaptor.h"
 #include "service/include/WireNames.h"
 
 #include <algorithm>
@@ -37,6 +39,8 @@ constexpr sd_bus_vtable Members[] = {
         SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::Thumbnail>, 0),
     SD_BUS_METHOD_WITH_ARGS(wire::Media1::ThumbnailFile, SD_BUS_ARGS("h", file, "s", name, "u", size, "a{sv}", options),
         SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::ThumbnailFile>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::Encode, SD_BUS_ARGS("s", source, "s", destination, "a{sv}", options),
+        SD_BUS_RESULT("o", job), served<&Media1Adaptor::Encode>, 0),
     SD_BUS_PROPERTY(wire::Media1::Version, "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };
@@ -105,6 +109,58 @@ ThumbnailWish thumbnailWish(WireReader& in)
     return wish;
 }
 
+template <class Value> struct Named {
+    std::string_view name;
+    Value value;
+};
+constexpr std::array SoundFormats {
+    Named<SoundFormat> { "mp3", SoundFormat::Mp3 },
+    Named<SoundFormat> { "aac", SoundFormat::Aac },
+};
+constexpr std::array Qualities {
+    Named<EncodingQuality> { "fast", EncodingQuality::Fast },
+    Named<EncodingQuality> { "standard", EncodingQuality::Standard },
+    Named<EncodingQuality> { "best", EncodingQuality::Best },
+};
+
+template <class Rows> auto valueNamed(const Rows& rows, const std::string& name, const char* otherwise)
+{
+    for (const auto& row : rows) {
+        if (row.name == name)
+            return row.value;
+    }
+    failArguments(otherwise);
+}
+
+std::uint32_t encodingBitrate(WireReader& in)
+{
+    std::uint32_t bitrate = in.unsignedInteger();
+    if (bitrate < MinEncodingBitrate || bitrate > MaxEncodingBitrate)
+        failArguments(formatText("a bit rate is from %u to %u", MinEncodingBitrate, MaxEncodingBitrate));
+    return bitrate;
+}
+
+std::optional<SoundFormat> readEncodingOptions(WireReader& in, EncodingOrder& order)
+{
+    std::optional<SoundFormat> format;
+    EncodingWish& wish = order.wish;
+    auto takeFormat = [&](WireReader& value) {
+        format = valueNamed(SoundFormats, value.string(), "a format is \"mp3\" or \"aac\"");
+    };
+    auto takeQuality = [&](WireReader& value) {
+        wish.quality = valueNamed(Qualities, value.string(), "a quality is \"fast\", \"standard\" or \"best\"");
+    };
+    readOptions(in,
+        { { "format", "s", takeFormat }, { "quality", "s", takeQuality },
+            { "bitrate", "u", [&](WireReader& value) { wish.bitrate = encodingBitrate(value); } },
+            { "vbr", "b", [&](WireReader& value) { wish.vbr = value.boolean(); } },
+            { "tags", "b", [&](WireReader& value) { wish.tags = value.boolean(); } },
+            { "replace", "b", [&](WireReader& value) { order.replaces = value.boolean(); } },
+            // Any number is a promise not to use more, and an encoder has one thread.
+            { "cores", "u", [](WireReader& value) { value.unsignedInteger(); } } });
+    return format;
+}
+
 /// A call with a handle holds two descriptors until it is answered. A client that sends calls without waiting must not
 /// leave the process, and with it the other services, without any.
 std::size_t maxOpenHandles()
@@ -115,8 +171,9 @@ std::size_t maxOpenHandles()
 
 } // namespace
 
-Media1Adaptor::Media1Adaptor(WorkerPool& workers)
-    : m_maxHandles(maxOpenHandles())
+Media1Adaptor::Media1Adaptor(WorkerHost& workers, JobHold jobHold)
+    : m_jobHold(std::move(jobHold))
+    , m_maxHandles(maxOpenHandles())
     , m_media(workers, std::max(1u, std::thread::hardware_concurrency()))
 {
 }
@@ -207,6 +264,56 @@ void Media1Adaptor::ThumbnailFile(Call& call)
     UniqueFd file = call.arguments().handle();
     std::string name = call.arguments().string();
     thumbnail(call, MediaInput::handed(std::move(file), std::move(name)));
+}
+
+std::shared_ptr<void> Media1Adaptor::jobShare(const std::string& client)
+{
+    constexpr std::size_t MaxJobs = 1000;
+    std::size_t& jobs = m_jobs[client];
+    if (jobs >= MaxJobs)
+        throw BusError(BusErrorLimitsExceeded, "too many jobs; release those that have ended");
+    ++jobs;
+    return { this, [client](Media1Adaptor* self) {
+                auto mine = self->m_jobs.find(client);
+                if (--mine->second == 0)
+                    self->m_jobs.erase(mine);
+            } };
+}
+
+std::string Media1Adaptor::serveJob(const MediaService::SharedJob& job, const std::string& client)
+{
+    auto object = std::make_unique<Job1Adaptor>(job, jobShare(client));
+    Job1Adaptor& served = *object;
+    std::string path = host->serveForClient(std::move(object), client);
+    if (path == "/")
+        throw BusError(BusErrorFailed, "the job cannot be served");
+    served.publish(path);
+    try {
+        m_media.begin(job, client, m_jobHold ? m_jobHold() : nullptr);
+    } catch (const std::exception&) {
+        host->withdraw(served);
+        throw;
+    }
+    return path;
+}
+
+void Media1Adaptor::Encode(Call& call)
+{
+    EncodingOrder order;
+    order.source = absolute(call.arguments().string());
+    order.destination = absolute(call.arguments().string());
+    auto format = readEncodingOptions(call.arguments(), order);
+    start(call, [&](MediaCaller caller, CallNumber number) {
+        std::string client = caller.client;
+        m_media.encode(std::move(order), format, std::move(caller), [this, number, client](auto answer) {
+            host->answer(number, [this, client, answer](WireWriter& out) {
+                if (const auto* error = std::get_if<MediaError>(&answer))
+                    raiseOnWire(*error);
+                TurnGiven others(threadBusTurn());
+                out.objectPath(serveJob(std::get<MediaService::SharedJob>(answer), client));
+            });
+        });
+    });
 }
 
 } // namespace mv
