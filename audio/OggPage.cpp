@@ -31,16 +31,15 @@ std::uint32_t crc32(std::uint32_t state, ByteView bytes)
     return state;
 }
 
-// Over the page with zeros in the place of the checksum itself.
-std::uint32_t checksumOf(ByteView page)
+} // namespace
+
+std::uint32_t oggChecksum(ByteView page)
 {
     constexpr std::array<std::uint8_t, ChecksumSize> Zeros {};
     std::uint32_t state = crc32(0, page.first(ChecksumOffset));
     state = crc32(state, Zeros);
     return crc32(state, page.subspan(ChecksumOffset + ChecksumSize));
 }
-
-} // namespace
 
 std::optional<OggPage> OggPage::parse(ByteView bytes)
 {
@@ -63,7 +62,7 @@ std::optional<OggPage> OggPage::parse(ByteView bytes)
     if (reader.failed())
         return std::nullopt;
     page.size = reader.position();
-    if (checksumOf(bytes.first(page.size)) != checksum)
+    if (oggChecksum(bytes.first(page.size)) != checksum)
         return std::nullopt;
     return page;
 }

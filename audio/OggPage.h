@@ -26,4 +26,7 @@ struct OggPage {
     static std::optional<OggPage> find(ByteView bytes, std::size_t& from);
 };
 
+/// The checksum of a whole page, whatever stands in the place of its own.
+std::uint32_t oggChecksum(ByteView page);
+
 } // namespace mv

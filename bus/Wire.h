@@ -36,6 +36,10 @@ public:
     UniqueFd handle();
     /// as
     std::vector<std::string> strings();
+    /// ay
+    Bytes bytes();
+    /// g: true for the null object, an empty signature.
+    bool isNullObject();
     /// Whatever has that signature is left out.
     void skip(const std::string& signature);
     /// s, of which the empty one is a nil path.

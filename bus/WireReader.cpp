@@ -88,6 +88,18 @@ std::vector<std::string> WireReader::strings()
     return list;
 }
 
+Bytes WireReader::bytes()
+{
+    const void* data = nullptr;
+    std::size_t size = 0;
+    if (sd_bus_message_read_array(m_message, 'y', &data, &size) < 0)
+        failArguments("data");
+    auto first = static_cast<const std::uint8_t*>(data);
+    return Bytes(first, first + size);
+}
+
+bool WireReader::isNullObject() { return *read<const char*>('g') == '\0'; }
+
 void WireReader::skip(const std::string& signature)
 {
     if (sd_bus_message_skip(m_message, signature.c_str()) < 0)
@@ -184,16 +196,8 @@ struct WireReader::ValueForm {
     Value (*read)(WireReader&);
 
     template <class T, char Type> static Value integer(WireReader& in) { return narrowest(in.read<T>(Type)); }
-    static Value null(WireReader& in) { return *in.read<const char*>('g') ? Value(OtherKind {}) : NullObject {}; }
-    static Value data(WireReader& in)
-    {
-        const void* data = nullptr;
-        std::size_t size = 0;
-        if (sd_bus_message_read_array(in.m_message, 'y', &data, &size) < 0)
-            failArguments("data");
-        auto first = static_cast<const std::uint8_t*>(data);
-        return Bytes(first, first + size);
-    }
+    static Value null(WireReader& in) { return in.isNullObject() ? Value(NullObject {}) : OtherKind {}; }
+    static Value data(WireReader& in) { return in.bytes(); }
 };
 
 Value WireReader::value(const std::string& signature)

@@ -118,9 +118,12 @@ void addDescribed(TagSink& sink, TagField field, ByteView body)
     ByteView description = texts.raw();
     if (field == TagField::Comment && !texts.text(description).empty())
         return;
-    ByteView text = texts.raw();
-    if (!text.empty())
-        texts.addTo(sink, field, text);
+    // Several comments are one frame with zeros between; of lyrics the first counts.
+    do {
+        ByteView text = texts.raw();
+        if (!text.empty())
+            texts.addTo(sink, field, text);
+    } while (field == TagField::Comment && !texts.atEnd());
 }
 
 void addPictureFrame(TagSink& sink, const TagFrame& frame)

@@ -75,6 +75,7 @@ inline constexpr Name DescribeFile = "DescribeFile";
 inline constexpr Name DescribeMany = "DescribeMany";
 inline constexpr Name Thumbnail = "Thumbnail";
 inline constexpr Name ThumbnailFile = "ThumbnailFile";
+inline constexpr Name SetTags = "SetTags";
 inline constexpr Name Encode = "Encode";
 inline constexpr Name Version = "Version";
 } // namespace Media1

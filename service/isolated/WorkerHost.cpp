@@ -5,7 +5,7 @@
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "service/isolated/HostColumns.h"
-#include "service/isolated/WaitBudget.h"
+#include "service/isolated/WritingTalk.h"
 #include "service/job/AnswerCheck.h"
 
 #include <utility>
@@ -87,33 +87,6 @@ AwaitFrame whileItWorks(JobTalk& talk, const WritingBroker& broker)
             return last != before;
         });
     };
-}
-
-/// As long as a call that reads may take, however often the worker says something.
-AwaitFrame within(WaitBudget& budget, JobTalk& talk)
-{
-    return [&budget, &talk] {
-        auto begin = Channel::Clock::now();
-        auto frame = talk.awaitFrame(budget.endFrom(begin));
-        budget.spend(begin, Channel::Clock::now());
-        return frame;
-    };
-}
-
-/// Serves the job until its answer comes. Nothing where it needs another kind of worker, whose lines count then.
-Result<std::optional<WritingAnswer>> converse(JobTalk& talk, WritingBroker& broker, const AwaitFrame& await)
-{
-    MV_TRY_VOID(broker.start());
-    while (true) {
-        MV_TRY(frame, await());
-        if (frame.kind == kindOf(Message::NeedsMedia) && !broker.hasServed())
-            return std::optional<WritingAnswer> {};
-        MV_TRY(answer, broker.serve(frame));
-        if (answer)
-            return answer;
-        if (broker.hasServed())
-            talk.writeLog();
-    }
 }
 
 /// An exception of no family, want of memory above all: what an earlier file has left of the worker may be the reason.
@@ -249,7 +222,7 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
     static_cast<void>(loan->worker->program().limitFileBytes(broker.fileBytes()));
     auto answer = [&] {
         std::stop_callback end(parts.stop, [&loan] { loan->worker->program().kill(); });
-        return converse(talk, broker, isTag ? soon : whileItWorks(talk, broker));
+        return serveToTheEnd(talk, broker, isTag ? soon : whileItWorks(talk, broker));
     }();
     if (answer && !*answer)
         return std::nullopt;

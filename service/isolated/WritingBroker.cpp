@@ -30,7 +30,7 @@ using Operation = WritingOperation;
 
 constexpr unsigned bitOf(Operation operation) { return 1u << static_cast<unsigned>(operation); }
 
-constexpr unsigned Tag = bitOf(Operation::UpdateTag);
+constexpr unsigned Tag = bitOf(Operation::UpdateTag) | bitOf(Operation::SetTags);
 constexpr unsigned Mp3 = bitOf(Operation::EncodeMp3);
 constexpr unsigned Aac = bitOf(Operation::ConvertToAac);
 constexpr unsigned Export = bitOf(Operation::ExportMovie);
@@ -108,7 +108,7 @@ WritingBroker::~WritingBroker() = default;
 
 std::uint64_t WritingBroker::fileBytes() const
 {
-    if (m_job.operation == Operation::UpdateTag)
+    if (changesItsFile(m_job.operation))
         return 0;
     std::int64_t input = m_job.file.attributes() ? m_job.file.attributes()->size : 0;
     return LeastFileBytes + FileBytesForByte * static_cast<std::uint64_t>(std::max<std::int64_t>(input, 0));
@@ -122,7 +122,7 @@ Result<void> WritingBroker::start()
     MV_TRY_VOID(send(Message::WritingJob, encodeWritingJob(m_job), descriptor));
     m_job.record = {};
     // A replacement closes the content by a thread of its own where nobody else holds it.
-    if (m_job.operation == Operation::UpdateTag)
+    if (changesItsFile(m_job.operation))
         m_job.file = OpenedFile(m_job.file.path(), m_job.file.attributes(), Error { Error::Kind::State, "was sent" });
     return {};
 }
@@ -209,6 +209,7 @@ Result<void> WritingBroker::replace(const Request&)
         return *talk.broken();
     }
     m_answer = talk.answer();
+    m_replacement = outcome;
     return m_answer ? Result<void> {} : reply(replyOfOutcome(outcome));
 }
 
@@ -363,6 +364,7 @@ WritingAnswer WritingBroker::answerOfDeath(std::optional<PoisonList::Death> how)
     m_written.reset();
     switch (m_job.operation) {
     case Operation::UpdateTag:
+    case Operation::SetTags:
         return m_job.file.exists();
     case Operation::EncodeMp3:
         if (m_isStopped && !m_isCleared)

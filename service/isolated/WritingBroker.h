@@ -21,7 +21,7 @@ namespace mv {
 /// What a writing job is about, as the caller has it. Which of them an operation needs its name says; the delegate of
 /// a conversion or an export may be null.
 struct WritingParts {
-    EditableFile* file = nullptr; ///< of UpdateTag
+    EditableFile* file = nullptr; ///< of UpdateTag and SetTags
     OutputPlace* place = nullptr; ///< of all others
     EncodingListener* listener = nullptr; ///< of EncodeMp3
     MVMP4ExporterDelegate* delegate = nullptr;
@@ -61,6 +61,9 @@ public:
         bool operator==(const Trace&) const = default;
     };
     Trace trace() const;
+
+    /// What came of the replacement of the file, once there was one.
+    const std::optional<Result<FileReplacement::Outcome>>& replacement() const { return m_replacement; }
 
     /// What the call gives whose worker is gone, whatever it was doing; to be asked once, after the last serve(). Tells
     /// an encoder's listener what it has not heard yet, and leaves of the output what a failed job leaves.
@@ -103,6 +106,7 @@ private:
 
     bool m_hasServed = false;
     std::optional<WritingAnswer> m_answer;
+    std::optional<Result<FileReplacement::Outcome>> m_replacement;
     bool m_isBroken = false; // in the middle of a replacement
 
     EditableFile* m_file; // that IsWritable and Replace speak of; null when it was replaced

@@ -29,7 +29,7 @@ Error wrong(const char* what) { return { Error::Kind::Format, formatText("a writ
 
 bool givesFlag(WritingOperation operation)
 {
-    return operation == WritingOperation::UpdateTag || operation == WritingOperation::EncodeMp3;
+    return changesItsFile(operation) || operation == WritingOperation::EncodeMp3;
 }
 
 void setEncoding(Record& facts, const EncodingWish& wish)

@@ -19,8 +19,18 @@ enum class WritingOperation : std::uint8_t {
     ConvertToAac,
     ExportMovie,
     EncodeSound, ///< for the interface for new programs: to any format, with the tags
+    SetTags,
 };
-inline constexpr WritingOperation LastWritingOperation = WritingOperation::EncodeSound;
+inline constexpr WritingOperation LastWritingOperation = WritingOperation::SetTags;
+
+/// True for what changes the file that it is given, and has nothing else to write into.
+constexpr bool changesItsFile(WritingOperation operation)
+{
+    return operation == WritingOperation::UpdateTag || operation == WritingOperation::SetTags;
+}
+
+/// Of SetTags: the key of a record whose data is as of encodeTagChanges.
+inline constexpr std::string_view TagChangesColumn = "changes";
 
 /// One call.
 struct WritingJob {

@@ -54,19 +54,36 @@ std::size_t bytesOf(const Facts& facts)
 
 } // namespace
 
+Facts MediaService::factsOf(MediaInput input, bool withPictures, const MediaCaller& caller)
+{
+    const auto operation = withPictures ? MediaOperation::DescribeWithPictures : MediaOperation::Describe;
+    MediaJob job { operation, 0, {}, { input.open() } };
+    OpenedFile file = job.files.front();
+    auto facts = resultOf<Facts>(std::move(m_workers.run(std::move(job), caller).front()), input);
+    setHostFacts(facts, file, input.hasPath());
+    return facts;
+}
+
 void MediaService::describe(MediaInput input, bool withPictures, MediaCaller caller, Done<Facts> done)
 {
     // Work is copied on its way.
     auto shared = std::make_shared<MediaInput>(std::move(input));
     const std::string client = caller.client;
     m_queue.add(client, [this, shared, withPictures, caller = std::move(caller), done = std::move(done)] {
-        done(answerOf<Facts>(shared->shownName(), [&] {
-            const auto operation = withPictures ? MediaOperation::DescribeWithPictures : MediaOperation::Describe;
-            MediaJob job { operation, 0, {}, { shared->open() } };
-            OpenedFile file = job.files.front();
-            auto facts = resultOf<Facts>(std::move(m_workers.run(std::move(job), caller).front()), *shared);
-            setHostFacts(facts, file, shared->hasPath());
-            return facts;
+        const std::string name = shared->shownName();
+        done(answerOf<Facts>(name, [&] { return factsOf(std::move(*shared), withPictures, caller); }));
+    });
+}
+
+void MediaService::setTags(std::string path, TagChanges changes, MediaCaller caller, Done<Facts> done)
+{
+    auto shared = std::make_shared<const TagChanges>(std::move(changes));
+    const std::string client = caller.client;
+    m_queue.add(client, [this, path = std::move(path), shared, caller = std::move(caller), done = std::move(done)] {
+        done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
+            Facts before = factsOf(MediaInput::at(path), false, caller);
+            m_tags.write(path, before, *shared, caller);
+            return factsOf(MediaInput::at(path), false, caller);
         }));
     });
 }

@@ -5,6 +5,7 @@
 #include "service/media1/FairQueue.h"
 #include "service/media1/MediaInput.h"
 #include "service/media1/MediaWorkers.h"
+#include "service/media1/TagWriter.h"
 
 #include <functional>
 #include <memory>
@@ -29,6 +30,7 @@ public:
         : m_cores(cores)
         , m_host(workers)
         , m_workers(workers.pool())
+        , m_tags(workers.pool())
         , m_jobs(cores)
         , m_queue(cores)
     {
@@ -39,6 +41,8 @@ public:
     void describe(MediaInput input, bool withPictures, MediaCaller caller, Done<Facts> done);
     void describeMany(std::vector<std::string> paths, MediaCaller caller, Done<std::vector<FactsOrError>> done);
     void thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller caller, Done<Thumbnail> done);
+    /// Gives the facts after it.
+    void setTags(std::string path, TagChanges changes, MediaCaller caller, Done<Facts> done);
 
     using SharedJob = std::shared_ptr<EncodingJob>;
     /// Looks whether the order can be done as far as that shows before it is; `done` is given the job, which is to be
@@ -52,10 +56,12 @@ private:
     class Many;
 
     SharedJob jobFor(EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller);
+    Facts factsOf(MediaInput input, bool withPictures, const MediaCaller& caller);
 
     const std::size_t m_cores;
     WorkerHost& m_host;
     MediaWorkers m_workers;
+    TagWriter m_tags;
     FairQueue m_jobs;
     FairQueue m_queue; // ends first: its work uses the others
 };

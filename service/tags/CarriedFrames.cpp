@@ -14,20 +14,6 @@ namespace {
 
 Bytes copyOf(ByteView bytes) { return { bytes.begin(), bytes.end() }; }
 
-/// A comment's description is empty: nothing, or a byte order mark alone, before its terminator.
-bool isPlainComment(const TagFrame& frame)
-{
-    constexpr std::size_t LanguageEnd = 4;
-    if (frame.id != "COMM" || !frame.readable)
-        return false;
-    if (frame.body.size() <= LanguageEnd)
-        return true;
-    ByteView description = frame.body.subspan(LanguageEnd);
-    std::uint8_t encoding = frame.body[0];
-    std::size_t length = terminatedLength(encoding, description).length;
-    return length == 0 || (isUtf16(encoding) && length == 2 && beginsWithUtf16Mark(description));
-}
-
 /// A text's ASCII characters: what other encodings hold besides falls away.
 std::string asciiText(ByteView content)
 {
@@ -187,6 +173,19 @@ private:
 };
 
 } // namespace
+
+bool isPlainComment(const TagFrame& frame)
+{
+    constexpr std::size_t LanguageEnd = 4;
+    if (frame.id != "COMM" || !frame.readable)
+        return false;
+    if (frame.body.size() <= LanguageEnd)
+        return true;
+    ByteView description = frame.body.subspan(LanguageEnd);
+    std::uint8_t encoding = frame.body[0];
+    std::size_t length = terminatedLength(encoding, description).length;
+    return length == 0 || (isUtf16(encoding) && length == 2 && beginsWithUtf16Mark(description));
+}
 
 std::vector<Id3Frame> carriedFrames(const Id3v2Tag& tag)
 {

@@ -14,4 +14,7 @@ namespace mv {
 /// Where a v2.4 tag also has the v2.3 frames, its own (TDRC, TDOR) go before them, and all people come into one list.
 std::vector<Id3Frame> carriedFrames(const Id3v2Tag& tag);
 
+/// True for a comment whose description is empty: nothing, or a byte order mark alone, before its terminator.
+bool isPlainComment(const TagFrame& frame);
+
 } // namespace mv

@@ -60,13 +60,13 @@ Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::
     return layout;
 }
 
-Bytes tagBytes(ByteView frames, std::uint64_t size)
+Bytes tagBytes(ByteView frames, std::uint64_t size, int version)
 {
     Bytes bytes;
     bytes.reserve(static_cast<std::size_t>(size));
     ByteWriter writer(bytes);
     writer.text("ID3");
-    writer.u8(3);
+    writer.u8(static_cast<std::uint8_t>(version));
     writer.u8(0);
     writer.u8(0); // no unsynchronisation: every player of today skips tags by their size
     syncsafe(writer, size - Id3v2Tag::HeaderSize);

@@ -20,7 +20,7 @@ struct Id3TagLayout {
 /// bounds.
 Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::size_t frameBytes);
 
-/// The tag: header, frames, zeros up to `size`.
-Bytes tagBytes(ByteView frames, std::uint64_t size);
+/// The tag: header, frames of that version, zeros up to `size`.
+Bytes tagBytes(ByteView frames, std::uint64_t size, int version = 3);
 
 } // namespace mv

@@ -90,7 +90,7 @@ Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
     MV_TRY(job, decodeWritingJob(frame.payload, onlyDescriptor(frame)));
     frame.payload = Bytes(); // a record may be large, and is not needed twice
     setDebugLevel(job.debugLevel);
-    if (job.operation != WritingOperation::UpdateTag)
+    if (!changesItsFile(job.operation))
         leaveWithHost(channel.socket());
     HostLink host(channel, [&sender](Message kind, ByteView payload) { return sender.send(kind, payload); });
     return sender.send(Message::Answer, encodeWritingAnswer(runWritingJob(job, host)));

@@ -2,6 +2,7 @@
 
 #include "Base/Core/NSException.h"
 #include "service/encoding/SoundEncoding.h"
+#include "service/tagedit/TagEdit.h"
 #include "service/tags/MediaTag.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/transcode/Mp3EncodingJob.h"
@@ -16,6 +17,19 @@ bool updateTag(const WritingJob& job, HostLink& host)
 {
     RemoteFile file(host, job.file);
     return MediaTag().updateTagWithDictionary(file, job.record);
+}
+
+/// Why it failed the host knows.
+bool setTags(const WritingJob& job, HostLink& host)
+{
+    const Bytes* column = job.record.data(TagChangesColumn);
+    auto changes = decodeTagChanges(column ? *column : Bytes());
+    if (!changes)
+        return false;
+    RemoteFile file(host, job.file);
+    TagEdit edit(*changes, std::string(job.file.path().lastPathComponent()));
+    auto plan = [&](const InputFile& current) { return edit.plan(current); };
+    return file.replace(plan, [&](const InputFile& made) { return edit.check(made); }).ok();
 }
 
 bool encode(const WritingJob& job, HostLink& host)
@@ -48,6 +62,8 @@ WritingAnswer answerOf(const WritingJob& job, HostLink& host)
     switch (job.operation) {
     case WritingOperation::UpdateTag:
         return updateTag(job, host);
+    case WritingOperation::SetTags:
+        return setTags(job, host);
     case WritingOperation::EncodeMp3:
         return encode(job, host);
     case WritingOperation::ConvertToAac:

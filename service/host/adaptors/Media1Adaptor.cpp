@@ -5,6 +5,7 @@
 #include "bus/RemoteObject.h"
 #include "service/host/adaptors/FactsOnWire.h"
 #include "service/host/adaptors/Job1Adaptor.h"
+#include "service/host/adaptors/TagsOnWire.h"
 #include "service/include/WireNames.h"
 
 #include <algorithm>
@@ -41,6 +42,8 @@ constexpr sd_bus_vtable Members[] = {
         SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::ThumbnailFile>, 0),
     SD_BUS_METHOD_WITH_ARGS(wire::Media1::Encode, SD_BUS_ARGS("s", source, "s", destination, "a{sv}", options),
         SD_BUS_RESULT("o", job), served<&Media1Adaptor::Encode>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::SetTags, SD_BUS_ARGS("s", path, "a{sv}", tags, "a{sv}", options),
+        SD_BUS_RESULT("a{sv}", facts), served<&Media1Adaptor::SetTags>, 0),
     SD_BUS_PROPERTY(wire::Media1::Version, "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };
@@ -258,6 +261,17 @@ void Media1Adaptor::thumbnail(Call& call, MediaInput input)
 }
 
 void Media1Adaptor::Thumbnail(Call& call) { thumbnail(call, MediaInput::at(absolute(call.arguments().string()))); }
+
+void Media1Adaptor::SetTags(Call& call)
+{
+    std::string path = absolute(call.arguments().string());
+    TagChanges changes = readTagChanges(call.arguments());
+    readOptions(call.arguments(), {});
+    start(call, [&](MediaCaller caller, CallNumber number) {
+        m_media.setTags(std::move(path), std::move(changes), std::move(caller),
+            [this, number](auto answer) { host->answer(number, packFacts(std::move(answer), false)); });
+    });
+}
 
 void Media1Adaptor::ThumbnailFile(Call& call)
 {

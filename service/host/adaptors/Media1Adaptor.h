@@ -26,6 +26,7 @@ public:
     void DescribeMany(Call& call);
     void Thumbnail(Call& call);
     void ThumbnailFile(Call& call);
+    void SetTags(Call& call);
     void Encode(Call& call);
 
 private:

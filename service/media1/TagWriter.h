@@ -1,0 +1,46 @@
+#pragma once
+
+#include "service/isolated/PoisonList.h"
+#include "service/isolated/WorkerPool.h"
+#include "service/job/TagChanges.h"
+#include "service/media1/MediaWorkers.h"
+#include "system/EditableFile.h"
+#include "system/Mutex.h"
+
+#include <condition_variable>
+#include <set>
+#include <string>
+
+namespace mv {
+
+/// Changes the tags of files. What a file is to hold is planned, and what was made of it looked at, by a closed process
+/// of each change's own, which can write nothing; the file is replaced here, whole or not at all. Changes of one file
+/// take turns. Safe on several threads at once.
+class TagWriter {
+public:
+    explicit TagWriter(WorkerPool& pool)
+        : m_pool(pool)
+    {
+    }
+
+    /// `before` is what the file was described as. Raises a MediaError, and then the file is as it was.
+    void write(const std::string& path, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
+        MV_EXCLUDES(m_lock);
+
+    /// Whether tags of that type of files are written.
+    static bool isWritable(std::string_view mimeType);
+
+private:
+    class Turn;
+
+    void replace(EditableFile& file, const TagChanges& changes, const MediaCaller& caller);
+
+    WorkerPool& m_pool;
+    PoisonList m_crashes;
+    PoisonList m_deadlines;
+    Mutex m_lock;
+    std::condition_variable_any m_changed;
+    std::set<std::string> m_busy MV_GUARDED_BY(m_lock); // the files' own paths
+};
+
+} // namespace mv

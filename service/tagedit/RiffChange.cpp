@@ -1,0 +1,344 @@
+#include "service/tagedit/RiffChange.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Media/TagLimits.h"
+#include "service/tagedit/Id3Change.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <optional>
+
+namespace mv {
+
+namespace {
+
+constexpr std::size_t FormHeader = 12;
+constexpr std::size_t ChunkHeader = 8;
+constexpr std::size_t MaxChunks = 10'000;
+
+struct Chunk {
+    std::uint32_t id = 0;
+    std::uint64_t offset = 0; ///< of its header
+    std::uint64_t size = 0; ///< of its content, as it says
+
+    std::uint64_t content() const { return offset + ChunkHeader; }
+    std::uint64_t contentEnd() const { return content() + size; }
+    /// Behind the byte that makes its size even.
+    std::uint64_t end() const { return contentEnd() + size % 2; }
+};
+
+struct TextRow {
+    TagKey key;
+    std::uint32_t id;
+};
+constexpr std::array InfoRows {
+    TextRow { TagKey::Title, fourCC("INAM") },
+    TextRow { TagKey::Album, fourCC("IPRD") },
+    TextRow { TagKey::Artist, fourCC("IART") },
+    TextRow { TagKey::Comment, fourCC("ICMT") },
+    TextRow { TagKey::Genre, fourCC("IGNR") },
+    TextRow { TagKey::Date, fourCC("ICRD") },
+    TextRow { TagKey::Composer, fourCC("IMUS") },
+    TextRow { TagKey::Track, fourCC("ITRK") },
+    TextRow { TagKey::Track, fourCC("IPRT") },
+    TextRow { TagKey::TrackTotal, fourCC("IFRM") },
+};
+constexpr std::array AiffRows {
+    TextRow { TagKey::Title, fourCC("NAME") },
+    TextRow { TagKey::Artist, fourCC("AUTH") },
+    TextRow { TagKey::Comment, fourCC("ANNO") },
+};
+
+bool isId3(std::uint32_t id) { return id == fourCC("id3 ") || id == fourCC("ID3 "); }
+
+Error unsupported(const char* text) { return { Error::Kind::Unsupported, text }; }
+
+/// Where several values have one place.
+std::string joined(const TagChanges::Values& values)
+{
+    std::string text;
+    for (const std::string& value : values)
+        text += (text.empty() ? "" : "; ") + value;
+    return text;
+}
+
+template <class Rows> const TextRow* namedRow(const Rows& rows, std::uint32_t id, const TagChanges& changes)
+{
+    for (const TextRow& row : rows) {
+        if (row.id == id && changes.isNamed(row.key))
+            return &row;
+    }
+    return nullptr;
+}
+
+class RiffChange {
+public:
+    RiffChange(const ByteSource& file, RiffForm form)
+        : m_file(file)
+        , m_form(form)
+    {
+    }
+
+    Result<void> readChunks()
+    {
+        MV_TRY(front, m_file.bytesAt(0, FormHeader));
+        bool isForm = charsOf(front).starts_with(m_form == RiffForm::Wave ? "RIFF" : "FORM");
+        if (!isForm)
+            return unsupported("files of this kind with 64-bit sizes are not written");
+        std::uint64_t place = FormHeader;
+        while (m_file.size() - std::min(m_file.size(), place) >= ChunkHeader) {
+            if (m_chunks.size() == MaxChunks)
+                return unsupported("this file has more parts than are read");
+            MV_TRY(header, m_file.bytesAt(place, ChunkHeader));
+            ByteReader fields(header);
+            Chunk chunk { fields.u32be(), place, number(fields) };
+            if (chunk.id == 0)
+                break; // zeros behind the last
+            if (chunk.contentEnd() > m_file.size()) {
+                // Whatever came behind it would be a part of it.
+                m_cutOff = chunk;
+                break;
+            }
+            m_chunks.push_back(chunk);
+            place = chunk.end();
+        }
+        m_end = std::min(place, m_file.size());
+        return {};
+    }
+
+    Result<Splices> splices(const TagChanges& changes)
+    {
+        if (m_form == RiffForm::Wave)
+            MV_TRY_VOID(changeInfo(changes));
+        else
+            changeTexts(changes);
+        MV_TRY_VOID(changeId3(changes));
+        if (!m_added.empty())
+            m_splices.push_back({ m_end, 0, padded() });
+        MV_TRY_VOID(setSize());
+        return std::move(m_splices);
+    }
+
+    Result<std::vector<std::uint64_t>> outline() const
+    {
+        std::vector<std::uint64_t> sizes;
+        for (const Chunk& chunk : m_chunks) {
+            MV_TRY(isTag, holdsTag(chunk));
+            if (!isTag)
+                sizes.push_back(chunk.size);
+        }
+        if (m_cutOff)
+            sizes.push_back(m_file.size() - m_cutOff->content());
+        return sizes;
+    }
+
+private:
+    std::uint32_t number(ByteReader& in) const { return m_form == RiffForm::Wave ? in.u32le() : in.u32be(); }
+    void putNumber(ByteWriter& out, std::size_t number) const
+    {
+        auto value = static_cast<std::uint32_t>(number);
+        m_form == RiffForm::Wave ? out.u32le(value) : out.u32be(value);
+    }
+
+    Bytes chunkBytes(std::uint32_t id, ByteView content) const
+    {
+        Bytes bytes;
+        ByteWriter out(bytes);
+        out.u32be(id);
+        putNumber(out, content.size());
+        out.bytes(content);
+        out.zeros(content.size() % 2);
+        return bytes;
+    }
+
+    void replace(const Chunk& chunk, Bytes bytes)
+    {
+        m_splices.push_back({ chunk.offset, std::min(chunk.end(), m_file.size()) - chunk.offset, std::move(bytes) });
+    }
+
+    Result<bool> isInfo(const Chunk& chunk) const
+    {
+        if (chunk.id != fourCC("LIST") || chunk.size < 4)
+            return false;
+        MV_TRY(name, m_file.bytesAt(chunk.content(), 4));
+        return charsOf(name) == "INFO";
+    }
+
+    Result<bool> holdsTag(const Chunk& chunk) const
+    {
+        bool isText = m_form == RiffForm::Aiff
+            && std::any_of(AiffRows.begin(), AiffRows.end(), [&](const TextRow& row) { return row.id == chunk.id; });
+        if (isText || isId3(chunk.id))
+            return true;
+        return m_form == RiffForm::Wave ? isInfo(chunk) : Result<bool>(false);
+    }
+
+    Result<Bytes> contentOf(const Chunk& chunk) const
+    {
+        if (chunk.size > MaxTagBytes)
+            return Error { Error::Kind::Limit, "the tag is larger than tags are read" };
+        return m_file.bytesAt(chunk.content(), chunk.size);
+    }
+
+    /// All lists lose what is named; the first has the new values.
+    Result<void> changeInfo(const TagChanges& changes)
+    {
+        bool isFirst = true;
+        for (const Chunk& chunk : m_chunks) {
+            MV_TRY(is, isInfo(chunk));
+            if (!is)
+                continue;
+            MV_TRY(content, contentOf(chunk));
+            replace(chunk, changedInfo(ByteView(content).subspan(4), changes, std::exchange(isFirst, false)));
+        }
+        if (isFirst)
+            m_added = changedInfo({}, changes, true);
+        return {};
+    }
+
+    /// Nothing where it would be empty.
+    Bytes changedInfo(ByteView list, const TagChanges& changes, bool isFirst) const
+    {
+        Bytes content;
+        ByteWriter out(content);
+        out.text("INFO");
+        std::vector<TagKey> done;
+        ByteReader in(list);
+        while (in.remaining() >= ChunkHeader) {
+            std::uint32_t id = in.u32be();
+            ByteView text = in.take(std::min<std::size_t>(in.u32le(), in.remaining()));
+            in.skip(std::min<std::size_t>(text.size() % 2, in.remaining()));
+            const TextRow* row = namedRow(InfoRows, id, changes);
+            if (!row)
+                out.bytes(chunkBytes(id, text));
+            else if (isFirst)
+                putInfo(out, id, row->key, changes, done);
+        }
+        for (const TextRow& row : InfoRows) {
+            if (isFirst && changes.isNamed(row.key))
+                putInfo(out, row.id, row.key, changes, done);
+        }
+        return content.size() > 4 ? chunkBytes(fourCC("LIST"), content) : Bytes();
+    }
+
+    /// Texts end in a zero.
+    void putInfo(ByteWriter& out, std::uint32_t id, TagKey key, const TagChanges& changes, std::vector<TagKey>& done) const
+    {
+        if (std::find(done.begin(), done.end(), key) != done.end())
+            return;
+        done.push_back(key);
+        std::string text = joined(*changes[key]);
+        if (text.empty())
+            return;
+        text += '\0';
+        out.bytes(chunkBytes(id, bytesOf(text)));
+    }
+
+    /// AIFF's own texts change where they are; the tag has them all.
+    void changeTexts(const TagChanges& changes)
+    {
+        std::vector<TagKey> done;
+        for (const Chunk& chunk : m_chunks) {
+            const TextRow* row = namedRow(AiffRows, chunk.id, changes);
+            if (!row)
+                continue;
+            bool isFirst = std::find(done.begin(), done.end(), row->key) == done.end();
+            std::string text = isFirst ? joined(*changes[row->key]) : std::string();
+            done.push_back(row->key);
+            replace(chunk, text.empty() ? Bytes() : chunkBytes(chunk.id, bytesOf(text)));
+        }
+    }
+
+    Result<void> changeId3(const TagChanges& changes)
+    {
+        bool isThere = false;
+        for (const Chunk& chunk : m_chunks) {
+            if (!isId3(chunk.id))
+                continue;
+            isThere = true;
+            MV_TRY(tags, tagsIn(chunk));
+            MV_TRY(tag, changedId3(tags, changes));
+            Bytes content = id3TagBytes(tag, chunk.size);
+            replace(chunk, content.empty() ? Bytes() : chunkBytes(chunk.id, content));
+        }
+        if (isThere)
+            return {};
+        MV_TRY(tag, changedId3(TagSet {}, changes));
+        if (tag.frames.empty())
+            return {};
+        Bytes chunk = chunkBytes(m_form == RiffForm::Wave ? fourCC("id3 ") : fourCC("ID3 "), id3TagBytes(tag, 0));
+        m_added.insert(m_added.end(), chunk.begin(), chunk.end());
+        return {};
+    }
+
+    Result<TagSet> tagsIn(const Chunk& chunk) const
+    {
+        MV_TRY(content, contentOf(chunk));
+        TagSet tags;
+        auto header = Id3v2Tag::parseHeader(content);
+        if (!header) {
+            bool isEmpty = std::all_of(content.begin(), content.end(), [](std::uint8_t byte) { return byte == 0; });
+            return isEmpty ? Result<TagSet>(std::move(tags)) : unsupported("the present ID3v2 tag cannot be read whole");
+        }
+        auto size = std::min<std::size_t>(header->bodySize, content.size() - Id3v2Tag::HeaderSize);
+        auto begin = content.begin() + Id3v2Tag::HeaderSize;
+        Id3v2Tag tag = Id3v2Tag::parse(*header, chunk.content(), chunk.contentEnd(),
+            Bytes(begin, begin + static_cast<std::ptrdiff_t>(size)), TagSet::MaxBytesUnpacked);
+        if (!tag.complete())
+            return unsupported("the present ID3v2 tag cannot be read whole");
+        tags.prependedTags.push_back(std::move(tag));
+        return tags;
+    }
+
+    /// The last chunk's even byte may be missing at the end of a file.
+    Bytes padded()
+    {
+        bool isOdd = !m_cutOff && !m_chunks.empty() && m_chunks.back().end() > m_file.size();
+        if (isOdd)
+            m_added.insert(m_added.begin(), 0);
+        return std::move(m_added);
+    }
+
+    /// The size in front counts up to the last chunk.
+    Result<void> setSize()
+    {
+        std::uint64_t size = m_cutOff ? m_file.size() : m_end;
+        for (const Splice& splice : m_splices)
+            size += splice.bytes.size() - splice.length;
+        size -= ChunkHeader;
+        if (size > std::numeric_limits<std::uint32_t>::max() - 1)
+            return Error { Error::Kind::Limit, "files of this kind have at most 4 GiB" };
+        Bytes bytes;
+        ByteWriter out(bytes);
+        putNumber(out, size);
+        m_splices.push_back({ 4, 4, std::move(bytes) });
+        return {};
+    }
+
+    const ByteSource& m_file;
+    const RiffForm m_form;
+    std::vector<Chunk> m_chunks;
+    std::optional<Chunk> m_cutOff; // claims more than the file has
+    std::uint64_t m_end = 0; // behind the last whole chunk
+    Splices m_splices;
+    Bytes m_added; // chunks
+};
+
+} // namespace
+
+Result<Splices> riffSplices(const ByteSource& file, RiffForm form, const TagChanges& changes)
+{
+    RiffChange change(file, form);
+    MV_TRY_VOID(change.readChunks());
+    return change.splices(changes);
+}
+
+Result<std::vector<std::uint64_t>> riffOutline(const ByteSource& file, RiffForm form)
+{
+    RiffChange change(file, form);
+    MV_TRY_VOID(change.readChunks());
+    return change.outline();
+}
+
+} // namespace mv

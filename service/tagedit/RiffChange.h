@@ -1,0 +1,26 @@
+#pragma once
+
+#include "service/job/TagChanges.h"
+#include "service/tagedit/Splices.h"
+#include "system/ByteSource.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace mv {
+
+enum class RiffForm {
+    Wave, ///< RIFF, little-endian
+    Aiff, ///< FORM, big-endian
+};
+
+/// What becomes of a WAVE or AIFF file: an ID3 tag in a chunk of its own, and the texts that the form itself has (an INFO
+/// list, which is made where none is; NAME, AUTH and ANNO where they are). Every other chunk keeps its bytes.
+/// Unsupported for files of 64-bit sizes and such whose size was never written, Limit above 4 GiB.
+Result<Splices> riffSplices(const ByteSource& file, RiffForm form, const TagChanges& changes);
+
+/// The size of each chunk that holds no tag, in their order: what a change must not touch. Format where the chunks do
+/// not fill the file's form.
+Result<std::vector<std::uint64_t>> riffOutline(const ByteSource& file, RiffForm form);
+
+} // namespace mv
