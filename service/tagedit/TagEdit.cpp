@@ -34,17 +34,32 @@ TagChanges lastingChanges(const TagChanges& changes)
     return lasting;
 }
 
+/// Whether the segment is what the file has at that place; copies of what is elsewhere are short.
+Result<bool> isAt(const ByteSource& file, std::uint64_t place, const FileSegment& segment)
+{
+    if (segment.isCopy && segment.offset == place)
+        return true;
+    MV_TRY(present, file.bytesAt(place, segment.length));
+    if (!segment.isCopy)
+        return present == segment.bytes;
+    MV_TRY(copied, file.bytesAt(segment.offset, segment.length));
+    return present == copied;
+}
+
 /// A tag that is changed once more stays as it is.
 Result<void> checkSettled(const ByteSource& made, Result<Splices> again)
 {
     if (!again)
         return again.error();
-    for (const Splice& splice : *again) {
-        if (splice.length != splice.bytes.size())
+    MV_TRY(content, splicedContent(made.size(), std::move(*again)));
+    if (lengthOf(content) != made.size())
+        return notReadBack();
+    std::uint64_t place = 0;
+    for (const FileSegment& segment : content) {
+        MV_TRY(isThere, isAt(made, place, segment));
+        if (!isThere)
             return notReadBack();
-        MV_TRY(bytes, made.bytesAt(splice.offset, splice.length));
-        if (bytes != splice.bytes)
-            return notReadBack();
+        place += segment.length;
     }
     return {};
 }
