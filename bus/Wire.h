@@ -94,6 +94,10 @@ public:
     WireWriter& unsignedLongInteger(std::uint64_t value);
     WireWriter& real(double value);
     WireWriter& objectPath(const std::string& path);
+    /// ay
+    WireWriter& bytes(ByteView bytes);
+    /// g, empty.
+    WireWriter& nullObject();
     /// h: the descriptor is copied.
     WireWriter& handle(int descriptor);
     /// An array of `contents`, which `fill` puts in.

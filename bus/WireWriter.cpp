@@ -132,6 +132,20 @@ WireWriter& WireWriter::real(double value)
     return *this;
 }
 
+WireWriter& WireWriter::bytes(ByteView bytes)
+{
+    count(bytes.size());
+    if (int code = sd_bus_message_append_array(m_message, 'y', bytes.data(), bytes.size()); code < 0)
+        throw BusError(BusErrorFailed, formatText("cannot encode data (%d)", code));
+    return *this;
+}
+
+WireWriter& WireWriter::nullObject()
+{
+    basic('g', "");
+    return *this;
+}
+
 WireWriter& WireWriter::objectPath(const std::string& path)
 {
     count(path.size());
@@ -243,11 +257,7 @@ public:
     }
     void operator()(const Bytes& data)
     {
-        m_writer.count(data.size());
-        variant("ay", [&] {
-            if (int code = sd_bus_message_append_array(m_writer.m_message, 'y', data.data(), data.size()); code < 0)
-                throw BusError(BusErrorFailed, formatText("cannot encode data (%d)", code));
-        });
+        variant("ay", [&] { m_writer.bytes(data); });
     }
 
 private:

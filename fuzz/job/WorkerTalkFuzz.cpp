@@ -289,7 +289,7 @@ void writingJob(std::uint8_t kind, ByteView messages)
     Place place(operation, listener, kind & FailsToMake);
     File file;
     WritingBroker broker(worker.host(), { .operation = operation, .file = file.opened() },
-        { .file = operation == WritingOperation::UpdateTag ? &file : nullptr,
+        { .file = changesItsFile(operation) ? &file : nullptr,
             .place = &place,
             .listener = &listener,
             .delegate = kind & HasDelegate ? &delegate : nullptr },

@@ -389,6 +389,34 @@ private:
     std::vector<Frame> m_frames;
 };
 
+/// A tag at the end of a file, whose frames a tag at the front repeats, without what is named.
+Result<Splice> withoutNamed(const ByteSource& file, const Id3v2Tag& tag, const TagChanges& changes)
+{
+    constexpr std::uint8_t HasFooter = 0x10;
+    const TagExtent extent = tag.extent();
+    MV_TRY(bytes, file.bytesAt(extent.offset, extent.size));
+    if (!tag.complete() || !tag.header().hasFooter() || extent.size < tag.header().totalSize())
+        return Error { Error::Kind::Unsupported, "the ID3v2 tag at the end cannot be read whole" };
+    TagChanges removal;
+    for (std::size_t key = 0; key < TagKeyCount; ++key) {
+        if (changes.values[key])
+            removal.values[key] = TagChanges::Values();
+    }
+    TagSet alone;
+    auto body = bytes.begin() + Id3v2Tag::HeaderSize;
+    alone.prependedTags.push_back(Id3v2Tag::parse(tag.header(), extent.offset, file.size(),
+        Bytes(body, body + static_cast<std::ptrdiff_t>(tag.header().bodySize)), TagSet::MaxBytesUnpacked));
+    MV_TRY(left, changedId3(alone, removal));
+    if (left.frames.empty())
+        return Splice { extent.offset, extent.size, {} };
+    bytes = tagBytes(left.frames, Id3v2Tag::HeaderSize + left.frames.size(), left.version);
+    bytes[5] = HasFooter;
+    Bytes footer(bytes.begin(), bytes.begin() + Id3v2Tag::FooterSize);
+    std::copy_n("3DI", 3, footer.begin());
+    bytes.insert(bytes.end(), footer.begin(), footer.end());
+    return Splice { extent.offset, extent.size, std::move(bytes) };
+}
+
 } // namespace
 
 Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes)
@@ -418,6 +446,10 @@ Result<Splices> id3Splices(const ByteSource& file, const TagSet& tags, const Tag
         MV_TRY(layout, layOutTag(file, tags, tag.frames.size()));
         Bytes bytes = layout.newSize > 0 ? tagBytes(tag.frames, layout.newSize, tag.version) : Bytes();
         splices.push_back({ 0, layout.oldSize, std::move(bytes) });
+    }
+    for (const Id3v2Tag& tag : tags.appendedTags) {
+        MV_TRY(splice, withoutNamed(file, tag, changes));
+        splices.push_back(std::move(splice));
     }
     for (const auto& ape : { tags.leadingApe, tags.ape }) {
         if (!ape)

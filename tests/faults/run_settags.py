@@ -122,10 +122,28 @@ def by_ffprobe(path):
     return tags
 
 
+def without_last_tags(path):
+    """What lies before the tags at the end of a file: FFmpeg takes them for a part of the last packet."""
+    with open(path, "rb") as file:
+        data = file.read()
+    while True:
+        if data[-128:-125] == b"TAG":
+            data = data[:-128]
+        elif data[-32:-24] == b"APETAGEX":
+            size, has_header = struct.unpack("<I", data[-20:-16])[0], data[-9] & 0x80
+            data = data[:-size - (32 if has_header else 0)]
+        elif data[-10:-7] == b"3DI":
+            data = data[:-20 - sum(byte << shift for byte, shift in zip(data[-4:], (21, 14, 7, 0)))]
+        else:
+            return data
+
+
 def audio_packets(path):
     """A number of all packets of sound as they are stored, with their times."""
-    run = subprocess.run(["ffmpeg", "-v", "quiet", "-i", path, "-map", "0:a", "-c", "copy", "-f", "framehash", "-hash",
-                          "md5", "-"], capture_output=True)
+    is_mp3 = kind_of(path) == "mp3"
+    run = subprocess.run(["ffmpeg", "-v", "quiet", *(["-f", "mp3"] if is_mp3 else []), "-i", "-" if is_mp3 else path, "-map",
+                          "0:a", "-c", "copy", "-f", "framehash", "-hash", "md5", "-"], capture_output=True,
+                         input=without_last_tags(path) if is_mp3 else b"")
     # Stream, times, size and hash: comments travel beside the first packet of some formats.
     lines = [b",".join(line.split(b",")[:6]) for line in run.stdout.splitlines() if not line.startswith(b"#")]
     return len(lines), hashlib.sha1(b"\n".join(lines)).hexdigest()
@@ -170,12 +188,15 @@ def judge_reading(name, path, before, packets):
     if before is not None and after is None:
         return fail(f"{name}: mutagen cannot open it any more")
     if after is not None:
-        for key in NAMES:
+        # Of some metadata boxes mutagen reads nothing, before and after.
+        unknown = kind == "mp4" and not any(before or ({}, [])) and not any(after)
+        for key in [] if unknown else NAMES:
             if after[0].get(key) != expected(key, kind, None):
                 fail(f"{name}: mutagen reads {key} as {after[0].get(key)}")
         lost = [other for other in (before or ({}, []))[1] if other not in after[1]]
         new = [other for other in after[1] if other not in (before or ({}, []))[1]]
-        if lost or new:
+        # A tag that it did not read before, as at the end of a file, is one that it reads now.
+        if lost or (new and before and any(before)):
             fail(f"{name}: not named, and changed: {str(lost)[:300]} -> {str(new)[:300]}")
     if audio_packets(path) != packets:
         fail(f"{name}: other audio packets: {packets} -> {audio_packets(path)}")

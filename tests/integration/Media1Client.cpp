@@ -109,6 +109,21 @@ Media1Option flagOption(std::string key, bool value)
     return { std::move(key), "b", [value](WireWriter& out) { out.boolean(value); } };
 }
 
+Media1Option textsOption(std::string key, std::vector<std::string> values)
+{
+    return { std::move(key), "as", [values = std::move(values)](WireWriter& out) { putPaths(out, values); } };
+}
+
+Media1Option numberOption(std::string key, std::int32_t value)
+{
+    return { std::move(key), "i", [value](WireWriter& out) { out.integer(value); } };
+}
+
+Media1Option noneOption(std::string key)
+{
+    return { std::move(key), "g", [](WireWriter& out) { out.nullObject(); } };
+}
+
 Media1Option textOption(std::string key, std::string value)
 {
     return { std::move(key), "s", [value](WireWriter& out) { out.string(value); } };
@@ -174,6 +189,16 @@ Media1Answer Media1Client::thumbnailFile(
     return call(
         wire::Media1::ThumbnailFile, [&](WireWriter& out) { out.handle(file).string(name).unsignedInteger(size); },
         options);
+}
+
+Media1Answer Media1Client::setTags(
+    const std::string& path, const Media1Options& tags, const Media1Options& options)
+{
+    auto put = [&](WireWriter& out) {
+        out.string(path);
+        putMedia1Options(out, tags);
+    };
+    return call(wire::Media1::SetTags, put, options);
 }
 
 void Media1Client::send(BusClient& client, const std::vector<std::string>& paths)

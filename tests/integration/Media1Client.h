@@ -44,6 +44,10 @@ struct Media1Option {
 using Media1Options = std::vector<Media1Option>;
 Media1Option flagOption(std::string key, bool value);
 Media1Option textOption(std::string key, std::string value);
+Media1Option textsOption(std::string key, std::vector<std::string> values);
+Media1Option numberOption(std::string key, std::int32_t value);
+/// The null object.
+Media1Option noneOption(std::string key);
 void putMedia1Options(WireWriter& out, const Media1Options& options);
 
 /// The calls of Mivo.Media1, each by a connection of the caller's.
@@ -60,6 +64,8 @@ public:
     Media1Answer thumbnail(const std::string& path, std::uint32_t size, const Media1Options& options = {});
     Media1Answer thumbnailFile(
         int file, const std::string& name, std::uint32_t size, const Media1Options& options = {});
+    /// `tags` in the manner of options.
+    Media1Answer setTags(const std::string& path, const Media1Options& tags, const Media1Options& options = {});
 
     /// Sends a description's call without waiting for its answer.
     static void send(BusClient& client, const std::vector<std::string>& paths);

@@ -15,7 +15,7 @@ using Operation = WritingOperation;
 using testing::ElementsAre;
 
 constexpr Operation Operations[] = { Operation::UpdateTag, Operation::EncodeMp3, Operation::ConvertToAac,
-    Operation::ExportMovie, Operation::EncodeSound };
+    Operation::ExportMovie, Operation::EncodeSound, Operation::SetTags };
 
 TEST_F(HostileWorkerTest, MessagesThatNoWorkerSendsAreRefused)
 {
@@ -35,9 +35,9 @@ TEST_F(HostileWorkerTest, EachOperationHasItsOwnRequests)
     for (Operation operation : Operations) {
         for (int number = 1; number <= static_cast<int>(LastRequestKind); ++number) {
             auto kind = static_cast<Kind>(number);
-            bool isOwn = operation == Operation::UpdateTag ? files.contains(kind)
-                : operation == Operation::EncodeMp3        ? encoding.contains(kind)
-                                                           : making.contains(kind);
+            bool isOwn = changesItsFile(operation)  ? files.contains(kind)
+                : operation == Operation::EncodeMp3 ? encoding.contains(kind)
+                                                    : making.contains(kind);
             isOwn = isOwn
                 || (operation == Operation::ExportMovie && (kind == Kind::CanHoldOutput || kind == Kind::ClearOutput));
             isOwn

@@ -53,7 +53,7 @@ protected:
         };
         auto file = EditableFile::at(input);
         auto place = OutputPlace::at(output);
-        bool isTag = operation == WritingOperation::UpdateTag;
+        bool isTag = changesItsFile(operation);
         WritingBroker broker(channel, { .operation = operation, .file = file->opened() },
             { .file = isTag ? file.get() : nullptr,
                 .place = isTag ? nullptr : place.get(),
