@@ -84,8 +84,7 @@ std::uint16_t TagChanges::number(TagKey key) const
 std::optional<TagKey> tagKeyOf(std::string_view fact)
 {
     const auto* found = std::find(TagKeyFacts.begin(), TagKeyFacts.end(), fact);
-    return found == TagKeyFacts.end() ? std::nullopt
-                                      : std::optional(static_cast<TagKey>(found - TagKeyFacts.begin()));
+    return found == TagKeyFacts.end() ? std::nullopt : std::optional(static_cast<TagKey>(found - TagKeyFacts.begin()));
 }
 
 bool isTagDate(std::string_view text)

@@ -76,6 +76,13 @@ OpenedFile MediaInput::open()
     return file;
 }
 
+std::unique_ptr<EditableFile> MediaInput::edit() const
+{
+    auto file = EditableFile::at(Path(m_text));
+    check(file->opened());
+    return file;
+}
+
 void MediaInput::check(const OpenedFile& file) const
 {
     if (!file.exists())

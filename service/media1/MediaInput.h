@@ -2,8 +2,10 @@
 
 #include "Base/Core/Handle.h"
 #include "service/include/MediaErrors.h"
+#include "system/EditableFile.h"
 #include "system/OpenedFile.h"
 
+#include <memory>
 #include <string>
 
 namespace mv {
@@ -20,6 +22,9 @@ public:
 
     /// Opens it, or takes the handle over: once. Never blocks. Raises a MediaError for whatever cannot be read.
     OpenedFile open();
+
+    /// Opens a file by its path, to be changed; the same errors.
+    std::unique_ptr<EditableFile> edit() const;
 
     bool hasPath() const { return m_hasPath; }
     const std::string& path() const { return m_text; }

@@ -82,7 +82,7 @@ void MediaService::setTags(std::string path, TagChanges changes, MediaCaller cal
     m_queue.add(client, [this, path = std::move(path), shared, caller = std::move(caller), done = std::move(done)] {
         done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
             Facts before = factsOf(MediaInput::at(path), false, caller);
-            m_tags.write(path, before, *shared, caller);
+            m_tags.write(MediaInput::at(path), before, *shared, caller);
             return factsOf(MediaInput::at(path), false, caller);
         }));
     });

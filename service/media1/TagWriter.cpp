@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
-#include <optional>
 #include <utility>
 
 namespace mv {
@@ -88,14 +86,6 @@ MediaErrorKind kindOf(const Error& error)
     }
 }
 
-/// One name for a file, whatever links lead to it.
-std::string ownPath(const std::string& path)
-{
-    std::error_code problem;
-    auto own = std::filesystem::canonical(path, problem);
-    return problem ? path : own.string();
-}
-
 } // namespace
 
 /// Holds a file as long as its change goes on.
@@ -132,16 +122,14 @@ bool TagWriter::isWritable(std::string_view mimeType)
 }
 
 void TagWriter::write(
-    const std::string& path, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
+    const MediaInput& input, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
 {
-    const Turn turn(*this, ownPath(path));
-    auto file = EditableFile::at(Path(path));
-    const std::string name = shownName(*file);
+    const Turn turn(*this, input.path());
+    auto file = input.edit();
+    const std::string name = input.shownName();
     const auto* type = before.get<std::string>(fact::MimeType);
     if (!type || !isWritable(*type))
         throw tagError(MediaErrorKind::Unsupported, name);
-    if (!file->opened().exists())
-        throw tagError(MediaErrorKind::NotFound, name);
     if (auto writable = file->writable(); !writable)
         throw tagError(kindOf(writable.error()), name);
     const FileDeed deed = deedOf(file->opened());

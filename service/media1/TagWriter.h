@@ -3,8 +3,8 @@
 #include "service/isolated/PoisonList.h"
 #include "service/isolated/WorkerPool.h"
 #include "service/job/TagChanges.h"
+#include "service/media1/MediaInput.h"
 #include "service/media1/MediaWorkers.h"
-#include "system/EditableFile.h"
 #include "system/Mutex.h"
 
 #include <condition_variable>
@@ -14,8 +14,8 @@
 namespace mv {
 
 /// Changes the tags of files. What a file is to hold is planned, and what was made of it looked at, by a closed process
-/// of each change's own, which can write nothing; the file is replaced here, whole or not at all. Changes of one file
-/// take turns. Safe on several threads at once.
+/// of each change's own, which can write nothing; the file is replaced here, whole or not at all. Changes by one path
+/// take turns here, all others of one file by its lock. Safe on several threads at once.
 class TagWriter {
 public:
     explicit TagWriter(WorkerPool& pool)
@@ -24,7 +24,7 @@ public:
     }
 
     /// `before` is what the file was described as. Raises a MediaError, and then the file is as it was.
-    void write(const std::string& path, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
+    void write(const MediaInput& input, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
         MV_EXCLUDES(m_lock);
 
     /// Whether tags of that type of files are written.
@@ -40,7 +40,7 @@ private:
     PoisonList m_deadlines;
     Mutex m_lock;
     std::condition_variable_any m_changed;
-    std::set<std::string> m_busy MV_GUARDED_BY(m_lock); // the files' own paths
+    std::set<std::string> m_busy MV_GUARDED_BY(m_lock); // paths
 };
 
 } // namespace mv

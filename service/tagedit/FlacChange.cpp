@@ -85,9 +85,8 @@ void changeCover(std::vector<Block>& blocks, ByteView picture)
         return;
     }
     // Before other pictures, and before the room at the end.
-    auto place = std::find_if(blocks.begin() + 1, blocks.end(), [](const Block& block) {
-        return block.type == Picture || block.type == Padding;
-    });
+    auto place = std::find_if(blocks.begin() + 1, blocks.end(),
+        [](const Block& block) { return block.type == Picture || block.type == Padding; });
     blocks.insert(place, { Picture, flacPictureBlock(picture) });
 }
 

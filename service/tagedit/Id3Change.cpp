@@ -351,7 +351,8 @@ private:
     void setCover(ByteView picture)
     {
         bool isFirst = true;
-        std::size_t place = remove([&](const Frame& frame) { return frame.isFrontCover && std::exchange(isFirst, false); });
+        std::size_t place
+            = remove([&](const Frame& frame) { return frame.isFrontCover && std::exchange(isFirst, false); });
         if (!picture.empty())
             insert(place, "APIC", pictureBody(picture)).isFrontCover = true;
     }
@@ -373,8 +374,7 @@ private:
 
     std::size_t namedFrames() const
     {
-        auto odd
-            = std::find_if(m_frames.begin(), m_frames.end(), [](const Frame& frame) { return frame.isNameless; });
+        auto odd = std::find_if(m_frames.begin(), m_frames.end(), [](const Frame& frame) { return frame.isNameless; });
         return static_cast<std::size_t>(odd - m_frames.begin());
     }
 

@@ -47,8 +47,8 @@ void put(MP4ItmfItemList& items, std::uint32_t code, std::vector<MP4ItmfData> va
     }
     present->dataList = std::move(values);
     auto behind = items.begin() + (present - items.data()) + 1;
-    items.erase(std::remove_if(behind, items.end(), [&](const MP4ItmfItem& item) { return item.code == code; }),
-        items.end());
+    items.erase(
+        std::remove_if(behind, items.end(), [&](const MP4ItmfItem& item) { return item.code == code; }), items.end());
 }
 
 void setTexts(MP4ItmfItemList& items, std::uint32_t code, const TagChanges::Values& values)
@@ -64,8 +64,7 @@ void setTexts(MP4ItmfItemList& items, std::uint32_t code, const TagChanges::Valu
 }
 
 /// Two bytes of nothing, the place, the total, and of tracks two more.
-void setPlace(
-    MP4ItmfItemList& items, std::uint32_t code, const TagChanges& changes, TagKey placeKey, TagKey totalKey)
+void setPlace(MP4ItmfItemList& items, std::uint32_t code, const TagChanges& changes, TagKey placeKey, TagKey totalKey)
 {
     if (!changes.isNamed(placeKey) && !changes.isNamed(totalKey))
         return;

@@ -100,10 +100,12 @@ void mix(std::uint64_t& digest, std::uint64_t value)
     digest = (digest ^ value) * Prime;
 }
 
-void take(OggSound& sound, const OggPage& page)
+/// `first` is the number of the first page behind the headers.
+void take(OggSound& sound, const OggPage& page, std::uint32_t first)
 {
     if (sound.pages++ == 0)
         sound.digest = 0xCBF29CE484222325;
+    mix(sound.digest, page.number - first);
     mix(sound.digest, page.granule);
     mix(sound.digest, page.packetEnds);
     for (std::uint8_t byte : page.body)
@@ -135,6 +137,7 @@ public:
     const Codec& codec() const { return *m_codec; }
     std::uint32_t serial() const { return m_serial; }
     std::uint32_t firstNumber() const { return m_firstNumber; }
+    std::uint32_t firstOfSound() const { return m_firstNumber + static_cast<std::uint32_t>(m_pages.size()); }
     const std::vector<Splice>& pages() const { return m_pages; }
     std::vector<Bytes>& packets() { return m_packets; }
 
@@ -315,7 +318,7 @@ Result<OggPlan> oggPlan(const ByteSource& file, const TagChanges& changes)
     plan.splices.front().bytes = writer.finish();
     std::uint32_t added = writer.pages() - static_cast<std::uint32_t>(headers.pages().size());
     forEachSoundPage(walk, headers.serial(), [&](const PlacedPage& placed) {
-        take(plan.sound, placed.page);
+        take(plan.sound, placed.page, headers.firstOfSound());
         if (added != 0)
             plan.splices.push_back(renumbered(placed, placed.page.number + added));
     });
@@ -327,7 +330,8 @@ Result<OggSound> oggSound(const ByteSource& file)
     PageWalk walk(file);
     MV_TRY(headers, readHeaders(walk));
     OggSound sound;
-    forEachSoundPage(walk, headers.serial(), [&](const PlacedPage& placed) { take(sound, placed.page); });
+    forEachSoundPage(
+        walk, headers.serial(), [&](const PlacedPage& placed) { take(sound, placed.page, headers.firstOfSound()); });
     return sound;
 }
 

@@ -7,7 +7,7 @@
 namespace mv {
 
 /// What the first stream of a file holds behind its headers: how many pages of it, and one number of all their
-/// packets and times.
+/// packets, times and places.
 struct OggSound {
     std::uint64_t pages = 0;
     std::uint64_t digest = 0;
@@ -26,8 +26,7 @@ struct OggPlan {
 /// with sound.
 Result<OggPlan> oggPlan(const ByteSource& file, const TagChanges& changes);
 
-/// The sound of the file's first stream; Format where its pages are damaged, or their numbers leave one out that the
-/// headers begin with.
+/// The sound of the file's first stream.
 Result<OggSound> oggSound(const ByteSource& file);
 
 } // namespace mv

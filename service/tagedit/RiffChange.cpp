@@ -223,7 +223,8 @@ private:
     }
 
     /// Texts end in a zero.
-    void putInfo(ByteWriter& out, std::uint32_t id, TagKey key, const TagChanges& changes, std::vector<TagKey>& done) const
+    void putInfo(
+        ByteWriter& out, std::uint32_t id, TagKey key, const TagChanges& changes, std::vector<TagKey>& done) const
     {
         if (std::find(done.begin(), done.end(), key) != done.end())
             return;
@@ -279,7 +280,8 @@ private:
         auto header = Id3v2Tag::parseHeader(content);
         if (!header) {
             bool isEmpty = std::all_of(content.begin(), content.end(), [](std::uint8_t byte) { return byte == 0; });
-            return isEmpty ? Result<TagSet>(std::move(tags)) : unsupported("the present ID3v2 tag cannot be read whole");
+            return isEmpty ? Result<TagSet>(std::move(tags))
+                           : unsupported("the present ID3v2 tag cannot be read whole");
         }
         auto size = std::min<std::size_t>(header->bodySize, content.size() - Id3v2Tag::HeaderSize);
         auto begin = content.begin() + Id3v2Tag::HeaderSize;

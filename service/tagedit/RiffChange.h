@@ -14,8 +14,8 @@ enum class RiffForm {
     Aiff, ///< FORM, big-endian
 };
 
-/// What becomes of a WAVE or AIFF file: an ID3 tag in a chunk of its own, and the texts that the form itself has (an INFO
-/// list, which is made where none is; NAME, AUTH and ANNO where they are). Every other chunk keeps its bytes.
+/// What becomes of a WAVE or AIFF file: an ID3 tag in a chunk of its own, and the texts that the form itself has (an
+/// INFO list, which is made where none is; NAME, AUTH and ANNO where they are). Every other chunk keeps its bytes.
 /// Unsupported for files of 64-bit sizes and such whose size was never written, Limit above 4 GiB.
 Result<Splices> riffSplices(const ByteSource& file, RiffForm form, const TagChanges& changes);
 

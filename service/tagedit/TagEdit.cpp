@@ -85,7 +85,10 @@ public:
         MV_TRY(splices, splicesOf(current, m_changes));
         return contentOf(current, std::move(splices));
     }
-    Result<void> check(const ByteSource& made) const override { return checkSettled(made, splicesOf(made, lastingChanges(m_changes))); }
+    Result<void> check(const ByteSource& made) const override
+    {
+        return checkSettled(made, splicesOf(made, lastingChanges(m_changes)));
+    }
 
 private:
     static Result<Splices> splicesOf(const ByteSource& file, const TagChanges& changes)
@@ -177,10 +180,7 @@ public:
     {
     }
     Planned plan(const ByteSource& current) override { return m_edit.plan(StructureReader::borrowing(current)); }
-    Result<void> check(const ByteSource& made) const override
-    {
-        return m_edit.check(StructureReader::borrowing(made));
-    }
+    Result<void> check(const ByteSource& made) const override { return m_edit.check(StructureReader::borrowing(made)); }
 
 private:
     MetadataEdit m_edit;

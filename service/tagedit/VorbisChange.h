@@ -5,9 +5,9 @@
 
 namespace mv {
 
-/// A list of Vorbis comments (vendor, comments, whatever lies behind them) with the changes. What is not named keeps its
-/// place and its bytes, in any case of its key. A picture is put into the list only where `takesCover`: FLAC has blocks
-/// for them, and then the list loses the front cover that it has. Format where the list cannot be read whole.
+/// A list of Vorbis comments (vendor, comments, whatever lies behind them) with the changes. What is not named keeps
+/// its place and its bytes, in any case of its key. A picture is put into the list only where `takesCover`: FLAC has
+/// blocks for them, and then the list loses the front cover that it has. Format where the list cannot be read whole.
 Result<Bytes> changedVorbisComments(ByteView list, const TagChanges& changes, bool takesCover);
 
 /// A list with nothing in it.

@@ -1,6 +1,7 @@
 // tag_setter FILE KEY=VALUE...: one change of a file's tags as SetTags makes it, in this process, for the scripts that
 // kill it and look at what it made. Keys are those of facts ("xesam:title=x"), a key that comes again has several
-// values, "KEY=" takes it out, and "mivo:frontCover=@FILE" is a file's bytes. Prints "done", "unchanged", or the reason.
+// values, "KEY=" takes it out, and "mivo:frontCover=@FILE" is a file's bytes. Prints "done", "unchanged", or the
+// reason.
 #include "service/tagedit/TagEdit.h"
 #include "system/EditableFile.h"
 

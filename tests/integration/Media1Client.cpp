@@ -191,8 +191,7 @@ Media1Answer Media1Client::thumbnailFile(
         options);
 }
 
-Media1Answer Media1Client::setTags(
-    const std::string& path, const Media1Options& tags, const Media1Options& options)
+Media1Answer Media1Client::setTags(const std::string& path, const Media1Options& tags, const Media1Options& options)
 {
     auto put = [&](WireWriter& out) {
         out.string(path);

@@ -189,8 +189,8 @@ TEST_F(Media1Tags, OtherFilesAreRefusedByWhatTheyAre)
     EXPECT_EQ(m_media.setTags(m_folder.file("none.mp3"), EveryTag).error, "NotFound");
     EXPECT_EQ(m_media.setTags(m_folder.path(), EveryTag).error, "NotRegular");
     EXPECT_EQ(m_media.setTags(m_folder.write("text.mp3", "no song at all"), EveryTag).error, "NotMedia");
-    std::string gif = m_folder.write("a.gif",
-        test::zeroed("GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0\1\0\1\0\0\2\2D\1\0;"));
+    std::string gif = m_folder.write(
+        "a.gif", test::zeroed("GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0\1\0\1\0\0\2\2D\1\0;"));
     Media1Answer answer = m_media.setTags(gif, EveryTag);
     EXPECT_EQ(answer.error, "Unsupported");
     EXPECT_EQ(answer.text.find(m_folder.path()), std::string::npos) << answer.text;
@@ -263,7 +263,8 @@ INSTANTIATE_TEST_SUITE_P(Every, Media1TagFormats,
         "audio/full.wav", "audio/11k-1ch-2s-silence.aif", "mp3/audacious-trailing-id32-apev2.mp3", "mp4/full.m4a"),
     [](const auto& row) {
         std::string name = row.param;
-        std::replace_if(name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
+        std::replace_if(
+            name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
         return name;
     });
 

@@ -5,9 +5,9 @@
 
 namespace mv {
 
-/// The tags of a call, a{sv}. Keys that are not written are ignored. Throws BusError: InvalidArgs for a value of another
-/// type or out of range, and for a picture that is neither JPEG nor PNG; AccessDenied and NotRegular of the interface
-/// for a handle that cannot be read.
+/// The tags of a call, a{sv}. Keys that are not written are ignored. Throws BusError: InvalidArgs for a value of
+/// another type or out of range, and for a picture that is neither JPEG nor PNG; AccessDenied and NotRegular of the
+/// interface for a handle that cannot be read.
 TagChanges readTagChanges(WireReader& in);
 
 } // namespace mv
