@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/resource.h>
 #include <thread>
 
@@ -49,6 +50,34 @@ TEST_P(Media1DeathBy, CostsItsOwnFile)
 INSTANTIATE_TEST_SUITE_P(Every, Media1DeathBy,
     testing::Values("crash", "abort", "trap", "leave", "garbage", "lie", "turn", "kind", "length", "half"),
     [](const auto& row) { return std::string(row.param); });
+
+class Media1TagDeathBy : public Media1Death, public testing::WithParamInterface<const char*> { };
+
+TEST_P(Media1TagDeathBy, LeavesTheOldFileAndNothingBesideIt)
+{
+    const test::Media1Options tags { test::textOption("xesam:title", "new") };
+    std::string bad = song(std::string(GetParam()) + ".mp3");
+    for (int i = 0; i < 2; ++i) {
+        Media1Answer answer = m_media.setTags(bad, tags);
+        EXPECT_EQ(answer.error, "Crashed") << answer.text;
+        EXPECT_EQ(answer.text.find(m_folder.path()), std::string::npos) << answer.text;
+    }
+    EXPECT_EQ(m_media.describe(bad).fact("xesam:title"), m_media.describe(song("good.mp3")).fact("xesam:title"));
+    EXPECT_EQ(m_media.setTags(song("good.mp3"), tags).fact("xesam:title"), "s new");
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.path()))
+        files += entry.is_regular_file();
+    EXPECT_EQ(files, 2u);
+    expectNothingLeft();
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, Media1TagDeathBy,
+    testing::Values("crash-at-plan", "crash-at-check", "garbage-at-plan", "leave-at-check", "turn-at-plan"),
+    [](const auto& row) {
+        std::string name = row.param;
+        std::erase(name, '-');
+        return name;
+    });
 
 std::size_t linesWith(const std::string& log, const std::string& part)
 {
