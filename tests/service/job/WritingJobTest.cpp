@@ -57,8 +57,10 @@ TEST(WritingJob, CutShortOrWithoutAnOperationIsNone)
     for (std::size_t length = 0; length < bytes.size(); ++length)
         EXPECT_FALSE(decodeWritingJob(ByteView(bytes).first(length), UniqueFd()).ok()) << length;
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob({}), UniqueFd()).ok());
-    EXPECT_FALSE(
-        decodeWritingJob(encodeWritingJob({ .operation = static_cast<WritingOperation>(6) }), UniqueFd()).ok());
+    EXPECT_FALSE(decodeWritingJob(
+        encodeWritingJob({ .operation = static_cast<WritingOperation>(static_cast<int>(LastWritingOperation) + 1) }),
+        UniqueFd())
+                     .ok());
 }
 
 TEST(WritingJob, AnswersComeBack)

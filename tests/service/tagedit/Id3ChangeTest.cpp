@@ -1,0 +1,132 @@
+#include "service/tagedit/Id3Change.h"
+#include "tests/service/tagedit/EditedBytes.h"
+#include "tests/support/Mp3Maker.h"
+
+#include <gtest/gtest.h>
+
+namespace mv {
+namespace {
+
+using test::edited;
+using test::id3Frame;
+using test::id3Tag;
+using test::titleChange;
+using test::zeroed;
+
+const std::string Sound = test::mpegFrames(20);
+
+/// The frames of the tag at the front: header and content, without padding.
+std::string framesOf(const std::string& file)
+{
+    auto tags = readTags(MemorySource(bytesOf(file)));
+    std::string frames;
+    for (const Id3v2Tag& tag : tags->prependedTags)
+        for (const TagFrame& frame : tag.frames())
+            frames += charsOf(frame.stored);
+    return frames;
+}
+
+TEST(Id3Change, FramesKeepTheirBytesAndPlaces)
+{
+    for (int version : { 3, 4 }) {
+        std::string before
+            = id3Frame(version, "TPE1", zeroed("\0Artist")) + id3Frame(version, "PRIV", zeroed("who\0\xff\xe0"));
+        std::string title = id3Frame(version, "TIT2", zeroed("\0Old"));
+        std::string after = id3Frame(version, "XYZ1", "anything")
+            + id3Frame(version, "TPUB",
+                zeroed("\1\xff\xfe"
+                       "a\0"));
+        std::string file = id3Tag(version, before + title + after, 0, 100) + Sound;
+        std::string made = edited(file, titleChange("New"));
+        EXPECT_EQ(framesOf(made), before + id3Frame(version, "TIT2", zeroed("\0New")) + after) << version;
+        EXPECT_TRUE(made.ends_with(Sound));
+        EXPECT_EQ(made.size(), file.size()) << "there is room";
+        EXPECT_EQ(framesOf(edited(file, titleChange(""))), before + after);
+    }
+}
+
+TEST(Id3Change, ValuesHaveAZeroBetweenThem)
+{
+    TagChanges changes;
+    changes[TagKey::Artist] = TagChanges::Values { "AC/DC", "B" };
+    EXPECT_EQ(framesOf(edited(id3Tag(3, id3Frame(3, "TALB", zeroed("\0A"))) + Sound, changes)),
+        id3Frame(3, "TALB", zeroed("\0A")) + id3Frame(3, "TPE1", zeroed("\0AC/DC\0B")));
+    EXPECT_EQ(framesOf(edited(Sound, changes)), id3Frame(4, "TPE1", zeroed("\0AC/DC\0B")));
+}
+
+TEST(Id3Change, APlaceKeepsWhatIsNotNamedOfIt)
+{
+    TagChanges total;
+    total[TagKey::TrackTotal] = TagChanges::Values { "12" };
+    std::string file = id3Tag(3,
+                           id3Frame(3, "TRCK",
+                               zeroed("\0"
+                                      "3/4")))
+        + Sound;
+    EXPECT_EQ(framesOf(edited(file, total)),
+        id3Frame(3, "TRCK",
+            zeroed("\0"
+                   "3/12")));
+    total[TagKey::TrackTotal]->clear();
+    EXPECT_EQ(framesOf(edited(file, total)),
+        id3Frame(3, "TRCK",
+            zeroed("\0"
+                   "3")));
+}
+
+TEST(Id3Change, ADateIsWhatTheVersionHas)
+{
+    TagChanges changes;
+    changes[TagKey::Date] = TagChanges::Values { "2016-05-31T17:01:35+02:00" };
+    std::string other3 = id3Frame(3, "TALB", zeroed("\0A"));
+    EXPECT_EQ(framesOf(edited(id3Tag(3, other3) + Sound, changes)),
+        other3
+            + id3Frame(3, "TYER",
+                zeroed("\0"
+                       "2016"))
+            + id3Frame(3, "TDAT",
+                zeroed("\0"
+                       "3105"))
+            + id3Frame(3, "TIME",
+                zeroed("\0"
+                       "1701")));
+    EXPECT_EQ(framesOf(edited(Sound, changes)),
+        id3Frame(4, "TDRC",
+            zeroed("\0"
+                   "2016-05-31T17:01:35+02:00")));
+}
+
+TEST(Id3Change, WhatATagSaidOfAllItsFramesTheFramesSayThemselves)
+{
+    constexpr std::uint8_t Unsynchronised = 0x80;
+    std::string picture = zeroed("\0image/png\0\4\0\xff\0\xe0");
+    std::string file = id3Tag(4, id3Frame(4, "APIC", picture), Unsynchronised) + Sound;
+    std::string made = edited(file, titleChange("New"));
+    EXPECT_EQ(made[5], 0);
+    EXPECT_EQ(framesOf(made), id3Frame(4, "APIC", picture, 2) + id3Frame(4, "TIT2", zeroed("\0New")));
+}
+
+TEST(Id3Change, ATagThatCannotBeReadWholeStays)
+{
+    std::string file = id3Tag(3, id3Frame(3, "TIT2", zeroed("\0Old"))) + Sound;
+    file[3] = 7; // a version to come
+    EXPECT_TRUE(edited(file, titleChange("New")).starts_with("error: "));
+}
+
+TEST(Id3Change, OldTagsSayNothingElse)
+{
+    std::string file = Sound + test::id3v1Tag({ .title = "Old", .artist = "Artist", .track = 3, .genre = 17 });
+    TagChanges changes = titleChange("Tïtle");
+    changes[TagKey::Genre] = TagChanges::Values { "Mine" };
+    std::string made = edited(file, changes);
+    auto tags = readTags(MemorySource(bytesOf(made)));
+    ASSERT_TRUE(tags->id3v1);
+    EXPECT_EQ(charsOf(tags->id3v1->title), "T\xEFtle");
+    EXPECT_EQ(charsOf(tags->id3v1->artist), "Artist");
+    EXPECT_EQ(tags->id3v1->track, 3);
+    EXPECT_EQ(tags->id3v1->genre, 255);
+    EXPECT_NE(framesOf(made).find("Artist"), std::string::npos) << "whoever reads the new tag reads no other";
+}
+
+} // namespace
+} // namespace mv

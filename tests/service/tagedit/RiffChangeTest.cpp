@@ -1,0 +1,78 @@
+#include "service/tagedit/RiffChange.h"
+#include "tests/service/tagedit/EditedBytes.h"
+
+#include <gtest/gtest.h>
+
+namespace mv {
+namespace {
+
+using test::edited;
+using test::littleEndian;
+using test::titleChange;
+
+std::string chunk(const std::string& id, const std::string& content)
+{
+    return id + littleEndian(static_cast<std::uint32_t>(content.size())) + content + std::string(content.size() % 2, 0);
+}
+
+std::string wave(const std::string& chunks)
+{
+    return "RIFF" + littleEndian(static_cast<std::uint32_t>(chunks.size() + 4)) + "WAVE" + chunks;
+}
+
+const std::string Format = chunk("fmt ", std::string("\1\0\1\0\x44\xac\0\0\x44\xac\0\0\1\0\x8\0", 16));
+
+/// What the file says of its own size fits.
+void expectWholeForm(const std::string& file)
+{
+    EXPECT_EQ(file.substr(4, 4), littleEndian(static_cast<std::uint32_t>(file.size() - 8)));
+}
+
+TEST(RiffChange, OtherChunksStay)
+{
+    std::string other = chunk("bext", "odd") + chunk("data", "samples") + chunk("LIST", "adtlabcd");
+    std::string made = edited(wave(Format + other), titleChange("New"));
+    EXPECT_EQ(made.find(Format + other), 12u) << made;
+    EXPECT_NE(made.find(chunk("LIST", "INFO" + chunk("INAM", std::string("New\0", 4)))), std::string::npos);
+    EXPECT_NE(made.find("id3 "), std::string::npos);
+    expectWholeForm(made);
+    EXPECT_EQ(edited(made, titleChange("")), wave(Format + other));
+}
+
+TEST(RiffChange, TextsOfTheListThatAreNotNamedStay)
+{
+    std::string list = "INFO" + chunk("ISFT", "program\xff") + chunk("INAM", "Old") + chunk("IART", "Who");
+    std::string made = edited(wave(Format + chunk("LIST", list) + chunk("data", "12")), titleChange("New"));
+    std::string changed
+        = "INFO" + chunk("ISFT", "program\xff") + chunk("INAM", std::string("New\0", 4)) + chunk("IART", "Who");
+    EXPECT_NE(made.find(chunk("LIST", changed)), std::string::npos);
+    expectWholeForm(made);
+}
+
+TEST(RiffChange, AnOddLastChunkWithoutItsEvenByteGetsIt)
+{
+    std::string file = wave(Format + chunk("data", "odd"));
+    file.pop_back();
+    std::string made = edited(file, titleChange("New"));
+    EXPECT_EQ(made.find(chunk("data", "odd") + "LIST"), 12 + Format.size());
+    expectWholeForm(made);
+}
+
+TEST(RiffChange, TagsGoBeforeSoundThatIsCutOff)
+{
+    std::string sound = "data" + littleEndian(1000) + "a few";
+    std::string made = edited(wave(Format + sound), titleChange("New"));
+    EXPECT_TRUE(made.ends_with(sound));
+    EXPECT_NE(made.find("id3 "), std::string::npos);
+    expectWholeForm(made);
+}
+
+TEST(RiffChange, WideFormsAreNotWritten)
+{
+    std::string file = wave(Format + chunk("data", "12"));
+    file.replace(0, 4, "RF64");
+    EXPECT_TRUE(edited(file, titleChange("New")).starts_with("error"));
+}
+
+} // namespace
+} // namespace mv
