@@ -59,6 +59,7 @@ fuzz:
 # Kills, full disks, failing calls, rivals, power cuts and lost workers, at full length (some forty minutes).
 faults: build
 	@tests/faults/run_faults.py --programs build/tests
+	@tests/faults/run_settags.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests
 	@tests/faults/run_power_cuts.py --programs build/tests --without-sync --cuts 30 --updates 60
 	@build/tests/test_integration --gtest_also_run_disabled_tests --gtest_filter='*WorkerAtDeadline*'

@@ -1,6 +1,5 @@
 #include "service/tagedit/TagEdit.h"
 
-#include "facts/reading/ContentType.h"
 #include "mp4/MetadataEdit.h"
 #include "service/tagedit/FlacChange.h"
 #include "service/tagedit/Id3Change.h"
@@ -195,10 +194,10 @@ TagEdit::TagEdit(const TagChanges& changes, std::string name)
 TagEdit::~TagEdit() = default;
 
 /// Null for a format whose tags are not written.
-std::unique_ptr<TagEdit::Format> TagEdit::formatOf(const ByteSource& file) const
+std::unique_ptr<TagEdit::Format> TagEdit::formatOf(FileFamily family) const
 {
     const TagChanges& changes = m_changes;
-    switch (contentType(file, m_name).family) {
+    switch (family) {
     case FileFamily::MpegAudio:
         return std::make_unique<Mpeg>(changes);
     case FileFamily::Flac:
@@ -219,7 +218,8 @@ std::unique_ptr<TagEdit::Format> TagEdit::formatOf(const ByteSource& file) const
 Planned TagEdit::plan(const ByteSource& current)
 {
     try {
-        m_format = formatOf(current);
+        m_family = contentType(current, m_name).family;
+        m_format = formatOf(m_family);
         if (!m_format)
             return Error { Error::Kind::Unsupported, "tags of this format are not written" };
         return m_format->plan(current);
@@ -232,6 +232,9 @@ Result<void> TagEdit::check(const ByteSource& made) const
 {
     if (!m_format)
         return notReadBack();
+    // Where the tag was all that told what the file is.
+    if (contentType(made, m_name).family != m_family)
+        return Error { Error::Kind::Format, "the new file would be taken for another kind" };
     return m_format->check(made);
 }
 

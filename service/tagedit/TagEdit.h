@@ -1,5 +1,6 @@
 #pragma once
 
+#include "facts/reading/ContentType.h"
 #include "service/job/TagChanges.h"
 #include "system/FileReplacement.h"
 
@@ -33,11 +34,13 @@ private:
     class Riff;
     class Mp4;
 
-    std::unique_ptr<Format> formatOf(const ByteSource& file) const;
+    std::unique_ptr<Format> formatOf(FileFamily family) const;
 
     const TagChanges& m_changes;
     const std::string m_name;
-    std::unique_ptr<Format> m_format; // of the last plan
+    // Of the last plan.
+    std::unique_ptr<Format> m_format;
+    FileFamily m_family {};
 };
 
 } // namespace mv

@@ -4,10 +4,12 @@
 run_settags.py --programs FOLDER [--short] [--kills N] [--seed N] [--only TEXT] [--corpus FOLDER] [PART...]
 
 Parts: readers (of the media corpus: both other readers find what was set, what was not named is as it was, audio packets
-are equal), kills (at random moments, over all formats). The exit status is 1 when a file was ever anything but that.
+are equal), covers (of a made file of every format), kills (at random moments, over all formats). The exit status is 1 when a file was ever anything but that.
 """
 import argparse
+import base64
 import hashlib
+import json
 import os
 import random
 import shutil
@@ -17,7 +19,6 @@ import subprocess
 import sys
 import tempfile
 import time
-import json
 
 import faultlib
 from faultlib import chosen, digest, fail, litter, make_m4a, make_mp3
@@ -262,6 +263,64 @@ def judge_removal(name, path, before, packets):
         fail(f"{name}: other audio packets after the removal")
 
 
+# ---- covers ----------------------------------------------------------------------------------------------------------
+
+def covers_by_mutagen(path):
+    """The pictures of a file: type (none in MPEG-4) and digest."""
+    import mutagen
+    from mutagen.flac import Picture
+    file = mutagen.File(path)
+    tags = file.tags or {}
+    found = [(p.type, hashlib.sha1(p.data).hexdigest()) for p in getattr(file, "pictures", [])]
+    for text in tags.get("metadata_block_picture", []) if kind_of(path) == "ogg" else []:
+        picture = Picture(base64.b64decode(text))
+        found.append((picture.type, hashlib.sha1(picture.data).hexdigest()))
+    if kind_of(path) in ("mp3", "wav", "aiff"):
+        found += [(frame.type, hashlib.sha1(frame.data).hexdigest()) for frame in tags.values() if frame.FrameID == "APIC"]
+    if kind_of(path) == "mp4":
+        found += [(3, hashlib.sha1(bytes(cover)).hexdigest()) for cover in tags.get("covr", [])]
+    return sorted(found)
+
+
+def shown_by_ffmpeg(path):
+    """Width and height of the first attached picture."""
+    run = subprocess.run(["ffprobe", "-v", "quiet", "-select_streams", "v:0", "-show_entries", "stream=width,height", "-of",
+                          "csv=p=0", path], capture_output=True, text=True)
+    return run.stdout.strip()
+
+
+def covers(folder, options):
+    """Two covers after each other, a JPEG and a PNG of different sizes, then none; the sound stays."""
+    pictures = {}
+    for ending, size in (("jpg", "40x30"), ("png", "50x20")):
+        pictures[ending] = os.path.join(folder, "cover." + ending)
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc=s={size}", "-frames:v", "1",
+                        pictures[ending]], check=True)
+    judged = 0
+    for kind in chosen(list(KINDS), options):
+        path = os.path.join(folder, f"covered.{kind}")
+        make(path, kind, 1)
+        packets = audio_packets(path)
+        for ending, size in (("jpg", "40,30"), ("png", "50,20"), ("", "")):
+            value = f"@{pictures[ending]}" if ending else ""
+            answer = setter(path, f"mivo:frontCover={value}")
+            wanted = [(3, digest_of(pictures[ending]))] if ending else []
+            if answer != "done" or covers_by_mutagen(path) != wanted:
+                fail(f"{kind}: {answer}, mutagen reads the covers {covers_by_mutagen(path)} in place of {wanted}")
+            # FFmpeg reads no ID3 tag in WAVE.
+            if kind != "wav" and shown_by_ffmpeg(path) != size:
+                fail(f"{kind}: ffprobe reads a cover of {shown_by_ffmpeg(path)} in place of {size}")
+            if audio_packets(path) != packets:
+                fail(f"{kind}: other audio packets beside a cover")
+            judged += 1
+    print("covers:", judged)
+
+
+def digest_of(path):
+    with open(path, "rb") as file:
+        return hashlib.sha1(file.read()).hexdigest()
+
+
 # ---- kills -----------------------------------------------------------------------------------------------------------
 
 KINDS = {"flac": ["-c:a", "flac"], "ogg": ["-c:a", "libvorbis", "-b:a", "320k"], "opus": ["-c:a", "libopus", "-b:a", "256k"],
@@ -330,7 +389,7 @@ def kills(folder, options):
 
 # ---- main ------------------------------------------------------------------------------------------------------------
 
-PARTS = {"readers": readers, "kills": kills}
+PARTS = {"readers": readers, "covers": covers, "kills": kills}
 
 
 def main():
