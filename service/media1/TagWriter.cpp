@@ -66,7 +66,9 @@ MediaError tagError(MediaErrorKind kind, const std::string& name, const std::str
 
 bool saysNoSpace(int code) { return code == ENOSPC || code == EDQUOT || code == EFBIG; }
 
-MediaErrorKind kindOf(const Error& error)
+} // namespace
+
+MediaErrorKind tagErrorKind(const Error& error)
 {
     if (saysNoSpace(error.code))
         return MediaErrorKind::NoSpace;
@@ -85,8 +87,6 @@ MediaErrorKind kindOf(const Error& error)
         return MediaErrorKind::Failed;
     }
 }
-
-} // namespace
 
 /// Holds a file as long as its change goes on.
 class TagWriter::Turn {
@@ -131,7 +131,7 @@ void TagWriter::write(
     if (!type || !isWritable(*type))
         throw tagError(MediaErrorKind::Unsupported, name);
     if (auto writable = file->writable(); !writable)
-        throw tagError(kindOf(writable.error()), name);
+        throw tagError(tagErrorKind(writable.error()), name);
     const FileDeed deed = deedOf(file->opened());
     if (m_crashes.isPoison(deed))
         throw tagError(MediaErrorKind::Crashed, name);
@@ -139,6 +139,8 @@ void TagWriter::write(
         throw tagError(MediaErrorKind::TimedOut, name);
     if (caller.stop.stop_requested())
         throw tagError(MediaErrorKind::Cancelled, name);
+    if (changes == TagChanges {})
+        return; // nor does the tag get another form
     replace(*file, changes, caller);
 }
 
@@ -169,7 +171,7 @@ void TagWriter::replace(EditableFile& file, const TagChanges& changes, const Med
         throw tagError(MediaErrorKind::Cancelled, name);
     talk.writeLog();
     if (answer && replacement)
-        throw tagError(kindOf(replacement->error()), name, replacement->error().text);
+        throw tagError(tagErrorKind(replacement->error()), name, replacement->error().text);
     if (answer)
         throw tagError(MediaErrorKind::Failed, name);
     const WorkerDeath death = talk.endOf(answer.error());

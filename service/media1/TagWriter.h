@@ -13,6 +13,9 @@
 
 namespace mv {
 
+/// What it means for a caller that a file could not be replaced so.
+MediaErrorKind tagErrorKind(const Error& error);
+
 /// Changes the tags of files. What a file is to hold is planned, and what was made of it looked at, by a closed process
 /// of each change's own, which can write nothing; the file is replaced here, whole or not at all. Changes by one path
 /// take turns here, all others of one file by its lock. Safe on several threads at once.
