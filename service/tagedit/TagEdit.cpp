@@ -63,6 +63,12 @@ Result<void> checkSettled(const ByteSource& made, Result<Splices> again)
     return {};
 }
 
+Result<Splices> mpegSplices(const ByteSource& file, const TagChanges& changes)
+{
+    MV_TRY(tags, readTags(file));
+    return id3Splices(file, tags, changes, true);
+}
+
 } // namespace
 
 /// One family of files.
@@ -73,48 +79,28 @@ public:
     virtual Result<void> check(const ByteSource& made) const = 0;
 };
 
-class TagEdit::Mpeg final : public Format {
+/// A file whose sound no splice touches.
+class TagEdit::Spliced final : public Format {
 public:
-    explicit Mpeg(const TagChanges& changes)
-        : m_changes(changes)
+    using SplicesOf = Result<Splices>(const ByteSource& file, const TagChanges& changes);
+
+    Spliced(SplicesOf* splicesOf, const TagChanges& changes)
+        : m_splicesOf(splicesOf)
+        , m_changes(changes)
     {
     }
     Planned plan(const ByteSource& current) override
     {
-        MV_TRY(splices, splicesOf(current, m_changes));
+        MV_TRY(splices, m_splicesOf(current, m_changes));
         return contentOf(current, std::move(splices));
     }
     Result<void> check(const ByteSource& made) const override
     {
-        return checkSettled(made, splicesOf(made, lastingChanges(m_changes)));
+        return checkSettled(made, m_splicesOf(made, lastingChanges(m_changes)));
     }
 
 private:
-    static Result<Splices> splicesOf(const ByteSource& file, const TagChanges& changes)
-    {
-        MV_TRY(tags, readTags(file));
-        return id3Splices(file, tags, changes, true);
-    }
-    const TagChanges& m_changes;
-};
-
-class TagEdit::Flac final : public Format {
-public:
-    explicit Flac(const TagChanges& changes)
-        : m_changes(changes)
-    {
-    }
-    Planned plan(const ByteSource& current) override
-    {
-        MV_TRY(splices, flacSplices(current, m_changes));
-        return contentOf(current, std::move(splices));
-    }
-    Result<void> check(const ByteSource& made) const override
-    {
-        return checkSettled(made, flacSplices(made, lastingChanges(m_changes)));
-    }
-
-private:
+    SplicesOf* const m_splicesOf;
     const TagChanges& m_changes;
 };
 
@@ -199,9 +185,9 @@ std::unique_ptr<TagEdit::Format> TagEdit::formatOf(FileFamily family) const
     const TagChanges& changes = m_changes;
     switch (family) {
     case FileFamily::MpegAudio:
-        return std::make_unique<Mpeg>(changes);
+        return std::make_unique<Spliced>(&mpegSplices, changes);
     case FileFamily::Flac:
-        return std::make_unique<Flac>(changes);
+        return std::make_unique<Spliced>(&flacSplices, changes);
     case FileFamily::Ogg:
         return std::make_unique<Ogg>(changes);
     case FileFamily::Wave:

@@ -28,8 +28,7 @@ public:
 
 private:
     class Format;
-    class Mpeg;
-    class Flac;
+    class Spliced;
     class Ogg;
     class Riff;
     class Mp4;

@@ -9,6 +9,7 @@ are equal), covers (of a made file of every format), kills (at random moments, o
 import argparse
 import base64
 import hashlib
+import importlib.util
 import json
 import os
 import random
@@ -106,7 +107,7 @@ def by_mutagen(path):
             if of:
                 named[place] = [named.get(place, [""])[0] + "/" + of[0]]
         return named, others
-    except (mutagen.MutagenError, struct.error, ValueError) as problem:
+    except (mutagen.MutagenError, struct.error, ValueError):
         return None
 
 
@@ -165,6 +166,10 @@ def kind_of(path):
     return "mp4" if head[4:8] == b"ftyp" or ending in (".m4a", ".mp4", ".m4b") else "mp3"
 
 
+# Files of which a reader shows something else, and why.
+EXPLAINED = {"mdta_tags.mp4": "its title stands in a list with keys, too, which stays and which readers prefer"}
+
+
 # ---- readers ---------------------------------------------------------------------------------------------------------
 
 def setter(path, *pairs):
@@ -176,7 +181,7 @@ def pairs_of(tags):
     return [f"{key}={value}" for key, values in tags.items() for value in values]
 
 
-def expected(name, kind, version):
+def expected(name):
     values = {"title": TAGS["xesam:title"], "album": ["Album"], "artist": TAGS["xesam:artist"], "albumartist": ["Various"],
               "composer": ["Compöser"], "genre": ["Own Genre"], "comment": ["A comment"], "date": ["2010-05-04"],
               "track": ["7/12"], "disc": ["1/2"]}
@@ -192,7 +197,7 @@ def judge_reading(name, path, before, packets):
         # Of some metadata boxes mutagen reads nothing, before and after.
         unknown = kind == "mp4" and not any(before or ({}, [])) and not any(after)
         for key in [] if unknown else NAMES:
-            if after[0].get(key) != expected(key, kind, None):
+            if after[0].get(key) != expected(key):
                 fail(f"{name}: mutagen reads {key} as {after[0].get(key)}")
         lost = [other for other in (before or ({}, []))[1] if other not in after[1]]
         new = [other for other in after[1] if other not in (before or ({}, []))[1]]
@@ -240,15 +245,20 @@ def readers(folder, options):
             if digest(path) != old:
                 fail(f"{name}: refused, and changed")
         else:
-            judge_reading(name, path, before, packets)
+            if os.path.basename(name) in EXPLAINED:
+                print("  explained:", name, EXPLAINED[os.path.basename(name)])
+            else:
+                judge_reading(name, path, before, packets)
             if setter(path, *pairs_of(TAGS)) != "unchanged":
                 fail(f"{name}: the second change is not the first")
-            judge_removal(name, path, before, packets)
+            # A tag without sound is no file that the service takes.
+            if packets[0] and os.path.basename(name) not in EXPLAINED:
+                judge_removal(name, path, packets)
         os.remove(path)
     print("readers:", counts)
 
 
-def judge_removal(name, path, before, packets):
+def judge_removal(name, path, packets):
     answer = setter(path, *[f"{key}=" for key in TAGS])
     after = by_mutagen(path)
     if answer not in ("done", "unchanged"):
@@ -407,9 +417,7 @@ def main():
         if not shutil.which(program):
             print(program, "is not here")
             return SKIPPED
-    try:
-        import mutagen  # noqa: F401
-    except ImportError:
+    if not importlib.util.find_spec("mutagen"):
         print("mutagen is not here")
         return SKIPPED
     if options.parts == ["readers"] and not os.path.isdir(options.corpus):

@@ -109,8 +109,9 @@ TEST_F(Media1Tags, TagsKeepTheirVersion)
         std::string path = m_folder.write("versions.mp3", test::id3Tag(version, frame) + test::mpegFrames(50));
         expectEveryTag(m_media.setTags(path, EveryTag));
         EXPECT_EQ(content(path)[3], version == 4 ? 4 : 3);
-        if (version != 2)
+        if (version != 2) {
             EXPECT_NE(content(path).find(test::zeroed("\0key\0value")), std::string::npos);
+        }
     }
 }
 
