@@ -245,16 +245,24 @@ class Judge:
             return "journalled"
         return "torn"
 
+    def state_of(self, mount, kind):
+        """What file and hidden files hold, in words, for whoever looks for what went wrong."""
+        update, folder = self.running.get(kind) or self.last[kind], os.path.dirname(path_of(mount, kind))
+        words = {update.old: "old", update.new: "new"}
+        return {name: words.get(content := digest(os.path.join(folder, name)),
+                                "earlier" if content in self.earlier[kind] else f"unknown, {content}")
+                for name in [kind, *litter(folder)]}
+
     def repaired(self, mount, kind):
         """The update comes again, after whatever the cut left of it."""
         update, path = self.running.get(kind) or self.last[kind], path_of(mount, kind)
         self.counts["hidden files left"] += len(litter(os.path.dirname(path)))
+        before = self.state_of(mount, kind)
         result = faultlib.update(path, update.arguments)
         right = digest(path) == update.new and not litter(os.path.dirname(path))
         if not right:
-            print(f"    status {result.returncode}, {result.stderr.strip()}", flush=True)
-            for name in litter(os.path.dirname(path)):
-                print(f"    {name}: {os.stat(os.path.join(os.path.dirname(path), name))}", flush=True)
+            print(f"    status {result.returncode}, {result.stderr.strip()}; was {before}, is {self.state_of(mount, kind)},"
+                  f" running: {kind in self.running}, {update.arguments[:1]}", flush=True)
         return right
 
     def look(self, mount):
