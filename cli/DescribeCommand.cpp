@@ -4,13 +4,13 @@
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
 #include "cli/Interruption.h"
-#include "cli/JsonText.h"
 #include "cli/NameList.h"
 #include "cli/OrderedWork.h"
 #include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 #include "client/MediaInfoClient.h"
 
 #include <cerrno>

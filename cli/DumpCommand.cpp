@@ -1,9 +1,9 @@
 #include "cli/Command.h"
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
-#include "cli/JsonText.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 #include "mp4/Tags.h"
 #include "service/isolated/WorkerAccess.h"
 

@@ -1,9 +1,9 @@
 #include "cli/FileTexts.h"
 
-#include "cli/JsonText.h"
 #include "cli/Output.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 
 namespace mv::cli {
 

@@ -1,8 +1,8 @@
 #include "cli/PictureFile.h"
 
 #include "Base/Core/Handle.h"
-#include "cli/JsonText.h"
 #include "cli/PictureDecoding.h"
+#include "cli/text/JsonText.h"
 #include "thumbnailer/PngFile.h"
 
 #include <algorithm>

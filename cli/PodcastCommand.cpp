@@ -2,8 +2,8 @@
 #include "cli/Command.h"
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
-#include "cli/JsonText.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 #include "client/TagClient.h"
 
 namespace mv::cli {

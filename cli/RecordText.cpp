@@ -3,19 +3,15 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "Base/Media/TiffForm.h"
-#include "cli/Terminal.h"
 
 #include <array>
 #include <cmath>
-#include <ctime>
 
 namespace mv::cli {
 
 namespace {
 
 constexpr std::size_t KeyColumns = 17;
-constexpr std::int64_t SecondsPerMinute = 60;
-constexpr std::int64_t SecondsPerHour = 3600;
 
 std::string plainNumber(const Value& value)
 {
@@ -76,49 +72,6 @@ std::string pictureText(const Bytes& data)
 }
 
 } // namespace
-
-std::string readableLength(std::int64_t seconds)
-{
-    auto hours = static_cast<long long>(seconds / SecondsPerHour);
-    auto minutes = static_cast<long long>(seconds % SecondsPerHour / SecondsPerMinute);
-    auto rest = static_cast<long long>(seconds % SecondsPerMinute);
-    if (hours > 0)
-        return formatText("%lld:%02lld:%02lld", hours, minutes, rest);
-    return formatText("%lld:%02lld", minutes, rest);
-}
-
-std::string readableSize(std::int64_t bytes)
-{
-    constexpr std::array Units { "kB", "MB", "GB", "TB" };
-    constexpr double Step = 1000;
-    if (bytes < static_cast<std::int64_t>(Step))
-        return std::to_string(bytes) + " bytes";
-    double amount = static_cast<double>(bytes) / Step;
-    std::size_t unit = 0;
-    while (amount >= Step && unit + 1 < Units.size()) {
-        amount /= Step;
-        ++unit;
-    }
-    return formatText("%.1f %s", amount, Units[unit]);
-}
-
-std::string localDate(Date date)
-{
-    std::time_t time = date.microseconds / 1'000'000 - (date.microseconds % 1'000'000 < 0 ? 1 : 0);
-    tm local {};
-    if (!localtime_r(&time, &local))
-        return "";
-    return formatText("%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-        local.tm_hour, local.tm_min, local.tm_sec);
-}
-
-std::string padded(std::string_view text, std::size_t columns)
-{
-    std::size_t characters = 0;
-    for (char byte : text)
-        characters += (static_cast<unsigned char>(byte) & 0xc0) != 0x80;
-    return std::string(text) + std::string(columns > characters ? columns - characters : 0, ' ');
-}
 
 std::string readableValue(std::string_view key, const Value& value)
 {

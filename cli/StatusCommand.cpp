@@ -1,9 +1,9 @@
 #include "Base/Core/Text.h"
 #include "cli/Command.h"
-#include "cli/JsonText.h"
 #include "cli/Output.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 #include "client/ServiceBus.h"
 #include "service/include/ServiceNames.h"
 

@@ -35,53 +35,7 @@ bool nobodyIsThere(const Error& error)
     return std::find(NobodyThere.begin(), NobodyThere.end(), error.name) != NobodyThere.end();
 }
 
-/// The number of bytes of the character at the front; 0 where there is no valid one.
-std::size_t characterLength(std::string_view text)
-{
-    for (std::size_t length = 1; length <= 4 && length <= text.size(); ++length) {
-        if (isValidUtf8(text.substr(0, length)))
-            return length;
-    }
-    return 0;
-}
-
-bool isControl(std::string_view character)
-{
-    auto first = static_cast<unsigned char>(character[0]);
-    if (character.size() == 1)
-        return first < 0x20 || first == 0x7f;
-    // U+0080 to U+009F, which terminals take for commands as well.
-    return character.size() == 2 && first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0;
-}
-
-void appendEscaped(std::string& out, std::string_view bytes)
-{
-    for (char byte : bytes) {
-        if (byte == '\n')
-            out += "\\n";
-        else if (byte == '\t')
-            out += "\\t";
-        else
-            out += formatText("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    }
-}
-
 } // namespace
-
-std::string terminalText(std::string_view text)
-{
-    std::string out;
-    while (!text.empty()) {
-        std::size_t length = characterLength(text);
-        std::string_view character = text.substr(0, length ? length : 1);
-        if (length == 0 || isControl(character))
-            appendEscaped(out, character);
-        else
-            out += character;
-        text.remove_prefix(character.size());
-    }
-    return out;
-}
 
 void complain(std::string_view command, std::string_view text)
 {

@@ -2,15 +2,12 @@
 
 #include "Base/Core/Error.h"
 #include "cli/ExitStatus.h"
+#include "cli/text/ReadableText.h"
 
 #include <string>
 #include <string_view>
 
 namespace mv::cli {
-
-/// Text as it may go to a terminal: valid UTF-8, control characters (so that a tag cannot send commands to the
-/// terminal) and bytes that are no UTF-8 as escapes.
-std::string terminalText(std::string_view text);
 
 /// "mivo COMMAND: TEXT" on standard error, as one line.
 void complain(std::string_view command, std::string_view text);

@@ -3,8 +3,8 @@
 #include "Base/Core/Handle.h"
 #include "Base/Core/Text.h"
 #include "cli/Interruption.h"
-#include "cli/JsonText.h"
 #include "cli/PictureFile.h"
+#include "cli/text/JsonText.h"
 #include "thumbnailer/PngFile.h"
 
 #include <algorithm>

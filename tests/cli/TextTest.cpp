@@ -1,9 +1,9 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MediaDB.h"
 #include "cli/InputPath.h"
-#include "cli/JsonText.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/text/JsonText.h"
 #include "tests/support/Scratch.h"
 
 #include <filesystem>
