@@ -13,16 +13,6 @@ namespace {
 
 constexpr std::int64_t MicrosecondsPerSecond = 1'000'000;
 
-std::string jsonNumber(double value)
-{
-    if (!std::isfinite(value))
-        return "null";
-    // The shortest text that reads back as the same number, whatever the locale.
-    std::array<char, 32> buffer;
-    auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    return { buffer.data(), result.ptr };
-}
-
 std::string jsonData(const Bytes& data, bool withData)
 {
     JsonObject object;
@@ -49,6 +39,16 @@ std::string jsonString(std::string_view text)
             out += byte;
     }
     return out + '"';
+}
+
+std::string jsonNumber(double value)
+{
+    if (!std::isfinite(value))
+        return "null";
+    // Whatever the locale.
+    std::array<char, 32> buffer;
+    auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    return { buffer.data(), result.ptr };
 }
 
 std::string base64(ByteView bytes)

@@ -10,6 +10,9 @@ namespace mv::cli {
 /// A JSON string with its quotes; ill-formed UTF-8 becomes U+FFFD.
 std::string jsonString(std::string_view text);
 
+/// The shortest text that reads back as the same number; null for what is none.
+std::string jsonNumber(double value);
+
 /// A value as JSON: strings, numbers, true and false, null. A date is a string of ISO 8601 in UTC with microseconds;
 /// data is an object with its length under "bytes" and, where `withData` says so, itself under "base64".
 std::string jsonValue(const Value& value, bool withData);
