@@ -26,6 +26,18 @@ thread_local BusTurn* t_turn = nullptr;
 
 [[noreturn]] void raise(int code) { throw BusError(BusErrorFailed, std::strerror(-code), -code); }
 
+void raiseErrorOf(sd_bus_message* answer)
+{
+    if (const sd_bus_error* error = sd_bus_message_get_error(answer))
+        raise(error->name ? error->name : BusErrorFailed, error->message ? error->message : "");
+}
+
+int tellAnswer(sd_bus_message* message, void* userdata, sd_bus_error*)
+{
+    (*static_cast<RemoteObject::Answered*>(userdata))(CallAnswer(message));
+    return 1;
+}
+
 int keepAnswer(sd_bus_message* message, void* userdata, sd_bus_error*)
 {
     static_cast<BusMessage*>(userdata)->reset(sd_bus_message_ref(message));
@@ -69,8 +81,7 @@ BusMessage sendAndServe(sd_bus* bus, sd_bus_message* message, std::uint64_t time
     if (!serveUntil(
             bus, [&] { return answer != nullptr; }, afterMicroseconds(timeout)))
         throw BusError(BusErrorNoReply, "no answer in time");
-    if (const sd_bus_error* error = sd_bus_message_get_error(answer.get()))
-        raise(error->name ? error->name : BusErrorFailed, error->message ? error->message : "");
+    raiseErrorOf(answer.get());
     return answer;
 }
 
@@ -120,14 +131,11 @@ sd_bus* RemoteObject::busForCalls() const
     return bus;
 }
 
-void RemoteObject::call(
-    const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments, const Decode& results) const
+BusMessage RemoteObject::newCall(const char* member, const Encode& arguments) const
 {
-    sd_bus* bus = busForCalls();
-    TurnTaken turn(m_bus ? nullptr : t_turn);
     sd_bus_message* made = nullptr;
     int code = sd_bus_message_new_method_call(
-        bus, &made, m_destination.c_str(), m_path.c_str(), m_interface.c_str(), member);
+        busForCalls(), &made, m_destination.c_str(), m_path.c_str(), m_interface.c_str(), member);
     BusMessage message(made);
     if (code < 0)
         raise(code);
@@ -135,6 +143,15 @@ void RemoteObject::call(
         WireWriter writer(message.get());
         arguments(writer);
     }
+    return message;
+}
+
+void RemoteObject::call(
+    const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments, const Decode& results) const
+{
+    sd_bus* bus = busForCalls();
+    TurnTaken turn(m_bus ? nullptr : t_turn);
+    BusMessage message = newCall(member, arguments);
     bool insideAnAnswer = sd_bus_get_current_message(bus) != nullptr;
     BusMessage reply = insideAnAnswer ? sendAndWait(bus, message.get(), timeoutMicroseconds)
                                       : sendAndServe(bus, message.get(), timeoutMicroseconds);
@@ -142,6 +159,34 @@ void RemoteObject::call(
         WireReader reader(reply.get());
         results(reader);
     }
+}
+
+BusSlot RemoteObject::send(const char* member, const Encode& arguments, Answered answered) const
+{
+    BusMessage message = newCall(member, arguments);
+    auto kept = std::make_unique<Answered>(std::move(answered));
+    sd_bus_slot* waiting = nullptr;
+    int code = sd_bus_call_async(busForCalls(), &waiting, message.get(), tellAnswer, kept.get(), CallWithoutTimeout);
+    if (code < 0)
+        raise(code);
+    // The slot outlives its callback, and what is called lives as long as the slot.
+    sd_bus_slot_set_destroy_callback(waiting, [](void* userdata) { delete static_cast<Answered*>(userdata); });
+    (void)kept.release();
+    return BusSlot(waiting);
+}
+
+void RemoteObject::post(const char* member) const noexcept
+try {
+    BusMessage message = newCall(member, {});
+    if (sd_bus_message_set_expect_reply(message.get(), 0) >= 0)
+        sd_bus_send(busForCalls(), message.get(), nullptr);
+} catch (const std::exception&) {
+}
+
+WireReader CallAnswer::results() const
+{
+    raiseErrorOf(m_message);
+    return WireReader(m_message);
 }
 
 } // namespace mv

@@ -15,6 +15,22 @@ namespace mv {
 /// Waits as long as it takes.
 inline constexpr std::uint64_t CallWithoutTimeout = UINT64_MAX;
 
+/// What a call was answered with. Lives as long as the callback that is given it.
+class CallAnswer {
+public:
+    /// Of a message of the bus, which outlives it.
+    explicit CallAnswer(sd_bus_message* message)
+        : m_message(message)
+    {
+    }
+
+    /// The results; throws what RemoteObject::call throws where it is an error.
+    WireReader results() const;
+
+private:
+    sd_bus_message* m_message;
+};
+
 /// An object on somebody's bus connection. Calls go through the connection that the object was given, or through the
 /// one that serves the calling thread, so that they keep their order with everything else that is sent there; a
 /// thread that has none cannot call. Calls that arrive on that connection meanwhile are answered while this one waits,
@@ -41,6 +57,13 @@ public:
     void call(const char* member, std::uint64_t timeoutMicroseconds, const Encode& arguments = {},
         const Decode& results = {}) const;
 
+    using Answered = std::function<void(const CallAnswer&)>;
+    /// Sends a call and does not wait: `answered` is called on the thread that serves the connection, and must not
+    /// throw; not after the slot has gone. Throws BusError where the call cannot be sent.
+    [[nodiscard]] BusSlot send(const char* member, const Encode& arguments, Answered answered) const;
+    /// Sends a call whose answer nobody waits for; what fails is of no interest either.
+    void post(const char* member) const noexcept;
+
     /// Calls an operation that has a result, and waits as long as it takes.
     template <class T> T ask(const char* member, T (WireReader::*result)(), const Encode& arguments = {}) const
     {
@@ -51,6 +74,7 @@ public:
 
 private:
     sd_bus* busForCalls() const;
+    BusMessage newCall(const char* member, const Encode& arguments) const;
 
     std::string m_destination;
     std::string m_path;

@@ -17,6 +17,10 @@ namespace mv {
 /// disconnect a sender at twice that.
 inline constexpr std::size_t WireMaxBytes = 32u << 20;
 
+/// True for text that goes over the bus as it is: valid UTF-8 without NUL and what buses refuse. WireWriter changes
+/// every other one on the way.
+bool isWireText(std::string_view text);
+
 /// Takes values out of a message, in order. Throws BusError (InvalidArgs) where another type stands. Keeps no
 /// ownership: the message outlives the reader.
 class WireReader {
@@ -30,6 +34,8 @@ public:
     bool boolean();
     std::int32_t integer();
     std::uint32_t unsignedInteger();
+    std::int64_t longInteger();
+    std::uint64_t unsignedLongInteger();
     double real();
     std::string objectPath();
     /// h: a descriptor of the caller's own, of the file that the sender has opened.
@@ -40,6 +46,8 @@ public:
     Bytes bytes();
     /// g: true for the null object, an empty signature.
     bool isNullObject();
+    /// The connection that has sent the message; empty where that is not known.
+    std::string sender() const;
     /// Whatever has that signature is left out.
     void skip(const std::string& signature);
     /// s, of which the empty one is a nil path.
@@ -55,6 +63,8 @@ public:
     Record record();
     /// a{sv} of other kinds: `read` is given every key with its value's signature, and takes the value.
     void entries(const std::function<void(const std::string& key, const std::string& signature)>& read);
+    /// An array of `contents`, of which `take` takes one element.
+    void list(const char* contents, const std::function<void()>& take);
     /// aa{sv}: none or one.
     std::optional<Record> optionalRecord();
     /// as: none or one.

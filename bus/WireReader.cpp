@@ -65,6 +65,10 @@ std::int32_t WireReader::integer() { return read<std::int32_t>('i'); }
 
 std::uint32_t WireReader::unsignedInteger() { return read<std::uint32_t>('u'); }
 
+std::int64_t WireReader::longInteger() { return read<std::int64_t>('x'); }
+
+std::uint64_t WireReader::unsignedLongInteger() { return read<std::uint64_t>('t'); }
+
 double WireReader::real() { return read<double>('d'); }
 
 std::string WireReader::objectPath() { return read<const char*>('o'); }
@@ -80,12 +84,9 @@ UniqueFd WireReader::handle()
 
 std::vector<std::string> WireReader::strings()
 {
-    std::vector<std::string> list;
-    enter('a', "s");
-    while (!atEnd())
-        list.push_back(string());
-    leave();
-    return list;
+    std::vector<std::string> texts;
+    list("s", [&] { texts.push_back(string()); });
+    return texts;
 }
 
 Bytes WireReader::bytes()
@@ -99,6 +100,12 @@ Bytes WireReader::bytes()
 }
 
 bool WireReader::isNullObject() { return *read<const char*>('g') == '\0'; }
+
+std::string WireReader::sender() const
+{
+    const char* name = sd_bus_message_get_sender(m_message);
+    return name ? name : "";
+}
 
 void WireReader::skip(const std::string& signature)
 {
@@ -142,7 +149,7 @@ std::pair<std::string, std::int32_t> WireReader::stringAndInteger()
 Date WireReader::date()
 {
     enter('r', "x");
-    Date date { read<std::int64_t>('x') };
+    Date date { longInteger() };
     leave();
     return date;
 }
@@ -162,6 +169,14 @@ void WireReader::entries(const std::function<void(const std::string& key, const 
         leave();
         leave();
     }
+    leave();
+}
+
+void WireReader::list(const char* contents, const std::function<void()>& take)
+{
+    enter('a', contents);
+    while (!atEnd())
+        take();
     leave();
 }
 

@@ -55,6 +55,8 @@ const std::int32_t* narrowFileSize(std::string_view key, const Value& value)
 
 } // namespace
 
+bool isWireText(std::string_view text) { return isPlain(text) || cleaned(text) == text; }
+
 void WireWriter::count(std::size_t bytes)
 {
     m_bytes += bytes;

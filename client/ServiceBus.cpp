@@ -37,15 +37,18 @@ Error busError(std::string name, std::string text)
     return error;
 }
 
-Error systemError(int code) { return { Error::Kind::Io, std::strerror(-code), -code }; }
-
-int noteOwnerLeft(sd_bus_message* message, void* user, sd_bus_error*)
+/// Of a NameOwnerChanged.
+bool hadOwner(sd_bus_message* message)
 {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* after = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, &before, &after) >= 0 && *before)
-        *static_cast<bool*>(user) = true;
+    return sd_bus_message_read(message, "sss", &name, &before, &after) >= 0 && *before;
+}
+
+int tellSignal(sd_bus_message* message, void* heard, sd_bus_error*)
+{
+    (*static_cast<std::function<void(sd_bus_message*)>*>(heard))(message);
     return 0;
 }
 
@@ -69,6 +72,23 @@ RemoteObject ServiceBus::object(std::string_view service, const char* interface,
     return { busNameForService(service), path, interface, m_bus.get() };
 }
 
+RemoteObject ServiceBus::objectOf(const std::string& connection, const char* interface, const std::string& path) const
+{
+    return { connection, path, interface, m_bus.get() };
+}
+
+BusSlot ServiceBus::listen(const std::string& match, std::function<void(sd_bus_message*)> heard)
+{
+    auto kept = std::make_unique<std::function<void(sd_bus_message*)>>(std::move(heard));
+    sd_bus_slot* made = nullptr;
+    if (int code = sd_bus_add_match_async(m_bus.get(), &made, match.c_str(), tellSignal, nullptr, kept.get()); code < 0)
+        throw BusError(BusErrorFailed, std::strerror(-code), -code);
+    sd_bus_slot_set_destroy_callback(
+        made, [](void* function) { delete static_cast<std::function<void(sd_bus_message*)>*>(function); });
+    (void)kept.release();
+    return BusSlot(made);
+}
+
 std::vector<BusSlot> ServiceBus::serve(ServedObject& object, const std::string& path)
 {
     std::vector<BusSlot> slots;
@@ -83,11 +103,8 @@ Result<void> ServiceBus::serveUntil(std::string_view service, const std::functio
     std::string match = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                         "member='NameOwnerChanged',arg0='"
         + busNameForService(service) + "'";
-    sd_bus_slot* watching = nullptr;
-    int code = sd_bus_add_match_async(m_bus.get(), &watching, match.c_str(), noteOwnerLeft, nullptr, &left);
-    BusSlot slot(watching);
-    if (code < 0)
-        return systemError(code);
+    MV_TRY(slot,
+        resultOf([&] { return listen(match, [&](sd_bus_message* message) { left = left || hadOwner(message); }); }));
     // It may have left before the match was there.
     left = !hasOwner(service) || left;
     MV_TRY_VOID(resultOf([&] { mv::serveUntil(m_bus.get(), [&] { return left || done(); }); }));

@@ -30,6 +30,13 @@ public:
     /// An object of a service, for calls through this connection.
     RemoteObject object(std::string_view service, const char* interface, const std::string& path = "/") const;
 
+    /// The same of the connection that has this name of its own.
+    RemoteObject objectOf(const std::string& connection, const char* interface, const std::string& path) const;
+
+    /// Signals that a rule of the bus matches, until the slot is gone; `heard` must not throw. Other connections can
+    /// send what looks the same.
+    BusSlot listen(const std::string& match, std::function<void(sd_bus_message*)> heard);
+
     /// A path that nothing on this connection is served at yet.
     std::string freshPath() { return "/delegate/" + std::to_string(m_nextPath++); }
     /// Serves `object` at `path` on this connection until the returned slots are gone. The object must outlive
