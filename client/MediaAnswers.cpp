@@ -107,6 +107,8 @@ Result<Facts> readOneOfMany(WireReader& in)
     });
     if (name.empty())
         return facts;
+    if (!facts.entries().empty())
+        failAnswer("the answer has facts of a file and says that there are none");
     return mediaError(std::move(name), std::move(message));
 }
 
