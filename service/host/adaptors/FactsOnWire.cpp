@@ -55,7 +55,7 @@ void writeNumber(WireWriter& out, std::string_view key, std::uint32_t number)
 void writeEntries(WireWriter& out, const Facts& facts)
 {
     for (const auto& [key, value] : facts.entries())
-        out.entry(key, signatureOf(typeOf(value)), [&] { std::visit(ValueWriter(out), value); });
+        out.entry(key, signatureOf(typeOf(value)), [&out, &value = value] { std::visit(ValueWriter(out), value); });
 }
 
 void writeError(WireWriter& out, const MediaError& error)
