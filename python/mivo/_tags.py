@@ -21,6 +21,9 @@ class Unchanged(enum.Enum):
 
     UNCHANGED = enum.auto()
 
+    def __repr__(self) -> str:
+        return self.name
+
 
 #: A tag that stays as it is.
 UNCHANGED = Unchanged.UNCHANGED

@@ -8,7 +8,6 @@ Calls run side by side. A task that is cancelled while it waits for a call stops
 
 from __future__ import annotations
 
-import asyncio
 import itertools
 import os
 from collections.abc import AsyncGenerator, Awaitable, Callable, Sequence

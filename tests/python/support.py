@@ -4,6 +4,7 @@ Imported first, by tests that are called as: TEST PROGRAMS [words of unittest].
 """
 import contextlib
 import ctypes
+import importlib.util
 import math
 import os
 import pathlib
@@ -24,9 +25,7 @@ PR_SET_PDEATHSIG = 1
 
 def _need_dbus_fast():
     """Debian's modules are Debian's Python's, which may not be the first one."""
-    try:
-        import dbus_fast  # noqa: F401
-    except ImportError:
+    if not importlib.util.find_spec("dbus_fast"):
         if sys.executable != DEBIANS and pathlib.Path(DEBIANS).exists():
             os.execv(DEBIANS, [DEBIANS, *sys.argv])
         print("skipped: python3-dbus-fast is not installed")

@@ -9,6 +9,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Of scripts/packages: what every build of Debian has, what people work with, and what has another name there.
 NOT_DECLARED = {"clang-format", "dbus", "g++", "git"}
 NAMES = {"libjpeg62-turbo-dev": "libjpeg-dev", "pkg-config": "pkgconf | pkg-config"}
+# What the packages are made with.
+FOR_PACKAGES = {"debhelper-compat", "dh-python"}
 
 
 def sections():
@@ -31,7 +33,7 @@ def build_depends():
 
 class Debian(unittest.TestCase):
     def test_what_is_needed_to_build_is_declared(self):
-        always = {name for name, tests in build_depends() if not tests} - {"debhelper-compat"}
+        always = {name for name, tests in build_depends() if not tests} - FOR_PACKAGES
         for_tests = {name for name, tests in build_depends() if tests}
         needed = set(sections()["build"]) - NOT_DECLARED
         self.assertEqual(needed - always - for_tests, set(), "scripts/packages has more")
