@@ -16,10 +16,9 @@ constexpr const char* Version = "mivo-mediad " MIVO_VERSION;
 constexpr const char* Synopsis = "[OPTION...]";
 constexpr const char* Summary = "Describe, tag and convert media files for other programs";
 constexpr const char* Details
-    = "Publishes nine services on the session bus and answers them until it is told to quit (\"mivo quit\", SIGTERM, "
-      "or\n"
-      "the end of the bus). It writes its log to standard error. A message bus starts it when one of its names is\n"
-      "called; where none does, the tool mivo starts it by itself.";
+    = "Publishes nine services and Mivo.Media1 on the session bus and answers them until it is told to quit\n"
+      "(\"mivo quit\", SIGTERM, or the end of the bus). It writes its log to standard error. A message bus starts it\n"
+      "when one of its names is called; where none does, the tool mivo starts it by itself.";
 
 // A week: who means more means never.
 constexpr int MaxIdleSeconds = 7 * 24 * 3600;

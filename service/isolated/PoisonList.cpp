@@ -11,6 +11,13 @@ constexpr int EnoughWeight = 2;
 
 } // namespace
 
+FileDeed deedOf(const OpenedFile& file, int operation)
+{
+    if (!file.exists())
+        return {};
+    return { file.attributes()->identity, file.attributes()->size, file.attributes()->modificationDate, operation };
+}
+
 std::size_t PoisonList::DeedHash::operator()(const FileDeed& deed) const
 {
     constexpr std::size_t Factor = 1'000'003;

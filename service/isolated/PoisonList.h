@@ -2,6 +2,7 @@
 
 #include "system/FileAttributes.h"
 #include "system/Mutex.h"
+#include "system/OpenedFile.h"
 
 #include <chrono>
 #include <cstddef>
@@ -19,6 +20,9 @@ struct FileDeed {
 
     bool operator==(const FileDeed&) const = default;
 };
+
+/// That operation with the file as it was opened; of one that is not there an empty deed.
+FileDeed deedOf(const OpenedFile& file, int operation);
 
 /// Remembers for a while which files ended a worker, so that the next call is answered at once. In memory alone, and
 /// the last few. Safe on several threads at once.

@@ -20,13 +20,6 @@ constexpr int FirstWritingDeed = 64;
 // A long recording may take hours.
 constexpr std::chrono::hours AnyProcessorTime { 24 * 365 };
 
-FileDeed deedOf(const OpenedFile& file, int operation)
-{
-    if (!file.exists())
-        return {};
-    return { file.attributes()->identity, file.attributes()->size, file.attributes()->modificationDate, operation };
-}
-
 /// Which worker is asked first. Hardly a movie can be described without FFmpeg; what else turns out to need it is asked
 /// again.
 WorkerKind firstKind(ReadingOperation operation)

@@ -12,12 +12,6 @@ namespace mv {
 
 namespace {
 
-FileDeed deedOf(const OpenedFile& file, MediaOperation operation)
-{
-    const FileAttributes& attributes = *file.attributes();
-    return { attributes.identity, attributes.size, attributes.modificationDate, static_cast<int>(operation) };
-}
-
 MediaErrorKind kindOf(MediaProblem problem)
 {
     switch (problem) {
@@ -90,7 +84,7 @@ public:
     {
         std::vector<std::size_t> files;
         for (std::size_t i = 0; i < m_job.files.size(); ++i) {
-            if (auto kind = m_workers.poisonOf(deedOf(m_job.files[i], m_job.operation)))
+            if (auto kind = m_workers.poisonOf(deedOf(m_job.files[i], static_cast<int>(m_job.operation))))
                 m_outcomes[i] = *kind;
             else
                 files.push_back(i);
@@ -197,7 +191,7 @@ private:
         m_outcomes[place] = isDeadline ? MediaErrorKind::TimedOut : MediaErrorKind::Crashed;
         if (death.blame)
             (isDeadline ? m_workers.m_deadlines : m_workers.m_crashes)
-                .remember(deedOf(file, m_job.operation), *death.blame);
+                .remember(deedOf(file, static_cast<int>(m_job.operation)), *death.blame);
     }
 
     MediaWorkers& m_workers;

@@ -17,12 +17,6 @@ namespace {
 // Behind those of MediaOperation.
 constexpr int SetTagsDeed = 64;
 
-FileDeed deedOf(const OpenedFile& file)
-{
-    const FileAttributes& attributes = *file.attributes();
-    return { attributes.identity, attributes.size, attributes.modificationDate, SetTagsDeed };
-}
-
 std::string shownName(const EditableFile& file) { return std::string(file.opened().path().lastPathComponent()); }
 
 MediaError tagError(MediaErrorKind kind, const std::string& name, const std::string& reason = {})
@@ -132,7 +126,7 @@ void TagWriter::write(
         throw tagError(MediaErrorKind::Unsupported, name);
     if (auto writable = file->writable(); !writable)
         throw tagError(tagErrorKind(writable.error()), name);
-    const FileDeed deed = deedOf(file->opened());
+    const FileDeed deed = deedOf(file->opened(), SetTagsDeed);
     if (m_crashes.isPoison(deed))
         throw tagError(MediaErrorKind::Crashed, name);
     if (m_deadlines.isPoison(deed))
@@ -147,7 +141,7 @@ void TagWriter::write(
 void TagWriter::replace(EditableFile& file, const TagChanges& changes, const MediaCaller& caller)
 {
     const std::string name = shownName(file);
-    const FileDeed deed = deedOf(file.opened());
+    const FileDeed deed = deedOf(file.opened(), SetTagsDeed);
     auto loan = m_pool.fresh(WorkerKind::Light);
     if (!loan)
         throw tagError(MediaErrorKind::Failed, name, "no worker can be had: " + loan.error().text);
