@@ -14,7 +14,7 @@ int main(int count, char** names)
         const TagLib::Tag& tag = *file.tag();
         const TagLib::AudioProperties& sound = *file.audioProperties();
         std::printf("%s\t%s\t%s\t%s\t%s\t%u\t%u\t%d\t%d\t%d\t%d\n", names[i], tag.title().toCString(true),
-            tag.artist().toCString(true), tag.album().toCString(true), tag.genre().toCString(true), tag.year(), tag.track(),
-            sound.lengthInMilliseconds(), sound.bitrate(), sound.sampleRate(), sound.channels());
+            tag.artist().toCString(true), tag.album().toCString(true), tag.genre().toCString(true), tag.year(),
+            tag.track(), sound.lengthInMilliseconds(), sound.bitrate(), sound.sampleRate(), sound.channels());
     }
 }
