@@ -32,6 +32,7 @@ extern const Command thumbnailCommand;
 extern const Command sheetCommand;
 extern const Command dumpCommand;
 extern const Command tagCommand;
+extern const Command copyTagsCommand;
 extern const Command renameCommand;
 extern const Command podcastCommand;
 extern const Command encodeCommand;

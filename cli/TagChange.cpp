@@ -1,16 +1,13 @@
 #include "cli/TagChange.h"
 
 #include "Base/Core/Text.h"
-#include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
 #include "cli/InputPath.h"
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
-#include "client/TagFields.h"
+#include "service/job/TagChanges.h"
 #include "system/InputFile.h"
 
 #include <algorithm>
-#include <array>
 
 namespace mv::cli {
 
@@ -19,151 +16,175 @@ namespace {
 using Kind = TagField::Kind;
 
 constexpr std::array Fields {
-    TagField { TagFieldNames[0], MediaDBMusicColumnTitle, Kind::Text },
-    TagField { TagFieldNames[1], MediaDBMusicColumnArtist, Kind::Text },
-    TagField { TagFieldNames[2], MediaDBMusicColumnAlbum, Kind::Text },
-    TagField { TagFieldNames[3], MediaDBMusicColumnAlbumArtist, Kind::Text },
-    TagField { TagFieldNames[4], MediaDBMusicColumnComposer, Kind::Text },
-    TagField { TagFieldNames[5], MediaDBMusicColumnGenre, Kind::Text },
-    TagField { TagFieldNames[6], MediaDBMusicColumnDateReleased, Kind::Text },
-    TagField { TagFieldNames[7], MediaDBCommonColumnReservedText, Kind::Text },
-    TagField { TagFieldNames[8], MediaDBMusicColumnTrackNo, Kind::Number },
-    TagField { TagFieldNames[9], MediaDBMusicColumnDiscNo, Kind::Number },
-    TagField { TagFieldNames[10], MediaDBMusicColumnAlbumArt, Kind::Picture },
+    TagField { TagFieldNames[0], fact::Title, Kind::Text },
+    TagField { TagFieldNames[1], fact::Artist, Kind::Texts },
+    TagField { TagFieldNames[2], fact::Album, Kind::Text },
+    TagField { TagFieldNames[3], fact::AlbumArtist, Kind::Texts },
+    TagField { TagFieldNames[4], fact::Composer, Kind::Texts },
+    TagField { TagFieldNames[5], fact::Genre, Kind::Texts },
+    TagField { TagFieldNames[6], fact::ContentCreated, Kind::Date },
+    TagField { TagFieldNames[7], fact::Comment, Kind::Texts },
+    TagField { TagFieldNames[8], fact::TrackNumber, Kind::Number, fact::TrackTotal },
+    TagField { TagFieldNames[9], fact::DiscNumber, Kind::Number, fact::DiscTotal },
+    TagField { TagFieldNames[10], FrontCoverTag, Kind::Picture },
 };
+constexpr std::string_view OtherCoverName = TagFieldNames[Fields.size()];
 
-// A track number is one byte in the ID3 writer.
-constexpr int MaxNumber = 255;
 // The whole message must stay below the bus's limit.
 constexpr std::uint64_t MaxPictureBytes = 16u << 20;
 
 Error misuse(const std::string& text) { return { Error::Kind::Format, text }; }
 
-Result<Value> pictureValue(const std::string& name)
+/// What the option "--cover" and its older form "--art" are given.
+Result<TagValue> pictureValue(const std::string& name, bool keepsPng)
 {
-    MV_TRY(path, inputPath(name));
-    MV_TRY(content, readWholeFile(path, MaxPictureBytes));
-    bool isJpeg = content.size() > 3 && content[0] == 0xff && content[1] == 0xd8 && content[2] == 0xff;
-    if (isJpeg)
-        return Value(std::move(content));
-    // Covers are JPEG pictures in every format; the ID3 writer would call any other bytes so as well.
-    MV_TRY(bitmap, decodedPicture(content));
-    MV_TRY(jpeg, jpegOf(flattened(std::move(bitmap), Color::white())));
-    return Value(std::move(jpeg));
+    auto cover = [&]() -> Result<Bytes> {
+        MV_TRY(path, inputPath(name));
+        MV_TRY(content, readWholeFile(path, MaxPictureBytes));
+        return coverFrom(std::move(content), keepsPng);
+    }();
+    // A file that failed, and no slip in the command line.
+    if (!cover)
+        return Error { Error::Kind::Io, name + ": " + cover.error().text };
+    return TagValue(std::move(cover).value());
 }
+
+struct Place {
+    int number = 0;
+    int total = 0;
+};
 
 /// "3", or "3/12" with a total that is not smaller.
-Result<PlaceInSet> placeFor(const TagField& field, const std::string& text)
+Result<Place> placeFor(const TagField& field, const std::string& text)
 {
     auto slash = text.find('/');
-    MV_TRY(number, numberIn(field.name, text.substr(0, slash), 1, MaxNumber));
+    MV_TRY(number, numberIn(field.name, text.substr(0, slash), 1, MaxTagNumber));
     if (slash == std::string::npos)
-        return PlaceInSet { number, 0 };
-    MV_TRY(total, numberIn(field.name, text.substr(slash + 1), 1, MaxNumber));
+        return Place { number, 0 };
+    MV_TRY(total, numberIn(field.name, text.substr(slash + 1), 1, MaxTagNumber));
     if (total < number)
         return misuse(formatText("--%s %s: there is no %d among %d", field.name, text.c_str(), number, total));
-    return PlaceInSet { number, total };
+    return Place { number, total };
 }
 
-Result<Value> valueFor(const TagField& field, const std::string& text)
+Result<void> checkText(const TagField& field, const std::string& text)
 {
-    switch (field.kind) {
-    case Kind::Text:
-        if (!isValidUtf8(text))
-            return misuse(formatText("the %s is not UTF-8", field.name));
-        return Value(text);
-    case Kind::Number: {
-        MV_TRY(place, placeFor(field, text));
-        return Value(std::int32_t { place.index });
+    if (!isValidUtf8(text))
+        return misuse(formatText("the %s is not UTF-8", field.name));
+    if (field.kind == Kind::Date && !text.empty() && !isTagDate(text))
+        return misuse(formatText("a %s is YYYY, YYYY-MM, YYYY-MM-DD, or that with THH:MM:SS behind, not \"%s\"",
+            field.name, text.c_str()));
+    return {};
+}
+
+/// Of an option that was given with those values; the last one counts where the field has one value.
+Result<TagChange> changeOf(const TagField& field, const std::vector<std::string>& values)
+{
+    // Not by an aggregate: g++ 12 takes moving one for a use of what is not initialised.
+    TagChange change;
+    change.field = &field;
+    for (const std::string& text : values)
+        MV_TRY_VOID(checkText(field, text));
+    if (field.kind == Kind::Number) {
+        MV_TRY(place, placeFor(field, values.back()));
+        change.value = std::int32_t { place.number };
+        change.total = place.total;
+    } else if (field.kind == Kind::Texts) {
+        std::vector<std::string> texts;
+        std::copy_if(values.begin(), values.end(), std::back_inserter(texts), [](auto& text) { return !text.empty(); });
+        if (!texts.empty())
+            change.value = std::move(texts);
+    } else if (!values.back().empty()) {
+        change.value = values.back();
     }
-    case Kind::Picture: {
-        auto picture = pictureValue(text);
-        // A file that failed, and no slip in the command line.
-        if (!picture)
-            return Error { Error::Kind::Io, text + ": " + picture.error().text };
-        return picture;
-    }
-    }
-    return Value();
+    return change;
+}
+
+Result<std::optional<TagChange>> coverChange(const TagField& field, const Arguments& arguments)
+{
+    bool isOlder = arguments.has(OtherCoverName);
+    if (isOlder && arguments.has(field.name))
+        return misuse("--cover and --art are two names of one field");
+    if (!isOlder && !arguments.has(field.name))
+        return std::optional<TagChange> {};
+    MV_TRY(value, pictureValue(arguments.value(isOlder ? OtherCoverName : field.name), !isOlder));
+    TagChange change;
+    change.field = &field;
+    change.value = std::move(value);
+    return std::optional(std::move(change));
+}
+
+Result<std::optional<TagChange>> givenChange(const TagField& field, const Arguments& arguments)
+{
+    if (field.kind == Kind::Picture)
+        return coverChange(field, arguments);
+    if (!arguments.has(field.name))
+        return std::optional<TagChange> {};
+    MV_TRY(change, changeOf(field, arguments.values(field.name)));
+    return std::optional(std::move(change));
+}
+
+/// --clear and --remove mean the same.
+bool isRemoved(const TagField& field, const Arguments& arguments)
+{
+    std::vector<std::string> names = arguments.values("remove");
+    for (const std::string& name : arguments.values("clear"))
+        names.push_back(name);
+    return std::any_of(names.begin(), names.end(), [&](const auto& name) { return tagFieldNamed(name) == &field; });
 }
 
 } // namespace
 
 std::span<const TagField> tagFields() { return Fields; }
 
+const TagField* tagFieldNamed(std::string_view name)
+{
+    if (name == OtherCoverName)
+        return &Fields.back();
+    const auto* found = std::find_if(Fields.begin(), Fields.end(), [&](const auto& one) { return one.name == name; });
+    return found == Fields.end() ? nullptr : found;
+}
+
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
 {
     std::vector<TagChange> changes;
     for (const TagField& field : Fields) {
-        if (!arguments.has(field.name))
-            continue;
-        std::string text = arguments.value(field.name);
-        MV_TRY(value, valueFor(field, text));
-        int total = field.kind == Kind::Number ? placeFrom(text).total : 0;
-        // Not by an aggregate: g++ 12 takes moving one for a use of what is not initialised.
-        TagChange& change = changes.emplace_back();
-        change.field = &field;
-        change.value = std::move(value);
-        change.total = total;
-    }
-    const std::vector<std::string> cleared = arguments.values("clear");
-    for (const TagField& field : Fields) {
-        if (std::find(cleared.begin(), cleared.end(), field.name) == cleared.end())
-            continue;
-        if (arguments.has(field.name))
+        MV_TRY(given, givenChange(field, arguments));
+        bool isGone = isRemoved(field, arguments);
+        if (given && isGone)
             return misuse(formatText("the %s cannot be set and cleared at once", field.name));
-        changes.emplace_back().field = &field;
+        if (given)
+            changes.push_back(std::move(*given));
+        else if (isGone)
+            changes.emplace_back().field = &field;
     }
     return changes;
 }
 
-Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes)
+MediaTags tagsFor(const std::vector<TagChange>& changes, const Facts& present)
 {
-    if (!hasWritableTags(mediaType))
-        return misuse("only MP3 and M4A files have tags that the service writes");
-    Record record = recordKeepingTags(mediaType, current);
+    MediaTags tags;
     for (const TagChange& change : changes) {
-        if (!isTagField(mediaType, change.field->key))
-            return misuse(formatText(
-                "the service writes no %s into %s files", change.field->name, MVMediaTypeReader::typeName(mediaType)));
-        record.set(
-            change.field->key, change.value.isNull() ? emptyTagField(mediaType, change.field->key) : change.value);
-    }
-    return record;
-}
-
-TagTotals totalsForUpdate(std::int32_t mediaType, const TagTotals& present, const std::vector<TagChange>& changes)
-{
-    TagTotals totals;
-    for (const TagChange& change : changes) {
-        if (change.field->kind != Kind::Number || change.value.isNull())
+        tags.emplace_back(change.field->key, change.value);
+        if (change.field->kind != Kind::Number)
             continue;
-        bool isTrack = change.field->key == MediaDBMusicColumnTrackNo;
-        PlaceInSet& place = isTrack ? totals.track : totals.disc;
-        place = { change.value.integerValue().value_or(0), change.total };
-        bool isDropped = isTrack && mediaType == MVMediaTypeMP3 && change.total == 0;
-        if (isDropped && present.track.total >= place.index)
-            place.total = present.track.total;
+        const auto* number = std::get_if<std::int32_t>(&change.value);
+        const auto* total = present.get<std::int32_t>(change.field->totalKey);
+        if (change.total > 0)
+            tags.emplace_back(change.field->totalKey, std::int32_t { change.total });
+        else if (total && (!number || *total < *number))
+            tags.emplace_back().first = change.field->totalKey; // it goes
     }
-    return totals;
+    return tags;
 }
 
-bool isDone(const TagChange& change, const Record& now)
+Result<Bytes> coverFrom(Bytes picture, bool keepsPng)
 {
-    const Value* value = now.find(change.field->key);
-    switch (change.field->kind) {
-    case Kind::Picture:
-        return change.value.isNull() == (value == nullptr);
-    case Kind::Number:
-        return (value ? value->integerValue().value_or(0) : 0) == change.value.integerValue().value_or(0);
-    case Kind::Text:
-        break;
-    }
-    std::string wanted = change.value.string() ? *change.value.string() : "";
-    std::string found = value && value->string() ? *value->string() : "";
-    // The parser's word for "no genre".
-    bool unknownGenre = change.field->key == MediaDBMusicColumnGenre && wanted.empty() && found == "Unknown";
-    return wanted == found || unknownGenre;
+    std::string_view type = coverMimeType(picture);
+    if (type == "image/jpeg" || (type == "image/png" && keepsPng))
+        return picture;
+    MV_TRY(bitmap, decodedPicture(picture));
+    return jpegOf(flattened(std::move(bitmap), Color::white()));
 }
 
 } // namespace mv::cli

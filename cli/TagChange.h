@@ -1,12 +1,14 @@
 #pragma once
 
 #include "Base/Core/Result.h"
-#include "Base/Media/Record.h"
 #include "arguments/Arguments.h"
-#include "cli/TagTotals.h"
+#include "client/MediaRequests.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,38 +16,39 @@ namespace mv::cli {
 
 /// A field of a tag that the tool can change.
 struct TagField {
-    enum class Kind { Text, Number, Picture };
+    enum class Kind { Text, Texts, Date, Number, Picture };
 
     const char* name; ///< of its option
-    std::string_view key;
+    std::string_view key; ///< of the fact; the cover's is FrontCoverTag
     Kind kind;
+    std::string_view totalKey = {}; ///< of a number's total
 };
 
 std::span<const TagField> tagFields();
 
-/// The fields' names, in the fields' order.
+/// The fields' names, in the fields' order, and "art", which is another name of the cover.
 inline constexpr std::array TagFieldNames { "title", "artist", "album", "album-artist", "composer", "genre", "date",
-    "comment", "track", "disc", "art" };
+    "comment", "track", "disc", "cover", "art" };
 
-/// What a command line asks of a tag.
+/// Null for a name that none has.
+const TagField* tagFieldNamed(std::string_view name);
+
+/// What a command line asks of a field.
 struct TagChange {
     const TagField* field = nullptr;
-    Value value; ///< null: the field is to be emptied
+    TagValue value; ///< nothing: the field is to be emptied
     int total = 0; ///< of a number: "3/12" has one; 0 for none
 };
 
-/// Fails with a sentence at an unknown field, a number that is none, or a picture that cannot be read.
+/// Fails with a sentence at a number or date that is none, text that is no UTF-8, a field that is set and emptied, or a
+/// picture that cannot be read (Error::Kind::Io).
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
 
-/// The record that the tag updater is to get for a file of that media type, so that the changes are made and nothing
-/// else changes. Fails where the format has no such field.
-Result<Record> recordForUpdate(std::int32_t mediaType, const Record& current, const std::vector<TagChange>& changes);
+/// What the service is to be told for a file of which `present` is known. A number alone leaves the total that the file
+/// has, unless that is smaller now; with a number goes its total.
+MediaTags tagsFor(const std::vector<TagChange>& changes, const Facts& present);
 
-/// The totals that the file is to have after the changes, where that is not what the service makes of them: those that
-/// were asked for, and for a track of an MP3 file, whose total the service drops, the present one if it still fits.
-TagTotals totalsForUpdate(std::int32_t mediaType, const TagTotals& present, const std::vector<TagChange>& changes);
-
-/// True when the record that the file has now shows the change.
-bool isDone(const TagChange& change, const Record& now);
+/// A cover as tags hold it: JPEG and PNG as they are, unless PNG is not wanted; every other picture becomes a JPEG.
+Result<Bytes> coverFrom(Bytes picture, bool keepsPng);
 
 } // namespace mv::cli

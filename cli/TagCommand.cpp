@@ -1,122 +1,132 @@
-#include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
+#include "Base/Core/Text.h"
+#include "cli/CallsInOrder.h"
 #include "cli/Command.h"
-#include "cli/InputPath.h"
+#include "cli/FileTexts.h"
 #include "cli/Interruption.h"
+#include "cli/NameList.h"
 #include "cli/Output.h"
-#include "cli/RecordText.h"
 #include "cli/ServiceAccess.h"
 #include "cli/TagChange.h"
+#include "cli/TagJson.h"
+#include "cli/TagWork.h"
 #include "cli/Terminal.h"
-#include "client/MediaInfoClient.h"
-#include "client/TagClient.h"
+
+#include <cerrno>
+#include <set>
 
 namespace mv::cli {
 
 namespace {
 
 constexpr const char* Name = "tag";
-constexpr std::size_t NameColumns = 13;
-constexpr std::size_t ValueColumns = 30;
 
-/// What a file's tag says: the service's record, and what it has no place for.
-struct TagState {
-    Record record;
-    TagTotals totals;
+void emit(const WorkResult& result)
+{
+    emitFile(Name, result.output, result.complaint);
+    // Nobody hears the rest.
+    if (!canPrint())
+        leaveNow(closeOutput(ExitStatus::SomeFailed));
+}
+
+/// The files of the command line, all with the same changes.
+ExitStatus tagFiles(ServiceBus& bus, const Arguments& arguments, const std::vector<TagChange>& changes)
+{
+    Media1Client media(bus);
+    std::string cover;
+    for (const TagChange& change : changes) {
+        if (const auto* picture = std::get_if<Bytes>(&change.value))
+            cover = coverText(media, *picture);
+    }
+    std::size_t next = 0;
+    auto begin = [&](const CallsInOrder::Finish& finish) {
+        if (next == arguments.files().size())
+            return false;
+        TagOrder order;
+        order.file = arguments.files()[next++];
+        order.tags = [&changes](const Facts& present) { return tagsFor(changes, present); };
+        order.cover = cover;
+        order.isDry = arguments.has("dry-run");
+        changeTags(media, std::move(order), finish);
+        return true;
+    };
+    return inOrder(media, begin, emit);
+}
+
+/// The lines of a list, each a file with its tags.
+class JsonTagging {
+public:
+    JsonTagging(Media1Client& media, NameList list, bool isDry)
+        : m_media(media)
+        , m_list(std::move(list))
+        , m_isDry(isDry)
+    {
+    }
+
+    bool begin(const CallsInOrder::Finish& finish)
+    {
+        auto line = m_list.next();
+        if (!line && line.error().code != EINTR) // which is Ctrl-C
+            m_failure = line.error();
+        if (!line || !*line)
+            return false;
+        ++m_lines;
+        auto tags = jsonTagsOf(**line);
+        if (!tags)
+            finish(failedFile(formatText("object %zu", m_lines), tags.error(), false));
+        else if (tags->tags.empty())
+            finish({});
+        else
+            change(std::move(*tags), finish);
+        return true;
+    }
+
+    const std::optional<Error>& failure() const { return m_failure; }
+
+private:
+    void change(JsonTags tags, const CallsInOrder::Finish& finish)
+    {
+        // What a later line says of the same file is said last.
+        if (m_underWay.contains(tags.file))
+            static_cast<void>(m_media.serveUntil([&] { return !m_underWay.contains(tags.file); }));
+        m_underWay.insert(tags.file);
+        TagOrder order;
+        order.file = tags.file;
+        order.tags = [wanted = std::move(tags.tags)](const Facts&) { return wanted; };
+        order.onlyDifferent = true;
+        order.isDry = m_isDry;
+        changeTags(m_media, std::move(order), [this, finish, file = tags.file](WorkResult result) {
+            m_underWay.erase(file);
+            finish(std::move(result));
+        });
+    }
+
+    Media1Client& m_media;
+    NameList m_list;
+    bool m_isDry;
+    std::size_t m_lines = 0;
+    std::set<std::string> m_underWay;
+    std::optional<Error> m_failure;
 };
 
-std::string withTotal(const TagField& field, const std::string& number, const TagTotals& totals)
+ExitStatus tagFromJson(ServiceBus& bus, NameList list, bool isDry)
 {
-    int total = field.key == MediaDBMusicColumnTrackNo ? totals.track.total
-        : field.key == MediaDBMusicColumnDiscNo        ? totals.disc.total
-                                                       : 0;
-    return total > 0 ? number + "/" + std::to_string(total) : number;
+    Media1Client media(bus);
+    JsonTagging tagging(media, std::move(list), isDry);
+    ExitStatus status = inOrder(
+        media, [&](const CallsInOrder::Finish& finish) { return tagging.begin(finish); }, emit);
+    if (!tagging.failure())
+        return status;
+    complain(Name, tagging.failure()->text);
+    return worse(status, ExitStatus::SomeFailed);
 }
 
-std::string shown(const TagState& state, const TagField& field)
+const char* slipIn(const Arguments& arguments, const std::vector<TagChange>& changes)
 {
-    const Value* value = state.record.find(field.key);
-    return value ? withTotal(field, readableValue(field.key, *value), state.totals) : "-";
-}
-
-std::string row(const TagField& field, const std::string& before, const std::string& after)
-{
-    const char* arrow = before == after ? "   " : "-> ";
-    return "  " + padded(field.name, NameColumns) + padded(before, ValueColumns) + " " + arrow + after + "\n";
-}
-
-/// Every field that the file has, or is to have.
-void printFields(const std::string& file, const TagState& before, const TagState& after)
-{
-    std::string text = terminalText(file) + "\n";
-    for (const TagField& field : tagFields()) {
-        std::string old = shown(before, field);
-        std::string now = shown(after, field);
-        if (old != "-" || now != "-")
-            text += row(field, old, now);
-    }
-    print(text);
-}
-
-/// The state as it would be.
-TagState planned(TagState state, const TagTotals& totals, const std::vector<TagChange>& changes)
-{
-    for (const TagChange& change : changes) {
-        if (change.value.isNull())
-            state.record.remove(change.field->key);
-        else
-            state.record.set(change.field->key, change.value);
-        if (change.field->key == MediaDBMusicColumnTrackNo)
-            state.totals.track = totals.track;
-        if (change.field->key == MediaDBMusicColumnDiscNo)
-            state.totals.disc = totals.disc;
-    }
-    return state;
-}
-
-Result<TagState> currentState(ServiceBus& bus, const Path& path)
-{
-    MV_TRY(record, describeFile(bus, path));
-    if (!record)
-        return Error { Error::Kind::Format, "is no file that the service can describe" };
-    return TagState { std::move(*record), readTotals(path) };
-}
-
-Result<void> checkOutcome(const TagState& after, const TagTotals& totals, const std::vector<TagChange>& changes)
-{
-    std::string missing;
-    for (const TagChange& change : changes) {
-        bool isTrack = change.field->key == MediaDBMusicColumnTrackNo;
-        int wanted = isTrack ? totals.track.total : totals.disc.total;
-        int found = isTrack ? after.totals.track.total : after.totals.disc.total;
-        bool totalIsThere = change.field->kind != TagField::Kind::Number || wanted == 0 || wanted == found;
-        if (!isDone(change, after.record) || !totalIsThere)
-            missing += (missing.empty() ? "" : ", ") + std::string(change.field->name);
-    }
-    if (missing.empty())
-        return {};
-    return Error { Error::Kind::State, "the file does not show the wish for: " + missing };
-}
-
-Result<void> changeTag(ServiceBus& bus, const std::string& file, const std::vector<TagChange>& changes, bool dryRun)
-{
-    MV_TRY(path, inputPath(file));
-    std::int32_t mediaType = MVMediaTypeReader::type(path);
-    MV_TRY_VOID(recordForUpdate(mediaType, {}, changes));
-    MV_TRY(before, currentState(bus, path));
-    TagTotals totals = totalsForUpdate(mediaType, before.totals, changes);
-    if (dryRun || changes.empty()) {
-        printFields(file, before, planned(before, totals, changes));
-        return {};
-    }
-    MV_TRY(update, recordForUpdate(mediaType, before.record, changes));
-    MV_TRY(updated, resultOf([&] { return TagClient(bus).updateTagWithDictionary(path, update); }));
-    if (!updated)
-        return Error { Error::Kind::State, "the service could not write the tag" };
-    MV_TRY_VOID(writeTotals(path, mediaType, totals));
-    MV_TRY(after, currentState(bus, path));
-    printFields(file, before, after);
-    return checkOutcome(after, totals, changes);
+    if (!arguments.has("from-json"))
+        return arguments.files().empty() ? "there is a file name missing" : nullptr;
+    if (!arguments.files().empty())
+        return "with --from-json the files are named in LIST";
+    return changes.empty() ? nullptr : "with --from-json the tags are in LIST, and not among the options";
 }
 
 ExitStatus run(const Arguments& arguments)
@@ -128,55 +138,68 @@ ExitStatus run(const Arguments& arguments)
         complain(Name, changes.error().text);
         return ExitStatus::SomeFailed;
     }
+    if (const char* slip = slipIn(arguments, *changes))
+        return misuse(Name, slip);
+    std::optional<NameList> list;
+    if (arguments.has("from-json")) {
+        auto opened = NameList::open(arguments.value("from-json"), false);
+        if (!opened) {
+            complain(Name, opened.error().text);
+            return ExitStatus::SomeFailed;
+        }
+        list = std::move(*opened);
+    }
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    // A file that is being written is finished.
-    Interruption interruption;
-    ExitStatus status = ExitStatus::Done;
-    for (const std::string& file : arguments.files()) {
-        if (interruption.asked())
-            return ExitStatus::Interrupted;
-        auto changed = changeTag(*service->bus, file, *changes, arguments.has("dry-run"));
-        if (changed)
-            continue;
-        complain(Name, file, sentenceFor(changed.error()));
-        status = worse(status, statusFor(changed.error()));
-    }
-    return interruption.asked() ? ExitStatus::Interrupted : status;
+    if (list)
+        return tagFromJson(*service->bus, std::move(*list), arguments.has("dry-run"));
+    return tagFiles(*service->bus, arguments, *changes);
 }
+
+constexpr const char* Pictures = "jpg jpeg png gif bmp tif tiff webp heic avif";
 
 constexpr std::array Options {
     Option { "title", "TEXT", "the song's title" },
-    Option { "artist", "TEXT", "who plays or sings it" },
+    Option { "artist", "TEXT", "who plays or sings it; may be given several times", 0, {}, true },
     Option { "album", "TEXT", "the album's title" },
-    Option { "album-artist", "TEXT", "whose album it is; M4A only" },
-    Option { "composer", "TEXT", "who wrote it" },
-    Option { "genre", "TEXT", "any text; MP3 files store well-known genres by their number" },
-    Option { "date", "TEXT", "of release: a year, or YYYY-MM-DD; M4A only" },
-    Option { "comment", "TEXT", "a remark; MP3 only" },
+    Option { "album-artist", "TEXT", "whose album it is; may be given several times", 0, {}, true },
+    Option { "composer", "TEXT", "who wrote it; may be given several times", 0, {}, true },
+    Option { "genre", "TEXT", "any text; may be given several times", 0, {}, true },
+    Option { "date", "TEXT", "of release: a year, or YYYY-MM-DD, or with a time behind" },
+    Option { "comment", "TEXT", "a remark; may be given several times", 0, {}, true },
     Option { "track", "NUMBER", "its place on the album: 3, or 3/12" },
-    Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2; M4A only" },
-    Option { "art", "PICTURE", "the cover; whatever is no JPEG is made one", 0,
-        aFile("jpg jpeg png gif bmp tif tiff webp heic avif") },
-    Option { "clear", "FIELD", "empty a field, named like its option; may be given several times", 0,
+    Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2" },
+    Option { "cover", "PICTURE", "the front cover: JPEG and PNG as they are; others are made JPEG", 0,
+        aFile(Pictures) },
+    Option { "art", "PICTURE", "the same, but whatever is no JPEG is made one", 0, aFile(Pictures) },
+    Option { "remove", "FIELD", "empty a field, named like its option; may be given several times", 0,
         oneOf(TagFieldNames), true },
+    Option { "clear", "FIELD", "another name of --remove", 0, oneOf(TagFieldNames), true },
+    Option { "from-json", "LIST", "files and tags from LIST, one JSON object a line; - is standard input", 0,
+        aFile("json jsonl") },
     Option { "dry-run", nullptr, "show what would change, and change nothing" },
 };
 
-constexpr std::array Files { aFile("mp3 m4a") };
+constexpr std::array Files { aFile("mp3 m4a m4b mp4 flac ogg oga opus wav aif aiff") };
 
 } // namespace
 
 const Command tagCommand {
     .name = Name,
-    .synopsis = "[OPTION...] FILE...",
-    .summary = "Change the tags of MP3 and M4A files",
+    .synopsis = "[OPTION...] FILE... | [--dry-run] --from-json LIST",
+    .summary = "Change the tags of MP3, M4A, FLAC, Ogg Vorbis, Opus, WAV and AIFF files",
     .details = "Shows every field before and after. Fields that are not named keep their values. Without a change the\n"
-               "fields are only shown. A file is rewritten whole or not at all.",
+               "fields are only shown. A file is rewritten whole or not at all.\n\n"
+               "An option that may be given several times gives a field several values. A track or disc without a\n"
+               "total keeps the one that the file has, unless that is smaller.\n\n"
+               "--from-json takes lines as \"mivo describe --format jsonl\" writes them: \"path\" (or xesam:url), and\n"
+               "the tags by their whole keys; null removes, other keys are ignored, and what a file says already is\n"
+               "not written again:\n"
+               "  mivo describe --format jsonl *.mp3 | sed 's/Beetles/Beatles/' | mivo tag --from-json -",
     .options = Options,
     .files = Files,
-    .minimumFiles = 1,
+    .minimumFiles = 0,
     .maximumFiles = AnyNumber,
     .run = run,
 };

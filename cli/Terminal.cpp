@@ -3,6 +3,7 @@
 #include "Base/Core/Text.h"
 #include "bus/BusError.h"
 #include "cli/Output.h"
+#include "service/include/MediaErrors.h"
 
 #include <algorithm>
 #include <array>
@@ -73,8 +74,8 @@ int terminalWidth()
 std::string sentenceFor(const Error& error)
 {
     std::string_view name = error.name;
-    // What was found out here is a sentence already.
-    if (name.empty())
+    // What was found out here, or by the interface for new programs, is a sentence already.
+    if (name.empty() || name.starts_with(MediaErrorPrefix))
         return error.text;
     if (name.starts_with(ExceptionPrefix))
         return "the service raised " + std::string(name.substr(ExceptionPrefix.size())) + ": " + error.text;

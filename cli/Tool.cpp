@@ -17,6 +17,7 @@ constexpr std::array Commands {
     &thumbnailCommand,
     &sheetCommand,
     &tagCommand,
+    &copyTagsCommand,
     &renameCommand,
     &podcastCommand,
     &encodeCommand,
