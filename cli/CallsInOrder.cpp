@@ -64,8 +64,7 @@ void CallsInOrder::emitEnded()
 ExitStatus inOrder(Media1Client& media, const CallsInOrder::Begin& begin, const CallsInOrder::Emit& emit)
 {
     Interruption interruption;
-    auto beginUnlessAsked
-        = [&](const CallsInOrder::Finish& finish) { return !interruption.asked() && begin(finish); };
+    auto beginUnlessAsked = [&](const CallsInOrder::Finish& finish) { return !interruption.asked() && begin(finish); };
     std::size_t atOnce = CallsACore * std::max(1u, std::thread::hardware_concurrency());
     ExitStatus status = CallsInOrder(media, atOnce, beginUnlessAsked, emit).run();
     return interruption.asked() ? ExitStatus::Interrupted : status;

@@ -9,6 +9,7 @@
 #include "cli/naming/FileName.h"
 #include "cli/naming/NameFields.h"
 #include "cli/naming/NamePattern.h"
+#include "cli/text/ReadableText.h"
 #include "client/Media1Client.h"
 
 #include <algorithm>
@@ -201,15 +202,16 @@ const Command renameCommand {
     .name = Name,
     .synopsis = "[OPTION...] PATTERN FILE...",
     .summary = "Name files by what their tags and streams say",
-    .details = "PATTERN is the new name without its ending, which stays:\n"
-               "  mivo rename --dry-run '{artist}/{track:02} {title}' *.mp3\n\n"
-               "A field is a fact by its key, or by the key's last part: title, artist, album, albumArtist, composer,\n"
-               "genre, trackNumber (track), trackTotal, discNumber (disc), contentCreated (date, year), audioCodec,\n"
-               "width, cameraModel and so on; name is the present name. {track:02} has at least two digits. A file\n"
-               "without a field is an error, but where there is another text: {albumArtist|{artist|Unknown}}.\n"
-               "{{ and }} are braces.\n\n"
-               "A \"/\" makes folders. Whatever is in tags, files stay below the folder, and no file is ever replaced.\n"
-               "Files may take each other's names.",
+    .details
+    = "PATTERN is the new name without its ending, which stays:\n"
+      "  mivo rename --dry-run '{artist}/{track:02} {title}' *.mp3\n\n"
+      "A field is a fact by its key, or by the key's last part: title, artist, album, albumArtist, composer,\n"
+      "genre, trackNumber (track), trackTotal, discNumber (disc), contentCreated (date, year), audioCodec,\n"
+      "width, cameraModel and so on; name is the present name. {track:02} has at least two digits. A file\n"
+      "without a field is an error, but where there is another text: {albumArtist|{artist|Unknown}}.\n"
+      "{{ and }} are braces.\n\n"
+      "A \"/\" makes folders. Whatever is in tags, files stay below the folder, and no file is ever replaced.\n"
+      "Files may take each other's names.",
     .options = Options,
     .files = Files,
     .minimumFiles = 2,

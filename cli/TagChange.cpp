@@ -72,8 +72,8 @@ Result<void> checkText(const TagField& field, const std::string& text)
     if (!isValidUtf8(text))
         return misuse(formatText("the %s is not UTF-8", field.name));
     if (field.kind == Kind::Date && !text.empty() && !isTagDate(text))
-        return misuse(formatText("a %s is YYYY, YYYY-MM, YYYY-MM-DD, or that with THH:MM:SS behind, not \"%s\"",
-            field.name, text.c_str()));
+        return misuse(formatText(
+            "a %s is YYYY, YYYY-MM, YYYY-MM-DD, or that with THH:MM:SS behind, not \"%s\"", field.name, text.c_str()));
     return {};
 }
 

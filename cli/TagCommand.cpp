@@ -170,8 +170,8 @@ constexpr std::array Options {
     Option { "comment", "TEXT", "a remark; may be given several times", 0, {}, true },
     Option { "track", "NUMBER", "its place on the album: 3, or 3/12" },
     Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2" },
-    Option { "cover", "PICTURE", "the front cover: JPEG and PNG as they are; others are made JPEG", 0,
-        aFile(Pictures) },
+    Option {
+        "cover", "PICTURE", "the front cover: JPEG and PNG as they are; others are made JPEG", 0, aFile(Pictures) },
     Option { "art", "PICTURE", "the same, but whatever is no JPEG is made one", 0, aFile(Pictures) },
     Option { "remove", "FIELD", "empty a field, named like its option; may be given several times", 0,
         oneOf(TagFieldNames), true },

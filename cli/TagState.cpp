@@ -1,7 +1,7 @@
 #include "cli/TagState.h"
 
-#include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/text/ReadableText.h"
 
 #include <algorithm>
 

@@ -3,8 +3,8 @@
 #include "Base/Core/Text.h"
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
-#include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/text/ReadableText.h"
 #include "system/SealedFile.h"
 
 #include <algorithm>

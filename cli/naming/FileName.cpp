@@ -95,8 +95,8 @@ bool isDeviceName(std::string_view name)
     static constexpr std::array<std::string_view, 4> Devices { "CON", "PRN", "AUX", "NUL" };
     std::string stem = toUpperAscii(name.substr(0, name.find('.')));
     stem.erase(stem.find_last_not_of(Blanks) + 1);
-    bool isPort = stem.size() == 4 && (stem.starts_with("COM") || stem.starts_with("LPT")) && stem[3] >= '1'
-        && stem[3] <= '9';
+    bool isPort
+        = stem.size() == 4 && (stem.starts_with("COM") || stem.starts_with("LPT")) && stem[3] >= '1' && stem[3] <= '9';
     return isPort || isOneOf(stem, Devices);
 }
 

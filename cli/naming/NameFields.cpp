@@ -1,46 +1,17 @@
 #include "cli/naming/NameFields.h"
 
 #include "Base/Core/Text.h"
-#include "arguments/Suggestion.h"
+#include "cli/facts/FactField.h"
 
 #include <algorithm>
-#include <array>
 
 namespace mv::cli {
 
 namespace {
 
-struct Nickname {
-    std::string_view name;
-    std::string_view key;
-};
-
 constexpr std::string_view PresentName = "name";
 constexpr std::string_view Year = "year";
 constexpr std::size_t YearDigits = 4;
-
-constexpr std::array Nicknames {
-    Nickname { "track", fact::TrackNumber },
-    Nickname { "disc", fact::DiscNumber },
-    Nickname { "date", fact::ContentCreated },
-    Nickname { Year, fact::ContentCreated },
-};
-
-std::string_view lastPart(std::string_view key) { return key.substr(key.find(':') + 1); }
-
-/// Empty for what is no field of a fact.
-std::string_view keyOf(std::string_view name)
-{
-    for (const Nickname& one : Nicknames) {
-        if (one.name == name)
-            return one.key;
-    }
-    for (const FactRow& row : FactRows) {
-        if (row.key == name || lastPart(row.key) == name)
-            return row.key;
-    }
-    return {};
-}
 
 std::string trimmed(std::string_view text)
 {
@@ -68,22 +39,20 @@ struct ValueText {
 
 Result<void> checkNameField(std::string_view name)
 {
-    if (name == PresentName || !keyOf(name).empty())
+    if (name == PresentName || name == Year)
         return {};
-    std::vector<std::string> known { std::string(PresentName) };
-    for (const Nickname& one : Nicknames)
-        known.emplace_back(one.name);
-    for (const FactRow& row : FactRows)
-        known.emplace_back(lastPart(row.key));
-    return Error { Error::Kind::Format,
-        "there is no field \"" + std::string(name) + "\"" + didYouMean(name, known, "\"") };
+    MV_TRY(field, FactField::named(name));
+    if (field.isPath())
+        return Error { Error::Kind::Format, "a path is no part of a name; {name} is the present name" };
+    return {};
 }
 
 std::optional<std::string> nameFieldValue(std::string_view name, const Facts& facts, std::string_view presentName)
 {
     if (name == PresentName)
         return std::string(presentName);
-    const FactValue* value = facts.find(keyOf(name));
+    auto field = FactField::named(name == Year ? fact::ContentCreated : name);
+    const FactValue* value = field && !field->isPath() ? facts.find(field->key()) : nullptr;
     if (!value)
         return std::nullopt;
     std::string text = std::visit(ValueText {}, *value);

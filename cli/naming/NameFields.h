@@ -9,9 +9,9 @@
 
 namespace mv::cli {
 
-/// Whether a pattern may ask for a field of that name: a fact by its key ("xesam:trackNumber") or the key's last part
-/// ("trackNumber"), and what people say: "track", "disc", "date", "year" (of the date), "name" (the file's present name
-/// without its ending). Else a sentence that names the nearest one.
+/// Whether a pattern may ask for a field of that name: a fact by one of the names that FactField knows, and besides
+/// "year" (of the date) and "name" (the file's present name without its ending). Else a sentence that names the nearest
+/// one.
 Result<void> checkNameField(std::string_view name);
 
 /// The field's value as a name has it: several texts with ", " between, numbers in decimal, no blanks at the ends;

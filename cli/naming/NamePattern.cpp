@@ -185,8 +185,8 @@ Result<void> NamePattern::fillParts(
             MV_TRY_VOID(fillParts(*part.otherwise, valueOf, pieces));
         else
             return Error { Error::Kind::NotFound,
-                formatText("has no %s; {%s|Unknown} would say something else there", part.text.c_str(),
-                    part.text.c_str()) };
+                formatText(
+                    "has no %s; {%s|Unknown} would say something else there", part.text.c_str(), part.text.c_str()) };
     }
     return {};
 }

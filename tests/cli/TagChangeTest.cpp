@@ -183,8 +183,8 @@ TEST(TagJson, TakesWhatDescribeWrites)
     EXPECT_EQ(ofJson(R"({"path":"a.mp3","mivo:kind":"audio","xesam:title":"T","xesam:artist":["A","B"],)"
                      R"("xesam:trackNumber":3,"mivo:bitrate":128000,"xesam:asText":"La"})"),
         "a.mp3 xesam:artist=A|B xesam:title=T xesam:trackNumber=3");
-    EXPECT_EQ(ofJson(R"({"xesam:url":"file:///music/a%20b.mp3","xesam:title":"앨범"})"),
-        "/music/a b.mp3 xesam:title=앨범");
+    EXPECT_EQ(
+        ofJson(R"({"xesam:url":"file:///music/a%20b.mp3","xesam:title":"앨범"})"), "/music/a b.mp3 xesam:title=앨범");
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:title":null,"mivo:discTotal":null,"mivo:frontCover":null})"),
         "a mivo:discTotal- mivo:frontCover- xesam:title-");
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:genre":"Rock"})"), "a xesam:genre=Rock");
@@ -200,8 +200,8 @@ TEST(TagJson, RefusesWhatItCannotMean)
     EXPECT_THAT(ofJson(R"({"xesam:url":"https://example.org/a.mp3"})"), HasSubstr("refused: "));
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:title":7})"), "refused: \"xesam:title\" takes a text, or null");
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:title":["x"]})"), "refused: \"xesam:title\" takes a text, or null");
-    EXPECT_EQ(ofJson(R"({"path":"a","xesam:artist":["x",7]})"),
-        "refused: \"xesam:artist\" takes a list of texts, or null");
+    EXPECT_EQ(
+        ofJson(R"({"path":"a","xesam:artist":["x",7]})"), "refused: \"xesam:artist\" takes a list of texts, or null");
     for (const char* number : { "-1", "65536", "3.5", "\"3\"", "18446744073709551615", "-9223372036854775808", "1e99" })
         EXPECT_EQ(ofJson(std::string(R"({"path":"a","xesam:trackNumber":)") + number + "}"),
             "refused: \"xesam:trackNumber\" takes a whole number from 0 to 65535, or null")
