@@ -152,14 +152,14 @@ class Connection:
         return False
 
     async def _watch(self) -> None:
-        reason: BaseException | None = None
+        lost = ConnectionLost("the bus has left")
         try:
             await self._bus.wait_for_disconnect()
         except Exception as error:  # whatever broke the connection
-            reason = error
-        lost = ConnectionLost("the bus has left")
-        lost.__cause__ = reason
-        self.close(lost)
+            lost.__cause__ = error
+        finally:
+            # Also where the loop ends without a word to us.
+            self.close(lost)
 
     def _lose(self, reason: Exception) -> None:
         if self.lost:

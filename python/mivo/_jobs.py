@@ -160,6 +160,18 @@ def _state_of(name: str) -> JobState:
         raise BadAnswer(f"a job is in the state {name!r}") from None
 
 
+def _rules_of(owner: str) -> tuple[str, str]:
+    """What tells of the jobs of a process, and of its end."""
+    return (
+        f"type='signal',sender='{owner}',interface='{PROPERTIES}',path_namespace='{PATH}/jobs'",
+        f"type='signal',sender='{BUS}',member='NameOwnerChanged',arg0='{owner}'",
+    )
+
+
+def _of_the_bus(member: str, argument: str) -> Request:
+    return Request(member, "s", [text(argument)], (), BUS, BUS_PATH, BUS)
+
+
 class Jobs:
     """The jobs of one client, on a connection of their own: they are cancelled when it leaves the bus."""
 
@@ -234,11 +246,8 @@ class Jobs:
         if owner in self._watched:
             return
         self._watched.add(owner)
-        for rule in (
-            f"type='signal',sender='{owner}',interface='{PROPERTIES}',path_namespace='{PATH}/jobs'",
-            f"type='signal',sender='{BUS}',member='NameOwnerChanged',arg0='{owner}'",
-        ):
-            await self._ask(Request("AddMatch", "s", [text(rule)], (), BUS, BUS_PATH, BUS))
+        for rule in _rules_of(owner):
+            await self._ask(_of_the_bus("AddMatch", rule))
 
     async def _refresh(self, job: Job) -> None:
         request = Request("GetAll", "s", [text(JOB_INTERFACE)], (), job._owner, job._path, PROPERTIES)
@@ -279,7 +288,10 @@ class Jobs:
             self._tell_job(job, message.body[1])
 
     def _left(self, owner: str) -> None:
-        self._watched.discard(owner)
+        if owner in self._watched:
+            self._watched.remove(owner)
+            for rule in _rules_of(owner):
+                self.tell(_of_the_bus("RemoveMatch", rule))
         for key in [key for key in self._running if key[0] == owner]:
             self._running.pop(key)._fail(ConnectionLost("the service left while the job ran"))
 

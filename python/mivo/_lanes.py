@@ -18,7 +18,8 @@ from mivo._wire import Request
 
 # Most calls take less; a cancelled one is at work for so long at most.
 GRACE_SECONDS = 0.1
-SPARE_CONNECTIONS = 2
+# As many as changes go on at once.
+SPARE_CONNECTIONS = 8
 
 
 class Lanes:

@@ -61,6 +61,9 @@ async def mapped(
             task.cancel()
         if running:
             await asyncio.wait(running)
+        for task in running:
+            if not task.cancelled():
+                task.exception()  # the first failure is told; those that it met on its way are its kin
 
 
 async def _next_done(running: deque[asyncio.Future[T]], ordered: bool) -> asyncio.Future[T]:

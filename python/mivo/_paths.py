@@ -14,13 +14,17 @@ File = Union[int, IO[Any]]
 
 
 def absolute(path: Path) -> str:
-    """The whole path, of whatever bytes: those that are no UTF-8 are surrogates."""
-    return os.path.abspath(os.fsdecode(path))
+    """The whole path, of whatever bytes: those that are no UTF-8 are surrogates. ".." stays: links may come before it."""
+    return os.path.join(os.getcwd(), os.fsdecode(path))
 
 
 def is_text(path: str) -> bool:
     """Whether the bus can carry the path."""
-    return path.isascii() or not any("\ud800" <= character <= "\udfff" for character in path)
+    try:
+        path.encode()
+    except UnicodeEncodeError:
+        return False
+    return True
 
 
 def open_for_reading(path: str) -> int:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import pathlib
+import weakref
 from collections.abc import Coroutine, Iterable, Iterator
 from typing import Any, TypeVar
 
@@ -22,8 +23,9 @@ T = TypeVar("T")
 class Job:
     """A job, as :class:`mivo.aio.Job`: iterating over it tells its progress."""
 
-    def __init__(self, thread: LoopThread, job: aio.Job) -> None:
-        self._thread = thread
+    def __init__(self, media: Media, job: aio.Job) -> None:
+        self._media = media  # which ends its jobs when nobody has it any more
+        self._thread = media._thread
         self._job = job
 
     def __repr__(self) -> str:
@@ -80,14 +82,15 @@ class Job:
 class Media:
     """The media service, as :class:`mivo.aio.Media`, for any number of threads at once.
 
-    A call that takes longer than `timeout` seconds is stopped in the service and raises TimeoutError; so does one that the
-    user interrupts. `address` is that of a bus other than the session's.
+    A call that takes longer than `timeout` seconds raises TimeoutError, and is stopped in the service; so is one that the
+    user interrupts. Iterators and jobs take as long as they take. `address` is that of a bus other than the session's.
     """
 
     def __init__(self, *, address: str | None = None, timeout: float | None = None) -> None:
         self._timeout = timeout
         self._media = aio.Media(address=address)
         self._thread = LoopThread()
+        weakref.finalize(self, self._thread.end)
 
     def __enter__(self) -> Media:
         return self
@@ -99,7 +102,7 @@ class Media:
         """Leaves the bus: calls of other threads fail, and jobs that run are cancelled."""
         if self._thread.running:
             self._thread.run(self._media.close())
-            self._thread.stop()
+        self._thread.stop()
 
     def version(self) -> int:
         """The version of the service's interface."""
@@ -198,7 +201,7 @@ class Media:
             replace=replace,
             cores=cores,
         )
-        return Job(self._thread, self._run(started))
+        return Job(self, self._run(started))
 
     def _run(self, work: Coroutine[Any, Any, T]) -> T:
         return self._thread.run(work, self._timeout)

@@ -2,14 +2,16 @@
 
 from __future__ import annotations
 
+import contextlib
 import enum
 import os
-from collections.abc import Mapping
+from collections.abc import Iterator, Mapping
 from typing import Any
 
 from dbus_fast import Variant
 
 from mivo._fact import key_table
+from mivo._paths import File, handle_of
 from mivo._wire import text, text_variant
 from mivo.facts import Facts
 
@@ -63,8 +65,25 @@ def _checked(name: str, value: Any, kind: type) -> Any:
     return value
 
 
-def cover_file(content: bytes) -> int:
-    """A file in memory that has a picture; the caller closes it."""
+@contextlib.contextmanager
+def cover_on_the_wire(cover: bytes | File | Unchanged | None) -> Iterator[tuple[dict[Any, Variant], tuple[int, ...]]]:
+    """What stands for the front cover, and its handle, which is open in the block."""
+    if isinstance(cover, Unchanged):
+        yield {}, ()
+    elif cover is None:
+        yield {text(FRONT_COVER): _REMOVED}, ()
+    elif isinstance(cover, (bytes, bytearray, memoryview)):
+        handle = _file_of(cover)
+        try:
+            yield {text(FRONT_COVER): Variant("h", 0)}, (handle,)
+        finally:
+            os.close(handle)
+    else:
+        yield {text(FRONT_COVER): Variant("h", 0)}, (handle_of(cover),)
+
+
+def _file_of(content: bytes) -> int:
+    """A file in memory that has a picture: as bytes in a message it would be copied once more for each who passes it on."""
     handle = os.memfd_create("front cover", os.MFD_CLOEXEC)
     try:
         view = memoryview(content)

@@ -8,8 +8,10 @@ Calls run side by side. A task that is cancelled while it waits for a call stops
 
 from __future__ import annotations
 
+import asyncio
 import itertools
 import os
+
 from collections.abc import AsyncGenerator, Awaitable, Callable, Sequence
 from dataclasses import dataclass
 from typing import Any, Literal, TypeVar
@@ -24,7 +26,7 @@ from mivo._lanes import Lanes
 from mivo._many import Source, batches, mapped
 from mivo._options import describe_options, option, text_option, thumbnail_options, unsigned
 from mivo._paths import File, Path
-from mivo._tags import FRONT_COVER, UNCHANGED, Unchanged, cover_file, tags_on_the_wire
+from mivo._tags import UNCHANGED, Unchanged, cover_on_the_wire, tags_on_the_wire
 from mivo._wire import INTERFACE, PROPERTIES, Answer, Request, text, value_of
 from mivo.errors import BadAnswer, MediaError, ServiceError, TooLarge
 from mivo.facts import Facts
@@ -40,6 +42,8 @@ HANDLE_CALLS_AT_ONCE = 16
 BATCH_SIZES = (16, 64, 250)
 BATCHES_AT_ONCE = 3
 THUMBNAILS_AT_ONCE = 8
+# Each has a connection of its own.
+CHANGES_AT_ONCE = 8
 
 Format = Literal["png", "jpeg", "rgba"]
 Codec = Literal["mp3", "aac"]
@@ -81,6 +85,7 @@ class Media:
         self._closed = False
         self._plain = Lanes(lambda: self._connect(handles=False), CALLS_AT_ONCE)
         self._handles = Lanes(lambda: self._connect(handles=True), HANDLE_CALLS_AT_ONCE)
+        self._changes = asyncio.Semaphore(CHANGES_AT_ONCE)
         self._jobs = Jobs(lambda: self._connect(handles=False))
 
     async def __aenter__(self) -> Media:
@@ -221,21 +226,9 @@ class Media:
             disc_number=disc_number,
             disc_total=disc_total,
         )
-        body: list[Any] = [_path_text(path), tags_on_the_wire(changes), {}]
-        request = Request("SetTags", "sa{sv}a{sv}", body)
-        if isinstance(front_cover, Unchanged):
-            return facts_of(await self._alone(request))
-        if front_cover is None:
-            body[1][text(FRONT_COVER)] = Variant("g", "")
-            return facts_of(await self._alone(request))
-        own = cover_file(front_cover) if isinstance(front_cover, bytes) else None
-        try:
-            request.handles = (_paths.handle_of(front_cover) if not isinstance(front_cover, bytes) else own or 0,)
-            body[1][text(FRONT_COVER)] = Variant("h", 0)
-            return facts_of(await self._alone(request))
-        finally:
-            if own is not None:
-                os.close(own)
+        with cover_on_the_wire(front_cover) as (cover, handles):
+            body = [_path_text(path), {**tags_on_the_wire(changes), **cover}, {}]
+            return facts_of(await self._alone(Request("SetTags", "sa{sv}a{sv}", body, handles)))
 
     async def encode(
         self,
@@ -280,7 +273,7 @@ class Media:
 
     async def _alone(self, request: Request) -> Message:
         """The answer to a call that must not be made twice."""
-        async with self._handles.alone() as connection:
+        async with self._changes, self._handles.alone() as connection:
             return await connection.ask(request)
 
     async def _opened(self, path: str, ask: Callable[[int, str], Awaitable[T]]) -> T:
@@ -325,7 +318,7 @@ class Media:
 
 
 def _name(file: File, name: str | None) -> str:
-    return _paths.name_of(file) if name is None else name
+    return _paths.name_of(file) if name is None else _paths.shown(name)
 
 
 def _path_text(path: Path) -> bytes:

@@ -2,6 +2,7 @@
 """Tags and jobs by the built service."""
 import asyncio
 import io
+import os
 import unittest
 
 import support
@@ -56,6 +57,22 @@ class Tags(support.WithService):
         with self.assertRaises(ValueError):
             self.media.set_tags(bytes(self.folder) + b"/caf\xe9.wav", title="T")
         self.assertEqual(self.song.read_bytes(), before)
+
+    def test_of_many_files_at_once_take_few_connections(self):
+        paths = [support.write_tone(self.folder / f"{number}.wav", 0.1) for number in range(60)]
+
+        async def change():
+            async with mivo.aio.Media(address=self.address) as media:
+                before = support.open_files()
+                changes = asyncio.gather(*(media.set_tags(path, title="T") for path in paths))
+                most = 0
+                while not changes.done():
+                    most = max(most, len(os.listdir("/proc/self/fd")) - before)
+                    await asyncio.sleep(0)
+                return most, {facts.title for facts in await changes}
+        most, titles = asyncio.run(change())
+        self.assertEqual(titles, {"T"})
+        self.assertTrue(0 < most < 20, most)
 
     def test_leave_no_handle_open(self):
         self.media.set_tags(self.song, front_cover=support.RED_PNG.read_bytes())

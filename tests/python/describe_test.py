@@ -2,6 +2,7 @@
 """Descriptions and thumbnails by the built service."""
 import asyncio
 import concurrent.futures
+import gc
 import os
 import pathlib
 import shutil
@@ -108,6 +109,37 @@ class Describing(support.WithService):
         self.assertFalse([thread for thread in threading.enumerate() if thread.name == "mivo"])
         with self.assertRaisesRegex(RuntimeError, "closed"):
             self.media.describe(self.tone)
+
+    def test_ends_with_what_nobody_has_any_more(self):
+        media = mivo.Media(address=self.address)
+        job = media.encode(self.tone, self.folder / "made.mp3")
+        del media
+        self.assertEqual(job.result(), self.folder / "made.mp3", "a job keeps what it needs")
+        many = mivo.Media(address=self.address).describe_many([self.tone] * 1000)
+        self.assertEqual(next(many).facts.channels, 1)
+        del job, many
+        gc.collect()
+        self.media.close()
+        support.eventually(lambda: "mivo" not in [thread.name for thread in threading.enumerate()], "a thread goes on")
+
+    def test_of_other_threads_ends_with_the_object(self):
+        def describe():
+            try:
+                while True:
+                    self.media.describe(self.tone)
+            except (RuntimeError, mivo.ConnectionLost) as error:
+                return error
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            calls = [pool.submit(describe) for _ in range(4)]
+            self.media.describe(self.tone)
+            self.media.close()
+            for call in calls:
+                self.assertIsNotNone(call.result(60))
+
+    def test_goes_on_in_the_next_loop(self):
+        media = mivo.aio.Media(address=self.address)
+        for _ in range(2):
+            self.assertEqual(asyncio.run(media.describe(self.tone)).channels, 1)
 
 
 class DescribingMany(support.WithService):

@@ -2,7 +2,6 @@
 """docs/python.md and the README's program: what they show runs as it stands, and what they list is what there is."""
 import inspect
 import os
-import pathlib
 import re
 import subprocess
 import sys

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Answers that the real service never gives: each is a clear error, and nothing stays open."""
 import asyncio
+import gc
 import os
 import pathlib
 import tempfile
@@ -46,12 +47,13 @@ class FakeService:
         self.bus.send(Message.new_signal(path, PROPERTIES, "PropertiesChanged", "sa{sv}as", [interface, values, []]))
 
 
-class WithFake(unittest.IsolatedAsyncioTestCase):
+class WithFake(support.AsyncCase):
     @classmethod
     def setUpClass(cls):
         cls.address = cls.enterClassContext(support.private_bus())
 
     async def asyncSetUp(self):
+        await super().asyncSetUp()
         bus = await MessageBus(bus_address=self.address, negotiate_unix_fd=True).connect()
         self.addAsyncCleanup(self.leave, bus)
         await bus.request_name(NAME)
@@ -69,7 +71,7 @@ class WithFake(unittest.IsolatedAsyncioTestCase):
         watcher.disconnect()
         await watcher.wait_for_disconnect()
 
-    async def refused(self, words, call, *answer):
+    async def refused(self, words, call):
         with self.assertRaisesRegex(mivo.BadAnswer, words):
             await call
 
@@ -139,6 +141,29 @@ class Answers(WithFake):
             with self.assertRaises(mivo.MediaError) as raised:
                 await self.media.describe("/a")
             self.assertIs(type(raised.exception), error)
+
+    async def test_that_never_come_are_one_error(self):
+        """The batches that are on their way fail as one."""
+        async def describe():
+            async for one in self.media.describe_many(["/a"] * 1000):
+                self.fail(one)
+        with self.assertNoLogs(level="ERROR"):
+            task = asyncio.create_task(describe())
+            while len([one for one in self.fake.asked if one.member == "DescribeMany"]) < 3:
+                await asyncio.sleep(0.01)
+            await self.media.close()
+            with self.assertRaises(mivo.ConnectionLost):
+                await task
+            del task
+            gc.collect()
+            await asyncio.sleep(0)
+
+    async def test_that_are_too_large(self):
+        handle = os.memfd_create("large")
+        self.addCleanup(os.close, handle)
+        os.truncate(handle, 1 << 40)
+        self.fake.answers["Thumbnail"] = ("ha{sv}", [0, SIZE], handle)
+        await self.refused("has 1099511627776 bytes", self.media.thumbnail("/a", 1))
 
     async def test_that_find_no_room_among_others_are_asked_for_alone(self):
         error = {"mivo:error": Variant("s", "Mivo.Media1.Error.TooLarge"), "mivo:errorMessage": Variant("s", "Large.")}
