@@ -1,10 +1,8 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "cli/OrderedPipe.h"
 
-#include <cstddef>
-#include <functional>
-#include <optional>
 #include <string>
 
 namespace mv::cli {
@@ -16,20 +14,20 @@ struct WorkResult {
     ExitStatus status = ExitStatus::Done;
 };
 
-/// Runs work on items on several threads and hands the results out in the order of the items, one at a time, each as
-/// soon as it and all before it are there. At most a few hundred items are ahead of the one that is waited for, so that
-/// long lists take little memory.
-struct OrderedWork {
-    /// The next item; nothing at the end. Called by one thread at a time, and may wait for what is not there yet.
-    std::function<std::optional<std::string>()> next;
-    std::size_t workers = 1;
-    using Work = std::function<WorkResult(std::size_t index, const std::string& item)>;
-    /// Gives a thread its work; called on that thread, when its first item is there.
-    std::function<Work()> makeWorker;
-    std::function<void(std::size_t index, const WorkResult&)> emit;
-
+/// Work on items that are told apart by their names, each with its own output, complaint and status.
+struct OrderedWork : OrderedPipe<std::string, WorkResult> {
     /// Returns when every result was emitted; the worst of their statuses.
-    ExitStatus run() const;
+    ExitStatus run() const
+    {
+        ExitStatus status = ExitStatus::Done;
+        OrderedPipe watched = *this;
+        watched.emit = [&](std::size_t index, const WorkResult& result) {
+            emit(index, result);
+            status = worse(status, result.status);
+        };
+        watched.run();
+        return status;
+    }
 };
 
 } // namespace mv::cli
