@@ -1,20 +1,8 @@
-#include "Base/Media/MVMediaTypeReader.h"
-#include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
-#include "cli/FileTexts.h"
-#include "cli/InputPath.h"
-#include "cli/Interruption.h"
-#include "cli/NameList.h"
-#include "cli/OrderedWork.h"
-#include "cli/Output.h"
-#include "cli/RecordText.h"
-#include "cli/ServiceAccess.h"
+#include "cli/FactBatches.h"
+#include "cli/FactDescribing.h"
+#include "cli/RecordDescribing.h"
 #include "cli/Terminal.h"
-#include "cli/text/JsonText.h"
-#include "client/MediaInfoClient.h"
-
-#include <cerrno>
-#include <memory>
 
 namespace mv::cli {
 
@@ -22,108 +10,39 @@ namespace {
 
 constexpr const char* Name = "describe";
 
-// The services answer one call at a time each; a few files in flight keep several of them busy and hide the way
-// there and back.
-constexpr std::size_t FilesInFlight = 4;
+bool asksForRecords(const Arguments& arguments) { return arguments.has("record") || arguments.has("json"); }
 
-constexpr const char* HowToDescribeAFolder
-    = "is a folder; to describe what is in it: find FOLDER -type f -print0 | mivo describe --null --files-from -";
-
-struct Form {
-    bool json = false;
-    bool pictures = false;
-    bool emphasised = false;
-};
-
-/// The record of a file that no parser knew anything of, and whose name tells nothing either.
-bool isOfNoKnownKind(const Record& record)
+Result<void> checkTogether(const Arguments& arguments)
 {
-    return record.integer(MediaDBCommonColumnMediaType).value_or(0) == MVMediaTypeUnknown
-        && !record.contains(MediaDBMusicColumnPlayLength) && !record.contains(MediaDBPhotoColumnWidth);
-}
-
-Result<std::string> describe(ServiceBus& bus, const std::string& file, const Form& form)
-{
-    auto path = inputPath(file);
-    if (!path)
-        return path.error().code == EISDIR ? Error { Error::Kind::Unsupported, HowToDescribeAFolder } : path.error();
-    MV_TRY(record, describeFile(bus, *path));
-    if (!record)
-        return Error { Error::Kind::Format, "is no file that the service can describe" };
-    if (isOfNoKnownKind(*record))
-        return Error { Error::Kind::Format, "is a file of no known kind" };
-    if (form.json)
-        return JsonObject().text("path", file).record(*record, form.pictures).line() + "\n";
-    return readableRecord(file, *record, form.emphasised);
-}
-
-/// A thread's own way to the service.
-OrderedWork::Work makeWorker(const Form& form)
-{
-    auto opened = ServiceBus::open();
-    if (!opened)
-        return [&form, error = noConnection(opened.error())](
-                   std::size_t, const std::string& file) { return failedFile(file, error, form.json); };
-    std::shared_ptr<ServiceBus> bus = std::move(opened).value();
-    return [&form, bus](std::size_t, const std::string& file) {
-        auto described = describe(*bus, file, form);
-        return described ? WorkResult { *described, "" } : failedFile(file, described.error(), form.json);
-    };
-}
-
-Result<NameSource> namesOf(const Arguments& arguments)
-{
-    std::vector<NameList> lists;
-    for (const std::string& list : arguments.values("files-from")) {
-        MV_TRY(opened, NameList::open(list, arguments.has("null")));
-        lists.push_back(std::move(opened));
-    }
-    return NameSource(arguments.files(), std::move(lists));
-}
-
-const char* slipIn(const Arguments& arguments)
-{
-    if (arguments.files().empty() && !arguments.has("files-from"))
-        return "which file?";
-    if (arguments.has("null") && !arguments.has("files-from"))
-        return "--null is about the list of --files-from, and there is none";
+    if (const char* slip = FileNames::slipIn(arguments))
+        return Error { Error::Kind::Format, slip };
     if (arguments.has("pictures") && !arguments.has("json"))
-        return "--pictures goes with --json";
-    return nullptr;
-}
-
-ExitStatus describeAll(NameSource& names, const Form& form)
-{
-    bool isFirst = true;
-    OrderedWork work;
-    work.next = [&] { return names.next(); };
-    work.workers = FilesInFlight;
-    work.makeWorker = [&] { return makeWorker(form); };
-    work.emit = [&](std::size_t, const WorkResult& result) {
-        bool apart = !form.json && !isFirst && !result.output.empty();
-        isFirst = isFirst && result.output.empty();
-        emitFile(Name, apart ? "\n" + result.output : result.output, result.complaint);
-        // Nobody hears the rest, and the list may be one without an end.
-        if (!canPrint())
-            leaveNow(closeOutput(ExitStatus::SomeFailed));
-    };
-    return work.run();
+        return Error { Error::Kind::Format, "--pictures goes with --json" };
+    if (!asksForRecords(arguments))
+        return {};
+    for (const char* option : { "format", "fields", "where", "formula-safe", "jobs" }) {
+        if (arguments.has(option))
+            return Error { Error::Kind::Format,
+                std::string("--") + option + " is about facts, and --record and --json show the classic record; "
+                    + "--format json shows facts" };
+    }
+    return {};
 }
 
 ExitStatus run(const Arguments& arguments)
 {
-    if (const char* slip = slipIn(arguments))
-        return misuse(Name, slip);
-    auto names = namesOf(arguments);
+    if (auto checked = checkTogether(arguments); !checked)
+        return misuse(Name, checked.error().text);
+    auto wish = factWishFrom(arguments);
+    if (!wish)
+        return misuse(Name, wish.error().text);
+    auto names = FileNames::of(arguments);
     if (!names) {
         complain(Name, names.error().text);
         return ExitStatus::SomeFailed;
     }
-    Form form { arguments.has("json"), arguments.has("pictures"), outputTakesEmphasis() };
-    auto service = openService(Name, arguments);
-    if (!service)
-        return ExitStatus::NoService;
-    ExitStatus status = describeAll(*names, form);
+    ExitStatus status = asksForRecords(arguments) ? describeRecords(Name, arguments, *names)
+                                                  : describeFacts(Name, arguments, *names, std::move(*wish));
     if (names->failure()) {
         complain(Name, names->failure()->text);
         return worse(status, ExitStatus::SomeFailed);
@@ -132,11 +51,19 @@ ExitStatus run(const Arguments& arguments)
 }
 
 constexpr std::array Options {
-    Option { "json", nullptr, "one JSON object a line, in the order of the files" },
+    RecursiveOption,
+    FilesFromOption,
+    NullOption,
+    Option { "format", "FORM", "how facts are written: text (default), json (a list), jsonl (a line each), csv, tsv", 0,
+        oneOf(FactFormNames) },
+    Option { "fields", "NAMES", "only these facts, in this order: artist,title,length" },
+    Option { "where", "CONDITION", "only files for which this holds: 'bitrate<128000 and not hasPicture'" },
+    Option {
+        "formula-safe", nullptr, "with --format csv: what a spreadsheet would take for a formula gets a ' before" },
+    JobsOption,
+    Option { "record", nullptr, "show the classic record instead, with the columns of the media database" },
+    Option { "json", nullptr, "the classic record as one JSON object a line, in the order of the files" },
     Option { "pictures", nullptr, "with --json: put pictures in as base64, not their length alone" },
-    Option { "files-from", "LIST", "describe the files named in LIST too, one a line; - is standard input", 0, aFile(),
-        true },
-    Option { "null", nullptr, "names in LIST end with a zero byte, as \"find -print0\" writes them" },
 };
 
 constexpr std::array Files { aFile() };
@@ -146,11 +73,14 @@ constexpr std::array Files { aFile() };
 const Command describeCommand {
     .name = Name,
     .synopsis = "[OPTION...] FILE...",
-    .summary = "Show what the service knows of audio, video and picture files",
-    .details = "The name's ending decides who describes a file: .mp3, .m4a, .flac and .ogg, pictures, and the\n"
-               "audio/video parser for everything else. Keys are the columns of the media database.\n\n"
-               "To describe a folder with all that is in it:\n"
-               "  find FOLDER -type f -print0 | mivo describe --null --files-from -",
+    .summary = "Show what is known of audio, video and picture files",
+    .details
+    = "Facts have the names that --fields and --where take. A condition compares a fact by = != < <= > >= or\n"
+      "~ (contains, whatever the case), or names it alone where it has to be there; and, or, not and parentheses\n"
+      "join conditions. Lengths may be written as 3:05 or 90s, rates as 128k, sizes as 10MB, dates as 2010-05.\n\n"
+      "To describe a folder with all that is in it:\n"
+      "  mivo describe -r FOLDER\n"
+      "  find FOLDER -type f -print0 | mivo describe --null --files-from -",
     .options = Options,
     .files = Files,
     .minimumFiles = 0,

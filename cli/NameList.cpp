@@ -1,9 +1,12 @@
 #include "cli/NameList.h"
 
+#include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
+#include <poll.h>
+#include <unistd.h>
 
 namespace mv::cli {
 
@@ -14,43 +17,81 @@ Error unreadable(const std::string& list, int code)
     return { Error::Kind::Io, list + ": the list cannot be read: " + std::strerror(code), code };
 }
 
-} // namespace
-
-NameList::NameList(std::FILE* from, bool isOurs, bool endedByZero)
-    : m_from(from)
-    , m_owner(isOurs ? from : nullptr)
-    , m_end(endedByZero ? '\0' : '\n')
+bool isReadable(int file, int patience)
 {
+    pollfd waiting { file, POLLIN, 0 };
+    return poll(&waiting, 1, patience) > 0;
 }
+
+} // namespace
 
 Result<NameList> NameList::open(const std::string& list, bool endedByZero)
 {
     if (list == "-")
-        return NameList(stdin, false, endedByZero);
-    std::FILE* file = std::fopen(list.c_str(), "re");
+        return NameList(UniqueFd(), STDIN_FILENO, endedByZero);
+    UniqueFd file(::open(list.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file)
         return unreadable(list, errno);
-    return NameList(file, true, endedByZero);
+    int from = file.get();
+    return NameList(std::move(file), from, endedByZero);
 }
 
 Result<std::optional<std::string>> NameList::next()
 {
-    char* line = nullptr;
-    std::size_t room = 0;
-    errno = 0;
-    ssize_t length = getdelim(&line, &room, m_end, m_from);
-    while (length == 1 && line[0] == m_end)
-        length = getdelim(&line, &room, m_end, m_from);
-    std::unique_ptr<char, CloseWith<std::free>> owner(line);
-    if (length < 0 && std::ferror(m_from))
-        return unreadable(m_owner ? "--files-from" : "standard input", errno);
-    if (length < 0)
-        return std::optional<std::string> {};
-    std::string name(line, static_cast<std::size_t>(length));
+    while (true) {
+        if (auto name = takeName())
+            return name;
+        if (m_failure)
+            return *m_failure;
+        if (m_ended)
+            return std::optional<std::string> {};
+        read();
+    }
+}
+
+bool NameList::isReady()
+{
+    while (!hasName() && !m_ended && !m_failure) {
+        if (!isReadable(m_from, 0))
+            return false;
+        read();
+    }
+    return true;
+}
+
+bool NameList::hasName() const
+{
+    auto begin = m_text.find_first_not_of(m_end, m_at);
+    return begin != std::string::npos && (m_ended || m_text.find(m_end, begin) != std::string::npos);
+}
+
+std::optional<std::string> NameList::takeName()
+{
+    if (!hasName())
+        return std::nullopt;
+    auto begin = m_text.find_first_not_of(m_end, m_at);
     // The last name may lack its end.
-    if (name.ends_with(m_end))
-        name.pop_back();
-    return std::optional(std::move(name));
+    auto end = std::min(m_text.find(m_end, begin), m_text.size());
+    m_at = end;
+    return m_text.substr(begin, end - begin);
+}
+
+/// Waits for more.
+void NameList::read()
+{
+    m_text.erase(0, m_at);
+    m_at = 0;
+    std::array<char, 65536> chunk;
+    ssize_t got = ::read(m_from, chunk.data(), chunk.size());
+    if (got > 0)
+        m_text.append(chunk.data(), static_cast<std::size_t>(got));
+    else if (got == 0)
+        m_ended = true;
+    // Whoever shares the stream may have made it one that does not wait.
+    else if (errno == EAGAIN)
+        isReadable(m_from, -1);
+    else if (errno != EINTR)
+        m_failure = unreadable(m_file ? "--files-from" : "standard input", errno);
 }
 
 NameSource::NameSource(std::vector<std::string> names, std::vector<NameList> lists)

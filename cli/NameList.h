@@ -3,7 +3,6 @@
 #include "Base/Core/Handle.h"
 #include "Base/Core/Result.h"
 
-#include <cstdio>
 #include <deque>
 #include <optional>
 #include <string>
@@ -20,13 +19,28 @@ public:
 
     /// The next name that is not empty; nothing at the end, an error where the list cannot be read on.
     Result<std::optional<std::string>> next();
+    /// True when the next name, or the end, can be had without waiting for whoever writes the list.
+    bool isReady();
 
 private:
-    NameList(std::FILE* from, bool isOurs, bool endedByZero);
+    NameList(UniqueFd file, int from, bool endedByZero)
+        : m_file(std::move(file))
+        , m_from(from)
+        , m_end(endedByZero ? '\0' : '\n')
+    {
+    }
 
-    std::FILE* m_from;
-    std::unique_ptr<std::FILE, CloseWith<std::fclose>> m_owner;
+    std::optional<std::string> takeName();
+    bool hasName() const;
+    void read();
+
+    UniqueFd m_file; ///< none where it is standard input
+    int m_from;
     char m_end;
+    std::string m_text; ///< what has been read
+    std::size_t m_at = 0; ///< of it, what has been given out
+    bool m_ended = false;
+    std::optional<Error> m_failure;
 };
 
 /// The names of a command line: those that it holds, and those of the lists that it names, in this order.
@@ -35,6 +49,8 @@ public:
     NameSource(std::vector<std::string> names, std::vector<NameList> lists);
 
     std::optional<std::string> next();
+    /// True when next() does not wait.
+    bool isReady() { return !m_names.empty() || m_lists.empty() || m_lists.front().isReady(); }
     /// Why a list ended too early.
     const std::optional<Error>& failure() const { return m_failure; }
 

@@ -25,15 +25,21 @@ Error noConnection(const Error& reason)
     return { Error::Kind::NotFound, "no connection to the session bus: " + reason.text, reason.code };
 }
 
-std::optional<ServiceAccess> openService(std::string_view command, const Arguments& arguments)
+Result<ServiceAccess> serviceFor(const Arguments& arguments)
 {
-    auto process = ServiceProcess::ensure({ serviceProgramBesideUs(), arguments.has("log") });
-    if (!process)
-        return noService(command, arguments, process.error());
+    MV_TRY(process, ServiceProcess::ensure({ serviceProgramBesideUs(), arguments.has("log") }));
     auto bus = ServiceBus::open();
     if (!bus)
-        return noService(command, arguments, noConnection(bus.error()));
-    return ServiceAccess { std::move(process).value(), std::move(bus).value() };
+        return noConnection(bus.error());
+    return ServiceAccess { std::move(process), std::move(bus).value() };
+}
+
+std::optional<ServiceAccess> openService(std::string_view command, const Arguments& arguments)
+{
+    auto service = serviceFor(arguments);
+    if (!service)
+        return noService(command, arguments, service.error());
+    return std::move(*service);
 }
 
 } // namespace mv::cli

@@ -15,7 +15,10 @@ struct ServiceAccess {
     std::unique_ptr<ServiceBus> bus;
 };
 
-/// Uses or starts the service. Has complained when it gives nothing, for --json about every file too.
+/// Uses or starts the service.
+Result<ServiceAccess> serviceFor(const Arguments& arguments);
+
+/// The same. Has complained when it gives nothing, for --json about every file too.
 std::optional<ServiceAccess> openService(std::string_view command, const Arguments& arguments);
 
 /// Why there is no connection, as an Error that says so.

@@ -11,16 +11,10 @@ namespace mv {
 
 namespace {
 
-OpenedFile openedWhole(const Path& path)
-{
-    FileReplacement::restoreKilledRewrite(path);
-    return OpenedFile::at(path);
-}
-
 class NamedFile final : public EditableFile {
 public:
     explicit NamedFile(const Path& path)
-        : EditableFile(openedWhole(path))
+        : EditableFile(OpenedFile::at(path))
     {
     }
 

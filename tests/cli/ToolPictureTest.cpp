@@ -103,7 +103,7 @@ TEST_F(ToolOnBus, AnExceptionOfTheServiceIsToldByItsName)
     using test::ExifMaker;
     Bytes block = ExifMaker().ascii(ExifMaker::Ifd0, 0x0132, "2013:13:01 12:00:00").block();
     std::string file = m_folder.write("a.jpg", test::jpegPicture(8, 8, block));
-    Outcome described = tool("describe " + file);
+    Outcome described = tool("describe --record " + file);
     EXPECT_EQ(described.status, 1);
     EXPECT_THAT(
         described.err, StartsWith("mivo describe: " + file + ": the service raised NSInvalidArgumentException: "));

@@ -24,7 +24,8 @@ protected:
     {
         std::string song = made("a.m4a", "-f lavfi -i sine=duration=1 -metadata title=T -c:a aac");
         std::string png = picture("a.png");
-        return { "--help", "--version", "help tag", "describe " + png, "describe --json " + png,
+        return { "--help", "--version", "help tag", "describe " + png, "describe --record " + png,
+            "describe --json " + png, "describe --format json " + png, "describe --format csv " + png,
             "describe " + png + " /no/x", "dump " + song, "tag " + song, "tag --title X " + song, "status",
             "status --json", "thumbnail --show --protocol kitty " + png, "thumbnail " + png + " -",
             "sheet " + m_folder.path() + " -" };
@@ -133,18 +134,19 @@ TEST_F(ToolStreams, AnInterruptedWaitEndsAtOnce)
     close(running.out);
 }
 
-TEST_F(ToolOnBus, FilesOfNoKnownKindAreFailures)
+TEST_F(ToolOnBus, RecordsOfNoKnownKindAreFailures)
 {
     std::string notes = m_folder.write("notes.txt", std::string_view("nothing to see"));
-    Outcome described = tool("describe " + notes + " " + picture("a.png"));
+    Outcome described = tool("describe --record " + notes + " " + picture("a.png"));
     EXPECT_EQ(described.status, 1);
     EXPECT_EQ(described.err, "mivo describe: " + notes + ": is a file of no known kind\n");
     EXPECT_THAT(described.out, testing::StartsWith(m_folder.file("a.png") + "\n"));
     EXPECT_EQ(tool("describe --json " + notes).out,
         "{\"path\":\"" + notes + "\",\"error\":\"is a file of no known kind\"}\n");
     // A kind without a code of its own is known when its content is.
-    EXPECT_EQ(tool("describe " + made("a.mkv", "-f lavfi -i testsrc=size=64x48:duration=1 -c:v mpeg4")).status, 0);
-    EXPECT_EQ(tool("describe " + picture("a.tif")).status, 0);
+    EXPECT_EQ(
+        tool("describe --record " + made("a.mkv", "-f lavfi -i testsrc=size=64x48:duration=1 -c:v mpeg4")).status, 0);
+    EXPECT_EQ(tool("describe --record " + picture("a.tif")).status, 0);
 }
 
 TEST_F(ToolOnBus, PathsInJsonAreThoseOfTheCommandLine)
@@ -165,7 +167,7 @@ TEST_F(ToolWithoutBus, WithoutAServiceTheStatusIsThree)
     std::string png = picture("a.png");
     // No bus can be started either.
     std::string poor = "PATH=/nowhere";
-    for (std::string words : { "describe --json " + png, "exif --json " + png }) {
+    for (std::string words : { "describe --json " + png, "describe --format jsonl " + png, "exif --json " + png }) {
         Outcome outcome = tool(words, poor);
         EXPECT_EQ(outcome.status, 3) << words;
         EXPECT_THAT(outcome.out, testing::StartsWith("{\"path\":\"" + m_folder.file("a.png") + "\",\"error\":\""))

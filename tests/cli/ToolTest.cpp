@@ -115,10 +115,11 @@ TEST_F(ToolWithoutBus, StartsAPrivateServiceAndEndsIt)
 
 TEST_F(ToolWithoutBus, ASayingServiceIsHeardWithLog)
 {
-    Outcome quiet = tool("describe " + test::shellQuoted(m_folder.write("a.m4a", std::string_view("no movie"))));
+    Outcome quiet
+        = tool("describe --record " + test::shellQuoted(m_folder.write("a.m4a", std::string_view("no movie"))));
     EXPECT_EQ(quiet.status, 1);
     EXPECT_THAT(quiet.err, testing::Not(HasSubstr("MP4Parser file open fail")));
-    Outcome loud = tool("describe --log " + test::shellQuoted(m_folder.file("a.m4a")));
+    Outcome loud = tool("describe --record --log " + test::shellQuoted(m_folder.file("a.m4a")));
     EXPECT_THAT(loud.err, HasSubstr("MP4Parser file open fail"));
 }
 
@@ -179,10 +180,10 @@ TEST_F(ToolOnBus, DescribesInTheOrderOfTheFiles)
     EXPECT_EQ(std::count(described.out.begin(), described.out.end(), '\n'), 4);
 }
 
-TEST_F(ToolOnBus, DescribesForPeople)
+TEST_F(ToolOnBus, DescribesRecordsForPeople)
 {
     std::string png = picture("a.png");
-    Outcome described = tool("describe " + png);
+    Outcome described = tool("describe --record " + png);
     EXPECT_EQ(described.status, 0);
     EXPECT_THAT(described.out, StartsWith(m_folder.file("a.png") + "\n  FilePath         " + m_folder.file("a.png")));
     EXPECT_THAT(described.out, HasSubstr("\n  Image            picture, 100 x 75, "));
@@ -206,15 +207,15 @@ TEST_F(ToolOnBus, ReadsNamesFromLists)
     EXPECT_THAT(tool("describe --files-from /no/list").err, HasSubstr("the list cannot be read"));
 }
 
-TEST_F(ToolOnBus, BadFilesGetAReasonEach)
+TEST_F(ToolOnBus, BadFilesOfRecordsGetAReasonEach)
 {
     std::string fifo = m_folder.file("fifo.mp3");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     m_folder.write("empty.jpg", std::string_view());
     m_folder.write("text.png", std::string_view("no picture"));
     std::string bad = m_folder.file("caf\xe9.mp3");
-    Outcome described = tool("describe " + fifo + " " + m_folder.path() + " " + m_folder.file("empty.jpg") + " "
-        + m_folder.file("text.png") + " " + test::shellQuoted(bad) + " ''");
+    Outcome described = tool("describe --record " + fifo + " " + m_folder.path() + " " + m_folder.file("empty.jpg")
+        + " " + m_folder.file("text.png") + " " + test::shellQuoted(bad) + " ''");
     EXPECT_EQ(described.status, 1);
     EXPECT_EQ(described.out, "");
     std::string folder = m_folder.path();
