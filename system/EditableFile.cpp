@@ -11,10 +11,16 @@ namespace mv {
 
 namespace {
 
+OpenedFile openedWhole(const Path& path)
+{
+    FileReplacement::restoreKilledRewrite(path);
+    return OpenedFile::at(path);
+}
+
 class NamedFile final : public EditableFile {
 public:
     explicit NamedFile(const Path& path)
-        : EditableFile(OpenedFile::at(path))
+        : EditableFile(openedWhole(path))
     {
     }
 

@@ -10,7 +10,8 @@ namespace mv {
 /// looks at the result; how that takes the file's place is the business of whoever opened it. On one thread at a time.
 class EditableFile {
 public:
-    /// Opens what is at the path; what cannot be opened is one, too, and cannot be replaced.
+    /// Opens what is at the path; what cannot be opened is one, too, and cannot be replaced. What a killed change has
+    /// left torn is whole before (FileReplacement::restoreKilledRewrite).
     static std::unique_ptr<EditableFile> at(const Path& path);
 
     virtual ~EditableFile() = default;

@@ -130,6 +130,7 @@ public:
         const Path& resolved, Result<SharedFile>& handle, Clock::time_point deadline);
 
     Attempt replace(const FileReplacement::Plan& plan, const FileReplacement::Check& check);
+    Result<bool> restoreKilledRewrite();
 
 private:
     LockedTarget(UniqueFd folder, std::string name, HeldLock held, InputFile file, struct stat facts)
@@ -142,7 +143,6 @@ private:
     {
     }
 
-    Result<bool> restoreKilledRewrite();
     Attempt replaceByRename(const FileContent& content, const FileReplacement::Check& check);
     Attempt rewriteInPlace(const FileContent& content, const FileReplacement::Check& check);
     Result<void> makeAndCheck(int target, const FileContent& content, const FileReplacement::Check& check);
@@ -331,6 +331,28 @@ Result<LockedTarget> lockedTarget(const Path& path, Result<SharedFile>& handle, 
     return Error { Error::Kind::State, "another program keeps replacing the file" };
 }
 
+bool hasJournal(const Path& file)
+{
+    struct stat facts { };
+    if (stat(file.c_str(), &facts) != 0 || facts.st_nlink < 2 || !S_ISREG(facts.st_mode))
+        return false;
+    UniqueFd folder(::open(std::string(file.directory()).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    UniqueFd fd(::open(file.c_str(), O_PATH | O_CLOEXEC));
+    const HiddenNeighbours neighbours(folder.get(), std::string(file.lastPathComponent()));
+    return folder && fd && !neighbours.journals(journalKey(facts, fd.get())).empty();
+}
+
+Result<bool> restoreWith(const Path& path)
+{
+    MV_TRY(file, resolved(path));
+    // Without the lock: most have none, and nobody waits for a lock in vain.
+    if (!hasJournal(file))
+        return false;
+    Result<SharedFile> handle = newHandle(path);
+    MV_TRY(target, lockedTarget(path, handle, Clock::now() + MaxTurnWait));
+    return target.restoreKilledRewrite();
+}
+
 Result<Outcome> performAttempts(const Path& path, Result<SharedFile>& handle, const FileReplacement::Plan& plan,
     const FileReplacement::Check& check)
 {
@@ -358,6 +380,15 @@ Result<Outcome> FileReplacement::perform(OpenedFile file, const Plan& plan, cons
     else if (outcome.ok() && *outcome == Outcome::Replaced)
         closeReplaced(std::move(*handle));
     return outcome;
+}
+
+bool FileReplacement::restoreKilledRewrite(const Path& path)
+{
+    auto restored = restoreWith(path);
+    if (!restored.ok())
+        NSLogAt(LogPriority::Warning, "Cannot restore %s from what a killed update left: %s", path.c_str(),
+            restored.error().text.c_str());
+    return restored.ok() && *restored;
 }
 
 } // namespace mv

@@ -57,6 +57,10 @@ public:
     {
         return perform(OpenedFile::at(path), plan, check);
     }
+
+    /// For who has to read a file of several names before its content is planned, which torn it may not allow: what a
+    /// killed rewrite of it left is restored now. True when something was, and a handle from before is of no use then.
+    static bool restoreKilledRewrite(const Path& path);
 };
 
 } // namespace mv

@@ -81,6 +81,7 @@ void MediaService::setTags(std::string path, TagChanges changes, MediaCaller cal
     const std::string client = caller.client;
     m_queue.add(client, [this, path = std::move(path), shared, caller = std::move(caller), done = std::move(done)] {
         done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
+            MediaInput::at(path).mend();
             Facts before = factsOf(MediaInput::at(path), false, caller);
             m_tags.write(MediaInput::at(path), before, *shared, caller);
             return factsOf(MediaInput::at(path), false, caller);

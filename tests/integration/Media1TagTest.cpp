@@ -3,6 +3,7 @@
 #include "tests/integration/RunningService.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Mp3Maker.h"
+#include "tests/support/TornFile.h"
 
 #include <algorithm>
 #include <cctype>
@@ -210,6 +211,17 @@ TEST_F(Media1Tags, LinksStay)
     EXPECT_TRUE(std::filesystem::is_symlink(link));
     expectEveryTag(m_media.describe(other));
     EXPECT_EQ(std::filesystem::hard_link_count(path), 2u);
+}
+
+TEST_F(Media1Tags, AFileThatAKillLeftTornIsWholeFirst)
+{
+    std::string path = song();
+    ASSERT_TRUE(m_media.setTags(path, EveryTag).ok());
+    test::tear(path, "no song");
+    ASSERT_EQ(m_media.describe(path).error, "NotMedia");
+    Media1Answer answer = m_media.setTags(path, { textOption("xesam:title", "Title") });
+    EXPECT_EQ(answer.fact("xesam:title"), "s Title") << answer.error << answer.text;
+    EXPECT_EQ(answer.fact("xesam:artist"), "as AC/DC|Zwei");
 }
 
 TEST_F(Media1Tags, ChangesOfOneFileWaitForEachOther)

@@ -3,9 +3,12 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Scratch.h"
+#include "tests/support/TornFile.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +65,30 @@ TEST(EditableFile, SaysWhetherItMayBeWritten)
     auto file = EditableFile::at(path);
     EXPECT_TRUE(file->opened().content().ok());
     EXPECT_EQ(file->writable().error().kind, Error::Kind::Access);
+}
+
+TEST(EditableFile, WhatAKilledRewriteLeftIsWholeBeforeAnybodyReadsIt)
+{
+    ScratchFolder folder;
+    std::string path = folder.write("a.mp3", "content");
+    test::tear(path, "co");
+    auto file = EditableFile::at(path);
+    EXPECT_EQ((*file->opened().content())->size(), 7u);
+    EXPECT_EQ(charsOf(test::readFile(path)), "content");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
+}
+
+TEST(EditableFile, AJournalOfARewriteThatGoesOnIsWaitedFor)
+{
+    ScratchFolder folder;
+    std::string path = folder.write("a.mp3", "content");
+    test::tear(path, "co");
+    UniqueFd rival(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(rival.get(), LOCK_EX), 0);
+    test::LogCapture log;
+    auto file = EditableFile::at(path);
+    EXPECT_EQ(charsOf(test::readFile(path)), "co");
+    EXPECT_THAT(log.text(), testing::HasSubstr("another program holds the file's lock"));
 }
 
 } // namespace
