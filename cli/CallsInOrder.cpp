@@ -25,7 +25,10 @@ ExitStatus CallsInOrder::run()
         if (m_items.empty())
             continue;
         std::size_t running = m_running;
-        auto served = m_media.serveUntil([&] { return m_running < running; });
+        auto served = m_media.serveUntil([&] {
+            m_look();
+            return m_running < running;
+        });
         // With the bus every call has ended, and was told so.
         if (!served && m_running == running)
             return worse(m_status, statusFor(served.error()));

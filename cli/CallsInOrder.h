@@ -28,6 +28,9 @@ public:
     {
     }
 
+    /// Done again and again while results are waited for, after each signal that interrupts too.
+    void whileWaiting(std::function<void()> look) { m_look = std::move(look); }
+
     /// Returns when every item that was begun has ended; the worst of their statuses.
     ExitStatus run();
 
@@ -40,6 +43,7 @@ private:
     const std::size_t m_atOnce;
     const Begin m_begin;
     const Emit m_emit;
+    std::function<void()> m_look = [] { };
     std::deque<std::shared_ptr<std::optional<WorkResult>>> m_items;
     std::size_t m_running = 0;
     bool m_isEnd = false;

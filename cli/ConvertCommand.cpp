@@ -1,8 +1,20 @@
+#include "cli/CallsInOrder.h"
 #include "cli/CarriedTags.h"
 #include "cli/Command.h"
 #include "cli/ExportJob.h"
+#include "cli/FileTexts.h"
+#include "cli/Interruption.h"
+#include "cli/JobNames.h"
 #include "cli/JobOptions.h"
+#include "cli/Mirroring.h"
+#include "cli/PlayLength.h"
+#include "cli/ProgressDisplay.h"
+#include "cli/ServiceAccess.h"
+#include "cli/SoundJobs.h"
 #include "cli/Terminal.h"
+
+#include <algorithm>
+#include <thread>
 
 namespace mv::cli {
 
@@ -20,7 +32,7 @@ Result<void> carryTags(const Path& source, const Path& made)
     return writeMp4Tags(made, tags);
 }
 
-ExitStatus run(const Arguments& arguments)
+ExitStatus convertOne(const Arguments& arguments)
 {
     ExportJob job;
     job.command = Name;
@@ -38,26 +50,169 @@ ExitStatus run(const Arguments& arguments)
     return job.run(arguments);
 }
 
+MediaEncoding encodingFrom(const Arguments& arguments)
+{
+    MediaEncoding encoding;
+    encoding.format = SoundFormat::Aac;
+    auto bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit);
+    encoding.bitrate = std::max(bitrate, MinEncodingBitrate);
+    return encoding;
+}
+
+std::size_t jobsFrom(const Arguments& arguments)
+{
+    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    return static_cast<std::size_t>(arguments.number("jobs", cores));
+}
+
+/// Several files, side by side.
+class Conversion {
+public:
+    Conversion(ServiceBus& bus, const std::vector<PlacedJob>& jobs, const Arguments& arguments)
+        : m_media(bus)
+        , m_sounds(m_media)
+        , m_jobs(jobs)
+        , m_arguments(arguments)
+        , m_display(titles(bus, jobs), errorTakesDrawing(), terminalWidth())
+    {
+    }
+
+    ExitStatus run()
+    {
+        Interruption interruption;
+        std::size_t next = 0;
+        auto begin = [&](const CallsInOrder::Finish& finish) {
+            if (interruption.asked() || next == m_jobs.size())
+                return false;
+            beginOne(next++, finish);
+            return true;
+        };
+        CallsInOrder work(m_media, jobsFrom(m_arguments), begin,
+            [](const WorkResult& one) { emitFile(Name, one.output, one.complaint); });
+        work.whileWaiting([&] {
+            if (interruption.asked())
+                m_sounds.cancelAll();
+        });
+        ExitStatus status = work.run();
+        return interruption.asked() ? ExitStatus::Interrupted : status;
+    }
+
+private:
+    static std::vector<ProgressDisplay::Job> titles(ServiceBus& bus, const std::vector<PlacedJob>& jobs)
+    {
+        std::vector<ProgressDisplay::Job> all;
+        all.reserve(jobs.size());
+        for (const PlacedJob& job : jobs)
+            all.push_back({ std::string(Path(job.names.output).lastPathComponent()), playLength(bus, job.source) });
+        return all;
+    }
+
+    void beginOne(std::size_t i, const CallsInOrder::Finish& finish)
+    {
+        const PlacedJob& job = m_jobs[i];
+        m_display.start(i);
+        m_sounds.begin(
+            { job.source, job.place.made, encodingFrom(m_arguments), !m_arguments.has("no-tags") },
+            [this, i](double part) { m_display.progress(i, part * 100); },
+            [this, i, finish](const Result<bool>& isCut) { finish(ended(i, isCut)); });
+    }
+
+    WorkResult ended(std::size_t i, const Result<bool>& isCut)
+    {
+        const PlacedJob& job = m_jobs[i];
+        if (!isCut && isCut.error().kind == Error::Kind::Cancelled) {
+            m_display.finish(i, "cancelled");
+            return {};
+        }
+        auto delivered = isCut ? job.place.deliver() : Result<void>();
+        m_display.finish(i, isCut && delivered ? "done" : "failed");
+        if (!isCut)
+            return failedFile(job.names.input, isCut.error(), false);
+        if (!delivered)
+            return failedFile(job.names.output, delivered.error(), false);
+        return { "", *isCut ? job.names.input + ": not all of its tags fit into the new file's" : "" };
+    }
+
+    Media1Client m_media;
+    SoundJobs m_sounds;
+    const std::vector<PlacedJob>& m_jobs;
+    const Arguments& m_arguments;
+    ProgressDisplay m_display;
+};
+
+ExitStatus convertSeveral(const Arguments& arguments)
+{
+    auto overwriting = overwritingFrom(arguments);
+    if (!overwriting)
+        return misuse(Name, overwriting.error().text);
+    auto names = jobNames(arguments, ".m4a");
+    if (!names)
+        return misuse(Name, names.error().text);
+    JobOutputs outputs(*overwriting, ".m4a");
+    ExitStatus status = ExitStatus::Done;
+    std::vector<PlacedJob> jobs = placedJobs(Name, *names, outputs, status);
+    if (jobs.empty())
+        return status;
+    auto service = openService(Name, arguments);
+    if (!service)
+        return ExitStatus::NoService;
+    return worse(status, Conversion(*service->bus, jobs, arguments).run());
+}
+
+ExitStatus mirror(const Arguments& arguments)
+{
+    for (const char* other : { "to", "no-clobber" }) {
+        if (arguments.has(other))
+            return misuse(Name, std::string("--") + other + " does not go with --mirror");
+    }
+    if (arguments.files().size() != 2)
+        return misuse(Name, "--mirror takes two folders, SOURCE and DESTINATION");
+    MirrorOrder order { .command = Name, .ending = "m4a", .encoding = encodingFrom(arguments) };
+    order.how = "aac " + std::to_string(*order.encoding.bitrate / BitsPerKilobit);
+    order.carriesTags = !arguments.has("no-tags");
+    if (!order.carriesTags)
+        order.how += " no-tags";
+    order.replaces = arguments.has("force");
+    order.removes = arguments.has("delete");
+    order.jobs = jobsFrom(arguments);
+    return mirrorFolder(order, arguments);
+}
+
+ExitStatus run(const Arguments& arguments)
+{
+    if (arguments.has("mirror"))
+        return mirror(arguments);
+    if (arguments.has("delete"))
+        return misuse(Name, "--delete goes with --mirror");
+    bool isOne = !arguments.has("to") && arguments.files().size() == 2;
+    return isOne ? convertOne(arguments) : convertSeveral(arguments);
+}
+
 constexpr std::array Options {
+    Option { "to", "FOLDER", "convert every FILE into FOLDER, several at once", 0, aFolder() },
     Option { "bitrate", "KBITS", "bit rate in kbit/s, 1 to 256 (default 128)", 0, numberFrom(1, 256) },
     NoTagsOption,
+    JobsOption,
+    MirrorOption,
+    DeleteOption,
     ForceOption,
     NoClobberOption,
 };
 
-constexpr std::array Files { aFile(), aFile("m4a") };
+constexpr std::array Files { aFile() };
 
 } // namespace
 
 const Command convertCommand {
     .name = Name,
-    .synopsis = "[OPTION...] FILE OUT.m4a",
-    .summary = "Convert an audio file to AAC",
-    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
+    .synopsis = "[OPTION...] FILE OUT.m4a | --to FOLDER FILE... | --mirror SOURCE DESTINATION",
+    .summary = "Convert audio files to AAC",
+    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.\n\n"
+               "--mirror makes one folder a copy of another for a phone, as \"mivo encode --mirror\" does, with AAC.",
     .options = Options,
     .files = Files,
-    .minimumFiles = 2,
-    .maximumFiles = 2,
+    .minimumFiles = 1,
+    .maximumFiles = AnyNumber,
     .run = run,
 };
 

@@ -1,9 +1,9 @@
 #include "cli/CarriedTags.h"
 #include "cli/Command.h"
-#include "cli/InputPath.h"
 #include "cli/Interruption.h"
+#include "cli/JobNames.h"
 #include "cli/JobOptions.h"
-#include "cli/JobOutput.h"
+#include "cli/Mirroring.h"
 #include "cli/Output.h"
 #include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
@@ -43,18 +43,10 @@ Record attributesFrom(const Arguments& arguments)
     };
 }
 
-/// One file of the command line on its way to an MP3.
-struct Job {
-    std::string input; ///< as given
-    std::string output;
-    Path source;
-    JobOutput place;
-};
-
 class Listener final : public EncodeListener {
 public:
-    Listener(
-        const Job& job, bool carriesTags, ProgressDisplay& display, std::size_t index, const Interruption& interruption)
+    Listener(const PlacedJob& job, bool carriesTags, ProgressDisplay& display, std::size_t index,
+        const Interruption& interruption)
         : m_job(job)
         , m_carriesTags(carriesTags)
         , m_display(display)
@@ -82,7 +74,7 @@ public:
         m_display.finish(m_index, done ? "done" : "failed");
         if (done)
             return;
-        complain(Name, m_job.input, sentenceFor(done.error()));
+        complain(Name, m_job.names.input, sentenceFor(done.error()));
         m_status = statusFor(done.error());
     }
 
@@ -99,18 +91,18 @@ private:
         if (m_carriesTags)
             MV_TRY_VOID(carryTags());
         if (auto delivered = m_job.place.deliver(); !delivered)
-            return Error { delivered.error().kind, m_job.output + ": " + delivered.error().text };
+            return Error { delivered.error().kind, m_job.names.output + ": " + delivered.error().text };
         return {};
     }
     Result<void> carryTags() const
     {
         SongTags tags = readSongTags(m_job.source);
         if (tags.isCut)
-            complain(Name, m_job.input, "not all of its tags fit into the new file's");
+            complain(Name, m_job.names.input, "not all of its tags fit into the new file's");
         return writeId3Tags(m_job.place.made, tags);
     }
 
-    const Job& m_job;
+    const PlacedJob& m_job;
     bool m_carriesTags;
     ProgressDisplay& m_display;
     std::size_t m_index;
@@ -119,62 +111,18 @@ private:
     ExitStatus m_status = ExitStatus::Done;
 };
 
-struct Names {
-    std::string input;
-    std::string output;
-};
-
-/// The pairs that a command line asks for; fails with a sentence where it asks for nothing that can be.
-Result<std::vector<Names>> namesFrom(const Arguments& arguments)
-{
-    const auto& files = arguments.files();
-    if (!arguments.has("to")) {
-        if (files.size() != 2)
-            return Error { Error::Kind::Format, "name an input and an output, or a folder with --to" };
-        return std::vector { Names { files[0], files[1] } };
-    }
-    std::vector<Names> names;
-    for (const std::string& file : files) {
-        std::string title(Path(file).lastPathComponentWithoutExtension());
-        std::string output = Path(arguments.value("to")).appending(title + ".mp3").text();
-        if (std::any_of(names.begin(), names.end(), [&](const Names& other) { return other.output == output; }))
-            return Error { Error::Kind::Format, "two inputs would become " + output };
-        names.push_back({ file, output });
-    }
-    return names;
-}
-
-/// Nothing for a file that is skipped; complains of one that cannot be.
-std::optional<Job> jobFor(const Names& names, JobOutputs& outputs, ExitStatus& status)
-{
-    auto fail = [&](const std::string& file, const Error& error) {
-        complain(Name, file, error.text);
-        status = worse(status, ExitStatus::SomeFailed);
-        return std::nullopt;
-    };
-    auto source = inputPath(names.input);
-    if (!source)
-        return fail(names.input, source.error());
-    auto place = outputs.placeFor(*source, names.output);
-    if (!place)
-        return fail(names.output, place.error());
-    if (*place)
-        return Job { names.input, names.output, *source, std::move(**place) };
-    printToError(terminalText(names.output) + ": is there already, skipped\n");
-    return std::nullopt;
-}
-
-ExitStatus encode(ServiceBus& bus, const std::vector<Job>& jobs, const Record& attributes, bool carriesTags)
+ExitStatus encode(
+    ServiceBus& bus, const std::vector<PlacedJob>& jobs, const Record& attributes, bool carriesTags, std::size_t atOnce)
 {
     std::vector<ProgressDisplay::Job> titles;
     titles.reserve(jobs.size());
-    for (const Job& job : jobs)
-        titles.push_back({ std::string(Path(job.output).lastPathComponent()), playLength(bus, job.source) });
+    for (const PlacedJob& job : jobs)
+        titles.push_back({ std::string(Path(job.names.output).lastPathComponent()), playLength(bus, job.source) });
     ProgressDisplay display(std::move(titles), errorTakesDrawing(), terminalWidth());
     Interruption interruption;
     std::vector<std::unique_ptr<Listener>> listeners;
     std::vector<EncodeJob> asked;
-    for (const Job& job : jobs) {
+    for (const PlacedJob& job : jobs) {
         auto& listener = listeners.emplace_back(
             std::make_unique<Listener>(job, carriesTags, display, listeners.size(), interruption));
         asked.push_back({ job.source, job.place.made, listener.get() });
@@ -185,34 +133,64 @@ ExitStatus encode(ServiceBus& bus, const std::vector<Job>& jobs, const Record& a
         complain(Name, sentenceFor(borrowed.error()));
         return statusFor(borrowed.error());
     }
-    encoder.encode(asked, std::max(1u, std::thread::hardware_concurrency()));
+    encoder.encode(asked, atOnce);
     ExitStatus status = ExitStatus::Done;
     for (const auto& listener : listeners)
         status = worse(status, listener->status());
     return status;
 }
 
+/// Quality counts for variable rates, too; the rate does not.
+std::string settingsText(const Arguments& arguments)
+{
+    std::string rate = arguments.has("vbr") ? "vbr" : arguments.value("bitrate", std::to_string(UsualBitrate));
+    return "mp3 " + rate + " " + arguments.value("quality", "standard") + (arguments.has("no-tags") ? " no-tags" : "");
+}
+
+ExitStatus mirror(const Arguments& arguments)
+{
+    for (const char* other : { "to", "rate", "mode", "no-clobber" }) {
+        if (arguments.has(other))
+            return misuse(Name, std::string("--") + other + " does not go with --mirror");
+    }
+    if (arguments.files().size() != 2)
+        return misuse(Name, "--mirror takes two folders, SOURCE and DESTINATION");
+    MirrorOrder order { .command = Name, .ending = "mp3", .how = settingsText(arguments) };
+    order.encoding.format = SoundFormat::Mp3;
+    order.encoding.bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit);
+    order.encoding.vbr = arguments.has("vbr");
+    auto quality = static_cast<int>(arguments.choice("quality", Qualities, "standard"));
+    order.encoding.quality = static_cast<EncodingQuality>(static_cast<int>(EncodingQuality::Fast) + quality);
+    order.carriesTags = !arguments.has("no-tags");
+    order.replaces = arguments.has("force");
+    order.removes = arguments.has("delete");
+    order.jobs = static_cast<std::size_t>(arguments.number("jobs", 0));
+    return mirrorFolder(order, arguments);
+}
+
 ExitStatus run(const Arguments& arguments)
 {
+    if (arguments.has("mirror"))
+        return mirror(arguments);
+    if (arguments.has("delete"))
+        return misuse(Name, "--delete goes with --mirror");
     auto overwriting = overwritingFrom(arguments);
     if (!overwriting)
         return misuse(Name, overwriting.error().text);
-    auto names = namesFrom(arguments);
+    auto names = jobNames(arguments, ".mp3");
     if (!names)
         return misuse(Name, names.error().text);
     JobOutputs outputs(*overwriting, ".mp3");
     ExitStatus status = ExitStatus::Done;
-    std::vector<Job> jobs;
-    for (const Names& one : *names) {
-        if (auto job = jobFor(one, outputs, status))
-            jobs.push_back(std::move(*job));
-    }
+    std::vector<PlacedJob> jobs = placedJobs(Name, *names, outputs, status);
     if (jobs.empty())
         return status;
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    return worse(status, encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags")));
+    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    auto atOnce = static_cast<std::size_t>(arguments.number("jobs", cores));
+    return worse(status, encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags"), atOnce));
 }
 
 constexpr std::array Options {
@@ -224,6 +202,9 @@ constexpr std::array Options {
     Option { "mode", "MODE", "mono, stereo (default) or joint", 0, oneOf(Modes) },
     Option { "quality", "QUALITY", "fast, standard (default) or best", 0, oneOf(Qualities) },
     NoTagsOption,
+    JobsOption,
+    MirrorOption,
+    DeleteOption,
     ForceOption,
     NoClobberOption,
 };
@@ -234,9 +215,13 @@ constexpr std::array Files { aFile() };
 
 const Command encodeCommand {
     .name = Name,
-    .synopsis = "[OPTION...] FILE OUT.mp3 | --to FOLDER FILE...",
+    .synopsis = "[OPTION...] FILE OUT.mp3 | --to FOLDER FILE... | --mirror SOURCE DESTINATION",
     .summary = "Encode audio files to MP3",
-    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.",
+    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.\n\n"
+               "--mirror makes one folder a copy of another for a phone: lossless sound is encoded, other sound and\n"
+               "pictures of covers (cover.jpg, folder.jpg) are copied, and a second run does only what has changed.\n"
+               "What it made whose source is gone is named, and removed with --delete; nothing else is touched.\n"
+               "--bitrate, --vbr, --quality and --no-tags are as for files; --force also replaces files in the way.",
     .options = Options,
     .files = Files,
     .minimumFiles = 1,

@@ -11,4 +11,10 @@ inline constexpr Option ForceOption { "force", nullptr, "replace an output that 
 inline constexpr Option NoClobberOption { "no-clobber", nullptr, "skip an output that is there already" };
 inline constexpr Option NoTagsOption { "no-tags", nullptr, "leave out the tags and the cover of the source" };
 
+inline constexpr Option JobsOption { "jobs", "N",
+    "how many files at once, 1 to 64 (default: as many as there are cores)", 0, numberFrom(1, 64) };
+inline constexpr Option MirrorOption { "mirror", nullptr,
+    "make the folder DESTINATION a copy of SOURCE: only what changed" };
+inline constexpr Option DeleteOption { "delete", nullptr, "with --mirror: remove what SOURCE has no more" };
+
 } // namespace mv::cli

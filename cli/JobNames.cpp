@@ -1,0 +1,66 @@
+#include "cli/JobNames.h"
+
+#include "cli/InputPath.h"
+#include "cli/Output.h"
+#include "cli/Terminal.h"
+#include "cli/text/ReadableText.h"
+
+#include <algorithm>
+
+namespace mv::cli {
+
+namespace {
+
+/// Nothing for a file that is skipped; complains of one that cannot be.
+std::optional<PlacedJob> placedJob(const char* command, const JobNames& names, JobOutputs& outputs, ExitStatus& status)
+{
+    auto fail = [&](const std::string& file, const Error& error) {
+        complain(command, file, error.text);
+        status = worse(status, ExitStatus::SomeFailed);
+        return std::nullopt;
+    };
+    auto source = inputPath(names.input);
+    if (!source)
+        return fail(names.input, source.error());
+    auto place = outputs.placeFor(*source, names.output);
+    if (!place)
+        return fail(names.output, place.error());
+    if (*place)
+        return PlacedJob { names, *source, std::move(**place) };
+    printToError(terminalText(names.output) + ": is there already, skipped\n");
+    return std::nullopt;
+}
+
+} // namespace
+
+Result<std::vector<JobNames>> jobNames(const Arguments& arguments, const std::string& ending)
+{
+    const auto& files = arguments.files();
+    if (!arguments.has("to")) {
+        if (files.size() != 2)
+            return Error { Error::Kind::Format, "name an input and an output, or a folder with --to" };
+        return std::vector { JobNames { files[0], files[1] } };
+    }
+    std::vector<JobNames> names;
+    for (const std::string& file : files) {
+        std::string title(Path(file).lastPathComponentWithoutExtension());
+        std::string output = Path(arguments.value("to")).appending(title + ending).text();
+        if (std::any_of(names.begin(), names.end(), [&](const JobNames& other) { return other.output == output; }))
+            return Error { Error::Kind::Format, "two inputs would become " + output };
+        names.push_back({ file, output });
+    }
+    return names;
+}
+
+std::vector<PlacedJob> placedJobs(
+    const char* command, const std::vector<JobNames>& names, JobOutputs& outputs, ExitStatus& status)
+{
+    std::vector<PlacedJob> jobs;
+    for (const JobNames& one : names) {
+        if (auto job = placedJob(command, one, outputs, status))
+            jobs.push_back(std::move(*job));
+    }
+    return jobs;
+}
+
+} // namespace mv::cli

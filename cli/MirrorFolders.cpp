@@ -1,0 +1,236 @@
+#include "cli/MirrorFolders.h"
+
+#include "Base/Core/Text.h"
+#include "cli/Output.h"
+#include "system/InputFile.h"
+#include "system/OutputFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mv::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* StateName = ".mivo-mirror";
+constexpr std::uint64_t MaxStateBytes = 1u << 30;
+constexpr std::int64_t NanosecondsPerSecond = 1'000'000'000;
+// File systems of cards have times of two seconds each.
+constexpr std::int64_t TimeSteps = 2 * NanosecondsPerSecond;
+constexpr mode_t FolderMode = 0777; // without what the user's mask takes
+
+Error failure(int code, const char* what = "cannot be written")
+{
+    return { Error::Kind::Io, std::string(what) + ": " + std::strerror(code), code };
+}
+
+std::int64_t timeOf(const struct stat& facts)
+{
+    return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
+}
+
+class Walk {
+public:
+    Walk(const std::string& source, const std::string& without, const MirrorFailure& failed)
+        : m_source(source)
+        , m_without(without)
+        , m_failed(failed)
+    {
+    }
+
+    std::vector<MirrorFile> files()
+    {
+        m_folders.push_back(m_source);
+        while (!m_folders.empty()) {
+            std::string next = std::move(m_folders.back());
+            m_folders.pop_back();
+            readFolder(next);
+        }
+        std::sort(m_files.begin(), m_files.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
+        return std::move(m_files);
+    }
+
+private:
+    void readFolder(const std::string& folder)
+    {
+        std::error_code failed;
+        fs::directory_iterator at(folder, failed);
+        for (; !failed && at != fs::directory_iterator(); at.increment(failed))
+            take(at->path().native(), at->path().filename().native());
+        if (failed)
+            m_failed(folder, failed.message());
+    }
+
+    void take(const std::string& path, const std::string& name)
+    {
+        struct stat facts { };
+        if (name.starts_with('.') || path == m_without || lstat(path.c_str(), &facts) != 0)
+            return;
+        if (S_ISDIR(facts.st_mode))
+            return m_folders.push_back(path);
+        bool isFile = (!S_ISLNK(facts.st_mode) || stat(path.c_str(), &facts) == 0) && S_ISREG(facts.st_mode);
+        if (!isFile || !isMirrored(name))
+            return;
+        if (!isValidUtf8(path))
+            return m_failed(path, "its name is not UTF-8");
+        m_files.push_back({ path.substr(m_source.size() + (m_source == "/" ? 0 : 1)),
+            static_cast<std::uint64_t>(facts.st_size), timeOf(facts) });
+    }
+
+    const std::string& m_source;
+    const std::string& m_without;
+    const MirrorFailure& m_failed;
+    std::vector<std::string> m_folders;
+    std::vector<MirrorFile> m_files;
+};
+
+Result<MirrorState> stateIn(const std::string& path, const std::string& source)
+{
+    if (access(path.c_str(), F_OK) != 0)
+        return MirrorState(source);
+    MV_TRY(content, readWholeFile(path, MaxStateBytes));
+    auto state = MirrorState::parse(charsOf(content));
+    if (!state)
+        return Error { state.error().kind, path + " " + state.error().text };
+    if (state->source() != source)
+        return Error { Error::Kind::State,
+            "is the mirror of " + state->source() + "; if that is what SOURCE is called now, remove " + path };
+    return state;
+}
+
+} // namespace
+
+std::vector<MirrorFile> mirroredFiles(
+    const std::string& source, const std::string& without, const MirrorFailure& failed)
+{
+    return Walk(source, without, failed).files();
+}
+
+Result<MirrorTarget> MirrorTarget::open(const std::string& folder, const std::string& source)
+{
+    if (mkdir(folder.c_str(), FolderMode) != 0 && errno != EEXIST)
+        return failure(errno, "cannot be made");
+    std::error_code failed;
+    std::string whole = fs::canonical(folder, failed).native();
+    UniqueFd lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (failed || !lock)
+        return failure(errno, "is no folder that can be used");
+    // Where nothing can be locked, nobody else can either.
+    if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return Error { Error::Kind::State, "another process makes a mirror there" };
+    MV_TRY(state, stateIn(whole + "/" + StateName, source));
+    return MirrorTarget(std::move(whole), std::move(lock), std::move(state));
+}
+
+std::string MirrorTarget::statePath() const { return pathOf(StateName); }
+
+std::optional<std::uint64_t> MirrorTarget::sizeOf(const std::string& below) const
+{
+    struct stat facts { };
+    if (lstat(pathOf(below).c_str(), &facts) != 0 || !S_ISREG(facts.st_mode))
+        return std::nullopt;
+    return static_cast<std::uint64_t>(facts.st_size);
+}
+
+bool MirrorTarget::isThere(const std::string& below) const
+{
+    struct stat facts { };
+    return lstat(pathOf(below).c_str(), &facts) == 0;
+}
+
+bool MirrorTarget::isOfTime(const std::string& below, std::int64_t modified) const
+{
+    struct stat facts { };
+    return lstat(pathOf(below).c_str(), &facts) == 0 && S_ISREG(facts.st_mode)
+        && std::abs(timeOf(facts) - modified) < TimeSteps;
+}
+
+Result<void> MirrorTarget::take(const std::string& made, MirrorEntry entry, bool replaces)
+{
+    std::string path = pathOf(entry.to);
+    std::error_code failed;
+    fs::create_directories(fs::path(path).parent_path(), failed);
+    if (failed)
+        return failure(failed.value(), "its folder cannot be made");
+    // Before it has its name: who finds it there finds it whole, with its time.
+    timespec times[] { { 0, UTIME_NOW },
+        { entry.modified / NanosecondsPerSecond, static_cast<long>(entry.modified % NanosecondsPerSecond) } };
+    utimensat(AT_FDCWD, made.c_str(), times, 0);
+    struct stat facts { };
+    if (stat(made.c_str(), &facts) != 0)
+        return failure(errno);
+    entry.madeSize = static_cast<std::uint64_t>(facts.st_size);
+    bool isNamed = renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, path.c_str(), replaces ? 0 : RENAME_NOREPLACE) == 0
+        || (errno == EINVAL && (replaces || !isThere(entry.to)) && rename(made.c_str(), path.c_str()) == 0);
+    if (!isNamed)
+        return failure(errno);
+    note(std::move(entry));
+    return {};
+}
+
+void MirrorTarget::note(MirrorEntry entry)
+{
+    openState();
+    // One that is lost costs a look at the file's time.
+    if (m_lines)
+        writeAll(m_lines.get(), MirrorState::line(entry));
+    m_state.set(std::move(entry));
+    m_isChanged = true;
+}
+
+void MirrorTarget::openState()
+{
+    if (m_lines)
+        return;
+    m_lines = UniqueFd(::open(statePath().c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    struct stat facts { };
+    if (!m_lines || fstat(m_lines.get(), &facts) != 0)
+        return;
+    char last = '\n';
+    bool isCut = facts.st_size > 0 && pread(m_lines.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n';
+    if (facts.st_size == 0)
+        writeAll(m_lines.get(), MirrorState(m_state.source()).text());
+    else if (isCut)
+        writeAll(m_lines.get(), "\n");
+}
+
+Result<bool> MirrorTarget::remove(const MirrorEntry& entry)
+{
+    auto size = sizeOf(entry.to);
+    if (size && *size != entry.madeSize)
+        return false;
+    if (size && unlink(pathOf(entry.to).c_str()) != 0)
+        return failure(errno, "cannot be removed");
+    for (fs::path folder = fs::path(entry.to).parent_path(); !folder.empty(); folder = folder.parent_path()) {
+        if (rmdir(pathOf(folder.native()).c_str()) != 0)
+            break;
+    }
+    forget(entry);
+    return true;
+}
+
+void MirrorTarget::forget(const MirrorEntry& entry)
+{
+    m_state.remove(entry.to);
+    m_isChanged = true;
+}
+
+Result<void> MirrorTarget::close()
+{
+    if (!m_isChanged)
+        return {};
+    MV_TRY(file, OutputFile::create(statePath()));
+    MV_TRY_VOID(file->writeAt(0, bytesOf(m_state.text())));
+    return file->commit();
+}
+
+} // namespace mv::cli

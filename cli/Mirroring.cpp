@@ -1,0 +1,315 @@
+#include "cli/Mirroring.h"
+
+#include "Base/Core/Text.h"
+#include "cli/CallsInOrder.h"
+#include "cli/FileTexts.h"
+#include "cli/Interruption.h"
+#include "cli/JobFolder.h"
+#include "cli/MirrorFolders.h"
+#include "cli/Output.h"
+#include "cli/ProgressCount.h"
+#include "cli/ServiceAccess.h"
+#include "cli/SoundJobs.h"
+#include "cli/Terminal.h"
+#include "cli/text/ReadableText.h"
+#include "system/InputFile.h"
+#include "system/OutputFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <thread>
+
+namespace mv::cli {
+
+namespace {
+
+constexpr std::size_t FilesACall = 500;
+constexpr std::size_t CopyBlock = 1u << 20;
+
+Result<void> copyFile(const std::string& from, const std::string& to)
+{
+    MV_TRY(source, InputFile::open(from));
+    MV_TRY(target, OutputFile::createNew(to));
+    Bytes block(CopyBlock);
+    for (std::uint64_t offset = 0; offset < source.size();) {
+        MV_TRY(got, source.readAt(offset, block));
+        if (got == 0)
+            return Error { Error::Kind::Io, "became shorter while it was copied" };
+        MV_TRY_VOID(target->writeAt(offset, ByteView(block).first(got)));
+        offset += got;
+    }
+    return target->commit();
+}
+
+/// A file that is to be in the mirror.
+struct Wanted {
+    MirrorFile file;
+    std::string to;
+    bool isEncoded = false;
+};
+
+class Mirroring {
+public:
+    Mirroring(const MirrorOrder& order, std::string source, MirrorTarget target)
+        : m_order(order)
+        , m_source(std::move(source))
+        , m_target(std::move(target))
+    {
+    }
+
+    /// What has changed. Whoever cannot read all of the source removes nothing.
+    void look()
+    {
+        auto files
+            = mirroredFiles(m_source, m_target.folder(), [&](const std::string& name, const std::string& reason) {
+                  complain(m_order.command, name, reason);
+                  m_status = ExitStatus::SomeFailed;
+                  m_isWhole = false;
+              });
+        m_isEmpty = files.empty();
+        m_plan = mirrorPlan(m_target.state(), files, m_order.how, [&](const auto& to) { return m_target.sizeOf(to); });
+        for (const MirrorEntry& entry : m_plan.unchanged)
+            m_names.emplace(entry.to, entry.from);
+        m_before = m_target.state();
+    }
+
+    bool hasWork() const { return !m_plan.changed.empty(); }
+
+    /// Asks the service which files are lossless, and makes what is missing.
+    void make(ServiceBus& bus)
+    {
+        Media1Client media(bus);
+        describe(media);
+        auto folder = JobFolder::makeIn(m_target.folder());
+        if (!folder)
+            return fail(m_target.folder(), folder.error());
+        m_jobFolder = *folder;
+        SoundJobs jobs(media);
+        Interruption interruption;
+        std::size_t next = 0;
+        auto begin = [&](const CallsInOrder::Finish& finish) {
+            if (interruption.asked() || next == m_wanted.size())
+                return false;
+            makeOne(jobs, m_wanted[next++], finish);
+            return true;
+        };
+        std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
+        CallsInOrder work(media, m_order.jobs ? m_order.jobs : cores, begin, [&](const WorkResult& one) { emit(one); });
+        work.whileWaiting([&] {
+            if (interruption.asked())
+                jobs.cancelAll();
+        });
+        m_status = worse(m_status, work.run());
+        m_count.hide();
+        if (interruption.asked())
+            m_status = ExitStatus::Interrupted;
+        m_jobFolder.reset();
+    }
+
+    void removeGone()
+    {
+        for (const MirrorEntry& entry : goneFrom(m_before, m_names, m_unread)) {
+            if (m_target.isThere(entry.to))
+                removeOne(entry);
+            else
+                m_target.forget(entry);
+        }
+        if (m_isKept && m_order.removes)
+            fail(m_source,
+                { Error::Kind::State,
+                    m_isWhole ? "has no sound at all; nothing was removed"
+                              : "could not be read as a whole; nothing was removed" });
+        else if (m_isKept)
+            printToError("What is gone stays where it was made; --delete removes it.\n");
+    }
+
+    ExitStatus finish()
+    {
+        if (auto closed = m_target.close(); !closed)
+            fail(m_target.folder(), closed.error());
+        print(formatText("%zu encoded, %zu copied, %zu unchanged, %zu removed, %zu failed\n", m_encoded, m_copied,
+            m_plan.unchanged.size() + m_adopted, m_removed, m_failed));
+        return m_status;
+    }
+
+    ExitStatus status() const { return m_status; }
+
+private:
+    std::string sourcePath(const MirrorFile& file) const { return m_source + "/" + file.path; }
+
+    void fail(const std::string& name, const Error& error)
+    {
+        complain(m_order.command, name, sentenceFor(error));
+        m_status = worse(m_status, statusFor(error));
+        ++m_failed;
+    }
+
+    void describe(Media1Client& media)
+    {
+        for (std::size_t begin = 0; begin < m_plan.changed.size(); begin += FilesACall) {
+            std::size_t count = std::min(FilesACall, m_plan.changed.size() - begin);
+            std::vector<std::string> paths;
+            for (std::size_t i = 0; i < count; ++i)
+                paths.push_back(sourcePath(m_plan.changed[begin + i]));
+            auto answers = media.call(describeManyRequest(std::move(paths)));
+            for (std::size_t i = 0; i < count; ++i)
+                want(m_plan.changed[begin + i], answers ? (*answers)[i] : Result<Facts>(answers.error()));
+        }
+    }
+
+    void want(const MirrorFile& file, const Result<Facts>& facts)
+    {
+        bool isCover = isCoverName(file.path);
+        if (!facts && !isCover) {
+            m_unread.insert(file.path);
+            return fail(sourcePath(file), facts.error());
+        }
+        // Only lossless formats have so many bits a sample.
+        bool isEncoded = !isCover && facts->contains(fact::BitsPerSample);
+        Wanted wanted { file, isEncoded ? withEnding(file.path, m_order.ending) : file.path, isEncoded };
+        auto [other, isFirst] = m_names.emplace(wanted.to, file.path);
+        if (!isFirst)
+            return fail(sourcePath(file),
+                { Error::Kind::State, "would have the name " + wanted.to + ", as " + other->second + " has" });
+        bool isOurs = m_before.entries().contains(wanted.to);
+        if (!isOurs && m_target.isOfTime(wanted.to, file.modified))
+            return adopt(wanted);
+        if (!isOurs && !m_order.replaces && m_target.isThere(wanted.to))
+            return fail(m_target.folder() + "/" + wanted.to,
+                { Error::Kind::State, "is there already, and no mirror made it; --force replaces it" });
+        m_wanted.push_back(std::move(wanted));
+    }
+
+    MirrorEntry entryOf(const Wanted& wanted) const
+    {
+        return { wanted.file.path, wanted.to, wanted.file.size, wanted.file.modified,
+            m_target.sizeOf(wanted.to).value_or(0), wanted.isEncoded ? m_order.how : std::string(CopiedAsItIs) };
+    }
+
+    void adopt(const Wanted& wanted)
+    {
+        m_target.note(entryOf(wanted));
+        ++m_adopted;
+    }
+
+    void makeOne(SoundJobs& jobs, const Wanted& wanted, const CallsInOrder::Finish& finish)
+    {
+        std::string made = m_jobFolder->file(std::to_string(m_made++) + "." + m_order.ending).text();
+        if (!wanted.isEncoded) {
+            auto copied = copyFile(sourcePath(wanted.file), made);
+            return finish(took(wanted, made, copied ? Result<bool>(false) : Result<bool>(copied.error())));
+        }
+        jobs.begin(
+            { sourcePath(wanted.file), made, m_order.encoding, m_order.carriesTags }, [](double) {},
+            [this, &wanted, made, finish](Result<bool> isCut) { finish(took(wanted, made, isCut)); });
+    }
+
+    WorkResult took(const Wanted& wanted, const std::string& made, const Result<bool>& isCut)
+    {
+        std::string source = sourcePath(wanted.file);
+        if (!isCut && isCut.error().kind == Error::Kind::Cancelled)
+            return {};
+        if (!isCut)
+            return failed(source, isCut.error());
+        bool replaces = m_order.replaces || m_before.entries().contains(wanted.to);
+        if (auto taken = m_target.take(made, entryOf(wanted), replaces); !taken)
+            return failed(m_target.folder() + "/" + wanted.to, taken.error());
+        ++(wanted.isEncoded ? m_encoded : m_copied);
+        return { (wanted.isEncoded ? "encoded  " : "copied   ") + terminalText(wanted.to) + "\n",
+            *isCut ? source + ": not all of its tags fit into the new file's" : "" };
+    }
+
+    WorkResult failed(const std::string& name, const Error& error)
+    {
+        ++m_failed;
+        return failedFile(name, error, false);
+    }
+
+    void emit(const WorkResult& one)
+    {
+        m_count.hide();
+        emitFile(m_order.command, one.output, one.complaint);
+        m_count.show(++m_done, m_wanted.size());
+    }
+
+    void removeOne(const MirrorEntry& entry)
+    {
+        if (!m_order.removes || !m_isWhole || m_isEmpty) {
+            print("gone     " + terminalText(entry.to) + "\n");
+            m_isKept = true;
+            return;
+        }
+        auto removed = m_target.remove(entry);
+        if (!removed)
+            return fail(m_target.folder() + "/" + entry.to, removed.error());
+        if (!*removed)
+            return fail(
+                m_target.folder() + "/" + entry.to, { Error::Kind::State, "was changed since it was made, and stays" });
+        print("removed  " + terminalText(entry.to) + "\n");
+        ++m_removed;
+    }
+
+    /// "3 of 12 files".
+    struct Count {
+        void show(std::size_t done, std::size_t all) const { ProgressCount(all).show(done); }
+        void hide() const { ProgressCount(0).hide(); }
+    };
+
+    const MirrorOrder& m_order;
+    std::string m_source;
+    MirrorTarget m_target;
+    MirrorPlan m_plan;
+    MirrorState m_before { "" };
+    MirrorNames m_names;
+    std::set<std::string> m_unread; ///< sources
+    std::vector<Wanted> m_wanted;
+    std::shared_ptr<JobFolder> m_jobFolder;
+    Count m_count;
+    std::size_t m_made = 0;
+    std::size_t m_done = 0;
+    std::size_t m_encoded = 0;
+    std::size_t m_copied = 0;
+    std::size_t m_adopted = 0;
+    std::size_t m_removed = 0;
+    std::size_t m_failed = 0;
+    bool m_isWhole = true;
+    bool m_isEmpty = false;
+    bool m_isKept = false;
+    ExitStatus m_status = ExitStatus::Done;
+};
+
+} // namespace
+
+ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments)
+{
+    const std::string& sourceName = arguments.files()[0];
+    const std::string& targetName = arguments.files()[1];
+    std::error_code unreadable;
+    std::string source = std::filesystem::canonical(sourceName, unreadable).native();
+    if (unreadable || !std::filesystem::is_directory(source, unreadable)) {
+        complain(order.command, sourceName, "is no folder");
+        return ExitStatus::SomeFailed;
+    }
+    auto target = MirrorTarget::open(targetName, source);
+    if (target && target->folder() == source)
+        target = Error { Error::Kind::State, "is the source itself" };
+    if (!target) {
+        complain(order.command, targetName, target.error().text);
+        return ExitStatus::SomeFailed;
+    }
+    Mirroring mirroring(order, source, std::move(target).value());
+    mirroring.look();
+    if (mirroring.hasWork()) {
+        auto service = openService(order.command, arguments);
+        if (!service)
+            return ExitStatus::NoService;
+        mirroring.make(*service->bus);
+    }
+    if (mirroring.status() != ExitStatus::Interrupted)
+        mirroring.removeGone();
+    return mirroring.finish();
+}
+
+} // namespace mv::cli

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "arguments/Arguments.h"
+#include "cli/ExitStatus.h"
+#include "client/MediaRequests.h"
+
+#include <string>
+
+namespace mv::cli {
+
+/// How a command mirrors a folder.
+struct MirrorOrder {
+    const char* command;
+    const char* ending; ///< of what is encoded: "mp3"
+    MediaEncoding encoding; ///< with its format
+    std::string how; ///< the same in words that a state keeps: what was made otherwise is made anew
+    bool carriesTags = true;
+    bool replaces = false; ///< files in the way that no mirror has made, too
+    bool removes = false; ///< what has no source any more
+    std::size_t jobs = 0; ///< at once; 0 for as many as there are cores
+};
+
+/// Makes the second folder a mirror of the first: lossless sound encoded, other sound and pictures of covers copied,
+/// only what has changed. Tells what was done, and what failed.
+ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments);
+
+} // namespace mv::cli
