@@ -43,7 +43,7 @@ private:
     const std::size_t m_atOnce;
     const Begin m_begin;
     const Emit m_emit;
-    std::function<void()> m_look = [] { };
+    std::function<void()> m_look = [] {};
     std::deque<std::shared_ptr<std::optional<WorkResult>>> m_items;
     std::size_t m_running = 0;
     bool m_isEnd = false;

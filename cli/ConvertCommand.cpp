@@ -184,8 +184,12 @@ ExitStatus run(const Arguments& arguments)
         return mirror(arguments);
     if (arguments.has("delete"))
         return misuse(Name, "--delete goes with --mirror");
-    bool isOne = !arguments.has("to") && arguments.files().size() == 2;
-    return isOne ? convertOne(arguments) : convertSeveral(arguments);
+    if (arguments.has("to"))
+        return convertSeveral(arguments);
+    if (arguments.files().size() != 2)
+        return misuse(
+            Name, arguments.files().size() < 2 ? "there is a file name missing" : "there are too many file names");
+    return convertOne(arguments);
 }
 
 constexpr std::array Options {
