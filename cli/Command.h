@@ -25,6 +25,7 @@ struct Command {
 };
 
 extern const Command describeCommand;
+extern const Command indexCommand;
 extern const Command statusCommand;
 extern const Command quitCommand;
 extern const Command exifCommand;

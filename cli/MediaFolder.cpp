@@ -17,16 +17,6 @@ Error problem(const std::error_code& failure)
         failure.value() };
 }
 
-/// The name as a file manager has it that was led there: whole, without dots, but links left as they are.
-std::string wholeName(const std::string& name)
-{
-    std::error_code failure;
-    std::string whole = fs::absolute(name, failure).lexically_normal().native();
-    while (whole.size() > 1 && whole.ends_with('/'))
-        whole.pop_back();
-    return whole;
-}
-
 /// Where a link leads, or the name itself; empty where that is nowhere.
 std::string realName(const fs::path& name)
 {
@@ -94,6 +84,15 @@ private:
 };
 
 } // namespace
+
+std::string wholeName(const std::string& name)
+{
+    std::error_code failure;
+    std::string whole = fs::absolute(name, failure).lexically_normal().native();
+    while (whole.size() > 1 && whole.ends_with('/'))
+        whole.pop_back();
+    return whole;
+}
 
 Result<void> mediaFilesBelow(
     const std::string& folder, const std::string& without, std::vector<std::string>& files, const FolderFailure& failed)

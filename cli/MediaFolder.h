@@ -8,6 +8,9 @@
 
 namespace mv::cli {
 
+/// The name as a file manager has it that was led there: whole, without dots, but links left as they are.
+std::string wholeName(const std::string& name);
+
 /// Told of a folder below that cannot be read.
 using FolderFailure = std::function<void(const std::string& name, const Error& error)>;
 

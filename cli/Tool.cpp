@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::array Commands {
     &describeCommand,
+    &indexCommand,
     &exifCommand,
     &thumbnailCommand,
     &sheetCommand,

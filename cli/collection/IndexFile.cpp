@@ -154,7 +154,10 @@ std::uint64_t IndexFile::size() const
     return fstat(m_file.get(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
 }
 
-bool IndexFile::isAt(const std::string& path) const { return isStillAt(path, m_file.get()); }
+bool IndexFile::isAt(const std::string& path) const
+{
+    return fs::path(path).filename() == fs::path(m_path).filename() && isStillAt(path, m_file.get());
+}
 
 std::string IndexFile::beside(const char* what) const
 {

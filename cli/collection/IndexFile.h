@@ -20,7 +20,7 @@ public:
     int descriptor() const { return m_file.get(); }
     const std::string& path() const { return m_path; }
     std::uint64_t size() const;
-    /// Whether that is the index itself, by whatever name.
+    /// Whether that is the index itself, in whatever folder's name.
     bool isAt(const std::string& path) const;
 
     std::string partPath() const { return beside("part"); }

@@ -15,8 +15,8 @@ TEST_F(ToolTest, HelpNamesEveryCommand)
 {
     Outcome help = tool("--help");
     EXPECT_EQ(help.status, 0);
-    for (const char* name : { "describe", "exif", "thumbnail", "sheet", "tag", "podcast", "encode", "convert", "export",
-             "dump", "status", "quit" }) {
+    for (const char* name : { "describe", "index", "exif", "thumbnail", "sheet", "tag", "podcast", "encode", "convert",
+             "export", "dump", "status", "quit" }) {
         EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + name + " "));
         Outcome own = tool(std::string(name) + " --help");
         EXPECT_EQ(own.status, 0) << name;
