@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import asyncio
-import contextlib
 import os
 from collections.abc import Callable
 from typing import Any
@@ -29,24 +28,17 @@ def _session_bus() -> str:
     return stated or f"unix:path={runtime}/bus"
 
 
-class _Bus(MessageBus):
-    def _setup_socket(self) -> None:
-        try:
-            super()._setup_socket()
-        except BaseException:
-            # Where nobody listens dbus-fast leaves its socket open.
-            for opened in (self._stream, self._sock):
-                with contextlib.suppress(AttributeError, OSError):
-                    opened.close()
-            raise
-        self._sock: Any = QueueingSocket(self._sock)
+def _with_queueing_socket(bus: Any) -> Any:
+    """The bus, whose socket both of its halves take from here. Both versions of Debian have these names."""
+    bus._sock = bus._writer.sock = QueueingSocket(bus._sock)
+    return bus
 
 
 class Connection:
     """A client of its own for the service: what it asks for is stopped when it is closed. Of one event loop."""
 
-    def __init__(self, bus: MessageBus) -> None:
-        self._bus: Any = bus
+    def __init__(self, bus: Any) -> None:
+        self._bus = bus
         self._waiting: dict[int, asyncio.Future[Message]] = {}
         self._unsent: set[asyncio.Future[None]] = set()
         self.on_signal: Callable[[Message], None] | None = None
@@ -61,7 +53,7 @@ class Connection:
     async def open(cls, address: str | None, handles: bool) -> Connection:
         """Connects to the bus of that address, or the session's; answers have handles where they are wanted."""
         try:
-            bus = _Bus(address or _session_bus(), negotiate_unix_fd=handles)
+            bus = _with_queueing_socket(MessageBus(address or _session_bus(), negotiate_unix_fd=handles))
         except (OSError, InvalidAddressError) as error:
             raise ServiceUnavailable(f"no connection to the session bus: {error}") from error
         try:
