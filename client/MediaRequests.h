@@ -5,6 +5,7 @@
 #include "Base/Core/Result.h"
 #include "bus/RemoteObject.h"
 #include "facts/Facts.h"
+#include "facts/TagNames.h"
 #include "service/include/EncodingWish.h"
 #include "service/include/MediaErrors.h"
 #include "service/include/ThumbnailWish.h"
@@ -49,7 +50,7 @@ struct BorrowedFile {
 using TagValue = std::variant<std::monostate, std::string, std::vector<std::string>, std::int32_t, Bytes, BorrowedFile>;
 /// Keys of facts that are written, or FrontCoverTag. What is not named stays.
 using MediaTags = std::vector<std::pair<std::string, TagValue>>;
-inline constexpr std::string_view FrontCoverTag = "mivo:frontCover";
+inline constexpr std::string_view FrontCoverTag = FrontCoverKey;
 
 /// What is not set is as the service would have it.
 struct MediaEncoding {

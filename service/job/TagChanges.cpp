@@ -81,12 +81,6 @@ std::uint16_t TagChanges::number(TagKey key) const
     return named && !named->empty() ? static_cast<std::uint16_t>(leadingInteger(named->front())) : std::uint16_t { 0 };
 }
 
-std::optional<TagKey> tagKeyOf(std::string_view fact)
-{
-    const auto* found = std::find(TagKeyFacts.begin(), TagKeyFacts.end(), fact);
-    return found == TagKeyFacts.end() ? std::nullopt : std::optional(static_cast<TagKey>(found - TagKeyFacts.begin()));
-}
-
 bool isTagDate(std::string_view text)
 {
     if (!takeNumber(text, 4, 1, 9999))

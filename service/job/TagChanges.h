@@ -2,7 +2,7 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
-#include "facts/FactNames.h"
+#include "facts/TagNames.h"
 
 #include <array>
 #include <cstdint>
@@ -12,31 +12,6 @@
 #include <vector>
 
 namespace mv {
-
-/// What can be written of a file's tags, in every format.
-enum class TagKey : std::uint8_t {
-    Title,
-    Album,
-    Artist,
-    AlbumArtist,
-    Composer,
-    Genre,
-    Comment,
-    Date,
-    Track,
-    TrackTotal,
-    Disc,
-    DiscTotal,
-};
-
-/// The fact of each TagKey, in its order; its type there is the type of what sets it.
-inline constexpr std::array TagKeyFacts { fact::Title, fact::Album, fact::Artist, fact::AlbumArtist, fact::Composer,
-    fact::Genre, fact::Comment, fact::ContentCreated, fact::TrackNumber, fact::TrackTotal, fact::DiscNumber,
-    fact::DiscTotal };
-inline constexpr std::size_t TagKeyCount = TagKeyFacts.size();
-
-/// The picture's key; no fact has it.
-inline constexpr std::string_view FrontCoverKey = "mivo:frontCover";
 
 /// Numbers of a place: what every format holds.
 inline constexpr std::int32_t MaxTagNumber = 65535;
@@ -57,9 +32,6 @@ struct TagChanges {
 
     bool operator==(const TagChanges&) const = default;
 };
-
-/// The key of that fact; nothing for what is not written.
-std::optional<TagKey> tagKeyOf(std::string_view fact);
 
 /// True for the front of an ISO 8601 date and time, as precise as one likes: "1999", "2010-05", "2010-05-04",
 /// "2016-05-31T17:01", "2016-05-31T17:01:35+02:00", "...Z".

@@ -21,8 +21,6 @@ namespace {
     throw BusError(std::string(MediaErrorPrefix).append(nameOf(kind)), sentence);
 }
 
-FactType typeOf(TagKey key) { return FactRows[*factRowOf(TagKeyFacts[static_cast<std::size_t>(key)])].type; }
-
 constexpr std::string_view signatureOf(FactType type)
 {
     return type == FactType::Texts ? "as" : type == FactType::Integer ? "i" : "s";
