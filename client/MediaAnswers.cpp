@@ -18,6 +18,18 @@ constexpr std::string_view PicturesKey = "mivo:pictures";
 
 [[noreturn]] void failAnswer(const std::string& what) { throw BusError(BusErrorInvalidArgs, what); }
 
+/// Reads an answer, of which the reader knows only that it is wrong.
+template <class Read> auto readAnswer(const Read& read)
+{
+    try {
+        return read();
+    } catch (const BusError& error) {
+        if (error.name() != BusErrorInvalidArgs)
+            throw;
+        throw BusError(BusErrorInconsistentMessage, "the service's answer is none: " + error.message());
+    }
+}
+
 struct FactForm {
     std::string_view signature;
     FactValue (*read)(WireReader&);
@@ -43,7 +55,7 @@ template <auto Read>
 auto entryOf(WireReader& in, const std::string& key, std::string_view expected, std::string_view is)
 {
     if (expected != is)
-        failAnswer(formatText("\"%s\" of the answer is of another type", key.c_str()));
+        failAnswer(formatText("\"%s\" is of another type", key.c_str()));
     return (in.*Read)();
 }
 
@@ -54,7 +66,7 @@ void readFact(WireReader& in, Facts& facts, const std::string& key, const std::s
         return in.skip(signature);
     const FactForm& form = FactForms[static_cast<std::size_t>(FactRows[*row].type)];
     if (form.signature != signature)
-        failAnswer(formatText("\"%s\" of the answer is of another type", key.c_str()));
+        failAnswer(formatText("\"%s\" is of another type", key.c_str()));
     facts.set(FactRows[*row].key, form.read(in));
 }
 
@@ -74,18 +86,18 @@ MediaPicture readPicture(WireReader& in)
             in.skip(signature);
     });
     if (!picture.data)
-        failAnswer("a picture of the answer has no data");
+        failAnswer("a picture has no data");
     return picture;
 }
 
 std::vector<MediaPicture> readPictures(WireReader& in, const std::string& signature)
 {
     if (signature != "aa{sv}")
-        failAnswer("the pictures of the answer are of another type");
+        failAnswer("the pictures are of another type");
     std::vector<MediaPicture> pictures;
     in.list("a{sv}", [&] {
         if (pictures.size() == MaxFactPictures)
-            failAnswer("the answer has more pictures than there can be");
+            failAnswer("there are more pictures than there can be");
         pictures.push_back(readPicture(in));
     });
     return pictures;
@@ -108,8 +120,57 @@ Result<Facts> readOneOfMany(WireReader& in)
     if (name.empty())
         return facts;
     if (!facts.entries().empty())
-        failAnswer("the answer has facts of a file and says that there are none");
+        failAnswer("a file has facts and an error");
     return mediaError(std::move(name), std::move(message));
+}
+
+Facts factsOf(WireReader& in)
+{
+    Facts facts;
+    in.entries([&](const std::string& key, const std::string& signature) { readFact(in, facts, key, signature); });
+    return facts;
+}
+
+MediaDescription descriptionOf(WireReader& in)
+{
+    MediaDescription description;
+    in.entries([&](const std::string& key, const std::string& signature) {
+        if (key == PicturesKey)
+            description.pictures = readPictures(in, signature);
+        else
+            readFact(in, description.facts, key, signature);
+    });
+    return description;
+}
+
+MediaDescriptions descriptionsOf(WireReader& in, std::size_t paths)
+{
+    MediaDescriptions descriptions;
+    descriptions.reserve(paths);
+    in.list("a{sv}", [&] {
+        if (descriptions.size() == paths)
+            failAnswer("it tells of more files than were asked for");
+        descriptions.push_back(readOneOfMany(in));
+    });
+    if (descriptions.size() != paths)
+        failAnswer("it tells of fewer files than were asked for");
+    return descriptions;
+}
+
+MediaThumbnail thumbnailOf(WireReader& in)
+{
+    MediaThumbnail thumbnail;
+    thumbnail.picture = in.handle();
+    Facts facts = factsOf(in);
+    auto width = facts.get<std::uint32_t>(fact::Width);
+    auto height = facts.get<std::uint32_t>(fact::Height);
+    auto type = facts.get<std::string>(fact::MimeType);
+    if (!width || !height || !type)
+        failAnswer("it does not say what the picture is");
+    thumbnail.width = *width;
+    thumbnail.height = *height;
+    thumbnail.mimeType = *type;
+    return thumbnail;
 }
 
 Error::Kind kindOf(MediaErrorKind kind)
@@ -176,51 +237,27 @@ Error mediaErrorOfCall()
 
 Facts readFacts(WireReader& in)
 {
-    Facts facts;
-    in.entries([&](const std::string& key, const std::string& signature) { readFact(in, facts, key, signature); });
-    return facts;
+    return readAnswer([&] { return factsOf(in); });
 }
 
 MediaDescription readDescription(WireReader& in)
 {
-    MediaDescription description;
-    in.entries([&](const std::string& key, const std::string& signature) {
-        if (key == PicturesKey)
-            description.pictures = readPictures(in, signature);
-        else
-            readFact(in, description.facts, key, signature);
-    });
-    return description;
+    return readAnswer([&] { return descriptionOf(in); });
 }
 
 MediaDescriptions readDescriptions(WireReader& in, std::size_t paths)
 {
-    MediaDescriptions descriptions;
-    descriptions.reserve(paths);
-    in.list("a{sv}", [&] {
-        if (descriptions.size() == paths)
-            failAnswer("the answer tells of more files than were asked for");
-        descriptions.push_back(readOneOfMany(in));
-    });
-    if (descriptions.size() != paths)
-        failAnswer("the answer tells of fewer files than were asked for");
-    return descriptions;
+    return readAnswer([&] { return descriptionsOf(in, paths); });
 }
 
 MediaThumbnail readThumbnail(WireReader& in)
 {
-    MediaThumbnail thumbnail;
-    thumbnail.picture = in.handle();
-    Facts facts = readFacts(in);
-    auto width = facts.get<std::uint32_t>(fact::Width);
-    auto height = facts.get<std::uint32_t>(fact::Height);
-    auto type = facts.get<std::string>(fact::MimeType);
-    if (!width || !height || !type)
-        failAnswer("the answer does not say what the picture is");
-    thumbnail.width = *width;
-    thumbnail.height = *height;
-    thumbnail.mimeType = *type;
-    return thumbnail;
+    return readAnswer([&] { return thumbnailOf(in); });
+}
+
+MediaJobPlace readJobPlace(WireReader& in)
+{
+    return readAnswer([&] { return MediaJobPlace { in.sender(), in.objectPath() }; });
 }
 
 } // namespace mv

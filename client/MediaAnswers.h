@@ -5,13 +5,14 @@
 namespace mv {
 
 // What Mivo.Media1 answers, out of its messages. Keys that are not known are for later versions; a known one of another
-// type, and whatever else is not as the interface says, throws BusError (InvalidArgs).
+// type, and whatever else is not as the interface says, throws BusError (InconsistentMessage).
 
 MediaDescription readDescription(WireReader& in);
 /// As many as there were paths.
 MediaDescriptions readDescriptions(WireReader& in, std::size_t paths);
 MediaThumbnail readThumbnail(WireReader& in);
 Facts readFacts(WireReader& in);
+MediaJobPlace readJobPlace(WireReader& in);
 
 /// An error of the interface or of the bus, by its whole name.
 Error mediaError(std::string name, std::string message);

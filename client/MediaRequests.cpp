@@ -5,6 +5,7 @@
 #include "client/MediaAnswers.h"
 #include "service/include/WireNames.h"
 
+#include <algorithm>
 #include <array>
 
 namespace mv {
@@ -47,16 +48,16 @@ void putNumber(WireWriter& out, const char* key, std::optional<std::uint32_t> nu
 
 /// A text of a table, by an enumeration that counts from one.
 template <class Choice, std::size_t Size>
-void putChoice(WireWriter& out, const char* key, const std::array<const char*, Size>& names, Choice choice)
+void putChoice(WireWriter& out, const char* key, const std::array<std::string_view, Size>& names, Choice choice)
 {
     out.entry(key, "s", [&] { out.string(names.at(static_cast<std::size_t>(choice) - 1)); });
 }
 
-constexpr std::array ThumbnailFormats { "png", "jpeg", "rgba" };
+constexpr std::array<std::string_view, 3> ThumbnailFormats { "png", "jpeg", "rgba" };
 static_assert(ThumbnailFormats.size() == static_cast<std::size_t>(LastThumbnailFormat));
-constexpr std::array SoundFormats { "mp3", "aac" };
+constexpr std::array<std::string_view, 2> SoundFormats { "mp3", "aac" };
 static_assert(SoundFormats.size() == static_cast<std::size_t>(LastSoundFormat));
-constexpr std::array Qualities { "fast", "standard", "best" };
+constexpr std::array<std::string_view, 3> Qualities { "fast", "standard", "best" };
 static_assert(Qualities.size() == static_cast<std::size_t>(LastEncodingQuality));
 
 void putDescribeOptions(WireWriter& out, bool withPictures)
@@ -137,7 +138,29 @@ void putTags(WireWriter& out, const MediaTags& tags)
     });
 }
 
+template <class Choice, std::size_t Size>
+std::optional<Choice> choiceNamed(const std::array<std::string_view, Size>& names, std::string_view name)
+{
+    auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt : std::optional(static_cast<Choice>(found - names.begin() + 1));
+}
+
 } // namespace
+
+std::optional<ThumbnailFormat> thumbnailFormatNamed(std::string_view name)
+{
+    return choiceNamed<ThumbnailFormat>(ThumbnailFormats, name);
+}
+
+std::optional<SoundFormat> soundFormatNamed(std::string_view name)
+{
+    return choiceNamed<SoundFormat>(SoundFormats, name);
+}
+
+std::optional<EncodingQuality> encodingQualityNamed(std::string_view name)
+{
+    return choiceNamed<EncodingQuality>(Qualities, name);
+}
 
 MediaRequest<MediaDescription> describeRequest(std::string path, bool withPictures)
 {
@@ -211,9 +234,7 @@ MediaRequest<MediaJobPlace> encodeRequest(std::string source, std::string destin
             putPath(out, destination);
             putEncoding(out, encoding);
         },
-        [](WireReader& in) {
-            return MediaJobPlace { in.sender(), in.objectPath() };
-        } };
+        readJobPlace };
 }
 
 } // namespace mv

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -51,6 +52,11 @@ using TagValue = std::variant<std::monostate, std::string, std::vector<std::stri
 /// Keys of facts that are written, or FrontCoverTag. What is not named stays.
 using MediaTags = std::vector<std::pair<std::string, TagValue>>;
 inline constexpr std::string_view FrontCoverTag = FrontCoverKey;
+
+// The names that options have for them; nothing for another one.
+std::optional<ThumbnailFormat> thumbnailFormatNamed(std::string_view name);
+std::optional<SoundFormat> soundFormatNamed(std::string_view name);
+std::optional<EncodingQuality> encodingQualityNamed(std::string_view name);
 
 /// What is not set is as the service would have it.
 struct MediaEncoding {

@@ -7,11 +7,11 @@
 #include "client/ResultCodes.h"
 #include "client/TagClient.h"
 #include "client/TagFields.h"
-#include "client/WholePath.h"
 #include "libmivo/ClientContent.h"
 #include "libmivo/EncodingRun.h"
 #include "libmivo/ExifRecord.h"
 #include "libmivo/ProgressCall.h"
+#include "libmivo/WholeName.h"
 
 namespace mivo {
 
@@ -20,14 +20,6 @@ namespace {
 // What the exporter takes; of another rate it would make one of its own.
 constexpr int LowestBitrate = 1000;
 constexpr int HighestBitrate = 256'000;
-
-std::string whole(const std::string& path)
-{
-    auto known = mv::wholePath(path);
-    if (!known)
-        throw Error(Error::Kind::InvalidArgument, known.error().text);
-    return std::move(known).value();
-}
 
 std::string_view serviceFor(Describer describer, const mv::Path& path)
 {
@@ -96,6 +88,8 @@ mv::Record recordForUpdate(std::int32_t mediaType, const mv::Record& current, co
             throw Error(Error::Kind::InvalidArgument,
                 "the service writes no " + key + " into " + mv::MVMediaTypeReader::typeName(mediaType) + " files");
         }
+        if (value.isOtherKind())
+            throw Error(Error::Kind::InvalidArgument, key + " has one value");
         update.set(key, value.isNull() ? mv::emptyTagField(mediaType, key) : value);
     }
     return update;
@@ -119,14 +113,14 @@ Client::~Client() = default;
 
 std::optional<Record> Client::describe(const std::string& path, Describer describer)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     return recordFrom(m_content->call(
         [&] { return mv::MediaInfoClient(m_content->bus(), serviceFor(describer, file)).build(file); }));
 }
 
 std::optional<Record> Client::thumbnail(const std::string& path, double maximumWidth, double maximumHeight)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     mv::FloatSize maximum { static_cast<float>(maximumWidth), static_cast<float>(maximumHeight) };
     return recordFrom(
         m_content->call([&] { return mv::ImageClient(m_content->bus()).makeThumbnailWithMaxSize(file, maximum); }));
@@ -134,7 +128,7 @@ std::optional<Record> Client::thumbnail(const std::string& path, double maximumW
 
 std::optional<Record> Client::exif(const std::string& path)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     auto info = m_content->call([&] { return mv::ExifClient(m_content->bus()).extractExif(file); });
     if (!info)
         return std::nullopt;
@@ -143,13 +137,13 @@ std::optional<Record> Client::exif(const std::string& path)
 
 std::optional<Record> Client::podcast(const std::string& path)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     return recordFrom(m_content->call([&] { return mv::TagClient(m_content->bus()).podcastInfo(file); }));
 }
 
 void Client::updateTags(const std::string& path, const Record& changes)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     std::int32_t mediaType = mv::MVMediaTypeReader::knownType(file).value_or(mv::MVMediaTypeUnknown);
     if (!mv::hasWritableTags(mediaType))
         throw Error(Error::Kind::InvalidArgument, "only MP3 and M4A files have tags that the service writes");
@@ -167,8 +161,8 @@ void Client::updateTags(const std::string& path, const Record& changes)
 JobEnd Client::encode(
     const std::string& input, const std::string& output, const Record& attributes, const Progress& progress)
 {
-    std::string source = whole(input);
-    std::string destination = whole(output);
+    std::string source = wholeName(input);
+    std::string destination = wholeName(output);
     mv::Record all = encoderAttributes(attributes);
     ClientContent::Turn turn(*m_content);
     return runEncoding(*m_content, turn, source, destination, all, progress);
@@ -176,8 +170,8 @@ JobEnd Client::encode(
 
 JobEnd Client::convertToAac(const std::string& input, const std::string& output, int bitrate, const Progress& progress)
 {
-    mv::Path source = whole(input);
-    mv::Path destination = whole(output);
+    mv::Path source = wholeName(input);
+    mv::Path destination = wholeName(output);
     if (bitrate < LowestBitrate || bitrate > HighestBitrate)
         throw Error(Error::Kind::InvalidArgument, "the bit rate is not between 1000 and 256000 bit/s");
     return runExport(*m_content, progress, [&](mv::ExporterClient& exporter, mv::MVMP4ExporterDelegate* delegate) {
@@ -187,8 +181,8 @@ JobEnd Client::convertToAac(const std::string& input, const std::string& output,
 
 JobEnd Client::exportToMp4(const std::string& input, const std::string& output, const Progress& progress)
 {
-    mv::Path source = whole(input);
-    mv::Path destination = whole(output);
+    mv::Path source = wholeName(input);
+    mv::Path destination = wholeName(output);
     return runExport(*m_content, progress, [&](mv::ExporterClient& exporter, mv::MVMP4ExporterDelegate* delegate) {
         return exporter.exportWithDelegateFromPathToMp4Path(delegate, source, destination);
     });
@@ -196,7 +190,7 @@ JobEnd Client::exportToMp4(const std::string& input, const std::string& output, 
 
 bool Client::isAppleLossless(const std::string& path)
 {
-    mv::Path file = whole(path);
+    mv::Path file = wholeName(path);
     return m_content->call([&] { return mv::ExporterClient(m_content->bus()).isAlacAudio(file); });
 }
 

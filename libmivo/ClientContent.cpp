@@ -25,6 +25,13 @@ std::unique_ptr<mv::ServiceBus> openServiceBus()
     return std::move(bus).value();
 }
 
+void startService(const ClientOptionsContent& options)
+{
+    auto started = mv::ServiceProcess::ensure({ .program = programFor(options) });
+    if (!started)
+        throw Error(Error::Kind::NoService, "the media service cannot be started: " + started.error().text);
+}
+
 ClientContent::ClientContent(const ClientOptions& options)
     : m_options(*options.m_content)
     , m_bus(openServiceBus())
@@ -44,9 +51,7 @@ void ClientContent::startService(const mv::Error& reason)
 {
     if (!m_options.startsService)
         throw errorFrom(reason);
-    auto started = mv::ServiceProcess::ensure({ .program = programFor(m_options) });
-    if (!started)
-        throw Error(Error::Kind::NoService, "the media service cannot be started: " + started.error().text);
+    mivo::startService(m_options);
 }
 
 } // namespace mivo

@@ -66,6 +66,8 @@ private:
     std::atomic<bool> m_isBusy = false;
 };
 
+/// Starts the service's program, and waits until it is there; raises Error.
+void startService(const ClientOptionsContent& options);
 /// A new connection to the session bus; raises Error where there is none.
 std::unique_ptr<mv::ServiceBus> openServiceBus();
 

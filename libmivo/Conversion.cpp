@@ -2,6 +2,8 @@
 
 #include "libmivo/ValueContent.h"
 
+#include <limits>
+
 namespace mivo {
 
 namespace {
@@ -22,7 +24,68 @@ Error::Kind kindFrom(mv::Error::Kind kind)
     }
 }
 
+Error::Kind kindFrom(mv::MediaErrorKind kind)
+{
+    switch (kind) {
+    case mv::MediaErrorKind::NotFound:
+        return Error::Kind::NotFound;
+    case mv::MediaErrorKind::AccessDenied:
+        return Error::Kind::AccessDenied;
+    case mv::MediaErrorKind::NotRegular:
+        return Error::Kind::NotRegular;
+    case mv::MediaErrorKind::NotMedia:
+        return Error::Kind::NotMedia;
+    case mv::MediaErrorKind::NoPicture:
+        return Error::Kind::NoPicture;
+    case mv::MediaErrorKind::Unsupported:
+        return Error::Kind::Unsupported;
+    case mv::MediaErrorKind::Exists:
+        return Error::Kind::Exists;
+    case mv::MediaErrorKind::TooLarge:
+        return Error::Kind::TooLarge;
+    case mv::MediaErrorKind::NoSpace:
+        return Error::Kind::NoSpace;
+    case mv::MediaErrorKind::TimedOut:
+        return Error::Kind::TimedOut;
+    case mv::MediaErrorKind::Crashed:
+        return Error::Kind::Crashed;
+    case mv::MediaErrorKind::Cancelled:
+        return Error::Kind::Cancelled;
+    case mv::MediaErrorKind::Failed:
+        break;
+    }
+    return Error::Kind::Failed;
+}
+
+Error::Kind kindOf(const mv::Error& error)
+{
+    if (auto kind = mv::mediaErrorKind(error))
+        return kindFrom(*kind);
+    // The bus tried to start the service.
+    if (error.name.starts_with("org.freedesktop.DBus.Error.Spawn."))
+        return Error::Kind::NoService;
+    return kindFrom(error.kind);
+}
+
+struct ValueOfFact {
+    Value operator()(std::uint32_t number) const { return static_cast<long long>(number); }
+    Value operator()(std::uint64_t number) const
+    {
+        constexpr auto Most = std::numeric_limits<long long>::max();
+        return number > static_cast<std::uint64_t>(Most) ? Most : static_cast<long long>(number);
+    }
+    template <class T> Value operator()(const T& value) const { return value; }
+};
+
 } // namespace
+
+Record recordFrom(const mv::Facts& facts)
+{
+    Record made;
+    for (const auto& [key, value] : facts.entries())
+        made.set(key, std::visit(ValueOfFact {}, value));
+    return made;
+}
 
 Record recordFrom(const mv::Record& record)
 {
@@ -47,11 +110,6 @@ mv::Record recordFrom(const Record& record)
     return made;
 }
 
-Error errorFrom(const mv::Error& error)
-{
-    // The bus tried to start the service.
-    bool failedStart = error.name.starts_with("org.freedesktop.DBus.Error.Spawn.");
-    return { failedStart ? Error::Kind::NoService : kindFrom(error.kind), error.text, error.name, error.code };
-}
+Error errorFrom(const mv::Error& error) { return { kindOf(error), error.text, error.name, error.code }; }
 
 } // namespace mivo

@@ -101,13 +101,23 @@ Value::Value(mivo::Bytes data)
 {
 }
 
+Value::Value(std::vector<std::string> texts)
+    : m_content(std::make_shared<const ValueContent>(std::move(texts)))
+{
+}
+
 Value::Value(const Value& other) noexcept = default;
 Value::Value(Value&& other) noexcept = default;
 Value& Value::operator=(const Value& other) noexcept = default;
 Value& Value::operator=(Value&& other) noexcept = default;
 Value::~Value() = default;
 
-Kind Value::kind() const noexcept { return m_content ? std::visit(KindOf {}, m_content->value.storage()) : Kind::Null; }
+Kind Value::kind() const noexcept
+{
+    if (!m_content)
+        return Kind::Null;
+    return m_content->texts ? Kind::Texts : std::visit(KindOf {}, m_content->value.storage());
+}
 
 bool Value::boolean(bool fallback) const noexcept
 {
@@ -131,8 +141,16 @@ double Value::real(double fallback) const noexcept
 const std::string& Value::text() const noexcept
 {
     static const std::string None;
+    if (!texts().empty())
+        return texts().front();
     const std::string* text = m_content ? m_content->value.string() : nullptr;
     return text ? *text : None;
+}
+
+const std::vector<std::string>& Value::texts() const noexcept
+{
+    static const std::vector<std::string> None;
+    return m_content && m_content->texts ? *m_content->texts : None;
 }
 
 Date Value::date(mivo::Date fallback) const noexcept
@@ -152,7 +170,8 @@ bool Value::operator==(const Value& other) const noexcept
 {
     if (m_content == other.m_content)
         return true;
-    return m_content && other.m_content && m_content->value == other.m_content->value;
+    return m_content && other.m_content && m_content->value == other.m_content->value
+        && m_content->texts == other.m_content->texts;
 }
 
 } // namespace mivo

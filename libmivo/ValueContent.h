@@ -4,7 +4,10 @@
 
 #include <memory>
 #include <mivo/Value.h>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace mivo {
 
@@ -16,7 +19,15 @@ public:
     {
     }
 
+    explicit ValueContent(std::vector<std::string> held)
+        : value(mv::OtherKind())
+        , texts(std::move(held))
+    {
+    }
+
     const mv::Value value;
+    /// In place of the value, which is of another kind then: no record of the service's has a list.
+    const std::optional<std::vector<std::string>> texts;
 
     static Value wrapped(mv::Value content)
     {

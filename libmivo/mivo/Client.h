@@ -52,6 +52,7 @@ public:
 
 private:
     friend class ClientContent;
+    friend class MediaContent;
 
     std::unique_ptr<ClientOptionsContent> m_content;
 };

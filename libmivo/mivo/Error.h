@@ -19,10 +19,23 @@ public:
         NoService, ///< nobody has the services' names, and starting the service failed or was not wanted
         Lost, ///< bus or service went away before the answer; whether the work was done is not known
         InvalidArgument, ///< a path, key or value that the service cannot take
-        TooLarge, ///< an answer or argument above the bus's limit of 32 MiB
+        TooLarge, ///< an answer or argument above the bus's limit of 32 MiB, or more than the service reads or writes
         JobFailed, ///< a job ended with the error code()
         Busy, ///< the Client is in the midst of a call: of another thread, or of the one whose progress is told
         Failed, ///< any other failure; name() may say more
+
+        // Of a MediaClient.
+        NotFound, ///< there is no such file
+        AccessDenied, ///< it may not be read, or not written
+        NotRegular, ///< a folder, a FIFO, a device
+        NotMedia, ///< of no format that is read
+        NoPicture, ///< nothing to make a thumbnail of
+        Unsupported, ///< this format's tags are not written, this sound is not encoded
+        Exists, ///< the destination is there already
+        NoSpace, ///< the disk is full
+        TimedOut, ///< reading it took too long
+        Crashed, ///< what read it died; the file is left alone for a while
+        Cancelled, ///< by the caller, or because its client has ended
     };
 
     Error(Kind kind, std::string text, std::string name = {}, int code = 0);

@@ -42,6 +42,7 @@ public:
         Date,
         Data, ///< bytes, of a picture for instance
         Other, ///< of a kind that this version does not know; what it held is not kept
+        Texts, ///< a list of texts, as facts have it
     };
 
     Value() noexcept;
@@ -55,6 +56,7 @@ public:
     Value(std::string_view text);
     Value(mivo::Date date);
     Value(mivo::Bytes data);
+    Value(std::vector<std::string> texts);
     /// A pointer is no boolean.
     template <class T, class = std::enable_if_t<!std::is_same_v<std::remove_cv_t<T>, char>>> Value(T* pointer) = delete;
 
@@ -73,8 +75,10 @@ public:
     long long integer(long long fallback = 0) const noexcept;
     /// Of a number.
     double real(double fallback = 0) const noexcept;
-    /// Empty when this is no text; valid as long as the value.
+    /// Of a text, or the first of texts; empty when this is neither. Valid as long as the value.
     const std::string& text() const noexcept;
+    /// Of texts; a text is none. Valid as long as the value.
+    const std::vector<std::string>& texts() const noexcept;
     mivo::Date date(mivo::Date fallback = {}) const noexcept;
     /// Empty when this is no data; valid as long as the value.
     const mivo::Bytes& data() const noexcept;

@@ -1,4 +1,5 @@
 #include "client/Media1Client.h"
+#include "bus/BusError.h"
 #include "service/include/ServiceNames.h"
 #include "service/include/WireNames.h"
 #include "system/SealedFile.h"
@@ -273,7 +274,7 @@ TEST_F(Media1ClientTest, WrongFactsAreAnError)
             pictures(1, [](WireWriter& out) { out.entry("mimeType", "d", [&] { out.real(1); }); }) },
     };
     for (const WrongAnswer& answer : answers) {
-        EXPECT_EQ(errorOf(answerOf(describeRequest("/a", true), answer.fill)), "org.freedesktop.DBus.Error.InvalidArgs")
+        EXPECT_EQ(errorOf(answerOf(describeRequest("/a", true), answer.fill)), BusErrorInconsistentMessage)
             << answer.what;
     }
     EXPECT_TRUE(answerOf(describeRequest("/a", true), pictures(16, putHandle)).ok());
@@ -284,7 +285,7 @@ TEST_F(Media1ClientTest, WrongFactsAreAnError)
             putHandle(out);
     }));
     ASSERT_FALSE(tooMany.ok());
-    EXPECT_EQ(tooMany.error().text, "the answer has more pictures than there can be");
+    EXPECT_EQ(tooMany.error().text, "the service's answer is none: there are more pictures than there can be");
 }
 
 TEST_F(Media1ClientTest, WrongListsOfFactsAreAnError)
@@ -321,8 +322,7 @@ TEST_F(Media1ClientTest, WrongListsOfFactsAreAnError)
             } },
     };
     for (const WrongAnswer& answer : answers) {
-        EXPECT_EQ(errorOf(answerOf(describeManyRequest({ "/a", "/b" }), answer.fill)),
-            "org.freedesktop.DBus.Error.InvalidArgs")
+        EXPECT_EQ(errorOf(answerOf(describeManyRequest({ "/a", "/b" }), answer.fill)), BusErrorInconsistentMessage)
             << answer.what;
     }
     EXPECT_TRUE(answerOf(describeManyRequest({ "/a", "/b" }), titles(2)).ok());
