@@ -1,9 +1,11 @@
 #include "Base/Media/MediaDB.h"
+#include "facts/TagNames.h"
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/include/MVExifExtractorBase.h"
 #include "service/include/MVImageInfoBuilder.h"
 
 #include <gtest/gtest.h>
+#include <mivo/FactKeys.h>
 #include <mivo/Keys.h>
 #include <vector>
 
@@ -87,6 +89,23 @@ TEST(Keys, EveryTextOfAPicturesFactsHasOne)
     for (const mv::ExifTextProperty& property : mv::ExifTextProperties)
         theirs.emplace_back(property.name);
     EXPECT_EQ(ours, theirs);
+}
+
+TEST(Keys, EveryFactHasOne)
+{
+    using namespace keys::fact;
+    const std::vector<std::string_view> ours { Kind, MimeType, Url, Size, Modified, Length, keys::fact::Title,
+        keys::fact::Album, keys::fact::Artist, keys::fact::AlbumArtist, keys::fact::Composer, keys::fact::Genre,
+        Comment, TrackNumber, TrackTotal, DiscNumber, DiscTotal, ContentCreated, AsText, AudioBpm, Compilation,
+        HasPicture, keys::fact::AudioCodec, keys::fact::VideoCodec, SampleRate, Channels, BitsPerSample,
+        keys::fact::Bitrate, keys::fact::Width, keys::fact::Height, FrameRate, keys::fact::Orientation, CameraMake,
+        keys::fact::CameraModel, Lens, ExposureTime, keys::fact::FNumber, keys::fact::FocalLength, keys::fact::Iso,
+        Latitude, Longitude, Altitude };
+    std::vector<std::string_view> theirs;
+    for (const mv::FactRow& row : mv::FactRows)
+        theirs.push_back(row.key);
+    EXPECT_EQ(ours, theirs);
+    EXPECT_EQ(FrontCover, mv::FrontCoverKey);
 }
 
 } // namespace

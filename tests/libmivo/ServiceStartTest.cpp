@@ -84,6 +84,38 @@ TEST_F(ServiceStart, AJobStartsItToo)
     quit();
 }
 
+TEST_F(ServiceStart, ManyCallsAtOnceStartItOnce)
+{
+    MediaClient client;
+    int described = 0;
+    for (int i = 0; i < 50; ++i)
+        client.describe(m_song).then(
+            [&](Pending<Record> ready) { described += ready.get()[keys::fact::Title].text() == "Song" ? 1 : 0; });
+    client.finish();
+    EXPECT_EQ(described, 50);
+    quit();
+    EXPECT_EQ(client.describe(m_song).get()[keys::fact::Kind].text(), "audio") << "and again where it has gone";
+    auto files = client.describeMany({ m_song, m_folder.file("none.mp3"), m_song }).get();
+    ASSERT_EQ(files.size(), 3u);
+    EXPECT_EQ(files[2].facts()[keys::fact::MimeType].text(), "audio/mpeg");
+    EXPECT_EQ(files[1].error()->kind(), Error::Kind::NotFound);
+    Record after = client.setTags(m_song, { { keys::fact::Artist, std::vector<std::string> { "A", "B" } } }).get();
+    EXPECT_EQ(after[keys::fact::Artist].texts().size(), 2u);
+    quit();
+}
+
+TEST_F(ServiceStart, AStartThatFailsFailsEveryCall)
+{
+    MediaClient client(ClientOptions().serviceProgram("/no/such/program"));
+    int failed = 0;
+    for (int i = 0; i < 3; ++i)
+        client.describe(m_song).then([&](Pending<Record> ready) {
+            failed += ready.error() && ready.error()->kind() == Error::Kind::NoService ? 1 : 0;
+        });
+    client.finish();
+    EXPECT_EQ(failed, 3);
+}
+
 using ServiceStartByTheBus = WithSong;
 
 TEST_F(ServiceStartByTheBus, IsForTheFirstCall)

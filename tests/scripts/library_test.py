@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The installed client library, as a program of somebody else sees it: both examples are built against it and run, its
+"""The installed client library, as a program of somebody else sees it: the examples are built against it and run, its
 headers need nothing but the standard library, and its symbols are those that are promised."""
 import os
 import pathlib
@@ -51,6 +51,12 @@ class Library(unittest.TestCase):
         self.checked("make", "-C", str(make), f"CXX={COMPILER}", "CXXFLAGS=-Wall -Wextra -Wpedantic -Werror")
         song = self.folder / "tone.mp3"
         self.assertIn("done", self.on_a_bus(make / "mivo-to-mp3", self.tone, song, "A Tone"))
+        encoded = self.folder / "encoded"
+        encoded.mkdir()
+        other = self.folder / "other.wav"
+        shutil.copy(self.tone, other)
+        self.assertIn("100%\ndone\n", self.on_a_bus(make / "mivo-encode", encoded, self.tone, other))
+        self.assertEqual(sorted(path.name for path in encoded.iterdir()), ["other.mp3", "tone.mp3"])
         made = self.folder / "cmake"
         self.checked("cmake", "-S", str(ROOT / "examples/cmake"), "-B", str(made), f"-DCMAKE_CXX_COMPILER={COMPILER}",
                      "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror")
@@ -58,6 +64,8 @@ class Library(unittest.TestCase):
         listed = self.on_a_bus(made / "mivo-list", song)
         self.assertIn("  Title: A Tone\n", listed)
         self.assertIn("  Bitrate: 128\n", listed)
+        songs = self.on_a_bus(made / "mivo-songs", *[song] * 200)
+        self.assertEqual(songs, "\tA Tone\t0:01\n" * 200)
 
     def test_its_headers_stand_alone(self):
         headers = sorted((self.root / "include/mivo").glob("*.h"))
