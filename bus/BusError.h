@@ -14,8 +14,6 @@ inline constexpr const char* BusErrorNoMemory = "org.freedesktop.DBus.Error.NoMe
 inline constexpr const char* BusErrorNoServer = "org.freedesktop.DBus.Error.NoServer";
 inline constexpr const char* BusErrorNoReply = "org.freedesktop.DBus.Error.NoReply";
 inline constexpr const char* BusErrorUnknownObject = "org.freedesktop.DBus.Error.UnknownObject";
-/// A message that is not what its interface says.
-inline constexpr const char* BusErrorInconsistentMessage = "org.freedesktop.DBus.Error.InconsistentMessage";
 /// An NSException's name behind this prefix is the name of the error that answers it.
 inline constexpr const char* BusErrorExceptionPrefix = "Mivo.Exception.";
 

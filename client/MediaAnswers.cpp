@@ -26,7 +26,7 @@ template <class Read> auto readAnswer(const Read& read)
     } catch (const BusError& error) {
         if (error.name() != BusErrorInvalidArgs)
             throw;
-        throw BusError(BusErrorInconsistentMessage, "the service's answer is none: " + error.message());
+        throw BusError(WrongAnswer, "the service's answer is none: " + error.message());
     }
 }
 

@@ -4,8 +4,11 @@
 
 namespace mv {
 
+/// The name of the error that an answer becomes which is not as its interface says.
+inline constexpr const char* WrongAnswer = "org.freedesktop.DBus.Error.InconsistentMessage";
+
 // What Mivo.Media1 answers, out of its messages. Keys that are not known are for later versions; a known one of another
-// type, and whatever else is not as the interface says, throws BusError (InconsistentMessage).
+// type, and whatever else is not as the interface says, throws BusError (WrongAnswer).
 
 MediaDescription readDescription(WireReader& in);
 /// As many as there were paths.
