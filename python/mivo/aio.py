@@ -265,7 +265,11 @@ class Media:
 
     async def _connect(self, handles: bool) -> Connection:
         self._refuse_closed()
-        return await Connection.open(self._address, handles)
+        connection = await Connection.open(self._address, handles)
+        if self._closed:
+            connection.close()
+        self._refuse_closed()
+        return connection
 
     def _refuse_closed(self) -> None:
         if self._closed:

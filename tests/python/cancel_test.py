@@ -6,7 +6,6 @@ import os
 import signal
 import subprocess
 import sys
-import time
 import unittest
 
 import support
@@ -50,9 +49,9 @@ class Cancelling(support.AsyncCase):
         await self.eventually(lambda: len(self.spinning()) >= count, "no worker is at the file")
 
     async def nothing_at_work(self):
-        start = time.monotonic()
+        """What was at work was stopped for want of a client, and not by its own deadline, of which the log tells."""
         await self.eventually(lambda: not self.spinning(), "a worker goes on")
-        self.assertLess(time.monotonic() - start, 10, "before the service's own deadline")
+        self.assertNotIn("was lost", self.process.log())
 
     async def cancelled(self, task):
         task.cancel()

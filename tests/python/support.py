@@ -78,12 +78,13 @@ def faulty_programs():
 
 @contextlib.contextmanager
 def service(address, programs=PROGRAMS):
-    """The built service on that bus, while the block runs."""
+    """The built service on that bus, while the block runs; its process, with `log()`."""
     with tempfile.TemporaryFile() as log:
         process = subprocess.Popen([programs / "mivo-mediad"], env={**os.environ, "DBUS_SESSION_BUS_ADDRESS": address},
                                    stderr=log, preexec_fn=_end_with_parent)
         try:
             _wait_for_name(address)
+            process.log = lambda: os.pread(log.fileno(), 1 << 20, 0).decode()
             yield process
         finally:
             process.kill()
