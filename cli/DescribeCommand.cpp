@@ -60,7 +60,7 @@ constexpr std::array Options {
     Option { "where", "CONDITION", "only files for which this holds: 'bitrate<128000 and not hasPicture'" },
     Option {
         "formula-safe", nullptr, "with --format csv: what a spreadsheet would take for a formula gets a ' before" },
-    JobsOption,
+    CallsOption,
     Option { "record", nullptr, "show the classic record instead, with the columns of the media database" },
     Option { "json", nullptr, "the classic record as one JSON object a line, in the order of the files" },
     Option { "pictures", nullptr, "with --json: put pictures in as base64, not their length alone" },

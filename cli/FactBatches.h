@@ -33,7 +33,7 @@ private:
 /// How many batches are under way where nobody says: one for each core, and one that is on its way.
 std::size_t usualJobs();
 inline constexpr int MaxJobs = 64;
-inline constexpr Option JobsOption { "jobs", "N", "so many calls of the service are under way at once, 1 to 64", 0,
+inline constexpr Option CallsOption { "jobs", "N", "so many calls of the service are under way at once, 1 to 64", 0,
     numberFrom(1, MaxJobs) };
 
 } // namespace mv::cli

@@ -48,6 +48,17 @@ const char* notRegular(const std::string& name)
     return isFolder ? "is a folder" : "is not a regular file";
 }
 
+/// The service's sentence, without the name with which it begins and the full stop: both are said around it.
+std::string sentenceWithout(std::string_view name, std::string_view text)
+{
+    std::string begin = "\"" + cleanedUtf8(fs::path(name).filename().native()) + "\" ";
+    if (text.starts_with(begin))
+        text.remove_prefix(begin.size());
+    if (text.ends_with('.'))
+        text.remove_suffix(1);
+    return std::string(text);
+}
+
 } // namespace
 
 Result<std::optional<std::string>> carriedPath(const std::string& name)
@@ -157,10 +168,12 @@ FactFailure failureOf(const std::string& name, const Error& error)
         return { "cannot be read: Permission denied", error.name };
     case MediaErrorKind::NotRegular:
         return { notRegular(name), error.name };
+    case MediaErrorKind::NoPicture:
+        return { "has no picture", error.name };
     case MediaErrorKind::NotMedia:
         return { "is no audio, video or picture file", error.name };
     default:
-        return { error.text, error.name };
+        return { sentenceWithout(name, error.text), error.name };
     }
 }
 

@@ -123,7 +123,7 @@ ExitStatus run(const Arguments& arguments)
 
 constexpr std::array Options {
     Option { "update", nullptr, "bring an index up to date: read only what changed, and tell what did" },
-    JobsOption,
+    CallsOption,
 };
 
 constexpr std::array Files { aFolder(), aFile("jsonl") };

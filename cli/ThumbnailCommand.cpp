@@ -2,6 +2,7 @@
 #include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
 #include "cli/Destination.h"
+#include "cli/FactBatches.h"
 #include "cli/InputPath.h"
 #include "cli/JobOptions.h"
 #include "cli/Output.h"
@@ -11,6 +12,7 @@
 #include "cli/Terminal.h"
 #include "cli/TerminalPicture.h"
 #include "cli/ThumbnailCaching.h"
+#include "cli/ThumbnailFiles.h"
 #include "cli/UprightThumbnail.h"
 #include "service/include/MVImageInfoBuilder.h"
 
@@ -151,15 +153,42 @@ ExitStatus makeThumbnail(
     return shown ? status : worse(status, failed(arguments.files()[0], shown.error()));
 }
 
+/// What one way of making thumbnails takes, another does not.
+std::optional<std::string> slipWith(
+    const Arguments& arguments, const char* way, std::initializer_list<const char*> others)
+{
+    for (const char* other : others) {
+        if (arguments.has(other))
+            return std::string("--") + other + " does not go with --" + way;
+    }
+    return std::nullopt;
+}
+
 /// Thumbnails for file managers need none of the wishes.
 ExitStatus cache(const Arguments& arguments)
 {
-    for (const char* other : { "category", "as-stored", "show", "protocol" }) {
-        if (arguments.has(other))
-            return misuse(Name, std::string("--") + other + " does not go with --cache");
-    }
+    if (auto slip = slipWith(arguments, "cache", { "category", "as-stored", "show", "protocol", "output" }))
+        return misuse(Name, *slip);
     auto sizes = thumbnailSizesFrom(arguments.value("size", "normal,large"));
     return sizes ? cacheThumbnails(arguments.files(), *sizes) : misuse(Name, sizes.error().text);
+}
+
+ExitStatus makeMany(const Arguments& arguments)
+{
+    if (auto slip = slipWith(arguments, "output", { "category", "show", "protocol" }))
+        return misuse(Name, *slip);
+    if (const char* slip = FileNames::slipIn(arguments))
+        return misuse(Name, slip);
+    auto wish = thumbnailFilesWishFrom(arguments);
+    if (!wish)
+        return misuse(Name, wish.error().text);
+    if (arguments.files().size() > 1 && !wish->pattern.isForMany())
+        return misuse(Name, "--output: without %s in the pattern all thumbnails would have one name");
+    auto names = FileNames::of(arguments);
+    if (names)
+        return thumbnailFiles(Name, arguments, *names, *wish);
+    complain(Name, names.error().text);
+    return ExitStatus::SomeFailed;
 }
 
 const char* slipIn(const Arguments& arguments, const Path& path, const Wish& wish)
@@ -174,10 +203,18 @@ const char* slipIn(const Arguments& arguments, const Path& path, const Wish& wis
 
 ExitStatus run(const Arguments& arguments)
 {
+    if (arguments.has("output") && !arguments.has("cache"))
+        return makeMany(arguments);
+    for (const char* other : { "files-from", "null", "recursive", "jobs" }) {
+        if (arguments.has(other))
+            return misuse(Name, std::string("--") + other + " goes with --output");
+    }
+    if (arguments.files().empty())
+        return misuse(Name, "there is a file name missing");
     if (arguments.has("cache"))
         return cache(arguments);
     if (arguments.files().size() > 2)
-        return misuse(Name, "there are too many file names");
+        return misuse(Name, "there are too many file names; --output is for many");
     auto wish = wishFrom(arguments);
     if (!wish)
         return misuse(Name, wish.error().text);
@@ -199,7 +236,13 @@ ExitStatus run(const Arguments& arguments)
 }
 
 constexpr std::array Options {
-    Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100)" },
+    Option {
+        "output", "PATTERN", "make thumbnails of many files; %s is each one's name without folder and ending", 'o' },
+    Option { "size", "WxH", "the box that the thumbnail fits into, in pixels (default 100x100; --output 128x128)" },
+    RecursiveOption,
+    FilesFromOption,
+    NullOption,
+    CallsOption,
     Option { "cache", nullptr, "put thumbnails of folders where file managers look; --size names their sizes" },
     Option { "category", "N", "1 album art (200x200, with margins), 2 picture (default), 3 video frame (130x90)", 0,
         numberFrom(0, MaxCategory) },
@@ -215,17 +258,21 @@ constexpr std::array Files { aFile(), aFile("png jpg tif") };
 
 const Command thumbnailCommand {
     .name = Name,
-    .synopsis = "[OPTION...] FILE [OUT] | --cache [--size NAMES] FOLDER...",
+    .synopsis = "[OPTION...] FILE [OUT] | -o PATTERN FILE... | --cache [--size NAMES] FOLDER...",
     .summary = "Make a thumbnail of a picture, or take the one of a song or video",
     .details
     = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
       "standard output, get a PNG. A file that is there is replaced.\n\n"
+      "--output makes thumbnails of many files of all kinds at once, which are never larger than the picture is:\n"
+      "  mivo thumbnail -o 'small/%s.jpg' --size 256 Pictures/*.heic\n"
+      "A pattern that begins with a slash is a place for all of them; any other one counts from the folder of each\n"
+      "file. It ends in .png or .jpg.\n\n"
       "--cache makes the thumbnails that file managers share, of all media files in the folders and below, in\n"
       "the sizes that --size names: normal (128 pixels), large (256), x-large (512), xx-large (1024), or all\n"
       "(default normal,large). What has valid ones is left alone; what begins with a dot is left out.",
     .options = Options,
     .files = Files,
-    .minimumFiles = 1,
+    .minimumFiles = 0,
     .maximumFiles = AnyNumber,
     .run = run,
 };

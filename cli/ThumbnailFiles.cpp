@@ -1,0 +1,202 @@
+#include "cli/ThumbnailFiles.h"
+
+#include "Base/Core/Text.h"
+#include "cli/FactBatches.h"
+#include "cli/FactReading.h"
+#include "cli/FileTexts.h"
+#include "cli/InputPath.h"
+#include "cli/OrderedPipe.h"
+#include "cli/ServiceAccess.h"
+#include "cli/Terminal.h"
+#include "system/InputFile.h"
+#include "system/OutputFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unordered_map>
+
+namespace mv::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* UsualSize = "128";
+
+/// A file and where its thumbnail goes.
+struct ThumbnailOrder {
+    NamedFile file;
+    std::string output; ///< whole
+    std::string rival; ///< another file whose thumbnail goes there; empty for none
+};
+
+/// Finds the places, and who would have the same.
+class ThumbnailOrders {
+public:
+    ThumbnailOrders(FileNames& names, const ThumbnailPattern& pattern)
+        : m_names(names)
+        , m_pattern(pattern)
+    {
+    }
+
+    std::optional<ThumbnailOrder> next()
+    {
+        auto file = m_names.next();
+        if (!file)
+            return std::nullopt;
+        ThumbnailOrder order { std::move(*file) };
+        if (order.file.failure)
+            return order;
+        std::error_code failure;
+        order.output = fs::absolute(m_pattern.nameFor(order.file.name), failure).lexically_normal().native();
+        auto [place, isNew] = m_taken.try_emplace(order.output, order.file.name);
+        if (!isNew)
+            order.rival = place->second;
+        return order;
+    }
+
+private:
+    FileNames& m_names;
+    const ThumbnailPattern& m_pattern;
+    std::unordered_map<std::string, std::string> m_taken;
+};
+
+Result<Bytes> contentOf(const UniqueFd& picture)
+{
+    struct stat facts { };
+    if (fstat(picture.get(), &facts) != 0)
+        return Error { Error::Kind::Io, std::strerror(errno), errno };
+    Bytes content(static_cast<std::size_t>(facts.st_size));
+    std::size_t have = 0;
+    while (have < content.size()) {
+        ssize_t got = pread(picture.get(), content.data() + have, content.size() - have, static_cast<off_t>(have));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return Error { Error::Kind::Io, "the picture is shorter than it says" };
+        have += static_cast<std::size_t>(got);
+    }
+    return content;
+}
+
+Error unwritable(const std::string& output, const Error& error)
+{
+    std::string reason = error.code != 0 ? std::strerror(error.code) : error.text;
+    return { Error::Kind::Io, output + " cannot be written: " + reason, error.code };
+}
+
+Result<void> writeFile(const std::string& output, const Bytes& content)
+{
+    auto written = [&]() -> Result<void> {
+        MV_TRY(file, OutputFile::create(output));
+        MV_TRY_VOID(file->writeAt(0, content));
+        return file->commit();
+    }();
+    return written ? written : unwritable(output, written.error());
+}
+
+/// A thread's own way to the service.
+class Thumbnailing {
+public:
+    explicit Thumbnailing(const ThumbnailFilesWish& wish)
+        : m_wish(wish)
+        , m_bus(ServiceBus::open())
+    {
+        if (m_bus)
+            m_client.emplace(**m_bus);
+    }
+
+    WorkResult make(const ThumbnailOrder& order)
+    {
+        if (order.file.failure)
+            return failedFile(order.file.name, *order.file.failure, false);
+        auto made = tryMake(order);
+        if (made)
+            return {};
+        auto kind = mediaErrorKind(made.error());
+        bool hasNone = kind == MediaErrorKind::NotMedia || kind == MediaErrorKind::NoPicture;
+        // Among the files of a folder are others.
+        if (order.file.wasFound && hasNone)
+            return {};
+        FactFailure failure = failureOf(order.file.name, made.error());
+        return { "", order.file.name + ": " + failure.sentence, statusFor(made.error()) };
+    }
+
+private:
+    Result<void> tryMake(const ThumbnailOrder& order)
+    {
+        if (!m_client)
+            return noConnection(m_bus.error());
+        if (!order.rival.empty())
+            return Error { Error::Kind::State, "its thumbnail would have the name of that of " + order.rival };
+        if (sameFile(order.file.name, order.output))
+            return Error { Error::Kind::State, "input and output are the same file" };
+        MV_TRY(thumbnail, fitted(order.file.name));
+        MV_TRY(content, contentOf(thumbnail.picture));
+        return writeFile(order.output, content);
+    }
+
+    /// The service knows squares; what is too large for a box that is none is asked for once more.
+    Result<MediaThumbnail> fitted(const std::string& name)
+    {
+        ThumbnailWish wish { m_wish.box.longSide(), m_wish.upright, m_wish.pattern.format() };
+        auto thumbnail = ask(name, wish);
+        if (!thumbnail || m_wish.box.takes(thumbnail->width, thumbnail->height))
+            return thumbnail;
+        wish.size = m_wish.box.squareFor(thumbnail->width, thumbnail->height);
+        return ask(name, wish);
+    }
+
+    Result<MediaThumbnail> ask(const std::string& name, const ThumbnailWish& wish)
+    {
+        MV_TRY(path, carriedPath(name));
+        if (path)
+            return m_client->call(thumbnailRequest(*path, wish));
+        MV_TRY(file, openForService(name));
+        return m_client->call(thumbnailFileRequest(file.get(), cleanedUtf8(fs::path(name).filename().native()), wish));
+    }
+
+    const ThumbnailFilesWish& m_wish;
+    Result<std::unique_ptr<ServiceBus>> m_bus;
+    std::optional<Media1Client> m_client;
+};
+
+} // namespace
+
+Result<ThumbnailFilesWish> thumbnailFilesWishFrom(const Arguments& arguments)
+{
+    MV_TRY(pattern, ThumbnailPattern::parse(arguments.value("output")));
+    MV_TRY(box, thumbnailBox(arguments.value("size", UsualSize)));
+    auto jobs = static_cast<std::size_t>(arguments.number("jobs", static_cast<int>(usualJobs())));
+    return ThumbnailFilesWish { std::move(pattern), box, !arguments.has("as-stored"), jobs };
+}
+
+ExitStatus thumbnailFiles(
+    const char* command, const Arguments& arguments, FileNames& names, const ThumbnailFilesWish& wish)
+{
+    auto service = openService(command, arguments);
+    if (!service)
+        return ExitStatus::NoService;
+    ThumbnailOrders orders(names, wish.pattern);
+    ExitStatus status = ExitStatus::Done;
+    OrderedPipe<ThumbnailOrder, WorkResult> pipe;
+    pipe.next = [&] { return orders.next(); };
+    pipe.workers = wish.jobs;
+    pipe.makeWorker = [&]() -> decltype(pipe)::Work {
+        auto thumbnailing = std::make_shared<Thumbnailing>(wish);
+        return [thumbnailing](std::size_t, const ThumbnailOrder& order) { return thumbnailing->make(order); };
+    };
+    pipe.emit = [&](std::size_t, const WorkResult& result) {
+        emitFile(command, result.output, result.complaint);
+        status = worse(status, result.status);
+    };
+    pipe.run();
+    if (!names.failure())
+        return status;
+    complain(command, names.failure()->text);
+    return worse(status, ExitStatus::SomeFailed);
+}
+
+} // namespace mv::cli
