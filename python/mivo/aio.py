@@ -23,7 +23,7 @@ from mivo._answers import error_of_facts, facts_of, thumbnail_of
 from mivo._connection import Connection
 from mivo._jobs import Job, Jobs, JobState
 from mivo._lanes import Lanes
-from mivo._many import Source, batches, mapped
+from mivo._many import Source, batches, each, mapped
 from mivo._options import describe_options, option, text_option, thumbnail_options, unsigned
 from mivo._paths import File, Path
 from mivo._tags import UNCHANGED, Unchanged, cover_on_the_wire, tags_on_the_wire
@@ -175,14 +175,14 @@ class Media:
     ) -> AsyncGenerator[Thumbnailed, None]:
         """Thumbnails of any number of files, in the paths' order or as they are made."""
 
-        async def one(batch: list[Path]) -> Thumbnailed:
+        async def one(path: Path) -> Thumbnailed:
             try:
-                made = await self.thumbnail(batch[0], size, format=format, upright=upright)
+                made = await self.thumbnail(path, size, format=format, upright=upright)
             except ServiceError as error:
-                return Thumbnailed(batch[0], error=error)
-            return Thumbnailed(batch[0], made)
+                return Thumbnailed(path, error=error)
+            return Thumbnailed(path, made)
 
-        many = mapped(one, batches(paths, itertools.repeat(1)), THUMBNAILS_AT_ONCE, ordered)
+        many = mapped(one, each(paths), THUMBNAILS_AT_ONCE, ordered)
         try:
             async for thumbnailed in many:
                 yield thumbnailed

@@ -15,7 +15,7 @@ import mivo._lanes
 
 
 @unittest.skipUnless((support.PROGRAMS.parent / "tests/faulty_worker").exists(), "the faulty worker is not built")
-@unittest.skipIf(support.INSTRUMENTED, "workers with sanitizers are not closed")
+@unittest.skipIf(support.instrumented(), "workers with sanitizers are not closed")
 @unittest.skipUnless(os.getuid() == 0, "what workers have open is seen by root alone")
 class Cancelling(support.AsyncCase):
     @classmethod

@@ -38,8 +38,12 @@ _need_dbus_fast()
 sys.path.insert(0, str(ROOT / "python"))
 sys.dont_write_bytecode = True
 PROGRAMS = pathlib.Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else ROOT / "build/bin"
-# The sanitizers' libraries make system calls of their own, which closed processes may not.
-INSTRUMENTED = any(mark in (PROGRAMS / "mivo-mediad").read_bytes() for mark in (b"__asan_init", b"__tsan_init"))
+
+
+def instrumented():
+    """Whether the sanitizers' libraries are in the programs: they make system calls that closed processes may not."""
+    program = (PROGRAMS / "mivo-mediad").read_bytes()
+    return any(mark in program for mark in (b"__asan_init", b"__tsan_init"))
 
 
 def _end_with_parent():
