@@ -263,10 +263,10 @@ const Command thumbnailCommand {
     .details
     = "The ending of OUT says what it becomes: .tif, .png or .jpg. A device or pipe without one, and - for\n"
       "standard output, get a PNG. A file that is there is replaced.\n\n"
-      "--output makes thumbnails of many files of all kinds at once, which are never larger than the picture is:\n"
-      "  mivo thumbnail -o 'small-%s.jpg' --size 256 Pictures/*.jpg\n"
-      "A pattern that begins with a slash is a place for all of them; any other one counts from the folder of each\n"
-      "file. It ends in .png or .jpg.\n\n"
+      "--output makes thumbnails of many files of all kinds at once, which are never larger than the picture is. A\n"
+      "pattern that begins with a slash is a place for all of them; any other one counts from the folder of each\n"
+      "file. It ends in .png or .jpg:\n"
+      "  mivo thumbnail -o 'small-%s.jpg' --size 256 Pictures/*.jpg\n\n"
       "--cache makes the thumbnails that file managers share, of all media files in the folders and below, in\n"
       "the sizes that --size names: normal (128 pixels), large (256), x-large (512), xx-large (1024), or all\n"
       "(default normal,large). What has valid ones is left alone; what begins with a dot is left out.",
