@@ -344,9 +344,9 @@ bool hasJournal(const Path& file)
 
 Result<bool> restoreWith(const Path& path)
 {
-    MV_TRY(file, resolved(path));
+    auto file = resolved(path);
     // Without the lock: most have none, and nobody waits for a lock in vain.
-    if (!hasJournal(file))
+    if (!file || !hasJournal(*file))
         return false;
     Result<SharedFile> handle = newHandle(path);
     MV_TRY(target, lockedTarget(path, handle, Clock::now() + MaxTurnWait));

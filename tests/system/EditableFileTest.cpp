@@ -88,7 +88,8 @@ TEST(EditableFile, AJournalOfARewriteThatGoesOnIsWaitedFor)
     test::LogCapture log;
     auto file = EditableFile::at(path);
     EXPECT_EQ(charsOf(test::readFile(path)), "co");
-    EXPECT_THAT(log.text(), testing::HasSubstr("another program holds the file's lock"));
+    EXPECT_THAT(log.lines(),
+        testing::ElementsAre(testing::HasSubstr("what a killed update left: another program holds the file's lock")));
 }
 
 } // namespace
