@@ -30,6 +30,7 @@ struct Frame {
     std::string id; ///< in v2.3
     bool isNameless = false; ///< many readers stop at such a one
     bool isPlainComment = false;
+    bool isCalledComment = false; ///< a text of the user's, of which FFmpeg makes a comment
     bool isFrontCover = false;
     std::string text; ///< of places alone
     Bytes bytes; ///< with its header
@@ -69,10 +70,22 @@ bool isFrontCover(const TagFrame& frame)
     return parts && parts->pictureType == FrontCoverType;
 }
 
+bool isCalledComment(const TagFrame& frame)
+{
+    if (frame.id != "TXXX" || !frame.readable || frame.body.empty())
+        return false;
+    std::uint8_t encoding = frame.body[0];
+    ByteView strings = frame.body.subspan(1);
+    ByteView description = takeString(encoding, strings);
+    auto name = utf8FromUtf16LE(utf16LEFromEncoded(encoding, description));
+    return name && equalIgnoringAsciiCase(*name, "comment");
+}
+
 Frame describedFrame(const TagFrame& frame)
 {
     Frame result { .id = frame.id, .isNameless = !isName(frame.id) };
     result.isPlainComment = isPlainComment(frame);
+    result.isCalledComment = isCalledComment(frame);
     result.isFrontCover = isFrontCover(frame);
     if (frame.readable && (frame.id == "TRCK" || frame.id == "TPOS"))
         result.text = frameText(frame).value_or(std::string());
@@ -295,6 +308,7 @@ private:
     void setComments(const TagChanges::Values& values)
     {
         std::size_t place = remove([](const Frame& frame) { return frame.isPlainComment; });
+        place = before(place, [](const Frame& frame) { return frame.isCalledComment; });
         if (!values.empty())
             insert(place, "COMM", NewBody(m_version).comment(values)).isPlainComment = true;
     }
@@ -309,6 +323,7 @@ private:
         });
         if (date.empty())
             return;
+        place = before(place, [](const Frame& frame) { return frame.id == "TDRL"; });
         NewBody body(m_version);
         if (m_version == 4) {
             insert(place, "TDRC", body.texts({ date }));
@@ -370,6 +385,13 @@ private:
         }
         m_frames = std::move(left);
         return place ? *place : namedFrames();
+    }
+
+    /// Of frames that say one thing under two names FFmpeg shows the first.
+    template <class Is> std::size_t before(std::size_t place, const Is& is) const
+    {
+        auto other = std::find_if(m_frames.begin(), m_frames.end(), is);
+        return std::min(place, static_cast<std::size_t>(other - m_frames.begin()));
     }
 
     std::size_t namedFrames() const

@@ -54,6 +54,30 @@ TEST(Id3Change, ValuesHaveAZeroBetweenThem)
     EXPECT_EQ(framesOf(edited(Sound, changes)), id3Frame(4, "TPE1", zeroed("\0AC/DC\0B")));
 }
 
+TEST(Id3Change, WhatFfmpegTakesForTheSameStandsBehind)
+{
+    TagChanges changes;
+    changes[TagKey::Comment] = TagChanges::Values { "New" };
+    for (int version : { 3, 4 }) {
+        std::string title = id3Frame(version, "TIT2", zeroed("\0T"));
+        std::string twin = id3Frame(version, "TXXX",
+            zeroed("\1\xff\xfe"
+                   "C\0o\0m\0m\0e\0n\0t\0\0\0\xff\xfeO\0"));
+        std::string gain = id3Frame(version, "TXXX", zeroed("\0comments\0Other"));
+        std::string made = id3Frame(version, "COMM", zeroed("\0XXX\0New"));
+        std::string old = id3Frame(version, "COMM", zeroed("\0eng\0Old"));
+        EXPECT_EQ(framesOf(edited(id3Tag(version, title + gain + twin) + Sound, changes)), title + gain + made + twin);
+        EXPECT_EQ(framesOf(edited(id3Tag(version, title + twin + old) + Sound, changes)), title + made + twin);
+        EXPECT_EQ(framesOf(edited(id3Tag(version, old + title + twin) + Sound, changes)), made + title + twin);
+    }
+    TagChanges date;
+    date[TagKey::Date] = TagChanges::Values { "2011" };
+    std::string released = id3Frame(4, "TDRL", zeroed("\0001999"));
+    std::string recorded = id3Frame(4, "TDRC", zeroed("\0002001"));
+    EXPECT_EQ(framesOf(edited(id3Tag(4, released + recorded) + Sound, date)),
+        id3Frame(4, "TDRC", zeroed("\0002011")) + released);
+}
+
 TEST(Id3Change, APlaceKeepsWhatIsNotNamedOfIt)
 {
     TagChanges total;
