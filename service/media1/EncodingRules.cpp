@@ -3,6 +3,7 @@
 #include "Base/Core/Path.h"
 #include "Base/Core/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -54,6 +55,18 @@ std::optional<SoundFormat> formatOfEnding(std::string_view path)
             return ending.format;
     }
     return std::nullopt;
+}
+
+bool hasEncodableSound(const Facts& facts)
+{
+    // Their tags are read, but not their sound.
+    static constexpr std::array<std::string_view, 4> Undecoded { "audio/x-ape", "audio/x-musepack", "audio/x-tta",
+        "audio/x-wavpack" };
+    const auto* type = facts.get<std::string>(fact::MimeType);
+    if (type && std::ranges::find(Undecoded, *type) != Undecoded.end())
+        return false;
+    const auto* kind = facts.get<std::string>(fact::Kind);
+    return kind && (*kind == "audio" || facts.contains(fact::AudioCodec));
 }
 
 void checkDestination(const EncodingOrder& order)

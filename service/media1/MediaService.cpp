@@ -101,17 +101,6 @@ void MediaService::thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller c
     });
 }
 
-namespace {
-
-/// A song, or moving pictures with sound.
-bool hasSound(const Facts& facts)
-{
-    const auto* kind = facts.get<std::string>(fact::Kind);
-    return kind && (*kind == "audio" || facts.contains(fact::AudioCodec));
-}
-
-} // namespace
-
 MediaService::SharedJob MediaService::jobFor(
     EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller)
 {
@@ -126,7 +115,7 @@ MediaService::SharedJob MediaService::jobFor(
     order.wish.format = *format;
     checkDestination(order);
     auto facts = resultOf<Facts>(std::move(m_workers.run(std::move(job), caller).front()), input);
-    if (!hasSound(facts))
+    if (!hasEncodableSound(facts))
         throw encodingError(MediaErrorKind::Unsupported, order);
     return std::make_shared<EncodingJob>(std::move(order));
 }
