@@ -164,6 +164,9 @@ void TagWriter::replace(EditableFile& file, const TagChanges& changes, const Med
     if (caller.stop.stop_requested())
         throw tagError(MediaErrorKind::Cancelled, name);
     talk.writeLog();
+    // What nobody expects: above all that there is no memory for the change.
+    if (answer && *answer && std::holds_alternative<RaisedException>(**answer))
+        throw tagError(MediaErrorKind::TooLarge, name);
     if (answer && replacement)
         throw tagError(tagErrorKind(replacement->error()), name, replacement->error().text);
     if (answer)

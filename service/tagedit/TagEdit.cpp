@@ -16,6 +16,8 @@ namespace {
 
 using Planned = Result<std::optional<FileContent>>;
 
+Error noMemory() { return { Error::Kind::Limit, "changing this file takes more memory than there is" }; }
+
 Error notReadBack() { return { Error::Kind::Format, "the new tag does not read back as it was written" }; }
 
 Planned contentOf(const ByteSource& file, Splices splices)
@@ -210,7 +212,7 @@ Planned TagEdit::plan(const ByteSource& current)
             return Error { Error::Kind::Unsupported, "tags of this format are not written" };
         return m_format->plan(current);
     } catch (const std::bad_alloc&) {
-        return Error { Error::Kind::Limit, "changing this file takes more memory than there is" };
+        return noMemory();
     }
 }
 
@@ -218,10 +220,14 @@ Result<void> TagEdit::check(const ByteSource& made) const
 {
     if (!m_format)
         return notReadBack();
-    // Where the tag was all that told what the file is.
-    if (contentType(made, m_name).family != m_family)
-        return Error { Error::Kind::Format, "the new file would be taken for another kind" };
-    return m_format->check(made);
+    try {
+        // Where the tag was all that told what the file is.
+        if (contentType(made, m_name).family != m_family)
+            return Error { Error::Kind::Format, "the new file would be taken for another kind" };
+        return m_format->check(made);
+    } catch (const std::bad_alloc&) {
+        return noMemory();
+    }
 }
 
 } // namespace mv

@@ -24,6 +24,7 @@ public:
     /// there is memory for. May be asked again.
     Result<std::optional<FileContent>> plan(const ByteSource& current);
     /// Of what was made by the last plan: its tags read back as they were meant, and its sound is that which was there.
+    /// Limit for more than there is memory for.
     Result<void> check(const ByteSource& made) const;
 
 private:
