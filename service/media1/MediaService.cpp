@@ -75,18 +75,20 @@ void MediaService::describe(MediaInput input, bool withPictures, MediaCaller cal
     });
 }
 
-void MediaService::setTags(std::string path, TagChanges changes, MediaCaller caller, Done<Facts> done)
+void MediaService::setTags(std::string path, std::function<TagChanges()> changes, MediaCaller caller, Done<Facts> done)
 {
-    auto shared = std::make_shared<const TagChanges>(std::move(changes));
     const std::string client = caller.client;
-    m_queue.add(client, [this, path = std::move(path), shared, caller = std::move(caller), done = std::move(done)] {
-        done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
-            MediaInput::at(path).mend();
-            Facts before = factsOf(MediaInput::at(path), false, caller);
-            m_tags.write(MediaInput::at(path), before, *shared, caller);
-            return factsOf(MediaInput::at(path), false, caller);
-        }));
-    });
+    m_queue.add(client,
+        [this, path = std::move(path), changes = std::move(changes), caller = std::move(caller),
+            done = std::move(done)] {
+            done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
+                const TagChanges all = changes();
+                MediaInput::at(path).mend();
+                Facts before = factsOf(MediaInput::at(path), false, caller);
+                m_tags.write(MediaInput::at(path), before, all, caller);
+                return factsOf(MediaInput::at(path), false, caller);
+            }));
+        });
 }
 
 void MediaService::thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller caller, Done<Thumbnail> done)

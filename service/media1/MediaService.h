@@ -41,8 +41,8 @@ public:
     void describe(MediaInput input, bool withPictures, MediaCaller caller, Done<Facts> done);
     void describeMany(std::vector<std::string> paths, MediaCaller caller, Done<std::vector<FactsOrError>> done);
     void thumbnail(MediaInput input, ThumbnailWish wish, MediaCaller caller, Done<Thumbnail> done);
-    /// Gives the facts after it.
-    void setTags(std::string path, TagChanges changes, MediaCaller caller, Done<Facts> done);
+    /// Gives the facts after it. `changes` is called where the work is done; a MediaError that it raises is the answer.
+    void setTags(std::string path, std::function<TagChanges()> changes, MediaCaller caller, Done<Facts> done);
 
     using SharedJob = std::shared_ptr<EncodingJob>;
     /// Looks whether the order can be done as far as that shows before it is; `done` is given the job, which is to be

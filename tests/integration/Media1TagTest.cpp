@@ -183,6 +183,8 @@ TEST_F(Media1Tags, WhatCannotBeMeantIsRefused)
     for (const Media1Option& option : wrong)
         EXPECT_EQ(m_media.setTags(path, { textOption("xesam:album", "x"), option }).error, InvalidArgs) << option.key;
     EXPECT_EQ(m_media.setTags("song.mp3", EveryTag).error, InvalidArgs);
+    UniqueFd noPicture(open(path.c_str(), O_RDONLY));
+    EXPECT_EQ(m_media.setTags(path, { handleOption("mivo:frontCover", noPicture.get()) }).error, InvalidArgs);
     UniqueFd blind(open(path.c_str(), O_PATH));
     EXPECT_EQ(m_media.setTags(path, { handleOption("mivo:frontCover", blind.get()) }).error, "AccessDenied");
     EXPECT_EQ(content(path), before);

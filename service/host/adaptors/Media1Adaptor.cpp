@@ -187,9 +187,9 @@ std::span<const ServedInterface> Media1Adaptor::interfaces() const
     return Interfaces;
 }
 
-std::shared_ptr<void> Media1Adaptor::handleShare(const MediaInput& input)
+std::shared_ptr<void> Media1Adaptor::handleShare(bool hasHandle)
 {
-    if (input.hasPath())
+    if (!hasHandle)
         return {};
     if (m_handles >= m_maxHandles)
         throw BusError(BusErrorLimitsExceeded, "too many files are handed over at once; wait for answers");
@@ -216,7 +216,7 @@ void Media1Adaptor::describe(Call& call, MediaInput input)
 {
     bool withPictures = false;
     readOptions(call.arguments(), { { "pictures", "b", [&](WireReader& value) { withPictures = value.boolean(); } } });
-    auto share = handleShare(input);
+    auto share = handleShare(!input.hasPath());
     auto begin = [&](MediaCaller caller, CallNumber number) {
         m_media.describe(std::move(input), withPictures, std::move(caller), [this, number, withPictures](auto answer) {
             host->answer(number, packFacts(std::move(answer), withPictures));
@@ -252,7 +252,7 @@ void Media1Adaptor::DescribeMany(Call& call)
 void Media1Adaptor::thumbnail(Call& call, MediaInput input)
 {
     ThumbnailWish wish = thumbnailWish(call.arguments());
-    auto share = handleShare(input);
+    auto share = handleShare(!input.hasPath());
     auto begin = [&](MediaCaller caller, CallNumber number) {
         m_media.thumbnail(std::move(input), wish, std::move(caller),
             [this, number, wish](auto answer) { host->answer(number, packThumbnail(std::move(answer), wish.format)); });
@@ -265,12 +265,21 @@ void Media1Adaptor::Thumbnail(Call& call) { thumbnail(call, MediaInput::at(absol
 void Media1Adaptor::SetTags(Call& call)
 {
     std::string path = absolute(call.arguments().string());
-    TagChanges changes = readTagChanges(call.arguments());
+    auto order = std::make_shared<TagOrder>(call.arguments());
     readOptions(call.arguments(), {});
-    start(call, [&](MediaCaller caller, CallNumber number) {
-        m_media.setTags(std::move(path), std::move(changes), std::move(caller),
-            [this, number](auto answer) { host->answer(number, packFacts(std::move(answer), false)); });
-    });
+    auto share = handleShare(order->hasHandle());
+    auto answer = [this, order](CallNumber number, MediaService::FactsOrError facts) {
+        if (order->isRefused())
+            host->answer(number, [](WireWriter&) { refuseCover(); });
+        else
+            host->answer(number, packFacts(std::move(facts), false));
+    };
+    auto begin = [&](MediaCaller caller, CallNumber number) {
+        m_media.setTags(
+            std::move(path), [order] { return order->take(); }, std::move(caller),
+            [answer, number](auto facts) { answer(number, std::move(facts)); });
+    };
+    start(call, begin, std::move(share));
 }
 
 void Media1Adaptor::ThumbnailFile(Call& call)

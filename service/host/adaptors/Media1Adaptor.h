@@ -32,8 +32,8 @@ public:
 private:
     /// Keeps the call open and begins its work. `share` lives as long as the call is open.
     void start(Call& call, const std::function<void(MediaCaller, CallNumber)>& begin, std::shared_ptr<void> share = {});
-    /// Of the descriptors that clients' handles may take; raises BusError where they are used up. Nothing for paths.
-    std::shared_ptr<void> handleShare(const MediaInput& input);
+    /// Of the descriptors that clients' handles may take; raises BusError where they are used up. Nothing without one.
+    std::shared_ptr<void> handleShare(bool hasHandle);
     void describe(Call& call, MediaInput input);
     void thumbnail(Call& call, MediaInput input);
     /// Of the jobs that a client may have, which live until it releases them; raises BusError where it has them all.

@@ -3,23 +3,15 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/TagLimits.h"
 #include "bus/BusError.h"
-#include "service/include/MediaErrors.h"
-#include "system/InputFile.h"
 
 #include <algorithm>
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <utility>
 
 namespace mv {
 
 namespace {
 
 [[noreturn]] void failArguments(std::string sentence) { throw BusError(BusErrorInvalidArgs, std::move(sentence)); }
-
-[[noreturn]] void raise(MediaErrorKind kind, const char* sentence)
-{
-    throw BusError(std::string(MediaErrorPrefix).append(nameOf(kind)), sentence);
-}
 
 constexpr std::string_view signatureOf(FactType type)
 {
@@ -51,32 +43,16 @@ TagChanges::Values valuesOf(WireReader& in, TagKey tag, const std::string& key)
 }
 
 /// What the caller has opened, from its beginning.
-Bytes contentOf(UniqueFd handle)
+Bytes contentOf(MediaInput& handle)
 {
-    int flags = fcntl(handle.get(), F_GETFL);
-    if (flags < 0 || (flags & O_PATH) || (flags & O_ACCMODE) == O_WRONLY)
-        raise(MediaErrorKind::AccessDenied, "The picture may not be read.");
-    struct stat facts { };
-    if (fstat(handle.get(), &facts) != 0 || !S_ISREG(facts.st_mode))
-        raise(MediaErrorKind::NotRegular, "The picture is no regular file.");
-    if (static_cast<std::uint64_t>(facts.st_size) > MaxTagBytes)
-        raise(MediaErrorKind::TooLarge, "The picture is larger than can be written.");
-    auto file = InputFile::adopt(std::move(handle), static_cast<std::uint64_t>(facts.st_size));
-    auto bytes = file.bytesAt(0, file.size());
+    const OpenedFile file = handle.open();
+    const SharedSource& source = *file.content();
+    if (source->size() > MaxTagBytes)
+        throw MediaError(MediaErrorKind::TooLarge, "The picture is larger than can be written.");
+    auto bytes = source->bytesAt(0, source->size());
     if (!bytes)
-        raise(MediaErrorKind::Failed, "The picture cannot be read.");
+        throw mediaError(MediaErrorKind::Failed, handle.shownName());
     return std::move(*bytes);
-}
-
-Bytes coverOf(WireReader& in, const std::string& signature)
-{
-    if (signature != "ay" && signature != "h")
-        failArguments(formatText("\"%s\" is bytes or a handle", FrontCoverKey.data()));
-    Bytes picture = signature == "ay" ? in.bytes() : contentOf(in.handle());
-    bool isEmptyList = signature == "ay" && picture.empty();
-    if (!isEmptyList && coverMimeType(picture).empty())
-        failArguments("a cover is a JPEG or a PNG");
-    return picture;
 }
 
 /// True for the null object, which takes its key out.
@@ -91,24 +67,51 @@ bool isNull(WireReader& in, const std::string& signature, const std::string& key
 
 } // namespace
 
-TagChanges readTagChanges(WireReader& in)
+void refuseCover() { failArguments("a cover is a JPEG or a PNG"); }
+
+TagOrder::TagOrder(WireReader& in)
 {
-    TagChanges changes;
     in.entries([&](const std::string& key, const std::string& signature) {
         auto tag = tagKeyOf(key);
         if (key == FrontCoverKey) {
-            changes.frontCover = isNull(in, signature, key) ? Bytes() : coverOf(in, signature);
+            takeCover(in, signature);
         } else if (!tag) {
             in.skip(signature);
         } else if (isNull(in, signature, key)) {
-            changes[*tag] = TagChanges::Values();
+            m_changes[*tag] = TagChanges::Values();
         } else {
             if (signature != signatureOf(typeOf(*tag)))
                 failArguments(formatText("\"%s\" is of another type", key.c_str()));
-            changes[*tag] = valuesOf(in, *tag, key);
+            m_changes[*tag] = valuesOf(in, *tag, key);
         }
     });
-    return changes;
+}
+
+void TagOrder::takeCover(WireReader& in, const std::string& signature)
+{
+    m_handle.reset();
+    m_changes.frontCover = Bytes();
+    if (signature == "h") {
+        m_handle = MediaInput::handed(in.handle(), "the picture");
+    } else if (signature == "ay") {
+        m_changes.frontCover = in.bytes();
+        if (!m_changes.frontCover->empty() && coverMimeType(*m_changes.frontCover).empty())
+            refuseCover();
+    } else if (!isNull(in, signature, std::string(FrontCoverKey))) {
+        failArguments(formatText("\"%s\" is bytes or a handle", FrontCoverKey.data()));
+    }
+}
+
+TagChanges TagOrder::take()
+{
+    if (m_handle) {
+        Bytes picture = contentOf(*m_handle);
+        m_isRefused = coverMimeType(picture).empty();
+        if (m_isRefused)
+            throw mediaError(MediaErrorKind::Failed, m_handle->shownName());
+        m_changes.frontCover = std::move(picture);
+    }
+    return std::move(m_changes);
 }
 
 } // namespace mv
