@@ -14,7 +14,6 @@
 #include "cli/Terminal.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace mv::cli {
 
@@ -59,12 +58,6 @@ MediaEncoding encodingFrom(const Arguments& arguments)
     return encoding;
 }
 
-std::size_t jobsFrom(const Arguments& arguments)
-{
-    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-    return static_cast<std::size_t>(arguments.number("jobs", cores));
-}
-
 /// Several files, side by side.
 class Conversion {
 public:
@@ -87,7 +80,7 @@ public:
             beginOne(next++, finish);
             return true;
         };
-        CallsInOrder work(m_media, jobsFrom(m_arguments), begin,
+        CallsInOrder work(m_media, jobsAtOnce(m_arguments), begin,
             [](const WorkResult& one) { emitFile(Name, one.output, one.complaint); });
         work.whileWaiting([&] {
             if (interruption.asked())
@@ -142,15 +135,7 @@ private:
 
 ExitStatus convertSeveral(const Arguments& arguments)
 {
-    auto overwriting = overwritingFrom(arguments);
-    if (!overwriting)
-        return misuse(Name, overwriting.error().text);
-    auto names = jobNames(arguments, ".m4a");
-    if (!names)
-        return misuse(Name, names.error().text);
-    JobOutputs outputs(*overwriting, ".m4a");
-    ExitStatus status = ExitStatus::Done;
-    std::vector<PlacedJob> jobs = placedJobs(Name, *names, outputs, status);
+    auto [jobs, status] = placedJobs(Name, arguments, ".m4a");
     if (jobs.empty())
         return status;
     auto service = openService(Name, arguments);
@@ -161,21 +146,15 @@ ExitStatus convertSeveral(const Arguments& arguments)
 
 ExitStatus mirror(const Arguments& arguments)
 {
-    for (const char* other : { "to", "no-clobber" }) {
-        if (arguments.has(other))
-            return misuse(Name, std::string("--") + other + " does not go with --mirror");
-    }
-    if (arguments.files().size() != 2)
-        return misuse(Name, "--mirror takes two folders, SOURCE and DESTINATION");
-    MirrorOrder order { .command = Name, .ending = "m4a", .encoding = encodingFrom(arguments) };
-    order.how = "aac " + std::to_string(*order.encoding.bitrate / BitsPerKilobit);
-    order.carriesTags = !arguments.has("no-tags");
-    if (!order.carriesTags)
-        order.how += " no-tags";
-    order.replaces = arguments.has("force");
-    order.removes = arguments.has("delete");
-    order.jobs = jobsFrom(arguments);
-    return mirrorFolder(order, arguments);
+    auto order = mirrorOrderFrom(Name, arguments, { "to", "no-clobber" });
+    if (!order)
+        return misuse(Name, order.error().text);
+    order->ending = "m4a";
+    order->encoding = encodingFrom(arguments);
+    order->how = "aac " + std::to_string(*order->encoding.bitrate / BitsPerKilobit);
+    if (!order->carriesTags)
+        order->how += " no-tags";
+    return mirrorFolder(*order, arguments);
 }
 
 ExitStatus run(const Arguments& arguments)

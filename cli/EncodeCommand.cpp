@@ -12,9 +12,6 @@
 #include "client/BorrowedAttributes.h"
 #include "client/ResultCodes.h"
 
-#include <algorithm>
-#include <thread>
-
 namespace mv::cli {
 
 namespace {
@@ -149,23 +146,17 @@ std::string settingsText(const Arguments& arguments)
 
 ExitStatus mirror(const Arguments& arguments)
 {
-    for (const char* other : { "to", "rate", "mode", "no-clobber" }) {
-        if (arguments.has(other))
-            return misuse(Name, std::string("--") + other + " does not go with --mirror");
-    }
-    if (arguments.files().size() != 2)
-        return misuse(Name, "--mirror takes two folders, SOURCE and DESTINATION");
-    MirrorOrder order { .command = Name, .ending = "mp3", .how = settingsText(arguments) };
-    order.encoding.format = SoundFormat::Mp3;
-    order.encoding.bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit);
-    order.encoding.vbr = arguments.has("vbr");
+    auto order = mirrorOrderFrom(Name, arguments, { "to", "rate", "mode", "no-clobber" });
+    if (!order)
+        return misuse(Name, order.error().text);
+    order->ending = "mp3";
+    order->how = settingsText(arguments);
+    order->encoding.format = SoundFormat::Mp3;
+    order->encoding.bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit);
+    order->encoding.vbr = arguments.has("vbr");
     auto quality = static_cast<int>(arguments.choice("quality", Qualities, "standard"));
-    order.encoding.quality = static_cast<EncodingQuality>(static_cast<int>(EncodingQuality::Fast) + quality);
-    order.carriesTags = !arguments.has("no-tags");
-    order.replaces = arguments.has("force");
-    order.removes = arguments.has("delete");
-    order.jobs = static_cast<std::size_t>(arguments.number("jobs", 0));
-    return mirrorFolder(order, arguments);
+    order->encoding.quality = static_cast<EncodingQuality>(static_cast<int>(EncodingQuality::Fast) + quality);
+    return mirrorFolder(*order, arguments);
 }
 
 ExitStatus run(const Arguments& arguments)
@@ -174,23 +165,14 @@ ExitStatus run(const Arguments& arguments)
         return mirror(arguments);
     if (arguments.has("delete"))
         return misuse(Name, "--delete goes with --mirror");
-    auto overwriting = overwritingFrom(arguments);
-    if (!overwriting)
-        return misuse(Name, overwriting.error().text);
-    auto names = jobNames(arguments, ".mp3");
-    if (!names)
-        return misuse(Name, names.error().text);
-    JobOutputs outputs(*overwriting, ".mp3");
-    ExitStatus status = ExitStatus::Done;
-    std::vector<PlacedJob> jobs = placedJobs(Name, *names, outputs, status);
+    auto [jobs, status] = placedJobs(Name, arguments, ".mp3");
     if (jobs.empty())
         return status;
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-    auto atOnce = static_cast<std::size_t>(arguments.number("jobs", cores));
-    return worse(status, encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags"), atOnce));
+    return worse(status,
+        encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags"), jobsAtOnce(arguments)));
 }
 
 constexpr std::array Options {

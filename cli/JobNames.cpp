@@ -6,6 +6,7 @@
 #include "cli/text/ReadableText.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace mv::cli {
 
@@ -52,15 +53,25 @@ Result<std::vector<JobNames>> jobNames(const Arguments& arguments, const std::st
     return names;
 }
 
-std::vector<PlacedJob> placedJobs(
-    const char* command, const std::vector<JobNames>& names, JobOutputs& outputs, ExitStatus& status)
+PlacedJobs placedJobs(const char* command, const Arguments& arguments, const std::string& ending)
 {
-    std::vector<PlacedJob> jobs;
-    for (const JobNames& one : names) {
-        if (auto job = placedJob(command, one, outputs, status))
-            jobs.push_back(std::move(*job));
+    auto overwriting = overwritingFrom(arguments);
+    auto names = overwriting ? jobNames(arguments, ending) : Result<std::vector<JobNames>>(overwriting.error());
+    if (!names)
+        return { {}, misuse(command, names.error().text) };
+    JobOutputs outputs(*overwriting, ending);
+    PlacedJobs placed;
+    for (const JobNames& one : *names) {
+        if (auto job = placedJob(command, one, outputs, placed.status))
+            placed.jobs.push_back(std::move(*job));
     }
-    return jobs;
+    return placed;
+}
+
+std::size_t jobsAtOnce(const Arguments& arguments)
+{
+    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    return static_cast<std::size_t>(arguments.number("jobs", cores));
 }
 
 } // namespace mv::cli

@@ -28,8 +28,16 @@ struct PlacedJob {
     JobOutput place;
 };
 
-/// Those whose places are free. Complains of the others, but for what is to be skipped, and makes the status worse.
-std::vector<PlacedJob> placedJobs(
-    const char* command, const std::vector<JobNames>& names, JobOutputs& outputs, ExitStatus& status);
+struct PlacedJobs {
+    std::vector<PlacedJob> jobs;
+    ExitStatus status = ExitStatus::Done; ///< of those that are not among them
+};
+
+/// Those that a command line asks for and whose places are free. Has complained of the others, but for what is to be
+/// skipped, and of a command line that means nothing.
+PlacedJobs placedJobs(const char* command, const Arguments& arguments, const std::string& ending);
+
+/// --jobs, or as many as there are cores.
+std::size_t jobsAtOnce(const Arguments& arguments);
 
 } // namespace mv::cli

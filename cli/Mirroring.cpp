@@ -5,6 +5,7 @@
 #include "cli/FileTexts.h"
 #include "cli/Interruption.h"
 #include "cli/JobFolder.h"
+#include "cli/JobNames.h"
 #include "cli/MirrorFolders.h"
 #include "cli/Output.h"
 #include "cli/ProgressCount.h"
@@ -19,7 +20,6 @@
 #include <filesystem>
 #include <map>
 #include <set>
-#include <thread>
 
 namespace mv::cli {
 
@@ -95,8 +95,7 @@ public:
             makeOne(jobs, m_wanted[next++], finish);
             return true;
         };
-        std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
-        CallsInOrder work(media, m_order.jobs ? m_order.jobs : cores, begin, [&](const WorkResult& one) { emit(one); });
+        CallsInOrder work(media, m_order.jobs, begin, [&](const WorkResult& one) { emit(one); });
         work.whileWaiting([&] {
             if (interruption.asked())
                 jobs.cancelAll();
@@ -281,6 +280,24 @@ private:
 };
 
 } // namespace
+
+Result<MirrorOrder> mirrorOrderFrom(
+    const char* command, const Arguments& arguments, std::initializer_list<const char*> others)
+{
+    for (const char* other : others) {
+        if (arguments.has(other))
+            return Error { Error::Kind::Format, std::string("--") + other + " does not go with --mirror" };
+    }
+    if (arguments.files().size() != 2)
+        return Error { Error::Kind::Format, "--mirror takes two folders, SOURCE and DESTINATION" };
+    return MirrorOrder {
+        .command = command,
+        .carriesTags = !arguments.has("no-tags"),
+        .replaces = arguments.has("force"),
+        .removes = arguments.has("delete"),
+        .jobs = jobsAtOnce(arguments),
+    };
+}
 
 ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments)
 {
