@@ -1,5 +1,8 @@
 #include "arguments/Program.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace mv {
 
 namespace {
@@ -21,11 +24,21 @@ std::string helpRow(const std::string& name, std::size_t columns, const char* me
     return "  " + name + padding + " " + meaning + "\n";
 }
 
+std::vector<const Option*> sortedByName(std::span<const Option> options)
+{
+    std::vector<const Option*> sorted;
+    for (const Option& option : options)
+        sorted.push_back(&option);
+    std::sort(sorted.begin(), sorted.end(),
+        [](const auto* a, const auto* b) { return std::string_view(a->name) < std::string_view(b->name); });
+    return sorted;
+}
+
 std::string optionRows(std::span<const Option> options)
 {
     std::string rows;
-    for (const Option& option : options)
-        rows += helpRow(nameOf(option), OptionColumns, option.help);
+    for (const Option* option : sortedByName(options))
+        rows += helpRow(nameOf(*option), OptionColumns, option->help);
     return rows;
 }
 

@@ -4,6 +4,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace mv {
 
@@ -26,7 +27,10 @@ struct Program {
 /// "Usage: ...", summary, details, one row an option, and the exit statuses where there are any.
 std::string helpText(const Program& program);
 
-/// One row each, as the help of programs shows them.
+/// By their names, as help and manuals show them.
+std::vector<const Option*> sortedByName(std::span<const Option> options);
+
+/// One row each, sorted, as the help of programs shows them.
 std::string optionRows(std::span<const Option> options);
 /// A name in a column of that width, and what it means.
 std::string helpRow(const std::string& name, std::size_t columns, const char* meaning);

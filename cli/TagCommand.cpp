@@ -172,7 +172,7 @@ constexpr std::array Options {
     Option { "disc", "NUMBER", "the disc's place among several: 1, or 1/2" },
     Option {
         "cover", "PICTURE", "the front cover: JPEG and PNG as they are; others are made JPEG", 0, aFile(Pictures) },
-    Option { "art", "PICTURE", "the same, but whatever is no JPEG is made one", 0, aFile(Pictures) },
+    Option { "art", "PICTURE", "like --cover, but whatever is no JPEG is made one", 0, aFile(Pictures) },
     Option { "remove", "FIELD", "empty a field, named like its option; may be given several times", 0,
         oneOf(TagFieldNames), true },
     Option { "clear", "FIELD", "another name of --remove", 0, oneOf(TagFieldNames), true },

@@ -64,8 +64,8 @@ std::string options(std::span<const Option> own, std::span<const Option> common,
 {
     std::string roff = ".SH OPTIONS\n";
     for (std::span<const Option> table : { own, common }) {
-        for (const Option& option : table)
-            roff += optionTag(option) + roffProse(sentence(option.help, option.values.words), values);
+        for (const Option* option : sortedByName(table))
+            roff += optionTag(*option) + roffProse(sentence(option->help, option->values.words), values);
     }
     return roff;
 }

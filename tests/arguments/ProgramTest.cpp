@@ -13,14 +13,14 @@ constexpr std::array Options {
 };
 constexpr std::array Statuses { StatusMeaning { 0, "done" }, StatusMeaning { 130, "interrupted" } };
 
-TEST(Program, HelpShowsWhatItTakes)
+TEST(Program, HelpShowsWhatItTakesSortedByName)
 {
     Program program { "mivo-sample", "[OPTION...] FILE", "Try things", "Nothing is kept.", Options, {}, Statuses };
     EXPECT_EQ(helpText(program),
         "Usage: mivo-sample [OPTION...] FILE\n\nTry things.\n\nNothing is kept.\n\nOptions:\n"
+        "  --a-name-beyond-its-column still apart\n"
         "  -s, --size PIXELS      the longer side\n"
         "  -V, --version          show the version\n"
-        "  --a-name-beyond-its-column still apart\n"
         "\nExit status:\n  0     done\n  130   interrupted\n");
 }
 
