@@ -1,5 +1,7 @@
 #include "tests/integration/Media1Client.h"
 
+#include "client/MediaAnswers.h"
+#include "facts/FactNames.h"
 #include "service/include/MediaErrors.h"
 
 #include <gtest/gtest.h>
@@ -12,13 +14,6 @@ using namespace std::string_literals;
 
 const std::string Name(Media1Service);
 
-template <class T> std::string textOfBasic(sd_bus_message* message, char type)
-{
-    T value {};
-    EXPECT_GT(sd_bus_message_read_basic(message, type, &value), 0);
-    return std::to_string(value);
-}
-
 std::string joined(const std::vector<std::string>& texts)
 {
     std::string all;
@@ -27,65 +22,72 @@ std::string joined(const std::vector<std::string>& texts)
     return all;
 }
 
-std::string valueText(sd_bus_message* message, const std::string& signature)
+/// With the letters that the answer's reader has checked.
+struct FactText {
+    std::string operator()(const std::string& text) const { return "s " + text; }
+    std::string operator()(const std::vector<std::string>& texts) const { return "as " + joined(texts); }
+    std::string operator()(std::int32_t number) const { return "i " + std::to_string(number); }
+    std::string operator()(std::uint32_t number) const { return "u " + std::to_string(number); }
+    std::string operator()(std::int64_t number) const { return "x " + std::to_string(number); }
+    std::string operator()(std::uint64_t number) const { return "t " + std::to_string(number); }
+    std::string operator()(double number) const { return "d " + std::to_string(number); }
+    std::string operator()(bool flag) const { return flag ? "b true" : "b false"; }
+};
+
+FactTexts textsOf(const Facts& facts)
 {
-    WireReader in(message);
-    if (signature == "s")
-        return in.string();
-    if (signature == "as")
-        return joined(in.strings());
-    if (signature == "b")
-        return in.boolean() ? "true" : "false";
-    if (signature == "i")
-        return std::to_string(in.integer());
-    if (signature == "u")
-        return std::to_string(in.unsignedInteger());
-    if (signature == "x")
-        return textOfBasic<std::int64_t>(message, 'x');
-    if (signature == "t")
-        return textOfBasic<std::uint64_t>(message, 't');
-    if (signature == "d")
-        return std::to_string(in.real());
-    ADD_FAILURE() << "a fact of type " << signature;
-    in.skip(signature);
-    return {};
+    FactTexts texts;
+    for (const auto& [key, value] : facts.entries())
+        texts[std::string(key)] = std::visit(FactText {}, value);
+    return texts;
 }
 
-/// Takes a list's elements as long as there are some.
-template <class Take> void readList(sd_bus_message* message, const char* contents, const Take& take)
+FactTexts textsOf(const Result<Facts>& facts)
 {
-    EXPECT_GT(sd_bus_message_enter_container(message, 'a', contents), 0);
-    while (!sd_bus_message_at_end(message, 0))
-        take();
-    sd_bus_message_exit_container(message);
+    if (facts)
+        return textsOf(*facts);
+    return { { "mivo:error", "s " + facts.error().name }, { "mivo:errorMessage", "s " + facts.error().text } };
 }
 
-GivenPicture readPicture(sd_bus_message* message)
+/// Whether there is that list, be it empty, and no key that the interface does not have.
+bool lookForPictures(WireReader in)
 {
-    GivenPicture picture;
-    std::vector<std::string> facts;
-    WireReader(message).entries([&](const std::string& key, const std::string& signature) {
-        if (key == "data")
-            picture.data = WireReader(message).handle();
-        else
-            facts.push_back(valueText(message, signature));
+    bool areThere = false;
+    in.entries([&](const std::string& key, const std::string& signature) {
+        areThere = areThere || key == "mivo:pictures";
+        EXPECT_TRUE(key == "mivo:pictures" || factRowOf(key)) << key;
+        in.skip(signature);
     });
-    picture.facts = joined(facts);
-    return picture;
+    return areThere;
 }
 
-FactTexts readFacts(sd_bus_message* message, Media1Answer& answer)
+void readDescribed(const Answer& reply, Media1Answer& answer)
 {
-    FactTexts facts;
-    WireReader(message).entries([&](const std::string& key, const std::string& signature) {
-        if (key == "mivo:pictures") {
-            answer.hasPictures = true;
-            readList(message, "a{sv}", [&] { answer.pictures.push_back(readPicture(message)); });
-        } else {
-            facts[key] = signature + " " + valueText(message, signature);
-        }
-    });
-    return facts;
+    answer.hasPictures = lookForPictures(reply.reader());
+    sd_bus_message_rewind(reply.message.get(), 1);
+    WireReader in = reply.reader();
+    MediaDescription description = readDescription(in);
+    answer.files.push_back(textsOf(description.facts));
+    for (MediaPicture& picture : description.pictures) {
+        answer.pictures.push_back({ joined({ std::to_string(picture.type), picture.mimeType, picture.description }),
+            std::move(picture.data) });
+    }
+}
+
+void readMany(const Answer& reply, std::size_t paths, Media1Answer& answer)
+{
+    WireReader in = reply.reader();
+    for (const auto& file : readDescriptions(in, paths))
+        answer.files.push_back(textsOf(file));
+}
+
+void readPicture(const Answer& reply, Media1Answer& answer)
+{
+    WireReader in = reply.reader();
+    MediaThumbnail thumbnail = readThumbnail(in);
+    answer.picture = std::move(thumbnail.picture);
+    answer.files.push_back({ { "mivo:width", "u " + std::to_string(thumbnail.width) },
+        { "mivo:height", "u " + std::to_string(thumbnail.height) }, { "mivo:mimeType", "s " + thumbnail.mimeType } });
 }
 
 void putPaths(WireWriter& out, const std::vector<std::string>& paths)
@@ -137,7 +139,8 @@ void putMedia1Options(WireWriter& out, const Media1Options& options)
     });
 }
 
-Media1Answer Media1Client::call(const char* member, const BusClient::Encode& arguments, const Media1Options& options)
+Media1Answer Media1Client::call(
+    const char* member, const BusClient::Encode& arguments, const Media1Options& options, const Read& read)
 {
     Answer reply = m_client.call(Name, Media1Path, wire::Media1::Interface, member, [&](WireWriter& out) {
         arguments(out);
@@ -149,38 +152,35 @@ Media1Answer Media1Client::call(const char* member, const BusClient::Encode& arg
     answer.text = reply.text;
     if (!reply.ok())
         return answer;
-    std::string signature = sd_bus_message_get_signature(reply.message.get(), 1);
-    if (signature.starts_with('h'))
-        answer.picture = reply.reader().handle();
-    if (signature == "aa{sv}")
-        readList(reply.message.get(), "a{sv}", [&] { answer.files.push_back(readFacts(reply.message.get(), answer)); });
-    else
-        answer.files.push_back(readFacts(reply.message.get(), answer));
+    if (auto taken = mediaResultOf([&] { return read(reply, answer), true; }); !taken)
+        ADD_FAILURE() << member << ": " << taken.error().text;
     return answer;
 }
 
 Media1Answer Media1Client::describe(const std::string& path, const Media1Options& options)
 {
     return call(
-        wire::Media1::Describe, [&](WireWriter& out) { out.string(path); }, options);
+        wire::Media1::Describe, [&](WireWriter& out) { out.string(path); }, options, readDescribed);
 }
 
 Media1Answer Media1Client::describeFile(int file, const std::string& name, const Media1Options& options)
 {
     return call(
-        wire::Media1::DescribeFile, [&](WireWriter& out) { out.handle(file).string(name); }, options);
+        wire::Media1::DescribeFile, [&](WireWriter& out) { out.handle(file).string(name); }, options, readDescribed);
 }
 
 Media1Answer Media1Client::describeMany(const std::vector<std::string>& paths, const Media1Options& options)
 {
     return call(
-        wire::Media1::DescribeMany, [&](WireWriter& out) { putPaths(out, paths); }, options);
+        wire::Media1::DescribeMany, [&](WireWriter& out) { putPaths(out, paths); }, options,
+        [&](const Answer& reply, Media1Answer& answer) { readMany(reply, paths.size(), answer); });
 }
 
 Media1Answer Media1Client::thumbnail(const std::string& path, std::uint32_t size, const Media1Options& options)
 {
     return call(
-        wire::Media1::Thumbnail, [&](WireWriter& out) { out.string(path).unsignedInteger(size); }, options);
+        wire::Media1::Thumbnail, [&](WireWriter& out) { out.string(path).unsignedInteger(size); }, options,
+        readPicture);
 }
 
 Media1Answer Media1Client::thumbnailFile(
@@ -188,7 +188,7 @@ Media1Answer Media1Client::thumbnailFile(
 {
     return call(
         wire::Media1::ThumbnailFile, [&](WireWriter& out) { out.handle(file).string(name).unsignedInteger(size); },
-        options);
+        options, readPicture);
 }
 
 Media1Answer Media1Client::setTags(const std::string& path, const Media1Options& tags, const Media1Options& options)
@@ -197,7 +197,7 @@ Media1Answer Media1Client::setTags(const std::string& path, const Media1Options&
         out.string(path);
         putMedia1Options(out, tags);
     };
-    return call(wire::Media1::SetTags, put, options);
+    return call(wire::Media1::SetTags, put, options, readDescribed);
 }
 
 void Media1Client::send(BusClient& client, const std::vector<std::string>& paths)

@@ -50,7 +50,8 @@ Media1Option numberOption(std::string key, std::int32_t value);
 Media1Option noneOption(std::string key);
 void putMedia1Options(WireWriter& out, const Media1Options& options);
 
-/// The calls of Mivo.Media1, each by a connection of the caller's.
+/// The calls of Mivo.Media1, each by a connection of the caller's, wrong ones too. Answers are read as programs read
+/// them.
 class Media1Client {
 public:
     explicit Media1Client(BusClient& client)
@@ -71,7 +72,10 @@ public:
     static void send(BusClient& client, const std::vector<std::string>& paths);
 
 private:
-    Media1Answer call(const char* member, const BusClient::Encode& arguments, const Media1Options& options);
+    using Read = std::function<void(const Answer& reply, Media1Answer& answer)>;
+
+    Media1Answer call(
+        const char* member, const BusClient::Encode& arguments, const Media1Options& options, const Read& read);
 
     BusClient& m_client;
 };
