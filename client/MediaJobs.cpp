@@ -44,7 +44,7 @@ MediaJobContent::MediaJobContent(ServiceBus& bus, MediaJobPlace at)
 {
 }
 
-void MediaJobContent::take(WireReader& changes)
+void MediaJobStatus::take(WireReader& changes)
 {
     namespace names = wire::Job1;
     if (state != MediaJob::State::Running)
@@ -62,14 +62,17 @@ void MediaJobContent::take(WireReader& changes)
             changes.skip(signature);
     });
     state = told;
-    if (state == MediaJob::State::Failed || state == MediaJob::State::Cancelled)
-        error = mediaError(std::move(problem.first), std::move(problem.second));
+    if (state == MediaJob::State::Running || state == MediaJob::State::Done)
+        return;
+    if (problem.first.empty())
+        problem = { std::string(MediaErrorPrefix).append(nameOf(MediaErrorKind::Failed)), "the job does not say why" };
+    error = mediaError(std::move(problem.first), std::move(problem.second));
 }
 
 void MediaJobContent::fail(Error why)
 {
-    state = MediaJob::State::Failed;
-    error = std::move(why);
+    status.state = MediaJob::State::Failed;
+    status.error = std::move(why);
 }
 
 void MediaJobContent::tell(std::shared_ptr<MediaJobContent> content)
@@ -90,9 +93,9 @@ MediaJob::~MediaJob()
     m_content->object.post(wire::Job1::Release);
 }
 
-MediaJob::State MediaJob::state() const { return m_content->state; }
-double MediaJob::progress() const { return m_content->progress; }
-const std::optional<Error>& MediaJob::error() const { return m_content->error; }
+MediaJob::State MediaJob::state() const { return m_content->status.state; }
+double MediaJob::progress() const { return m_content->status.progress; }
+const std::optional<Error>& MediaJob::error() const { return m_content->status.error; }
 const std::string& MediaJob::path() const { return m_content->place.path; }
 void MediaJob::onChange(std::function<void()> changed) { m_content->listener = std::move(changed); }
 void MediaJob::cancel() { m_content->object.post(wire::Job1::Cancel); }
@@ -130,7 +133,7 @@ void MediaJobs::noteChange(sd_bus_message* message)
             WireReader in(message);
             in.string();
             // What is of other types is no change.
-            if (resultOf([&] { content->take(in); }).ok())
+            if (resultOf([&] { content->status.take(in); }).ok())
                 MediaJobContent::tell(content);
         });
     }
@@ -170,7 +173,7 @@ template <class Matches> void MediaJobs::failWhere(const Error& error, const Mat
     // Listeners may begin jobs.
     for (const auto& job : std::vector(m_jobs)) {
         auto content = job.lock();
-        if (!content || content->state != MediaJob::State::Running || !matches(*content))
+        if (!content || content->status.state != MediaJob::State::Running || !matches(*content))
             continue;
         content->fail(error);
         m_guard.run([&] { MediaJobContent::tell(content); });

@@ -9,13 +9,21 @@
 
 namespace mv {
 
+/// What a job was told of last.
+struct MediaJobStatus {
+    MediaJob::State state = MediaJob::State::Running;
+    double progress = 0;
+    std::optional<Error> error;
+
+    /// What has changed; nothing changes after the end. Throws BusError where that is of no form that changes have.
+    void take(WireReader& changes);
+};
+
 /// One job as it was told last.
 class MediaJobContent {
 public:
     MediaJobContent(ServiceBus& bus, MediaJobPlace place);
 
-    /// What has changed; nothing changes after the end.
-    void take(WireReader& changes);
     /// Its end where the service tells none.
     void fail(Error error);
     /// Tells the listener; also where the listener drops the job.
@@ -23,9 +31,7 @@ public:
 
     const MediaJobPlace place;
     const RemoteObject object;
-    MediaJob::State state = MediaJob::State::Running;
-    double progress = 0;
-    std::optional<Error> error;
+    MediaJobStatus status;
     std::function<void()> listener;
 };
 

@@ -126,6 +126,13 @@ TEST_F(MediaJobTest, FailsWithItsError)
     EXPECT_EQ(m_job->error()->text, "The disk is full.");
 }
 
+TEST_F(MediaJobTest, AnEndWithoutAReasonIsAFailure)
+{
+    begin();
+    tell([](WireWriter& out) { putState(out, "failed"); });
+    EXPECT_EQ(mediaErrorKind(*m_job->error()), MediaErrorKind::Failed);
+}
+
 TEST_F(MediaJobTest, CancelIsSentAndItsEndIsTold)
 {
     begin();
