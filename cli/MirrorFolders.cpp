@@ -2,10 +2,10 @@
 
 #include "Base/Core/Text.h"
 #include "cli/Output.h"
+#include "cli/collection/FolderWalk.h"
 #include "system/InputFile.h"
 #include "system/OutputFile.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -38,60 +38,10 @@ std::int64_t timeOf(const struct stat& facts)
     return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
 }
 
-class Walk {
-public:
-    Walk(const std::string& source, const std::string& without, const MirrorFailure& failed)
-        : m_source(source)
-        , m_without(without)
-        , m_failed(failed)
-    {
-    }
-
-    std::vector<MirrorFile> files()
-    {
-        m_folders.push_back(m_source);
-        while (!m_folders.empty()) {
-            std::string next = std::move(m_folders.back());
-            m_folders.pop_back();
-            readFolder(next);
-        }
-        std::sort(m_files.begin(), m_files.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
-        return std::move(m_files);
-    }
-
-private:
-    void readFolder(const std::string& folder)
-    {
-        std::error_code failed;
-        fs::directory_iterator at(folder, failed);
-        for (; !failed && at != fs::directory_iterator(); at.increment(failed))
-            take(at->path().native(), at->path().filename().native());
-        if (failed)
-            m_failed(folder, failed.message());
-    }
-
-    void take(const std::string& path, const std::string& name)
-    {
-        struct stat facts { };
-        if (name.starts_with('.') || path == m_without || lstat(path.c_str(), &facts) != 0)
-            return;
-        if (S_ISDIR(facts.st_mode))
-            return m_folders.push_back(path);
-        bool isFile = (!S_ISLNK(facts.st_mode) || stat(path.c_str(), &facts) == 0) && S_ISREG(facts.st_mode);
-        if (!isFile || !isMirrored(name))
-            return;
-        if (!isValidUtf8(path))
-            return m_failed(path, "its name is not UTF-8");
-        m_files.push_back({ path.substr(m_source.size() + (m_source == "/" ? 0 : 1)),
-            static_cast<std::uint64_t>(facts.st_size), timeOf(facts) });
-    }
-
-    const std::string& m_source;
-    const std::string& m_without;
-    const MirrorFailure& m_failed;
-    std::vector<std::string> m_folders;
-    std::vector<MirrorFile> m_files;
-};
+bool isWithin(const std::string& path, const std::string& folder)
+{
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
 
 Result<MirrorState> stateIn(const std::string& path, const std::string& source)
 {
@@ -112,7 +62,23 @@ Result<MirrorState> stateIn(const std::string& path, const std::string& source)
 std::vector<MirrorFile> mirroredFiles(
     const std::string& source, const std::string& without, const MirrorFailure& failed)
 {
-    return Walk(source, without, failed).files();
+    std::vector<MirrorFile> files;
+    FolderWalk walk(source);
+    while (auto found = walk.next()) {
+        struct stat facts { };
+        if (isWithin(found->path, without))
+            continue;
+        if (found->failure)
+            failed(found->path, found->failure->text);
+        else if (!isMirrored(found->path) || stat(found->path.c_str(), &facts) != 0)
+            continue;
+        else if (!isValidUtf8(found->path))
+            failed(found->path, "its name is not UTF-8");
+        else
+            files.push_back({ found->path.substr(source.size() + (source == "/" ? 0 : 1)),
+                static_cast<std::uint64_t>(facts.st_size), timeOf(facts) });
+    }
+    return files;
 }
 
 Result<MirrorTarget> MirrorTarget::open(const std::string& folder, const std::string& source)

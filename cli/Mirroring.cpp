@@ -2,13 +2,13 @@
 
 #include "Base/Core/Text.h"
 #include "cli/CallsInOrder.h"
+#include "cli/FileProgress.h"
 #include "cli/FileTexts.h"
 #include "cli/Interruption.h"
 #include "cli/JobFolder.h"
 #include "cli/JobNames.h"
 #include "cli/MirrorFolders.h"
 #include "cli/Output.h"
-#include "cli/ProgressCount.h"
 #include "cli/ServiceAccess.h"
 #include "cli/SoundJobs.h"
 #include "cli/Terminal.h"
@@ -87,6 +87,8 @@ public:
             return fail(m_target.folder(), folder.error());
         m_jobFolder = *folder;
         SoundJobs jobs(media);
+        m_progress.emplace(errorTakesDrawing(), terminalWidth());
+        m_progress->setTotal(m_wanted.size());
         Interruption interruption;
         std::size_t next = 0;
         auto begin = [&](const CallsInOrder::Finish& finish) {
@@ -97,11 +99,12 @@ public:
         };
         CallsInOrder work(media, m_order.jobs, begin, [&](const WorkResult& one) { emit(one); });
         work.whileWaiting([&] {
+            m_progress->show(m_done);
             if (interruption.asked())
                 jobs.cancelAll();
         });
         m_status = worse(m_status, work.run());
-        m_count.hide();
+        m_progress->hide();
         if (interruption.asked())
             m_status = ExitStatus::Interrupted;
         m_jobFolder.reset();
@@ -228,9 +231,9 @@ private:
 
     void emit(const WorkResult& one)
     {
-        m_count.hide();
+        m_progress->hide();
         emitFile(m_order.command, one.output, one.complaint);
-        m_count.show(++m_done, m_wanted.size());
+        m_progress->show(++m_done);
     }
 
     void removeOne(const MirrorEntry& entry)
@@ -250,12 +253,6 @@ private:
         ++m_removed;
     }
 
-    /// "3 of 12 files".
-    struct Count {
-        void show(std::size_t done, std::size_t all) const { ProgressCount(all).show(done); }
-        void hide() const { ProgressCount(0).hide(); }
-    };
-
     const MirrorOrder& m_order;
     std::string m_source;
     MirrorTarget m_target;
@@ -265,7 +262,7 @@ private:
     std::set<std::string> m_unread; ///< sources
     std::vector<Wanted> m_wanted;
     std::shared_ptr<JobFolder> m_jobFolder;
-    Count m_count;
+    std::optional<FileProgress> m_progress; ///< while files are made
     std::size_t m_made = 0;
     std::size_t m_done = 0;
     std::size_t m_encoded = 0;
