@@ -129,7 +129,9 @@ std::optional<IndexEntry> readIndexLine(std::string_view text)
         return std::nullopt;
     auto uri = line.takeString();
     auto path = uri ? pathOfFileUri(*uri) : Error {};
-    if (!path || !line.take("\",") || !takeStamp(line, entry.stamp) || !text.ends_with('}'))
+    if (!path || !line.take("\",") || !takeStamp(line, entry.stamp))
+        return std::nullopt;
+    if (line.rest() != "}" && !(line.rest().starts_with(',') && line.rest().ends_with('}')))
         return std::nullopt;
     entry.path = std::move(*path);
     entry.isWorthAnotherTry = isWorthAnotherTry(line);

@@ -30,8 +30,13 @@ std::string_view withoutBlanks(std::string_view text)
     return last == std::string_view::npos ? std::string_view() : text.substr(first, last + 1 - first);
 }
 
+/// What is longer is no mistyped name.
+constexpr std::size_t LongestMistyped = 40;
+
 Error unknownField(std::string_view name)
 {
+    if (name.size() > LongestMistyped)
+        return { Error::Kind::Format, "there is no field of such a long name" };
     std::vector<std::string> known;
     for (const FactField& field : allFields())
         known.emplace_back(field.name());

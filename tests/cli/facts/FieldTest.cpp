@@ -32,6 +32,7 @@ TEST(FactField, AMistypedOneGetsTheNearestBack)
 {
     EXPECT_EQ(FactField::named("artits").error().text, "there is no field \"artits\"; did you mean artist?");
     EXPECT_EQ(FactField::named("xyzzyxyzzy").error().text, "there is no field \"xyzzyxyzzy\"");
+    EXPECT_EQ(FactField::named(std::string(1000, 'x')).error().text, "there is no field of such a long name");
     EXPECT_FALSE(FactField::named("").ok());
     EXPECT_FALSE(FactField::named("mivo:artist").ok());
 }
