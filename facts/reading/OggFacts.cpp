@@ -137,6 +137,8 @@ public:
 
     /// The lacing values of the page that next() gave last.
     ByteView lacing() const { return ByteView(m_bytes).subspan(27, m_bytes[26]); }
+    /// Behind that page.
+    std::uint64_t place() const { return m_place; }
 
 private:
     static constexpr std::size_t FirstLook = 8192;
@@ -212,6 +214,7 @@ Result<void> readOgg(Reading& reading)
     PageWalk walk(reading.source);
     std::optional<OggStream> stream;
     CommentPacket comments;
+    std::uint64_t tagsEnd = 0; // a cover among them is no sound
     for (int i = 0; i < MaxHeaderPages; ++i) {
         auto page = walk.next();
         if (!page)
@@ -225,6 +228,7 @@ Result<void> readOgg(Reading& reading)
             if (stream)
                 stream->serial = page->serial;
         } else if (stream && page->serial == stream->serial && !comments.take(*page, walk.lacing())) {
+            tagsEnd = walk.place();
             break;
         }
     }
@@ -234,7 +238,7 @@ Result<void> readOgg(Reading& reading)
         addVorbisComments(reading.tags, ByteView(comments.bytes).subspan(stream->commentPrefix));
     setLength(reading.source, *stream);
     if (stream->sound.bitrate == 0)
-        stream->sound.bitrate = bitrateOf(reading.source.size(), stream->sound.length);
+        stream->sound.bitrate = bitrateOf(reading.source.size() - tagsEnd, stream->sound.length);
     reading.type.mimeType = stream->mimeType;
     putSound(reading.facts, stream->sound);
     return {};

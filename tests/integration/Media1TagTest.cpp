@@ -263,7 +263,8 @@ TEST_P(Media1TagFormats, TakeEveryTagAndACover)
     tags.push_back(bytesOption("mivo:frontCover", m_png));
     Media1Answer answer = m_media.setTags(path, tags);
     expectEveryTag(answer);
-    for (const char* key : { "mivo:mimeType", "mpris:length", "mivo:sampleRate", "mivo:audioCodec", "mivo:channels" })
+    for (const char* key :
+        { "mivo:mimeType", "mpris:length", "mivo:sampleRate", "mivo:audioCodec", "mivo:channels", "mivo:bitrate" })
         EXPECT_EQ(answer.fact(key), before.fact(key)) << key;
     EXPECT_TRUE(pictureOf(path).ends_with(m_png)) << pictureOf(path);
     Media1Options nothing;
