@@ -3,7 +3,7 @@
 #include "Base/Core/Handle.h"
 #include "cli/PictureDecoding.h"
 #include "cli/text/JsonText.h"
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include <algorithm>
 #include <array>

@@ -5,7 +5,7 @@
 #include "cli/Interruption.h"
 #include "cli/PictureFile.h"
 #include "cli/text/JsonText.h"
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include <algorithm>
 #include <chafa.h>

@@ -1,6 +1,7 @@
 #include "pictures/HeifReader.h"
 
 #include "Base/Core/Handle.h"
+#include "pictures/HeifItems.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,9 +10,11 @@ namespace mv {
 
 namespace {
 
-// A preview stands in only for drawings of at most half its size, and when its sides relate as the picture's do.
+// A preview stands in for faithful drawings of at most half its size, and when its sides relate as the picture's do.
 constexpr int PreviewReserve = 2;
 constexpr double PreviewShapeTolerance = 0.01;
+/// Pixels of the shorter side.
+constexpr double PreviewRounding = 2;
 constexpr int MaxPreviews = 8;
 
 void straightenAlpha(const std::uint8_t* from, std::uint8_t* to, int width)
@@ -38,12 +41,12 @@ HeifReader::~HeifReader()
         m_heif.contextFree(m_context);
 }
 
-Result<PictureReaders> HeifReader::open(const SharedSource& source)
+Result<PictureReaders> HeifReader::open(const SharedSource& source, Drawing drawing)
 {
     const HeifLibrary* heif = HeifLibrary::get();
     if (!heif)
         return Error { Error::Kind::Unsupported, "no HEIF library" };
-    std::unique_ptr<HeifReader> reader(new HeifReader(source, *heif));
+    std::unique_ptr<HeifReader> reader(new HeifReader(source, *heif, drawing));
     MV_TRY_VOID(reader->readHeader());
     PictureReaders readers;
     readers.push_back(std::move(reader));
@@ -95,58 +98,89 @@ Result<void> HeifReader::readHeader()
     if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > MaxWholePicturePixels)
         return Error { Error::Kind::Limit, "a HEIF of too many pixels" };
     PixelModel model = m_heif.handleHasAlphaChannel(m_handle) ? PixelModel::RgbAlpha : PixelModel::Rgb;
-    m_header = { width, height, model, readProfile() };
+    m_header = { width, height, model, profileOf(m_handle) };
     return {};
 }
 
-Bytes HeifReader::readProfile() const
+Bytes HeifReader::profileOf(const heif_image_handle* handle) const
 {
-    heif_color_profile_type type = m_heif.handleGetColorProfileType(m_handle);
+    heif_color_profile_type type = m_heif.handleGetColorProfileType(handle);
     if (type != heif_color_profile_type_rICC && type != heif_color_profile_type_prof)
         return {};
-    std::size_t size = m_heif.handleGetRawColorProfileSize(m_handle);
+    std::size_t size = m_heif.handleGetRawColorProfileSize(handle);
     if (size == 0 || size > MaxProfileBytes)
         return {};
     Bytes profile(size);
-    return m_heif.handleGetRawColorProfile(m_handle, profile.data()).code == heif_error_Ok ? profile : Bytes {};
+    return m_heif.handleGetRawColorProfile(handle, profile.data()).code == heif_error_Ok ? profile : Bytes {};
 }
 
-/// A preview that the caller releases, or null.
-heif_image_handle* HeifReader::previewFor(int targetWidth, int targetHeight) const
+/// Whether the sides of a preview relate as the picture's do. Small ones are rounded, by some encoders to even numbers.
+bool HeifReader::hasShape(const heif_image_handle* preview) const
+{
+    double width = m_heif.handleGetWidth(preview);
+    double height = m_heif.handleGetHeight(preview);
+    double shape = static_cast<double>(m_header.width) / m_header.height;
+    if (std::fabs(width / height / shape - 1) < PreviewShapeTolerance)
+        return true;
+    return m_drawing == Drawing::Quick
+        && (shape > 1 ? std::fabs(height - width / shape) : std::fabs(width - height * shape)) < PreviewRounding;
+}
+
+/// Whether it has transparency where the picture has it, and no colours of its own.
+bool HeifReader::isLikeThePicture(const heif_image_handle* preview) const
+{
+    Bytes profile = profileOf(preview);
+    return (profile.empty() || profile == m_header.profile)
+        && (m_heif.handleHasAlphaChannel(preview) != 0) == hasAlpha(m_header.model);
+}
+
+/// For a faithful drawing the first preview of twice its size, else the smallest one of its size; or null.
+HeifReader::PictureHandle HeifReader::previewFor(int targetWidth, int targetHeight) const
 {
     heif_item_id ids[MaxPreviews];
     int count = std::min(m_heif.handleGetListOfThumbnailIds(m_handle, ids, MaxPreviews), MaxPreviews);
-    double shape = static_cast<double>(m_header.width) / m_header.height;
-    for (int i = 0; i < count; ++i) {
-        heif_image_handle* preview = nullptr;
-        if (m_heif.handleGetThumbnail(m_handle, ids[i], &preview).code != heif_error_Ok)
+    bool isQuick = m_drawing == Drawing::Quick;
+    auto items = isQuick && count > 0 ? HeifItems::read(*m_source) : std::nullopt;
+    double reserve = isQuick ? 1 : PreviewReserve;
+    PictureHandle best(nullptr, m_heif.handleRelease);
+    for (int i = 0; i < count && (isQuick || !best); ++i) {
+        heif_image_handle* found = nullptr;
+        if (m_heif.handleGetThumbnail(m_handle, ids[i], &found).code != heif_error_Ok)
             continue;
-        double width = m_heif.handleGetWidth(preview);
-        double height = m_heif.handleGetHeight(preview);
-        if (width >= PreviewReserve * static_cast<double>(targetWidth)
-            && height >= PreviewReserve * static_cast<double>(targetHeight)
-            && std::fabs(width / height / shape - 1) < PreviewShapeTolerance)
-            return preview;
-        m_heif.handleRelease(preview);
+        PictureHandle preview(found, m_heif.handleRelease);
+        int width = m_heif.handleGetWidth(found);
+        if (width < reserve * targetWidth || m_heif.handleGetHeight(found) < reserve * targetHeight || !hasShape(found))
+            continue;
+        // One that lies otherwise may be meant to be turned like the picture, or be upright already.
+        if (isQuick && !(items && items->areTurnedAlike(items->primary(), ids[i]) && isLikeThePicture(found)))
+            continue;
+        if (!best || width < m_heif.handleGetWidth(best.get()))
+            best = std::move(preview);
     }
-    return nullptr;
+    return best;
 }
 
 Result<void> HeifReader::decode(int targetWidth, int targetHeight, RowSink& sink)
 {
-    if (heif_image_handle* preview = previewFor(targetWidth, targetHeight)) {
-        ScopeGuard release([&] { m_heif.handleRelease(preview); });
-        return deliver(preview, sink);
+    PictureHandle preview = previewFor(targetWidth, targetHeight);
+    bool isQuick = m_drawing == Drawing::Quick;
+    if (preview) {
+        auto delivered = deliver(preview.get(), isQuick, sink);
+        if (delivered || !isQuick)
+            return delivered;
     }
-    return deliver(m_handle, sink);
+    return deliver(m_handle, false, sink);
 }
 
-Result<void> HeifReader::deliver(const heif_image_handle* handle, RowSink& sink) const
+/// `isStrict`: whatever is damaged is an error, before the sink has got anything.
+Result<void> HeifReader::deliver(const heif_image_handle* handle, bool isStrict, RowSink& sink) const
 {
     bool alpha = hasAlpha(m_header.model);
     heif_decoding_options* options = m_heif.decodingOptionsAlloc();
     ScopeGuard releaseOptions([&] { m_heif.decodingOptionsFree(options); });
     options->convert_hdr_to_8bit = 1;
+    if (isStrict && options->version >= 3)
+        options->strict_decoding = 1;
     heif_image* image = nullptr;
     heif_error error = m_heif.decodeImage(handle, &image, heif_colorspace_RGB,
         alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options);
@@ -158,7 +192,8 @@ Result<void> HeifReader::deliver(const heif_image_handle* handle, RowSink& sink)
     const std::uint8_t* pixels = m_heif.imageGetPlaneReadonly(image, heif_channel_interleaved, &stride);
     int width = m_heif.imageGetWidth(image, heif_channel_interleaved);
     int height = m_heif.imageGetHeight(image, heif_channel_interleaved);
-    if (!pixels || width < 1 || height < 1 || stride < width * channelsOf(m_header.model))
+    bool isOtherSize = width != m_heif.handleGetWidth(handle) || height != m_heif.handleGetHeight(handle);
+    if (!pixels || width < 1 || height < 1 || stride < width * channelsOf(m_header.model) || (isStrict && isOtherSize))
         return Error { Error::Kind::Format, "a HEIF that decodes to nothing" };
     if (!sink.begin({ width, height, m_header.model }))
         return Error { Error::Kind::Limit, "a HEIF too large to draw" };

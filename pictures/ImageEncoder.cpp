@@ -1,12 +1,9 @@
 #include "pictures/ImageEncoder.h"
 
-#include "Base/Core/Handle.h"
-
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <jpeglib.h>
-#include <png.h>
 
 namespace mv {
 
@@ -103,24 +100,6 @@ Result<Bytes> encodeJpeg(const Bitmap& bitmap, int quality)
     if (!fine || !jpeg.finish())
         return Error { Error::Kind::Io, "the JPEG encoder failed" };
     return jpeg.output();
-}
-
-Result<Bytes> encodePng(const Bitmap& bitmap)
-{
-    if (isEmpty(bitmap))
-        return Error { Error::Kind::Unsupported, "an empty bitmap" };
-    png_image image {};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(bitmap.width);
-    image.height = static_cast<png_uint_32>(bitmap.height);
-    image.format = PNG_FORMAT_RGBA;
-    std::unique_ptr<png_image, CloseWith<png_image_free>> owner(&image);
-    png_alloc_size_t bound = PNG_IMAGE_PNG_SIZE_MAX(image);
-    Bytes file(bound);
-    if (!png_image_write_to_memory(&image, file.data(), &bound, 0, bitmap.pixels.data(), 0, nullptr))
-        return Error { Error::Kind::Io, "the PNG encoder failed" };
-    file.resize(bound);
-    return file;
 }
 
 } // namespace mv

@@ -11,7 +11,4 @@ inline constexpr int DefaultJpegQuality = 75;
 /// A baseline JPEG, 4:2:0. What is transparent becomes white. An error when a side is above JPEG's 65,500 or empty.
 Result<Bytes> encodeJpeg(const Bitmap& bitmap, int quality = DefaultJpegQuality);
 
-/// A PNG of 8 bits RGBA, loss-free.
-Result<Bytes> encodePng(const Bitmap& bitmap);
-
 } // namespace mv

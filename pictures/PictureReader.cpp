@@ -21,7 +21,7 @@ Result<void> checkPictureSize(std::uint64_t width, std::uint64_t height)
     return {};
 }
 
-Result<PictureReaders> openPictures(const SharedSource& source)
+Result<PictureReaders> openPictures(const SharedSource& source, Drawing drawing)
 {
     std::uint8_t first[PictureMagicBytes] = {};
     std::size_t count = source->readUpTo(0, first);
@@ -39,7 +39,7 @@ Result<PictureReaders> openPictures(const SharedSource& source)
     case PictureFormat::WebP:
         return WebPReader::open(source);
     case PictureFormat::Heif:
-        return HeifReader::open(source);
+        return HeifReader::open(source, drawing);
     default:
         return Error { Error::Kind::Unsupported, "no format that is taken" };
     }

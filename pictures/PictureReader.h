@@ -28,6 +28,12 @@ struct PictureHeader {
     Bytes profile; ///< ICC, empty when there is none
 };
 
+/// What pictures are drawn for.
+enum class Drawing {
+    Faithful, ///< as records have them, whose pixels do not change
+    Quick, ///< thumbnails: from a smaller picture in the file too, and with the least that their size needs
+};
+
 /// The error of a size that no reader accepts, or success.
 Result<void> checkPictureSize(std::uint64_t width, std::uint64_t height);
 
@@ -51,7 +57,7 @@ public:
 using PictureReaders = std::vector<std::unique_ptr<PictureReader>>;
 
 /// Finds the format by the first bytes and opens its pictures: a page each of a TIFF, one of everything else.
-Result<PictureReaders> openPictures(const SharedSource& source);
+Result<PictureReaders> openPictures(const SharedSource& source, Drawing drawing = Drawing::Faithful);
 
 /// Loads what is else loaded when the first picture of its kind comes, for a process that can load nothing later.
 void preparePictureLibraries();

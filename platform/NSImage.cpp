@@ -1,7 +1,6 @@
 #include "platform/NSImage.h"
 
 #include "pictures/PictureImageRep.h"
-#include "pictures/PictureReader.h"
 
 #include <algorithm>
 
@@ -9,9 +8,9 @@ namespace mv {
 
 namespace {
 
-std::optional<NSImage> imageOf(const SharedSource& source)
+std::optional<NSImage> imageOf(const SharedSource& source, Drawing drawing)
 {
-    auto readers = openPictures(source);
+    auto readers = openPictures(source, drawing);
     if (!readers || readers->empty())
         return std::nullopt;
     NSImage image;
@@ -33,11 +32,14 @@ std::shared_ptr<NSImageRep> NSImage::imageRepWithContentsOfFile(const OpenedFile
     return image ? image->representations().front() : nullptr;
 }
 
-std::optional<NSImage> NSImage::initWithData(Bytes data) { return imageOf(sourceOfBytes(std::move(data))); }
-
-std::optional<NSImage> NSImage::initWithContentsOfFile(const OpenedFile& file)
+std::optional<NSImage> NSImage::initWithData(Bytes data, Drawing drawing)
 {
-    return file.content().ok() ? imageOf(*file.content()) : std::nullopt;
+    return imageOf(sourceOfBytes(std::move(data)), drawing);
+}
+
+std::optional<NSImage> NSImage::initWithContentsOfFile(const OpenedFile& file, Drawing drawing)
+{
+    return file.content().ok() ? imageOf(*file.content(), drawing) : std::nullopt;
 }
 
 std::shared_ptr<NSImageRep> NSImage::bestRepresentationForDevice() const

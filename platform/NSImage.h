@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pictures/ImageRep.h"
+#include "pictures/PictureReader.h"
 #include "system/OpenedFile.h"
 
 #include <memory>
@@ -22,8 +23,8 @@ public:
 
     /// Nothing when no format of the allow list takes the bytes (by their first bytes, never by a name). The bytes
     /// are copied or kept by the picture.
-    static std::optional<NSImage> initWithData(Bytes data);
-    static std::optional<NSImage> initWithContentsOfFile(const OpenedFile& file);
+    static std::optional<NSImage> initWithData(Bytes data, Drawing drawing = Drawing::Faithful);
+    static std::optional<NSImage> initWithContentsOfFile(const OpenedFile& file, Drawing drawing = Drawing::Faithful);
     /// The first representation of a picture file, or null.
     static std::shared_ptr<NSImageRep> imageRepWithContentsOfFile(const OpenedFile& file);
 

@@ -2,8 +2,8 @@
 
 #include "Base/Core/Path.h"
 #include "Base/Core/Result.h"
+#include "png/PngFile.h"
 #include "thumbnailer/FilePreview.h"
-#include "thumbnailer/PngFile.h"
 
 #include <array>
 #include <cstdint>

@@ -5,10 +5,10 @@
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
 #include "arguments/Arguments.h"
+#include "png/PngFile.h"
 #include "system/OutputFile.h"
 #include "system/SystemError.h"
 #include "thumbnailer/FilePreview.h"
-#include "thumbnailer/PngFile.h"
 #include "thumbnailer/ThumbnailCache.h"
 
 #include <algorithm>

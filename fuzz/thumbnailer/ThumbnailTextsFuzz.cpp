@@ -1,6 +1,6 @@
 // What stands in files of the shared cache, and URIs.
 #include "Base/Core/FileUri.h"
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include <cstdlib>
 

@@ -72,7 +72,7 @@ std::optional<Record> ofPicture(const SharedSource& content, const NSImage& imag
 /// Of a cover, which may be a photo that lies on its side; nothing where it cannot be drawn.
 std::optional<Record> ofCover(ByteView encoded, int side)
 {
-    auto image = NSImage::initWithData(Bytes(encoded.begin(), encoded.end()));
+    auto image = NSImage::initWithData(Bytes(encoded.begin(), encoded.end()), Drawing::Quick);
     if (!image)
         return std::nullopt;
     auto scaled = scaledTo(*image, orientationOf(MemorySource(encoded)), side);
@@ -237,7 +237,7 @@ std::optional<Record> makePreview(const OpenedFile& file, const PreviewWish& wis
     if (!file.content())
         return std::nullopt;
     const SharedSource& content = *file.content();
-    if (auto image = NSImage::initWithContentsOfFile(file))
+    if (auto image = NSImage::initWithContentsOfFile(file, Drawing::Quick))
         return ofPicture(content, *image, wish);
     if (wish.isFrame)
         return ofMovie(file, wish, toolkit);

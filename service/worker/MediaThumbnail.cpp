@@ -4,6 +4,7 @@
 #include "facts/reading/Describe.h"
 #include "pictures/ImageEncoder.h"
 #include "pictures/PictureReader.h"
+#include "png/PngFile.h"
 #include "service/parsers/Preview.h"
 #include "service/worker/MediaProblems.h"
 
@@ -26,7 +27,7 @@ Result<Bytes> encoded(Bitmap bitmap, ThumbnailFormat format)
     case ThumbnailFormat::Png:
         break;
     }
-    return encodePng(bitmap);
+    return pngOf(bitmap);
 }
 
 /// In the form that is wanted; nothing where the preview has no pixels.

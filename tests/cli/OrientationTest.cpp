@@ -7,7 +7,7 @@
 #include "tests/support/Scratch.h"
 
 #include "Base/Core/ByteReader.h"
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include <gmock/gmock.h>
 

@@ -5,7 +5,6 @@
 #include "cli/text/JsonText.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Instrumented.h"
-#include "thumbnailer/PngFile.h"
 
 #include <cctype>
 #include <cstdlib>

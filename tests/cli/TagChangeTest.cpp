@@ -5,7 +5,6 @@
 #include "cli/TagState.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Scratch.h"
-#include "thumbnailer/PngFile.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include "tests/support/PngChunk.h"
 #include "tests/support/Scratch.h"

@@ -1,4 +1,4 @@
-#include "thumbnailer/PngFile.h"
+#include "png/PngFile.h"
 
 #include "Base/Core/ByteReader.h"
 
