@@ -74,9 +74,16 @@ Result<Color> PictureImageRep::colorAtXY(int x, int y) const
     return *pick.color();
 }
 
+/// A quick drawing of more than half the picture is made of pixels that nothing has softened before.
+int PictureImageRep::lobesFor(int width, int height) const
+{
+    bool isLarge = 2 * std::int64_t { width } > pixelsWide() && width < pixelsWide() && height < pixelsHigh();
+    return m_drawing == Drawing::Quick && isLarge ? 2 : 3;
+}
+
 Result<Bitmap> PictureImageRep::scaledTo(int width, int height) const
 {
-    Resampler resampler(width, height);
+    Resampler resampler(width, height, lobesFor(width, height));
     PixelPick pick(1, 1, m_reader->header(), &resampler);
     MV_TRY_VOID(m_reader->decode(width, height, pick));
     MV_TRY(pixels, resampler.finish());

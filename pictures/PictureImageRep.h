@@ -8,8 +8,9 @@ namespace mv {
 /// A representation that decodes its picture anew whenever pixels are asked for.
 class PictureImageRep final : public ImageRep {
 public:
-    explicit PictureImageRep(std::unique_ptr<PictureReader> reader)
+    explicit PictureImageRep(std::unique_ptr<PictureReader> reader, Drawing drawing = Drawing::Faithful)
         : m_reader(std::move(reader))
+        , m_drawing(drawing)
     {
     }
 
@@ -19,7 +20,10 @@ public:
     Result<Bitmap> scaledTo(int width, int height) const override;
 
 private:
+    int lobesFor(int width, int height) const;
+
     std::unique_ptr<PictureReader> m_reader;
+    Drawing m_drawing;
     // Covers ask for the pixel (1, 1) beside their scaled picture; scaling the unreduced raster finds it on its way.
     mutable std::optional<Color> m_corner;
 };

@@ -27,7 +27,7 @@ Result<PictureReaders> openPictures(const SharedSource& source, Drawing drawing)
     std::size_t count = source->readUpTo(0, first);
     switch (formatOfBytes({ first, count })) {
     case PictureFormat::Jpeg:
-        return JpegReader::open(source);
+        return JpegReader::open(source, drawing);
     case PictureFormat::Png:
         return PngReader::open(source);
     case PictureFormat::Gif:

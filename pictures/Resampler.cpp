@@ -13,18 +13,6 @@ namespace {
 constexpr int BoxReserve = 3;
 // 256 rows of 255 still fit the 16-bit sums; whatever ratio is left, the weights take.
 constexpr int MaxBox = 256;
-// Rows end with spare floats, so that a pixel of three channels can be read as four.
-constexpr std::size_t RowSlack = 4;
-
-using Float4 [[gnu::vector_size(16)]] = float;
-
-Float4 load4(const float* from)
-{
-    Float4 value;
-    std::memcpy(&value, from, sizeof value);
-    return value;
-}
-
 std::uint8_t timesAlpha(unsigned value, unsigned alpha)
 {
     unsigned product = value * alpha + 128;
@@ -61,42 +49,12 @@ int boxFor(int source, int target)
     return static_cast<int>(std::clamp<std::int64_t>(source / (std::int64_t { target } * BoxReserve), 1, MaxBox));
 }
 
-/// Rounds and clamps all four at once.
-void toBytes(Float4 value, std::uint8_t* to, int count)
-{
-    using Int4 [[gnu::vector_size(16)]] = int;
-    value += 0.5F;
-    value = value > 0 ? value : Float4 {};
-    Int4 whole = __builtin_convertvector(value < 255 ? value : Float4 {} + 255.0F, Int4);
-    for (int c = 0; c < count; ++c)
-        to[c] = static_cast<std::uint8_t>(whole[c]);
-}
-
-/// The standard's factors; what is shrunk in JPEG's own colours becomes red, green and blue before it is rounded.
-Float4 rgbOf(Float4 ycc)
-{
-    float blue = ycc[1] - 128.0F;
-    float red = ycc[2] - 128.0F;
-    return Float4 { red * 1.402F, blue * -0.344136F - red * 0.714136F, blue * 1.772F, 0 } + ycc[0];
-}
-
-template <int Channels> void storePixel(std::uint8_t* to, Float4 value, PixelModel model)
-{
-    if (!hasAlpha(model)) {
-        toBytes(model == PixelModel::Ycc ? rgbOf(value) : value, to, Channels);
-        return;
-    }
-    float opacity = std::clamp(value[Channels - 1], 0.0F, 255.0F);
-    value *= opacity > 0 ? 255.0F / opacity : 0.0F;
-    value[Channels - 1] = opacity;
-    toBytes(value, to, Channels);
-}
-
 } // namespace
 
-Resampler::Resampler(int targetWidth, int targetHeight)
+Resampler::Resampler(int targetWidth, int targetHeight, int lobes)
     : m_targetWidth(targetWidth)
     , m_targetHeight(targetHeight)
+    , m_lobes(lobes)
 {
 }
 
@@ -118,12 +76,13 @@ bool Resampler::begin(const RowLayout& layout)
     m_boxHeight = boxFor(layout.height, m_targetHeight);
     m_middleWidth = (layout.width + m_boxWidth - 1) / m_boxWidth;
     m_middleHeight = (layout.height + m_boxHeight - 1) / m_boxHeight;
-    m_columns = LanczosTaps(m_middleWidth, spanWidth / m_boxWidth / m_targetWidth, m_targetWidth);
-    m_rows = LanczosTaps(m_middleHeight, spanHeight / m_boxHeight / m_targetHeight, m_targetHeight);
+    LanczosTaps columns(m_middleWidth, spanWidth / m_boxWidth / m_targetWidth, m_targetWidth, m_lobes);
+    m_columns = ColumnKernels(columns, m_targetWidth, layout.model);
+    m_rows = LanczosTaps(m_middleHeight, spanHeight / m_boxHeight / m_targetHeight, m_targetHeight, m_lobes);
     m_ringRows = m_rows.maxCount() + 1;
     std::size_t samples = static_cast<std::size_t>(m_middleWidth) * m_channels;
     m_middle.assign(static_cast<std::size_t>(m_ringRows), Row(samples));
-    m_sum.assign(samples + RowSlack, 0);
+    m_sum.assign(samples + ColumnKernels::Slack, 0);
     return true;
 }
 
@@ -230,7 +189,7 @@ void Resampler::makeOutputRows()
 {
     while (m_nextOutput < m_targetHeight && m_rows.first(m_nextOutput) + m_rows.count(m_nextOutput) <= m_middleCount) {
         sumRows(m_nextOutput);
-        shrinkColumns(m_nextOutput);
+        m_columns.shrink(m_sum.data(), &m_pixels[static_cast<std::size_t>(m_nextOutput) * m_targetWidth * m_channels]);
         ++m_nextOutput;
     }
 }
@@ -244,55 +203,6 @@ void Resampler::sumRows(int output)
         m_rowsToSum.push_back(middleRow(first + k).data());
     sumWeightedRows(
         m_rowsToSum, m_rows.weights(output), m_sum.data(), static_cast<std::size_t>(m_middleWidth) * m_channels);
-}
-
-template <int Channels> void Resampler::shrinkColumnsOf(int output)
-{
-    std::uint8_t* to = &m_pixels[static_cast<std::size_t>(output) * m_targetWidth * Channels];
-    for (int x = 0; x < m_targetWidth; ++x, to += Channels) {
-        const float* from = &m_sum[static_cast<std::size_t>(m_columns.first(x)) * Channels];
-        const float* weights = m_columns.weights(x);
-        int count = m_columns.count(x);
-        Float4 value = {};
-        if constexpr (Channels >= 3) {
-            // Two sums, so that an addition need not wait for the one before.
-            Float4 odd = {};
-            int k = 0;
-            for (; k + 2 <= count; k += 2) {
-                value += load4(from + k * Channels) * weights[k];
-                odd += load4(from + (k + 1) * Channels) * weights[k + 1];
-            }
-            if (k < count)
-                value += load4(from + k * Channels) * weights[k];
-            value += odd;
-        } else {
-            float sums[2] = {};
-            for (int k = 0; k < count; ++k) {
-                for (int c = 0; c < Channels; ++c)
-                    sums[c] += from[k * Channels + c] * weights[k];
-            }
-            value = Float4 { sums[0], sums[1], 0, 0 };
-        }
-        storePixel<Channels>(to, value, m_layout.model);
-    }
-}
-
-void Resampler::shrinkColumns(int output)
-{
-    switch (m_channels) {
-    case 1:
-        shrinkColumnsOf<1>(output);
-        break;
-    case 2:
-        shrinkColumnsOf<2>(output);
-        break;
-    case 3:
-        shrinkColumnsOf<3>(output);
-        break;
-    default:
-        shrinkColumnsOf<4>(output);
-        break;
-    }
 }
 
 bool Resampler::beginScatter()

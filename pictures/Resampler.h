@@ -2,6 +2,7 @@
 
 #include "Base/Core/Bytes.h"
 #include "Base/Core/Result.h"
+#include "pictures/ColumnKernels.h"
 #include "pictures/LanczosTaps.h"
 #include "pictures/PixelRows.h"
 
@@ -17,8 +18,8 @@ inline constexpr std::size_t MaxScatterSums = 64u << 20;
 /// precision; colours count by their alpha. Scaling up works the same way without boxes; an equal size copies.
 class Resampler final : public RowSink {
 public:
-    /// Both at least 1.
-    Resampler(int targetWidth, int targetHeight);
+    /// Both at least 1. `lobes`: 3, or 2 for what is to be quick and may be a little softer.
+    Resampler(int targetWidth, int targetHeight, int lobes = 3);
 
     bool begin(const RowLayout& layout) override;
     bool row(const std::uint8_t* pixels) override;
@@ -43,14 +44,13 @@ private:
     void finishScatter();
     void repeatLastRow();
     void sumRows(int output);
-    void shrinkColumns(int output);
-    template <int Channels> void shrinkColumnsOf(int output);
     template <int Channels> void averageBoxes(float* middle) const;
     template <int Channels, int Width> int averageWholeBoxes(float* middle) const;
     Row& middleRow(int y) { return m_middle[static_cast<std::size_t>(y % m_ringRows)]; }
 
     int m_targetWidth;
     int m_targetHeight;
+    int m_lobes;
     RowLayout m_layout;
     int m_channels = 0;
     bool m_copy = false;
@@ -64,7 +64,7 @@ private:
     int m_middleCount = 0; ///< middle rows made so far
     int m_nextOutput = 0;
     int m_ringRows = 0;
-    LanczosTaps m_columns;
+    ColumnKernels m_columns;
     LanczosTaps m_rows;
     std::vector<std::uint8_t> m_premultiplied;
     std::vector<std::uint16_t> m_boxSums;

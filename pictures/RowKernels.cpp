@@ -12,8 +12,18 @@ namespace {
 MV_KERNEL void sumBody(
     const float* const* rows, const float* weights, std::size_t count, float* __restrict to, std::size_t samples)
 {
-    std::fill_n(to, samples, 0.0F);
     std::size_t k = 0;
+    if (count >= 4) {
+        const float* __restrict a = rows[0];
+        const float* __restrict b = rows[1];
+        const float* __restrict c = rows[2];
+        const float* __restrict d = rows[3];
+        for (std::size_t i = 0; i < samples; ++i)
+            to[i] = weights[0] * a[i] + weights[1] * b[i] + weights[2] * c[i] + weights[3] * d[i];
+        k = 4;
+    } else {
+        std::fill_n(to, samples, 0.0F);
+    }
     for (; k + 4 <= count; k += 4) {
         const float* __restrict a = rows[k];
         const float* __restrict b = rows[k + 1];

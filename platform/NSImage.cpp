@@ -15,7 +15,7 @@ std::optional<NSImage> imageOf(const SharedSource& source, Drawing drawing)
         return std::nullopt;
     NSImage image;
     for (auto& reader : *readers)
-        image.addRepresentation(std::make_shared<PictureImageRep>(std::move(reader)));
+        image.addRepresentation(std::make_shared<PictureImageRep>(std::move(reader), drawing));
     return image;
 }
 

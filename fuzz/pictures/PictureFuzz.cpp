@@ -16,5 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)image->bestRepresentationForDevice();
     (void)makeThumbnailForContentCategory(*image, mv::ThumbnailCategoryAlbumArt);
     (void)makeThumbnailForContentCategoryWithMaxSize(*image, mv::ThumbnailCategoryPicture, { 30, 30 });
+    auto quick = mv::NSImage::initWithData(mv::Bytes(data, data + size), mv::Drawing::Quick);
+    for (int side : { 10, 60, 200 })
+        (void)quick->representations().front()->scaledTo(side, side);
     return 0;
 }

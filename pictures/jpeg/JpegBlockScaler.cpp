@@ -41,7 +41,7 @@ float share(int u, int x, int samples)
 
 } // namespace
 
-JpegBlockScaler::JpegBlockScaler(int across, int down, const JpegTables::QuantTable& quant)
+JpegBlockScaler::JpegBlockScaler(int across, int down, const JpegTables::QuantTable& quant, bool plainEdges)
     : m_across(across)
     , m_down(down)
     , m_meanQuant(quant[0])
@@ -55,6 +55,8 @@ JpegBlockScaler::JpegBlockScaler(int across, int down, const JpegTables::QuantTa
     for (int place = 0; place < JpegBlockCoefficients; ++place) {
         std::size_t p = static_cast<std::size_t>(place);
         if (JpegZigzag[p] % JpegBlockSide >= across || JpegZigzag[p] / JpegBlockSide >= down)
+            continue;
+        if (plainEdges && across == 2 && down == 2 && JpegZigzag[p] == JpegBlockSide + 1)
             continue;
         m_lastPlace = place;
         m_slots[p] = { static_cast<float>(quant[p]), JpegZigzag[p] };
@@ -95,22 +97,28 @@ void JpegBlockScaler::scaleIn(const Block& block, int diagonal, std::uint8_t* to
 
 void JpegBlockScaler::scale(const Block& block, int last, std::uint8_t* to, std::size_t stride) const
 {
+    switch (m_across * 10 + m_down) {
+    case 21:
+        return scaleIn<4, 2, 1>(block, 0, to, stride);
+    case 22:
+        return scaleIn<4, 2, 2>(block, 0, to, stride);
+    case 33:
+        return scaleIn<4, 3, 3>(block, 0, to, stride);
+    case 42:
+        return scaleIn<4, 4, 2>(block, 0, to, stride);
+    case 44:
+        return scaleIn<4, 4, 4>(block, 0, to, stride);
+    default:
+        break;
+    }
     // Everything behind the diagonal on which the last coefficient stands is 0.
     int natural = JpegZigzag[static_cast<std::size_t>(last)];
     int diagonal = natural / JpegBlockSide + natural % JpegBlockSide;
     switch (m_across * 10 + m_down) {
-    case 22:
-        return scaleIn<4, 2, 2>(block, diagonal, to, stride);
-    case 33:
-        return scaleIn<4, 3, 3>(block, diagonal, to, stride);
     case 63:
         return scaleIn<8, 6, 3>(block, diagonal, to, stride);
     case 66:
         return scaleIn<8, 6, 6>(block, diagonal, to, stride);
-    case 42:
-        return scaleIn<4, 4, 2>(block, diagonal, to, stride);
-    case 44:
-        return scaleIn<4, 4, 4>(block, diagonal, to, stride);
     case 84:
         return scaleIn<8, 8, 4>(block, diagonal, to, stride);
     case 88:

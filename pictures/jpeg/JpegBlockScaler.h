@@ -13,7 +13,8 @@ namespace mv {
 class JpegBlockScaler {
 public:
     JpegBlockScaler() = default;
-    JpegBlockScaler(int across, int down, const JpegTables::QuantTable& quant);
+    /// `plainEdges`: of two samples across and down, the coefficient of their diagonals counts as 0.
+    JpegBlockScaler(int across, int down, const JpegTables::QuantTable& quant, bool plainEdges = false);
 
     int across() const { return m_across; }
     int down() const { return m_down; }

@@ -23,6 +23,7 @@ Result<JpegHuffman> JpegHuffman::makeForDetails(ByteView counts, ByteView symbol
 {
     MV_TRY(table, make(counts, symbols));
     table.m_leapBits = large ? LargeLeapBits : CodeBits;
+    table.setSteps();
     table.setLeaps();
     return table;
 }
@@ -73,26 +74,39 @@ JpegHuffman::Code JpegHuffman::longCode(unsigned bits) const
     return codeOf(MaxCodeLength, 0);
 }
 
+void JpegHuffman::setSteps()
+{
+    for (unsigned bits = 0; bits < m_steps.size(); ++bits) {
+        Code code = m_codes[bits];
+        if (code.length == 0 || code.total > CodeBits)
+            continue;
+        JpegBitReader::Pool number { std::uint64_t { bits } << (64 - CodeBits), CodeBits };
+        number.drop(code.length);
+        m_steps[bits] = { static_cast<std::int16_t>(number.signedNumber(code.symbol & 15)), code.advance, code.total };
+    }
+}
+
 /// Only the codes need to be among the looked-at bits; the bits of the last number may lie behind them.
 JpegHuffman::Leap JpegHuffman::leapOf(unsigned bits) const
 {
-    Leap leap;
-    while (leap.bits < m_leapBits) {
-        unsigned left = bits << (leap.bits + 16 - m_leapBits) & 0xFFFF;
+    int taken = 0;
+    int places = 0;
+    unsigned end = 0;
+    while (taken < m_leapBits && end == 0) {
+        unsigned left = bits << (taken + 16 - m_leapBits) & 0xFFFF;
         Code code = m_codes[left >> (16 - CodeBits)];
-        if (code.length == 0 || code.length > m_leapBits - leap.bits)
+        if (code.length == 0 || code.length > m_leapBits - taken)
             break;
-        bool ends = code.advance == EndOfBlock;
-        if (!ends && leap.advance + code.advance > 63)
+        end = code.advance == EndOfBlock ? LeapEnds : 0;
+        int advance = end ? 1 : code.advance;
+        if (places + advance > 63 + (end ? 1 : 0))
             break;
-        leap.bits = static_cast<std::uint8_t>(leap.bits + (ends ? code.length : code.total));
-        if (ends) {
-            leap.endsBlock = 1;
-            break;
-        }
-        leap.advance = static_cast<std::uint8_t>(leap.advance + code.advance) & 0x7F;
+        taken += end ? code.length : code.total;
+        places += advance;
     }
-    return leap;
+    return taken == 0
+        ? NoLeap
+        : static_cast<Leap>(static_cast<unsigned>(taken) | end | static_cast<unsigned>(places) << LeapPlacesShift);
 }
 
 void JpegHuffman::setLeaps()
@@ -109,14 +123,16 @@ void JpegHuffman::skip(JpegBitReader& bits, JpegBitReader::Pool& given, int plac
     const int leapBits = m_leapBits;
     while (place < 64) {
         bits.refill(pool);
-        Leap leap = leaps[pool.peek(leapBits)];
+        unsigned leap = leaps[pool.peek(leapBits)];
+        int behind = place + static_cast<int>(leap >> LeapPlacesShift);
         // A leap must not reach into the next block, whose codes mean something else.
-        if (leap.bits == 0 || place + leap.advance + leap.endsBlock > 64) {
+        if (behind > 64) {
             place += step(pool).advance;
             continue;
         }
-        pool.drop(leap.bits);
-        place = leap.endsBlock ? 64 : place + leap.advance;
+        pool.drop(static_cast<int>(leap & LeapBitsMask));
+        // The end is behind every place.
+        place = behind | static_cast<int>(leap & LeapEnds);
     }
     given = pool;
 }

@@ -37,6 +37,11 @@ public:
     static constexpr int EndOfBlock = 64;
     Step step(JpegBitReader::Pool& pool) const
     {
+        ShortStep known = m_steps[pool.peek(CodeBits)];
+        if (known.bits > 0) {
+            pool.drop(known.bits);
+            return { known.value, known.advance };
+        }
         Code code = nextCode(pool);
         JpegBitReader::Pool number = pool;
         number.drop(code.length);
@@ -55,12 +60,19 @@ private:
         std::uint8_t advance = 0;
         std::uint8_t total = 0; ///< length and the number's bits
     };
-    /// As many steps as the looked-at bits have the codes of.
-    struct Leap {
-        std::uint8_t bits = 0;
-        std::uint8_t advance : 7 = 0;
-        std::uint8_t endsBlock : 1 = 0;
+    /// A step whose code and number are both among the looked-at bits.
+    struct ShortStep {
+        std::int16_t value = 0;
+        std::uint8_t advance = 0;
+        std::uint8_t bits = 0; ///< 0: they are longer
     };
+    /// As many steps as the looked-at bits have the codes of, in one number: the bits that are passed over (6 bits),
+    /// LeapEnds where the block ends there, and how many places must be left (8 bits).
+    using Leap = std::uint16_t;
+    static constexpr unsigned LeapBitsMask = 63;
+    static constexpr unsigned LeapEnds = 128;
+    static constexpr int LeapPlacesShift = 8;
+    static constexpr Leap NoLeap = 255 << LeapPlacesShift;
 
     static Code codeOf(int length, std::uint8_t symbol);
     Code nextCode(const JpegBitReader::Pool& pool) const
@@ -70,10 +82,12 @@ private:
     }
     Code longCode(unsigned bits) const;
     Result<void> setCodes(ByteView counts, ByteView symbols);
+    void setSteps();
     void setLeaps();
     Leap leapOf(unsigned bits) const;
 
     std::array<Code, 1 << CodeBits> m_codes {};
+    std::array<ShortStep, 1 << CodeBits> m_steps {};
     std::vector<Leap> m_leaps;
     int m_leapBits = CodeBits;
     std::array<std::int32_t, 17> m_firstCode {}; ///< of each length, aligned to 16 bits

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace mv {
 
@@ -53,12 +54,12 @@ std::optional<JpegColors> colorsOf(const jpeg_decompress_struct& state)
     }
 }
 
-/// The largest power of two that leaves at least twice the target in both directions.
-int denominatorFor(const PictureHeader& header, int targetWidth, int targetHeight)
+/// The largest power of two that leaves at least so many times the target in both directions, up to `most`.
+int denominatorFor(const PictureHeader& header, int targetWidth, int targetHeight, int times, int most)
 {
     int denominator = 1;
-    while (denominator < 8 && header.width / (denominator * 2) >= 2 * std::int64_t { targetWidth }
-        && header.height / (denominator * 2) >= 2 * std::int64_t { targetHeight })
+    while (denominator < most && header.width / (denominator * 2) >= times * std::int64_t { targetWidth }
+        && header.height / (denominator * 2) >= times * std::int64_t { targetHeight })
         denominator *= 2;
     return denominator;
 }
@@ -71,10 +72,10 @@ void invert(std::uint8_t* samples, std::size_t count)
 
 } // namespace
 
-Result<PictureReaders> JpegReader::open(const SharedSource& source)
+Result<PictureReaders> JpegReader::open(const SharedSource& source, Drawing drawing)
 {
     MV_TRY(outline, outlineOfJpeg(*source));
-    std::unique_ptr<JpegReader> reader(new JpegReader(source, outline));
+    std::unique_ptr<JpegReader> reader(new JpegReader(source, outline, drawing));
     MV_TRY_VOID(reader->readHeader());
     PictureReaders readers;
     readers.push_back(std::move(reader));
@@ -104,18 +105,30 @@ Result<void> JpegReader::readHeader()
 std::optional<JpegShrinkPlan> JpegReader::shrinkPlan(int targetWidth, int targetHeight) const
 {
     // How many times the target must be left. Means of blocks are blunter than what is transformed back.
-    constexpr std::array<double, 4> Least { 2.0, 1.5, 1.5, 1.5 };
-    constexpr double MinOfColour = 1.5;
+    using Rule = std::array<double, 4>;
+    constexpr Rule FaithfulRule { 2.0, 1.5, 1.5, 1.5 };
+    // The library's half is the quicker one.
+    constexpr Rule QuickRule { 1.4, 1, 1, std::numeric_limits<double>::infinity() };
+    const bool isQuick = m_drawing == Drawing::Quick;
+    const Rule& least = isQuick ? QuickRule : FaithfulRule;
+    const double leastOfColour = isQuick ? 1 : 1.5;
     if (!m_colors)
         return std::nullopt;
     double left = std::min(m_header.width / static_cast<double>(targetWidth),
                       m_header.height / static_cast<double>(targetHeight))
         / JpegBlockSide;
     for (int numerator = 1; numerator <= (m_outline.progressive ? 1 : 4); ++numerator) {
-        if (left * numerator < Least[static_cast<std::size_t>(numerator - 1)])
+        if (left * numerator < least[static_cast<std::size_t>(numerator - 1)])
             continue;
-        bool coarse = numerator == 1 && m_coarseness > 1 && left / m_coarseness >= MinOfColour;
-        return JpegShrinkPlan { numerator, coarse, *m_colors, m_invertInks, m_header.width, m_header.height };
+        bool coarse
+            = (numerator == 1 || isQuick) && m_coarseness > 1 && left * numerator / m_coarseness >= leastOfColour;
+        return JpegShrinkPlan { .numerator = numerator,
+            .coarseColours = coarse,
+            .colors = *m_colors,
+            .invertInks = m_invertInks,
+            .width = m_header.width,
+            .height = m_header.height,
+            .plainEdges = isQuick && left * numerator >= 2 };
     }
     return std::nullopt;
 }
@@ -128,7 +141,10 @@ Result<void> JpegReader::decode(int targetWidth, int targetHeight, RowSink& sink
             return {};
     }
     JpegDecompressor jpeg(*m_source);
-    return deliver(jpeg, denominatorFor(m_header, targetWidth, targetHeight), sink);
+    // Of an eighth a quick drawing needs more than there is, or JpegShrinker has made it.
+    int denominator = m_drawing == Drawing::Quick ? denominatorFor(m_header, targetWidth, targetHeight, 1, 4)
+                                                  : denominatorFor(m_header, targetWidth, targetHeight, 2, 8);
+    return deliver(jpeg, denominator, sink);
 }
 
 /// A progressive file is read with a height that ends soon after the row: its scans are then passed over quickly,

@@ -14,16 +14,17 @@ namespace mv {
 /// is not applied.
 class JpegReader final : public PictureReader {
 public:
-    static Result<PictureReaders> open(const SharedSource& source);
+    static Result<PictureReaders> open(const SharedSource& source, Drawing drawing = Drawing::Faithful);
 
     const PictureHeader& header() const override { return m_header; }
     Result<void> decode(int targetWidth, int targetHeight, RowSink& sink) override;
     Result<void> decodeTop(int y, RowSink& sink) override;
 
 private:
-    JpegReader(SharedSource source, const JpegOutline& outline)
+    JpegReader(SharedSource source, const JpegOutline& outline, Drawing drawing)
         : m_source(std::move(source))
         , m_outline(outline)
+        , m_drawing(drawing)
     {
     }
 
@@ -33,6 +34,7 @@ private:
 
     SharedSource m_source;
     JpegOutline m_outline;
+    Drawing m_drawing;
     PictureHeader m_header;
     std::optional<JpegColors> m_colors; ///< nothing for an odd kind
     bool m_invertInks = false;

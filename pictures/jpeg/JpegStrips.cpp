@@ -43,6 +43,20 @@ void interleave4(std::uint8_t* to, const std::array<const std::uint8_t*, 4>& fro
     }
 }
 
+void repeatTwice(const std::uint8_t* __restrict from, std::uint8_t* __restrict to, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        to[2 * i] = from[i];
+        to[2 * i + 1] = from[i];
+    }
+}
+
+void repeat(const std::uint8_t* from, std::uint8_t* to, std::size_t count, std::size_t times)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        std::memset(&to[i * times], from[i], times);
+}
+
 /// The inks are the complements of the colours that the first three components stand for.
 void inksOfYcck(std::uint8_t* pixels, std::size_t count)
 {
@@ -84,7 +98,7 @@ Result<void> JpegStrips::addPart(const JpegComponent& component, const JpegTable
     if (m_plan.coarseColours)
         across = down = m_plan.numerator;
     Part part;
-    part.scaler = JpegBlockScaler(across, down, quant);
+    part.scaler = JpegBlockScaler(across, down, quant, m_plan.plainEdges);
     part.repeatAcross = m_plan.numerator * ratioAcross / across;
     part.repeatDown = m_plan.numerator * ratioDown / down;
     if (part.repeatAcross * across != m_plan.numerator * ratioAcross
@@ -132,8 +146,10 @@ const std::uint8_t* JpegStrips::spreadRow(std::size_t component, int y)
     Bytes& spread = m_spread[component];
     spread.resize(part.stride * part.repeatAcross);
     if (y % part.repeatDown == 0) {
-        for (std::size_t i = 0; i < part.stride; ++i)
-            std::memset(&spread[i * part.repeatAcross], row[i], static_cast<std::size_t>(part.repeatAcross));
+        if (part.repeatAcross == 2)
+            repeatTwice(row, spread.data(), part.stride);
+        else
+            repeat(row, spread.data(), part.stride, static_cast<std::size_t>(part.repeatAcross));
     }
     return spread.data();
 }

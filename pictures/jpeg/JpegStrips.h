@@ -14,11 +14,12 @@ enum class JpegColors { Gray, Ycc, Rgb, Cmyk, Ycck };
 /// How a JPEG is to be shrunk while it is decoded.
 struct JpegShrinkPlan {
     int numerator = 1; ///< 1 to 4: so many samples for each 8 pixels
-    bool coarseColours = false; ///< coarser components may give one sample a block
+    bool coarseColours = false; ///< coarser components may give as few samples a block as the brightness
     JpegColors colors = JpegColors::Ycc;
     bool invertInks = false;
     int width = 0; ///< the size that was checked before, in case markers can be read in two ways; 0: any
     int height = 0;
+    bool plainEdges = false; ///< of two samples across and down, what differs between their diagonals may be left out
 };
 
 /// The samples of one row of units of a shrunken JPEG, filled block by block, and how they become rows of pixels.

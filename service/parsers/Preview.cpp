@@ -31,11 +31,7 @@ std::pair<int, int> fittedSize(int width, int height, int side)
     return { shrunk(width), shrunk(height) };
 }
 
-struct Scaled {
-    Bitmap bitmap;
-    int sourceWidth = 0;
-    int sourceHeight = 0;
-};
+using Scaled = DrawnPreview;
 
 /// The largest of the picture's representations. A page of a file may be a small copy of another.
 Result<Scaled> scaledTo(const NSImage& image, Orientation orientation, int side)
@@ -49,34 +45,27 @@ Result<Scaled> scaledTo(const NSImage& image, Orientation orientation, int side)
     MV_TRY(bitmap, stored->scaledTo(newWidth, newHeight));
     if (orientation.swapsSides)
         std::swap(width, height);
-    return Scaled { turned(std::move(bitmap), orientation), width, height };
+    return Scaled { turned(std::move(bitmap), orientation), width, height, {} };
 }
 
-Record recordOf(const Scaled& scaled)
-{
-    const Bitmap& bitmap = scaled.bitmap;
-    return Record { { kPreviewPicture, tiffOfPixels({ bitmap.width, bitmap.height, bitmap.pixels }) },
-        { kPreviewSourceWidth, std::int32_t { scaled.sourceWidth } },
-        { kPreviewSourceHeight, std::int32_t { scaled.sourceHeight } } };
-}
+Preview withoutPixels(Error problem) { return NoPreview { NoPreview::Why::NotDecoded, std::move(problem) }; }
+Preview withoutPicture() { return NoPreview { NoPreview::Why::NoPicture, {} }; }
+Preview ofUnknown() { return NoPreview {}; }
 
-Record withoutPixels(const Error& problem) { return Record { { kPreviewProblem, cleanedUtf8(problem.text) } }; }
-Record withoutPicture() { return Record { { kPreviewIsMissing, true } }; }
-
-std::optional<Record> ofPicture(const SharedSource& content, const NSImage& image, const PreviewWish& wish)
+Preview ofPicture(const SharedSource& content, const NSImage& image, const PreviewWish& wish)
 {
     auto scaled = scaledTo(image, wish.isUpright ? orientationOf(*content) : Orientation {}, wish.side);
-    return scaled ? recordOf(*scaled) : withoutPixels(scaled.error());
+    return scaled ? Preview(std::move(*scaled)) : withoutPixels(scaled.error());
 }
 
 /// Of a cover, which may be a photo that lies on its side; nothing where it cannot be drawn.
-std::optional<Record> ofCover(ByteView encoded, int side)
+std::optional<Preview> ofCover(ByteView encoded, int side)
 {
     auto image = NSImage::initWithData(Bytes(encoded.begin(), encoded.end()), Drawing::Quick);
     if (!image)
         return std::nullopt;
     auto scaled = scaledTo(*image, orientationOf(MemorySource(encoded)), side);
-    return scaled ? std::optional(recordOf(*scaled)) : std::nullopt;
+    return scaled ? std::optional<Preview>(std::move(*scaled)) : std::nullopt;
 }
 
 /// The pictures of ID3 tags, the best one first.
@@ -103,20 +92,20 @@ std::vector<ByteView> picturesIn(const TagSet& tags)
 
 /// Of a file with ID3 tags, and of MPEG audio, with tags or without. Nothing for others, and where no cover can be
 /// drawn of what may be another kind of file behind a tag.
-std::optional<Record> ofMpegAudio(const ByteSource& content, int side)
+std::optional<Preview> ofMpegAudio(const ByteSource& content, int side)
 {
     auto tags = readTags(content);
     if (!tags)
         return std::nullopt;
     for (ByteView picture : picturesIn(*tags)) {
-        if (auto record = ofCover(picture, side))
-            return record;
+        if (auto preview = ofCover(picture, side))
+            return preview;
     }
     bool isAudio = MpegFrameReader::read(content, tags->audioBegin, tags->audioEnd).has_value();
     return isAudio ? std::optional(withoutPicture()) : std::nullopt;
 }
 
-std::optional<Record> ofIsoCover(const OpenedFile& file, int side)
+std::optional<Preview> ofIsoCover(const OpenedFile& file, int side)
 {
     auto movie = MP4Read(file.content());
     if (!movie.ok())
@@ -124,8 +113,8 @@ std::optional<Record> ofIsoCover(const OpenedFile& file, int side)
     MP4Tags tags = MP4TagsAlloc();
     MP4TagsFetch(tags, *movie);
     for (const MP4TagArtwork& artwork : tags.artwork) {
-        if (auto record = ofCover(artwork.data, side))
-            return record;
+        if (auto preview = ofCover(artwork.data, side))
+            return preview;
     }
     return std::nullopt;
 }
@@ -189,62 +178,81 @@ std::optional<Scaled> frameOf(QTMovie& movie, double duration, const PreviewWish
 }
 
 /// Of a cover that the container holds beside its tracks, or of its chapters' first picture.
-std::optional<Record> ofAttached(QTMovie& movie, int side)
+std::optional<Preview> ofAttached(QTMovie& movie, int side)
 {
     auto image = movie.attachedImage();
     auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no cover" });
-    return scaled ? std::optional(recordOf(*scaled)) : std::nullopt;
+    return scaled ? std::optional<Preview>(std::move(*scaled)) : std::nullopt;
 }
 
-std::optional<Record> ofFrame(QTMovie& movie, const PreviewWish& wish)
+std::optional<Preview> ofFrame(QTMovie& movie, const PreviewWish& wish)
 {
     double duration = 0;
     bool isLengthKnown = QTGetTimeInterval(movie.duration(), &duration) && duration > 0;
     auto frame = frameOf(movie, duration, wish);
     if (!frame)
         return std::nullopt;
-    Record record = recordOf(*frame);
     if (isLengthKnown)
-        record.set(kPreviewSeconds, duration);
-    return record;
+        frame->seconds = duration;
+    return std::move(*frame);
 }
 
-std::optional<Record> ofMovie(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
+Preview ofMovie(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
 {
     if (!toolkit.canInitWithFile(file))
-        return std::nullopt;
+        return ofUnknown();
     auto movie = toolkit.initWithFile(file);
     if (!movie)
-        return std::nullopt;
+        return ofUnknown();
     // The covers of ISO media were asked for before.
     bool mayHaveCover = !wish.isFrame && !beginsLikeIsoMedia(**file.content());
     if (auto cover = mayHaveCover ? ofAttached(**movie, wish.side) : std::nullopt)
-        return cover;
+        return std::move(*cover);
     if ((*movie)->attribute<bool>(QTMovieHasVideoAttribute).value_or(false)) {
         if (auto frame = ofFrame(**movie, wish))
-            return frame;
+            return std::move(*frame);
         auto chapter = ofAttached(**movie, wish.side);
-        return chapter ? chapter : withoutPixels({ Error::Kind::Format, "no frame of the video can be decoded" });
+        return chapter ? std::move(*chapter)
+                       : withoutPixels({ Error::Kind::Format, "no frame of the video can be decoded" });
     }
     bool hasAudio = (*movie)->attribute<bool>(QTMovieHasAudioAttribute).value_or(false);
-    return hasAudio ? std::optional(withoutPicture()) : std::nullopt;
+    return hasAudio ? withoutPicture() : ofUnknown();
 }
 
 } // namespace
 
-std::optional<Record> makePreview(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
+Preview drawPreview(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
 {
     if (!file.content())
-        return std::nullopt;
+        return ofUnknown();
     const SharedSource& content = *file.content();
     if (auto image = NSImage::initWithContentsOfFile(file, Drawing::Quick))
         return ofPicture(content, *image, wish);
     if (wish.isFrame)
         return ofMovie(file, wish, toolkit);
     bool isIso = beginsLikeIsoMedia(*content);
-    if (auto record = isIso ? ofIsoCover(file, wish.side) : ofMpegAudio(*content, wish.side))
-        return record;
+    if (auto cover = isIso ? ofIsoCover(file, wish.side) : ofMpegAudio(*content, wish.side))
+        return std::move(*cover);
     return ofMovie(file, wish, toolkit);
+}
+
+std::optional<Record> makePreview(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
+{
+    Preview preview = drawPreview(file, wish, toolkit);
+    if (const auto* none = std::get_if<NoPreview>(&preview)) {
+        if (none->why == NoPreview::Why::NotKnown)
+            return std::nullopt;
+        return none->why == NoPreview::Why::NoPicture ? Record { { kPreviewIsMissing, true } }
+                                                      : Record { { kPreviewProblem, cleanedUtf8(none->problem.text) } };
+    }
+    const auto& drawn = std::get<DrawnPreview>(preview);
+    const Bitmap& bitmap = drawn.bitmap;
+    Record record { { kPreviewPicture, tiffOfPixels({ bitmap.width, bitmap.height, bitmap.pixels }) },
+        { kPreviewSourceWidth, std::int32_t { drawn.sourceWidth } },
+        { kPreviewSourceHeight, std::int32_t { drawn.sourceHeight } } };
+    if (drawn.seconds)
+        record.set(kPreviewSeconds, *drawn.seconds);
+    return record;
 }
 
 } // namespace mv

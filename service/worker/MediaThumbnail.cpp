@@ -1,6 +1,5 @@
 #include "service/worker/MediaThumbnail.h"
 
-#include "Base/Media/TiffForm.h"
 #include "facts/reading/Describe.h"
 #include "pictures/ImageEncoder.h"
 #include "pictures/PictureReader.h"
@@ -30,20 +29,25 @@ Result<Bytes> encoded(Bitmap bitmap, ThumbnailFormat format)
     return pngOf(bitmap);
 }
 
-/// In the form that is wanted; nothing where the preview has no pixels.
-MediaResult thumbnailOf(const std::optional<Record>& preview, ThumbnailFormat format)
+MediaProblem problemOf(const NoPreview& none)
 {
-    if (preview && preview->boolean(kPreviewIsMissing).value_or(false))
+    if (none.why == NoPreview::Why::NoPicture)
         return MediaProblem::NoPicture;
-    const Bytes* tiff = preview ? preview->data(kPreviewPicture) : nullptr;
-    auto pixels = tiff ? pixelsOfTiff(*tiff) : std::nullopt;
-    if (!pixels)
-        return MediaProblem::Failed;
-    auto data = encoded({ pixels->width, pixels->height, Bytes(pixels->pixels.begin(), pixels->pixels.end()) }, format);
+    return none.problem.kind == Error::Kind::Limit ? MediaProblem::TooLarge : MediaProblem::Failed;
+}
+
+/// In the form that is wanted.
+MediaResult thumbnailOf(Preview preview, ThumbnailFormat format)
+{
+    if (const auto* none = std::get_if<NoPreview>(&preview))
+        return problemOf(*none);
+    Bitmap& bitmap = std::get<DrawnPreview>(preview).bitmap;
+    auto width = static_cast<std::uint32_t>(bitmap.width);
+    auto height = static_cast<std::uint32_t>(bitmap.height);
+    auto data = encoded(std::move(bitmap), format);
     if (!data)
         return MediaProblem::Failed;
-    return Thumbnail { static_cast<std::uint32_t>(pixels->width), static_cast<std::uint32_t>(pixels->height),
-        std::move(*data) };
+    return Thumbnail { width, height, std::move(*data) };
 }
 
 /// The first picture that can be drawn; the front cover stands first.
@@ -51,7 +55,7 @@ MediaResult coverOf(Facts facts, const PreviewWish& preview, ThumbnailFormat for
 {
     for (FactPicture& picture : facts.pictures) {
         SharedSource bytes = sourceOfBytes(std::move(picture.data));
-        auto result = thumbnailOf(makePreview({ Path(), FileAttributes {}, std::move(bytes) }, preview), format);
+        auto result = thumbnailOf(drawPreview({ Path(), FileAttributes {}, std::move(bytes) }, preview), format);
         if (std::holds_alternative<Thumbnail>(result))
             return result;
     }
@@ -77,7 +81,7 @@ MediaResult makeMediaThumbnail(const OpenedFile& file, const ThumbnailWish& wish
         return coverOf(std::move(*facts), preview, wish.format);
     if (hasTooManyPixels(*facts))
         return MediaProblem::TooLarge;
-    return thumbnailOf(makePreview(file, preview), wish.format);
+    return thumbnailOf(drawPreview(file, preview), wish.format);
 }
 
 } // namespace mv

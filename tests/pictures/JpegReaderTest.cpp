@@ -45,6 +45,20 @@ TEST_P(ReducedJpeg, LooksLikeAFullOne)
     }
 }
 
+TEST_P(ReducedJpeg, LooksMuchLikeAFullOneWhenItIsQuick)
+{
+    auto [width, height, targetWidth, targetHeight] = GetParam();
+    for (const JpegWish& wish : wishes()) {
+        Bytes jpeg = makeJpeg(photo(width, height), wish);
+        auto image = NSImage::initWithData(jpeg, Drawing::Quick);
+        ASSERT_TRUE(image.has_value());
+        auto thumbnail = image->representations().front()->scaledTo(targetWidth, targetHeight);
+        ASSERT_TRUE(thumbnail.ok());
+        EXPECT_GE(psnr(*thumbnail, referenceLanczos(decoded(jpeg), targetWidth, targetHeight)), 33)
+            << "progressive " << wish.progressive << " sampling " << wish.sampling << " gray " << wish.gray;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Sizes, ReducedJpeg, testing::ValuesIn(Shrinkings), [](const auto& test) {
     const Shrinking& row = test.param;
     return std::to_string(row.width) + "x" + std::to_string(row.height) + "to" + std::to_string(row.targetWidth) + "x"
