@@ -14,6 +14,9 @@ namespace {
 /// Decoding one frame while another waits uses a second core; more threads hold more frames than they save time.
 constexpr int DecoderThreads = 2;
 
+/// Of all streams, until a frame that needs no other one has to be there: half a minute of a video with much sound.
+constexpr int MaxPacketsToKey = 4000;
+
 /// Microseconds to seek earlier, one try after the other, when the first frame out of the decoder is later than the
 /// one wanted: indexes of AVI point at packets by decoding order. The last goes to the start of any file.
 constexpr std::int64_t StepsBack[] = { 0, 500'000, 2'000'000, 8'000'000, std::numeric_limits<std::int64_t>::max() };
@@ -88,8 +91,34 @@ Result<FrameHandle> FrameGrabber::keyFrameBefore(std::int64_t time)
 {
     MV_TRY(moment, inMovie(time));
     rewindTo(inStreamTime(moment));
+    if (FrameHandle frame = nextKeyFrame())
+        return frame;
+    rewindTo(inStreamTime(moment));
     Candidate first = decodeUpTo(std::numeric_limits<std::int64_t>::min());
     return first.frame ? Result<FrameHandle>(std::move(first.frame)) : frameAt(time);
+}
+
+/// Decodes the next packet that says it needs no other one, and nothing behind it: a decoder that is told of the end
+/// gives out at once what it would else hold back until later frames have come. Null where that makes no whole frame,
+/// as with one field of two.
+FrameHandle FrameGrabber::nextKeyFrame()
+{
+    PacketHandle packet = makePacket();
+    FrameHandle frame = makeFrame();
+    bool isKey = false;
+    for (int i = 0; packet && frame && !isKey && i < MaxPacketsToKey && !m_input.expired(); ++i) {
+        if (av_read_frame(&m_input.context(), packet.get()) < 0)
+            return nullptr;
+        isKey = packet->stream_index == m_stream.index && (packet->flags & AV_PKT_FLAG_KEY) != 0;
+        if (!isKey)
+            av_packet_unref(packet.get());
+    }
+    m_decoder->skip_frame = AVDISCARD_DEFAULT;
+    bool isWhole = isKey && avcodec_send_packet(m_decoder.get(), packet.get()) >= 0
+        && avcodec_send_packet(m_decoder.get(), nullptr) >= 0
+        && avcodec_receive_frame(m_decoder.get(), frame.get()) >= 0 && (frame->flags & AV_FRAME_FLAG_CORRUPT) == 0
+        && frame->decode_error_flags == 0;
+    return isWhole ? std::move(frame) : nullptr;
 }
 
 Result<FrameHandle> FrameGrabber::frameAt(std::int64_t fromStart)

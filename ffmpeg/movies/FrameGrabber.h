@@ -43,6 +43,7 @@ private:
     void skipUnneeded(const AVPacket& packet, std::int64_t target);
     /// Decodes up to the frame shown at `target` from wherever the demuxer stands.
     Candidate decodeUpTo(std::int64_t target);
+    FrameHandle nextKeyFrame();
     bool takeFrames(std::int64_t target, Candidate& shown);
 
     MediaInput& m_input;

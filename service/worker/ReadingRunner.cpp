@@ -14,10 +14,21 @@
 #include "service/worker/TagDumping.h"
 
 #include <algorithm>
+#include <new>
 
 namespace mv {
 
 namespace {
+
+/// What is said of it is said to people, who cannot know what a library calls it.
+std::optional<Record> previewOf(const OpenedFile& file, int side)
+{
+    try {
+        return makePreview(file, side);
+    } catch (const std::bad_alloc&) {
+        return Record { { kPreviewProblem, "takes more memory than there is for it" } };
+    }
+}
 
 ReadingAnswer answerOf(const ReadingJob& job)
 {
@@ -45,7 +56,7 @@ ReadingAnswer answerOf(const ReadingJob& job)
     case ReadingOperation::DumpTags:
         return dumpTags(job.file);
     case ReadingOperation::Preview:
-        return makePreview(job.file, static_cast<int>(std::clamp(job.maximum.width, 1.0F, float { MaxPreviewSide })));
+        return previewOf(job.file, static_cast<int>(std::clamp(job.maximum.width, 1.0F, float { MaxPreviewSide })));
     }
     return std::optional<Record>();
 }

@@ -3,6 +3,7 @@
 #include "cli/SheetPage.h"
 #include "cli/TerminalPicture.h"
 #include "cli/text/JsonText.h"
+#include "png/PngFile.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Instrumented.h"
 

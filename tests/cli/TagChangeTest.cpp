@@ -3,6 +3,7 @@
 #include "cli/PictureFile.h"
 #include "cli/TagJson.h"
 #include "cli/TagState.h"
+#include "png/PngFile.h"
 #include "tests/cli/WorkerOfTheTool.h"
 #include "tests/support/Scratch.h"
 

@@ -190,6 +190,11 @@ TEST_F(PreviewTest, AFrameThatWillDoIsOneThatNeedsNoOther)
     std::string often = made("often.mkv", part("red", "0.5") + part("green", "9.5") + joined + "5");
     EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(often), wish)), Green));
     EXPECT_TRUE(isNear(middle(preview(rare)), Green)) << "as ever, the frame itself";
+    // Frames that come out of the decoder later than others.
+    for (const char* name : { "late.mkv", "late.mp4", "late.avi", "late.ts" }) {
+        std::string late = made(name, part("red", "0.5") + part("green", "9.5") + joined + "5 -bf 2");
+        EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(late), wish)), Green)) << name;
+    }
 }
 
 TEST_F(PreviewTest, VideosAreUpright)
