@@ -25,7 +25,7 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::size_t FilesACall = 500;
+constexpr std::size_t FilesACall = 100; // whose facts have room in an answer, lyrics and all
 constexpr std::size_t CopyBlock = 1u << 20;
 
 Result<void> copyFile(const std::string& from, const std::string& to)
