@@ -65,6 +65,7 @@ faults: build
 	@build/tests/test_integration --gtest_also_run_disabled_tests --gtest_filter='*WorkerAtDeadline*'
 	@tests/faults/run_job_faults.py --programs build/bin
 	@tests/faults/run_mirror.py --programs build/bin
+	@tests/faults/run_index_faults.py --programs build/bin
 	@tests/faults/run_activation.py --programs build/bin --bus dbus || test $$? = 77
 	@tests/faults/run_activation.py --programs build/bin --bus systemd || test $$? = 77
 

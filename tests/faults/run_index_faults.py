@@ -4,7 +4,7 @@
 run_index_faults.py --programs FOLDER [--short] [--kills N] [--seed N] [PART...]
 
 FOLDER holds mivo and mivo-mediad. Parts: first (runs that make an index are killed at random moments, and gone on with),
-update (so are updates, while files come, change and go), together (a second run is refused), room (the disk is full). The
+interrupts (the same with signals that ask), update (so are updates, while files come, change and go), together (a second run is refused), room (the disk is full). The
 exit status is 1 when a line was ever lost, doubled or cut within an index, when an index was neither the old nor the new
 one during an update, or when what came out in the end is not what a run makes that nobody kills.
 """
@@ -65,13 +65,18 @@ def whole_lines(path, name):
     return lines
 
 
-def killed_after(seconds, *words):
-    """True when it was killed before its end."""
+def status_after(seconds, number, *words):
+    """How a run ends that gets a signal after some time."""
     run = subprocess.Popen([os.path.join(faultlib.programs, "mivo"), *words], stdout=subprocess.DEVNULL,
                            stderr=subprocess.DEVNULL)
     time.sleep(seconds)
-    run.send_signal(signal.SIGKILL)
-    return run.wait() == -signal.SIGKILL
+    run.send_signal(number)
+    return run.wait(timeout=300)
+
+
+def killed_after(seconds, *words):
+    """True when it was killed before its end."""
+    return status_after(seconds, signal.SIGKILL, *words) == -signal.SIGKILL
 
 
 def duration_of(*words):
@@ -110,6 +115,29 @@ def first(folder, options):
             fail(f"first: another index than without kills: {result.stderr}")
         indexes += 1
     print(f"first: {kills} kills, {indexes} indexes")
+
+
+def interrupts(folder, options):
+    """Who is interrupted ends in order: no line is cut, and the next run goes on."""
+    music, whole, out = (os.path.join(folder, name) for name in ("music", "whole.jsonl", "out.jsonl"))
+    duration = duration_of("index", music, whole)
+    expected = read(whole)
+    interrupted = 0
+    for turn in range(options.kills):
+        if os.path.exists(out):
+            os.unlink(out)
+        number = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)[turn % 3]
+        status = status_after(random.uniform(0, duration), number, "index", music, out)
+        # Before it listens a signal ends it as any program.
+        if status not in (0, 130, -number):
+            fail(f"interrupts: status {status}")
+        interrupted += status == 130
+        have = read(out) if os.path.exists(out) else b""
+        if not expected.startswith(have) or (have and not have.endswith(b"\n")):
+            fail(f"interrupts: {len(have)} bytes that are not whole lines")
+        if tool("index", music, out).returncode != 0 or read(out) != expected:
+            fail("interrupts: not gone on with")
+    print(f"interrupts: {interrupted} of {options.kills}")
 
 
 def change_some(music, turn):
@@ -197,7 +225,7 @@ def room(folder, _options):
         subprocess.run(["umount", mount], check=True)
 
 
-PARTS = {"first": first, "update": update, "together": together, "room": room}
+PARTS = {"first": first, "interrupts": interrupts, "update": update, "together": together, "room": room}
 
 
 def start_bus(folder):
