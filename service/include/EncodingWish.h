@@ -15,6 +15,8 @@ inline constexpr EncodingQuality LastEncodingQuality = EncodingQuality::Best;
 /// Bits a second that may be asked for; what an encoder cannot reach becomes the nearest that it can.
 inline constexpr std::uint32_t MinEncodingBitrate = 8000;
 inline constexpr std::uint32_t MaxEncodingBitrate = 320'000;
+/// The most encoders that make one file at once: each takes memory.
+inline constexpr std::uint32_t MaxEncodingCores = 16;
 
 /// How a file is to be encoded.
 struct EncodingWish {
@@ -23,6 +25,7 @@ struct EncodingWish {
     bool vbr = false; ///< of MP3: as many bits as each moment needs, whatever the bit rate
     EncodingQuality quality = EncodingQuality::Standard;
     bool tags = true; ///< carries the source's tags and pictures
+    std::uint32_t cores = 1; ///< how many may work on the file at once; one gives the same bytes everywhere
 
     bool operator==(const EncodingWish&) const = default;
 };

@@ -57,6 +57,12 @@ EncodingPipeline::Block EncodingPipeline::next()
     return block;
 }
 
+// The library is this thread's again: the last block was the last call of the other one.
+std::size_t EncodingPipeline::tagFrame(std::span<std::uint8_t> area)
+{
+    return m_library.getLametagFrame(m_lame, area.data(), area.size());
+}
+
 void EncodingPipeline::decode()
 {
     try {
@@ -120,14 +126,14 @@ EncodingPipeline::Block EncodingPipeline::encodeBlock(const PcmBlock& pcm)
     int result = m_library.encodeBufferInt(
         m_lame, m_samples[0], m_samples[1], static_cast<int>(frames), m_mp3.data(), static_cast<int>(m_mp3.size()));
     std::size_t bytes = result > 0 ? static_cast<std::size_t>(result) : 0;
-    return { pcm.frames, result, Bytes(m_mp3.begin(), m_mp3.begin() + static_cast<std::ptrdiff_t>(bytes)) };
+    return { pcm.frames, result, Bytes(m_mp3.begin(), m_mp3.begin() + static_cast<std::ptrdiff_t>(bytes)), false };
 }
 
 EncodingPipeline::Block EncodingPipeline::flush()
 {
     int result = m_library.encodeFlush(m_lame, m_mp3.data(), static_cast<int>(m_mp3.size()));
     std::size_t bytes = result > 0 ? static_cast<std::size_t>(result) : 0;
-    return { 0, result, Bytes(m_mp3.begin(), m_mp3.begin() + static_cast<std::ptrdiff_t>(bytes)) };
+    return { 0, result, Bytes(m_mp3.begin(), m_mp3.begin() + static_cast<std::ptrdiff_t>(bytes)), true };
 }
 
 } // namespace mv

@@ -1,49 +1,31 @@
 #pragma once
 
-#include "service/transcode/LameLibrary.h"
+#include "service/transcode/EncodedSound.h"
 #include "service/transcode/MVAudioDecoder.h"
 #include "system/BatchQueue.h"
 
-#include "Base/Core/Bytes.h"
-
 #include <array>
-#include <atomic>
 #include <exception>
-#include <memory>
 #include <thread>
 
 namespace mv {
 
-/// Bytes of the area that the encoding library writes a block into.
-inline constexpr std::size_t Mp3BufferSize = 147'456;
-/// The most frames a block can have: an MPEG 1 frame.
-inline constexpr std::size_t MaxFrameSize = 1152;
-/// One block of samples for the encoding library: two channels of 32-bit samples.
-using SampleBlock = std::int32_t[2][MaxFrameSize];
-
 /// Decodes ahead of the encoding library and lets the library run ahead of the job, each on a thread of its own.
 /// The blocks come out in order, the same as if one thread had done it all; what was done ahead of a job that is
 /// cancelled is thrown away.
-class EncodingPipeline {
+class EncodingPipeline final : public EncodedSound {
 public:
-    /// A block as it was encoded.
-    struct Block {
-        std::int32_t frames = 0; ///< that were read for it; 0 or less for the last one, the flushed rest
-        int result = 0; ///< the library's: bytes, or negative
-        Bytes mp3;
-    };
-
     /// `decoder` and `lame` belong to the pipeline's threads until it is destroyed or the last block was taken;
     /// `frameSize` (1 to 1152) frames are read for a block.
     EncodingPipeline(MVAudioDecoderBase& decoder, const LameLibrary& library, lame_t lame, std::uint32_t frameSize);
     /// Stops within a block.
-    ~EncodingPipeline();
+    ~EncodingPipeline() override;
     EncodingPipeline(const EncodingPipeline&) = delete;
     EncodingPipeline& operator=(const EncodingPipeline&) = delete;
 
-    /// The next block. Not to be called again after the last one or one with a negative result. Raises what a
-    /// thread raised.
-    Block next();
+    /// A block is what was read at once, the last one the flushed rest.
+    Block next() override;
+    std::size_t tagFrame(std::span<std::uint8_t> area) override;
 
 private:
     struct PcmBlock {

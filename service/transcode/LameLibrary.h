@@ -25,6 +25,7 @@ public:
     virtual int setQuality(lame_t lame, int quality) const { return lame_set_quality(lame, quality); }
     virtual int setWriteVbrTag(lame_t lame, int on) const { return lame_set_bWriteVbrTag(lame, on); }
     virtual int initParams(lame_t lame) const { return lame_init_params(lame); }
+    virtual int getOutSamplerate(lame_t lame) const { return lame_get_out_samplerate(lame); }
     virtual int getFramesize(lame_t lame) const { return lame_get_framesize(lame); }
     virtual std::size_t getId3v2Tag(lame_t lame, unsigned char* buffer, std::size_t size) const
     {

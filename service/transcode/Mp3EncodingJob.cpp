@@ -4,6 +4,7 @@
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/transcode/CoreAudioDecoder.h"
 #include "service/transcode/EncodingPipeline.h"
+#include "service/transcode/SegmentedEncoding.h"
 
 #include <algorithm>
 #include <cmath>
@@ -60,10 +61,10 @@ int libraryQuality(std::int32_t code)
 
 #define MV_LOG(level, ...) writeDebugLog(level, File, Encode, __LINE__, formatText(__VA_ARGS__))
 
-MP3EncoderParts MP3EncoderParts::standard()
+MP3EncoderParts MP3EncoderParts::standard(unsigned cores)
 {
     static const LameLibrary library;
-    return { &library, [] { return std::make_unique<CoreAudioDecoder>(); } };
+    return { &library, [] { return std::make_unique<CoreAudioDecoder>(); }, cores };
 }
 
 Mp3EncodingJob::Mp3EncodingJob(const MP3EncoderParts& parts, Record attributes, EncodingListener& listener,
@@ -106,7 +107,7 @@ std::int32_t Mp3EncodingJob::prepare()
     if (std::int32_t error = openDecoder(); error != NoError)
         return error;
     checkAttributes();
-    return setUpLibrary();
+    return setUpLibrary(m_lame);
 }
 
 std::int32_t Mp3EncodingJob::openDecoder()
@@ -130,36 +131,44 @@ void Mp3EncodingJob::checkAttributes() const
     MV_LOG(DebugLevelError, "samplerate: %d", attribute(MVAudioEncoderSamplingRateAttribute));
 }
 
-std::int32_t Mp3EncodingJob::setUpLibrary()
+std::int32_t Mp3EncodingJob::setUpLibrary(lame_t lame) const
 {
     std::int32_t rate = attribute(MVAudioEncoderSamplingRateAttribute);
-    m_library.setOutSamplerate(m_lame, rate != 0 ? rate : m_format.samplerate);
-    setBitRate();
+    m_library.setOutSamplerate(lame, rate != 0 ? rate : m_format.samplerate);
+    setBitRate(lame);
     // Two channels whatever the input has: the samples are always split into two.
-    m_library.setNumChannels(m_lame, 2);
-    m_library.setInSamplerate(m_lame, m_format.samplerate);
-    m_library.setMode(m_lame, channelMode(attribute(MVMP3EncoderStereoModeAttribte)));
-    m_library.setQuality(m_lame, libraryQuality(attribute(MVMP3EncoderQualityAttribute)));
-    m_library.setWriteVbrTag(m_lame, 1);
-    return m_library.initParams(m_lame) < 0 ? MVAudioEncoderErrorParameters : NoError;
+    m_library.setNumChannels(lame, 2);
+    m_library.setInSamplerate(lame, m_format.samplerate);
+    m_library.setMode(lame, channelMode(attribute(MVMP3EncoderStereoModeAttribte)));
+    m_library.setQuality(lame, libraryQuality(attribute(MVMP3EncoderQualityAttribute)));
+    m_library.setWriteVbrTag(lame, 1);
+    return m_library.initParams(lame) < 0 ? MVAudioEncoderErrorParameters : NoError;
 }
 
 // With a variable rate the bit rate attribute is deliberately not applied: the library's own mean is brought into
 // its range.
-void Mp3EncodingJob::setBitRate()
+void Mp3EncodingJob::setBitRate(lame_t lame) const
 {
     if (!flag(MVAudioEncoderVBRAttribute)) {
-        m_library.setVBR(m_lame, vbr_off);
-        m_library.setBrate(m_lame, attribute(MVAudioEncoderBitrateAttribute) / 1000);
+        m_library.setVBR(lame, vbr_off);
+        m_library.setBrate(lame, attribute(MVAudioEncoderBitrateAttribute) / 1000);
         return;
     }
     constexpr int MaxKbps = 7999; // what is above it must be bits per second
-    m_library.setVBR(m_lame, vbr_default);
-    int mean = m_library.getVBRMeanBitrateKbps(m_lame);
+    m_library.setVBR(lame, vbr_default);
+    int mean = m_library.getVBRMeanBitrateKbps(lame);
     if (mean > MaxKbps)
-        m_library.setVBRMeanBitrateKbps(m_lame, (mean + 500) / 1000);
-    m_library.setVBRMeanBitrateKbps(m_lame, std::min(m_library.getVBRMeanBitrateKbps(m_lame), 320));
-    m_library.setVBRMeanBitrateKbps(m_lame, std::max(m_library.getVBRMeanBitrateKbps(m_lame), 8));
+        m_library.setVBRMeanBitrateKbps(lame, (mean + 500) / 1000);
+    m_library.setVBRMeanBitrateKbps(lame, std::min(m_library.getVBRMeanBitrateKbps(lame), 320));
+    m_library.setVBRMeanBitrateKbps(lame, std::max(m_library.getVBRMeanBitrateKbps(lame), 8));
+}
+
+LameHandle Mp3EncodingJob::makeLame() const
+{
+    LameHandle lame(m_library.init(), [this](lame_t made) { m_library.close(made); });
+    if (lame && setUpLibrary(lame.get()) != NoError)
+        lame.reset();
+    return lame;
 }
 
 std::int32_t Mp3EncodingJob::openOutput()
@@ -189,32 +198,51 @@ void Mp3EncodingJob::logParameters() const
 std::int32_t Mp3EncodingJob::encode()
 {
     m_listener.started();
-    std::unique_ptr<EncodingPipeline> pipeline;
+    std::unique_ptr<EncodedSound> sound;
     try {
-        pipeline = std::make_unique<EncodingPipeline>(*m_decoder, m_library, m_lame, m_frameSize);
+        sound = startEncoding();
     } catch (const std::system_error& problem) {
         MV_LOG(DebugLevelError, "no threads: %s", problem.what());
         return MVAudioEncoderErrorEncoder;
     }
-    std::int32_t error = encodeBlocks(*pipeline);
-    pipeline.reset(); // the library is this thread's again
-    return error != NoError || m_cancelled ? error : writeTagFrame();
+    std::int32_t error = encodeBlocks(*sound);
+    return error != NoError || m_cancelled ? error : writeTagFrame(*sound);
 }
 
-std::int32_t Mp3EncodingJob::encodeBlocks(EncodingPipeline& pipeline)
+std::unique_ptr<EncodedSound> Mp3EncodingJob::startEncoding()
+{
+    if (!isForSegments())
+        return std::make_unique<EncodingPipeline>(*m_decoder, m_library, m_lame, m_frameSize);
+    SegmentPlan plan(
+        m_parts.cores, static_cast<std::uint64_t>(std::max<std::int64_t>(0, m_format.framecount)), m_frameSize);
+    LameHandle first(m_lame, [](lame_t) {}); // the job's
+    return std::make_unique<SegmentedEncoding>(
+        *m_decoder, m_library, std::move(first), [this] { return makeLame(); }, plan, m_frameSize);
+}
+
+bool Mp3EncodingJob::isForSegments() const
+{
+    std::int32_t rate = attribute(MVAudioEncoderSamplingRateAttribute);
+    return m_parts.cores > 1 && flag(MVAudioEncoderExactConversionAttribute) && m_frameSize > 0
+        && m_library.getOutSamplerate(m_lame) == m_format.samplerate && (rate == 0 || rate == m_format.samplerate)
+        && SegmentPlan::isWorthwhile(m_format.framecount, m_frameSize);
+}
+
+std::int32_t Mp3EncodingJob::encodeBlocks(EncodedSound& sound)
 {
     while (true) {
         m_cancelled = m_listener.shouldStop();
         if (m_cancelled)
             return NoError;
-        EncodingPipeline::Block block = pipeline.next();
+        EncodedSound::Block block = sound.next();
         if (std::int32_t error = errorOfResult(block.result); error != NoError)
             return error;
         if (!m_file->write(block.mp3))
             return MVAudioEncoderErrorWrite;
-        if (block.frames <= 0)
+        if (block.isLast)
             return NoError;
-        reportProgress(block.frames);
+        if (block.frames > 0)
+            reportProgress(block.frames);
     }
 }
 
@@ -230,13 +258,13 @@ void Mp3EncodingJob::reportProgress(std::int32_t frames)
 }
 
 // The library has kept the first frame free for what it knows only now.
-std::int32_t Mp3EncodingJob::writeTagFrame()
+std::int32_t Mp3EncodingJob::writeTagFrame(EncodedSound& sound)
 {
     if (!m_file->seek(m_id3Size)) {
         MV_LOG(DebugLevelError, "fatal error: can't update LAME-tag frame!\n");
         return MVAudioEncoderErrorWrite;
     }
-    std::size_t size = m_library.getLametagFrame(m_lame, m_mp3.data(), m_mp3.size());
+    std::size_t size = sound.tagFrame(m_mp3);
     if (size > m_mp3.size()) {
         MV_LOG(DebugLevelError, "Error writing LAME-tag frame: buffer too small: buffer size=%d  frame size=%d\n",
             static_cast<int>(m_mp3.size()), static_cast<int>(size));

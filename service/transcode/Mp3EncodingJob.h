@@ -2,9 +2,10 @@
 
 #include "Base/Media/Record.h"
 #include "service/encoder/EncodingRun.h"
-#include "service/transcode/EncodingPipeline.h"
+#include "service/transcode/EncodedSound.h"
 #include "service/transcode/LameLibrary.h"
 #include "service/transcode/MVAudioDecoder.h"
+#include "service/transcode/SegmentEncoder.h"
 #include "system/OutputPlace.h"
 
 #include <functional>
@@ -16,9 +17,12 @@ namespace mv {
 struct MP3EncoderParts {
     const LameLibrary* library; ///< must outlive the encoder
     std::function<std::unique_ptr<MVAudioDecoder>()> makeDecoder; ///< null means it could not be made
+    /// How many encoders may make one file at once; one gives the same bytes wherever it runs. More than one are only
+    /// used with exact conversion, and where the encoder need not change the sample rate.
+    unsigned cores = 1;
 
     /// The real ones.
-    static MP3EncoderParts standard();
+    static MP3EncoderParts standard(unsigned cores = 1);
 };
 
 /// One file on its way to MP3, on the thread that runs it. Knows neither bus nor encoder.
@@ -38,14 +42,18 @@ public:
 private:
     std::int32_t prepare();
     std::int32_t openDecoder();
-    std::int32_t setUpLibrary();
-    void setBitRate();
+    std::int32_t setUpLibrary(lame_t lame) const;
+    void setBitRate(lame_t lame) const;
+    /// A further encoder like the job's own.
+    LameHandle makeLame() const;
     void checkAttributes() const;
     std::int32_t openOutput();
     void logParameters() const;
     std::int32_t encode();
-    std::int32_t encodeBlocks(EncodingPipeline& pipeline);
-    std::int32_t writeTagFrame();
+    std::unique_ptr<EncodedSound> startEncoding();
+    bool isForSegments() const;
+    std::int32_t encodeBlocks(EncodedSound& sound);
+    std::int32_t writeTagFrame(EncodedSound& sound);
     void reportProgress(std::int32_t frames);
     std::int32_t cleanUp(std::int32_t error);
     void closeLibrary();
@@ -73,6 +81,6 @@ private:
 
 /// An encoder's jobs as such jobs, in this process.
 EncodingRun encodingOfParts(MP3EncoderParts parts);
-inline EncodingRun standardEncoding() { return encodingOfParts(MP3EncoderParts::standard()); }
+inline EncodingRun standardEncoding(unsigned cores = 1) { return encodingOfParts(MP3EncoderParts::standard(cores)); }
 
 } // namespace mv

@@ -1,0 +1,64 @@
+#include "service/transcode/SegmentPlan.h"
+
+#include "service/include/EncodingWish.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace mv {
+namespace {
+
+constexpr std::size_t ChunkSamples = SegmentPlan::ChunkFrames * 1152;
+
+std::vector<std::size_t> cut(const SegmentPlan& plan, std::size_t chunks)
+{
+    std::vector<std::size_t> segments;
+    for (std::size_t at = 0; at < chunks; at += segments.back())
+        segments.push_back(plan.chunks(segments.size(), at));
+    return segments;
+}
+
+TEST(SegmentPlan, FirstAndLastSegmentsAreShort)
+{
+    constexpr std::size_t Chunks = 141; // three minutes
+    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, 1152), Chunks);
+    EXPECT_EQ(segments.front(), 6u);
+    EXPECT_EQ(segments.back(), 6u);
+    EXPECT_LE(segments.size(), 11u);
+}
+
+// A joint costs sound that is encoded twice.
+TEST(SegmentPlan, LongSoundIsCutIntoMinutes)
+{
+    constexpr std::size_t Chunks = 5600; // two hours
+    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, 1152), Chunks);
+    EXPECT_LE(segments.size(), 130u);
+}
+
+TEST(SegmentPlan, SoundOfUnknownLengthIsCutAlike)
+{
+    auto segments = cut(SegmentPlan(4, 0, 1152), 1000);
+    EXPECT_EQ(segments.front(), 6u);
+    EXPECT_EQ(segments.back(), 47u);
+}
+
+TEST(SegmentPlan, MoreCoresTakeShorterSegmentsNotMoreMemory)
+{
+    for (unsigned cores = 1; cores <= MaxEncodingCores; ++cores) {
+        SegmentPlan plan(cores, 0, 1152);
+        EXPECT_EQ(plan.cores(), cores);
+        std::size_t longest = plan.chunks(100, 5000);
+        EXPECT_GE(longest, 6u);
+        EXPECT_LE(longest * plan.segmentsAtOnce() * ChunkSamples * 8, std::size_t { 200 } << 20) << cores;
+    }
+}
+
+TEST(SegmentPlan, ShortSoundIsNotCut)
+{
+    EXPECT_FALSE(SegmentPlan::isWorthwhile(44'100 * 10, 1152));
+    EXPECT_TRUE(SegmentPlan::isWorthwhile(44'100 * 20, 1152));
+    EXPECT_TRUE(SegmentPlan::isWorthwhile(0, 1152));
+}
+
+} // namespace
+} // namespace mv

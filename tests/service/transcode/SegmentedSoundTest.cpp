@@ -1,0 +1,228 @@
+#include "service/include/MVAudioEncoderBase.h"
+#include "service/transcode/Mp3EncodingJob.h"
+#include "service/transcode/SegmentPlan.h"
+#include "tests/support/Scratch.h"
+#include "tests/support/WaveMaker.h"
+
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+#include <numbers>
+#include <random>
+
+// Joints in real sound, beside what one encoder makes of it.
+
+namespace mv {
+namespace {
+
+using namespace test;
+
+constexpr int Rate = 44'100;
+constexpr std::size_t Length = 47 * Rate + 321;
+constexpr unsigned Cores = 2;
+constexpr std::size_t Window = Rate / 50;
+
+using Signal = std::vector<std::int16_t>; ///< two channels side by side
+
+std::int16_t sample(double value) { return static_cast<std::int16_t>(32767 * std::clamp(value, -1.0, 1.0)); }
+
+Signal sine()
+{
+    Signal signal;
+    for (std::size_t i = 0; i < Length; ++i) {
+        double turns = 2 * std::numbers::pi * static_cast<double>(i) / Rate;
+        signal.insert(signal.end(), { sample(0.4 * std::sin(440 * turns)), sample(0.3 * std::sin(997 * turns)) });
+    }
+    return signal;
+}
+
+Signal silence() { return Signal(2 * Length); }
+
+Signal impulses()
+{
+    Signal signal(2 * Length);
+    for (std::size_t i = 0; i < Length; i += 7919)
+        signal[2 * i] = sample(0.8);
+    for (std::size_t i = 3; i < Length; i += 11'003)
+        signal[2 * i + 1] = sample(-0.6);
+    return signal;
+}
+
+Signal noise()
+{
+    std::mt19937 random(1);
+    Signal signal;
+    for (std::size_t i = 0; i < 2 * Length; ++i)
+        signal.push_back(sample(0.2 * (static_cast<double>(random() % 65'536) / 32'768 - 1)));
+    return signal;
+}
+
+/// A pitched buzz through three resonances, in syllables with breath between them.
+Signal speech()
+{
+    std::mt19937 random(2);
+    Signal signal;
+    double phase = 0;
+    double pitch = 120;
+    double loudness = 0;
+    double wanted = 0;
+    std::array<std::array<double, 2>, 3> state {};
+    constexpr std::array Resonances { 500.0, 1500.0, 2600.0 };
+    for (std::size_t i = 0; i < Length; ++i) {
+        if (i % 5292 == 0) {
+            wanted = random() % 3 == 0 ? 0.01 : 0.1 + static_cast<double>(random() % 100) / 400;
+            pitch = 90 + static_cast<double>(random() % 130);
+        }
+        loudness += (wanted - loudness) / 400;
+        phase += pitch / Rate;
+        double buzz = phase >= 1 ? 1 : 0.01 * (static_cast<double>(random() % 2000) / 1000 - 1);
+        phase -= std::floor(phase);
+        double sum = 0;
+        for (std::size_t k = 0; k < Resonances.size(); ++k) {
+            constexpr double Decay = 0.99;
+            double out = buzz + 2 * Decay * std::cos(2 * std::numbers::pi * Resonances[k] / Rate) * state[k][0]
+                - Decay * Decay * state[k][1];
+            state[k] = { out, state[k][0] };
+            sum += out / static_cast<double>(k + 1);
+        }
+        signal.insert(signal.end(), { sample(loudness * sum / 2), sample(0.8 * loudness * sum / 2) });
+    }
+    return signal;
+}
+
+class Silent final : public EncodingListener {
+public:
+    void started() override { }
+    bool shouldStop() override { return false; }
+    void progress(float) override { }
+    void failed(std::int32_t) override { }
+    void ended() override { }
+};
+
+Signal decoded(const std::string& command)
+{
+    std::string text = outputOf(command);
+    Signal signal;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+        signal.push_back(static_cast<std::int16_t>(
+            static_cast<std::uint8_t>(text[i]) | static_cast<std::uint8_t>(text[i + 1]) << 8));
+    return signal;
+}
+
+/// Decibels in a window; of silence that stays silent none.
+double signalToNoise(const Signal& wanted, const Signal& heard, std::size_t window)
+{
+    double signal = 1;
+    double rest = 1;
+    for (std::size_t i = 2 * window * Window; i < 2 * (window + 1) * Window; ++i) {
+        signal += static_cast<double>(wanted[i]) * wanted[i];
+        double difference = static_cast<double>(wanted[i]) - heard[i];
+        rest += difference * difference;
+    }
+    return 10 * std::log10(signal / rest);
+}
+
+/// Windows that begin or end within some frames around where joints can be.
+std::vector<std::size_t> windowsAroundJoints()
+{
+    SegmentPlan plan(Cores, Length, 1152);
+    std::vector<std::size_t> windows;
+    std::size_t chunk = 0;
+    for (std::size_t number = 0;; ++number) {
+        chunk += plan.chunks(number, chunk);
+        std::size_t frame = chunk * SegmentPlan::ChunkFrames;
+        if ((frame + 44) * 1152 > Length)
+            return windows;
+        for (std::size_t i = (frame + 21) * 1152 / Window; i < (frame + 44) * 1152 / Window; ++i)
+            windows.push_back(i);
+    }
+}
+
+struct Row {
+    const char* name;
+    Signal (*make)();
+    std::int32_t bitrate; ///< 0 for a variable one
+};
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name << row.bitrate; }
+
+class SegmentedSound : public testing::TestWithParam<Row> {
+protected:
+    void SetUp() override
+    {
+        for (const char* program : { "ffmpeg", "lame", "python3" }) {
+            if (!haveProgram(program))
+                GTEST_SKIP() << program << " is not installed";
+        }
+        m_signal = GetParam().make();
+        WaveMaker wave;
+        wave.format(1, 2, Rate, 16);
+        wave.chunk("data", { reinterpret_cast<const std::uint8_t*>(m_signal.data()), m_signal.size() * 2 });
+        m_source = m_folder.write("in.wav", wave.bytes());
+        m_single = encode("single.mp3", 1);
+        m_joined = encode("joined.mp3", Cores);
+    }
+    std::string encode(const std::string& name, unsigned cores)
+    {
+        Record attributes { { MVAudioEncoderExactConversionAttribute, true }, { MVMP3EncoderStereoModeAttribte, 3 },
+            { MVAudioEncoderVBRAttribute, GetParam().bitrate == 0 },
+            { MVAudioEncoderBitrateAttribute, GetParam().bitrate } };
+        Silent listener;
+        auto place = OutputPlace::at(m_folder.file(name));
+        EXPECT_TRUE(standardEncoding(cores)(attributes, listener, OpenedFile::at(m_source), *place));
+        return m_folder.file(name);
+    }
+    /// The 95th percentile of how much worse the joined file is, in the windows around joints.
+    double worse(const Signal& single, const Signal& joined) const
+    {
+        std::vector<double> differences;
+        for (std::size_t window : windowsAroundJoints())
+            differences.push_back(signalToNoise(m_signal, single, window) - signalToNoise(m_signal, joined, window));
+        std::sort(differences.begin(), differences.end());
+        return differences[differences.size() * 95 / 100];
+    }
+
+    ScratchFolder m_folder;
+    Signal m_signal;
+    std::string m_source;
+    std::string m_single;
+    std::string m_joined;
+};
+
+INSTANTIATE_TEST_SUITE_P(Signals, SegmentedSound,
+    testing::Values(Row { "sine", sine, 128'000 }, Row { "silence", silence, 128'000 },
+        Row { "impulses", impulses, 128'000 }, Row { "noise", noise, 128'000 }, Row { "speech", speech, 128'000 },
+        Row { "noise", noise, 320'000 }, Row { "speech", speech, 320'000 }, Row { "sine", sine, 0 },
+        Row { "silence", silence, 0 }, Row { "impulses", impulses, 0 }, Row { "noise", noise, 0 },
+        Row { "speech", speech, 0 }),
+    [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
+
+TEST_P(SegmentedSound, NobodyCanTellAJoint)
+{
+    ASSERT_GT(windowsAroundJoints().size(), 3u * 25);
+    const std::string joined = shellQuoted(m_joined);
+    // Valid frame by frame, and as long as the source.
+    EXPECT_EQ(outputOf(MV_WALK_MP3 " " + joined).substr(5), std::to_string(Length) + "\n");
+    EXPECT_EQ(
+        outputOf("ffmpeg -v warning -err_detect crccheck+bitstream+buffer+explode -i " + joined + " -f null - 2>&1"),
+        "");
+    // As large as the single stream.
+    auto size = static_cast<double>(readFile(m_single).size());
+    EXPECT_NEAR(static_cast<double>(readFile(m_joined).size()), size, size / 100);
+    // As near to the source, by two decoders.
+    for (const std::string command : { "ffmpeg -v error -i % -f s16le -", "lame --quiet --decode -t % -" }) {
+        auto heard = [&](const std::string& file) {
+            std::string text = command;
+            return decoded(text.replace(text.find('%'), 1, shellQuoted(file)));
+        };
+        Signal there = heard(m_single);
+        Signal here = heard(m_joined);
+        ASSERT_EQ(here.size(), m_signal.size()) << command;
+        ASSERT_EQ(there.size(), m_signal.size()) << command;
+        EXPECT_LE(worse(there, here), 0.5) << command;
+    }
+    // Not by chance.
+    EXPECT_EQ(readFile(encode("again.mp3", Cores)), readFile(m_joined));
+}
+
+} // namespace
+} // namespace mv
