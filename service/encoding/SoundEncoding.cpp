@@ -106,7 +106,7 @@ Outcome encodeMp3(const OpenedFile& source, const EncodingWish& wish, const Fact
 {
     TaggedMp3Place tagged(place, wish.tags ? id3TagOf(facts) : Bytes());
     Listener listener(progress);
-    bool isWell = standardEncoding()(attributesOf(wish, facts), listener, source, tagged);
+    bool isWell = standardEncoding(wish.cores)(attributesOf(wish, facts), listener, source, tagged);
     if (listener.isStopped())
         return MediaErrorKind::Cancelled;
     if (isWell && tagged.commit())

@@ -5,6 +5,7 @@
 #include "service/isolated/WorkerHost.h"
 #include "service/media1/MediaInput.h"
 
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -105,13 +106,13 @@ bool EncodingJob::begin()
     return m_status.state == EncodingState::Running;
 }
 
-void EncodingJob::run(WorkerHost& workers)
+void EncodingJob::run(WorkerHost& workers, unsigned freeCores)
 {
     if (!begin())
         return;
     std::optional<MediaError> problem;
     try {
-        problem = outcomeOf(workers);
+        problem = outcomeOf(workers, freeCores);
     } catch (const MediaError& error) {
         problem = error;
     } catch (const std::exception& error) {
@@ -121,7 +122,7 @@ void EncodingJob::run(WorkerHost& workers)
     end(std::move(problem));
 }
 
-std::optional<MediaError> EncodingJob::outcomeOf(WorkerHost& workers)
+std::optional<MediaError> EncodingJob::outcomeOf(WorkerHost& workers, unsigned freeCores)
 {
     const SharedPlace place
         = m_order.replaces ? OutputPlace::at(m_order.destination) : OutputPlace::atFreeName(m_order.destination);
@@ -129,6 +130,10 @@ std::optional<MediaError> EncodingJob::outcomeOf(WorkerHost& workers)
     WritingJob job { .operation = WritingOperation::EncodeSound,
         .file = MediaInput::at(m_order.source).open(),
         .encoding = m_order.wish };
+    if (job.encoding.cores == 0)
+        job.encoding.cores = freeCores;
+    job.encoding.cores
+        = std::min({ job.encoding.cores, MaxEncodingCores, std::max(1u, std::thread::hardware_concurrency()) });
     WritingAnswer answer
         = workers.write(std::move(job), { .place = place.get(), .delegate = &progress, .stop = m_stop.get_token() });
     auto kind = static_cast<MediaErrorKind>(std::get<std::int32_t>(answer));

@@ -18,7 +18,7 @@ class WorkerHost;
 struct EncodingOrder {
     std::string source; ///< path
     std::string destination; ///< path
-    EncodingWish wish {};
+    EncodingWish wish {}; ///< with 0 cores for as many as are free when its turn has come
     bool replaces = false; ///< what is at the destination
 };
 
@@ -58,14 +58,15 @@ public:
     /// there.
     void cancel() MV_EXCLUDES(m_lock);
 
-    /// Does it, on the calling thread, once; nothing where it was cancelled before. Raises nothing.
-    void run(WorkerHost& workers) MV_EXCLUDES(m_lock);
+    /// Does it, on the calling thread, once; nothing where it was cancelled before. `freeCores` (not 0) are used where
+    /// the order names none. Raises nothing.
+    void run(WorkerHost& workers, unsigned freeCores) MV_EXCLUDES(m_lock);
 
 private:
     class Progress;
 
     bool begin() MV_EXCLUDES(m_lock);
-    std::optional<MediaError> outcomeOf(WorkerHost& workers);
+    std::optional<MediaError> outcomeOf(WorkerHost& workers, unsigned freeCores);
     void report(double progress) MV_EXCLUDES(m_lock);
     void end(std::optional<MediaError> problem) MV_EXCLUDES(m_lock);
     void setEnd(std::optional<MediaError> problem) MV_REQUIRES(m_lock);

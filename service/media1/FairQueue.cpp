@@ -25,6 +25,15 @@ std::size_t FairQueue::threads() const
     return m_threads;
 }
 
+std::size_t FairQueue::pieces() const
+{
+    MutexLock hold(m_lock);
+    std::size_t pieces = m_running;
+    for (const auto& [client, lane] : m_lanes)
+        pieces += lane.waiting.size();
+    return pieces;
+}
+
 void FairQueue::add(const std::string& client, Work work)
 {
     MutexLock hold(m_lock);

@@ -38,6 +38,8 @@ public:
     void add(const std::string& client, Work work) MV_EXCLUDES(m_lock);
 
     std::size_t threads() const MV_EXCLUDES(m_lock);
+    /// Pieces that run or wait.
+    std::size_t pieces() const MV_EXCLUDES(m_lock);
 
 private:
     struct Lane {

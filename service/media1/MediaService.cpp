@@ -134,7 +134,13 @@ void MediaService::encode(
 
 void MediaService::begin(const SharedJob& job, const std::string& client, std::shared_ptr<void> hold)
 {
-    m_jobs.add(client, [this, job, hold = std::move(hold)] { job->run(m_host); });
+    m_jobs.add(client, [this, job, hold = std::move(hold)] { job->run(m_host, freeCores()); });
+}
+
+unsigned MediaService::freeCores() const
+{
+    std::size_t others = std::max<std::size_t>(m_jobs.pieces(), 1) - 1;
+    return static_cast<unsigned>(m_cores > others ? m_cores - others : 1);
 }
 
 /// A call on many files, in batches that end in any order.

@@ -56,6 +56,8 @@ private:
     class Many;
 
     SharedJob jobFor(EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller);
+    /// As many as no other job has or waits for.
+    unsigned freeCores() const;
     Facts factsOf(MediaInput input, bool withPictures, const MediaCaller& caller);
 
     const std::size_t m_cores;

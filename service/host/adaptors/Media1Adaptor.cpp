@@ -147,6 +147,7 @@ std::optional<SoundFormat> readEncodingOptions(WireReader& in, EncodingOrder& or
 {
     std::optional<SoundFormat> format;
     EncodingWish& wish = order.wish;
+    wish.cores = 0; // what is free
     auto takeFormat = [&](WireReader& value) {
         format = valueNamed(SoundFormats, value.string(), "a format is \"mp3\" or \"aac\"");
     };
@@ -159,8 +160,7 @@ std::optional<SoundFormat> readEncodingOptions(WireReader& in, EncodingOrder& or
             { "vbr", "b", [&](WireReader& value) { wish.vbr = value.boolean(); } },
             { "tags", "b", [&](WireReader& value) { wish.tags = value.boolean(); } },
             { "replace", "b", [&](WireReader& value) { order.replaces = value.boolean(); } },
-            // Any number is a promise not to use more, and an encoder has one thread.
-            { "cores", "u", [](WireReader& value) { value.unsignedInteger(); } } });
+            { "cores", "u", [&](WireReader& value) { wish.cores = value.unsignedInteger(); } } });
     return format;
 }
 

@@ -47,8 +47,16 @@ private:
     rlimit m_before {};
 };
 
-class SoundEncodingTest : public testing::TestWithParam<SoundFormat> {
+struct Way {
+    const char* name;
+    SoundFormat format;
+    std::uint32_t cores;
+};
+
+class SoundEncodingTest : public testing::TestWithParam<Way> {
 protected:
+    /// Sound that several encoders share, where there are several.
+    static double enough(double seconds) { return GetParam().cores > 1 ? 25 : seconds; }
     std::string wave(double seconds)
     {
         test::WaveMaker wave;
@@ -57,7 +65,7 @@ protected:
     }
     std::optional<MediaErrorKind> encode(const std::string& source, const SharedPlace& place)
     {
-        EncodingWish wish { .format = GetParam() };
+        EncodingWish wish { .format = GetParam().format, .cores = GetParam().cores };
         return encodeSound(OpenedFile::at(Path(source)), wish, place, m_witness);
     }
     std::size_t files() const
@@ -70,23 +78,33 @@ protected:
     Witness m_witness;
 };
 
-INSTANTIATE_TEST_SUITE_P(Every, SoundEncodingTest, testing::Values(SoundFormat::Mp3, SoundFormat::Aac),
-    [](const auto& row) { return std::string(row.param == SoundFormat::Mp3 ? "Mp3" : "Aac"); });
+void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
+
+constexpr Way Mp3 { "Mp3", SoundFormat::Mp3, 1 };
+constexpr Way Mp3OnCores { "Mp3OnCores", SoundFormat::Mp3, 3 };
+constexpr Way Aac { "Aac", SoundFormat::Aac, 1 };
+constexpr auto NameOfWay = [](const auto& row) { return std::string(row.param.name); };
+
+INSTANTIATE_TEST_SUITE_P(Every, SoundEncodingTest, testing::Values(Mp3, Mp3OnCores, Aac), NameOfWay);
+
+class Mp3SoundEncodingTest : public SoundEncodingTest { };
+INSTANTIATE_TEST_SUITE_P(Every, Mp3SoundEncodingTest, testing::Values(Mp3, Mp3OnCores), NameOfWay);
 
 TEST_P(SoundEncodingTest, TellsItsProgress)
 {
     std::string made = m_folder.file("made");
-    EXPECT_EQ(encode(wave(5), OutputPlace::at(Path(made))), std::nullopt);
+    double seconds = enough(5);
+    EXPECT_EQ(encode(wave(seconds), OutputPlace::at(Path(made))), std::nullopt);
     EXPECT_GT(m_witness.last, 50);
     auto facts = describe(OpenedFile::at(Path(made)), "", {});
     ASSERT_TRUE(facts.ok());
-    EXPECT_NEAR(static_cast<double>(*facts->get<std::int64_t>(fact::Length)), 5e6, 1e5);
+    EXPECT_NEAR(static_cast<double>(*facts->get<std::int64_t>(fact::Length)), seconds * 1e6, 1e5);
 }
 
 TEST_P(SoundEncodingTest, MonoStaysMono)
 {
     test::WaveMaker wave;
-    wave.format(1, 1, 44'100, 16).sound(std::size_t { 44'100 } * 2);
+    wave.format(1, 1, 44'100, 16).sound(static_cast<std::size_t>(44'100 * enough(1)) * 2);
     std::string made = m_folder.file("made");
     EXPECT_EQ(encode(m_folder.write("mono.wav", wave.bytes()), OutputPlace::at(Path(made))), std::nullopt);
     auto facts = describe(OpenedFile::at(Path(made)), "", {});
@@ -104,6 +122,15 @@ TEST_P(SoundEncodingTest, AFullDiskIsToldAndLeavesTheOlderFile)
         problem = encode(source, OutputPlace::at(Path(older)));
     }
     EXPECT_EQ(problem, MediaErrorKind::NoSpace);
+    EXPECT_EQ(charsOf(test::readFile(older)), "older");
+    EXPECT_EQ(files(), 2u);
+}
+
+TEST_P(Mp3SoundEncodingTest, ACancelLeavesTheOlderFile)
+{
+    std::string older = m_folder.write("made", "older");
+    m_witness.stopAt = 20;
+    EXPECT_EQ(encode(wave(25), OutputPlace::at(Path(older))), MediaErrorKind::Cancelled);
     EXPECT_EQ(charsOf(test::readFile(older)), "older");
     EXPECT_EQ(files(), 2u);
 }

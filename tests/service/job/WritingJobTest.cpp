@@ -41,7 +41,7 @@ TEST(WritingJob, ARecordMayHaveMoreThanAServiceGives)
 TEST(WritingJob, AnEncodingComesBackAsItIsWished)
 {
     WritingJob job { .operation = WritingOperation::EncodeSound,
-        .encoding = { SoundFormat::Aac, 96'000, true, EncodingQuality::Best, false } };
+        .encoding = { SoundFormat::Aac, 96'000, true, EncodingQuality::Best, false, 5 } };
     auto back = decodeWritingJob(encodeWritingJob(job), UniqueFd());
     ASSERT_TRUE(back.ok());
     EXPECT_EQ(back->encoding, job.encoding);
@@ -49,6 +49,10 @@ TEST(WritingJob, AnEncodingComesBackAsItIsWished)
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
     job.encoding = { .quality = static_cast<EncodingQuality>(0) };
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
+    for (std::uint32_t cores : { 0u, MaxEncodingCores + 1, 0xffffffffu }) {
+        job.encoding = { .cores = cores };
+        EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
+    }
 }
 
 TEST(WritingJob, CutShortOrWithoutAnOperationIsNone)
