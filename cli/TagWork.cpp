@@ -30,12 +30,18 @@ std::int64_t sizeOf(int file)
     return fstat(file, &facts) == 0 ? facts.st_size : 0;
 }
 
-/// The front cover among a file's pictures.
+/// The front cover, which comes first among a file's pictures; without one the first picture, which players show.
 const MediaPicture* coverAmong(const std::vector<MediaPicture>& pictures)
 {
-    auto found = std::find_if(
-        pictures.begin(), pictures.end(), [](const MediaPicture& one) { return one.type == FrontCoverType; });
-    return found == pictures.end() ? nullptr : &*found;
+    return pictures.empty() ? nullptr : &pictures.front();
+}
+
+/// Whether the tags take the cover away.
+bool removesCover(const MediaTags& tags)
+{
+    return std::any_of(tags.begin(), tags.end(), [](const auto& tag) {
+        return tag.first == FrontCoverTag && std::holds_alternative<std::monostate>(tag.second);
+    });
 }
 
 /// One file on its way. Lives as long as a call of it is under way.
@@ -69,6 +75,7 @@ private:
         const MediaPicture* cover = coverAmong(answer->pictures);
         if (!cover)
             return change();
+        m_hasOtherPicture = cover->type != FrontCoverType;
         m_media.begin<MediaDescription>(describeFileRequest(cover->data.get(), ""),
             [self = shared_from_this(), bytes = sizeOf(cover->data.get())](Result<MediaDescription> picture) {
                 self->m_before.cover = pictureText(picture ? &picture->facts : nullptr, bytes);
@@ -94,9 +101,14 @@ private:
             return fail(after.error());
         TagState now = stateWith(m_before, m_tags, m_order.cover);
         std::string missing;
+        if (m_hasOtherPicture && removesCover(m_tags)) {
+            now.cover = m_before.cover;
+            missing = "cover (its picture is of another kind, and stays)";
+        }
         if (!m_order.isDry) {
             now.facts = std::move(after).value();
-            missing = missingTags(m_tags, now.facts);
+            std::string others = missingTags(m_tags, now.facts);
+            missing += (missing.empty() || others.empty() ? "" : ", ") + others;
         }
         if (missing.empty())
             return m_finish({ textOf(now), "" });
@@ -114,6 +126,7 @@ private:
     CallsInOrder::Finish m_finish;
     std::string m_path;
     TagState m_before;
+    bool m_hasOtherPicture = false; ///< and no front cover
     MediaTags m_tags;
 };
 

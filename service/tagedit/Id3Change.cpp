@@ -323,7 +323,7 @@ private:
         });
         if (date.empty())
             return;
-        place = before(place, [](const Frame& frame) { return frame.id == "TDRL"; });
+        place = behind(place, "TDRL");
         NewBody body(m_version);
         if (m_version == 4) {
             insert(place, "TDRC", body.texts({ date }));
@@ -387,11 +387,21 @@ private:
         return place ? *place : namedFrames();
     }
 
-    /// Of frames that say one thing under two names FFmpeg shows the first.
+    /// Of texts that say one thing under two names FFmpeg shows the first.
     template <class Is> std::size_t before(std::size_t place, const Is& is) const
     {
         auto other = std::find_if(m_frames.begin(), m_frames.end(), is);
         return std::min(place, static_cast<std::size_t>(other - m_frames.begin()));
+    }
+
+    /// Of frames that it gives one name it shows the last.
+    std::size_t behind(std::size_t place, std::string_view id) const
+    {
+        for (std::size_t i = place; i < m_frames.size(); ++i) {
+            if (m_frames[i].id == id)
+                place = i + 1;
+        }
+        return place;
     }
 
     std::size_t namedFrames() const

@@ -60,6 +60,24 @@ TEST_F(ToolOnBus, TagsOfAnMP3FileKeepWhatIsNotNamed)
         EXPECT_THAT(described, HasSubstr(field));
 }
 
+// As many encoders write them.
+TEST_F(ToolOnBus, APictureOfNoKindIsShownAsACoverAndStays)
+{
+    std::string song = tone("a.mp3");
+    std::string script = "import sys; from mutagen.id3 import ID3, APIC; t=ID3(); "
+                         "t.add(APIC(0, 'image/png', 0, '', open(sys.argv[2], 'rb').read())); t.save(sys.argv[1])";
+    if (test::run("/usr/bin/python3 -c " + test::shellQuoted(script) + " " + song + " " + picture("c.png")) != 0)
+        GTEST_SKIP() << "mutagen is not here";
+    EXPECT_THAT(tool("tag " + song).out, HasSubstr("  cover        picture, 64 x 48, "));
+    Outcome removed = tool("tag --remove cover --title T " + song);
+    EXPECT_EQ(removed.status, 1);
+    EXPECT_THAT(removed.err, HasSubstr("the file does not show the wish for: cover (its picture is of another kind"));
+    EXPECT_THAT(removed.out, testing::AllOf(HasSubstr("-> T\n"), HasSubstr("picture, 64 x 48, ")));
+    Outcome other = tool("tag --cover " + made("d.png", "-f lavfi -i testsrc=size=32x32 -frames:v 1") + " " + song);
+    EXPECT_EQ(other.status, 0) << other.err;
+    EXPECT_THAT(tool("tag " + song).out, HasSubstr("  cover        picture, 32 x 32, "));
+}
+
 TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
 {
     std::string song = m_folder.file("a.mp3");

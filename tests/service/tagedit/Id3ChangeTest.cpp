@@ -54,7 +54,7 @@ TEST(Id3Change, ValuesHaveAZeroBetweenThem)
     EXPECT_EQ(framesOf(edited(Sound, changes)), id3Frame(4, "TPE1", zeroed("\0AC/DC\0B")));
 }
 
-TEST(Id3Change, WhatFfmpegTakesForTheSameStandsBehind)
+TEST(Id3Change, WhatFfmpegShowsOfTwoIsTheNewOne)
 {
     TagChanges changes;
     changes[TagKey::Comment] = TagChanges::Values { "New" };
@@ -74,8 +74,10 @@ TEST(Id3Change, WhatFfmpegTakesForTheSameStandsBehind)
     date[TagKey::Date] = TagChanges::Values { "2011" };
     std::string released = id3Frame(4, "TDRL", zeroed("\0001999"));
     std::string recorded = id3Frame(4, "TDRC", zeroed("\0002001"));
-    EXPECT_EQ(framesOf(edited(id3Tag(4, released + recorded) + Sound, date)),
-        id3Frame(4, "TDRC", zeroed("\0002011")) + released);
+    std::string title = id3Frame(4, "TIT2", zeroed("\0T"));
+    std::string made = id3Frame(4, "TDRC", zeroed("\0002011"));
+    EXPECT_EQ(framesOf(edited(id3Tag(4, recorded + released + title) + Sound, date)), released + made + title);
+    EXPECT_EQ(framesOf(edited(id3Tag(4, released + title + recorded) + Sound, date)), released + title + made);
 }
 
 TEST(Id3Change, APlaceKeepsWhatIsNotNamedOfIt)
