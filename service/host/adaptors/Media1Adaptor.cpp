@@ -40,10 +40,10 @@ constexpr sd_bus_vtable Members[] = {
         SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::Thumbnail>, 0),
     SD_BUS_METHOD_WITH_ARGS(wire::Media1::ThumbnailFile, SD_BUS_ARGS("h", file, "s", name, "u", size, "a{sv}", options),
         SD_BUS_RESULT("h", picture, "a{sv}", facts), served<&Media1Adaptor::ThumbnailFile>, 0),
-    SD_BUS_METHOD_WITH_ARGS(wire::Media1::Encode, SD_BUS_ARGS("s", source, "s", destination, "a{sv}", options),
-        SD_BUS_RESULT("o", job), served<&Media1Adaptor::Encode>, 0),
     SD_BUS_METHOD_WITH_ARGS(wire::Media1::SetTags, SD_BUS_ARGS("s", path, "a{sv}", tags, "a{sv}", options),
         SD_BUS_RESULT("a{sv}", facts), served<&Media1Adaptor::SetTags>, 0),
+    SD_BUS_METHOD_WITH_ARGS(wire::Media1::Encode, SD_BUS_ARGS("s", source, "s", destination, "a{sv}", options),
+        SD_BUS_RESULT("o", job), served<&Media1Adaptor::Encode>, 0),
     SD_BUS_PROPERTY(wire::Media1::Version, "u", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };
