@@ -26,7 +26,9 @@ public:
 
     Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override
     {
-        bool isFront = offset + target.size() <= m_filled || (m_filled == m_size && offset <= m_filled);
+        // Offsets are a file's own words, up to the largest there is.
+        bool isWhole = target.size() <= m_filled && offset <= m_filled - target.size();
+        bool isFront = isWhole || (m_filled == m_size && offset <= m_filled);
         if (!isFront)
             return m_source.readAt(offset, target);
         std::size_t count = std::min(target.size(), m_filled - static_cast<std::size_t>(offset));
