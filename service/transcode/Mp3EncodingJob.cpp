@@ -213,11 +213,11 @@ std::unique_ptr<EncodedSound> Mp3EncodingJob::startEncoding()
 {
     if (!isForSegments())
         return std::make_unique<EncodingPipeline>(*m_decoder, m_library, m_lame, m_frameSize);
-    SegmentPlan plan(
-        m_parts.cores, static_cast<std::uint64_t>(std::max<std::int64_t>(0, m_format.framecount)), m_frameSize);
+    SegmentPlan plan(m_parts.cores, static_cast<std::uint64_t>(std::max<std::int64_t>(0, m_format.framecount)),
+        Mp3Segments::shape(m_frameSize));
     LameHandle first(m_lame, [](lame_t) {}); // the job's
     return std::make_unique<SegmentedEncoding>(
-        *m_decoder, m_library, std::move(first), [this] { return makeLame(); }, plan, m_frameSize);
+        *m_decoder, m_library, std::move(first), [this] { return makeLame(); }, plan);
 }
 
 bool Mp3EncodingJob::isForSegments() const
@@ -225,7 +225,7 @@ bool Mp3EncodingJob::isForSegments() const
     std::int32_t rate = attribute(MVAudioEncoderSamplingRateAttribute);
     return m_parts.cores > 1 && flag(MVAudioEncoderExactConversionAttribute) && m_frameSize > 0
         && m_library.getOutSamplerate(m_lame) == m_format.samplerate && (rate == 0 || rate == m_format.samplerate)
-        && SegmentPlan::isWorthwhile(m_format.framecount, m_frameSize);
+        && SegmentPlan::isWorthwhile(m_format.framecount, Mp3Segments::shape(m_frameSize));
 }
 
 std::int32_t Mp3EncodingJob::encodeBlocks(EncodedSound& sound)

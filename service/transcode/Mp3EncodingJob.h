@@ -5,7 +5,7 @@
 #include "service/transcode/EncodedSound.h"
 #include "service/transcode/LameLibrary.h"
 #include "service/transcode/MVAudioDecoder.h"
-#include "service/transcode/SegmentEncoder.h"
+#include "service/transcode/Mp3Segments.h"
 #include "system/OutputPlace.h"
 
 #include <functional>

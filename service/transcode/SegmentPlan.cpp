@@ -8,28 +8,24 @@ namespace mv {
 
 namespace {
 
-// An overlap costs most of a chunk. Shorter segments would lose more by that than waiting for the last one does.
-constexpr std::size_t MinChunks = 6;
-// A minute: by then the overlap is a sixtieth.
-constexpr std::size_t MaxChunks = 47;
 // Of samples that are not yet joined. A closed process has 512 MB for everything.
 constexpr std::size_t MaxBytes = std::size_t { 160 } << 20;
-constexpr std::size_t SampleBytes = 2 * sizeof(std::int32_t);
-
-// A quarter of a minute.
-constexpr std::size_t MinSound = 12;
+// Of two channels.
+constexpr std::size_t SampleBytes = 8;
 
 } // namespace
 
-bool SegmentPlan::isWorthwhile(std::int64_t frames, std::size_t frameSize)
+bool SegmentPlan::isWorthwhile(std::int64_t samples, const SegmentShape& shape)
 {
-    return frames <= 0 || static_cast<std::uint64_t>(frames) >= MinSound * ChunkFrames * frameSize;
+    return samples <= 0 || static_cast<std::uint64_t>(samples) >= shape.minSound * shape.chunkSamples();
 }
 
-SegmentPlan::SegmentPlan(unsigned cores, std::uint64_t frames, std::size_t frameSize)
+SegmentPlan::SegmentPlan(unsigned cores, std::uint64_t samples, const SegmentShape& shape)
     : m_cores(std::clamp(cores, 1u, MaxEncodingCores))
-    , m_total(static_cast<std::size_t>(frames / (ChunkFrames * frameSize)))
-    , m_max(std::clamp(MaxBytes / (segmentsAtOnce() * ChunkFrames * frameSize * SampleBytes), MinChunks, MaxChunks))
+    , m_shape(shape)
+    , m_total(static_cast<std::size_t>(samples / shape.chunkSamples()))
+    , m_max(std::clamp(
+          MaxBytes / (segmentsAtOnce() * shape.chunkSamples() * SampleBytes), shape.minChunks, shape.maxChunks))
 {
 }
 
@@ -37,11 +33,11 @@ SegmentPlan::SegmentPlan(unsigned cores, std::uint64_t frames, std::size_t frame
 // nearly the same time.
 std::size_t SegmentPlan::chunks(std::size_t segment, std::size_t firstChunk) const
 {
-    std::size_t most = std::min(m_max, MinChunks << std::min<std::size_t>(segment, 8));
+    std::size_t most = std::min(m_max, m_shape.minChunks << std::min<std::size_t>(segment, 8));
     if (m_total == 0)
         return most;
     std::size_t left = m_total > firstChunk ? m_total - firstChunk : 0;
-    return std::clamp(2 * left / (3 * m_cores) + 1, MinChunks, most);
+    return std::clamp(2 * left / (3 * m_cores) + 1, m_shape.minChunks, most);
 }
 
 } // namespace mv

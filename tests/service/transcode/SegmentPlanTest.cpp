@@ -1,4 +1,4 @@
-#include "service/transcode/SegmentPlan.h"
+#include "service/transcode/Mp3Segments.h"
 
 #include "service/include/EncodingWish.h"
 
@@ -8,7 +8,8 @@
 namespace mv {
 namespace {
 
-constexpr std::size_t ChunkSamples = SegmentPlan::ChunkFrames * 1152;
+const SegmentShape Shape = Mp3Segments::shape(1152);
+const std::size_t ChunkSamples = Shape.chunkSamples();
 
 std::vector<std::size_t> cut(const SegmentPlan& plan, std::size_t chunks)
 {
@@ -21,7 +22,7 @@ std::vector<std::size_t> cut(const SegmentPlan& plan, std::size_t chunks)
 TEST(SegmentPlan, FirstAndLastSegmentsAreShort)
 {
     constexpr std::size_t Chunks = 141; // three minutes
-    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, 1152), Chunks);
+    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, Shape), Chunks);
     EXPECT_EQ(segments.front(), 6u);
     EXPECT_EQ(segments.back(), 6u);
     EXPECT_LE(segments.size(), 11u);
@@ -31,13 +32,13 @@ TEST(SegmentPlan, FirstAndLastSegmentsAreShort)
 TEST(SegmentPlan, LongSoundIsCutIntoMinutes)
 {
     constexpr std::size_t Chunks = 5600; // two hours
-    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, 1152), Chunks);
+    auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, Shape), Chunks);
     EXPECT_LE(segments.size(), 130u);
 }
 
 TEST(SegmentPlan, SoundOfUnknownLengthIsCutAlike)
 {
-    auto segments = cut(SegmentPlan(4, 0, 1152), 1000);
+    auto segments = cut(SegmentPlan(4, 0, Shape), 1000);
     EXPECT_EQ(segments.front(), 6u);
     EXPECT_EQ(segments.back(), 47u);
 }
@@ -45,7 +46,7 @@ TEST(SegmentPlan, SoundOfUnknownLengthIsCutAlike)
 TEST(SegmentPlan, MoreCoresTakeShorterSegmentsNotMoreMemory)
 {
     for (unsigned cores = 1; cores <= MaxEncodingCores; ++cores) {
-        SegmentPlan plan(cores, 0, 1152);
+        SegmentPlan plan(cores, 0, Shape);
         EXPECT_EQ(plan.cores(), cores);
         std::size_t longest = plan.chunks(100, 5000);
         EXPECT_GE(longest, 6u);
@@ -55,9 +56,9 @@ TEST(SegmentPlan, MoreCoresTakeShorterSegmentsNotMoreMemory)
 
 TEST(SegmentPlan, ShortSoundIsNotCut)
 {
-    EXPECT_FALSE(SegmentPlan::isWorthwhile(44'100 * 10, 1152));
-    EXPECT_TRUE(SegmentPlan::isWorthwhile(44'100 * 20, 1152));
-    EXPECT_TRUE(SegmentPlan::isWorthwhile(0, 1152));
+    EXPECT_FALSE(SegmentPlan::isWorthwhile(44'100 * 10, Shape));
+    EXPECT_TRUE(SegmentPlan::isWorthwhile(44'100 * 20, Shape));
+    EXPECT_TRUE(SegmentPlan::isWorthwhile(0, Shape));
 }
 
 } // namespace

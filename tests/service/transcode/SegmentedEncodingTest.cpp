@@ -81,9 +81,9 @@ protected:
     {
         m_decoder = std::make_unique<CountingDecoder>(frames * static_cast<std::int64_t>(FrameSize));
         m_decoder->raisesAt = m_raisesAt;
-        SegmentPlan plan(3, static_cast<std::uint64_t>(frames) * FrameSize, FrameSize);
+        SegmentPlan plan(3, static_cast<std::uint64_t>(frames) * FrameSize, Mp3Segments::shape(FrameSize));
         auto make = [this] { return LameHandle(m_library.init(), [this](lame_t lame) { m_library.close(lame); }); };
-        return std::make_unique<SegmentedEncoding>(*m_decoder, m_library, make(), make, plan, FrameSize);
+        return std::make_unique<SegmentedEncoding>(*m_decoder, m_library, make(), make, plan);
     }
     /// All of it, up to a failure; what went wrong stands in m_result.
     Bytes encode(std::int64_t frames)

@@ -1,6 +1,5 @@
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/transcode/Mp3EncodingJob.h"
-#include "service/transcode/SegmentPlan.h"
 #include "tests/support/Scratch.h"
 #include "tests/support/WaveMaker.h"
 
@@ -125,12 +124,13 @@ double signalToNoise(const Signal& wanted, const Signal& heard, std::size_t wind
 /// Windows that begin or end within some frames around where joints can be.
 std::vector<std::size_t> windowsAroundJoints()
 {
-    SegmentPlan plan(Cores, Length, 1152);
+    const SegmentShape shape = Mp3Segments::shape(1152);
+    SegmentPlan plan(Cores, Length, shape);
     std::vector<std::size_t> windows;
     std::size_t chunk = 0;
     for (std::size_t number = 0;; ++number) {
         chunk += plan.chunks(number, chunk);
-        std::size_t frame = chunk * SegmentPlan::ChunkFrames;
+        std::size_t frame = chunk * shape.chunkFrames;
         if ((frame + 44) * 1152 > Length)
             return windows;
         for (std::size_t i = (frame + 21) * 1152 / Window; i < (frame + 44) * 1152 / Window; ++i)
