@@ -16,8 +16,7 @@ inline constexpr int MaxPreviewSide = 2048;
 struct PreviewWish {
     int side = MaxPreviewSide; ///< of the larger one, in pixels, 1 to MaxPreviewSide
     bool isUpright = true; ///< a picture is turned as it says itself; a video's frame always is
-    /// Of a video: a frame that is quick to be had, from about a tenth of its length, and never its cover.
-    bool isFrame = false;
+    bool takesCover = true; ///< the cover of a song or a video goes before a frame
 };
 
 // Keys of the answer. A file that nobody can read has no answer.

@@ -8,7 +8,6 @@
 #include "id3/V23Form.h"
 #include "movies/IsoMovie.h"
 #include "mp4/mp4.h"
-#include "service/parsers/ThumbnailTime.h"
 
 #include <algorithm>
 #include <array>
@@ -155,20 +154,19 @@ std::optional<Shown> shown(const std::optional<NSImage>& image, int side)
 }
 
 /// The first frame that shows something, else the first one at all.
-std::optional<Scaled> frameOf(QTMovie& movie, double duration, const PreviewWish& wish)
+std::optional<Scaled> frameOf(QTMovie& movie, double duration, int side)
 {
     std::optional<Scaled> first;
     auto isEnough = [&](const std::optional<NSImage>& image) {
-        auto frame = shown(image, wish.side);
+        auto frame = shown(image, side);
         bool tells = frame && frame->tells;
         if (frame && (tells || !first))
             first = std::move(frame->scaled);
         return tells;
     };
-    const double begin = wish.isFrame ? duration / 10 : thumbnailTime(duration);
-    for (double seconds : { begin, duration / 3, duration * 2 / 3 }) {
+    for (double seconds : { duration / 10, duration / 3, duration * 2 / 3 }) {
         QTTime time = QTMakeTimeWithTimeInterval(seconds);
-        if (wish.isFrame && isEnough(movie.quickImageBeforeTime(time)))
+        if (isEnough(movie.quickImageBeforeTime(time)))
             break;
         auto image = movie.frameImageAtTime(time);
         if (isEnough(image || first ? image : movie.posterImage()))
@@ -185,11 +183,11 @@ std::optional<Preview> ofAttached(QTMovie& movie, int side)
     return scaled ? std::optional<Preview>(std::move(*scaled)) : std::nullopt;
 }
 
-std::optional<Preview> ofFrame(QTMovie& movie, const PreviewWish& wish)
+std::optional<Preview> ofFrame(QTMovie& movie, int side)
 {
     double duration = 0;
     bool isLengthKnown = QTGetTimeInterval(movie.duration(), &duration) && duration > 0;
-    auto frame = frameOf(movie, duration, wish);
+    auto frame = frameOf(movie, duration, side);
     if (!frame)
         return std::nullopt;
     if (isLengthKnown)
@@ -205,11 +203,11 @@ Preview ofMovie(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit)
     if (!movie)
         return ofUnknown();
     // The covers of ISO media were asked for before.
-    bool mayHaveCover = !wish.isFrame && !beginsLikeIsoMedia(**file.content());
+    bool mayHaveCover = wish.takesCover && !beginsLikeIsoMedia(**file.content());
     if (auto cover = mayHaveCover ? ofAttached(**movie, wish.side) : std::nullopt)
         return std::move(*cover);
     if ((*movie)->attribute<bool>(QTMovieHasVideoAttribute).value_or(false)) {
-        if (auto frame = ofFrame(**movie, wish))
+        if (auto frame = ofFrame(**movie, wish.side))
             return std::move(*frame);
         auto chapter = ofAttached(**movie, wish.side);
         return chapter ? std::move(*chapter)
@@ -228,7 +226,7 @@ Preview drawPreview(const OpenedFile& file, const PreviewWish& wish, QTKit& tool
     const SharedSource& content = *file.content();
     if (auto image = NSImage::initWithContentsOfFile(file, Drawing::Quick))
         return ofPicture(content, *image, wish);
-    if (wish.isFrame)
+    if (!wish.takesCover)
         return ofMovie(file, wish, toolkit);
     bool isIso = beginsLikeIsoMedia(*content);
     if (auto cover = isIso ? ofIsoCover(file, wish.side) : ofMpegAudio(*content, wish.side))

@@ -38,8 +38,9 @@ Preview drawPreview(const OpenedFile& file, const PreviewWish& wish, QTKit& tool
 /// What kind of file it is says its content.
 ///
 /// A cover goes before a video's frame: somebody has chosen it. Of a song's pictures it is the last front cover that
-/// can be drawn, else the last picture, as in records. A frame is the record's, or, where that is of one colour, as at
-/// the beginning of many films, one from the middle.
+/// can be drawn, else the last picture, as in records. A frame is the key frame before a tenth of the length, which is
+/// quick to be had and shows as much as any other; where that is of one colour, as at the beginning of many films, the
+/// frame itself, then those of a third and two thirds.
 std::optional<Record> makePreview(const OpenedFile& file, const PreviewWish& wish, QTKit& toolkit = QTKit::shared());
 inline std::optional<Record> makePreview(const OpenedFile& file, int side, QTKit& toolkit = QTKit::shared())
 {

@@ -73,7 +73,7 @@ bool hasTooManyPixels(const Facts& facts)
 
 MediaResult makeMediaThumbnail(const OpenedFile& file, const ThumbnailWish& wish)
 {
-    PreviewWish preview { .side = static_cast<int>(wish.size), .isUpright = wish.upright, .isFrame = true };
+    PreviewWish preview { .side = static_cast<int>(wish.size), .isUpright = wish.upright, .takesCover = false };
     auto facts = describe(file, file.path().text(), { .pictures = true });
     if (!facts)
         return mediaProblemOf(facts.error());

@@ -183,17 +183,15 @@ TEST_F(PreviewTest, AFrameThatWillDoIsOneThatNeedsNoOther)
             + ",drawbox=w=40:h=30:color=blue:t=fill ";
     };
     std::string joined = "-filter_complex '[0][1]concat' -c:v mpeg4 -q:v 2 -sc_threshold 1000000000 -g ";
-    PreviewWish wish { .side = 64, .isFrame = true };
     constexpr Rgba Green { 0, 128, 0, 255 };
     std::string rare = made("rare.mkv", part("red", "0.5") + part("green", "9.5") + joined + "600");
-    EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(rare), wish)), Red)) << "though at a tenth it is green";
+    EXPECT_TRUE(isNear(middle(preview(rare)), Red)) << "though at a tenth it is green";
     std::string often = made("often.mkv", part("red", "0.5") + part("green", "9.5") + joined + "5");
-    EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(often), wish)), Green));
-    EXPECT_TRUE(isNear(middle(preview(rare)), Green)) << "as ever, the frame itself";
+    EXPECT_TRUE(isNear(middle(preview(often)), Green));
     // Frames that come out of the decoder later than others.
     for (const char* name : { "late.mkv", "late.mp4", "late.avi", "late.ts" }) {
         std::string late = made(name, part("red", "0.5") + part("green", "9.5") + joined + "5 -bf 2");
-        EXPECT_TRUE(isNear(middle(makePreview(OpenedFile::at(late), wish)), Green)) << name;
+        EXPECT_TRUE(isNear(middle(preview(late)), Green)) << name;
     }
 }
 
@@ -225,6 +223,8 @@ TEST_F(PreviewTest, TheCoverOfAVideoGoesBeforeItsFrames)
             + " -metadata:s:t mimetype=image/png -metadata:s:t filename=cover.png"));
     EXPECT_EQ(sizes(film), "40x20 of 40x20");
     EXPECT_TRUE(isNear(middle(film), Blue));
+    auto frame = makePreview(OpenedFile::at(m_folder.file("a.mkv")), PreviewWish { .side = 64, .takesCover = false });
+    EXPECT_EQ(sizes(frame), "64x48 of 64x48") << "where no cover is wanted";
 }
 
 TEST_F(PreviewTest, WhatNobodyCanReadGivesNothing)
