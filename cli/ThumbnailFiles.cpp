@@ -8,6 +8,7 @@
 #include "cli/OrderedPipe.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
+#include "cli/ThumbnailOrders.h"
 #include "system/InputFile.h"
 #include "system/OutputFile.h"
 
@@ -15,7 +16,6 @@
 #include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
-#include <unordered_map>
 
 namespace mv::cli {
 
@@ -24,44 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* UsualSize = "128";
-
-/// A file and where its thumbnail goes.
-struct ThumbnailOrder {
-    NamedFile file;
-    std::string output; ///< whole
-    std::string rival; ///< another file whose thumbnail goes there; empty for none
-};
-
-/// Finds the places, and who would have the same.
-class ThumbnailOrders {
-public:
-    ThumbnailOrders(FileNames& names, const ThumbnailPattern& pattern)
-        : m_names(names)
-        , m_pattern(pattern)
-    {
-    }
-
-    std::optional<ThumbnailOrder> next()
-    {
-        auto file = m_names.next();
-        if (!file)
-            return std::nullopt;
-        ThumbnailOrder order { std::move(*file) };
-        if (order.file.failure)
-            return order;
-        std::error_code failure;
-        order.output = fs::absolute(m_pattern.nameFor(order.file.name), failure).lexically_normal().native();
-        auto [place, isNew] = m_taken.try_emplace(order.output, order.file.name);
-        if (!isNew)
-            order.rival = place->second;
-        return order;
-    }
-
-private:
-    FileNames& m_names;
-    const ThumbnailPattern& m_pattern;
-    std::unordered_map<std::string, std::string> m_taken;
-};
 
 Result<Bytes> contentOf(const UniqueFd& picture)
 {
@@ -131,8 +93,11 @@ private:
             return noConnection(m_bus.error());
         if (!order.rival.empty())
             return Error { Error::Kind::State, "its thumbnail would have the name of that of " + order.rival };
-        if (sameFile(order.file.name, order.output))
+        if (order.isInput && sameFile(order.file.name, order.output))
             return Error { Error::Kind::State, "input and output are the same file" };
+        if (order.isInput)
+            return Error { Error::Kind::State,
+                "its thumbnail would replace " + order.output + ", which is one of the files" };
         MV_TRY(thumbnail, fitted(order.file.name));
         MV_TRY(content, contentOf(thumbnail.picture));
         return writeFile(order.output, content);
@@ -179,7 +144,7 @@ ExitStatus thumbnailFiles(
     auto service = openService(command, arguments);
     if (!service)
         return ExitStatus::NoService;
-    ThumbnailOrders orders(names, wish.pattern);
+    ThumbnailOrders orders(arguments, names, wish.pattern);
     ExitStatus status = ExitStatus::Done;
     OrderedPipe<ThumbnailOrder, WorkResult> pipe;
     pipe.next = [&] { return orders.next(); };

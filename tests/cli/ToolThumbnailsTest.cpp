@@ -104,6 +104,31 @@ TEST_F(ToolThumbnails, OfFoldersListsAndNamesOfAnyBytes)
     EXPECT_EQ(sizeOf("out/x-a.png"), "png,64,48\n");
 }
 
+TEST_F(ToolThumbnails, ReplaceNoneOfTheFiles)
+{
+    std::filesystem::create_directory(m_folder.file("m"));
+    for (const char* name : { "m/a.bmp", "m/a.png", "m/b.bmp", "m/b.png", "m/c.bmp" })
+        picture(name);
+    std::string folder = m_folder.file("m") + "/";
+    Bytes a = test::readFile(folder + "a.png");
+    Bytes b = test::readFile(folder + "b.png");
+    auto expectUnchanged = [&](const Outcome& outcome) {
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.err,
+            HasSubstr("a.bmp: its thumbnail would replace " + folder + "a.png, which is one of the files\n"));
+        EXPECT_EQ(test::readFile(folder + "a.png"), a);
+        EXPECT_EQ(test::readFile(folder + "b.png"), b);
+    };
+    expectUnchanged(tool("thumbnail --size 16 -o %s.png " + folder + "a.bmp " + folder + "a.png"));
+    expectUnchanged(tool("thumbnail --size 16 -r -o %s.png " + folder));
+    EXPECT_EQ(sizeOf("m/c.png"), "png,16,12\n");
+    // What comes later in a list, under another name.
+    symlink("a.png", m_folder.file("m/link").c_str());
+    std::string list = folder + "a.bmp\\n" + folder + "c.bmp\\n" + folder + "link\\n";
+    expectUnchanged(tool("thumbnail --size 20 -o %s.png --files-from -", "printf '" + list + "' |"));
+    EXPECT_EQ(sizeOf("m/c.png"), "png,20,15\n") << "one of an earlier run is made anew";
+}
+
 TEST_F(ToolTest, SlipsOfManyThumbnailsAreToldBeforeAnythingStarts)
 {
     struct Slip {
