@@ -23,6 +23,8 @@ namespace fs = std::filesystem;
 /// Another process may put a new index in the place while this one waits for the lock of the old one.
 constexpr int Attempts = 8;
 constexpr mode_t NewMode = 0666;
+/// Of a first line without an end.
+constexpr std::size_t MostLookedAt = 64 * 1024;
 
 Error refused(const char* sentence) { return { Error::Kind::State, sentence }; }
 
@@ -73,12 +75,11 @@ Result<void> checkIsIndex(int file)
     IndexReader reader(file);
     if (reader.entry())
         return {};
-    std::array<char, 9> beginning {};
-    constexpr std::string_view IndexBegins = "{\"path\":\"";
+    // A first line may have been cut. Names alone are shorter than what is looked at.
+    std::string beginning(MostLookedAt, '\0');
     ssize_t got = pread(file, beginning.data(), beginning.size(), 0);
-    std::string_view text(beginning.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    // A first line may have been cut, but begins as one.
-    if (got < 0 || reader.damagedLine() > 0 || !IndexBegins.starts_with(text))
+    beginning.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got < 0 || reader.damagedLine() > 0 || !mayBeginIndexLine(beginning))
         return refused("is there and is no index; it stays as it is");
     return {};
 }

@@ -16,6 +16,10 @@ constexpr std::size_t NanosecondDigits = 9;
 /// Errors that tell of the content, and stay as long as it does.
 constexpr std::array<std::string_view, 2> LastingErrors { "Mivo.Media1.Error.NotMedia", "Mivo.Media1.Error.TooLarge" };
 
+constexpr std::string_view PathBegins = "{\"path\":\"";
+constexpr std::string_view UriBegins = "\",\"xesam:url\":\"";
+constexpr std::string_view StampBegins = "\"file\":{\"size\":";
+
 std::string stampJson(const FileStamp& stamp)
 {
     std::string mtime = formatText("%lld.%09u", static_cast<long long>(stamp.seconds), stamp.nanoseconds);
@@ -71,6 +75,8 @@ public:
         return takeNumber(number) && before - m_rest.size() == NanosecondDigits;
     }
     std::string_view rest() const { return m_rest; }
+    /// Whether it ends within `text`, or with it.
+    bool endsIn(std::string_view text) const { return text.starts_with(m_rest); }
 
 private:
     std::string_view cut(std::size_t length)
@@ -85,7 +91,7 @@ private:
 
 bool takeStamp(LineReader& line, FileStamp& stamp)
 {
-    return line.take("\"file\":{\"size\":") && line.takeNumber(stamp.size) && line.take(",\"mtime\":\"")
+    return line.take(StampBegins) && line.takeNumber(stamp.size) && line.take(",\"mtime\":\"")
         && line.takeNumber(stamp.seconds) && line.take(".") && line.takeNanoseconds(stamp.nanoseconds)
         && line.take("\",\"inode\":") && line.takeNumber(stamp.inode) && line.take("}");
 }
@@ -125,7 +131,7 @@ std::optional<IndexEntry> readIndexLine(std::string_view text)
 {
     LineReader line(text);
     IndexEntry entry;
-    if (!line.take("{\"path\":\"") || !line.takeString() || !line.take("\",\"xesam:url\":\""))
+    if (!line.take(PathBegins) || !line.takeString() || !line.take(UriBegins))
         return std::nullopt;
     auto uri = line.takeString();
     auto path = uri ? pathOfFileUri(*uri) : Error {};
@@ -136,6 +142,23 @@ std::optional<IndexEntry> readIndexLine(std::string_view text)
     entry.path = std::move(*path);
     entry.isWorthAnotherTry = isWorthAnotherTry(line);
     return entry;
+}
+
+bool mayBeginIndexLine(std::string_view text)
+{
+    constexpr std::string_view UriEnds = "\",";
+    LineReader line(text);
+    if (!line.take(PathBegins))
+        return line.endsIn(PathBegins);
+    if (!line.takeString())
+        return true;
+    if (!line.take(UriBegins))
+        return line.endsIn(UriBegins);
+    if (!line.takeString())
+        return true;
+    if (!line.take(UriEnds))
+        return line.endsIn(UriEnds);
+    return line.take(StampBegins) || line.endsIn(StampBegins);
 }
 
 } // namespace mv::cli

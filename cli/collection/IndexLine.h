@@ -27,4 +27,7 @@ struct IndexEntry {
 /// Nothing for a line that indexLine did not write.
 std::optional<IndexEntry> readIndexLine(std::string_view line);
 
+/// Whether a line that indexLine writes may begin so. Nothing does, too.
+bool mayBeginIndexLine(std::string_view text);
+
 } // namespace mv::cli

@@ -23,8 +23,10 @@ int copyFront(int from, int to, std::uint64_t bytes)
     while (at < end) {
         chunk.resize(static_cast<std::size_t>(std::min<loff_t>(end - at, ChunkBytes)));
         ssize_t got = pread(from, chunk.data(), chunk.size(), at);
-        if (got <= 0 && errno != EINTR)
-            return got < 0 ? errno : EIO;
+        if (got == 0)
+            return EIO;
+        if (got < 0 && errno != EINTR)
+            return errno;
         if (got > 0) {
             if (int code = writeWhole(to, std::string_view(chunk).substr(0, static_cast<std::size_t>(got))); code != 0)
                 return code;

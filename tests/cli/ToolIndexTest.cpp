@@ -149,6 +149,10 @@ TEST_F(ToolIndex, WhatIsNoIndexStaysAsItIs)
     std::string other = m_logs.write("list.jsonl", std::string_view("{\"path\":\"a\",\"xesam:title\":\"b\"}\n"));
     refusal(text, "is there and is no index; it stays as it is");
     refusal(other, "is there and is no index; it stays as it is");
+    // One line without an end, which begins as that of an index does.
+    std::string settings = m_logs.write("settings", std::string_view("{\"path\":\"/home\",\"depth\":3}"));
+    refusal(settings, "is there and is no index; it stays as it is");
+    EXPECT_EQ(test::readFile(settings).size(), 26u);
     refusal("/dev/null", "is no regular file, and an index is one");
     refusal(m_folder.file("m"), "is a folder");
     EXPECT_EQ(test::readFile(text).size(), 9u);

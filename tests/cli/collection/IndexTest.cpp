@@ -53,6 +53,16 @@ TEST(IndexLine, WhatIsNoneIsNotRead)
         EXPECT_FALSE(readIndexLine(wrong)) << wrong;
 }
 
+TEST(IndexLine, BeginsAsNothingElseDoes)
+{
+    std::string line = indexLine(DescribedFile("/m/a \"b\"\xff.mp3", {}), kStamp);
+    for (std::size_t length = 0; length <= line.size(); ++length)
+        EXPECT_TRUE(mayBeginIndexLine(line.substr(0, length))) << length;
+    for (const char* wrong : { "words", "[", "{\"path\":1", "{\"path\":\"/a\",\"x\":1}", "{\"path\":\"/a\"}",
+             "{\"path\":\"/a\",\"xesam:url\":\"file:///a\"}", "{\"path\":\"/a\",\"xesam:url\":\"file:///a\",\"x\"" })
+        EXPECT_FALSE(mayBeginIndexLine(wrong)) << wrong;
+}
+
 class IndexReaderTest : public testing::Test {
 protected:
     /// Paths, and where it ended.
