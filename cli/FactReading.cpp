@@ -109,7 +109,7 @@ std::vector<Result<DescribedFile>> FactReading::describe(const std::vector<std::
             found[i] = path ? describeOpened(names[i]) : path.error();
         }
     }
-    std::vector<Result<Facts>> many = describeMany(paths);
+    std::vector<Result<Facts>> many = describeEach(m_client, paths);
     for (std::size_t i = 0; i < many.size(); ++i)
         found[places[i]] = std::move(many[i]);
     std::vector<Result<DescribedFile>> files;
@@ -132,7 +132,7 @@ Result<Facts> FactReading::describeOpened(const std::string& name)
     return std::move(description.facts);
 }
 
-std::vector<Result<Facts>> FactReading::describeMany(const std::vector<std::string>& paths)
+std::vector<Result<Facts>> describeEach(Media1Client& client, const std::vector<std::string>& paths)
 {
     std::vector<Result<Facts>> found;
     found.reserve(paths.size());
@@ -140,12 +140,12 @@ std::vector<Result<Facts>> FactReading::describeMany(const std::vector<std::stri
         auto first = paths.begin() + static_cast<std::ptrdiff_t>(found.size());
         auto count = std::min(paths.size() - found.size(), MaxDescribedPaths);
         std::vector<std::string> some(first, first + static_cast<std::ptrdiff_t>(count));
-        auto answer = m_client.call(describeManyRequest(some));
+        auto answer = client.call(describeManyRequest(some));
         for (std::size_t i = 0; i < some.size(); ++i) {
             Result<Facts> one = answer ? std::move((*answer)[i]) : Result<Facts>(answer.error());
             // One answer has only so much room for texts, and alone every file has all of it.
             if (!one && mediaErrorKind(one.error()) == MediaErrorKind::TooLarge) {
-                auto alone = m_client.call(describeRequest(some[i]));
+                auto alone = client.call(describeRequest(some[i]));
                 one = alone ? Result<Facts>(std::move(alone->facts)) : Result<Facts>(alone.error());
             }
             found.push_back(std::move(one));

@@ -25,11 +25,13 @@ private:
     }
 
     Result<Facts> describeOpened(const std::string& name);
-    std::vector<Result<Facts>> describeMany(const std::vector<std::string>& paths);
 
     std::unique_ptr<ServiceBus> m_bus;
     Media1Client m_client;
 };
+
+/// The facts of each of any number of files, whose paths are whole and such as the bus carries.
+std::vector<Result<Facts>> describeEach(Media1Client& client, const std::vector<std::string>& paths);
 
 /// The name as the service can be told of it; nothing where it has to be opened here. Fails for what is no name.
 Result<std::optional<std::string>> carriedPath(const std::string& name);

@@ -28,6 +28,12 @@ Result<std::string> wholePathOf(const std::string& argument)
 Result<Path> inputPath(const std::string& argument)
 {
     MV_TRY(path, wholePathOf(argument));
+    MV_TRY_VOID(checkInput(path));
+    return Path(path);
+}
+
+Result<void> checkInput(const std::string& path)
+{
     struct stat facts { };
     if (stat(path.c_str(), &facts) != 0)
         return problem(errno == ENOENT ? "there is no such file" : std::strerror(errno));
@@ -37,7 +43,7 @@ Result<Path> inputPath(const std::string& argument)
         return problem("is not a regular file");
     if (access(path.c_str(), R_OK) != 0)
         return problem(std::string("cannot be read: ") + std::strerror(errno));
-    return Path(path);
+    return {};
 }
 
 Result<Path> outputPath(const std::string& argument)

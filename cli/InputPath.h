@@ -11,6 +11,8 @@ namespace mv::cli {
 /// UTF-8, nothing there, a folder (Error::code is EISDIR), what is no regular file, no permission. The service has a
 /// working folder of its own, so it gets whole paths only.
 Result<Path> inputPath(const std::string& argument);
+/// The same reasons for a path of any bytes.
+Result<void> checkInput(const std::string& path);
 
 /// The whole path of a file that the service is to write; its folder must be there.
 Result<Path> outputPath(const std::string& argument);

@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "cli/CallsInOrder.h"
+#include "cli/FactReading.h"
 #include "cli/FileProgress.h"
 #include "cli/FileTexts.h"
 #include "cli/Interruption.h"
@@ -25,7 +26,6 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::size_t FilesACall = 100; // whose facts have room in an answer, lyrics and all
 constexpr std::size_t CopyBlock = 1u << 20;
 
 Result<void> copyFile(const std::string& from, const std::string& to)
@@ -150,15 +150,12 @@ private:
 
     void describe(Media1Client& media)
     {
-        for (std::size_t begin = 0; begin < m_plan.changed.size(); begin += FilesACall) {
-            std::size_t count = std::min(FilesACall, m_plan.changed.size() - begin);
-            std::vector<std::string> paths;
-            for (std::size_t i = 0; i < count; ++i)
-                paths.push_back(sourcePath(m_plan.changed[begin + i]));
-            auto answers = media.call(describeManyRequest(std::move(paths)));
-            for (std::size_t i = 0; i < count; ++i)
-                want(m_plan.changed[begin + i], answers ? (*answers)[i] : Result<Facts>(answers.error()));
-        }
+        std::vector<std::string> paths;
+        for (const MirrorFile& file : m_plan.changed)
+            paths.push_back(sourcePath(file));
+        auto answers = describeEach(media, paths);
+        for (std::size_t i = 0; i < answers.size(); ++i)
+            want(m_plan.changed[i], answers[i]);
     }
 
     void want(const MirrorFile& file, const Result<Facts>& facts)

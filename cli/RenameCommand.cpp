@@ -1,4 +1,5 @@
 #include "cli/Command.h"
+#include "cli/FactReading.h"
 #include "cli/FileMover.h"
 #include "cli/InputPath.h"
 #include "cli/Interruption.h"
@@ -10,7 +11,6 @@
 #include "cli/naming/NameFields.h"
 #include "cli/naming/NamePattern.h"
 #include "cli/text/ReadableText.h"
-#include "client/Media1Client.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -50,32 +50,29 @@ public:
 
     void add(const std::string& given)
     {
-        auto path = inputPath(given);
-        if (!path)
-            return fail(given, path.error());
-        // The name itself may be a link, which is what gets another name.
         std::error_code failed;
-        std::string folder = std::filesystem::canonical(std::string(path->directory()), failed).native();
+        const Path path(std::filesystem::absolute(given, failed).native());
+        if (auto good = checkInput(path.text()); !good)
+            return fail(given, good.error());
+        // The name itself may be a link, which is what gets another name.
+        std::string folder = std::filesystem::canonical(std::string(path.directory()), failed).native();
         if (failed)
             return fail(given, { Error::Kind::NotFound, failed.message() });
         std::string shown = m_to.empty() ? std::string(Path(given).directory()) : m_shownTo;
-        std::string from = folder + (folder.ends_with('/') ? "" : "/") + std::string(path->lastPathComponent());
+        std::string from = folder + (folder.ends_with('/') ? "" : "/") + std::string(path.lastPathComponent());
         m_files.push_back({ given, { from, m_to.empty() ? folder : m_to, "" }, shown });
     }
 
     /// Asks the service for what the names are made of.
-    void nameFiles(Media1Client& media)
+    void nameFiles(FactReading& reading)
     {
+        std::vector<std::string> paths;
+        for (const File& file : m_files)
+            paths.push_back(file.move.from);
+        auto answers = reading.describe(paths);
         std::vector<File> named;
-        for (std::size_t begin = 0; begin < m_files.size(); begin += FilesACall) {
-            std::span<File> some(m_files.data() + begin, std::min(FilesACall, m_files.size() - begin));
-            std::vector<std::string> paths;
-            for (const File& file : some)
-                paths.push_back(file.move.from);
-            auto answers = media.call(describeManyRequest(std::move(paths)));
-            for (std::size_t i = 0; i < some.size(); ++i)
-                nameFile(some[i], answers ? (*answers)[i] : Result<Facts>(answers.error()), named);
-        }
+        for (std::size_t i = 0; i < m_files.size(); ++i)
+            nameFile(m_files[i], answers[i], named);
         m_files = std::move(named);
     }
 
@@ -101,23 +98,22 @@ public:
     ExitStatus status() const { return m_status; }
 
 private:
-    static constexpr std::size_t FilesACall = 100; // whose facts have room in an answer, lyrics and all
-
     void fail(const std::string& file, const Error& error)
     {
         complain(Name, file, sentenceFor(error));
         m_status = worse(m_status, statusFor(error));
     }
 
-    void nameFile(File& file, const Result<Facts>& facts, std::vector<File>& named)
+    void nameFile(File& file, const Result<DescribedFile>& described, std::vector<File>& named)
     {
-        if (!facts)
-            return fail(file.given, facts.error());
+        if (!described)
+            return fail(file.given, described.error());
         const Path given(file.given);
         std::string_view present = given.lastPathComponent();
         std::string_view ending = endingOf(present);
         std::string_view stem = present.substr(0, present.size() - ending.size() - (ending.empty() ? 0 : 1));
-        auto pieces = m_pattern.fill([&](std::string_view field) { return nameFieldValue(field, *facts, stem); });
+        auto pieces
+            = m_pattern.fill([&](std::string_view field) { return nameFieldValue(field, described->facts(), stem); });
         auto below = pieces ? relativePathOf(*pieces, ending, m_rules) : Result<std::string>(pieces.error());
         if (!below)
             return fail(file.given, below.error());
@@ -181,8 +177,12 @@ ExitStatus run(const Arguments& arguments)
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    Media1Client media(*service->bus);
-    renaming.nameFiles(media);
+    auto reading = FactReading::open();
+    if (!reading) {
+        complain(Name, reading.error().text);
+        return ExitStatus::NoService;
+    }
+    renaming.nameFiles(**reading);
     Interruption interruption;
     renaming.moveFiles(interruption);
     return renaming.status();

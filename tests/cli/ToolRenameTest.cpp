@@ -82,6 +82,16 @@ TEST_F(ToolRename, TagsLeadNowhere)
     EXPECT_EQ(access("/tmp/z.mp3", F_OK), -1);
 }
 
+TEST_F(ToolRename, NamesThatAreNotUtf8CanBeMended)
+{
+    song("x.mp3", "One", "First");
+    std::filesystem::rename(m_folder.file("x.mp3"), m_folder.file("caf\xe9.mp3"));
+    Outcome done = rename("'{title}' " + test::shellQuoted(m_folder.file("caf\xe9.mp3")));
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_EQ(done.out, m_folder.file("caf\\xe9.mp3") + " -> " + m_folder.file("First.mp3") + "\n");
+    EXPECT_EQ(names(), "./First.mp3 ");
+}
+
 TEST_F(ToolRename, NothingIsReplaced)
 {
     std::string all = song("a.mp3", "A", "Same") + " " + song("b.mp3", "B", "Same") + " " + song("c.mp3", "C", "There")
