@@ -40,21 +40,25 @@ std::int64_t timeOf(const struct stat& facts)
 
 bool isWithin(const std::string& path, const std::string& folder)
 {
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+    bool isRoot = folder == "/";
+    return isRoot || (path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/'));
 }
 
-Result<MirrorState> stateIn(const std::string& path, const std::string& source)
+/// Nothing where there is none, or not even its first line.
+Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::string& source)
 {
     if (access(path.c_str(), F_OK) != 0)
-        return MirrorState(source);
+        return std::optional<MirrorState> {};
     MV_TRY(content, readWholeFile(path, MaxStateBytes));
+    if (MirrorState::isCutAtFront(charsOf(content)))
+        return std::optional<MirrorState> {};
     auto state = MirrorState::parse(charsOf(content));
     if (!state)
         return Error { state.error().kind, path + " " + state.error().text };
     if (state->source() != source)
         return Error { Error::Kind::State,
             "is the mirror of " + state->source() + "; if that is what SOURCE is called now, remove " + path };
-    return state;
+    return std::optional(std::move(*state));
 }
 
 } // namespace
@@ -81,6 +85,15 @@ std::vector<MirrorFile> mirroredFiles(
     return files;
 }
 
+std::optional<std::string> whyUnread(const std::string& path)
+{
+    struct stat facts { };
+    bool isThere = lstat(path.c_str(), &facts) == 0;
+    if (isThere ? !S_ISLNK(facts.st_mode) : errno == ENOENT || errno == ENOTDIR)
+        return std::nullopt;
+    return isThere ? "is a link to what cannot be read" : std::string("cannot be read: ") + std::strerror(errno);
+}
+
 Result<MirrorTarget> MirrorTarget::open(const std::string& folder, const std::string& source)
 {
     if (mkdir(folder.c_str(), FolderMode) != 0 && errno != EEXIST)
@@ -90,11 +103,13 @@ Result<MirrorTarget> MirrorTarget::open(const std::string& folder, const std::st
     UniqueFd lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (failed || !lock)
         return failure(errno, "is no folder that can be used");
+    if (isWithin(source, whole))
+        return Error { Error::Kind::State, whole == source ? "is the source itself" : "has the source in it" };
     // Where nothing can be locked, nobody else can either.
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
         return Error { Error::Kind::State, "another process makes a mirror there" };
     MV_TRY(state, stateIn(whole + "/" + StateName, source));
-    return MirrorTarget(std::move(whole), std::move(lock), std::move(state));
+    return MirrorTarget(std::move(whole), std::move(lock), std::move(state), source);
 }
 
 std::string MirrorTarget::statePath() const { return pathOf(StateName); }
@@ -157,16 +172,27 @@ void MirrorTarget::openState()
 {
     if (m_lines)
         return;
-    m_lines = UniqueFd(::open(statePath().c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    UniqueFd lines(::open(statePath().c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
     struct stat facts { };
-    if (!m_lines || fstat(m_lines.get(), &facts) != 0)
+    if (!lines || fstat(lines.get(), &facts) != 0)
         return;
     char last = '\n';
-    bool isCut = facts.st_size > 0 && pread(m_lines.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n';
-    if (facts.st_size == 0)
-        writeAll(m_lines.get(), MirrorState(m_state.source()).text());
-    else if (isCut)
-        writeAll(m_lines.get(), "\n");
+    bool isCut = facts.st_size > 0 && pread(lines.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n';
+    if (m_hasState && isCut)
+        writeAll(lines.get(), "\n");
+    // Lines behind no first one would be no state.
+    if (!m_hasState && !writeFirstLine(lines.get()))
+        return;
+    m_hasState = true;
+    m_lines = std::move(lines);
+}
+
+bool MirrorTarget::writeFirstLine(int file) const
+{
+    if (ftruncate(file, 0) == 0 && writeAll(file, MirrorState(m_state.source()).text()) == 0)
+        return true;
+    static_cast<void>(ftruncate(file, 0));
+    return false;
 }
 
 Result<bool> MirrorTarget::remove(const MirrorEntry& entry)

@@ -18,11 +18,15 @@ using MirrorFailure = std::function<void(const std::string& name, const std::str
 std::vector<MirrorFile> mirroredFiles(
     const std::string& source, const std::string& without, const MirrorFailure& failed);
 
+/// Why a file below the source that was not found there may still be there: a link that leads nowhere now, a disk that
+/// cannot be read. Nothing for one that is gone.
+std::optional<std::string> whyUnread(const std::string& path);
+
 /// The folder that is a mirror, and the state in it. While one lives no other process makes a mirror there.
 class MirrorTarget {
 public:
-    /// `folder` is made where only its last part is missing. Fails with a sentence where another process has it, or it
-    /// is the mirror of another source.
+    /// `folder` is made where only its last part is missing. Fails with a sentence where another process has it, it is
+    /// the mirror of another source, or the source is in it. `source` is whole and without links.
     static Result<MirrorTarget> open(const std::string& folder, const std::string& source);
 
     const std::string& folder() const { return m_folder; }
@@ -48,19 +52,22 @@ public:
     Result<void> close();
 
 private:
-    MirrorTarget(std::string folder, UniqueFd lock, MirrorState state)
+    MirrorTarget(std::string folder, UniqueFd lock, std::optional<MirrorState> kept, const std::string& source)
         : m_folder(std::move(folder))
         , m_lock(std::move(lock))
-        , m_state(std::move(state))
+        , m_hasState(kept)
+        , m_state(kept ? std::move(*kept) : MirrorState(source))
     {
     }
 
     std::string pathOf(const std::string& below) const { return m_folder + "/" + below; }
     std::string statePath() const;
     void openState();
+    bool writeFirstLine(int file) const;
 
     std::string m_folder;
     UniqueFd m_lock;
+    bool m_hasState; ///< in its file
     MirrorState m_state;
     UniqueFd m_lines; ///< of the state, open at its end once something was noted
     bool m_isChanged = false;

@@ -18,9 +18,11 @@
 #include "system/OutputFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <set>
+#include <unistd.h>
 
 namespace mv::cli {
 
@@ -73,6 +75,7 @@ public:
         for (const MirrorEntry& entry : m_plan.unchanged)
             m_names.emplace(entry.to, entry.from);
         m_before = m_target.state();
+        keepUnread(files);
     }
 
     bool hasWork() const { return !m_plan.changed.empty(); }
@@ -139,6 +142,25 @@ public:
     ExitStatus status() const { return m_status; }
 
 private:
+    /// What was there once, and was not found now, may have been overlooked.
+    void keepUnread(const std::vector<MirrorFile>& files)
+    {
+        std::set<std::string_view> found;
+        for (const MirrorFile& file : files)
+            found.insert(file.path);
+        // Of folders that cannot be read all of that was told.
+        bool isTold = !m_isWhole;
+        for (const auto& [to, entry] : m_before.entries()) {
+            std::string path = m_source + "/" + entry.from;
+            auto reason = found.contains(entry.from) ? std::nullopt : whyUnread(path);
+            if (!reason)
+                continue;
+            m_unread.insert(entry.from);
+            if (!isTold)
+                fail(path, { Error::Kind::Io, *reason });
+        }
+    }
+
     std::string sourcePath(const MirrorFile& file) const { return m_source + "/" + file.path; }
 
     void fail(const std::string& name, const Error& error)
@@ -173,12 +195,19 @@ private:
             return fail(sourcePath(file),
                 { Error::Kind::State, "would have the name " + wanted.to + ", as " + other->second + " has" });
         bool isOurs = m_before.entries().contains(wanted.to);
-        if (!isOurs && m_target.isOfTime(wanted.to, file.modified))
+        if (!isOurs && isMadeOf(wanted))
             return adopt(wanted);
         if (!isOurs && !m_order.replaces && m_target.isThere(wanted.to))
             return fail(m_target.folder() + "/" + wanted.to,
                 { Error::Kind::State, "is there already, and no mirror made it; --force replaces it" });
         m_wanted.push_back(std::move(wanted));
+    }
+
+    /// By a mirror whose state was lost.
+    bool isMadeOf(const Wanted& wanted) const
+    {
+        return m_target.isOfTime(wanted.to, wanted.file.modified)
+            && (wanted.isEncoded || m_target.sizeOf(wanted.to) == wanted.file.size);
     }
 
     MirrorEntry entryOf(const Wanted& wanted) const
@@ -208,16 +237,28 @@ private:
     WorkResult took(const Wanted& wanted, const std::string& made, const Result<bool>& isCut)
     {
         std::string source = sourcePath(wanted.file);
+        // What failed takes no room from what follows.
+        ScopeGuard removal([&] { unlink(made.c_str()); });
         if (!isCut && isCut.error().kind == Error::Kind::Cancelled)
             return {};
         if (!isCut)
-            return failed(source, isCut.error());
+            return failed(source, isNoSpace(isCut.error()) ? noSpace() : isCut.error());
         bool replaces = m_order.replaces || m_before.entries().contains(wanted.to);
         if (auto taken = m_target.take(made, entryOf(wanted), replaces); !taken)
             return failed(m_target.folder() + "/" + wanted.to, taken.error());
         ++(wanted.isEncoded ? m_encoded : m_copied);
         return { (wanted.isEncoded ? "encoded  " : "copied   ") + terminalText(wanted.to) + "\n",
             *isCut ? source + ": not all of its tags fit into the new file's" : "" };
+    }
+
+    static bool isNoSpace(const Error& error)
+    {
+        return error.code == ENOSPC || mediaErrorKind(error) == MediaErrorKind::NoSpace;
+    }
+    /// Of the file in the making nobody knows the name.
+    Error noSpace() const
+    {
+        return { Error::Kind::Io, "there is no room for its copy in " + m_target.folder(), ENOSPC };
     }
 
     WorkResult failed(const std::string& name, const Error& error)
@@ -304,8 +345,6 @@ ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments)
         return ExitStatus::SomeFailed;
     }
     auto target = MirrorTarget::open(targetName, source);
-    if (target && target->folder() == source)
-        target = Error { Error::Kind::State, "is the source itself" };
     if (!target) {
         complain(order.command, targetName, target.error().text);
         return ExitStatus::SomeFailed;

@@ -73,6 +73,13 @@ Result<MirrorState> MirrorState::parse(std::string_view text)
     return state;
 }
 
+bool MirrorState::isCutAtFront(std::string_view text)
+{
+    const std::string front = "{\"" + std::string(VersionKey) + "\":";
+    bool beginsSo = text.starts_with(front) || std::string_view(front).starts_with(text);
+    return beginsSo && text.find('\n') == std::string_view::npos;
+}
+
 std::string MirrorState::text() const
 {
     std::string text = JsonObject().add(VersionKey, std::to_string(Version)).text("source", m_source).line() + "\n";

@@ -33,6 +33,8 @@ public:
     }
     /// Fails with a sentence at what is no such text, or of a later kind. Lines that say nothing are left out.
     static Result<MirrorState> parse(std::string_view text);
+    /// Whether that is no more than part of the first line, as a full disk or a card that was pulled out leaves it.
+    static bool isCutAtFront(std::string_view text);
 
     /// The whole path of the folder that is mirrored.
     const std::string& source() const { return m_source; }

@@ -52,6 +52,16 @@ TEST(MirrorState, ALaterLineCountsAndACutOneDoesNot)
     EXPECT_EQ(MirrorState::parse(text + cut)->entries().size(), 2u);
 }
 
+TEST(MirrorState, OfWhichOnlyPartOfTheFirstLineIsThere)
+{
+    std::string text = stateOf({}).text();
+    for (std::size_t length = 0; length + 1 < text.size(); ++length)
+        EXPECT_TRUE(MirrorState::isCutAtFront(text.substr(0, length))) << length;
+    EXPECT_FALSE(MirrorState::isCutAtFront(text));
+    EXPECT_FALSE(MirrorState::isCutAtFront("{\"mivo\":1"));
+    EXPECT_FALSE(MirrorState::isCutAtFront("notes of mine"));
+}
+
 TEST(MirrorState, LeadsNowhere)
 {
     for (const char* path : { "../x", "/x", "a/../../x", "", "a//b", "." }) {

@@ -112,6 +112,44 @@ TEST_F(ToolMirror, WhatIsGoneIsToldAndRemovedWhereThatIsAskedFor)
     EXPECT_EQ(mirror("--delete").out, "0 encoded, 0 copied, 1 unchanged, 0 removed, 0 failed\n");
 }
 
+TEST_F(ToolMirror, ALinkThatLeadsNowhereIsNotGone)
+{
+    song("A/1.flac");
+    song("away.flac");
+    std::filesystem::rename(m_folder.file("lib/away.flac"), m_folder.file("away.flac"));
+    symlink(m_folder.file("away.flac").c_str(), m_folder.file("lib/B/2.flac").c_str());
+    ASSERT_EQ(mirror().status, 0);
+    std::filesystem::rename(m_folder.file("away.flac"), m_folder.file("elsewhere.flac"));
+    Outcome kept = mirror("--delete");
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_THAT(kept.err, HasSubstr("lib/B/2.flac: is a link to what cannot be read\n"));
+    EXPECT_EQ(kept.out, "0 encoded, 0 copied, 1 unchanged, 0 removed, 1 failed\n");
+    EXPECT_EQ(names(), "./A ./A/1.mp3 ./B ./B/2.mp3 ");
+    std::filesystem::remove(m_folder.file("lib/B/2.flac"));
+    EXPECT_EQ(mirror("--delete").out, "removed  B/2.mp3\n0 encoded, 0 copied, 1 unchanged, 1 removed, 0 failed\n");
+}
+
+TEST_F(ToolMirror, AStateThatIsLostInPartIsFoundAgain)
+{
+    song("A/1.flac");
+    song("2.mp3");
+    ASSERT_EQ(mirror().status, 0);
+    std::string state = m_folder.file("phone/.mivo-mirror");
+    for (const char* left : { "", "{\"mivo-mir", "{\"mivo-mirror\":1,\"source\":\"/x" }) {
+        m_folder.write("phone/.mivo-mirror", std::string_view(left));
+        EXPECT_EQ(mirror().out, "0 encoded, 0 copied, 2 unchanged, 0 removed, 0 failed\n") << left;
+        EXPECT_EQ(mirror().out, "0 encoded, 0 copied, 2 unchanged, 0 removed, 0 failed\n") << left;
+    }
+    // A copy is as long as its source.
+    std::filesystem::remove(state);
+    auto time = std::filesystem::last_write_time(m_folder.file("lib/2.mp3"));
+    m_folder.write("phone/2.mp3", std::string_view("shorter"));
+    std::filesystem::last_write_time(m_folder.file("phone/2.mp3"), time);
+    EXPECT_THAT(mirror().err, HasSubstr("2.mp3: is there already, and no mirror made it"));
+    m_folder.write("phone/.mivo-mirror", std::string_view("somebody's notes"));
+    EXPECT_THAT(mirror().err, HasSubstr("is no state of a mirror that this program knows"));
+}
+
 TEST_F(ToolMirror, FilesOfOthersAreLeftAlone)
 {
     song("A/1.flac");
@@ -160,6 +198,7 @@ TEST_F(ToolMirror, SlipsAndWrongFolders)
     EXPECT_EQ(tool("encode --mirror --jobs 0 " + m_words).status, 2);
     std::string lib = m_folder.file("lib");
     EXPECT_THAT(tool("encode --mirror " + lib + " " + lib).err, HasSubstr("is the source itself"));
+    EXPECT_THAT(tool("encode --mirror " + lib + "/A " + lib).err, HasSubstr("has the source in it"));
     EXPECT_THAT(tool("encode --mirror /no/such " + lib).err, HasSubstr("/no/such: is no folder"));
     ASSERT_EQ(mirror().status, 0);
     mkdir(m_folder.file("other").c_str(), 0700);

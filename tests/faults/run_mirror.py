@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""What is in a mirror whose making is killed or interrupted at any moment, and what the next runs make of it.
+"""What is in a mirror whose making is killed or interrupted at any moment, or that has no room, and what the next runs
+make of it.
 
 run_mirror.py --programs FOLDER [--short] [--kills N] [--seed N]
 
@@ -100,6 +101,38 @@ def kills(programs, folder, count):
     print(f"kills: {disturbed} runs were killed or interrupted, in {rounds} mirrors")
 
 
+def room(programs, folder):
+    """What has no room on the disk takes none from what comes after it, and is made when there is some."""
+    library, mount = folder / "songs", folder / "small"
+    library.mkdir()
+    mount.mkdir()
+    for name, seconds in (("a", 12), ("b", 4)):
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"sine=d={seconds}", "-metadata", "title=T",
+                        library / f"{name}.flac"], check=True)
+    words = f"'{programs}/mivo' encode --mirror --jobs 1 '{library}' '{mount}'"
+    script = f"""mount -t tmpfs -o size=400k none '{mount}'
+        {words} || echo failed $?
+        ls -A '{mount}'
+        mount -o remount,size=4m '{mount}'
+        {words}"""
+    done = subprocess.run(["unshare", "--mount", "--propagation", "private", "sh", "-ec", script],
+                          capture_output=True, text=True, timeout=300)
+    if "mount" in done.stderr:
+        print("room: nothing can be mounted here")
+        return
+    expected = f"""encoded  b.mp3
+1 encoded, 0 copied, 0 unchanged, 0 removed, 1 failed
+failed 1
+{STATE}
+b.mp3
+encoded  a.mp3
+1 encoded, 0 copied, 1 unchanged, 0 removed, 0 failed
+"""
+    if done.stdout != expected or f"a.flac: there is no room for its copy in {mount}\n" not in done.stderr:
+        fail(f"room: {done.stdout}{done.stderr}")
+    print("room: a full disk")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--programs", required=True, help="folder of mivo and mivo-mediad")
@@ -115,6 +148,7 @@ def main():
         return SKIPPED
     with tempfile.TemporaryDirectory(prefix="mivo-faults-") as folder:
         os.environ["XDG_RUNTIME_DIR"] = folder
+        room(os.path.abspath(options.programs), pathlib.Path(folder))
         kills(options.programs, pathlib.Path(folder), options.kills or (10 if options.short else 300))
     return 1 if failures else 0
 
