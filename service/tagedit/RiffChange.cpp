@@ -50,6 +50,17 @@ constexpr std::array AiffRows {
     TextRow { TagKey::Comment, fourCC("ANNO") },
 };
 
+/// Four printable characters.
+bool isName(std::uint32_t id)
+{
+    for (int shift = 0; shift < 32; shift += 8) {
+        std::uint32_t character = id >> shift & 0xFF;
+        if (character < ' ' || character > '~')
+            return false;
+    }
+    return true;
+}
+
 bool isId3(std::uint32_t id) { return id == fourCC("id3 ") || id == fourCC("ID3 "); }
 
 Error unsupported(const char* text) { return { Error::Kind::Unsupported, text }; }
@@ -104,7 +115,7 @@ public:
             place = chunk.end();
         }
         m_end = std::min(place, m_file.size());
-        return {};
+        return checkSound();
     }
 
     Result<Splices> splices(const TagChanges& changes)
@@ -134,6 +145,24 @@ public:
     }
 
 private:
+    /// Where the parts do not lead to the sound, or end in it, nobody knows what may be moved.
+    Result<void> checkSound() const
+    {
+        const std::uint32_t id = fourCC(m_form == RiffForm::Wave ? "data" : "SSND");
+        const std::size_t ownFields = m_form == RiffForm::Wave ? 0 : 8; // of the chunk, before its samples
+        auto sound = std::find_if(m_chunks.begin(), m_chunks.end(), [&](const Chunk& chunk) { return chunk.id == id; });
+        if (sound == m_chunks.end()) {
+            bool isLast = m_cutOff && m_cutOff->id == id;
+            return isLast ? Result<void> {} : unsupported("the sound is not among the parts of this file");
+        }
+        // A program that died while it recorded leaves a size of nothing, and what follows are no chunks but samples.
+        bool isWhole = !m_cutOff && m_end == m_file.size()
+            && std::all_of(sound + 1, m_chunks.end(), [](const Chunk& chunk) { return isName(chunk.id); });
+        if (sound->size <= ownFields && !isWhole)
+            return unsupported("the size of this file's sound was never written");
+        return {};
+    }
+
     std::uint32_t number(ByteReader& in) const { return m_form == RiffForm::Wave ? in.u32le() : in.u32be(); }
     void putNumber(ByteWriter& out, std::size_t number) const
     {

@@ -15,6 +15,12 @@ std::string chunk(const std::string& id, const std::string& content)
     return id + littleEndian(static_cast<std::uint32_t>(content.size())) + content + std::string(content.size() % 2, 0);
 }
 
+std::string bigEndian(std::uint32_t value)
+{
+    std::string bytes = littleEndian(value);
+    return { bytes.rbegin(), bytes.rend() };
+}
+
 std::string wave(const std::string& chunks)
 {
     return "RIFF" + littleEndian(static_cast<std::uint32_t>(chunks.size() + 4)) + "WAVE" + chunks;
@@ -65,6 +71,35 @@ TEST(RiffChange, TagsGoBeforeSoundThatIsCutOff)
     EXPECT_TRUE(made.ends_with(sound));
     EXPECT_NE(made.find("id3 "), std::string::npos);
     expectWholeForm(made);
+}
+
+TEST(RiffChange, SoundWhoseSizeWasNeverWrittenStays)
+{
+    // Samples where the next chunk would be: silence, such that look like a chunk of theirs, and hardly any.
+    const std::string likeChunk = std::string("\1\0\2\0\4\0\0\0", 8) + "abcd";
+    const std::string many[] { std::string(100, '\0'), std::string(100, 'z'), likeChunk, "abcd" };
+    for (const std::string& samples : many) {
+        std::string made = edited(wave(Format + chunk("data", "") + samples), titleChange("New"));
+        EXPECT_TRUE(made.starts_with("error")) << made;
+    }
+    std::string aiff = "FORM" + bigEndian(100) + "AIFF" + "SSND" + bigEndian(8) + std::string(8, '\0') + likeChunk;
+    EXPECT_TRUE(edited(aiff, titleChange("New")).starts_with("error"));
+}
+
+TEST(RiffChange, RecordingsOfNothingAreWritten)
+{
+    std::string file = wave(Format + chunk("data", "") + chunk("LIST", "adtlabcd"));
+    std::string made = edited(file, titleChange("New"));
+    EXPECT_EQ(made.find(file.substr(12)), 12u) << made;
+    expectWholeForm(made);
+}
+
+TEST(RiffChange, PartsThatDoNotLeadToTheSoundStay)
+{
+    // Programs that write no even byte behind an odd list.
+    std::string list = "LIST" + littleEndian(17) + "INFOINAM" + littleEndian(5) + "abcde";
+    EXPECT_TRUE(edited(wave(Format + list + chunk("data", "samples")), titleChange("New")).starts_with("error"));
+    EXPECT_TRUE(edited(wave(Format), titleChange("New")).starts_with("error"));
 }
 
 TEST(RiffChange, WideFormsAreNotWritten)
