@@ -62,11 +62,13 @@ public:
     {
     }
 
-    /// Nothing at the end. Its views stay valid until the next call.
+    /// Nothing at the end, or where nothing can be read. Its views stay valid until the next call.
     std::optional<PlacedPage> next()
     {
         while (m_place < m_window.end()) {
             ByteView bytes = m_window.look(m_place, OggPage::MaxSize);
+            if (bytes.empty())
+                break; // the file has become shorter
             std::size_t at = 0;
             if (auto page = OggPage::parse(bytes))
                 return placed(*page, bytes, at);

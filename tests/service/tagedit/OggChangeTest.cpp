@@ -75,5 +75,35 @@ TEST(OggChange, DamagedHeadersStay)
     EXPECT_TRUE(edited(file, titleChange("x")).starts_with("error"));
 }
 
+/// A file of which another program takes the end away while it is read.
+class Shortened final : public ByteSource {
+public:
+    Shortened(ByteView bytes, std::size_t left)
+        : m_size(bytes.size())
+        , m_left(bytes.first(left))
+    {
+    }
+    std::uint64_t size() const override { return m_size; }
+    Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override
+    {
+        return m_left.readAt(offset, target);
+    }
+
+private:
+    std::uint64_t m_size;
+    MemorySource m_left;
+};
+
+TEST(OggChange, FilesThatBecomeShorterComeToAnEnd)
+{
+    MV_NEEDS_CORPUS();
+    const std::string file = contentOf(test::corpusFile("audio/full.ogg"));
+    auto whole = oggSound(MemorySource(bytesOf(file)));
+    ASSERT_TRUE(whole.ok());
+    auto cut = oggSound(Shortened(bytesOf(file), file.size() / 2));
+    EXPECT_FALSE(cut.ok() && *cut == *whole);
+    EXPECT_FALSE(oggSound(Shortened(bytesOf(file), 40)).ok());
+}
+
 } // namespace
 } // namespace mv
