@@ -11,6 +11,9 @@ namespace {
 constexpr std::uint64_t MaxTableBytes = std::uint64_t { 1 } << 20;
 constexpr std::size_t MaxItems = 4096;
 
+/// Bytes of a number whose size the table states so.
+constexpr std::size_t stored(unsigned size) { return size == 8 || size == 4 ? size : 0; }
+
 std::uint64_t sized(ByteReader& fields, unsigned size)
 {
     return size == 8 ? fields.u64be() : size == 4 ? fields.u32be() : 0;
@@ -168,26 +171,29 @@ std::optional<HeifItems::Place> HeifItems::locate(std::uint32_t item) const
     fields.skip(3);
     std::uint8_t sizes = fields.u8();
     std::uint8_t more = fields.u8();
+    const unsigned offsetSize = sizes >> 4;
+    const unsigned lengthSize = sizes & 15u;
+    const unsigned baseSize = more >> 4;
+    const unsigned indexSize = version > 0 ? more & 15u : 0;
     std::uint32_t count = version < 2 ? fields.u16be() : fields.u32be();
     for (std::uint32_t i = 0; i < count && !fields.failed(); ++i) {
         std::uint32_t id = version < 2 ? fields.u16be() : fields.u32be();
         std::uint16_t method = version > 0 ? fields.u16be() & 15 : 0;
         fields.skip(2); // of this file
-        std::uint64_t base = sized(fields, more >> 4);
+        std::uint64_t base = sized(fields, baseSize);
         std::uint16_t extents = fields.u16be();
-        for (std::uint16_t extent = 0; extent < extents && !fields.failed(); ++extent) {
-            if (version > 0)
-                sized(fields, more & 15u);
-            std::uint64_t offset = sized(fields, sizes >> 4);
-            std::uint64_t size = sized(fields, sizes & 15u);
-            if (id != item || fields.failed() || method > 1)
-                continue;
-            std::uint64_t start = 0;
-            if (__builtin_add_overflow(base, offset, &start)
-                || __builtin_add_overflow(start, method == 1 ? m_data.offset : 0, &start))
-                return std::nullopt;
-            return Place { start, size };
+        if (id != item || extents == 0 || method > 1) {
+            fields.skip(std::size_t { extents } * (stored(indexSize) + stored(offsetSize) + stored(lengthSize)));
+            continue;
         }
+        sized(fields, indexSize);
+        std::uint64_t offset = sized(fields, offsetSize);
+        std::uint64_t size = sized(fields, lengthSize);
+        std::uint64_t start = 0;
+        if (fields.failed() || __builtin_add_overflow(base, offset, &start)
+            || __builtin_add_overflow(start, method == 1 ? m_data.offset : 0, &start))
+            return std::nullopt;
+        return Place { start, size };
     }
     return std::nullopt;
 }
