@@ -90,7 +90,7 @@ void changeCover(std::vector<Block>& blocks, ByteView picture)
     blocks.insert(place, { Picture, flacPictureBlock(picture) });
 }
 
-/// The blocks one behind the other, all room at the end.
+/// The blocks one behind the other, all room in one at the end.
 Result<Bytes> rendered(std::vector<Block> blocks, const Front& old)
 {
     std::erase_if(blocks, [](const Block& block) { return block.type == Padding; });
@@ -102,12 +102,13 @@ Result<Bytes> rendered(std::vector<Block> blocks, const Front& old)
     }
     if (needed > MaxTagBytes)
         return Error { Error::Kind::Limit, "the tag would be larger than tags are read" };
+    const std::size_t mostRoom = HeaderSize + std::min(MaxBlockSize, std::max(old.padding, MaxPadding));
     std::size_t room = old.size >= needed ? old.size - needed : 0;
-    bool fits = needed == old.size || (room >= HeaderSize && room - HeaderSize <= std::max(old.padding, MaxPadding));
+    bool fits = needed == old.size || (room >= HeaderSize && room <= mostRoom);
     if (!fits)
         room = HeaderSize + NewPadding;
-    for (; room > 0; room -= std::min(room, HeaderSize + MaxBlockSize))
-        blocks.push_back({ Padding, Bytes(std::min(room, HeaderSize + MaxBlockSize) - HeaderSize) });
+    if (room > 0)
+        blocks.push_back({ Padding, Bytes(room - HeaderSize) });
     Bytes bytes;
     ByteWriter out(bytes);
     for (std::size_t i = 0; i < blocks.size(); ++i) {
