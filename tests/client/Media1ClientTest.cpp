@@ -1,19 +1,14 @@
-#include "client/Media1Client.h"
+// Requests of Mivo.Media1 and how its answers are read, those too that are none.
 #include "service/include/ServiceNames.h"
 #include "service/include/WireNames.h"
 #include "system/SealedFile.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/FakeMedia.h"
-#include "tests/support/PrivateBus.h"
+#include "tests/client/Media1Fixture.h"
 
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 namespace mv {
 namespace {
 
-using test::FakeCall;
-using test::FakeMedia;
 using testing::ElementsAre;
 
 std::string contentOf(int file)
@@ -25,35 +20,6 @@ std::string contentOf(int file)
 }
 
 UniqueFd fileWith(std::string_view text) { return std::move(sealedFile(bytesOf(text))).value(); }
-
-void putText(WireWriter& out, std::string_view key, std::string_view text)
-{
-    out.entry(key, "s", [&] { out.string(text); });
-}
-
-void putTitle(WireWriter& out, std::string_view title)
-{
-    out.list("{sv}", [&] { putText(out, fact::Title, title); });
-}
-
-class Media1ClientTest : public testing::Test {
-protected:
-    /// Of a service that answers everything so.
-    template <class T> Result<T> answerOf(const MediaRequest<T>& request, const std::function<void(WireWriter&)>& fill)
-    {
-        FakeMedia service([&](FakeCall call) { call.answer(fill); });
-        return m_client.call(request);
-    }
-    template <class T> std::string errorOf(const Result<T>& result)
-    {
-        EXPECT_FALSE(result.ok());
-        return result.ok() ? "" : result.error().name;
-    }
-
-    test::PrivateBus m_privateBus;
-    std::unique_ptr<ServiceBus> m_bus = std::move(ServiceBus::open()).value();
-    Media1Client m_client { *m_bus };
-};
 
 TEST_F(Media1ClientTest, FactsOfEveryTypeAreRead)
 {
@@ -347,111 +313,6 @@ TEST_F(Media1ClientTest, WrongThumbnailsAreAnError)
     EXPECT_FALSE(answerOf(request, [&](WireWriter& out) { out.handle(file.get()); }).ok());
     EXPECT_FALSE(answerOf(request, [&](WireWriter& out) { facts(out, true); }).ok());
     EXPECT_FALSE(answerOf(request, [&](WireWriter& out) { facts(out.bytes(Bytes { 1 }), true); }).ok());
-}
-
-TEST_F(Media1ClientTest, ManyCallsAreOnTheirWayAtOnce)
-{
-    // The last is answered first.
-    std::vector<FakeCall> kept;
-    constexpr std::size_t Count = 40;
-    FakeMedia service([&](FakeCall call) {
-        kept.push_back(std::move(call));
-        for (bool isLast = kept.size() == Count; isLast && !kept.empty(); kept.pop_back())
-            kept.back().answer([&](WireWriter& out) { putTitle(out, kept.back().arguments().string()); });
-    });
-    std::vector<std::string> titles;
-    for (std::size_t i = 0; i < Count; ++i) {
-        m_client.begin<MediaDescription>(describeRequest("/" + std::to_string(i)), [&](Result<MediaDescription> one) {
-            titles.push_back(one ? *one->facts.get<std::string>(fact::Title) : one.error().text);
-        });
-    }
-    EXPECT_EQ(m_client.underWay(), Count);
-    auto served = m_client.serveUntil([&] { return m_client.underWay() == 0; });
-    EXPECT_TRUE(served.ok() && *served);
-    ASSERT_EQ(titles.size(), Count);
-    EXPECT_EQ(titles.front(), "/39");
-    EXPECT_EQ(titles.back(), "/0");
-}
-
-TEST_F(Media1ClientTest, CallbacksMayCallWaitAndForget)
-{
-    FakeMedia service([](FakeCall call) {
-        std::string path = call.arguments().string();
-        if (path != "/never")
-            call.answer([&](WireWriter& out) { putTitle(out, path); });
-    });
-    std::vector<std::string> told;
-    auto never = m_client.begin<MediaDescription>(
-        describeRequest("/never"), [&](Result<MediaDescription>) { told.push_back("never"); });
-    m_client.begin<MediaDescription>(describeRequest("/1"), [&](Result<MediaDescription>) {
-        told.push_back("1");
-        auto waited = m_client.call(describeRequest("/2"));
-        told.push_back(waited ? *waited->facts.get<std::string>(fact::Title) : waited.error().text);
-        m_client.begin<MediaDescription>(describeRequest("/3"), [&](Result<MediaDescription>) { told.push_back("3"); });
-        m_client.forget(never);
-    });
-    EXPECT_TRUE(*m_client.serveUntil([&] { return m_client.underWay() == 0; }));
-    EXPECT_THAT(told, ElementsAre("1", "/2", "3"));
-}
-
-TEST_F(Media1ClientTest, WhatACallbackThrowsComesOutOfServing)
-{
-    FakeMedia service([](FakeCall call) { call.answer([](WireWriter& out) { putTitle(out, "A"); }); });
-    struct Own { };
-    auto throwing = [](Result<MediaDescription>) { throw Own(); };
-    m_client.begin<MediaDescription>(describeRequest("/1"), throwing);
-    EXPECT_THROW((void)m_client.serveUntil([&] { return m_client.underWay() == 0; }), Own);
-    m_client.begin<MediaDescription>(describeRequest("/1"), throwing);
-    EXPECT_THROW((void)m_client.call(describeRequest("/2")), Own);
-    EXPECT_TRUE(m_client.call(describeRequest("/3")).ok());
-}
-
-TEST_F(Media1ClientTest, ServingEndsWhenItsTimeHasCome)
-{
-    FakeMedia service([](FakeCall) {});
-    m_client.begin<MediaDescription>(describeRequest("/1"), [](Result<MediaDescription>) { ADD_FAILURE(); });
-    auto served = m_client.serveUntil(
-        [&] { return m_client.underWay() == 0; }, std::chrono::steady_clock::now() + std::chrono::milliseconds(10));
-    ASSERT_TRUE(served.ok());
-    EXPECT_FALSE(*served);
-}
-
-TEST_F(Media1ClientTest, AServiceThatLeavesFailsItsCalls)
-{
-    auto service = std::make_unique<FakeMedia>([](FakeCall) {});
-    Error::Kind kind = Error::Kind::State;
-    m_client.begin<MediaDescription>(
-        describeRequest("/1"), [&](Result<MediaDescription> one) { kind = one.error().kind; });
-    ASSERT_TRUE(test::eventually([&] {
-        (void)m_client.serveUntil([] { return true; });
-        return service->calls("Describe") == 1;
-    }));
-    service.reset();
-    EXPECT_TRUE(*m_client.serveUntil([&] { return m_client.underWay() == 0; }));
-    EXPECT_EQ(kind, Error::Kind::Io);
-}
-
-TEST_F(Media1ClientTest, ABusThatDiesFailsCallsAndJobs)
-{
-    FakeMedia service([](FakeCall call) {
-        if (call.member() == "Encode")
-            call.answer([](WireWriter& out) { out.objectPath("/Mivo/Media1/jobs/1"); });
-    });
-    auto job = m_client.encode("/a.wav", "/a.mp3");
-    ASSERT_TRUE(job.ok()) << job.error().text;
-    int told = 0;
-    for (int i = 0; i < 3; ++i) {
-        m_client.begin<MediaDescription>(
-            describeRequest("/1"), [&](Result<MediaDescription> one) { told += one.ok() ? 0 : 1; });
-    }
-    m_privateBus.kill();
-    EXPECT_FALSE(m_client.serveUntil([] { return false; }).ok());
-    EXPECT_EQ(told, 3);
-    EXPECT_EQ((*job)->state(), MediaJob::State::Failed);
-    EXPECT_EQ(m_client.begin<MediaDescription>(
-                  describeRequest("/1"), [&](Result<MediaDescription> one) { told += one.ok() ? 0 : 1; }),
-        0u);
-    EXPECT_EQ(told, 4);
 }
 
 } // namespace

@@ -1,23 +1,14 @@
 #include "service/include/WireNames.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/FakeMedia.h"
-#include "tests/support/PrivateBus.h"
-
-#include <gmock/gmock.h>
-#include <mivo/mivo.h>
+#include "tests/libmivo/LibraryMedia.h"
 
 namespace mivo {
 namespace {
 
-using mv::WireReader;
-using mv::WireWriter;
-using mv::test::FakeCall;
-using mv::test::FakeMedia;
 using testing::ElementsAre;
 
 constexpr const char* Place = "/Mivo/Media1/jobs/1";
 
-class LibraryMediaJob : public testing::Test {
+class LibraryMediaJob : public LibraryMedia {
 protected:
     void tellProgress(double progress)
     {
@@ -31,16 +22,7 @@ protected:
             out.entry(mv::wire::Job1::Error, "(ss)", [&] { out.stringPair(name, text); });
         });
     }
-    /// Takes what comes until that is so.
-    template <class Condition> bool eventually(const Condition& isSo)
-    {
-        return mv::test::eventually([&] {
-            m_client.dispatch();
-            return isSo();
-        });
-    }
 
-    mv::test::PrivateBus m_privateBus;
     std::unique_ptr<FakeMedia> m_service = std::make_unique<FakeMedia>([this](const FakeCall& call) {
         m_caller = call.sender();
         if (call.member() != "Encode")
@@ -55,7 +37,6 @@ protected:
         });
         call.answer([](WireWriter& out) { out.objectPath(Place); });
     });
-    MediaClient m_client { ClientOptions().startService(false) };
     std::string m_order;
     std::string m_caller;
 };
