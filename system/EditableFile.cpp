@@ -13,8 +13,10 @@ namespace {
 
 OpenedFile openedWhole(const Path& path)
 {
-    FileReplacement::restoreKilledRewrite(path);
-    return OpenedFile::at(path);
+    OpenedFile file = OpenedFile::at(path);
+    // Any other one is replaced and cannot be torn.
+    bool mayBeTorn = file.exists() && file.attributes()->isRegularFile && file.attributes()->names > 1;
+    return mayBeTorn && FileReplacement::restoreKilledRewrite(path) ? OpenedFile::at(path) : file;
 }
 
 class NamedFile final : public EditableFile {

@@ -25,6 +25,7 @@ struct FileAttributes {
     bool isRegularFile = false;
     bool isDirectory = false;
     FileIdentity identity;
+    std::uint32_t names = 1; ///< hard links
 };
 
 } // namespace mv

@@ -27,6 +27,7 @@ FileAttributes attributesOf(const struct statx& facts)
     attributes.isRegularFile = S_ISREG(facts.stx_mode);
     attributes.isDirectory = S_ISDIR(facts.stx_mode);
     attributes.identity = { makedev(facts.stx_dev_major, facts.stx_dev_minor), facts.stx_ino };
+    attributes.names = facts.stx_nlink;
     return attributes;
 }
 
