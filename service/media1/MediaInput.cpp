@@ -83,8 +83,6 @@ std::unique_ptr<EditableFile> MediaInput::edit() const
     return file;
 }
 
-void MediaInput::mend() const { FileReplacement::restoreKilledRewrite(Path(m_text)); }
-
 void MediaInput::check(const OpenedFile& file) const
 {
     if (!file.exists())

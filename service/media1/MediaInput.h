@@ -25,8 +25,6 @@ public:
 
     /// Opens a file by its path, to be changed; the same errors.
     std::unique_ptr<EditableFile> edit() const;
-    /// Before a file is read for the sake of a change: what a killed change has left torn becomes whole.
-    void mend() const;
 
     bool hasPath() const { return m_hasPath; }
     const std::string& path() const { return m_text; }

@@ -54,11 +54,10 @@ std::size_t bytesOf(const Facts& facts)
 
 } // namespace
 
-Facts MediaService::factsOf(MediaInput input, bool withPictures, const MediaCaller& caller)
+Facts MediaService::factsOf(
+    const OpenedFile& file, const MediaInput& input, MediaOperation operation, const MediaCaller& caller)
 {
-    const auto operation = withPictures ? MediaOperation::DescribeWithPictures : MediaOperation::Describe;
-    MediaJob job { operation, 0, {}, { input.open() } };
-    OpenedFile file = job.files.front();
+    MediaJob job { operation, 0, {}, { file } };
     auto facts = resultOf<Facts>(std::move(m_workers.run(std::move(job), caller).front()), input);
     setHostFacts(facts, file, input.hasPath());
     return facts;
@@ -71,7 +70,8 @@ void MediaService::describe(MediaInput input, bool withPictures, MediaCaller cal
     const std::string client = caller.client;
     m_queue.add(client, [this, shared, withPictures, caller = std::move(caller), done = std::move(done)] {
         const std::string name = shared->shownName();
-        done(answerOf<Facts>(name, [&] { return factsOf(std::move(*shared), withPictures, caller); }));
+        const auto operation = withPictures ? MediaOperation::DescribeWithPictures : MediaOperation::Describe;
+        done(answerOf<Facts>(name, [&] { return factsOf(shared->open(), *shared, operation, caller); }));
     });
 }
 
@@ -81,12 +81,12 @@ void MediaService::setTags(std::string path, std::function<TagChanges()> changes
     m_queue.add(client,
         [this, path = std::move(path), changes = std::move(changes), caller = std::move(caller),
             done = std::move(done)] {
-            done(answerOf<Facts>(MediaInput::at(path).shownName(), [&] {
-                const TagChanges all = changes();
-                MediaInput::at(path).mend();
-                Facts before = factsOf(MediaInput::at(path), false, caller);
-                m_tags.write(MediaInput::at(path), before, all, caller);
-                return factsOf(MediaInput::at(path), false, caller);
+            MediaInput input = MediaInput::at(path);
+            auto describe
+                = [&](const OpenedFile& file) { return factsOf(file, input, MediaOperation::Describe, caller); };
+            done(answerOf<Facts>(input.shownName(), [&] {
+                m_tags.write(input, changes(), caller, describe);
+                return describe(input.open());
             }));
         });
 }

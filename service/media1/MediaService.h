@@ -58,7 +58,8 @@ private:
     SharedJob jobFor(EncodingOrder order, std::optional<SoundFormat> format, const MediaCaller& caller);
     /// As many as no other job has or waits for.
     unsigned freeCores() const;
-    Facts factsOf(MediaInput input, bool withPictures, const MediaCaller& caller);
+    /// `file` is what `input` was opened as.
+    Facts factsOf(const OpenedFile& file, const MediaInput& input, MediaOperation operation, const MediaCaller& caller);
 
     const std::size_t m_cores;
     WorkerHost& m_host;

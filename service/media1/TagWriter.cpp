@@ -3,6 +3,7 @@
 #include "Base/Core/DebugLog.h"
 #include "Base/Core/NSLog.h"
 #include "Base/Core/Text.h"
+#include "Base/Media/TagLimits.h"
 #include "service/isolated/WritingTalk.h"
 
 #include <algorithm>
@@ -116,11 +117,12 @@ bool TagWriter::isWritable(std::string_view mimeType)
 }
 
 void TagWriter::write(
-    const MediaInput& input, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
+    const MediaInput& input, const TagChanges& changes, const MediaCaller& caller, const Describe& describe)
 {
     const Turn turn(*this, input.path());
     auto file = input.edit();
     const std::string name = input.shownName();
+    const Facts before = describe(file->opened());
     const auto* type = before.get<std::string>(fact::MimeType);
     if (!type || !isWritable(*type))
         throw tagError(MediaErrorKind::Unsupported, name);
@@ -135,10 +137,14 @@ void TagWriter::write(
         throw tagError(MediaErrorKind::Cancelled, name);
     if (changes == TagChanges {})
         return; // nor does the tag get another form
-    replace(*file, changes, caller);
+    Bytes encoded = encodeTagChanges(changes);
+    // What no format holds need not be sent, and might not fit into a message.
+    if (encoded.size() > MaxTagBytes)
+        throw tagError(MediaErrorKind::TooLarge, name);
+    replace(*file, std::move(encoded), caller);
 }
 
-void TagWriter::replace(EditableFile& file, const TagChanges& changes, const MediaCaller& caller)
+void TagWriter::replace(EditableFile& file, Bytes changes, const MediaCaller& caller)
 {
     const std::string name = shownName(file);
     const FileDeed deed = deedOf(file.opened(), SetTagsDeed);
@@ -147,7 +153,7 @@ void TagWriter::replace(EditableFile& file, const TagChanges& changes, const Med
         throw tagError(MediaErrorKind::Failed, name, "no worker can be had: " + loan.error().text);
     WritingJob job { .operation = WritingOperation::SetTags, .file = file.opened() };
     job.debugLevel = currentDebugLevel();
-    job.record.set(TagChangesColumn, encodeTagChanges(changes));
+    job.record.set(TagChangesColumn, std::move(changes));
     JobTalk talk(*loan->worker);
     WaitBudget budget(MediaWorkers::Patience);
     const AwaitFrame soon = within(budget, talk);

@@ -8,6 +8,7 @@
 #include "system/Mutex.h"
 
 #include <condition_variable>
+#include <functional>
 #include <set>
 #include <string>
 
@@ -26,8 +27,11 @@ public:
     {
     }
 
-    /// `before` is what the file was described as. Raises a MediaError, and then the file is as it was.
-    void write(const MediaInput& input, const Facts& before, const TagChanges& changes, const MediaCaller& caller)
+    /// What the file is that is going to be changed; may raise a MediaError.
+    using Describe = std::function<Facts(const OpenedFile& file)>;
+
+    /// Raises a MediaError, and then the file is as it was.
+    void write(const MediaInput& input, const TagChanges& changes, const MediaCaller& caller, const Describe& describe)
         MV_EXCLUDES(m_lock);
 
     /// Whether tags of that type of files are written.
@@ -36,7 +40,8 @@ public:
 private:
     class Turn;
 
-    void replace(EditableFile& file, const TagChanges& changes, const MediaCaller& caller);
+    /// `changes` as of encodeTagChanges.
+    void replace(EditableFile& file, Bytes changes, const MediaCaller& caller);
 
     WorkerPool& m_pool;
     PoisonList m_crashes;

@@ -1,5 +1,7 @@
 #include "service/media1/TagWriter.h"
+#include "Base/Media/TagLimits.h"
 #include "system/SystemError.h"
+#include "tests/support/Scratch.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -33,6 +35,28 @@ TEST(TagWriter, FormatsAreThoseOfTheContract)
     for (const char* type :
         { "video/quicktime", "video/x-matroska", "audio/x-ms-wma", "image/jpeg", "audio/x-speex+ogg" })
         EXPECT_FALSE(TagWriter::isWritable(type)) << type;
+}
+
+TEST(TagWriter, ChangesThatNoFormatHoldsNeedNoWorker)
+{
+    test::ScratchFolder folder;
+    const std::string path = folder.write("song.mp3", "sound");
+    WorkerPool pool("/there/is/none");
+    TagWriter writer(pool);
+    TagChanges changes;
+    changes[TagKey::Title] = { std::string(MaxTagBytes, 'x') };
+    auto describe = [&](const OpenedFile& file) {
+        EXPECT_EQ(file.path().text(), path);
+        Facts facts;
+        facts.set(fact::MimeType, std::string("audio/mpeg"));
+        return facts;
+    };
+    try {
+        writer.write(MediaInput::at(path), changes, {}, describe);
+        FAIL() << "was written";
+    } catch (const MediaError& error) {
+        EXPECT_EQ(error.kind(), MediaErrorKind::TooLarge) << error.text();
+    }
 }
 
 } // namespace
