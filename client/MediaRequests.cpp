@@ -59,6 +59,8 @@ constexpr std::array<std::string_view, 2> SoundFormats { "mp3", "aac" };
 static_assert(SoundFormats.size() == static_cast<std::size_t>(LastSoundFormat));
 constexpr std::array<std::string_view, 3> Qualities { "fast", "standard", "best" };
 static_assert(Qualities.size() == static_cast<std::size_t>(LastEncodingQuality));
+constexpr std::array<std::string_view, 3> Modes { "mono", "stereo", "joint" };
+static_assert(Modes.size() == static_cast<std::size_t>(LastChannelMode));
 
 void putDescribeOptions(WireWriter& out, bool withPictures)
 {
@@ -85,6 +87,8 @@ void putEncoding(WireWriter& out, const MediaEncoding& encoding)
         putFlag(out, "tags", encoding.tags);
         putFlag(out, "replace", encoding.replace);
         putNumber(out, "cores", encoding.cores);
+        if (encoding.mode)
+            putChoice(out, "mode", Modes, *encoding.mode);
     });
 }
 
@@ -161,6 +165,8 @@ std::optional<EncodingQuality> encodingQualityNamed(std::string_view name)
 {
     return choiceNamed<EncodingQuality>(Qualities, name);
 }
+
+std::optional<ChannelMode> channelModeNamed(std::string_view name) { return choiceNamed<ChannelMode>(Modes, name); }
 
 MediaRequest<MediaDescription> describeRequest(std::string path, bool withPictures)
 {

@@ -57,6 +57,7 @@ inline constexpr std::string_view FrontCoverTag = FrontCoverKey;
 std::optional<ThumbnailFormat> thumbnailFormatNamed(std::string_view name);
 std::optional<SoundFormat> soundFormatNamed(std::string_view name);
 std::optional<EncodingQuality> encodingQualityNamed(std::string_view name);
+std::optional<ChannelMode> channelModeNamed(std::string_view name);
 
 /// What is not set is as the service would have it.
 struct MediaEncoding {
@@ -67,6 +68,7 @@ struct MediaEncoding {
     std::optional<bool> tags;
     std::optional<bool> replace;
     std::optional<std::uint32_t> cores;
+    std::optional<ChannelMode> mode;
 };
 
 /// Where a job is.

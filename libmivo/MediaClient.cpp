@@ -58,6 +58,7 @@ mv::MediaEncoding encodingFrom(const Record& options)
         .tags = in.flag(keys::encoding::Tags),
         .replace = in.flag(keys::encoding::Replace),
         .cores = in.number(keys::encoding::Cores),
+        .mode = in.choice(keys::encoding::Mode, mv::channelModeNamed),
     };
     in.end();
     return encoding;

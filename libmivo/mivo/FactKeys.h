@@ -122,4 +122,6 @@ inline constexpr std::string_view Tags = "tags";
 inline constexpr std::string_view Replace = "replace";
 /// How many cores the job may use; 0, and so unless given, is what is free (integer).
 inline constexpr std::string_view Cores = "cores";
+/// Of MP3: "mono", "stereo" or "joint"; mono stays mono, and everything else is joint, unless given (text).
+inline constexpr std::string_view Mode = "mode";
 } // namespace mivo::keys::encoding

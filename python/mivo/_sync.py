@@ -12,7 +12,7 @@ from mivo._jobs import JobState
 from mivo._loop import LoopThread
 from mivo._paths import File, Path
 from mivo._tags import UNCHANGED, Unchanged
-from mivo.aio import Codec, Described, Format, ListTag, NumberTag, Quality, TextTag, Thumbnailed
+from mivo.aio import Codec, Described, Format, ListTag, Mode, NumberTag, Quality, TextTag, Thumbnailed
 from mivo.errors import MediaError
 from mivo.facts import Facts
 from mivo.pictures import Thumbnail
@@ -185,6 +185,7 @@ class Media:
         bitrate: int | None = None,
         vbr: bool | None = None,
         quality: Quality | None = None,
+        mode: Mode | None = None,
         tags: bool | None = None,
         replace: bool | None = None,
         cores: int | None = None,
@@ -197,6 +198,7 @@ class Media:
             bitrate=bitrate,
             vbr=vbr,
             quality=quality,
+            mode=mode,
             tags=tags,
             replace=replace,
             cores=cores,

@@ -48,6 +48,7 @@ CHANGES_AT_ONCE = 8
 Format = Literal["png", "jpeg", "rgba"]
 Codec = Literal["mp3", "aac"]
 Quality = Literal["fast", "standard", "best"]
+Mode = Literal["mono", "stereo", "joint"]
 T = TypeVar("T")
 TextTag = str | Unchanged | None
 ListTag = Sequence[str] | Unchanged | None
@@ -239,6 +240,7 @@ class Media:
         bitrate: int | None = None,
         vbr: bool | None = None,
         quality: Quality | None = None,
+        mode: Mode | None = None,
         tags: bool | None = None,
         replace: bool | None = None,
         cores: int | None = None,
@@ -253,6 +255,7 @@ class Media:
             **option("bitrate", "u", bitrate),
             **option("vbr", "b", vbr),
             **text_option("quality", quality),
+            **text_option("mode", mode),
             **option("tags", "b", tags),
             **option("replace", "b", replace),
             **option("cores", "u", cores),

@@ -91,13 +91,11 @@ private:
 
 Record attributesOf(const EncodingWish& wish, const Facts& facts)
 {
-    constexpr std::int32_t Mono = 1;
-    constexpr std::int32_t JointStereo = 3;
     const auto* channels = facts.get<std::uint32_t>(fact::Channels);
+    ChannelMode mode = wish.mode.value_or(channels && *channels == 1 ? ChannelMode::Mono : ChannelMode::Joint);
     std::int32_t quality = static_cast<std::int32_t>(wish.quality) - static_cast<std::int32_t>(EncodingQuality::Fast);
     return { { MVAudioEncoderBitrateAttribute, static_cast<std::int32_t>(wish.bitrate) },
-        { MVAudioEncoderVBRAttribute, wish.vbr },
-        { MVMP3EncoderStereoModeAttribte, channels && *channels == 1 ? Mono : JointStereo },
+        { MVAudioEncoderVBRAttribute, wish.vbr }, { MVMP3EncoderStereoModeAttribte, static_cast<std::int32_t>(mode) },
         { MVMP3EncoderQualityAttribute, quality }, { MVAudioEncoderExactConversionAttribute, true } };
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace mv {
 
@@ -11,6 +12,11 @@ inline constexpr SoundFormat LastSoundFormat = SoundFormat::Aac;
 /// How long an encoder may look for a good solution. AAC has one way.
 enum class EncodingQuality : std::uint8_t { Fast = 1, Standard, Best };
 inline constexpr EncodingQuality LastEncodingQuality = EncodingQuality::Best;
+
+/// What becomes of the channels in an MP3: one, two of their own, or two that share what they have in common where that
+/// saves bits. In the order of the encoder's codes.
+enum class ChannelMode : std::uint8_t { Mono = 1, Stereo, Joint };
+inline constexpr ChannelMode LastChannelMode = ChannelMode::Joint;
 
 /// Bits a second that may be asked for; what an encoder cannot reach becomes the nearest that it can.
 inline constexpr std::uint32_t MinEncodingBitrate = 8000;
@@ -26,6 +32,7 @@ struct EncodingWish {
     EncodingQuality quality = EncodingQuality::Standard;
     bool tags = true; ///< carries the source's tags and pictures
     std::uint32_t cores = 1; ///< how many may work on the file at once; one gives the same bytes everywhere
+    std::optional<ChannelMode> mode {}; ///< of MP3; unless set, mono stays mono and everything else is Joint
 
     bool operator==(const EncodingWish&) const = default;
 };

@@ -20,6 +20,7 @@ constexpr std::string_view Variable = "vbr";
 constexpr std::string_view Quality = "quality";
 constexpr std::string_view Tags = "tags";
 constexpr std::string_view Cores = "cores";
+constexpr std::string_view Mode = "mode";
 
 // The kinds of answers, as their first byte.
 constexpr std::uint8_t Flag = 3;
@@ -41,6 +42,8 @@ void setEncoding(Record& facts, const EncodingWish& wish)
     facts.set(Quality, static_cast<std::int32_t>(wish.quality));
     facts.set(Tags, wish.tags);
     facts.set(Cores, static_cast<std::int32_t>(wish.cores));
+    if (wish.mode)
+        facts.set(Mode, static_cast<std::int32_t>(*wish.mode));
 }
 
 template <class Enum> bool isOneOf(std::int32_t number, Enum last)
@@ -54,12 +57,14 @@ Result<EncodingWish> encodingIn(const Record& facts)
     std::int32_t quality = facts.integer(Quality).value_or(0);
     std::int32_t bitrate = facts.integer(BitRate).value_or(0);
     std::int32_t cores = facts.integer(Cores).value_or(0);
+    auto mode = facts.integer(Mode);
     if (!isOneOf(format, LastSoundFormat) || !isOneOf(quality, LastEncodingQuality) || bitrate < 0 || cores < 1
-        || cores > static_cast<std::int32_t>(MaxEncodingCores))
+        || cores > static_cast<std::int32_t>(MaxEncodingCores) || (mode && !isOneOf(*mode, LastChannelMode)))
         return wrong("no such encoding");
     return EncodingWish { static_cast<SoundFormat>(format), static_cast<std::uint32_t>(bitrate),
         facts.boolean(Variable).value_or(false), static_cast<EncodingQuality>(quality),
-        facts.boolean(Tags).value_or(false), static_cast<std::uint32_t>(cores) };
+        facts.boolean(Tags).value_or(false), static_cast<std::uint32_t>(cores),
+        mode ? std::optional(static_cast<ChannelMode>(*mode)) : std::nullopt };
 }
 
 class AnswerEncoder {

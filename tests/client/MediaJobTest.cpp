@@ -109,9 +109,10 @@ TEST_F(MediaJobTest, OptionsAreThoseThatAreSet)
             .quality = EncodingQuality::Best,
             .tags = false,
             .replace = true,
-            .cores = 1 });
+            .cores = 1,
+            .mode = ChannelMode::Joint });
     ASSERT_TRUE(begun.ok());
-    EXPECT_EQ(m_order, "/a /b format=aac bitrate=64000 vbr=1 quality=best tags=0 replace=1 cores=1");
+    EXPECT_EQ(m_order, "/a /b format=aac bitrate=64000 vbr=1 quality=best tags=0 replace=1 cores=1 mode=joint");
 }
 
 TEST_F(MediaJobTest, FailsWithItsError)

@@ -103,6 +103,11 @@ TEST_F(Media1Encode, OptionsSayHow)
     auto small = encode("64.m4a", { countOption("bitrate", 64'000) });
     auto large = encode("256.m4a", { countOption("bitrate", 256'000) });
     EXPECT_LT(std::filesystem::file_size(at("64.m4a")), std::filesystem::file_size(at("256.m4a")) / 2);
+    EXPECT_EQ(encode("mono.mp3", { textOption("mode", "mono") }).fact("mivo:channels"), "u 1");
+    encode("stereo.mp3", { textOption("mode", "stereo") });
+    encode("joint.mp3", { textOption("mode", "joint") });
+    EXPECT_EQ(test::readFile(at("joint.mp3")), test::readFile(at("cbr.mp3"))) << "what two channels are by themselves";
+    EXPECT_NE(test::readFile(at("joint.mp3")), test::readFile(at("stereo.mp3")));
     encode("fast.mp3", { textOption("quality", "fast") });
     encode("best.mp3", { textOption("quality", "best"), textOption("flavour", "unknown") });
     EXPECT_NE(test::readFile(at("fast.mp3")), test::readFile(at("best.mp3")));
@@ -117,6 +122,7 @@ TEST_F(Media1Encode, WrongArgumentsAreRefused)
     EXPECT_EQ(errorOf({ textOption("format", "ogg") }), InvalidArgs);
     EXPECT_EQ(errorOf({ flagOption("format", true) }), InvalidArgs);
     EXPECT_EQ(errorOf({ textOption("quality", "worst") }), InvalidArgs);
+    EXPECT_EQ(errorOf({ textOption("mode", "dual") }), InvalidArgs);
     EXPECT_EQ(errorOf({ countOption("bitrate", 0) }), InvalidArgs);
     EXPECT_EQ(errorOf({ countOption("bitrate", 1'000'000) }), InvalidArgs);
     EXPECT_EQ(errorOf({ textOption("bitrate", "128000") }), InvalidArgs);

@@ -47,9 +47,10 @@ TEST_F(LibraryMediaJob, TellsItsProgressAndEnd)
     Job job = m_client
                   .encode("/a.flac", "/a.mp3",
                       { { Format, "mp3" }, { Bitrate, 128'000 }, { Vbr, true }, { Quality, "best" }, { Tags, false },
-                          { Replace, true }, { Cores, 2 } })
+                          { Replace, true }, { Cores, 2 }, { Mode, "mono" } })
                   .get();
-    EXPECT_EQ(m_order, "/a.flac /a.mp3 format=mp3 bitrate=128000 vbr=1 quality=best tags=0 replace=1 cores=2");
+    EXPECT_EQ(
+        m_order, "/a.flac /a.mp3 format=mp3 bitrate=128000 vbr=1 quality=best tags=0 replace=1 cores=2 mode=mono");
     std::vector<double> seen;
     job.onChange([&] { seen.push_back(job.progress()); });
     EXPECT_EQ(job.state(), Job::State::Running);

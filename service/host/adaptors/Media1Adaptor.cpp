@@ -125,6 +125,11 @@ constexpr std::array Qualities {
     Named<EncodingQuality> { "standard", EncodingQuality::Standard },
     Named<EncodingQuality> { "best", EncodingQuality::Best },
 };
+constexpr std::array Modes {
+    Named<ChannelMode> { "mono", ChannelMode::Mono },
+    Named<ChannelMode> { "stereo", ChannelMode::Stereo },
+    Named<ChannelMode> { "joint", ChannelMode::Joint },
+};
 
 template <class Rows> auto valueNamed(const Rows& rows, const std::string& name, const char* otherwise)
 {
@@ -154,8 +159,11 @@ std::optional<SoundFormat> readEncodingOptions(WireReader& in, EncodingOrder& or
     auto takeQuality = [&](WireReader& value) {
         wish.quality = valueNamed(Qualities, value.string(), "a quality is \"fast\", \"standard\" or \"best\"");
     };
+    auto takeMode = [&](WireReader& value) {
+        wish.mode = valueNamed(Modes, value.string(), "a mode is \"mono\", \"stereo\" or \"joint\"");
+    };
     readOptions(in,
-        { { "format", "s", takeFormat }, { "quality", "s", takeQuality },
+        { { "format", "s", takeFormat }, { "quality", "s", takeQuality }, { "mode", "s", takeMode },
             { "bitrate", "u", [&](WireReader& value) { wish.bitrate = encodingBitrate(value); } },
             { "vbr", "b", [&](WireReader& value) { wish.vbr = value.boolean(); } },
             { "tags", "b", [&](WireReader& value) { wish.tags = value.boolean(); } },

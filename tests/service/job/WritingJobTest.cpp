@@ -41,13 +41,15 @@ TEST(WritingJob, ARecordMayHaveMoreThanAServiceGives)
 TEST(WritingJob, AnEncodingComesBackAsItIsWished)
 {
     WritingJob job { .operation = WritingOperation::EncodeSound,
-        .encoding = { SoundFormat::Aac, 96'000, true, EncodingQuality::Best, false, 5 } };
+        .encoding = { SoundFormat::Aac, 96'000, true, EncodingQuality::Best, false, 5, ChannelMode::Stereo } };
     auto back = decodeWritingJob(encodeWritingJob(job), UniqueFd());
     ASSERT_TRUE(back.ok());
     EXPECT_EQ(back->encoding, job.encoding);
     job.encoding.format = static_cast<SoundFormat>(3);
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
     job.encoding = { .quality = static_cast<EncodingQuality>(0) };
+    EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
+    job.encoding = { .mode = static_cast<ChannelMode>(4) };
     EXPECT_FALSE(decodeWritingJob(encodeWritingJob(job), UniqueFd()).ok());
     for (std::uint32_t cores : { 0u, MaxEncodingCores + 1, 0xffffffffu }) {
         job.encoding = { .cores = cores };
