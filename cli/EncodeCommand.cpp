@@ -1,5 +1,6 @@
 #include "cli/CarriedTags.h"
 #include "cli/Command.h"
+#include "cli/FileEncoding.h"
 #include "cli/Interruption.h"
 #include "cli/JobNames.h"
 #include "cli/JobOptions.h"
@@ -40,6 +41,10 @@ Record attributesFrom(const Arguments& arguments)
     };
 }
 
+/// Another rate than the input's.
+bool resamples(const Arguments& arguments) { return arguments.number("rate", 0) != 0; }
+
+/// A file on its way through the encoder service, which has the options and takes the files that Mivo.Media1 does not.
 class Listener final : public EncodeListener {
 public:
     Listener(const PlacedJob& job, bool carriesTags, ProgressDisplay& display, std::size_t index,
@@ -108,7 +113,7 @@ private:
     ExitStatus m_status = ExitStatus::Done;
 };
 
-ExitStatus encode(
+ExitStatus encodeClassically(
     ServiceBus& bus, const std::vector<PlacedJob>& jobs, const Record& attributes, bool carriesTags, std::size_t atOnce)
 {
     std::vector<ProgressDisplay::Job> titles;
@@ -137,6 +142,18 @@ ExitStatus encode(
     return status;
 }
 
+MediaEncoding encodingFrom(const Arguments& arguments)
+{
+    auto numberOf = [&](const char* option, const auto& words, const char* usual) {
+        return 1 + static_cast<int>(arguments.choice(option, words, usual));
+    };
+    return { .format = SoundFormat::Mp3,
+        .bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit),
+        .vbr = arguments.has("vbr"),
+        .quality = static_cast<EncodingQuality>(numberOf("quality", Qualities, "standard")),
+        .mode = static_cast<ChannelMode>(numberOf("mode", Modes, "stereo")) };
+}
+
 /// Quality counts for variable rates, too; the rate does not.
 std::string settingsText(const Arguments& arguments)
 {
@@ -151,12 +168,34 @@ ExitStatus mirror(const Arguments& arguments)
         return misuse(Name, order.error().text);
     order->ending = "mp3";
     order->how = settingsText(arguments);
-    order->encoding.format = SoundFormat::Mp3;
-    order->encoding.bitrate = static_cast<std::uint32_t>(arguments.number("bitrate", UsualBitrate) * BitsPerKilobit);
-    order->encoding.vbr = arguments.has("vbr");
-    auto quality = static_cast<int>(arguments.choice("quality", Qualities, "standard"));
-    order->encoding.quality = static_cast<EncodingQuality>(static_cast<int>(EncodingQuality::Fast) + quality);
+    order->encoding = encodingFrom(arguments);
+    order->encoding.mode.reset(); // a copy of its source
     return mirrorFolder(*order, arguments);
+}
+
+/// Those files alone.
+std::vector<PlacedJob> someOf(const std::vector<PlacedJob>& jobs, const std::vector<std::size_t>& numbers)
+{
+    std::vector<PlacedJob> some;
+    some.reserve(numbers.size());
+    for (std::size_t number : numbers)
+        some.push_back(jobs[number]);
+    return some;
+}
+
+ExitStatus encode(ServiceBus& bus, const std::vector<PlacedJob>& jobs, const Arguments& arguments)
+{
+    const bool carriesTags = !arguments.has("no-tags");
+    const CoreShares shares = coreShares(arguments, jobs.size());
+    if (resamples(arguments))
+        return encodeClassically(bus, jobs, attributesFrom(arguments), carriesTags, shares.jobs);
+    const FileEncoding encoding { Name, encodingFrom(arguments), carriesTags,
+        sentenceForCode(encoderCodes(), MVAudioEncoderErrorWrite) };
+    auto end = encoding.run(bus, jobs, shares, true);
+    if (end.refused.empty())
+        return end.status;
+    return worse(end.status,
+        encodeClassically(bus, someOf(jobs, end.refused), attributesFrom(arguments), carriesTags, shares.jobs));
 }
 
 ExitStatus run(const Arguments& arguments)
@@ -165,14 +204,15 @@ ExitStatus run(const Arguments& arguments)
         return mirror(arguments);
     if (arguments.has("delete"))
         return misuse(Name, "--delete goes with --mirror");
+    if (resamples(arguments) && arguments.number("cores", 1) > 1)
+        return misuse(Name, "--rate is the work of one encoder; leave out --cores, or ask for one");
     auto [jobs, status] = placedJobs(Name, arguments, ".mp3");
     if (jobs.empty())
         return status;
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
-    return worse(status,
-        encode(*service->bus, jobs, attributesFrom(arguments), !arguments.has("no-tags"), jobsAtOnce(arguments)));
+    return worse(status, encode(*service->bus, jobs, arguments));
 }
 
 constexpr std::array Options {
@@ -185,6 +225,7 @@ constexpr std::array Options {
     Option { "quality", "QUALITY", "fast, standard (default) or best", 0, oneOf(Qualities) },
     NoTagsOption,
     JobsOption,
+    CoresOption,
     MirrorOption,
     DeleteOption,
     ForceOption,
@@ -199,11 +240,15 @@ const Command encodeCommand {
     .name = Name,
     .synopsis = "[OPTION...] FILE OUT.mp3 | --to FOLDER FILE... | --mirror SOURCE DESTINATION",
     .summary = "Encode audio files to MP3",
-    .details = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.\n\n"
-               "--mirror makes one folder a copy of another for a phone: lossless sound is encoded, other sound and\n"
-               "pictures of covers (cover.jpg, folder.jpg) are copied, and a second run does only what has changed.\n"
-               "What it made whose source is gone is named, and removed with --delete; nothing else is touched.\n"
-               "--bitrate, --vbr, --quality and --no-tags are as for files; --force also replaces files in the way.",
+    .details
+    = "The tags and the cover go along. Ctrl-C cancels and leaves nothing.\n\n"
+      "One file is encoded on all cores that are free, several (--to, --mirror) side by side, which is --jobs at\n"
+      "once with --cores each, but never more cores than there are. --cores 1 makes the same file everywhere,\n"
+      "more make one that sounds the same. --rate is done by one core.\n\n"
+      "--mirror makes one folder a copy of another for a phone: lossless sound is encoded, other sound and\n"
+      "pictures of covers (cover.jpg, folder.jpg) are copied, and a second run does only what has changed.\n"
+      "What it made whose source is gone is named, and removed with --delete; nothing else is touched.\n"
+      "--bitrate, --vbr, --quality and --no-tags are as for files; --force also replaces files in the way.",
     .options = Options,
     .files = Files,
     .minimumFiles = 1,

@@ -1,9 +1,6 @@
 #include "cli/ExportJob.h"
 
-#include "cli/InputPath.h"
 #include "cli/Interruption.h"
-#include "cli/JobOutput.h"
-#include "cli/Output.h"
 #include "cli/PlayLength.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/ServiceAccess.h"
@@ -55,50 +52,35 @@ ExitStatus failed(const char* command, const std::string& file, const Error& err
     return statusFor(error);
 }
 
-ExitStatus runOnService(const ExportJob& job, const Arguments& arguments, const Path& source, const JobOutput& output)
+} // namespace
+
+ExitStatus ExportJob::runPlaced(ServiceBus& bus, const PlacedJob& placed) const
 {
-    auto service = openService(job.command, arguments);
-    if (!service)
-        return ExitStatus::NoService;
-    const std::string& name = arguments.files()[1];
-    ProgressDisplay display({ { std::string(Path(name).lastPathComponent()), playLength(*service->bus, source) } },
+    const std::string& name = placed.names.output;
+    ProgressDisplay display({ { std::string(Path(name).lastPathComponent()), playLength(bus, placed.source) } },
         errorTakesDrawing(), terminalWidth());
     Interruption interruption;
     Listener listener(display, interruption);
     display.start(0);
-    auto made = make(job, *service->bus, source, output, listener);
+    auto made = make(*this, bus, placed.source, placed.place, listener);
     if (!made && interruption.asked()) {
         display.finish(0, "cancelled");
         return ExitStatus::Interrupted;
     }
-    auto delivered = made ? output.deliver() : Result<void>();
+    auto delivered = made ? placed.place.deliver() : Result<void>();
     display.finish(0, made && delivered ? "done" : "failed");
     if (!made)
-        return failed(job.command, arguments.files()[0], made.error());
-    return delivered ? ExitStatus::Done : failed(job.command, name, delivered.error());
+        return failed(command, placed.names.input, made.error());
+    return delivered ? ExitStatus::Done : failed(command, name, delivered.error());
 }
-
-} // namespace
 
 ExitStatus ExportJob::run(const Arguments& arguments) const
 {
-    auto overwriting = overwritingFrom(arguments);
-    if (!overwriting)
-        return misuse(command, overwriting.error().text);
-    const std::string& input = arguments.files()[0];
-    const std::string& name = arguments.files()[1];
-    auto source = inputPath(input);
-    if (!source)
-        return failed(command, input, source.error());
-    JobOutputs outputs(*overwriting, ending);
-    auto output = outputs.placeFor(*source, name);
-    if (!output)
-        return failed(command, name, output.error());
-    if (!*output) {
-        printToError(terminalText(name) + ": is there already, skipped\n");
-        return ExitStatus::Done;
-    }
-    return runOnService(*this, arguments, *source, **output);
+    auto [jobs, status] = placedJobs(command, arguments, ending);
+    if (jobs.empty())
+        return status;
+    auto service = openService(command, arguments);
+    return service ? runPlaced(*service->bus, jobs.front()) : ExitStatus::NoService;
 }
 
 } // namespace mv::cli

@@ -2,7 +2,7 @@
 
 #include "Base/Core/Path.h"
 #include "arguments/Arguments.h"
-#include "cli/ExitStatus.h"
+#include "cli/JobNames.h"
 #include "client/ExporterClient.h"
 
 #include <functional>
@@ -21,6 +21,8 @@ struct ExportJob {
     bool hidesSource = false;
 
     /// Shows progress, and cancels the job at Ctrl-C.
+    ExitStatus runPlaced(ServiceBus& bus, const PlacedJob& placed) const;
+    /// The same for the two names of a command line.
     ExitStatus run(const Arguments& arguments) const;
 };
 

@@ -6,7 +6,6 @@
 #include "cli/text/ReadableText.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace mv::cli {
 
@@ -66,12 +65,6 @@ PlacedJobs placedJobs(const char* command, const Arguments& arguments, const std
             placed.jobs.push_back(std::move(*job));
     }
     return placed;
-}
-
-std::size_t jobsAtOnce(const Arguments& arguments)
-{
-    auto cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-    return static_cast<std::size_t>(arguments.number("jobs", cores));
 }
 
 } // namespace mv::cli

@@ -37,7 +37,4 @@ struct PlacedJobs {
 /// skipped, and of a command line that means nothing.
 PlacedJobs placedJobs(const char* command, const Arguments& arguments, const std::string& ending);
 
-/// --jobs, or as many as there are cores.
-std::size_t jobsAtOnce(const Arguments& arguments);
-
 } // namespace mv::cli

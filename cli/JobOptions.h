@@ -13,6 +13,8 @@ inline constexpr Option NoTagsOption { "no-tags", nullptr, "leave out the tags a
 
 inline constexpr Option JobsOption { "jobs", "N",
     "how many files at once, 1 to 64 (default: as many as there are cores)", 0, numberFrom(1, 64) };
+inline constexpr Option CoresOption { "cores", "N",
+    "how many cores one file may use, 1 to 16 (default: those that are free)", 0, numberFrom(1, 16) };
 inline constexpr Option MirrorOption { "mirror", nullptr,
     "make the folder DESTINATION a copy of SOURCE: only what changed" };
 inline constexpr Option DeleteOption { "delete", nullptr, "with --mirror: remove what SOURCE has no more" };

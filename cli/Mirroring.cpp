@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "cli/CallsInOrder.h"
+#include "cli/CoreShares.h"
 #include "cli/FactReading.h"
 #include "cli/FileProgress.h"
 #include "cli/FileTexts.h"
@@ -54,8 +55,10 @@ struct Wanted {
 
 class Mirroring {
 public:
-    Mirroring(const MirrorOrder& order, std::string source, MirrorTarget target)
+    Mirroring(const MirrorOrder& order, const Arguments& arguments, std::string source, MirrorTarget target)
         : m_order(order)
+        , m_arguments(arguments)
+        , m_encoding(order.encoding)
         , m_source(std::move(source))
         , m_target(std::move(target))
     {
@@ -90,6 +93,9 @@ public:
             return fail(m_target.folder(), folder.error());
         m_jobFolder = *folder;
         SoundJobs jobs(media);
+        auto encoded = static_cast<std::size_t>(std::ranges::count(m_wanted, true, &Wanted::isEncoded));
+        const CoreShares shares = coreShares(m_arguments, encoded);
+        m_encoding.cores = shares.cores;
         m_progress.emplace(errorTakesDrawing(), terminalWidth());
         m_progress->setTotal(m_wanted.size());
         Interruption interruption;
@@ -100,7 +106,7 @@ public:
             makeOne(jobs, m_wanted[next++], finish);
             return true;
         };
-        CallsInOrder work(media, m_order.jobs, begin, [&](const WorkResult& one) { emit(one); });
+        CallsInOrder work(media, shares.jobs, begin, [&](const WorkResult& one) { emit(one); });
         work.whileWaiting([&] {
             m_progress->show(m_done);
             if (interruption.asked())
@@ -230,7 +236,7 @@ private:
             return finish(took(wanted, made, copied ? Result<bool>(false) : Result<bool>(copied.error())));
         }
         jobs.begin(
-            { sourcePath(wanted.file), made, m_order.encoding, m_order.carriesTags }, [](double) {},
+            { sourcePath(wanted.file), made, m_encoding, m_order.carriesTags }, [](double) {},
             [this, &wanted, made, finish](Result<bool> isCut) { finish(took(wanted, made, isCut)); });
     }
 
@@ -292,6 +298,8 @@ private:
     }
 
     const MirrorOrder& m_order;
+    const Arguments& m_arguments;
+    MediaEncoding m_encoding; ///< the order's, with cores
     std::string m_source;
     MirrorTarget m_target;
     MirrorPlan m_plan;
@@ -330,7 +338,6 @@ Result<MirrorOrder> mirrorOrderFrom(
         .carriesTags = !arguments.has("no-tags"),
         .replaces = arguments.has("force"),
         .removes = arguments.has("delete"),
-        .jobs = jobsAtOnce(arguments),
     };
 }
 
@@ -349,7 +356,7 @@ ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments)
         complain(order.command, targetName, target.error().text);
         return ExitStatus::SomeFailed;
     }
-    Mirroring mirroring(order, source, std::move(target).value());
+    Mirroring mirroring(order, arguments, source, std::move(target).value());
     mirroring.look();
     if (mirroring.hasWork()) {
         auto service = openService(order.command, arguments);

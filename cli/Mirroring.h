@@ -19,7 +19,6 @@ struct MirrorOrder {
     bool carriesTags = true;
     bool replaces = false; ///< files in the way that no mirror has made, too
     bool removes = false; ///< what has no source any more
-    std::size_t jobs = 1; ///< at once
 };
 
 /// The order that the options of all commands with --mirror give; its encoding and words are the command's. Fails with
@@ -28,7 +27,7 @@ Result<MirrorOrder> mirrorOrderFrom(
     const char* command, const Arguments& arguments, std::initializer_list<const char*> others);
 
 /// Makes the second folder a mirror of the first: lossless sound encoded, other sound and pictures of covers copied,
-/// only what has changed. Tells what was done, and what failed.
+/// only what has changed, as many at once as --jobs and --cores say. Tells what was done, and what failed.
 ExitStatus mirrorFolder(const MirrorOrder& order, const Arguments& arguments);
 
 } // namespace mv::cli

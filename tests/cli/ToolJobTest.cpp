@@ -1,8 +1,10 @@
 // Encoding, conversion and export.
 #include "tests/cli/ToolFixture.h"
 
+#include <algorithm>
 #include <csignal>
 #include <iterator>
+#include <thread>
 
 namespace mv::cli {
 namespace {
@@ -27,6 +29,80 @@ TEST_F(ToolOnBus, EncodesToMP3)
     EXPECT_EQ(several.status, 0) << several.err;
     for (const char* name : { "a.mp3", "b.mp3", "c.mp3" })
         EXPECT_EQ(access(m_folder.file(std::string("out/") + name).c_str(), F_OK), 0) << name;
+}
+
+class ToolCores : public ToolOnBus {
+protected:
+    /// So long that there is something to share out, and with something for every encoder to decide.
+    std::string noise(const std::string& name)
+    {
+        return made(name, "-f lavfi -i anoisesrc=r=44100:d=20:a=0.3:seed=1 -ac 2 -metadata title=Noise");
+    }
+    Bytes outcome(const std::string& words, const std::string& name)
+    {
+        Outcome outcome = tool(words + " --force " + m_noise + " " + m_folder.file(name));
+        EXPECT_EQ(outcome.status, 0) << words << outcome.err;
+        return test::readFile(m_folder.file(name));
+    }
+
+    const unsigned m_machine = std::max(1u, std::thread::hardware_concurrency());
+    const std::string m_noise = noise("noise.flac");
+};
+
+// The rate that the source has anyhow leads to the encoder service.
+TEST_F(ToolCores, OneGivesTheBytesOfTheEncoderService)
+{
+    for (const char* options : { "", " --mode mono", " --mode joint", " --vbr", " --bitrate 320 --quality fast" }) {
+        std::string words = std::string("encode") + options;
+        EXPECT_EQ(outcome(words + " --cores 1", "one.mp3"), outcome(words + " --rate 44100", "classic.mp3")) << words;
+    }
+}
+
+TEST_F(ToolCores, AFileHasThoseThatAreFree)
+{
+    for (const char* words : { "encode", "convert" }) {
+        std::string name = std::string_view(words) == "encode" ? "x.mp3" : "x.m4a";
+        Bytes most = outcome(std::string(words) + " --cores 16", name);
+        tool("quit"); // so that nothing of that one's job is left
+        EXPECT_EQ(outcome(words, name), most);
+    }
+    if (m_machine == 1)
+        GTEST_SKIP() << "of one core there is no more to be had";
+    Bytes one = outcome("encode --cores 1", "x.mp3");
+    EXPECT_NE(outcome("encode --cores 2", "x.mp3"), one);
+    EXPECT_EQ(test::outputOf("ffprobe -loglevel error -show_entries stream=channels,bit_rate:format_tags=title "
+                             "-of default=nk=1:nw=1 "
+                  + m_folder.file("x.mp3")),
+        "2\n192000\nNoise\n");
+}
+
+TEST_F(ToolCores, SeveralFilesShareThem)
+{
+    std::string other = noise("other.flac");
+    test::run("mkdir " + m_folder.file("out"));
+    EXPECT_EQ(tool("encode --to " + m_folder.file("out") + " " + m_noise + " " + other).status, 0);
+    std::string share = std::to_string(std::clamp(m_machine / 2, 1u, 16u));
+    EXPECT_EQ(test::readFile(m_folder.file("out/noise.mp3")), outcome("encode --cores " + share, "x.mp3"));
+    // Of a mirror, too; it has joint stereo and tells what it made.
+    std::string folders = m_folder.file("lib") + " " + m_folder.file("phone");
+    test::run("mkdir " + m_folder.file("lib") + " && cp " + m_noise + " " + other + " " + m_folder.file("lib"));
+    EXPECT_EQ(tool("encode --mirror --cores 1 " + folders).status, 0);
+    EXPECT_EQ(test::readFile(m_folder.file("phone/noise.mp3")), outcome("encode --mode joint --cores 1", "x.mp3"));
+    EXPECT_EQ(
+        tool("encode --mirror --cores 2 " + folders).out, "0 encoded, 0 copied, 2 unchanged, 0 removed, 0 failed\n")
+        << "how many have made a file is not told from it";
+}
+
+TEST_F(ToolCores, WhatOneEncoderDoesIsNotSharedOut)
+{
+    Outcome outcome = tool("encode --cores 2 --rate 22050 " + m_noise + " " + m_folder.file("x.mp3"));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(
+        outcome.err, StartsWith("mivo encode: --rate is the work of one encoder; leave out --cores, or ask for one\n"));
+    EXPECT_EQ(tool("encode --cores 1 --rate 22050 " + m_noise + " " + m_folder.file("x.mp3")).status, 0);
+    EXPECT_EQ(tool("encode --cores 17 " + m_noise + " " + m_folder.file("y.mp3")).status, 2);
+    // Of less than jobs take, which is as much as the encoder can do.
+    EXPECT_EQ(tool("convert --bitrate 1 " + m_noise + " " + m_folder.file("x.m4a")).status, 0);
 }
 
 TEST_F(ToolOnBus, EncodingFailuresAreSentences)

@@ -29,6 +29,7 @@ CASES = [
     ("mivo tag --remove co", {"comment", "composer", "cover"}, {"disc"}),
     ("mivo copy", {"copy-tags"}, {"convert"}),
     ("mivo rename --p", {"--portable"}, {"--to"}),
+    ("mivo encode --co", {"--cores"}, {"--mode"}),
     ("mivo encode --mi", {"--mirror"}, {"--mode"}),
     ("mivo tag s", {"song.mp3"}, {"sheet"}),
     ("mivo describe s", {"song.mp3", "sound.flac"}, {"page.html"}),
