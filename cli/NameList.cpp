@@ -28,12 +28,12 @@ bool isReadable(int file, int patience)
 Result<NameList> NameList::open(const std::string& list, bool endedByZero)
 {
     if (list == "-")
-        return NameList(UniqueFd(), STDIN_FILENO, endedByZero);
+        return NameList("standard input", UniqueFd(), STDIN_FILENO, endedByZero);
     UniqueFd file(::open(list.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file)
         return unreadable(list, errno);
     int from = file.get();
-    return NameList(std::move(file), from, endedByZero);
+    return NameList(list, std::move(file), from, endedByZero);
 }
 
 Result<std::optional<std::string>> NameList::next()
@@ -91,7 +91,7 @@ void NameList::read()
     else if (errno == EAGAIN)
         isReadable(m_from, -1);
     else if (errno != EINTR)
-        m_failure = unreadable(m_file ? "--files-from" : "standard input", errno);
+        m_failure = unreadable(m_list, errno);
 }
 
 NameSource::NameSource(std::vector<std::string> names, std::vector<NameList> lists)

@@ -23,8 +23,9 @@ public:
     bool isReady();
 
 private:
-    NameList(UniqueFd file, int from, bool endedByZero)
-        : m_file(std::move(file))
+    NameList(std::string list, UniqueFd file, int from, bool endedByZero)
+        : m_list(std::move(list))
+        , m_file(std::move(file))
         , m_from(from)
         , m_end(endedByZero ? '\0' : '\n')
     {
@@ -34,6 +35,7 @@ private:
     bool hasName() const;
     void read();
 
+    std::string m_list; ///< as people know it
     UniqueFd m_file; ///< none where it is standard input
     int m_from;
     char m_end;

@@ -12,6 +12,7 @@
 #include "cli/Terminal.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <set>
 
 namespace mv::cli {
@@ -52,6 +53,14 @@ ExitStatus tagFiles(ServiceBus& bus, const Arguments& arguments, const std::vect
     return inOrder(media, begin, emit);
 }
 
+/// One name for all that lead to a file.
+std::string realName(const std::string& file)
+{
+    std::error_code failed;
+    std::string name = std::filesystem::canonical(file, failed).native();
+    return failed ? file : name;
+}
+
 /// The lines of a list, each a file with its tags.
 class JsonTagging {
 public:
@@ -86,16 +95,17 @@ private:
     void change(JsonTags tags, const CallsInOrder::Finish& finish)
     {
         // What a later line says of the same file is said last.
-        if (m_underWay.contains(tags.file))
-            static_cast<void>(m_media.serveUntil([&] { return !m_underWay.contains(tags.file); }));
-        m_underWay.insert(tags.file);
+        std::string name = realName(tags.file);
+        if (m_underWay.contains(name))
+            static_cast<void>(m_media.serveUntil([&] { return !m_underWay.contains(name); }));
+        m_underWay.insert(name);
         TagOrder order;
         order.file = tags.file;
         order.tags = [wanted = std::move(tags.tags)](const Facts&) { return wanted; };
         order.onlyDifferent = true;
         order.isDry = m_isDry;
-        changeTags(m_media, std::move(order), [this, finish, file = tags.file](WorkResult result) {
-            m_underWay.erase(file);
+        changeTags(m_media, std::move(order), [this, finish, name](WorkResult result) {
+            m_underWay.erase(name);
             finish(std::move(result));
         });
     }
@@ -104,7 +114,7 @@ private:
     NameList m_list;
     bool m_isDry;
     std::size_t m_lines = 0;
-    std::set<std::string> m_underWay;
+    std::set<std::string> m_underWay; ///< by their real names
     std::optional<Error> m_failure;
 };
 

@@ -179,6 +179,25 @@ TEST_F(ToolOnBus, LinesThatMeanNothingAreToldAndTheOthersDone)
     EXPECT_EQ(tool("tag --title x").status, 2);
 }
 
+TEST_F(ToolOnBus, TheLastLineOfAFileCountsUnderWhateverName)
+{
+    made("a.mp3", "-f lavfi -i sine=duration=0.2");
+    std::string folder = m_folder.path();
+    symlink("a.mp3", m_folder.file("link.mp3").c_str());
+    const std::string names[] { "/a.mp3", "/./a.mp3", "/link.mp3" };
+    std::string lines;
+    for (int i = 0; i < 12; ++i)
+        lines += "{\"path\":\"" + folder + names[i % 3] + "\",\"xesam:title\":\"" + std::to_string(i) + "\"}\n";
+    Outcome changed = tool("tag --from-json " + m_logs.write("list", lines));
+    EXPECT_EQ(changed.status, 0) << changed.err;
+    // Each finds what the one before has written.
+    for (int i = 1; i < 12; ++i)
+        EXPECT_THAT(changed.out,
+            testing::ContainsRegex("  title        " + std::to_string(i - 1) + " +-> " + std::to_string(i) + "\n"));
+    EXPECT_THAT(tool("tag --from-json " + folder).err,
+        HasSubstr("mivo tag: " + folder + ": the list cannot be read: Is a directory\n"));
+}
+
 TEST_F(ToolOnBus, CopiesSayWhatTheyCannot)
 {
     std::string bare = made("bare.flac", "-f lavfi -i sine=duration=0.2 -map_metadata -1 -fflags +bitexact");
