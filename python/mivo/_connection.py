@@ -28,10 +28,20 @@ def _session_bus() -> str:
     return stated or f"unix:path={runtime}/bus"
 
 
-def _with_queueing_socket(bus: Any) -> Any:
-    """The bus, whose socket both of its halves take from here. Both versions of Debian have these names."""
-    bus._sock = bus._writer.sock = QueueingSocket(bus._sock)
-    return bus
+class _Bus(MessageBus):
+    """A bus with a QueueingSocket. The names are those of every dbus-fast that Debian has had."""
+
+    def __init__(self, address: str, handles: bool) -> None:
+        super().__init__(address, negotiate_unix_fd=handles)
+        bus: Any = self
+        if bus._sock is not None:
+            bus._sock = bus._writer.sock = QueueingSocket(bus._sock)
+
+    def _create_socket_for_transport(self, *transport: Any) -> Any:
+        """From version 5 on it is made while the bus connects."""
+        base: Any = super()
+        made, *rest = base._create_socket_for_transport(*transport)
+        return QueueingSocket(made), *rest
 
 
 class Connection:
@@ -53,14 +63,14 @@ class Connection:
     async def open(cls, address: str | None, handles: bool) -> Connection:
         """Connects to the bus of that address, or the session's; answers have handles where they are wanted."""
         try:
-            bus = _with_queueing_socket(MessageBus(address or _session_bus(), negotiate_unix_fd=handles))
+            bus = _Bus(address or _session_bus(), handles)
         except (OSError, InvalidAddressError) as error:
             raise ServiceUnavailable(f"no connection to the session bus: {error}") from error
         try:
             await bus.connect()
         except BaseException as error:
             bus.disconnect()
-            if isinstance(error, (OSError, EOFError, AuthError)):
+            if isinstance(error, (OSError, EOFError, AuthError, InvalidAddressError)):
                 raise ServiceUnavailable(f"no connection to the session bus: {error}") from error
             raise
         return cls(bus)

@@ -280,10 +280,12 @@ class Sending(WithFake):
             await reader.readline()
             writer.close()
         with tempfile.TemporaryDirectory() as folder:
-            async with await asyncio.start_unix_server(hang_up, folder + "/bus"):
-                async with mivo.aio.Media(address=f"unix:path={folder}/bus") as media:
-                    with self.assertRaises(mivo.ServiceUnavailable):
-                        await media.describe("/a")
+            server = await asyncio.start_unix_server(hang_up, folder + "/bus")
+            # Not at the end of a block, which would wait for whoever is still connected.
+            self.addCleanup(server.close)
+            async with mivo.aio.Media(address=f"unix:path={folder}/bus") as media:
+                with self.assertRaises(mivo.ServiceUnavailable):
+                    await media.describe("/a")
 
 
 if __name__ == "__main__":
