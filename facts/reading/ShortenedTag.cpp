@@ -27,16 +27,7 @@ bool isFrameName(ByteView bytes)
 
 std::uint32_t plainNumber(ByteView four) { return ByteReader(four).u32be(); }
 
-std::uint32_t syncsafeNumber(ByteView four)
-{
-    return (four[0] & 0x7Fu) << 21 | (four[1] & 0x7Fu) << 14 | (four[2] & 0x7Fu) << 7 | (four[3] & 0x7Fu);
-}
-
-void putSyncsafe(std::uint8_t* target, std::uint32_t number)
-{
-    for (int i = 0; i < 4; ++i)
-        target[i] = static_cast<std::uint8_t>(number >> (21 - 7 * i) & 0x7F);
-}
+void putSyncsafe(std::uint8_t* target, std::uint32_t number) { std::ranges::copy(syncsafeBytes(number), target); }
 
 class Shortener {
 public:
@@ -76,9 +67,8 @@ private:
     std::optional<std::uint32_t> takeFrame(std::uint64_t place, std::span<std::uint8_t, FrameHeaderSize> header)
     {
         ByteView sizeField = ByteView(header).subspan(4, 4);
-        std::uint32_t size = m_version == 4 ? syncsafeNumber(sizeField) : plainNumber(sizeField);
-        bool isSyncsafe = (plainNumber(sizeField) & 0x80808080) == 0;
-        if (!isFrameName(ByteView(header).first(4)) || (m_version == 4 && !isSyncsafe)
+        std::uint32_t size = m_version == 4 ? syncsafe32(sizeField) : plainNumber(sizeField);
+        if (!isFrameName(ByteView(header).first(4)) || (m_version == 4 && !isSyncsafe(sizeField))
             || place + FrameHeaderSize + size > m_end || !isBorder(place + FrameHeaderSize + size))
             return std::nullopt;
         bool isPicture = charsOf(ByteView(header).first(4)) == "APIC";

@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "Base/Media/GenreTable.h"
+#include "service/tagedit/PlaceText.h"
 
 #include <algorithm>
 #include <array>
@@ -82,23 +83,6 @@ std::optional<TagKey> keyOf(std::string_view name)
             return item.key;
     }
     return std::nullopt;
-}
-
-/// "3/12", with what is not named as it was.
-std::string placeText(std::string_view old, const TagChanges& changes, TagKey place, TagKey total)
-{
-    auto slash = old.find('/');
-    std::string number(old.substr(0, slash));
-    std::string of(slash == std::string_view::npos ? std::string_view() : old.substr(slash + 1));
-    auto take = [&](std::string& part, TagKey key) {
-        if (changes.isNamed(key))
-            part = changes.number(key) == 0 ? std::string() : std::to_string(changes.number(key));
-    };
-    take(number, place);
-    take(of, total);
-    if (of.empty())
-        return number;
-    return (number.empty() ? "0" : number) + "/" + of;
 }
 
 class ApeChange {

@@ -2,7 +2,7 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/TagLimits.h"
-#include "service/tagedit/Id3Change.h"
+#include "service/tagedit/Id3NewTag.h"
 
 #include <algorithm>
 #include <array>

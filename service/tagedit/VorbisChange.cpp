@@ -2,6 +2,7 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
+#include "facts/Facts.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,6 @@ namespace mv {
 
 namespace {
 
-constexpr std::uint32_t FrontCoverType = 3;
 constexpr std::string_view PictureKey = "METADATA_BLOCK_PICTURE";
 constexpr std::string_view Base64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 

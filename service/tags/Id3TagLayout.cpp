@@ -1,6 +1,7 @@
 #include "service/tags/Id3TagLayout.h"
 
 #include "Base/Core/ByteReader.h"
+#include "id3/Syncsafe.h"
 #include "system/FileContent.h"
 
 #include <algorithm>
@@ -27,12 +28,6 @@ Result<std::uint64_t> endOfTag(const ByteSource& file, const Id3v2Tag& tag)
 std::uint64_t wholeBlocks(std::uint64_t bytes)
 {
     return (bytes + SharedBlockBytes - 1) / SharedBlockBytes * SharedBlockBytes;
-}
-
-void syncsafe(ByteWriter& writer, std::uint64_t value)
-{
-    for (int shift = 21; shift >= 0; shift -= 7)
-        writer.u8(static_cast<std::uint8_t>(value >> shift & 0x7F));
 }
 
 } // namespace
@@ -69,7 +64,7 @@ Bytes tagBytes(ByteView frames, std::uint64_t size, int version)
     writer.u8(static_cast<std::uint8_t>(version));
     writer.u8(0);
     writer.u8(0); // no unsynchronisation: every player of today skips tags by their size
-    syncsafe(writer, size - Id3v2Tag::HeaderSize);
+    writer.bytes(syncsafeBytes(static_cast<std::uint32_t>(size - Id3v2Tag::HeaderSize)));
     writer.bytes(frames);
     writer.zeros(static_cast<std::size_t>(size) - bytes.size());
     return bytes;

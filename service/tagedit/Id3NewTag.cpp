@@ -1,0 +1,271 @@
+#include "service/tagedit/Id3NewTag.h"
+
+#include "Base/Core/Text.h"
+#include "Base/Media/GenreTable.h"
+#include "id3/FrameText.h"
+#include "service/tagedit/Id3NewBody.h"
+#include "service/tagedit/Id3NewFrame.h"
+#include "service/tagedit/PlaceText.h"
+#include "service/tags/Id3FrameList.h"
+#include "service/tags/Id3TagLayout.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+namespace mv {
+
+namespace {
+
+constexpr std::uint8_t TagUnsynchronised = 0x80;
+
+using FrameIds = std::span<const std::string_view>;
+
+bool areAll(const std::vector<Id3v2Tag>& tags, int version)
+{
+    return std::all_of(tags.begin(), tags.end(), [&](const Id3v2Tag& tag) { return tag.majorVersion() == version; });
+}
+
+struct TextRow {
+    TagKey key;
+    std::string_view id;
+};
+constexpr TextRow TextRows[] = {
+    { TagKey::Title, "TIT2" },
+    { TagKey::Album, "TALB" },
+    { TagKey::Artist, "TPE1" },
+    { TagKey::AlbumArtist, "TPE2" },
+    { TagKey::Composer, "TCOM" },
+    { TagKey::Genre, "TCON" },
+};
+
+// A new date takes the place of the date alone; without one nothing must stay that stands in for it.
+constexpr std::string_view DateIds[] = { "TYER", "TDAT", "TIME", "TDRC" };
+constexpr std::string_view AllDateIds[] = { "TYER", "TDAT", "TIME", "TDRC", "TDRL", "TDOR", "TORY" };
+
+/// The frames of a tag, first those that are there, then with the changes.
+class FrameSet {
+public:
+    explicit FrameSet(const TagSet& tags)
+    {
+        const auto& counting = tags.countingTags();
+        if (areAll(counting, 4) || areAll(counting, 3)) {
+            m_version = counting.empty() ? 4 : counting.front().majorVersion();
+            for (const Id3v2Tag& tag : counting)
+                carry(tag);
+        } else {
+            m_version = 3;
+            const Id3FrameList list = Id3FrameList::carriedFrom(tags);
+            for (const Id3Frame& frame : list.frames())
+                m_frames.push_back(NewFrame::carried(frame));
+        }
+        std::stable_partition(
+            m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return !frame.isNameless; });
+        if (counting.empty() && tags.id3v1)
+            takeOver(*tags.id3v1);
+    }
+
+    void change(const TagChanges& changes)
+    {
+        for (const TextRow& row : TextRows) {
+            if (const auto& values = changes[row.key])
+                setTexts(row.id, row.key == TagKey::Genre ? escapedGenres(*values) : *values);
+        }
+        if (const auto& values = changes[TagKey::Comment])
+            setComments(*values);
+        if (const auto& values = changes[TagKey::Date])
+            setDate(values->empty() ? std::string() : values->front());
+        setPlace("TRCK", changes, TagKey::Track, TagKey::TrackTotal);
+        setPlace("TPOS", changes, TagKey::Disc, TagKey::DiscTotal);
+        if (changes.frontCover)
+            setCover(*changes.frontCover);
+    }
+
+    Result<Id3NewTag> rendered() const
+    {
+        std::size_t total = 0;
+        for (const NewFrame& frame : m_frames)
+            total += frame.bytes.size();
+        if (total > MaxTagBytes)
+            return Error { Error::Kind::Limit, "the tag would be larger than tags are read" };
+        Id3NewTag tag { m_version, {} };
+        tag.frames.reserve(total);
+        for (const NewFrame& frame : m_frames)
+            tag.frames.insert(tag.frames.end(), frame.bytes.begin(), frame.bytes.end());
+        return tag;
+    }
+
+private:
+    void carry(const Id3v2Tag& tag)
+    {
+        bool isUnsynchronised = tag.majorVersion() == 4 && (tag.header().flags & TagUnsynchronised);
+        for (const TagFrame& frame : tag.frames())
+            m_frames.push_back(NewFrame::carried(frame, isUnsynchronised));
+    }
+
+    void takeOver(const Id3v1Tag& tag)
+    {
+        auto take = [&](std::string_view id, ByteView text) {
+            if (!text.empty())
+                add(id, newTextBody(m_version, { utf8FromLegacy(text) }));
+        };
+        take("TIT2", tag.title);
+        take("TPE1", tag.artist);
+        take("TALB", tag.album);
+        bool hasYear = std::any_of(tag.year.begin(), tag.year.end(), [](auto c) { return c >= '1' && c <= '9'; });
+        if (hasYear)
+            take("TDRC", tag.year);
+        if (!tag.comment.empty())
+            add("COMM", newCommentBody(m_version, { utf8FromLegacy(tag.comment) })).isPlainComment = true;
+        if (tag.track != 0) {
+            std::string track = std::to_string(tag.track);
+            add("TRCK", newTextBody(m_version, { track })).text = track;
+        }
+        if (tag.genre < ID3_v1_genre_description.size())
+            add("TCON", newTextBody(m_version, { std::string(ID3_v1_genre_description[tag.genre]) }));
+    }
+
+    /// In v2.3 a parenthesis at the front is a number's.
+    TagChanges::Values escapedGenres(TagChanges::Values values) const
+    {
+        for (std::string& value : values) {
+            if (m_version == 3 && value.starts_with('('))
+                value.insert(0, "(");
+        }
+        return values;
+    }
+
+    void setTexts(std::string_view id, const TagChanges::Values& values)
+    {
+        std::size_t place = remove([&](const NewFrame& frame) { return frame.id == id; });
+        if (!values.empty())
+            insert(place, id, newTextBody(m_version, values));
+    }
+
+    void setComments(const TagChanges::Values& values)
+    {
+        std::size_t place = remove([](const NewFrame& frame) { return frame.isPlainComment; });
+        place = before(place, [](const NewFrame& frame) { return frame.isCalledComment; });
+        if (!values.empty())
+            insert(place, "COMM", newCommentBody(m_version, values)).isPlainComment = true;
+    }
+
+    /// v2.3 has a year, a day and a time of its own, and nothing more precise.
+    void setDate(const std::string& date)
+    {
+        FrameIds ids = date.empty() ? FrameIds(AllDateIds) : FrameIds(DateIds);
+        std::size_t place = remove([&](const NewFrame& frame) {
+            // A v2.4 tag's TDRC is known by the year's name.
+            return std::find(ids.begin(), ids.end(), frame.id) != ids.end();
+        });
+        if (date.empty())
+            return;
+        place = behind(place, "TDRL");
+        if (m_version == 4) {
+            insert(place, "TDRC", newTextBody(m_version, { date }));
+            return;
+        }
+        constexpr std::size_t DayEnd = 10;
+        constexpr std::size_t MinuteEnd = 16;
+        if (date.size() >= MinuteEnd)
+            insert(place, "TIME", newTextBody(m_version, { date.substr(11, 2) + date.substr(14, 2) }));
+        if (date.size() >= DayEnd)
+            insert(place, "TDAT", newTextBody(m_version, { date.substr(8, 2) + date.substr(5, 2) }));
+        insert(place, "TYER", newTextBody(m_version, { date.substr(0, 4) }));
+    }
+
+    /// "3/12". What is not named of the two stays.
+    void setPlace(std::string_view id, const TagChanges& changes, TagKey placeKey, TagKey totalKey)
+    {
+        if (!changes.isNamed(placeKey) && !changes.isNamed(totalKey))
+            return;
+        auto present
+            = std::find_if(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) { return frame.id == id; });
+        const std::string text
+            = placeText(present == m_frames.end() ? std::string() : present->text, changes, placeKey, totalKey);
+        std::size_t place = remove([&](const NewFrame& frame) { return frame.id == id; });
+        if (!text.empty())
+            insert(place, id, newTextBody(m_version, { text })).text = text;
+    }
+
+    void setCover(ByteView picture)
+    {
+        bool isFirst = true;
+        std::size_t place
+            = remove([&](const NewFrame& frame) { return frame.isFrontCover && std::exchange(isFirst, false); });
+        if (!picture.empty())
+            insert(place, "APIC", newCoverBody(picture)).isFrontCover = true;
+    }
+
+    /// Where the first of them was; behind all that have names where none was.
+    template <class Is> std::size_t remove(const Is& is)
+    {
+        std::vector<NewFrame> left;
+        std::optional<std::size_t> place;
+        for (NewFrame& frame : m_frames) {
+            if (!is(frame))
+                left.push_back(std::move(frame));
+            else if (!place)
+                place = left.size();
+        }
+        m_frames = std::move(left);
+        return place ? *place : namedFrames();
+    }
+
+    /// Of texts that say one thing under two names FFmpeg shows the first.
+    template <class Is> std::size_t before(std::size_t place, const Is& is) const
+    {
+        auto other = std::find_if(m_frames.begin(), m_frames.end(), is);
+        return std::min(place, static_cast<std::size_t>(other - m_frames.begin()));
+    }
+
+    /// Of frames that it gives one name it shows the last.
+    std::size_t behind(std::size_t place, std::string_view id) const
+    {
+        for (std::size_t i = place; i < m_frames.size(); ++i) {
+            if (m_frames[i].id == id)
+                place = i + 1;
+        }
+        return place;
+    }
+
+    std::size_t namedFrames() const
+    {
+        auto odd
+            = std::find_if(m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return frame.isNameless; });
+        return static_cast<std::size_t>(odd - m_frames.begin());
+    }
+
+    NewFrame& add(std::string_view id, ByteView body) { return insert(namedFrames(), id, body); }
+    NewFrame& insert(std::size_t place, std::string_view id, ByteView body)
+    {
+        return *m_frames.insert(
+            m_frames.begin() + static_cast<std::ptrdiff_t>(place), NewFrame::made(m_version, id, body));
+    }
+
+    int m_version = 4;
+    std::vector<NewFrame> m_frames;
+};
+
+} // namespace
+
+Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes)
+{
+    FrameSet frames(tags);
+    frames.change(changes);
+    return frames.rendered();
+}
+
+Bytes id3TagBytes(const Id3NewTag& tag, std::uint64_t oldSize)
+{
+    constexpr std::uint64_t MaxPadding = 64 * 1024;
+    constexpr std::uint64_t SparePadding = 512;
+    if (tag.frames.empty())
+        return {};
+    std::uint64_t needed = Id3v2Tag::HeaderSize + tag.frames.size();
+    bool fits = needed <= oldSize && oldSize - needed <= MaxPadding;
+    std::uint64_t size = fits ? oldSize : std::min(needed + SparePadding, Id3v2Tag::HeaderSize + MaxTagBytes);
+    return tagBytes(tag.frames, size, tag.version);
+}
+
+} // namespace mv

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Base/Core/Result.h"
+#include "id3/TagReader.h"
+#include "service/job/TagChanges.h"
+
+namespace mv {
+
+/// The frames of an ID3v2 tag as it is going to be written.
+struct Id3NewTag {
+    int version = 4; ///< 3 or 4
+    Bytes frames; ///< without header and padding; none where no tag is left
+
+    bool operator==(const Id3NewTag&) const = default;
+};
+
+/// The counting tags of the set with the changes. A tag keeps its version; v2.2, and tags of several versions together,
+/// become v2.3, and where no tag is there it is v2.4. Frames that are not named keep their bytes. Several values of one
+/// frame have a zero between them. Fails with Limit above MaxTagBytes.
+///
+/// Where there is only an ID3v1 tag its texts come along: whoever reads the new tag does not look at the old one.
+Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes);
+
+/// The new tag with header and padding in place of one of `oldSize` bytes, which it keeps where it fits without great
+/// waste.
+Bytes id3TagBytes(const Id3NewTag& tag, std::uint64_t oldSize);
+
+} // namespace mv
