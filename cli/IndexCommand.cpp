@@ -23,13 +23,11 @@ ExitStatus failed(const std::string& file, const std::string& sentence)
     return ExitStatus::SomeFailed;
 }
 
-std::string withSlash(const std::string& folder) { return folder.ends_with('/') ? folder : folder + "/"; }
-
 /// An update of another folder's would remove everything that is in it.
 Result<void> checkIsOf(const IndexFile& file, const std::string& folder)
 {
     IndexReader index(file.descriptor());
-    if (!index.entry() || index.entry()->path.starts_with(withSlash(folder)))
+    if (!index.entry() || isWithin(index.entry()->path, folder))
         return {};
     return Error { Error::Kind::State, "is the index of another folder, with " + index.entry()->path + " in it" };
 }

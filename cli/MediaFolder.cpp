@@ -1,5 +1,6 @@
 #include "cli/MediaFolder.h"
 
+#include "cli/collection/FolderWalk.h"
 #include "thumbnailer/ThumbnailTypes.h"
 
 #include <filesystem>
@@ -22,11 +23,6 @@ std::string realName(const fs::path& name)
 {
     std::error_code failure;
     return fs::canonical(name, failure).native();
-}
-
-bool isWithin(const std::string& name, const std::string& folder)
-{
-    return !folder.empty() && (name == folder || name.starts_with(folder + "/"));
 }
 
 class Walk {

@@ -38,12 +38,6 @@ std::int64_t timeOf(const struct stat& facts)
     return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
 }
 
-bool isWithin(const std::string& path, const std::string& folder)
-{
-    bool isRoot = folder == "/";
-    return isRoot || (path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/'));
-}
-
 /// Nothing where there is none, or not even its first line.
 Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::string& source)
 {

@@ -12,10 +12,8 @@
 #include "system/InputFile.h"
 #include "system/OutputFile.h"
 
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <sys/stat.h>
 
 namespace mv::cli {
 
@@ -24,24 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* UsualSize = "128";
-
-Result<Bytes> contentOf(const UniqueFd& picture)
-{
-    struct stat facts { };
-    if (fstat(picture.get(), &facts) != 0)
-        return Error { Error::Kind::Io, std::strerror(errno), errno };
-    Bytes content(static_cast<std::size_t>(facts.st_size));
-    std::size_t have = 0;
-    while (have < content.size()) {
-        ssize_t got = pread(picture.get(), content.data() + have, content.size() - have, static_cast<off_t>(have));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return Error { Error::Kind::Io, "the picture is shorter than it says" };
-        have += static_cast<std::size_t>(got);
-    }
-    return content;
-}
 
 Error unwritable(const std::string& output, const Error& error)
 {
@@ -99,7 +79,8 @@ private:
             return Error { Error::Kind::State,
                 "its thumbnail would replace " + order.output + ", which is one of the files" };
         MV_TRY(thumbnail, fitted(order.file.name));
-        MV_TRY(content, contentOf(thumbnail.picture));
+        MV_TRY(picture, InputFile::adopt(std::move(thumbnail.picture)));
+        MV_TRY(content, picture.bytesAt(0, picture.size()));
         return writeFile(order.output, content);
     }
 

@@ -117,4 +117,11 @@ bool precedes(std::string_view path, std::string_view other)
     return weight(*first) < weight(*second);
 }
 
+bool isWithin(std::string_view path, std::string_view folder)
+{
+    if (!path.starts_with(folder) || folder.empty())
+        return false;
+    return path.size() == folder.size() || folder.ends_with('/') || path[folder.size()] == '/';
+}
+
 } // namespace mv::cli

@@ -48,4 +48,7 @@ private:
 /// those of the folders in it.
 bool precedes(std::string_view path, std::string_view other);
 
+/// Whether a path is that folder or something in it. Both are whole, without dots.
+bool isWithin(std::string_view path, std::string_view folder);
+
 } // namespace mv::cli

@@ -62,5 +62,16 @@ TEST_F(FolderWalkTest, SaysWhatCannotBeRead)
     EXPECT_THAT(walked(tooLong), testing::ElementsAre("!cannot be read: File name too long"));
 }
 
+TEST(FolderNames, WithinIsTheFolderOrBelow)
+{
+    EXPECT_TRUE(isWithin("/a/b", "/a"));
+    EXPECT_TRUE(isWithin("/a", "/a"));
+    EXPECT_TRUE(isWithin("/a", "/"));
+    EXPECT_FALSE(isWithin("/ab", "/a"));
+    EXPECT_FALSE(isWithin("/", "/a"));
+    EXPECT_FALSE(isWithin("/a", ""));
+    EXPECT_FALSE(isWithin("", "/a"));
+}
+
 } // namespace
 } // namespace mv::cli
