@@ -243,15 +243,15 @@ private:
     WorkResult took(const Wanted& wanted, const std::string& made, const Result<bool>& isCut)
     {
         std::string source = sourcePath(wanted.file);
-        // What failed takes no room from what follows.
-        ScopeGuard removal([&] { unlink(made.c_str()); });
         if (!isCut && isCut.error().kind == Error::Kind::Cancelled)
             return {};
         if (!isCut)
             return failed(source, isNoSpace(isCut.error()) ? noSpace() : isCut.error());
         bool replaces = m_order.replaces || m_before.entries().contains(wanted.to);
-        if (auto taken = m_target.take(made, entryOf(wanted), replaces); !taken)
+        if (auto taken = m_target.take(made, entryOf(wanted), replaces); !taken) {
+            unlink(made.c_str());
             return failed(m_target.folder() + "/" + wanted.to, taken.error());
+        }
         ++(wanted.isEncoded ? m_encoded : m_copied);
         return { (wanted.isEncoded ? "encoded  " : "copied   ") + terminalText(wanted.to) + "\n",
             *isCut ? source + ": not all of its tags fit into the new file's" : "" };

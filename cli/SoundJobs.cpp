@@ -3,6 +3,7 @@
 #include "cli/CarriedTags.h"
 #include "cli/SongTags.h"
 
+#include <unistd.h>
 #include <utility>
 
 namespace mv::cli {
@@ -49,7 +50,16 @@ private:
             return m_progress(m_media->progress());
         if (m_media->state() != MediaJob::State::Done)
             return end(m_media->error().value_or(Error { Error::Kind::Cancelled, "was cancelled" }));
-        end(carryTags());
+        end(finished());
+    }
+
+    /// What has no tags for want of room takes none from what comes after it.
+    Result<bool> finished() const
+    {
+        auto carried = carryTags();
+        if (!carried)
+            unlink(m_job.made.c_str());
+        return carried;
     }
 
     Result<bool> carryTags() const

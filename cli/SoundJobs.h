@@ -19,7 +19,7 @@ struct SoundJob {
 };
 
 /// Jobs of Mivo.Media1 under way, each to the end of the file that it makes: every tag of the source and its covers
-/// along, as far as TagLib reads them, else those that the service knows.
+/// along, as far as TagLib reads them, else those that the service knows. One that fails leaves no file.
 class SoundJobs {
 public:
     explicit SoundJobs(Media1Client& media)
