@@ -24,23 +24,26 @@ programs = None
 
 
 class Job:
-    """One kind of job: the command, its source, and what its whole output is."""
+    """One kind of job: the command with its options, its source, and what its whole output is."""
 
-    def __init__(self, command, source, output, folder):
-        self.command, self.source, self.output = command, source, output
+    def __init__(self, words, source, output, folder):
+        self.words, self.source, self.output = words, source, output
+        self.command = "-".join(word.strip("-") for word in words)
         self.before = digest(source)
         whole = os.path.join(folder, "whole-" + output)
         begin = time.monotonic()
         result = self.run(whole)
         self.duration = time.monotonic() - begin
         if result.returncode:
-            raise RuntimeError(f"mivo {command} failed: {result.stderr}")
+            raise RuntimeError(f"mivo {self.command} failed: {result.stderr}")
         self.size, self.whole, self.audio = os.path.getsize(whole), digest(whole), audio_hash(whole)
         os.unlink(whole)
 
     def run(self, output, environment=None, source=None):
-        return subprocess.run([os.path.join(programs, "mivo"), self.command, source or self.source, output],
-                              capture_output=True, text=True, timeout=300, env={**os.environ, **(environment or {})})
+        return subprocess.run([*self.call(), source or self.source, output], capture_output=True, text=True, timeout=300, env={**os.environ, **(environment or {})})
+
+    def call(self):
+        return [os.path.join(programs, "mivo"), *self.words]
 
     def source_is_whole(self, name):
         if digest(self.source) != self.before:
@@ -54,8 +57,16 @@ def make_jobs(folder, seconds, options):
     subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"testsrc2=s=640x360:r=25:d={seconds}",
                     "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={seconds}:seed=2", "-c:v", "libx264", "-preset", "ultrafast",
                     "-c:a", "aac", movie], check=True)
-    rows = {"encode": (sound, "out.mp3"), "convert": (sound, "out.m4a"), "export": (movie, "out.mp4")}
-    return [Job(name, *rows[name], folder) for name in chosen(list(rows), options)]
+    # Several encoders share out what is longer than a quarter of a minute.
+    longer = os.path.join(folder, "longer.wav")
+    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", f"anoisesrc=r=44100:d={max(seconds, 40)}:a=0.3:seed=3",
+                    "-ac", "2", longer], check=True)
+    rows = {"encode": (["encode", "--cores", "1"], sound, "out.mp3"),
+            "convert": (["convert", "--cores", "1"], sound, "out.m4a"),
+            "export": (["export"], movie, "out.mp4"),
+            "2-mp3": (["encode", "--cores", "2"], longer, "out2.mp3"),
+            "2-aac": (["convert", "--cores", "2"], longer, "out2.m4a")}
+    return [Job(*rows[name], folder) for name in chosen(list(rows), options)]
 
 
 def expect_refused(name, job, result, output):
@@ -161,7 +172,7 @@ def kills(folder, jobs, options):
                 with open(output, "wb") as older:
                     older.write(b"older")
             session = Session()
-            client = subprocess.Popen([os.path.join(programs, "mivo"), job.command, job.source, output],
+            client = subprocess.Popen([*job.call(), job.source, output],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                       env={**os.environ, **session.environment})
             time.sleep(random.uniform(0, job.duration * 1.05))
@@ -241,7 +252,7 @@ def main():
     parser.add_argument("--programs", required=True, help="folder of mivo and mivo-mediad")
     parser.add_argument("--short", action="store_true", help="short sources, few rounds")
     parser.add_argument("--kills", type=int, help="how many (15 when short, else 300)")
-    parser.add_argument("--only", default="", metavar="JOB", help="encode, convert or export alone")
+    parser.add_argument("--only", default="", metavar="JOB", help="encode, convert, export, 2-mp3 or 2-aac alone")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the random moments")
     parser.add_argument("parts", nargs="*", choices=[[], *PARTS], default=[])
     options = parser.parse_args()

@@ -30,10 +30,11 @@ TEST(Media1EncodeDisk, DISABLED_IsFull)
     test::ScratchFolder sources;
     std::string wave = sources.write("a.wav", test::waveFile(120));
     const std::string folder = std::getenv("MIVO_FULL_DISK");
-    for (const char* name : { "/b.mp3", "/b.m4a" }) {
+    for (auto [name, cores] :
+        { std::pair("/b.mp3", 1u), std::pair("/b.mp3", 2u), std::pair("/b.m4a", 1u), std::pair("/b.m4a", 2u) }) {
         std::ofstream(folder + name) << "older";
-        std::string job
-            = jobs.begin(wave, folder + name, { flagOption("replace", true), countOption("bitrate", 256'000) });
+        std::string job = jobs.begin(wave, folder + name,
+            { flagOption("replace", true), countOption("bitrate", 256'000), countOption("cores", cores) });
         JobStatus end = jobs.awaitEnd(job);
         EXPECT_EQ(end.state, "failed") << name;
         EXPECT_EQ(end.error, "NoSpace") << end.text;

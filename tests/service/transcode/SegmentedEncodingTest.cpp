@@ -1,10 +1,13 @@
 #include "service/transcode/SegmentedEncoding.h"
 
 #include "tests/mp3/MadeFrames.h"
+#include "tests/support/ProcessTree.h"
 
 #include <atomic>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace mv {
 namespace {
@@ -123,6 +126,38 @@ TEST_F(SegmentedEncodingTest, EveryFrameIsThereOnceAndInOrder)
         EXPECT_EQ(m_told, frames * static_cast<std::int64_t>(FrameSize));
     }
     EXPECT_EQ(m_library.made(), m_library.closed());
+}
+
+/// Forgets how much this process has needed so far; false where that may not be done.
+bool forgetPeak()
+{
+    std::ofstream file("/proc/self/clear_refs");
+    file << "5" << std::flush;
+    return file.good();
+}
+
+// Of two hours alone the samples are 2.5 GB.
+TEST_F(SegmentedEncodingTest, MemoryDoesNotGrowWithLength)
+{
+    constexpr long MaxKiB = 230L << 10; // of which samples are 160 MB
+    long before = test::statusValue(getpid(), "VmRSS");
+    if (before < 0 || !forgetPeak())
+        GTEST_SKIP() << "this process cannot ask what memory it has needed";
+    for (std::int64_t seconds : { 600, 3600, 7200 }) {
+        std::int64_t frames = seconds * 44'100 / static_cast<std::int64_t>(FrameSize);
+        auto sound = start(frames);
+        std::int64_t told = 0;
+        std::size_t bytes = 0;
+        for (EncodedSound::Block block; !block.isLast;) {
+            block = sound->next();
+            ASSERT_GE(block.result, 0);
+            told += block.frames;
+            bytes += block.mp3.size();
+        }
+        EXPECT_EQ(told, frames * static_cast<std::int64_t>(FrameSize));
+        EXPECT_EQ(bytes, static_cast<std::size_t>(frames) * 417);
+        EXPECT_LE(test::statusValue(getpid(), "VmHWM") - before, MaxKiB) << seconds;
+    }
 }
 
 TEST_F(SegmentedEncodingTest, SegmentsAreOfSeveralEncodersJoinedBehindTheSoundThatTheyListenTo)

@@ -3,11 +3,14 @@
 #include "tests/support/Scratch.h"
 #include "tests/support/WaveMaker.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <numbers>
 #include <random>
+#include <sstream>
 
 // Joints in real sound, beside what one encoder makes of it.
 
@@ -121,21 +124,32 @@ double signalToNoise(const Signal& wanted, const Signal& heard, std::size_t wind
     return 10 * std::log10(signal / rest);
 }
 
-/// Windows that begin or end within some frames around where joints can be.
-std::vector<std::size_t> windowsAroundJoints()
+/// The first of the frames at which each joint can be.
+std::vector<std::size_t> firstFramesOfJoints()
 {
     const SegmentShape shape = Mp3Segments::shape(1152);
     SegmentPlan plan(Cores, Length, shape);
-    std::vector<std::size_t> windows;
+    std::vector<std::size_t> frames;
     std::size_t chunk = 0;
     for (std::size_t number = 0;; ++number) {
         chunk += plan.chunks(number, chunk);
         std::size_t frame = chunk * shape.chunkFrames;
         if ((frame + 44) * 1152 > Length)
-            return windows;
-        for (std::size_t i = (frame + 21) * 1152 / Window; i < (frame + 44) * 1152 / Window; ++i)
+            return frames;
+        frames.push_back(frame + 21);
+    }
+}
+constexpr std::size_t FramesOfJoint = 23;
+
+/// Windows that begin or end within those frames.
+std::vector<std::size_t> windowsAroundJoints()
+{
+    std::vector<std::size_t> windows;
+    for (std::size_t frame : firstFramesOfJoints()) {
+        for (std::size_t i = frame * 1152 / Window; i < (frame + FramesOfJoint) * 1152 / Window; ++i)
             windows.push_back(i);
     }
+    return windows;
 }
 
 struct Row {
@@ -149,7 +163,7 @@ class SegmentedSound : public testing::TestWithParam<Row> {
 protected:
     void SetUp() override
     {
-        for (const char* program : { "ffmpeg", "lame", "python3" }) {
+        for (const char* program : { "ffmpeg", "lame", "mpg123", "python3" }) {
             if (!haveProgram(program))
                 GTEST_SKIP() << program << " is not installed";
         }
@@ -208,8 +222,9 @@ TEST_P(SegmentedSound, NobodyCanTellAJoint)
     // As large as the single stream.
     auto size = static_cast<double>(readFile(m_single).size());
     EXPECT_NEAR(static_cast<double>(readFile(m_joined).size()), size, size / 100);
-    // As near to the source, by two decoders.
-    for (const std::string command : { "ffmpeg -v error -i % -f s16le -", "lame --quiet --decode -t % -" }) {
+    // As near to the source, by three decoders.
+    for (const std::string command :
+        { "ffmpeg -v error -i % -f s16le -", "lame --quiet --decode -t % -", "mpg123 --quiet --stdout %" }) {
         auto heard = [&](const std::string& file) {
             std::string text = command;
             return decoded(text.replace(text.find('%'), 1, shellQuoted(file)));
@@ -222,6 +237,130 @@ TEST_P(SegmentedSound, NobodyCanTellAJoint)
     }
     // Not by chance.
     EXPECT_EQ(readFile(encode("again.mp3", Cores)), readFile(m_joined));
+}
+
+/// What shows of a stream to who has nothing else, a number for each frame.
+struct Trace {
+    const char* name;
+    std::vector<double> values;
+};
+
+std::vector<Trace> tracesOf(const std::string& file)
+{
+    std::vector<Trace> traces { { "size", {} }, { "begin of the main data", {} }, { "bits", {} },
+        { "bits of scale factors", {} }, { "gain", {} } };
+    std::istringstream lines(outputOf(MV_WALK_MP3 " --frames " + shellQuoted(file)));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream numbers(line);
+        for (Trace& trace : traces)
+            numbers >> trace.values.emplace_back();
+    }
+    // Half a frame's energy in dB; of silence, that of one step.
+    Trace energy { "energy", {} };
+    Signal heard = decoded("ffmpeg -v error -i " + shellQuoted(file) + " -f s16le -");
+    for (std::size_t frame = 0; (frame + 1) * 2 * 1152 <= heard.size(); ++frame) {
+        double sum = 1;
+        for (std::size_t i = frame * 2 * 1152; i < (frame + 1) * 2 * 1152; ++i)
+            sum += static_cast<double>(heard[i]) * heard[i];
+        energy.values.push_back(10 * std::log10(sum));
+    }
+    traces.push_back(energy);
+    return traces;
+}
+
+std::vector<double> stepsOf(const Trace& trace)
+{
+    std::vector<double> steps(1);
+    for (std::size_t i = 1; i < trace.values.size(); ++i)
+        steps.push_back(std::abs(trace.values[i] - trace.values[i - 1]));
+    return steps;
+}
+
+/// Frames before whose main data bytes lie that nobody uses.
+std::size_t framesBehindFilling(const std::string& file)
+{
+    std::istringstream lines(outputOf(MV_WALK_MP3 " --frames " + shellQuoted(file) + " | cut -d ' ' -f 6"));
+    std::size_t frames = 0;
+    for (std::size_t unused = 0; lines >> unused;)
+        frames += unused > 0;
+    return frames;
+}
+
+// Whoever has a file alone, and does not know how it was cut, looks for steps.
+TEST_P(SegmentedSound, StepsAtJointsAreThoseOfOneEncoder)
+{
+    auto joined = tracesOf(m_joined);
+    auto single = tracesOf(m_single);
+    for (std::size_t i = 0; i < joined.size(); ++i) {
+        auto here = stepsOf(joined[i]);
+        auto there = stepsOf(single[i]);
+        double atJoints = 0;
+        for (std::size_t first : firstFramesOfJoints())
+            atJoints
+                = std::max(atJoints, *std::max_element(here.begin() + first, here.begin() + first + FramesOfJoint));
+        // The first second is an encoder's that gets going.
+        double usual = *std::max_element(there.begin() + 39, there.end() - 2);
+        EXPECT_LE(atJoints, usual) << joined[i].name;
+        std::cout << "  " << joined[i].name << ": at joints " << atJoints << ", of one encoder " << usual << "\n";
+    }
+}
+
+class SegmentedFilling : public SegmentedSound { };
+
+// Of these one encoder leaves no byte unused.
+INSTANTIATE_TEST_SUITE_P(Signals, SegmentedFilling,
+    testing::Values(Row { "noise", noise, 128'000 }, Row { "sine", sine, 0 }, Row { "noise", noise, 0 },
+        Row { "speech", speech, 0 }),
+    [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
+
+// What is left of a joint: once for each, where the reservoirs of two encoders differ.
+TEST_P(SegmentedFilling, IsAtJointsAlone)
+{
+    ASSERT_EQ(framesBehindFilling(m_single), 0u);
+    EXPECT_LE(framesBehindFilling(m_joined), firstFramesOfJoints().size());
+}
+
+class SegmentedSeek : public SegmentedSound { };
+
+INSTANTIATE_TEST_SUITE_P(Signals, SegmentedSeek,
+    testing::Values(Row { "noise", noise, 128'000 }, Row { "speech", speech, 320'000 }, Row { "noise", noise, 0 },
+        Row { "speech", speech, 0 }),
+    [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
+
+/// Where two signals are the same to the end of the shorter one; its length where they never are.
+std::size_t sameFrom(const Signal& part, const Signal& whole, std::size_t offset)
+{
+    std::size_t end = std::min(part.size(), whole.size() - offset);
+    while (end > 0 && part[end - 1] == whole[offset + end - 1])
+        --end;
+    return end;
+}
+
+TEST_P(SegmentedSeek, PlaysOnFromTenPlacesAsIfItHadComeThere)
+{
+    const std::string file = shellQuoted(m_joined);
+    const Signal byFfmpeg = decoded("ffmpeg -v error -i " + file + " -f s16le -");
+    const Signal byMpg123 = decoded("mpg123 --quiet --stdout " + file);
+    ASSERT_EQ(byFfmpeg.size(), 2 * Length);
+    ASSERT_EQ(byMpg123.size(), 2 * Length);
+    std::vector<std::size_t> frames = firstFramesOfJoints();
+    frames.resize(std::min<std::size_t>(frames.size(), 5));
+    for (std::size_t i = 0; frames.size() < 10; ++i)
+        frames.push_back(100 + 173 * i);
+    for (std::size_t frame : frames) {
+        // To a tenth of a second, which is a whole number of samples. It begins before what its first frames refer to
+        // is known, in any file.
+        std::size_t tenth = frame * 1152 * 10 / Rate;
+        Signal part = decoded("ffmpeg -v error -ss " + std::to_string(static_cast<double>(tenth) / 10) + " -i " + file
+            + " -t 2 -f s16le -");
+        ASSERT_EQ(part.size(), 2 * 2 * static_cast<std::size_t>(Rate)) << tenth;
+        EXPECT_LE(sameFrom(part, byFfmpeg, tenth * Rate / 10 * 2), 2u * 5 * 1152) << "ffmpeg, second " << tenth / 10.0;
+        part = decoded("mpg123 --quiet --stdout --skip " + std::to_string(frame) + " --frames 70 " + file);
+        ASSERT_EQ(part.size(), 2u * 70 * 1152) << frame;
+        // It leaves out what the encoder and the decoder put in front.
+        constexpr std::size_t Delay = 576 + 529;
+        EXPECT_EQ(sameFrom(part, byMpg123, (frame * 1152 - Delay) * 2), 0u) << "mpg123, frame " << frame;
+    }
 }
 
 } // namespace
