@@ -6,6 +6,8 @@
 #include "system/InputFile.h"
 #include "system/OutputFile.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -24,8 +26,10 @@ namespace fs = std::filesystem;
 constexpr const char* StateName = ".mivo-mirror";
 constexpr std::uint64_t MaxStateBytes = 1u << 30;
 constexpr std::int64_t NanosecondsPerSecond = 1'000'000'000;
-// File systems of cards have times of two seconds each.
-constexpr std::int64_t TimeSteps = 2 * NanosecondsPerSecond;
+// What file systems keep of times, in nanoseconds: of disks of other systems, of cards (two seconds, ten milliseconds),
+// behind cables.
+constexpr std::array<std::int64_t, 6> TimeSteps { 1, 100, 1000, 10'000'000, NanosecondsPerSecond,
+    2 * NanosecondsPerSecond };
 constexpr mode_t FolderMode = 0777; // without what the user's mask takes
 
 Error failure(int code, const char* what = "cannot be written")
@@ -37,6 +41,15 @@ std::int64_t timeOf(const struct stat& facts)
 {
     return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
 }
+
+/// Whether a file system that was told one time may have kept the other.
+bool isKeptOf(std::int64_t kept, std::int64_t told)
+{
+    return std::any_of(TimeSteps.begin(), TimeSteps.end(),
+        [&](std::int64_t step) { return kept % step == 0 && std::abs(kept - told) < step; });
+}
+
+Error leadsOut() { return { Error::Kind::State, "its folder is a link that leads out of the mirror" }; }
 
 /// Nothing where there is none, or not even its first line.
 Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::string& source)
@@ -125,13 +138,22 @@ bool MirrorTarget::isThere(const std::string& below) const
 bool MirrorTarget::isOfTime(const std::string& below, std::int64_t modified) const
 {
     struct stat facts { };
-    return lstat(pathOf(below).c_str(), &facts) == 0 && S_ISREG(facts.st_mode)
-        && std::abs(timeOf(facts) - modified) < TimeSteps;
+    return lstat(pathOf(below).c_str(), &facts) == 0 && S_ISREG(facts.st_mode) && isKeptOf(timeOf(facts), modified)
+        && !leadsOutOf(below);
+}
+
+bool MirrorTarget::leadsOutOf(const std::string& below) const
+{
+    std::error_code failed;
+    fs::path folder = fs::weakly_canonical(fs::path(pathOf(below)).parent_path(), failed);
+    return failed || !isWithin(folder.native(), m_folder);
 }
 
 Result<void> MirrorTarget::take(const std::string& made, MirrorEntry entry, bool replaces)
 {
     std::string path = pathOf(entry.to);
+    if (leadsOutOf(entry.to))
+        return leadsOut();
     std::error_code failed;
     fs::create_directories(fs::path(path).parent_path(), failed);
     if (failed)
@@ -191,6 +213,8 @@ bool MirrorTarget::writeFirstLine(int file) const
 
 Result<bool> MirrorTarget::remove(const MirrorEntry& entry)
 {
+    if (leadsOutOf(entry.to))
+        return leadsOut();
     auto size = sizeOf(entry.to);
     if (size && *size != entry.madeSize)
         return false;

@@ -165,6 +165,46 @@ TEST_F(ToolMirror, FilesOfOthersAreLeftAlone)
     EXPECT_EQ(probe("A/1.mp3", "stream=codec_name"), "mp3\n");
 }
 
+TEST_F(ToolMirror, NothingIsMadeOrRemovedBehindALink)
+{
+    song("A/1.flac");
+    song("B/2.flac");
+    ASSERT_EQ(mirror().status, 0);
+    std::filesystem::rename(m_folder.file("phone/A"), m_folder.file("elsewhere"));
+    std::filesystem::create_directory_symlink(m_folder.file("elsewhere"), m_folder.file("phone/A"));
+    song("A/3.flac");
+    Outcome made = mirror();
+    EXPECT_EQ(made.status, 1);
+    EXPECT_THAT(made.err, HasSubstr("phone/A/3.mp3: its folder is a link that leads out of the mirror\n"));
+    std::filesystem::remove(m_folder.file("lib/A/1.flac"));
+    Outcome removed = mirror("--delete");
+    EXPECT_EQ(removed.status, 1);
+    EXPECT_THAT(removed.err, HasSubstr("phone/A/1.mp3: its folder is a link that leads out of the mirror\n"));
+    EXPECT_EQ(test::outputOf("ls " + m_folder.file("elsewhere")), "1.mp3\n");
+}
+
+TEST_F(ToolMirror, AFileOfAboutTheSameTimeIsSomebodyElses)
+{
+    using namespace std::chrono_literals;
+    song("A/1.flac");
+    auto time = std::filesystem::file_time_type(1'700'000'001s + 123'456'789ns);
+    std::filesystem::last_write_time(m_folder.file("lib/A/1.flac"), time);
+    std::filesystem::create_directories(m_folder.file("phone/A"));
+    auto statusFor = [&](std::filesystem::file_time_type kept) {
+        std::filesystem::remove(m_folder.file("phone/.mivo-mirror"));
+        m_folder.write("phone/A/1.mp3", std::string_view("somebody's"));
+        std::filesystem::last_write_time(m_folder.file("phone/A/1.mp3"), kept);
+        return mirror().status;
+    };
+    EXPECT_EQ(statusFor(time + 1ms), 1);
+    EXPECT_EQ(statusFor(time - 1s), 1);
+    EXPECT_EQ(statusFor(time), 0);
+    // As cards and other systems keep it.
+    EXPECT_EQ(statusFor(time - 89ns), 0);
+    EXPECT_EQ(statusFor(time - 3'456'789ns), 0);
+    EXPECT_EQ(statusFor(time - 123'456'789ns), 0);
+}
+
 TEST_F(ToolMirror, OneNameIsForOneFile)
 {
     song("A/1.flac");
