@@ -1,7 +1,8 @@
 #include <mivo/File.h>
 
+#include "system/SystemError.h"
+
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <mivo/Error.h>
 #include <sys/stat.h>
@@ -12,21 +13,23 @@ namespace mivo {
 
 namespace {
 
-Error::Kind kindOf(int code)
+Error::Kind kindOf(mv::Error::Kind kind)
 {
-    switch (code) {
-    case ENOENT:
-    case ENOTDIR:
+    switch (kind) {
+    case mv::Error::Kind::NotFound:
         return Error::Kind::NotFound;
-    case EACCES:
-    case EPERM:
+    case mv::Error::Kind::Access:
         return Error::Kind::AccessDenied;
     default:
         return Error::Kind::Failed;
     }
 }
 
-[[noreturn]] void fail(int code) { throw Error(kindOf(code), std::strerror(code), {}, code); }
+[[noreturn]] void fail(int code)
+{
+    const mv::Error error = mv::systemError(code);
+    throw Error(kindOf(error.kind), error.text, {}, code);
+}
 
 } // namespace
 
