@@ -4,6 +4,7 @@
 #include "facts/reading/Describe.h"
 #include "service/encoding/CarriedTags.h"
 #include "service/encoding/EncodedPlaces.h"
+#include "service/encoding/WholeSource.h"
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/transcode/Mp3EncodingJob.h"
@@ -169,9 +170,10 @@ Facts factsOf(const OpenedFile& source, const EncodingWish& wish)
 Outcome encodeSound(
     const OpenedFile& source, const EncodingWish& wish, const SharedPlace& place, MVMP4ExporterDelegate& progress)
 {
-    const Facts facts = factsOf(source, wish);
-    return wish.format == SoundFormat::Mp3 ? encodeMp3(source, wish, facts, place, progress)
-                                           : encodeAac(source, wish, facts, place, progress);
+    const WholeSource whole(source);
+    const Facts facts = factsOf(whole.file(), wish);
+    return wish.format == SoundFormat::Mp3 ? encodeMp3(whole.file(), wish, facts, whole.placeFor(place), progress)
+                                           : encodeAac(whole.file(), wish, facts, whole.placeFor(place), progress);
 }
 
 } // namespace mv

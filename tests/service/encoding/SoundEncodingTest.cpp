@@ -4,6 +4,7 @@
 #include "tests/support/Scratch.h"
 #include "tests/support/WaveMaker.h"
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -99,6 +100,46 @@ TEST_P(SoundEncodingTest, TellsItsProgress)
     auto facts = describe(OpenedFile::at(Path(made)), "", {});
     ASSERT_TRUE(facts.ok());
     EXPECT_NEAR(static_cast<double>(*facts->get<std::int64_t>(fact::Length)), seconds * 1e6, 1e5);
+}
+
+/// A file whose second half cannot be read any more.
+class HalfReadable final : public ByteSource {
+public:
+    enum class Rest { IsDamaged, IsCutOff };
+
+    HalfReadable(const std::string& path, Rest rest)
+        : m_bytes(test::readFile(path))
+        , m_rest(rest)
+    {
+    }
+    std::uint64_t size() const override { return m_bytes.size(); }
+    Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override
+    {
+        const std::size_t half = m_bytes.size() / 2;
+        if (m_rest == Rest::IsDamaged && offset + target.size() > half)
+            return Error { Error::Kind::Io, "input/output error", EIO };
+        return MemorySource(ByteView(m_bytes).first(half)).readAt(offset, target);
+    }
+
+private:
+    Bytes m_bytes;
+    Rest m_rest;
+};
+
+TEST_P(SoundEncodingTest, ASourceThatCannotBeReadToItsEndLeavesTheOlderFile)
+{
+    const std::string source = wave(enough(5));
+    const std::string made = m_folder.write("made", "older");
+    OpenedFile whole = OpenedFile::at(Path(source));
+    EncodingWish wish { .format = GetParam().format, .cores = GetParam().cores };
+    for (auto rest : { HalfReadable::Rest::IsDamaged, HalfReadable::Rest::IsCutOff }) {
+        m_witness = {};
+        SharedSource half = std::make_shared<HalfReadable>(source, rest);
+        OpenedFile broken(whole.path(), whole.attributes(), std::move(half));
+        EXPECT_EQ(encodeSound(broken, wish, OutputPlace::at(Path(made)), m_witness), MediaErrorKind::Failed);
+        EXPECT_EQ(charsOf(test::readFile(made)), "older");
+        EXPECT_EQ(files(), 2u);
+    }
 }
 
 TEST_P(SoundEncodingTest, MonoStaysMono)
