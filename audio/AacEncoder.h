@@ -13,6 +13,9 @@ struct AacEncoderSettings {
     std::uint32_t rate = 0; ///< of the stream, one of AAC's own
     std::uint32_t channels = 0; ///< 1 to 8, in the usual order of that number of channels
     std::uint32_t bitRate = 0; ///< bit/s
+    /// The first packets that nobody uses: the encoder takes over from another one in the middle of some sound, and may
+    /// do what it likes in them so that it soon spends bits as one does that has heard all of it.
+    std::uint32_t settlingPackets = 0;
 };
 
 /// An AAC encoder, used by one thread at a time. The code of its errors is an OSStatus.

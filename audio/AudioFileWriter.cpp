@@ -1,10 +1,10 @@
 #include "audio/AudioFileWriter.h"
 
 #include "audio/AudioBackend.h"
+#include "audio/PlanarSamples.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 
@@ -21,7 +21,6 @@ constexpr std::uint32_t DefaultBitRatePerChannel = 64000;
 // Blocks of a few thousand frames: enough to even out a decoder's and an encoder's strides.
 constexpr std::size_t MaxQueuedBlocks = 32;
 constexpr std::size_t BlocksToWakeFor = 16;
-constexpr std::size_t PacketBufferSize = 256u << 10;
 
 // The rates of the MPEG-4 table.
 constexpr std::array<std::uint32_t, 13> AacRates
@@ -41,37 +40,6 @@ std::optional<SampleType> sampleTypeOf(const AudioStreamBasicDescription& format
 }
 
 bool isUsableRate(double rate) { return rate >= MinRate && rate <= MaxRate; } // false for NaN
-
-OSStatus statusOf(const Error& error)
-{
-    if (error.kind == Error::Kind::Io && (error.code == ENOSPC || error.code == EDQUOT || error.code == EFBIG))
-        return dskFulErr;
-    return statusOfKind(error.kind);
-}
-
-// The outcome of writing to the file, with the status as the error's code.
-Result<void> withStatus(const Result<void>& outcome)
-{
-    if (outcome)
-        return {};
-    return Error { outcome.error().kind, outcome.error().text, statusOf(outcome.error()) };
-}
-
-template <class Sample, class Convert>
-void deinterleave(
-    const std::uint8_t* from, std::uint32_t frames, std::uint32_t channels, float* to, const Convert& convert)
-{
-    for (std::uint32_t channel = 0; channel < channels; ++channel) {
-        for (std::uint32_t i = 0; i < frames; ++i) {
-            Sample sample;
-            std::memcpy(&sample, from + (std::size_t { i } * channels + channel) * sizeof(Sample), sizeof(Sample));
-            *to++ = convert(sample);
-        }
-    }
-}
-
-// An encoder refuses what is no number; a decoder of floating-point files delivers it.
-float finite(float sample) { return std::isfinite(sample) ? sample : 0.0f; }
 
 } // namespace
 
@@ -107,7 +75,7 @@ Result<std::unique_ptr<AudioFileWriter>> AudioFileWriter::create(
         return Error { Error::Kind::Unsupported, "cannot be encoded", kAudioFileUnsupportedDataFormatError };
     auto file = place.create();
     if (!file)
-        return Error { file.error().kind, file.error().text, statusOf(file.error()) };
+        return Error { file.error().kind, file.error().text, statusOfWriting(file.error()) };
     return std::unique_ptr<AudioFileWriter>(new AudioFileWriter(std::move(*file), description));
 }
 
@@ -167,12 +135,7 @@ OSStatus AudioFileWriter::startEncoder()
     if (!encoder)
         return encoder.error().code;
     m_encoder = std::move(*encoder);
-    m_track.sampleRate = settings.rate;
-    m_track.channels = settings.channels;
-    m_track.bitRate = settings.bitRate;
-    m_track.audioSpecificConfig = m_encoder->audioSpecificConfig();
-    m_track.framesPerPacket = m_encoder->framesPerPacket();
-    m_track.primingFrames = m_encoder->primingFrames();
+    m_packets.emplace(std::move(m_file), settings, *m_encoder);
     m_thread = std::thread([this] { encodeBlocks(); });
     return noErr;
 }
@@ -197,17 +160,19 @@ AudioFileWriter::Block AudioFileWriter::planar(std::uint32_t frames, const std::
 {
     std::uint32_t channels = m_clientFormat.mChannelsPerFrame;
     Block block { std::vector<float>(std::size_t { frames } * channels), frames };
-    float* to = block.samples.data();
+    std::array<float*, MaxChannelCount> to {};
+    for (std::size_t channel = 0; channel < channels; ++channel)
+        to[channel] = block.samples.data() + channel * frames;
     switch (*sampleTypeOf(m_clientFormat)) {
     case SampleType::Float32:
-        deinterleave<float>(samples, frames, channels, to, finite);
+        deinterleave<float>(samples, frames, channels, to.data(), finite);
         break;
     case SampleType::Signed16:
-        deinterleave<std::int16_t>(samples, frames, channels, to, [](auto s) { return s * (1.0f / 32768); });
+        deinterleave<std::int16_t>(samples, frames, channels, to.data(), [](auto s) { return s * (1.0f / 32768); });
         break;
     case SampleType::Signed32:
         deinterleave<std::int32_t>(
-            samples, frames, channels, to, [](auto s) { return static_cast<float>(s * (1.0 / 2147483648.0)); });
+            samples, frames, channels, to.data(), [](auto s) { return static_cast<float>(s * (1.0 / 2147483648.0)); });
         break;
     }
     return block;
@@ -260,43 +225,17 @@ Result<void> AudioFileWriter::encodeAll()
     }
     if (failure() != noErr)
         return {};
-    MV_TRY(frames, m_encoder->finish([this](ByteView packet) { return appendPacket(packet); }));
-    m_track.frames = frames;
-    MV_TRY_VOID(flushPackets());
-    return writeHeader();
+    MV_TRY(frames, m_encoder->finish([this](ByteView packet) { return m_packets->append(packet); }));
+    return m_packets->finish(frames);
 }
 
 Result<void> AudioFileWriter::encode(const Block& block)
 {
     std::array<const float*, MaxChannelCount> planes {};
-    for (std::size_t channel = 0; channel < m_track.channels; ++channel)
+    for (std::size_t channel = 0; channel < m_packets->channels(); ++channel)
         planes[channel] = block.samples.data() + channel * block.frames;
-    return m_encoder->encode(planes.data(), block.frames, [this](ByteView packet) { return appendPacket(packet); });
-}
-
-Result<void> AudioFileWriter::appendPacket(ByteView packet)
-{
-    m_track.packetSizes.push_back(static_cast<std::uint32_t>(packet.size()));
-    m_packets.insert(m_packets.end(), packet.begin(), packet.end());
-    return m_packets.size() >= PacketBufferSize ? flushPackets() : Result<void> {};
-}
-
-Result<void> AudioFileWriter::flushPackets()
-{
-    MV_TRY_VOID(withStatus(m_file->writeAt(m_fileSize, m_packets)));
-    m_fileSize += m_packets.size();
-    m_packets.clear();
-    return {};
-}
-
-// The header's size is known only now, and it comes first: the packets make room.
-Result<void> AudioFileWriter::writeHeader()
-{
-    m_track.moreRoom = m_file->metadataRoom();
-    Bytes header = m4aHeader(m_track);
-    MV_TRY_VOID(withStatus(m_file->moveUp(m_fileSize, header.size())));
-    MV_TRY_VOID(withStatus(m_file->writeAt(0, header)));
-    return withStatus(m_file->commit());
+    return m_encoder->encode(
+        planes.data(), block.frames, [this](ByteView packet) { return m_packets->append(packet); });
 }
 
 } // namespace mv

@@ -2,11 +2,12 @@
 
 #include "audio/AacEncoder.h"
 #include "audio/AudioFile.h"
-#include "audio/M4aHeader.h"
+#include "audio/M4aFile.h"
 #include "system/BatchQueue.h"
 #include "system/OutputPlace.h"
 
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -61,11 +62,8 @@ private:
     void encodeBlocks();
     Result<void> encodeAll();
     Result<void> encode(const Block& block);
-    Result<void> appendPacket(ByteView packet);
-    Result<void> flushPackets();
-    Result<void> writeHeader();
 
-    std::unique_ptr<OutputFile> m_file;
+    std::unique_ptr<OutputFile> m_file; // until the encoder is made
     AudioStreamBasicDescription m_description;
     AudioStreamBasicDescription m_clientFormat;
     EncodingConverter m_converter;
@@ -74,10 +72,7 @@ private:
     std::unique_ptr<AacEncoder> m_encoder;
     std::thread m_thread;
 
-    // The encoder's thread alone, until it is joined.
-    M4aTrack m_track;
-    Bytes m_packets;
-    std::uint64_t m_fileSize = 0;
+    std::optional<M4aFile> m_packets; // the encoder's thread's, until it is joined
 
     BatchQueue<Block> m_queue;
     Mutex m_lock;

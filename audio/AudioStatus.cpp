@@ -1,5 +1,7 @@
 #include "audio/AudioStatus.h"
 
+#include <cerrno>
+
 namespace mv {
 
 OSStatus statusOfKind(Error::Kind kind)
@@ -21,6 +23,13 @@ OSStatus statusOfKind(Error::Kind kind)
         break;
     }
     return ioErr;
+}
+
+OSStatus statusOfWriting(const Error& error)
+{
+    if (error.kind == Error::Kind::Io && (error.code == ENOSPC || error.code == EDQUOT || error.code == EFBIG))
+        return dskFulErr;
+    return statusOfKind(error.kind);
 }
 
 } // namespace mv

@@ -1,5 +1,7 @@
 #include "id3/FrameContent.h"
 
+#include "Base/Core/BitReader.h"
+
 #include <algorithm>
 
 namespace mv {
@@ -8,32 +10,6 @@ namespace {
 
 constexpr std::size_t CheckSumSize = 2;
 constexpr std::uint8_t JointStereo = 1;
-
-/// Bits from the most significant on; zeros behind the end.
-class BitReader {
-public:
-    explicit BitReader(ByteView bytes)
-        : m_bytes(bytes)
-    {
-    }
-
-    unsigned take(int count)
-    {
-        unsigned value = 0;
-        for (; count > 0; --count, ++m_position) {
-            std::size_t byte = m_position / 8;
-            unsigned bit = byte < m_bytes.size() ? m_bytes[byte] >> (7 - m_position % 8) & 1 : 0;
-            value = value << 1 | bit;
-        }
-        return value;
-    }
-    void skip(int count) { m_position += static_cast<std::size_t>(count); }
-    std::size_t position() const { return m_position; }
-
-private:
-    ByteView m_bytes;
-    std::size_t m_position = 0;
-};
 
 /// Layer I: 4 bits for each of 32 bands and channels say how many bits a sample takes; 15 is forbidden.
 bool hasPossibleAllocation(const MpegHeader& header, std::uint8_t modeByte, ByteView content, std::size_t size)

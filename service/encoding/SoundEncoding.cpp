@@ -6,6 +6,7 @@
 #include "service/encoding/EncodedPlaces.h"
 #include "service/encoding/WholeSource.h"
 #include "service/include/MVAudioEncoderBase.h"
+#include "service/transcode/AacEncodingJob.h"
 #include "service/transcode/MP4ExporterImpl.h"
 #include "service/transcode/Mp3EncodingJob.h"
 
@@ -143,16 +144,28 @@ MP4ExporterTools plainTools(const EndingFunctions& functions)
     return tools;
 }
 
+OSStatus convert(const OpenedFile& source, std::uint32_t bitrate, unsigned cores, const SharedPlace& place,
+    MVMP4ExporterDelegate& progress)
+{
+    if (cores > 1) {
+        AacEncodingJob job(source, bitrate, progress);
+        if (OSStatus status = job.open(); status != noErr)
+            return status;
+        if (job.isForSegments())
+            return job.run(*place, cores);
+    }
+    const EndingFunctions functions;
+    return MP4ExporterImpl(plainTools(functions))
+        .convertToAacWithDelegateFromPathToMp4PathBitrate(&progress, source, place, static_cast<std::int32_t>(bitrate));
+}
+
 Outcome encodeAac(const OpenedFile& source, const EncodingWish& wish, const Facts& facts, const SharedPlace& place,
     MVMP4ExporterDelegate& progress)
 {
     // The conversion takes more for a mistake.
     constexpr std::uint32_t MaxBitrate = 256'000;
     auto tagged = std::make_shared<TaggedM4aPlace>(place, wish.tags ? metadataItemsOf(facts) : MP4ItmfItemList());
-    auto bitrate = static_cast<std::int32_t>(std::min(wish.bitrate, MaxBitrate));
-    const EndingFunctions functions;
-    OSStatus status = MP4ExporterImpl(plainTools(functions))
-                          .convertToAacWithDelegateFromPathToMp4PathBitrate(&progress, source, tagged, bitrate);
+    OSStatus status = convert(source, std::min(wish.bitrate, MaxBitrate), wish.cores, tagged, progress);
     if (status == noErr)
         return {};
     return tagged->failure() ? kindOf(*tagged->failure()) : kindOfStatus(status);

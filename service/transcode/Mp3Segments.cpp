@@ -30,6 +30,8 @@ SegmentShape Mp3Segments::shape(std::size_t frameSize)
         .chunkFrames = 49,
         .minChunks = 6,
         .maxChunks = 47,
+        .growth = 2,
+        .tailThirds = 2,
         .minSound = 12,
         .listeningFrames = 24,
         .sharedFrames = 40 };

@@ -33,11 +33,14 @@ SegmentPlan::SegmentPlan(unsigned cores, std::uint64_t samples, const SegmentSha
 // nearly the same time.
 std::size_t SegmentPlan::chunks(std::size_t segment, std::size_t firstChunk) const
 {
-    std::size_t most = std::min(m_max, m_shape.minChunks << std::min<std::size_t>(segment, 8));
+    std::size_t most = m_shape.minChunks;
+    for (; segment > 0 && most < m_max; --segment)
+        most *= m_shape.growth;
+    most = std::min(m_max, most);
     if (m_total == 0)
         return most;
     std::size_t left = m_total > firstChunk ? m_total - firstChunk : 0;
-    return std::clamp(2 * left / (3 * m_cores) + 1, m_shape.minChunks, most);
+    return std::clamp(m_shape.tailThirds * left / (3 * m_cores) + 1, m_shape.minChunks, most);
 }
 
 } // namespace mv

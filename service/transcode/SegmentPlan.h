@@ -11,6 +11,8 @@ struct SegmentShape {
     std::size_t chunkFrames; ///< segments begin at multiples of so many frames
     std::size_t minChunks; ///< of a segment: an overlap costs a part of a chunk
     std::size_t maxChunks; ///< of a segment, where memory has room
+    std::size_t growth; ///< each of the first segments may have so many times the chunks of the one before
+    std::size_t tailThirds; ///< of each encoder's part of what is left, that the next segment gets
     std::size_t minSound; ///< chunks that are worth sharing out
 
     // Of the chunk that two segments have in common. In the first part the later encoder listens itself in, in the

@@ -1,3 +1,4 @@
+#include "service/transcode/AacSegments.h"
 #include "service/transcode/Mp3Segments.h"
 
 #include "service/include/EncodingWish.h"
@@ -34,6 +35,20 @@ TEST(SegmentPlan, LongSoundIsCutIntoMinutes)
     constexpr std::size_t Chunks = 5600; // two hours
     auto segments = cut(SegmentPlan(2, Chunks * ChunkSamples, Shape), Chunks);
     EXPECT_LE(segments.size(), 130u);
+}
+
+// An encoder of AAC is slow, and needs longer to hear itself in.
+TEST(SegmentPlan, AacHasFewerJoints)
+{
+    const SegmentShape shape = AacSegments::shape(1024);
+    EXPECT_LT(shape.sharedFrames, shape.chunkFrames);
+    for (auto [chunks, segments] : { std::pair { 30, 5u }, std::pair { 1200, 65u } }) {
+        auto sizes = cut(SegmentPlan(2, static_cast<std::size_t>(chunks) * shape.chunkSamples(), shape),
+            static_cast<std::size_t>(chunks));
+        EXPECT_LE(sizes.size(), segments);
+        EXPECT_EQ(sizes.front(), 3u);
+        EXPECT_EQ(sizes.back(), 3u);
+    }
 }
 
 TEST(SegmentPlan, SoundOfUnknownLengthIsCutAlike)

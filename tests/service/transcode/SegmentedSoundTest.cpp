@@ -1,15 +1,12 @@
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/transcode/Mp3EncodingJob.h"
+#include "tests/service/transcode/MadeSound.h"
 #include "tests/support/Scratch.h"
-#include "tests/support/WaveMaker.h"
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <numbers>
-#include <random>
 #include <sstream>
 
 // Joints in real sound, beside what one encoder makes of it.
@@ -24,74 +21,6 @@ constexpr std::size_t Length = 47 * Rate + 321;
 constexpr unsigned Cores = 2;
 constexpr std::size_t Window = Rate / 50;
 
-using Signal = std::vector<std::int16_t>; ///< two channels side by side
-
-std::int16_t sample(double value) { return static_cast<std::int16_t>(32767 * std::clamp(value, -1.0, 1.0)); }
-
-Signal sine()
-{
-    Signal signal;
-    for (std::size_t i = 0; i < Length; ++i) {
-        double turns = 2 * std::numbers::pi * static_cast<double>(i) / Rate;
-        signal.insert(signal.end(), { sample(0.4 * std::sin(440 * turns)), sample(0.3 * std::sin(997 * turns)) });
-    }
-    return signal;
-}
-
-Signal silence() { return Signal(2 * Length); }
-
-Signal impulses()
-{
-    Signal signal(2 * Length);
-    for (std::size_t i = 0; i < Length; i += 7919)
-        signal[2 * i] = sample(0.8);
-    for (std::size_t i = 3; i < Length; i += 11'003)
-        signal[2 * i + 1] = sample(-0.6);
-    return signal;
-}
-
-Signal noise()
-{
-    std::mt19937 random(1);
-    Signal signal;
-    for (std::size_t i = 0; i < 2 * Length; ++i)
-        signal.push_back(sample(0.2 * (static_cast<double>(random() % 65'536) / 32'768 - 1)));
-    return signal;
-}
-
-/// A pitched buzz through three resonances, in syllables with breath between them.
-Signal speech()
-{
-    std::mt19937 random(2);
-    Signal signal;
-    double phase = 0;
-    double pitch = 120;
-    double loudness = 0;
-    double wanted = 0;
-    std::array<std::array<double, 2>, 3> state {};
-    constexpr std::array Resonances { 500.0, 1500.0, 2600.0 };
-    for (std::size_t i = 0; i < Length; ++i) {
-        if (i % 5292 == 0) {
-            wanted = random() % 3 == 0 ? 0.01 : 0.1 + static_cast<double>(random() % 100) / 400;
-            pitch = 90 + static_cast<double>(random() % 130);
-        }
-        loudness += (wanted - loudness) / 400;
-        phase += pitch / Rate;
-        double buzz = phase >= 1 ? 1 : 0.01 * (static_cast<double>(random() % 2000) / 1000 - 1);
-        phase -= std::floor(phase);
-        double sum = 0;
-        for (std::size_t k = 0; k < Resonances.size(); ++k) {
-            constexpr double Decay = 0.99;
-            double out = buzz + 2 * Decay * std::cos(2 * std::numbers::pi * Resonances[k] / Rate) * state[k][0]
-                - Decay * Decay * state[k][1];
-            state[k] = { out, state[k][0] };
-            sum += out / static_cast<double>(k + 1);
-        }
-        signal.insert(signal.end(), { sample(loudness * sum / 2), sample(0.8 * loudness * sum / 2) });
-    }
-    return signal;
-}
-
 class Silent final : public EncodingListener {
 public:
     void started() override { }
@@ -100,29 +29,6 @@ public:
     void failed(std::int32_t) override { }
     void ended() override { }
 };
-
-Signal decoded(const std::string& command)
-{
-    std::string text = outputOf(command);
-    Signal signal;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
-        signal.push_back(static_cast<std::int16_t>(
-            static_cast<std::uint8_t>(text[i]) | static_cast<std::uint8_t>(text[i + 1]) << 8));
-    return signal;
-}
-
-/// Decibels in a window; of silence that stays silent none.
-double signalToNoise(const Signal& wanted, const Signal& heard, std::size_t window)
-{
-    double signal = 1;
-    double rest = 1;
-    for (std::size_t i = 2 * window * Window; i < 2 * (window + 1) * Window; ++i) {
-        signal += static_cast<double>(wanted[i]) * wanted[i];
-        double difference = static_cast<double>(wanted[i]) - heard[i];
-        rest += difference * difference;
-    }
-    return 10 * std::log10(signal / rest);
-}
 
 /// The first of the frames at which each joint can be.
 std::vector<std::size_t> firstFramesOfJoints()
@@ -154,7 +60,7 @@ std::vector<std::size_t> windowsAroundJoints()
 
 struct Row {
     const char* name;
-    Signal (*make)();
+    Signal (MadeSound::*make)() const;
     std::int32_t bitrate; ///< 0 for a variable one
 };
 void PrintTo(const Row& row, std::ostream* out) { *out << row.name << row.bitrate; }
@@ -167,11 +73,9 @@ protected:
             if (!haveProgram(program))
                 GTEST_SKIP() << program << " is not installed";
         }
-        m_signal = GetParam().make();
-        WaveMaker wave;
-        wave.format(1, 2, Rate, 16);
-        wave.chunk("data", { reinterpret_cast<const std::uint8_t*>(m_signal.data()), m_signal.size() * 2 });
-        m_source = m_folder.write("in.wav", wave.bytes());
+        m_signal = (MadeSound { Rate, Length }.*GetParam().make)();
+        m_source = m_folder.file("in.wav");
+        writeWave(m_source, m_signal, Rate, 2);
         m_single = encode("single.mp3", 1);
         m_joined = encode("joined.mp3", Cores);
     }
@@ -190,7 +94,8 @@ protected:
     {
         std::vector<double> differences;
         for (std::size_t window : windowsAroundJoints())
-            differences.push_back(signalToNoise(m_signal, single, window) - signalToNoise(m_signal, joined, window));
+            differences.push_back(signalToNoise(m_signal, single, 2 * window * Window, 2 * Window)
+                - signalToNoise(m_signal, joined, 2 * window * Window, 2 * Window));
         std::sort(differences.begin(), differences.end());
         return differences[differences.size() * 95 / 100];
     }
@@ -203,11 +108,12 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Signals, SegmentedSound,
-    testing::Values(Row { "sine", sine, 128'000 }, Row { "silence", silence, 128'000 },
-        Row { "impulses", impulses, 128'000 }, Row { "noise", noise, 128'000 }, Row { "speech", speech, 128'000 },
-        Row { "noise", noise, 320'000 }, Row { "speech", speech, 320'000 }, Row { "sine", sine, 0 },
-        Row { "silence", silence, 0 }, Row { "impulses", impulses, 0 }, Row { "noise", noise, 0 },
-        Row { "speech", speech, 0 }),
+    testing::Values(Row { "sine", &MadeSound::sine, 128'000 }, Row { "silence", &MadeSound::silence, 128'000 },
+        Row { "impulses", &MadeSound::impulses, 128'000 }, Row { "noise", &MadeSound::noise, 128'000 },
+        Row { "speech", &MadeSound::speech, 128'000 }, Row { "noise", &MadeSound::noise, 320'000 },
+        Row { "speech", &MadeSound::speech, 320'000 }, Row { "sine", &MadeSound::sine, 0 },
+        Row { "silence", &MadeSound::silence, 0 }, Row { "impulses", &MadeSound::impulses, 0 },
+        Row { "noise", &MadeSound::noise, 0 }, Row { "speech", &MadeSound::speech, 0 }),
     [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
 
 TEST_P(SegmentedSound, NobodyCanTellAJoint)
@@ -309,8 +215,8 @@ class SegmentedFilling : public SegmentedSound { };
 
 // Of these one encoder leaves no byte unused.
 INSTANTIATE_TEST_SUITE_P(Signals, SegmentedFilling,
-    testing::Values(Row { "noise", noise, 128'000 }, Row { "sine", sine, 0 }, Row { "noise", noise, 0 },
-        Row { "speech", speech, 0 }),
+    testing::Values(Row { "noise", &MadeSound::noise, 128'000 }, Row { "sine", &MadeSound::sine, 0 },
+        Row { "noise", &MadeSound::noise, 0 }, Row { "speech", &MadeSound::speech, 0 }),
     [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
 
 // What is left of a joint: once for each, where the reservoirs of two encoders differ.
@@ -323,8 +229,8 @@ TEST_P(SegmentedFilling, IsAtJointsAlone)
 class SegmentedSeek : public SegmentedSound { };
 
 INSTANTIATE_TEST_SUITE_P(Signals, SegmentedSeek,
-    testing::Values(Row { "noise", noise, 128'000 }, Row { "speech", speech, 320'000 }, Row { "noise", noise, 0 },
-        Row { "speech", speech, 0 }),
+    testing::Values(Row { "noise", &MadeSound::noise, 128'000 }, Row { "speech", &MadeSound::speech, 320'000 },
+        Row { "noise", &MadeSound::noise, 0 }, Row { "speech", &MadeSound::speech, 0 }),
     [](const auto& row) { return std::string(row.param.name) + std::to_string(row.param.bitrate / 1000); });
 
 /// Where two signals are the same to the end of the shorter one; its length where they never are.

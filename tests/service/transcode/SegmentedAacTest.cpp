@@ -1,0 +1,157 @@
+#include "service/transcode/AacEncodingJob.h"
+#include "service/transcode/MP4ExporterImpl.h"
+#include "tests/service/transcode/MadeSound.h"
+#include "tests/support/Scratch.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <numeric>
+
+// Joints in real sound, beside what one encoder makes of it.
+
+namespace mv {
+namespace {
+
+using namespace test;
+
+constexpr unsigned Cores = 2;
+constexpr std::size_t FrameSize = 1024;
+
+class GoOn final : public MVMP4ExporterDelegate {
+public:
+    bool MP4ExporterProgress(std::int32_t) override { return true; }
+};
+
+struct Row {
+    const char* name;
+    Signal (MadeSound::*make)() const;
+    int rate;
+    int channels;
+    std::int32_t bitrate;
+};
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name << row.rate; }
+
+class SegmentedAac : public testing::TestWithParam<Row> {
+protected:
+    void SetUp() override
+    {
+        if (!haveProgram("ffmpeg"))
+            GTEST_SKIP() << "ffmpeg is not installed";
+        m_signal = (MadeSound { GetParam().rate, m_length }.*GetParam().make)();
+        if (GetParam().channels == 1)
+            m_signal = firstChannel(m_signal);
+        writeWave(m_source, m_signal, GetParam().rate, GetParam().channels);
+        m_single = m_folder.file("single.m4a");
+        auto place = OutputPlace::at(m_single);
+        ASSERT_EQ(MP4ExporterImpl().convertToAacWithDelegateFromPathToMp4PathBitrate(
+                      nullptr, OpenedFile::at(m_source), place, GetParam().bitrate),
+            noErr);
+        m_joined = join("joined.m4a");
+    }
+    std::string join(const std::string& name)
+    {
+        GoOn delegate;
+        auto source = OpenedFile::at(m_source);
+        AacEncodingJob job(source, static_cast<std::uint32_t>(GetParam().bitrate), delegate);
+        EXPECT_EQ(job.open(), noErr);
+        EXPECT_TRUE(job.isForSegments());
+        EXPECT_EQ(job.run(*OutputPlace::at(m_folder.file(name)), Cores), noErr);
+        return m_folder.file(name);
+    }
+    /// Samples from which on, and before which, joints and what is heard of them for half a second can be.
+    std::vector<std::pair<std::size_t, std::size_t>> aroundJoints() const
+    {
+        const SegmentShape shape = AacSegments::shape(FrameSize);
+        SegmentPlan plan(Cores, m_length, shape);
+        std::vector<std::pair<std::size_t, std::size_t>> places;
+        std::size_t chunk = 0;
+        for (std::size_t number = 0;; ++number) {
+            chunk += plan.chunks(number, chunk);
+            std::size_t first = chunk * shape.chunkFrames;
+            std::size_t end = (first + shape.sharedFrames + 20) * FrameSize;
+            if (end > m_length)
+                return places;
+            places.emplace_back((first + shape.listeningFrames - 2) * FrameSize, end);
+        }
+    }
+    /// What so many decibels more of each hundred windows around joints have.
+    double percentile(const Signal& heard, std::size_t percent) const
+    {
+        const auto channels = static_cast<std::size_t>(GetParam().channels);
+        const auto window = static_cast<std::size_t>(GetParam().rate / 50);
+        std::vector<double> all;
+        for (auto [begin, end] : aroundJoints()) {
+            for (std::size_t at = begin; at + window <= end; at += window)
+                all.push_back(signalToNoise(m_signal, heard, at * channels, window * channels));
+        }
+        std::sort(all.begin(), all.end());
+        return all[all.size() * percent / 100];
+    }
+    int largestError(const Signal& heard, std::size_t begin, std::size_t end) const
+    {
+        const auto channels = static_cast<std::size_t>(GetParam().channels);
+        int largest = 0;
+        for (std::size_t i = begin * channels; i < end * channels; ++i)
+            largest = std::max(largest, std::abs(m_signal[i] - heard[i]));
+        return largest;
+    }
+    Signal heard(const std::string& file) const
+    {
+        return decoded("ffmpeg -v error -i " + shellQuoted(file) + " -f s16le -");
+    }
+    static std::string trackOf(const std::string& file)
+    {
+        return outputOf("ffprobe -v error -show_entries stream=codec_name,profile,sample_rate,channels,start_pts,"
+                        "duration_ts,nb_frames -of default=nw=1 "
+            + shellQuoted(file));
+    }
+
+    ScratchFolder m_folder;
+    std::size_t m_length = 12 * 256 * FrameSize + 777;
+    std::string m_source = m_folder.file("in.wav");
+    Signal m_signal;
+    std::string m_single;
+    std::string m_joined;
+};
+
+INSTANTIATE_TEST_SUITE_P(Signals, SegmentedAac,
+    testing::Values(Row { "sine", &MadeSound::sine, 44'100, 2, 128'000 },
+        Row { "silence", &MadeSound::silence, 44'100, 2, 128'000 },
+        Row { "impulses", &MadeSound::impulses, 44'100, 2, 128'000 },
+        Row { "noise", &MadeSound::noise, 44'100, 2, 128'000 },
+        Row { "speech", &MadeSound::speech, 44'100, 2, 128'000 }, Row { "sine", &MadeSound::sine, 48'000, 2, 256'000 },
+        Row { "noise", &MadeSound::noise, 48'000, 1, 96'000 },
+        Row { "impulses", &MadeSound::impulses, 48'000, 1, 64'000 },
+        Row { "speech", &MadeSound::speech, 22'050, 1, 48'000 }, Row { "sine", &MadeSound::sine, 22'050, 2, 64'000 }),
+    [](const auto& row) {
+        return std::string(row.param.name) + std::to_string(row.param.rate) + "x" + std::to_string(row.param.channels);
+    });
+
+TEST_P(SegmentedAac, NobodyCanTellAJoint)
+{
+    ASSERT_GE(aroundJoints().size(), 2u);
+    // A valid stream, with the same packets' number, beginning and length.
+    EXPECT_EQ(trackOf(m_joined), trackOf(m_single));
+    EXPECT_NE(trackOf(m_joined).find("duration_ts=" + std::to_string(m_length) + "\n"), std::string::npos);
+    EXPECT_EQ(outputOf("ffmpeg -v warning -err_detect crccheck+bitstream+buffer+explode -i " + shellQuoted(m_joined)
+                  + " -f null - 2>&1"),
+        "");
+    auto size = static_cast<double>(readFile(m_single).size());
+    EXPECT_NEAR(static_cast<double>(readFile(m_joined).size()), size, size / 100);
+    // As near to the source.
+    Signal there = heard(m_single);
+    Signal here = heard(m_joined);
+    ASSERT_EQ(here.size(), there.size());
+    ASSERT_GE(here.size(), m_signal.size());
+    for (std::size_t percent : { 5, 50 })
+        EXPECT_GE(percentile(here, percent), percentile(there, percent) - 0.5) << percent;
+    // No click: nothing is further off than by the worst that one encoder does, wherever it does it, but for its start.
+    int worst = largestError(there, m_length / 4, m_length);
+    for (auto [begin, end] : aroundJoints())
+        EXPECT_LE(largestError(here, begin, end), worst + worst / 4 + 1);
+    // Not by chance.
+    EXPECT_EQ(readFile(join("again.m4a")), readFile(m_joined));
+}
+
+} // namespace
+} // namespace mv
