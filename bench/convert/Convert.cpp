@@ -1,7 +1,7 @@
 // bench_convert export IN OUT
 // bench_convert [-c CORES] [-w] aac IN OUT [BITRATE]: to AAC, by several encoders at once with -c.
-// With -w the job is done twice, and the second one's wall and CPU seconds are printed: those of a service that has done
-// such a job before.
+// With -w the job is done twice, and the second one's wall and CPU seconds are printed: those of a service that has
+// done such a job before.
 
 #include "service/transcode/AacEncodingJob.h"
 #include "service/transcode/MP4ExporterImpl.h"

@@ -199,10 +199,10 @@ Result<void> FfmpegAacEncoder::send(const AVFrame* frame, const PacketSink& sink
     return encoderError(status, "cannot encode");
 }
 
-// From packet to packet the encoder multiplies what steers its quality by about the fourth root of the ratio of wanted to
-// used bits, and begins far below where it stays: it gets there in 5 to 15 seconds, with a steady tone later still. It
-// looks at the bit rate anew for each packet: one that exaggerates how far off the packet before was takes it there in
-// half a second.
+// From packet to packet the encoder multiplies what steers its quality by about the fourth root of the ratio of wanted
+// to used bits, and begins far below where it stays: it gets there in 5 to 15 seconds, with a steady tone later still.
+// It looks at the bit rate anew for each packet: one that exaggerates how far off the packet before was takes it there
+// in half a second.
 void FfmpegAacEncoder::settle(int size)
 {
     constexpr double MaxFactor = 2.2;
