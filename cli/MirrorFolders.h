@@ -36,8 +36,8 @@ public:
     std::optional<std::uint64_t> sizeOf(const std::string& below) const;
     /// Whether anything has that name.
     bool isThere(const std::string& below) const;
-    /// Whether what is there has the time of its source, as exactly as the file system keeps times: then a mirror made it
-    /// whose state was lost.
+    /// Whether what is there has the time of its source, as exactly as the file system keeps times: then a mirror made
+    /// it whose state was lost.
     bool isOfTime(const std::string& below, std::int64_t modified) const;
 
     /// Gives a finished file in the target's file system its name, and the time of its source; folders are made. Unless
