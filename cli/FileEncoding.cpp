@@ -93,6 +93,7 @@ private:
         if (!isCut)
             return failed(i, isCut.error());
         showBegin(i);
+        m_display.progress(i, 100); // its last news may have been of less
         auto delivered = job.place.deliver();
         m_display.finish(i, delivered ? "done" : "failed");
         if (!delivered)

@@ -53,11 +53,10 @@ void ProgressDisplay::progress(std::size_t job, double percent)
         draw();
         return;
     }
-    int quarter = static_cast<int>(state.percent / QuarterPercent);
     // The end has a line of its own.
-    if (quarter > state.quarter && quarter < 4)
-        m_write(formatText("%s: %d%%\n", state.job.title.c_str(), static_cast<int>(quarter * QuarterPercent)));
-    state.quarter = std::max(state.quarter, quarter);
+    int quarter = std::min(static_cast<int>(state.percent / QuarterPercent), 3);
+    while (state.quarter < quarter)
+        m_write(formatText("%s: %d%%\n", state.job.title.c_str(), static_cast<int>(++state.quarter * QuarterPercent)));
 }
 
 void ProgressDisplay::finish(std::size_t job, const std::string& outcome)

@@ -172,6 +172,17 @@ TEST_F(ProgressTest, PlainLinesAtEveryQuarter)
     EXPECT_EQ(m_text, "a.mp3: started\na.mp3: 25%\na.mp3: 50%\na.mp3: 75%\na.mp3: done\n");
 }
 
+// A job that is soon done tells of few of its steps.
+TEST_F(ProgressTest, QuartersThatWereJumpedOverAreToldToo)
+{
+    auto shown = display({ { "a.mp3", 100 } }, false);
+    shown.start(0);
+    shown.progress(0, 60);
+    shown.progress(0, 100);
+    shown.finish(0, "done");
+    EXPECT_EQ(m_text, "a.mp3: started\na.mp3: 25%\na.mp3: 50%\na.mp3: 75%\na.mp3: done\n");
+}
+
 TEST_F(ProgressTest, ABarWithSpeedAndTimeLeft)
 {
     auto shown = display({ { "a.mp3", 200 } }, true);
