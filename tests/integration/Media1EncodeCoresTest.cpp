@@ -18,8 +18,16 @@ using test::flagOption;
 using test::JobStatus;
 using test::Media1Answer;
 
-class Media1EncodeKilled : public test::EncodingService, public testing::WithParamInterface<std::uint32_t> {
+struct Way {
+    const char* destination;
+    std::uint32_t cores;
+};
+void PrintTo(const Way& way, std::ostream* out) { *out << way.destination << way.cores; }
+
+class Media1EncodeKilled : public test::EncodingService, public testing::WithParamInterface<Way> {
 protected:
+    std::string m_name = GetParam().destination;
+
     pid_t jobsWorker() const
     {
         auto children = test::childrenOf(m_service.pid());
@@ -46,8 +54,8 @@ private:
 
 TEST_P(Media1EncodeKilled, AWorkerLeavesTheOlderFileAndFailsTheJob)
 {
-    std::string older = m_folder.write("b.mp3", "older");
-    std::string job = longJob("b.mp3", { flagOption("replace", true), countOption("cores", GetParam()) });
+    std::string older = m_folder.write(m_name, "older");
+    std::string job = longJob(m_name, { flagOption("replace", true), countOption("cores", GetParam().cores) });
     ASSERT_TRUE(test::eventually([&] { return m_jobs.status(job).progress >= 0.1; }));
     ASSERT_EQ(kill(jobsWorker(), SIGKILL), 0);
     JobStatus end = m_jobs.awaitEnd(job);
@@ -60,8 +68,8 @@ TEST_P(Media1EncodeKilled, AWorkerLeavesTheOlderFileAndFailsTheJob)
 
 TEST_P(Media1EncodeKilled, AServiceLeavesTheOlderFile)
 {
-    std::string older = m_folder.write("b.mp3", "older");
-    std::string job = longJob("b.mp3", { flagOption("replace", true), countOption("cores", GetParam()) });
+    std::string older = m_folder.write(m_name, "older");
+    std::string job = longJob(m_name, { flagOption("replace", true), countOption("cores", GetParam().cores) });
     ASSERT_TRUE(test::eventually([&] { return m_jobs.status(job).progress >= 0.1; }));
     pid_t worker = jobsWorker();
     ASSERT_EQ(kill(m_service.pid(), SIGKILL), 0);
@@ -73,13 +81,14 @@ TEST_P(Media1EncodeKilled, AServiceLeavesTheOlderFile)
 
 TEST_P(Media1EncodeKilled, ACancelledJobLeavesNothing)
 {
-    std::string job = longJob("b.mp3", { countOption("cores", GetParam()) });
+    std::string job = longJob(m_name, { countOption("cores", GetParam().cores) });
     EXPECT_TRUE(m_jobs.cancel(job).ok());
     EXPECT_EQ(m_jobs.status(job).state, "cancelled");
     EXPECT_EQ(files(), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(OnCores, Media1EncodeKilled, testing::Values(1, 2));
+INSTANTIATE_TEST_SUITE_P(OnCores, Media1EncodeKilled,
+    testing::Values(Way { "b.mp3", 1 }, Way { "b.mp3", 2 }, Way { "b.m4a", 1 }, Way { "b.m4a", 2 }));
 
 using Media1EncodeCores = test::EncodingService;
 
@@ -109,6 +118,24 @@ TEST_F(Media1EncodeCores, WhatSeveralCoresMakeIsDescribedAsWhatOneDoes)
                 "")
                 << cores;
         }
+    }
+}
+
+// The edit list tells the length to the sample.
+TEST_F(Media1EncodeCores, SoDoesAac)
+{
+    std::string source = wave("a.wav", 47.3);
+    Media1Answer before = m_media.describe(source);
+    for (std::uint32_t cores : { 1u, 2u, 16u }) {
+        std::string job
+            = m_jobs.begin(source, at("b.m4a"), { flagOption("replace", true), countOption("cores", cores) });
+        ASSERT_EQ(m_jobs.awaitEnd(job).state, "done");
+        Media1Answer made = m_media.describe(at("b.m4a"));
+        EXPECT_EQ(made.fact("mpris:length"), before.fact("mpris:length")) << cores;
+        EXPECT_EQ(test::outputOf("ffmpeg -v warning -err_detect crccheck+bitstream+buffer+explode -i "
+                      + test::shellQuoted(at("b.m4a")) + " -f null - 2>&1"),
+            "")
+            << cores;
     }
 }
 
