@@ -1,12 +1,12 @@
 // bench_convert export IN OUT
-// bench_convert [-c CORES] [-w] aac IN OUT [BITRATE]: to AAC, by several encoders at once with -c.
+// bench_convert [-c CORES] [-w] [-t] aac IN OUT [BITRATE]: to AAC, by several encoders at once with -c.
 // With -w the job is done twice, and the second one's wall and CPU seconds are printed: those of a service that has
-// done such a job before.
+// done such a job before. With -t, of several encoders, wall seconds are printed, and CPU seconds: of reading the
+// source alone, of the thread that joins and writes, and of all. The first two are not shared out.
 
 #include "service/transcode/AacEncodingJob.h"
 #include "service/transcode/MP4ExporterImpl.h"
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -21,6 +21,27 @@ class GoOn final : public MVMP4ExporterDelegate {
 public:
     bool MP4ExporterProgress(std::int32_t) override { return true; }
 };
+
+double secondsOf(clockid_t clock)
+{
+    timespec time {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/// CPU seconds, on this thread.
+double readingSeconds(const char* path)
+{
+    auto file = OpenedFile::at(path);
+    auto source = MVExtAudioFile::initWithFileToOpen(file);
+    if (!source)
+        return 0;
+    (*source)->setClientDataFormat((*source)->canonicalDataFormat());
+    double before = secondsOf(CLOCK_THREAD_CPUTIME_ID);
+    while (!(*source)->readDataWithNumberFrames(4096).empty() && (*source)->lastError() == noErr)
+        continue;
+    return secondsOf(CLOCK_THREAD_CPUTIME_ID) - before;
+}
 
 struct Job {
     bool isExport = false;
@@ -50,11 +71,16 @@ struct Job {
     }
 };
 
-double cpuSeconds()
+int runShares(const Job& job)
 {
-    timespec time {};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+    double reading = readingSeconds(job.source);
+    double wall = secondsOf(CLOCK_MONOTONIC);
+    double own = secondsOf(CLOCK_THREAD_CPUTIME_ID);
+    double all = secondsOf(CLOCK_PROCESS_CPUTIME_ID);
+    int status = job.run();
+    std::printf("%f %f %f %f\n", secondsOf(CLOCK_MONOTONIC) - wall, reading, secondsOf(CLOCK_THREAD_CPUTIME_ID) - own,
+        secondsOf(CLOCK_PROCESS_CPUTIME_ID) - all);
+    return status;
 }
 
 } // namespace
@@ -63,10 +89,12 @@ int main(int count, char** arguments)
 {
     Job job;
     bool warm = false;
-    for (int option; (option = getopt(count, arguments, "wc:")) != -1;) {
+    bool shares = false;
+    for (int option; (option = getopt(count, arguments, "wtc:")) != -1;) {
         if (option == '?')
             return 2;
         warm = warm || option == 'w';
+        shares = shares || option == 't';
         if (option == 'c')
             job.cores = static_cast<unsigned>(std::atoi(optarg));
     }
@@ -77,13 +105,12 @@ int main(int count, char** arguments)
     job.destination = arguments[optind + 2];
     if (count - optind > 3)
         job.bitrate = std::atoi(arguments[optind + 3]);
-    int status = job.run();
+    int status = shares ? runShares(job) : job.run();
     if (status == 0 && warm) {
-        auto start = std::chrono::steady_clock::now();
-        double cpu = cpuSeconds();
+        double wall = secondsOf(CLOCK_MONOTONIC);
+        double cpu = secondsOf(CLOCK_PROCESS_CPUTIME_ID);
         status = job.run();
-        std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
-        std::printf("%f %f\n", wall.count(), cpuSeconds() - cpu);
+        std::printf("%f %f\n", secondsOf(CLOCK_MONOTONIC) - wall, secondsOf(CLOCK_PROCESS_CPUTIME_ID) - cpu);
     }
     if (status != 0)
         std::fprintf(stderr, "failed: %d\n", status);
