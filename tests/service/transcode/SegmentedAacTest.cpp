@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <numeric>
+#include <sstream>
 
 // Joints in real sound, beside what one encoder makes of it.
 
@@ -99,6 +101,26 @@ protected:
     {
         return decoded("ffmpeg -v error -i " + shellQuoted(file) + " -f s16le -");
     }
+    /// Bytes of each packet.
+    static std::vector<long> sizesOf(const std::string& file)
+    {
+        std::istringstream lines(
+            outputOf("ffprobe -v error -show_entries packet=size -of default=nk=1:nw=1 " + shellQuoted(file)));
+        return { std::istream_iterator<long>(lines), {} };
+    }
+    /// The largest from one packet to the next, and to the mean of the next eight.
+    static std::pair<long, long> largestSteps(const std::vector<long>& sizes, std::size_t begin, std::size_t end)
+    {
+        constexpr std::size_t Mean = 8;
+        long single = 0;
+        long mean = 0;
+        for (std::size_t i = begin; i < end; ++i) {
+            single = std::max(single, std::labs(sizes[i] - sizes[i - 1]));
+            auto at = sizes.begin() + static_cast<std::ptrdiff_t>(i);
+            mean = std::max(mean, std::labs(std::accumulate(at, at + Mean, 0L) - std::accumulate(at - Mean, at, 0L)));
+        }
+        return { single, mean };
+    }
     static std::string trackOf(const std::string& file)
     {
         return outputOf("ffprobe -v error -show_entries stream=codec_name,profile,sample_rate,channels,start_pts,"
@@ -151,6 +173,27 @@ TEST_P(SegmentedAac, NobodyCanTellAJoint)
         EXPECT_LE(largestError(here, begin, end), worst + worst / 4 + 1);
     // Not by chance.
     EXPECT_EQ(readFile(join("again.m4a")), readFile(m_joined));
+}
+
+// Whoever has a file alone, and does not know how it was cut, looks for steps.
+TEST_P(SegmentedAac, StepsAtJointsAreThoseOfOneEncoder)
+{
+    std::vector<long> here = sizesOf(m_joined);
+    std::vector<long> there = sizesOf(m_single);
+    ASSERT_EQ(here.size(), there.size());
+    // An encoder gets going in the first quarter.
+    auto usual = largestSteps(there, there.size() / 4, there.size() - 10);
+    for (auto [begin, end] : aroundJoints()) {
+        auto found = largestSteps(here, begin / FrameSize, end / FrameSize - 8);
+        EXPECT_LE(found.first, usual.first);
+        EXPECT_LE(found.second, usual.second);
+    }
+    // The encoder's name comes round.
+    auto nameIn = [&](const std::string& file) {
+        return outputOf("ffmpeg -v error -i " + shellQuoted(file) + " -c copy -f adts - | grep -aob Lavc | wc -l");
+    };
+    EXPECT_GE(std::stoi(nameIn(m_single)), 12);
+    EXPECT_EQ(nameIn(m_joined), nameIn(m_single));
 }
 
 } // namespace
