@@ -196,5 +196,33 @@ TEST_P(SegmentedAac, StepsAtJointsAreThoseOfOneEncoder)
     EXPECT_EQ(nameIn(m_joined), nameIn(m_single));
 }
 
+// Noise that the decoder makes up is another after a search; what was encoded is not, and a sample too early or too
+// late would be all noise.
+TEST_P(SegmentedAac, PlaysOnFromTenPlacesAsIfItHadComeThere)
+{
+    const auto perTenth = static_cast<std::size_t>(GetParam().rate / 10 * GetParam().channels);
+    const Signal straight = heard(m_joined);
+    std::vector<std::size_t> tenths;
+    for (auto [begin, end] : aroundJoints())
+        tenths.push_back((begin + end) / 2 * 10 / static_cast<std::size_t>(GetParam().rate));
+    for (std::size_t i = 0; tenths.size() < 10; ++i)
+        tenths.push_back(7 + 53 * i);
+    for (std::size_t tenth : tenths) {
+        Signal part = decoded("ffmpeg -v error -ss " + std::to_string(static_cast<double>(tenth) / 10) + " -i "
+            + shellQuoted(m_joined) + " -t 2 -f s16le -");
+        ASSERT_EQ(part.size(), 20 * perTenth) << tenth;
+        auto from = [&](const Signal& whole) {
+            auto begin = whole.begin() + static_cast<std::ptrdiff_t>(tenth * perTenth);
+            return Signal(begin, begin + static_cast<std::ptrdiff_t>(part.size()));
+        };
+        // The packet before the first one fades in with it, in any file, and ffmpeg does not look for it.
+        const std::size_t skipped = 2 * FrameSize * static_cast<std::size_t>(GetParam().channels);
+        const std::size_t count = part.size() - skipped;
+        EXPECT_GE(signalToNoise(from(m_signal), part, skipped, count),
+            signalToNoise(from(m_signal), from(straight), skipped, count) - 0.5)
+            << "second " << static_cast<double>(tenth) / 10;
+    }
+}
+
 } // namespace
 } // namespace mv
