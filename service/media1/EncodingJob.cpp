@@ -103,6 +103,7 @@ bool EncodingJob::begin()
 {
     MutexLock hold(m_lock);
     m_hasBegun = true;
+    m_lastTold = Clock::now();
     return m_status.state == EncodingState::Running;
 }
 
@@ -160,15 +161,9 @@ void EncodingJob::report(double progress)
         listener();
 }
 
-/// The end is always told, and so late that it is not told too soon.
+/// The end is always told, and at once: nobody waits for it, and the next job for its turn.
 void EncodingJob::end(std::optional<MediaError> problem)
 {
-    Clock::time_point next;
-    {
-        MutexLock hold(m_lock);
-        next = m_lastTold + Pace;
-    }
-    std::this_thread::sleep_until(next);
     std::function<void()> listener;
     {
         MutexLock hold(m_lock);

@@ -32,7 +32,8 @@ enum class EncodingState { Running, Done, Failed, Cancelled };
 class EncodingJob {
 public:
     using Clock = std::chrono::steady_clock;
-    /// Changes are told at most so often, which is less than ten times in any second, whoever is late.
+    /// Progress is told at most so often, first so long after the beginning: with the end, which is told at once, that
+    /// is at most ten times in any second.
     static constexpr std::chrono::milliseconds Pace { 120 };
 
     struct Status {
