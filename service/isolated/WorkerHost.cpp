@@ -32,6 +32,12 @@ WorkerKind firstKind(WritingOperation operation)
     return operation == WritingOperation::UpdateTag ? WorkerKind::Light : WorkerKind::Media;
 }
 
+bool makesMp3(const WritingJob& job)
+{
+    return job.operation == WritingOperation::EncodeMp3
+        || (job.operation == WritingOperation::EncodeSound && job.encoding.format == SoundFormat::Mp3);
+}
+
 /// Tags and headers are read in microseconds; pictures and movies are worth a processor of their own.
 bool mayBeShort(ReadingOperation operation)
 {
@@ -189,7 +195,7 @@ WritingAnswer WorkerHost::write(WritingJob job, const WritingParts& parts)
     }
     std::optional<WritingAnswer> answer;
     // Its input shows whether it takes FFmpeg to decode it, before anything is made.
-    if (job.operation == WritingOperation::EncodeMp3)
+    if (makesMp3(job))
         answer = writeOn(WorkerKind::Light, job, parts, deed);
     if (!answer)
         answer = writeOn(firstKind(job.operation), std::move(job), parts, deed);

@@ -26,10 +26,8 @@ SegmentShape AacSegments::shape(std::size_t frameSize)
 {
     return { .frameSize = frameSize,
         .chunkFrames = 256,
-        .minChunks = 3,
+        .minChunks = 2,
         .maxChunks = 40,
-        .growth = 4,
-        .tailThirds = 3,
         .minSound = 6,
         .listeningFrames = ListeningFrames,
         .sharedFrames = ListeningFrames + CandidateFrames };

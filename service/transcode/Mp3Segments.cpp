@@ -28,10 +28,8 @@ SegmentShape Mp3Segments::shape(std::size_t frameSize)
 {
     return { .frameSize = frameSize,
         .chunkFrames = 49,
-        .minChunks = 6,
+        .minChunks = 3,
         .maxChunks = 47,
-        .growth = 2,
-        .tailThirds = 2,
         .minSound = 12,
         .listeningFrames = 24,
         .sharedFrames = 40 };

@@ -20,8 +20,8 @@ namespace mv {
 /// hears what the one before it hears; then the two streams are joined where a decoder cannot tell. What comes out
 /// depends on the plan, not on the threads.
 ///
-/// One thread reads, as many as the plan has cores encode, and whoever takes the steps joins. Memory has the size of
-/// the segments that are on their way, however long the sound is.
+/// One thread reads, as many as the plan has cores encode, and whoever takes the steps joins. A segment is encoded
+/// while it is read. Memory has the size of the segments that are on their way, however long the sound is.
 ///
 /// What the formats do in their own ways is Format's:
 /// - Chunk, a stretch of sound, whole frames but for the last of the file, with samples();
@@ -63,15 +63,23 @@ private:
     using SharedChunk = std::shared_ptr<const Chunk>;
 
     struct Segment {
-        std::size_t firstChunk = 0;
+        const std::size_t firstChunk;
+        // Under the lock; nobody's any more when isRead is set.
         std::vector<SharedChunk> chunks; ///< but for the last segment the last one is the next segment's first
-        bool isLast = false;
+        bool isRead = false; ///< all of it
+        bool isLast = false; ///< known then
         // The encoding thread's until it has set isEncoded, then the joining one's.
         std::shared_ptr<Encoder> encoder;
         Result<void> result; ///< of encoding
         bool isEncoded = false; ///< under the lock
     };
     using SharedSegment = std::shared_ptr<Segment>;
+
+    /// Of a segment.
+    struct Part {
+        SharedChunk chunk;
+        bool isShared; ///< with the next segment
+    };
 
     // An encoder that has to go on goes on so far.
     static constexpr std::size_t ExtensionFrames = 16;
@@ -83,12 +91,16 @@ private:
     // On the reading thread.
     void read();
     void readSegments();
+    bool isLastOfSound(const Chunk& chunk) const { return chunk.samples() < m_shape.chunkSamples(); }
     bool queue(SharedSegment segment) MV_EXCLUDES(m_lock);
+    bool add(Segment& segment, SharedChunk chunk) MV_EXCLUDES(m_lock);
+    void complete(Segment& segment, bool isLast) MV_EXCLUDES(m_lock);
 
     // On an encoding thread.
     void encode();
     SharedSegment takeSegment() MV_EXCLUDES(m_lock);
     Result<void> encodeSegment(Segment& segment);
+    std::optional<Part> takeChunk(const Segment& segment, std::size_t number) MV_EXCLUDES(m_lock);
     bool report(std::size_t samples) MV_EXCLUDES(m_lock);
 
     // On the joining thread.
@@ -176,26 +188,24 @@ template <class Format> void SegmentLine<Format>::read()
 
 template <class Format> void SegmentLine<Format>::readSegments()
 {
+    SharedChunk first = m_format.readChunk();
     std::size_t firstChunk = 0;
-    bool isRead = false;
-    auto readChunk = [&] {
-        SharedChunk chunk = m_format.readChunk();
-        isRead = chunk->samples() < m_shape.chunkSamples();
-        return chunk;
-    };
-    SharedChunk first = readChunk();
     for (std::size_t number = 0;; ++number) {
-        auto segment = std::make_shared<Segment>();
-        segment->firstChunk = firstChunk;
-        segment->chunks.push_back(std::move(first));
-        std::size_t own = m_plan.chunks(number, firstChunk);
-        while (segment->chunks.size() <= own && !isRead)
-            segment->chunks.push_back(readChunk());
-        segment->isLast = isRead;
-        first = segment->chunks.back();
-        firstChunk += own;
-        if (!queue(std::move(segment)) || isRead)
+        auto segment = std::make_shared<Segment>(firstChunk);
+        const std::size_t own = m_plan.chunks(number);
+        bool isLast = isLastOfSound(*first);
+        if (!queue(segment) || !add(*segment, first))
             return;
+        for (std::size_t i = 0; i < own && !isLast; ++i) {
+            first = m_format.readChunk();
+            isLast = isLastOfSound(*first);
+            if (!add(*segment, first))
+                return;
+        }
+        complete(*segment, isLast);
+        if (isLast)
+            return;
+        firstChunk += own;
     }
 }
 
@@ -204,10 +214,26 @@ template <class Format> bool SegmentLine<Format>::queue(SharedSegment segment)
     MutexLock hold(m_lock);
     while (!m_isStopped && m_segments.size() >= m_plan.segmentsAtOnce())
         m_changed.wait(m_lock);
-    m_isRead = segment->isLast;
     m_segments.push_back(std::move(segment));
     m_changed.notify_all();
     return !m_isStopped;
+}
+
+template <class Format> bool SegmentLine<Format>::add(Segment& segment, SharedChunk chunk)
+{
+    MutexLock hold(m_lock);
+    segment.chunks.push_back(std::move(chunk));
+    m_changed.notify_all();
+    return !m_isStopped;
+}
+
+template <class Format> void SegmentLine<Format>::complete(Segment& segment, bool isLast)
+{
+    MutexLock hold(m_lock);
+    segment.isRead = true;
+    segment.isLast = isLast;
+    m_isRead = isLast;
+    m_changed.notify_all();
 }
 
 template <class Format> void SegmentLine<Format>::encode()
@@ -239,15 +265,29 @@ template <class Format> Result<void> SegmentLine<Format>::encodeSegment(Segment&
 {
     MV_TRY(made, m_format.makeEncoder(segment.firstChunk * m_shape.chunkFrames));
     segment.encoder = std::move(made);
-    for (std::size_t i = 0; i < segment.chunks.size(); ++i) {
-        bool isShared = !segment.isLast && i + 1 == segment.chunks.size();
-        const Chunk& chunk = *segment.chunks[i];
-        MV_TRY_VOID(segment.encoder->encode(chunk, 0, isShared ? m_shape.sharedFrames : m_shape.chunkFrames));
+    for (std::size_t number = 0; auto part = takeChunk(segment, number); ++number) {
+        MV_TRY_VOID(
+            segment.encoder->encode(*part->chunk, 0, part->isShared ? m_shape.sharedFrames : m_shape.chunkFrames));
         // The next segment tells of what is shared.
-        if (!report(isShared ? 0 : chunk.samples()))
+        if (!report(part->isShared ? 0 : part->chunk->samples()))
             return {};
     }
     return segment.isLast ? segment.encoder->flush() : Result<void> {};
+}
+
+/// Nothing behind the last one, and when nobody wants it any more. Whether one is shared is known when the next one is
+/// there, or all of the segment.
+template <class Format>
+std::optional<typename SegmentLine<Format>::Part> SegmentLine<Format>::takeChunk(
+    const Segment& segment, std::size_t number)
+{
+    MutexLock hold(m_lock);
+    while (!m_isStopped && !m_raised && !segment.isRead && number + 1 >= segment.chunks.size())
+        m_changed.wait(m_lock);
+    if (m_isStopped || m_raised || number >= segment.chunks.size())
+        return std::nullopt;
+    bool isLastOfSegment = number + 1 == segment.chunks.size();
+    return Part { segment.chunks[number], isLastOfSegment && !segment.isLast };
 }
 
 template <class Format> bool SegmentLine<Format>::report(std::size_t samples)

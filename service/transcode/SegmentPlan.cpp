@@ -12,6 +12,10 @@ namespace {
 constexpr std::size_t MaxBytes = std::size_t { 160 } << 20;
 // Of two channels.
 constexpr std::size_t SampleBytes = 8;
+// What announces more, some weeks, is cut as if it announced nothing.
+constexpr std::size_t MaxPlannedChunks = std::size_t { 1 } << 20;
+
+std::size_t divideUp(std::size_t number, std::size_t by) { return (number + by - 1) / by; }
 
 } // namespace
 
@@ -23,24 +27,30 @@ bool SegmentPlan::isWorthwhile(std::int64_t samples, const SegmentShape& shape)
 SegmentPlan::SegmentPlan(unsigned cores, std::uint64_t samples, const SegmentShape& shape)
     : m_cores(std::clamp(cores, 1u, MaxEncodingCores))
     , m_shape(shape)
-    , m_total(static_cast<std::size_t>(samples / shape.chunkSamples()))
     , m_max(std::clamp(
           MaxBytes / (segmentsAtOnce() * shape.chunkSamples() * SampleBytes), shape.minChunks, shape.maxChunks))
 {
+    auto left = static_cast<std::size_t>(samples / shape.chunkSamples());
+    if (left > MaxPlannedChunks)
+        return;
+    while (left > 0) {
+        const std::size_t part = divideUp(left, m_cores);
+        const bool isLastRound = part <= 4 * m_shape.minChunks;
+        for (unsigned core = 0; core < m_cores && left > 0; ++core) {
+            std::size_t wanted = isLastRound ? divideUp(left, m_cores - core) : part * 3 / 4;
+            m_chunks.push_back(std::min(left, std::clamp(wanted, m_shape.minChunks, m_max)));
+            left -= m_chunks.back();
+        }
+    }
 }
 
-// The first ones are short, so that no encoder waits long for its first; and so are the last ones, so that all end at
-// nearly the same time.
-std::size_t SegmentPlan::chunks(std::size_t segment, std::size_t firstChunk) const
+// Where nothing is announced it may be short.
+std::size_t SegmentPlan::chunks(std::size_t segment) const
 {
-    std::size_t most = m_shape.minChunks;
-    for (; segment > 0 && most < m_max; --segment)
-        most *= m_shape.growth;
-    most = std::min(m_max, most);
-    if (m_total == 0)
-        return most;
-    std::size_t left = m_total > firstChunk ? m_total - firstChunk : 0;
-    return std::clamp(m_shape.tailThirds * left / (3 * m_cores) + 1, m_shape.minChunks, most);
+    constexpr std::size_t MaxDoublings = 8;
+    if (segment < m_chunks.size())
+        return m_chunks[segment];
+    return std::min(m_max, m_shape.minChunks << std::min(segment, MaxDoublings));
 }
 
 } // namespace mv

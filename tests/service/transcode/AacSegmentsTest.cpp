@@ -114,7 +114,7 @@ TEST_F(AacSegmentsTest, SegmentsAreOfSeveralEncodersJoinedBehindTheSoundThatThey
     EXPECT_EQ(m_length, 40 * Chunk + 5);
     EXPECT_GE(m_joints, 4u);
     const SegmentShape shape = AacSegments::shape(FrameSize);
-    std::size_t first = shape.minChunks * shape.chunkFrames + shape.listeningFrames;
+    std::size_t first = SegmentPlan(3, 40 * Chunk + 5, shape).chunks(0) * shape.chunkFrames + shape.listeningFrames;
     EXPECT_EQ(std::count(makers.begin(), makers.end(), 1), static_cast<std::ptrdiff_t>(first));
     EXPECT_TRUE(std::all_of(
         makers.begin(), makers.begin() + static_cast<std::ptrdiff_t>(first), [](int maker) { return maker == 1; }));
@@ -139,7 +139,7 @@ TEST_F(AacSegmentsTest, AnEncoderThatFailsEndsIt)
         m_backend.made = 0;
         m_backend.failing = number;
         m_failure = noErr;
-        encode(20 * Chunk);
+        encode(40 * Chunk);
         EXPECT_EQ(m_failure, paramErr) << number;
     }
 }

@@ -38,7 +38,7 @@ std::vector<std::size_t> firstFramesOfJoints()
     std::vector<std::size_t> frames;
     std::size_t chunk = 0;
     for (std::size_t number = 0;; ++number) {
-        chunk += plan.chunks(number, chunk);
+        chunk += plan.chunks(number);
         std::size_t frame = chunk * shape.chunkFrames;
         if ((frame + 44) * 1152 > Length)
             return frames;
