@@ -1,6 +1,6 @@
 #include "service/include/MVAudioEncoderBase.h"
 #include "service/transcode/Mp3EncodingJob.h"
-#include "tests/service/transcode/MadeSound.h"
+#include "tests/service/transcode/Traces.h"
 #include "tests/support/Scratch.h"
 
 #include <algorithm>
@@ -145,41 +145,12 @@ TEST_P(SegmentedSound, NobodyCanTellAJoint)
     EXPECT_EQ(readFile(encode("again.mp3", Cores)), readFile(m_joined));
 }
 
-/// What shows of a stream to who has nothing else, a number for each frame.
-struct Trace {
-    const char* name;
-    std::vector<double> values;
-};
-
-std::vector<Trace> tracesOf(const std::string& file)
+std::vector<Trace> tracesOfFile(const std::string& file)
 {
-    std::vector<Trace> traces { { "size", {} }, { "begin of the main data", {} }, { "bits", {} },
-        { "bits of scale factors", {} }, { "gain", {} } };
-    std::istringstream lines(outputOf(MV_WALK_MP3 " --frames " + shellQuoted(file)));
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream numbers(line);
-        for (Trace& trace : traces)
-            numbers >> trace.values.emplace_back();
-    }
-    // Half a frame's energy in dB; of silence, that of one step.
-    Trace energy { "energy", {} };
-    Signal heard = decoded("ffmpeg -v error -i " + shellQuoted(file) + " -f s16le -");
-    for (std::size_t frame = 0; (frame + 1) * 2 * 1152 <= heard.size(); ++frame) {
-        double sum = 1;
-        for (std::size_t i = frame * 2 * 1152; i < (frame + 1) * 2 * 1152; ++i)
-            sum += static_cast<double>(heard[i]) * heard[i];
-        energy.values.push_back(10 * std::log10(sum));
-    }
-    traces.push_back(energy);
+    auto traces = tracesOf(MV_WALK_MP3 " --frames " + shellQuoted(file),
+        { "size", "begin of the main data", "bits", "bits of scale factors", "gain" });
+    traces.push_back(energyOf(decoded("ffmpeg -v error -i " + shellQuoted(file) + " -f s16le -"), 2 * 1152));
     return traces;
-}
-
-std::vector<double> stepsOf(const Trace& trace)
-{
-    std::vector<double> steps(1);
-    for (std::size_t i = 1; i < trace.values.size(); ++i)
-        steps.push_back(std::abs(trace.values[i] - trace.values[i - 1]));
-    return steps;
 }
 
 /// Frames before whose main data bytes lie that nobody uses.
@@ -195,17 +166,14 @@ std::size_t framesBehindFilling(const std::string& file)
 // Whoever has a file alone, and does not know how it was cut, looks for steps.
 TEST_P(SegmentedSound, StepsAtJointsAreThoseOfOneEncoder)
 {
-    auto joined = tracesOf(m_joined);
-    auto single = tracesOf(m_single);
+    auto joined = tracesOfFile(m_joined);
+    auto single = tracesOfFile(m_single);
     for (std::size_t i = 0; i < joined.size(); ++i) {
-        auto here = stepsOf(joined[i]);
-        auto there = stepsOf(single[i]);
         double atJoints = 0;
         for (std::size_t first : firstFramesOfJoints())
-            atJoints
-                = std::max(atJoints, *std::max_element(here.begin() + first, here.begin() + first + FramesOfJoint));
+            atJoints = std::max(atJoints, largestStep(joined[i], first, first + FramesOfJoint));
         // The first second is an encoder's that gets going.
-        double usual = *std::max_element(there.begin() + 39, there.end() - 2);
+        double usual = largestStep(single[i], 39, single[i].values.size() - 2);
         EXPECT_LE(atJoints, usual) << joined[i].name;
         std::cout << "  " << joined[i].name << ": at joints " << atJoints << ", of one encoder " << usual << "\n";
     }
