@@ -1,9 +1,11 @@
 #include "service/isolated/WorkerHost.h"
 
+#include "tests/service/isolated/NotingDelegates.h"
+#include "tests/service/isolated/ScriptedWorker.h"
 #include "tests/support/FaultyPrograms.h"
 #include "tests/support/Instrumented.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/Places.h"
+#include "tests/support/WaveMaker.h"
 
 #include <gmock/gmock.h>
 
@@ -87,6 +89,37 @@ TEST_F(WorkerHostTest, AProgramThatIsGoneIsNamed)
             "nothing can be read, as no worker can be had: cannot start /nowhere/mivo-worker: No such file or "
             "directory");
     }
+}
+
+/// The kinds of worker that it takes to encode it, for both interfaces.
+std::string workersFor(const std::string& source, SoundFormat format)
+{
+    test::ScriptedWorker script(test::ScriptedWorker::End::Serves);
+    test::ScratchFolder folder;
+    WorkerHost host(script.program());
+    auto place = OutputPlace::at(folder.file("out"));
+    test::NotingListener listener;
+    test::NotingDelegate delegate;
+    for (auto operation : { WritingOperation::EncodeMp3, WritingOperation::EncodeSound }) {
+        WritingJob job { .operation = operation, .file = OpenedFile::at(source), .encoding = { .format = format } };
+        if (operation == WritingOperation::EncodeSound || format == SoundFormat::Mp3)
+            host.write(std::move(job), { .place = place.get(), .listener = &listener, .delegate = &delegate });
+    }
+    return script.births();
+}
+
+// Loading FFmpeg takes as long as encoding some seconds of sound.
+TEST_F(WorkerHostTest, PcmIsMadeAnMp3WithoutFfmpeg)
+{
+    test::ScratchFolder folder;
+    std::string wave = folder.write("in.wav", test::WaveMaker().format(1, 2, 44100, 16).sound(400'000).bytes());
+    EXPECT_EQ(workersFor(wave, SoundFormat::Mp3), "light\nlight\n");
+    EXPECT_EQ(workersFor(wave, SoundFormat::Aac), "media\n");
+    std::string flac = folder.file("in.flac");
+    test::outputOf("ffmpeg -v error -i " + wave + " " + flac);
+    if (!std::filesystem::exists(flac))
+        GTEST_SKIP() << "there is no ffmpeg";
+    EXPECT_EQ(workersFor(flac, SoundFormat::Mp3), "light\nmedia\nlight\nmedia\n");
 }
 
 TEST_F(WorkerHostTest, AWorkerThatIsNotClosedGetsNoFile)

@@ -1,12 +1,11 @@
 #include "service/isolated/WorkerPool.h"
+#include "tests/service/isolated/ScriptedWorker.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Instrumented.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Places.h"
-#include "tests/support/Scratch.h"
 
 #include <atomic>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
 #include <thread>
@@ -115,38 +114,6 @@ TEST_F(WorkerPoolTest, AnotherProgramIsAnError)
     EXPECT_FALSE(other.forReading(WorkerKind::Light, "a"));
 }
 
-/// A script in the place of the worker. It notes what it was born as and goes on as the real one, ends as soon as it is
-/// let, or says nothing.
-class ScriptedWorker {
-public:
-    enum class End { Serves, Fails, Waits };
-
-    explicit ScriptedWorker(End end)
-    {
-        m_folder.write("worker", "#!/bin/sh\necho $1 >>" + m_folder.file("births") + "\n" + restFor(end) + "\n");
-        std::filesystem::permissions(program(), std::filesystem::perms::owner_all);
-    }
-    std::string program() const { return m_folder.file("worker"); }
-    /// The kinds, a line each.
-    std::string births() const
-    {
-        std::string file = m_folder.file("births");
-        return std::filesystem::exists(file) ? std::string(charsOf(test::readFile(file))) : std::string();
-    }
-    void letFail() const { m_folder.write("go", ""); }
-
-private:
-    std::string restFor(End end) const
-    {
-        if (end == End::Serves)
-            return "exec " + test::buildPath("bin/mivo-worker") + " \"$@\"";
-        return "while [ ! -e " + m_folder.file("go") + " ]; do sleep 0.01; done; "
-            + (end == End::Fails ? "exit 1" : "sleep 600");
-    }
-
-    test::ScratchFolder m_folder;
-};
-
 /// Whether that thread of this process waits for something.
 bool isAsleep(pid_t thread)
 {
@@ -158,7 +125,7 @@ bool isAsleep(pid_t thread)
 // A tool that shows one picture does not wait at its end for a worker that nobody asked for.
 TEST_F(WorkerPoolTest, NobodyWaitsWhereNobodySaidSo)
 {
-    ScriptedWorker script(ScriptedWorker::End::Serves);
+    test::ScriptedWorker script(test::ScriptedWorker::End::Serves);
     {
         WorkerPool tool { script.program() };
         EXPECT_TRUE(tool.forReading(WorkerKind::Media, {}));
@@ -168,7 +135,7 @@ TEST_F(WorkerPoolTest, NobodyWaitsWhereNobodySaidSo)
 
 TEST_F(WorkerPoolTest, BehindTheFirstOfAKindOneWaits)
 {
-    ScriptedWorker script(ScriptedWorker::End::Serves);
+    test::ScriptedWorker script(test::ScriptedWorker::End::Serves);
     WorkerPool service { script.program() };
     service.keepSpares();
     EXPECT_TRUE(test::eventually([&] { return script.births() == "light\n"; }));
@@ -202,7 +169,7 @@ private:
 // The bus gives a call up after 25 seconds: there is no time for two births that take ten each.
 TEST_F(WorkerPoolTest, WhoHasWaitedInVainBeginsNoOtherBirth)
 {
-    ScriptedWorker script(ScriptedWorker::End::Waits);
+    test::ScriptedWorker script(test::ScriptedWorker::End::Waits);
     WorkerPool service { script.program(), std::chrono::seconds(3) };
     service.keepSpares();
     ASSERT_TRUE(test::eventually([&] { return !script.births().empty(); }));
@@ -216,7 +183,7 @@ TEST_F(WorkerPoolTest, WhoHasWaitedInVainBeginsNoOtherBirth)
 // As one that the system had no memory for.
 TEST_F(WorkerPoolTest, ABirthThatFailsAtOnceIsTriedAgain)
 {
-    ScriptedWorker script(ScriptedWorker::End::Fails);
+    test::ScriptedWorker script(test::ScriptedWorker::End::Fails);
     WorkerPool service { script.program() };
     service.keepSpares();
     ASSERT_TRUE(test::eventually([&] { return !script.births().empty(); }));
