@@ -322,11 +322,12 @@ private:
         return tags;
     }
 
-    /// The last chunk's even byte may be missing at the end of a file.
+    /// The last chunk's even byte may be missing at the end of a file. A chunk that is replaced brings its own.
     Bytes padded()
     {
         bool isOdd = !m_cutOff && !m_chunks.empty() && m_chunks.back().end() > m_file.size();
-        if (isOdd)
+        auto isLast = [&](const Splice& splice) { return splice.offset == m_chunks.back().offset; };
+        if (isOdd && std::none_of(m_splices.begin(), m_splices.end(), isLast))
             m_added.insert(m_added.begin(), 0);
         return std::move(m_added);
     }

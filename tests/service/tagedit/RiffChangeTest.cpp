@@ -64,6 +64,20 @@ TEST(RiffChange, AnOddLastChunkWithoutItsEvenByteGetsIt)
     expectWholeForm(made);
 }
 
+TEST(RiffChange, AnOddLastTagWithoutItsEvenByteIsReplaced)
+{
+    // A list whose last text lacks its even byte, too; texts of AIFF.
+    std::string list = "LIST" + littleEndian(17) + "INFOINAM" + littleEndian(5) + "abcde";
+    std::string made = edited(wave(Format + chunk("data", "12") + list), titleChange("New"));
+    std::string changed = chunk("LIST", "INFO" + chunk("INAM", std::string("New\0", 4)));
+    EXPECT_EQ(made.find(changed + "id3 "), 12 + Format.size() + chunk("data", "12").size()) << made;
+    expectWholeForm(made);
+    std::string sound = "AIFFSSND" + bigEndian(10) + std::string(10, '\0');
+    std::string aiff = "FORM" + bigEndian(100) + sound + "NAME" + bigEndian(3) + "Old";
+    std::string named = "NAME" + bigEndian(5) + "Newer" + '\0' + "ID3 ";
+    EXPECT_NE(edited(aiff, titleChange("Newer")).find(named), std::string::npos);
+}
+
 TEST(RiffChange, TagsGoBeforeSoundThatIsCutOff)
 {
     std::string sound = "data" + littleEndian(1000) + "a few";
