@@ -181,11 +181,13 @@ private:
     void setCover(ByteView picture, bool takesCover)
     {
         bool isFirst = true;
+        // Where the cover goes elsewhere, what is here would be a second one.
+        bool areAll = !takesCover && !picture.empty();
         std::size_t place = remove([&](std::string_view comment) {
             // The old key has one picture, without saying which.
             bool isCover = equalIgnoringAsciiCase(nameIn(comment), "COVERART")
                 || (equalIgnoringAsciiCase(nameIn(comment), PictureKey) && isFrontCoverText(valueIn(comment)));
-            return isCover && std::exchange(isFirst, false);
+            return isCover && (areAll || std::exchange(isFirst, false));
         });
         if (takesCover && !picture.empty())
             insert(place, PictureKey, toBase64(flacPictureBlock(picture)));

@@ -56,6 +56,17 @@ TEST(VorbisChange, TheFrontCoverAloneIsReplaced)
     EXPECT_EQ(changed(list(pictures), changes, false), list({ pictures[0] })) << "FLAC has blocks for it";
 }
 
+TEST(VorbisChange, ACoverThatGoesElsewhereLeavesNoneBehind)
+{
+    std::vector<std::string> pictures { "COVERART=/9j/", "METADATA_BLOCK_PICTURE=AAAABAAA",
+        "METADATA_BLOCK_PICTURE=AAAAAwAA", "METADATA_BLOCK_PICTURE=AAAAAwAB" };
+    TagChanges changes;
+    changes.frontCover = Bytes { 0xFF, 0xD8, 0xFF };
+    EXPECT_EQ(changed(list(pictures), changes, false), list({ pictures[1] }));
+    changes.frontCover = Bytes();
+    EXPECT_EQ(changed(list(pictures), changes, false), list({ pictures[1], pictures[2], pictures[3] }));
+}
+
 TEST(VorbisChange, AListThatIsCutOffStays)
 {
     std::string whole = list({ "TITLE=Old" });
