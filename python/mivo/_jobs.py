@@ -199,7 +199,7 @@ class Jobs:
         job = Job(self, owner, path, source, destination)
         self._running[owner, path] = job
         try:
-            await self._watch(owner)
+            self._watch(owner)
             await self._refresh(job)
         except BaseException:
             self._forget(job)
@@ -241,13 +241,14 @@ class Jobs:
                 self._watched.clear()
             return self._connection
 
-    async def _watch(self, owner: str) -> None:
-        """Hears of the jobs of a process and of its end; before this nothing is missed, since it is asked for after."""
+    def _watch(self, owner: str) -> None:
+        """Hears of the jobs of a process and of its end. What is asked for after this misses nothing: the bus takes
+        messages in their order, and whoever is cancelled meanwhile has asked for both."""
         if owner in self._watched:
             return
         self._watched.add(owner)
         for rule in _rules_of(owner):
-            await self._ask(_of_the_bus("AddMatch", rule))
+            self.tell(_of_the_bus("AddMatch", rule))
 
     async def _refresh(self, job: Job) -> None:
         request = Request("GetAll", "s", [text(JOB_INTERFACE)], (), job._owner, job._path, PROPERTIES)

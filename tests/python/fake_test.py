@@ -6,6 +6,7 @@ import os
 import pathlib
 import tempfile
 import unittest
+import unittest.mock
 
 import support
 
@@ -229,6 +230,25 @@ class Jobs(WithFake):
         self.fake.bus.send(Message.new_method_return(asked[0], "o", [JOB]))
         while "Release" not in [one.member for one in self.fake.asked]:
             await asyncio.sleep(0.01)
+
+
+    async def test_end_with_the_service_also_where_the_first_was_unwanted(self):
+        """Cancelled as soon as its signals are asked for."""
+        self.answer_with(State=Variant("s", "running"))
+        send = Connection.send
+
+        def send_and_cancel(connection, request, *flags):
+            if request.member == "AddMatch":
+                unwanted.cancel()
+            return send(connection, request, *flags)
+        with unittest.mock.patch.object(Connection, "send", send_and_cancel):
+            unwanted = asyncio.create_task(self.media.encode("/a", "/b"))
+            with self.assertRaises(asyncio.CancelledError):
+                await unwanted
+        job = await self.media.encode("/a", "/b")
+        await self.leave(self.fake.bus)
+        with self.assertRaises(mivo.ConnectionLost):
+            await job
 
 
 class Sending(WithFake):
