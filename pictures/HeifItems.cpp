@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::uint64_t MaxTableBytes = std::uint64_t { 1 } << 20;
 constexpr std::size_t MaxItems = 4096;
+constexpr std::size_t MaxAssociations = 16; // one for each of the table's four forms would do
 
 /// Bytes of a number whose size the table states so.
 constexpr std::size_t stored(unsigned size) { return size == 8 || size == 4 ? size : 0; }
@@ -118,12 +119,12 @@ private:
     {
         BoxWalker walker(m_reader, box);
         while (auto child = walker.next()) {
-            if (child->type == fourCC("ipma"))
+            if (child->type == fourCC("ipma") && m_items.m_associations.size() < MaxAssociations)
                 m_items.m_associations.push_back(contentOf(*child));
             if (child->type != fourCC("ipco"))
                 continue;
             BoxWalker properties(m_reader, *child);
-            for (std::size_t i = 0; i < MaxItems; ++i) {
+            while (m_items.m_properties.size() < MaxItems) {
                 auto property = properties.next();
                 if (!property)
                     break;

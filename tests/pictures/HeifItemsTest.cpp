@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace mv {
 namespace {
@@ -81,6 +82,52 @@ TEST(HeifItems, PiecesOfNoSizeAreNotCounted)
     for (std::uint32_t i = 0; i < Items; ++i)
         table.item(1, 0xFFFF);
     EXPECT_TRUE(pieceOf(7, table.file("")).empty());
+}
+
+/// Boxes one behind the other.
+Bytes joined(const std::vector<Bytes>& boxes)
+{
+    Bytes bytes;
+    for (const Bytes& one : boxes)
+        bytes.insert(bytes.end(), one.begin(), one.end());
+    return bytes;
+}
+
+Bytes fileWithProperties(const std::vector<Bytes>& boxes)
+{
+    return box("meta", joined({ Bytes(4), box("iprp", joined(boxes)) }));
+}
+
+/// Of one item one property, by its number.
+Bytes association(std::uint16_t item, std::uint16_t property)
+{
+    Bytes content;
+    ByteWriter out(content);
+    out.u32be(1); // wide numbers
+    out.u32be(1);
+    out.u16be(item);
+    out.u8(1);
+    out.u16be(property);
+    return box("ipma", content);
+}
+
+TEST(HeifItems, ManyListsOfPropertiesTakeNoMoreRoomThanOne)
+{
+    const Bytes half = box("ipco", joined(std::vector<Bytes>(2100, box("irot", Bytes { 1 }))));
+    Bytes file = fileWithProperties({ half, half, half, association(1, 2101), association(2, 4097) });
+    auto items = HeifItems::read(MemorySource(file));
+    ASSERT_TRUE(items);
+    EXPECT_EQ(items->propertiesOf(1).size(), 1u);
+    EXPECT_TRUE(items->propertiesOf(2).empty());
+}
+
+TEST(HeifItems, ListsOfWhoHasThePropertiesAreFew)
+{
+    std::vector<Bytes> boxes(1000, association(1, 1));
+    boxes.push_back(box("ipco", box("irot", Bytes { 1 })));
+    auto items = HeifItems::read(MemorySource(fileWithProperties(boxes)));
+    ASSERT_TRUE(items);
+    EXPECT_EQ(items->propertiesOf(1).size(), 16u);
 }
 
 } // namespace
