@@ -23,13 +23,18 @@ ExitStatus failed(const std::string& file, const std::string& sentence)
     return ExitStatus::SomeFailed;
 }
 
-/// An update of another folder's would remove everything that is in it.
+/// An update of another folder's would remove what is in it. By the order of the lines the first and the last tell.
 Result<void> checkIsOf(const IndexFile& file, const std::string& folder)
 {
     IndexReader index(file.descriptor());
-    if (!index.entry() || isWithin(index.entry()->path, folder))
+    if (!index.entry())
         return {};
-    return Error { Error::Kind::State, "is the index of another folder, with " + index.entry()->path + " in it" };
+    auto last = file.lastEntry();
+    for (const IndexEntry* entry : { index.entry(), last ? &*last : index.entry() }) {
+        if (!isWithin(entry->path, folder))
+            return Error { Error::Kind::State, "is the index of another folder, with " + entry->path + " in it" };
+    }
+    return {};
 }
 
 /// Behind what is no index nothing is added; it is read again.

@@ -96,6 +96,24 @@ Result<void> appendRest(int from, std::string_view behind, int to)
     return {};
 }
 
+/// Where what stands behind the last end of a line begins, in so much of the file's front.
+Result<off_t> behindLastEnd(int file, off_t front)
+{
+    std::array<char, 4096> chunk;
+    off_t end = front;
+    while (end > 0) {
+        off_t begin = std::max<off_t>(0, end - static_cast<off_t>(chunk.size()));
+        ssize_t got = pread(file, chunk.data(), static_cast<std::size_t>(end - begin), begin);
+        if (got != end - begin)
+            return indexFailure(got < 0 ? errno : EIO);
+        std::string_view text(chunk.data(), static_cast<std::size_t>(got));
+        if (auto last = text.rfind('\n'); last != std::string_view::npos)
+            return off_t { begin + static_cast<off_t>(last) + 1 };
+        end = begin;
+    }
+    return off_t { 0 };
+}
+
 std::string lastPathIn(int file)
 {
     std::string last;
@@ -113,23 +131,10 @@ Error indexFailure(int code)
 
 Result<void> dropCutLine(int file)
 {
-    std::array<char, 4096> chunk;
     struct stat facts { };
     if (fstat(file, &facts) != 0)
         return indexFailure(errno);
-    off_t end = facts.st_size;
-    while (end > 0) {
-        off_t begin = std::max<off_t>(0, end - static_cast<off_t>(chunk.size()));
-        ssize_t got = pread(file, chunk.data(), static_cast<std::size_t>(end - begin), begin);
-        if (got != end - begin)
-            return indexFailure(got < 0 ? errno : EIO);
-        std::string_view text(chunk.data(), static_cast<std::size_t>(got));
-        if (auto last = text.rfind('\n'); last != std::string_view::npos) {
-            end = begin + static_cast<off_t>(last) + 1;
-            break;
-        }
-        end = begin;
-    }
+    MV_TRY(end, behindLastEnd(file, facts.st_size));
     if (end < facts.st_size && ftruncate(file, end) != 0)
         return indexFailure(errno);
     return {};
@@ -153,6 +158,18 @@ std::uint64_t IndexFile::size() const
 {
     struct stat facts { };
     return fstat(m_file.get(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+}
+
+std::optional<IndexEntry> IndexFile::lastEntry() const
+{
+    auto end = static_cast<off_t>(size());
+    auto begin = behindLastEnd(m_file.get(), std::max<off_t>(end - 1, 0));
+    if (end == 0 || !begin || static_cast<std::size_t>(end - *begin) > MostIndexLineBytes)
+        return std::nullopt;
+    std::string line(static_cast<std::size_t>(end - *begin), '\0');
+    if (pread(m_file.get(), line.data(), line.size(), *begin) != static_cast<ssize_t>(line.size()))
+        return std::nullopt;
+    return readIndexLine(std::string_view(line).substr(0, line.size() - 1));
 }
 
 bool IndexFile::isAt(const std::string& path) const

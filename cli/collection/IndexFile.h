@@ -2,7 +2,9 @@
 
 #include "Base/Core/Handle.h"
 #include "Base/Core/Result.h"
+#include "cli/collection/IndexLine.h"
 
+#include <optional>
 #include <string>
 
 namespace mv::cli {
@@ -20,6 +22,8 @@ public:
     int descriptor() const { return m_file.get(); }
     const std::string& path() const { return m_path; }
     std::uint64_t size() const;
+    /// Of the last line, found from the file's end; nothing where that is no line of an index.
+    std::optional<IndexEntry> lastEntry() const;
     /// Whether that is the index itself, in whatever folder's name.
     bool isAt(const std::string& path) const;
 

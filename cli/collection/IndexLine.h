@@ -3,6 +3,7 @@
 #include "cli/collection/FileStamp.h"
 #include "cli/facts/FactForms.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +16,9 @@ namespace mv::cli {
 ///     {"path":"/music/a.mp3","xesam:url":"file:///music/a.mp3","file":{"size":1,"mtime":"1.000000000","inode":1},...}
 std::string indexLine(const DescribedFile& file, const FileStamp& stamp);
 std::string indexLine(const std::string& path, const FactFailure& failure, const FileStamp& stamp);
+
+/// No line is longer: the service gives a file less text than this.
+inline constexpr std::size_t MostIndexLineBytes = std::size_t { 64 } << 20;
 
 /// What an update needs to know of a line.
 struct IndexEntry {

@@ -10,8 +10,6 @@ namespace mv::cli {
 namespace {
 
 constexpr std::size_t ChunkBytes = 256 * 1024;
-/// The service gives a file less text than this.
-constexpr std::size_t MostLineBytes = 64 << 20;
 
 } // namespace
 
@@ -52,7 +50,7 @@ bool IndexReader::findLine()
             return true;
         }
         searched = m_buffer.size() - m_begin;
-        if (searched > MostLineBytes || !fill())
+        if (searched > MostIndexLineBytes || !fill())
             return false;
     }
 }

@@ -165,6 +165,23 @@ TEST_F(ToolIndex, WhatIsNoIndexStaysAsItIs)
     EXPECT_EQ(tool("index " + m_folder.file("m") + " -").status, 2);
 }
 
+TEST_F(ToolIndex, AFolderOfTheIndexDoesNotTakeItOver)
+{
+    // The index begins with what is in that folder, and goes on.
+    std::filesystem::remove(m_folder.file("m/a.png"));
+    index();
+    auto before = lines();
+    ASSERT_THAT(before[0], StartsWith(beginningOf("m/b/1.png")));
+    for (const char* options : { "--update ", "" }) {
+        Outcome refused = tool("index " + std::string(options) + m_folder.file("m/b") + " " + out());
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.err,
+            "mivo index: " + out() + ": is the index of another folder, with " + m_folder.file("m/notes.txt")
+                + " in it\n");
+        EXPECT_EQ(lines(), before);
+    }
+}
+
 TEST_F(ToolIndex, ASecondRunAtOnceIsRefused)
 {
     index();
