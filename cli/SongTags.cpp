@@ -45,6 +45,10 @@ constexpr std::array NumberFields {
     NumberField { "DISCNUMBER", { "DISCTOTAL", "TOTALDISCS" } },
 };
 
+// What has one value, of which the first counts where a file has several: joined they would be other numbers.
+constexpr std::array<std::string_view, 10> OfOneValue { "TRACKNUMBER", "TRACKTOTAL", "TOTALTRACKS", "DISCNUMBER",
+    "DISCTOTAL", "TOTALDISCS", "DATE", "YEAR", "BPM", "COMPILATION" };
+
 TagLib::String taglibText(std::string_view text) { return { std::string(text), TagLib::String::UTF8 }; }
 
 std::string plainText(const TagLib::String& text) { return text.to8Bit(true); }
@@ -104,12 +108,18 @@ void joinTotals(SongTags& tags)
     }
 }
 
+std::string textOf(std::string_view name, const TagLib::StringList& values)
+{
+    bool isOne = std::find(OfOneValue.begin(), OfOneValue.end(), name) != OfOneValue.end();
+    return plainText(isOne && !values.isEmpty() ? values.front() : values.toString("/"));
+}
+
 void addTexts(SongTags& tags, const TagLib::PropertyMap& properties)
 {
     std::size_t room = MaxTextBytes;
     for (const auto& [key, values] : properties) {
         std::string name = plainText(key);
-        std::string text = plainText(values.toString("/"));
+        std::string text = textOf(name, values);
         if (isOfTheOldFile(name) || text.empty())
             continue;
         if (name.size() + text.size() > room) {

@@ -172,6 +172,23 @@ TEST_F(ToolCarry, MislabelledKoreanComesOutRight)
     EXPECT_THAT(tagsOf(m_folder.file("o.m4a")), HasSubstr("제목|-|-|-|-|Motörhead"));
 }
 
+TEST_F(ToolCarry, OfNumbersAndDatesTheFirstCounts)
+{
+    std::string song = tone("a.flac", 1);
+    const std::string write
+        = "import sys; from mutagen.flac import FLAC; s=FLAC(sys.argv[1]); "
+          "s.update({'title': 'T', 'artist': ['One', 'Two'], 'tracknumber': ['3', '5'], 'tracktotal': ['12', '12'], "
+          "'discnumber': ['1', '1'], 'date': ['2019-05-01', '2020']}); s.save()";
+    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::shellQuoted(write) + " " + song), 0);
+    std::string mp3 = m_logs.file("a.mp3");
+    ASSERT_EQ(tool("encode " + song + " " + mp3).status, 0);
+    EXPECT_EQ(tagsOf(mp3), "T|One/Two|-|3/12|2019-05-01|-|- []\n");
+    std::string m4a = m_logs.file("a.m4a");
+    ASSERT_EQ(tool("convert " + song + " " + m4a).status, 0);
+    EXPECT_EQ(tagsOf(m4a), "T|One/Two|-|(3, 12)|2019-05-01|-|- []\n");
+    EXPECT_THAT(test::outputOf("ffprobe -v error -show_entries format_tags=disc " + m4a), HasSubstr("disc=1\n"));
+}
+
 TEST_F(ToolCarry, OtherFieldsGoAlongToo)
 {
     std::string song = tone("a.flac", 1);
