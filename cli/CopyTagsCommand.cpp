@@ -8,6 +8,7 @@
 #include "cli/ServiceAccess.h"
 #include "cli/TagWork.h"
 #include "cli/Terminal.h"
+#include "service/job/TagChanges.h"
 #include "system/InputFile.h"
 
 #include <algorithm>
@@ -44,7 +45,7 @@ Result<Fields> fieldsFrom(const Arguments& arguments)
     return fields;
 }
 
-/// What a file has of the fields; with `replaces` also what it has not.
+/// What a file has of the fields, and other files can have; with `replaces` also what it has not.
 class SourceTags {
 public:
     SourceTags(Fields fields, bool replaces)
@@ -80,7 +81,7 @@ private:
             m_tags.emplace_back(key, *text);
         else if (const auto* texts = facts.get<std::vector<std::string>>(key))
             m_tags.emplace_back(key, *texts);
-        else if (const auto* number = facts.get<std::int32_t>(key))
+        else if (const auto* number = facts.get<std::int32_t>(key); number && *number <= MaxTagNumber)
             m_tags.emplace_back(key, *number);
         else if (m_replaces)
             m_tags.emplace_back().first = key;

@@ -198,6 +198,18 @@ TEST_F(ToolOnBus, TheLastLineOfAFileCountsUnderWhateverName)
         HasSubstr("mivo tag: " + folder + ": the list cannot be read: Is a directory\n"));
 }
 
+TEST_F(ToolOnBus, ANumberThatNoTagHasIsNotCopied)
+{
+    std::string episode
+        = made("a.mp3", "-f lavfi -i sine=duration=0.2 -metadata title=New -metadata track=20160531 -metadata disc=2");
+    std::string song = made("b.mp3", "-f lavfi -i sine=duration=0.2 -metadata title=Old -metadata track=7");
+    Outcome copied = tool("copy-tags " + episode + " " + song);
+    EXPECT_EQ(copied.status, 0) << copied.err;
+    EXPECT_THAT(copied.out, HasSubstr("title        Old                            -> New\n"));
+    EXPECT_THAT(copied.out, HasSubstr("track        7                                 7\n"));
+    EXPECT_THAT(copied.out, HasSubstr("disc         -                              -> 2\n"));
+}
+
 TEST_F(ToolOnBus, CopiesSayWhatTheyCannot)
 {
     std::string bare = made("bare.flac", "-f lavfi -i sine=duration=0.2 -map_metadata -1 -fflags +bitexact");
