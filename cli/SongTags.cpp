@@ -249,8 +249,10 @@ std::string_view SongTags::text(std::string_view name) const
 
 PlaceInSet placeFrom(std::string_view text)
 {
+    // What has no room is no smaller number: episodes of podcasts are numbered by their day.
     auto number = [](std::string_view digits) {
-        return std::clamp<std::int32_t>(leadingInteger(digits), 0, std::numeric_limits<std::uint16_t>::max());
+        std::int32_t value = leadingInteger(digits);
+        return value > 0 && value <= std::numeric_limits<std::uint16_t>::max() ? value : 0;
     };
     auto slash = text.find('/');
     return { number(text.substr(0, slash)), slash == std::string_view::npos ? 0 : number(text.substr(slash + 1)) };

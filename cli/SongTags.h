@@ -39,7 +39,7 @@ struct PlaceInSet {
     int index = 0;
     int total = 0;
 };
-/// Of "3/12" or "3".
+/// Of "3/12" or "3"; 0 for what two bytes do not hold.
 PlaceInSet placeFrom(std::string_view text);
 
 // Everything here is done by TagLib, which the rest of the tool does not see.

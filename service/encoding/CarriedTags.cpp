@@ -141,7 +141,11 @@ MP4TagArtworkType artworkType(const FactPicture& picture)
     return picture.mimeType == "image/png" ? MP4_ART_PNG : MP4_ART_UNDEFINED;
 }
 
-std::uint16_t shortOf(std::int32_t number) { return static_cast<std::uint16_t>(std::clamp(number, 0, 0xFFFF)); }
+/// 0 for what has no room, which is no smaller number: episodes of podcasts are numbered by their day.
+std::uint16_t shortOf(std::int32_t number)
+{
+    return number > 0 && number <= 0xFFFF ? static_cast<std::uint16_t>(number) : std::uint16_t { 0 };
+}
 
 std::optional<MP4TagTrack> placeOf(const Facts& facts, std::string_view number, std::string_view total)
 {
@@ -199,8 +203,8 @@ MP4ItmfItemList metadataItemsOf(const Facts& facts)
     MP4TagsSetLyrics(tags, valueOf(textOf(facts, fact::AsText)));
     MP4TagsSetTrack(tags, placeOf(facts, fact::TrackNumber, fact::TrackTotal));
     MP4TagsSetDisk(tags, placeOf(facts, fact::DiscNumber, fact::DiscTotal));
-    if (int tempo = numberOf(facts, fact::AudioBpm); tempo > 0)
-        MP4TagsSetTempo(tags, shortOf(tempo));
+    if (std::uint16_t tempo = shortOf(numberOf(facts, fact::AudioBpm)); tempo > 0)
+        MP4TagsSetTempo(tags, tempo);
     if (isCompilation(facts))
         MP4TagsSetCompilation(tags, std::uint8_t { 1 });
     MP4ItmfItemList items = itemsWithTags({}, tags);

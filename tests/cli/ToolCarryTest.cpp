@@ -189,6 +189,14 @@ TEST_F(ToolCarry, OfNumbersAndDatesTheFirstCounts)
     EXPECT_THAT(test::outputOf("ffprobe -v error -show_entries format_tags=disc " + m4a), HasSubstr("disc=1\n"));
 }
 
+TEST_F(ToolCarry, ANumberWithoutRoomIsNoSmallerOne)
+{
+    std::string song = made("a.mp3", "-f lavfi -i sine=duration=1 -metadata title=T -metadata track=20160531");
+    std::string m4a = m_logs.file("a.m4a");
+    ASSERT_EQ(tool("convert " + song + " " + m4a).status, 0);
+    EXPECT_EQ(tagsOf(m4a), "T|-|-|-|-|-|- []\n");
+}
+
 TEST_F(ToolCarry, OtherFieldsGoAlongToo)
 {
     std::string song = tone("a.flac", 1);

@@ -60,6 +60,15 @@ TEST(CarriedTags, WhatIsNotKnownIsNotWritten)
     EXPECT_TRUE(metadataItemsOf(facts).empty());
 }
 
+TEST(CarriedTags, ANumberWithoutRoomIsNoSmallerOne)
+{
+    Facts facts;
+    facts.set(fact::TrackNumber, 20160531);
+    facts.set(fact::AudioBpm, 65536);
+    EXPECT_TRUE(metadataItemsOf(facts).empty());
+    EXPECT_NE(charsOf(id3TagOf(facts)).find("20160531"), std::string_view::npos);
+}
+
 TEST(CarriedTags, ADateKeepsWhatAFrameHasRoomFor)
 {
     Facts facts;
