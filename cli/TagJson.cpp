@@ -81,18 +81,23 @@ Result<TagValue> tagValue(std::string_view key, const Json& value)
     }
 }
 
+const std::string* textAt(const Json& object, std::string_view key)
+{
+    auto found = object.find(std::string(key));
+    return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
+}
+
 Result<std::string> fileOf(const Json& object)
 {
-    if (auto path = object.find(PathKey); path != object.end()) {
-        const auto* text = path->get_ptr<const std::string*>();
-        if (text && !text->empty())
-            return *text;
-    }
-    if (auto url = object.find(std::string(fact::Url)); url != object.end()) {
-        const auto* text = url->get_ptr<const std::string*>();
-        if (text)
-            return pathOfFileUri(*text);
-    }
+    constexpr std::string_view InPlaceOfBytes = "\uFFFD";
+    const std::string* path = textAt(object, PathKey);
+    const std::string* url = textAt(object, fact::Url);
+    bool isPath = path && !path->empty();
+    // A name that is not UTF-8 is whole in the URI alone.
+    if (isPath && (!url || path->find(InPlaceOfBytes) == std::string::npos))
+        return *path;
+    if (url)
+        return pathOfFileUri(*url);
     return Error { Error::Kind::Format, "names no file: it has neither \"path\" nor \"xesam:url\"" };
 }
 

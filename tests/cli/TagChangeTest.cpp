@@ -185,6 +185,10 @@ TEST(TagJson, TakesWhatDescribeWrites)
         "a.mp3 xesam:artist=A|B xesam:title=T xesam:trackNumber=3");
     EXPECT_EQ(
         ofJson(R"({"xesam:url":"file:///music/a%20b.mp3","xesam:title":"앨범"})"), "/music/a b.mp3 xesam:title=앨범");
+    // Names that are not UTF-8 are whole in the URI.
+    EXPECT_EQ(ofJson("{\"path\":\"n\uFFFDm.mp3\",\"xesam:url\":\"file:///m/n%E4m.mp3\"}"), "/m/n\xe4m.mp3");
+    EXPECT_EQ(ofJson("{\"path\":\"n\uFFFDm.mp3\"}"), "n\uFFFDm.mp3");
+    EXPECT_EQ(ofJson(R"({"path":"a.mp3","xesam:url":"file:///m/b.mp3"})"), "a.mp3");
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:title":null,"mivo:discTotal":null,"mivo:frontCover":null})"),
         "a mivo:discTotal- mivo:frontCover- xesam:title-");
     EXPECT_EQ(ofJson(R"({"path":"a","xesam:genre":"Rock"})"), "a xesam:genre=Rock");
