@@ -47,7 +47,8 @@ Result<Front> readFront(const ByteSource& file, std::uint64_t place)
         std::uint32_t size = fields.u24be();
         isLast = kind & LastBlock;
         Block block { static_cast<std::uint8_t>(kind & ~LastBlock), {} };
-        if (front.blocks.empty() != (block.type == StreamInfo) || front.size + size > MaxTagBytes)
+        bool isCutOff = size > file.size() - std::min(file.size(), place + HeaderSize);
+        if (front.blocks.empty() != (block.type == StreamInfo) || isCutOff || front.size + size > MaxTagBytes)
             return damaged();
         MV_TRY(body, file.bytesAt(place + HeaderSize, size));
         if (block.type == Padding)

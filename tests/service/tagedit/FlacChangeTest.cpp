@@ -55,5 +55,12 @@ TEST(FlacChange, AnyRoomBecomesPadding)
     }
 }
 
+TEST(FlacChange, ABlockThatEndsBehindTheFileIsDamage)
+{
+    std::string file = flac({ 1000 });
+    file.resize(file.size() - Sound.size() - 500);
+    EXPECT_EQ(edited(file, titleChange("New")), "error: the blocks in front of the sound cannot be read whole");
+}
+
 } // namespace
 } // namespace mv
