@@ -112,7 +112,7 @@ ContentType isoType(std::string_view front)
 
 ContentType riffType(std::string_view front)
 {
-    bool isRiff = front.starts_with("RIFF") || front.starts_with("RF64");
+    bool isRiff = front.starts_with("RIFF") || front.starts_with("RF64") || front.starts_with("BW64");
     if (isRiff && has(front, 8, "WAVE"))
         return { FileFamily::Wave, "audio/x-wav" };
     if (isRiff && has(front, 8, "AVI "))

@@ -101,7 +101,7 @@ struct WaveFacts {
     std::uint32_t frameBytes = 0;
     std::uint32_t factFrames = 0;
     std::optional<std::uint64_t> dataSize;
-    std::uint64_t wideDataSize = 0; ///< of RF64
+    std::uint64_t wideDataSize = 0; ///< of RF64 and BW64
 
     void readFormat(ByteView chunk)
     {

@@ -164,6 +164,28 @@ TEST(WaveFacts, InfoListsAndTags)
     EXPECT_EQ(textOf(*facts, fact::Bitrate), "1411200");
 }
 
+TEST(WaveFacts, SizesOf64Bits)
+{
+    Bytes sizes;
+    ByteWriter writer(sizes);
+    writer.u64le(0); // of the file
+    writer.u64le(44100); // of the sound
+    writer.u64le(0);
+    writer.u32le(0);
+    const std::string plain = wave(riffChunk("LIST", "INFO" + riffChunk("INAM", "Name")));
+    for (const char* form : { "RF64", "BW64" }) {
+        std::string wide = plain;
+        wide.insert(12, riffChunk("ds64", text(sizes)));
+        wide.replace(wide.find("data") + 4, 4, "\xFF\xFF\xFF\xFF");
+        wide.replace(0, 8, form + std::string("\xFF\xFF\xFF\xFF"));
+        auto facts = describedBytes(wide);
+        ASSERT_TRUE(facts.ok()) << form;
+        EXPECT_EQ(textOf(*facts, fact::MimeType), "audio/x-wav") << form;
+        EXPECT_EQ(textOf(*facts, fact::Length), "250000") << form;
+        EXPECT_EQ(textOf(*facts, fact::Title), "Name") << form;
+    }
+}
+
 TEST(WaveFacts, KoreanInfoLists)
 {
     auto facts = describedBytes(wave(riffChunk("LIST", "INFO" + riffChunk("INAM", "\xB0\xA1\xB3\xAA\xB4\xD9"))));
