@@ -150,20 +150,40 @@ void refineFlac(SoundFacts& sound, ByteView config)
     sound.bitsPerSample = static_cast<std::uint32_t>(packed >> 36 & 31) + 1;
 }
 
-/// AC-3's: three bytes with rate, id, mode, channels. The description always says two.
-void refineAc3(SoundFacts& sound, ByteView config)
+/// What AC-3 and E-AC-3 say in two bits, three bits and one.
+void takeAc3(SoundFacts& sound, std::uint32_t rate, std::uint32_t mode, bool hasBass)
 {
     constexpr std::array<std::uint32_t, 3> Rates { 48000, 44100, 32000 };
     constexpr std::array<std::uint32_t, 8> Channels { 2, 1, 2, 3, 3, 4, 4, 5 };
+    if (rate >= Rates.size())
+        return;
+    sound.sampleRate = Rates[rate];
+    sound.channels = Channels[mode] + (hasBass ? 1 : 0);
+}
+
+/// AC-3's: three bytes with rate, id, mode, channels. The description always says two.
+void refineAc3(SoundFacts& sound, ByteView config)
+{
+    if (config.size() < 3)
+        return;
     BitReader bits(config);
     std::uint32_t rate = bits.take(2);
     bits.take(5 + 3);
     std::uint32_t mode = bits.take(3);
-    bool hasBass = bits.take(1) != 0;
-    if (config.size() < 3 || rate >= Rates.size())
+    takeAc3(sound, rate, mode, bits.take(1) != 0);
+}
+
+/// E-AC-3's: bit rate, streams, then of the first stream what AC-3 says, by ETSI TS 102 366, annex F.
+void refineEac3(SoundFacts& sound, ByteView config)
+{
+    if (config.size() < 5)
         return;
-    sound.sampleRate = Rates[rate];
-    sound.channels = Channels[mode] + (hasBass ? 1 : 0);
+    BitReader bits(config);
+    bits.take(13 + 3);
+    std::uint32_t rate = bits.take(2);
+    bits.take(5 + 1 + 1 + 3);
+    std::uint32_t mode = bits.take(3);
+    takeAc3(sound, rate, mode, bits.take(1) != 0);
 }
 
 void refineOpus(SoundFacts& sound, ByteView config)
@@ -199,6 +219,8 @@ SoundFacts soundOf(StructureReader& reader, const TrackFacts& track)
         refineFlac(sound, track.decoderConfig);
     else if (sound.codec == "ac3")
         refineAc3(sound, track.decoderConfig);
+    else if (sound.codec == "eac3")
+        refineEac3(sound, track.decoderConfig);
     else if (sound.codec == "opus")
         refineOpus(sound, track.decoderConfig);
     else if (sound.codec.starts_with("pcm_") && !sound.codec.ends_with("law"))

@@ -252,6 +252,25 @@ TEST(IsoFacts, CoversOnlyWhenAsked)
     EXPECT_EQ(textOf(movie(box("covr", dataBox(13, Bytes()))), fact::HasPicture), "0") << "an empty one";
 }
 
+TEST(IsoFacts, ChannelsOfAc3AndEac3)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    std::string path = scratch.file("a.mp4");
+    for (const char* codec : { "ac3", "eac3" }) {
+        for (const char* channels : { "1", "2", "6" }) {
+            outputOf(std::string("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1:r=32000 -c:a ") + codec + " -ac "
+                + channels + " " + shellQuoted(path));
+            auto facts = describe(OpenedFile::at(Path(path)), {}, {});
+            ASSERT_TRUE(facts.ok()) << codec;
+            EXPECT_EQ(textOf(*facts, fact::AudioCodec), codec);
+            EXPECT_EQ(textOf(*facts, fact::Channels), channels) << codec;
+            EXPECT_EQ(textOf(*facts, fact::SampleRate), "32000") << codec;
+        }
+    }
+}
+
 // What TagLib reads
 
 TEST(TagLibFacts, AnObjectOfNoSizeEndsTheReading)
