@@ -196,17 +196,19 @@ struct AiffFacts {
         std::uint32_t compression = fields.remaining() >= 4 ? fields.u32be() : fourCC("NONE");
         sound.codec = bigEndianCodec(bits);
         sound.bitsPerSample = bits;
-        std::uint64_t packetFrames = 1;
         for (const CodecOfCode& row : AiffCodecs) {
             if (row.code != compression)
                 continue;
             bool isSmall = row.isSampled && bits == 8;
             sound.codec = isSmall ? "pcm_s8" : row.codec;
             sound.bitsPerSample = row.isSampled ? bits : 0;
-            packetFrames = compression == fourCC("ima4") ? 64 : 1;
         }
+        // Its packets are the frames that are counted; the bits are those of what comes out.
+        const bool isIma4 = compression == fourCC("ima4");
+        std::uint64_t packetFrames = isIma4 ? 64 : 1;
+        std::uint64_t packetBits = isIma4 ? 34 * 8 : (bits + 7) / 8 * 8;
         sound.length = microsecondsOf(frames * packetFrames, sound.sampleRate);
-        sound.bitrate = std::uint64_t { sound.sampleRate } * sound.channels * ((bits + 7) / 8 * 8);
+        sound.bitrate = std::uint64_t { sound.sampleRate } * sound.channels * packetBits / packetFrames;
     }
 };
 

@@ -205,6 +205,32 @@ Facts movie(const Bytes& items, const FactsWish& wish = {})
     return facts ? std::move(*facts) : Facts {};
 }
 
+// AIFF
+
+TEST(AiffFacts, PacketsOfCompressedSound)
+{
+    Bytes common;
+    ByteWriter writer(common);
+    writer.u16be(2);
+    writer.u32be(689); // packets
+    writer.u16be(16); // bits of what comes out
+    writer.bytes(Bytes { 0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0 }); // 44,100 Hz
+    writer.text("ima4");
+    writer.u16be(0);
+    Bytes file;
+    ByteWriter form(file);
+    form.text("FORM");
+    form.u32be(static_cast<std::uint32_t>(4 + 8 + common.size()));
+    form.text("AIFCCOMM");
+    form.u32be(static_cast<std::uint32_t>(common.size()));
+    form.bytes(common);
+    auto facts = describedBytes(charsOf(file));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::AudioCodec), "adpcm_ima_qt");
+    EXPECT_EQ(textOf(*facts, fact::Length), "999909");
+    EXPECT_EQ(textOf(*facts, fact::Bitrate), "374850") << "34 bytes for 64 samples of each channel";
+}
+
 TEST(IsoFacts, EveryValueOfEveryItem)
 {
     Bytes two = joined({ dataBox(1, bytes("One")), dataBox(1, bytes("Two")) });
