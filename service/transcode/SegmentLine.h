@@ -101,6 +101,7 @@ private:
     SharedSegment takeSegment() MV_EXCLUDES(m_lock);
     Result<void> encodeSegment(Segment& segment);
     std::optional<Part> takeChunk(const Segment& segment, std::size_t number) MV_EXCLUDES(m_lock);
+    bool isWholeEnd(const Segment& segment) MV_EXCLUDES(m_lock);
     bool report(std::size_t samples) MV_EXCLUDES(m_lock);
 
     // On the joining thread.
@@ -272,7 +273,7 @@ template <class Format> Result<void> SegmentLine<Format>::encodeSegment(Segment&
         if (!report(part->isShared ? 0 : part->chunk->samples()))
             return {};
     }
-    return segment.isLast ? segment.encoder->flush() : Result<void> {};
+    return isWholeEnd(segment) ? segment.encoder->flush() : Result<void> {};
 }
 
 /// Nothing behind the last one, and when nobody wants it any more. Whether one is shared is known when the next one is
@@ -288,6 +289,13 @@ std::optional<typename SegmentLine<Format>::Part> SegmentLine<Format>::takeChunk
         return std::nullopt;
     bool isLastOfSegment = number + 1 == segment.chunks.size();
     return Part { segment.chunks[number], isLastOfSegment && !segment.isLast };
+}
+
+/// False also where it was left before its end.
+template <class Format> bool SegmentLine<Format>::isWholeEnd(const Segment& segment)
+{
+    MutexLock hold(m_lock);
+    return !m_isStopped && !m_raised && segment.isLast;
 }
 
 template <class Format> bool SegmentLine<Format>::report(std::size_t samples)
