@@ -79,6 +79,7 @@ private:
     struct Part {
         SharedChunk chunk;
         bool isShared; ///< with the next segment
+        bool isEnd; ///< of the sound
     };
 
     // An encoder that has to go on goes on so far.
@@ -101,7 +102,6 @@ private:
     SharedSegment takeSegment() MV_EXCLUDES(m_lock);
     Result<void> encodeSegment(Segment& segment);
     std::optional<Part> takeChunk(const Segment& segment, std::size_t number) MV_EXCLUDES(m_lock);
-    bool isWholeEnd(const Segment& segment) MV_EXCLUDES(m_lock);
     bool report(std::size_t samples) MV_EXCLUDES(m_lock);
 
     // On the joining thread.
@@ -272,8 +272,10 @@ template <class Format> Result<void> SegmentLine<Format>::encodeSegment(Segment&
         // The next segment tells of what is shared.
         if (!report(part->isShared ? 0 : part->chunk->samples()))
             return {};
+        if (part->isEnd)
+            return segment.encoder->flush();
     }
-    return isWholeEnd(segment) ? segment.encoder->flush() : Result<void> {};
+    return {};
 }
 
 /// Nothing behind the last one, and when nobody wants it any more. Whether one is shared is known when the next one is
@@ -288,14 +290,7 @@ std::optional<typename SegmentLine<Format>::Part> SegmentLine<Format>::takeChunk
     if (m_isStopped || m_raised || number >= segment.chunks.size())
         return std::nullopt;
     bool isLastOfSegment = number + 1 == segment.chunks.size();
-    return Part { segment.chunks[number], isLastOfSegment && !segment.isLast };
-}
-
-/// False also where it was left before its end.
-template <class Format> bool SegmentLine<Format>::isWholeEnd(const Segment& segment)
-{
-    MutexLock hold(m_lock);
-    return !m_isStopped && !m_raised && segment.isLast;
+    return Part { segment.chunks[number], isLastOfSegment && !segment.isLast, isLastOfSegment && segment.isLast };
 }
 
 template <class Format> bool SegmentLine<Format>::report(std::size_t samples)
