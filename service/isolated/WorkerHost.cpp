@@ -38,8 +38,9 @@ bool makesMp3(const WritingJob& job)
         || (job.operation == WritingOperation::EncodeSound && job.encoding.format == SoundFormat::Mp3);
 }
 
-/// Tags and headers are read in microseconds; pictures and movies are worth a processor of their own.
-bool mayBeShort(ReadingOperation operation)
+/// What a call took whose next one is as brief: tags and headers are read in microseconds, the cover among them in a
+/// millisecond; pictures and movies are worth a processor of their own.
+std::chrono::microseconds briefCall(ReadingOperation operation)
 {
     switch (operation) {
     case ReadingOperation::DescribeMp3:
@@ -47,9 +48,9 @@ bool mayBeShort(ReadingOperation operation)
     case ReadingOperation::DescribeAudio:
     case ReadingOperation::Exif:
     case ReadingOperation::PodcastInfo:
-        return true;
+        return WorkerProcess::CoverCall;
     default:
-        return false;
+        return {};
     }
 }
 
@@ -142,11 +143,12 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     if (!loan)
         throw unavailable(loan.error());
     loan->worker->allowProcessorTime(ReadingProcessorTime);
-    loan->worker->placeCall(mayBeShort(job.operation));
+    auto staying = loan->worker->placeCall(briefCall(job.operation));
     JobTalk talk(*loan->worker);
     Channel::Clock::time_point begin = Channel::Clock::now();
     auto frame = converse(talk, job, begin + ReadingPatience);
     loan->worker->callTook(Channel::Clock::now() - begin);
+    staying.reset();
     if (frame && frame->kind == kindOf(Message::NeedsMedia)) {
         // Whoever does the job says it all again.
         m_pool.giveBack(std::move(*loan));

@@ -71,12 +71,18 @@ Result<void> WorkerProcess::awaitReady(Channel::Clock::duration patience)
     return {};
 }
 
-void WorkerProcess::placeCall(bool mayBeShort)
+std::optional<StayingHere> WorkerProcess::placeCall(std::chrono::microseconds brief)
 {
-    // Several times what reading tags takes, and less than any picture.
-    constexpr std::chrono::microseconds Short { 300 };
-    const bool isShort = mayBeShort && m_kind == WorkerKind::Light && m_lastCall < Short;
-    int processor = isShort ? sched_getcpu() : AnyProcessor;
+    const bool isBrief = m_kind == WorkerKind::Light && m_lastCall < brief;
+    std::optional<StayingHere> staying;
+    if (isBrief && m_lastCall >= ShortCall)
+        staying.emplace();
+    runOn(isBrief ? sched_getcpu() : AnyProcessor);
+    return staying;
+}
+
+void WorkerProcess::runOn(int processor)
+{
     if (processor == m_processor || processor >= CPU_SETSIZE)
         return;
     cpu_set_t processors;

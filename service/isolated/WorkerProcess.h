@@ -2,9 +2,11 @@
 
 #include "process/Channel.h"
 #include "process/ChildProgram.h"
+#include "process/StayingHere.h"
 #include "service/job/WorkerWords.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace mv {
@@ -21,11 +23,17 @@ public:
     static Result<std::unique_ptr<WorkerProcess>> start(
         const std::string& program, WorkerKind kind, Channel::Clock::duration patience = BirthPatience);
 
-    /// Where the next call runs: a short one on the processor of this thread, which waits for it, so that nobody has to
-    /// wake another (in a virtual machine that takes longer than reading a file); any other one where there is room.
-    /// After a call that took long the next one, of a song with a cover as well, is not expected to be short, and none
-    /// of a media worker is: the threads that FFmpeg starts would stay on that one processor.
-    void placeCall(bool mayBeShort);
+    /// Several times what reading tags takes, and less than any picture.
+    static constexpr std::chrono::microseconds ShortCall { 300 };
+    /// What a song with a large cover takes.
+    static constexpr std::chrono::microseconds CoverCall { 5000 };
+
+    /// Where the next call runs: if the last one took less than `brief`, on the processor of this thread, which waits
+    /// for it, so that nobody has to wake another (in a virtual machine that takes longer than reading a file); any
+    /// other one where there is room, and each of a media worker: the threads that FFmpeg starts would stay on that one
+    /// processor. Behind a call that was brief but not short this thread stays there, too, as long as what is returned
+    /// lives: of a picture it is woken by the first piece, and would wait for the others on a processor that is cold.
+    [[nodiscard]] std::optional<StayingHere> placeCall(std::chrono::microseconds brief);
     /// Lets the next call have so much processor time. Says so to the system only when calls may have used up a part of
     /// it that anybody would notice: that takes as long as reading a file.
     void allowProcessorTime(std::chrono::seconds time);
@@ -50,6 +58,7 @@ private:
     {
     }
     Result<void> awaitReady(Channel::Clock::duration patience);
+    void runOn(int processor);
 
     WorkerKind m_kind;
     Channel m_channel;

@@ -151,7 +151,8 @@ private:
     {
         WorkerProcess& worker = *loan.worker;
         worker.allowProcessorTime(ProcessorTime);
-        worker.placeCall(job.operation == MediaOperation::Describe);
+        using namespace std::chrono_literals;
+        auto staying = worker.placeCall(job.operation == MediaOperation::Describe ? WorkerProcess::ShortCall : 0us);
         std::stop_callback end(m_caller.stop, [&worker] { worker.program().kill(); });
         auto begin = Channel::Clock::now();
         auto frame = converse(talk, job, begin + (job.files.size() > 1 ? BatchPatience : Patience));

@@ -22,27 +22,6 @@ cpu_set_t processorsOf(pid_t thread)
     return processors;
 }
 
-/// This thread on its processor, until the end of the scope.
-class StayingHere {
-public:
-    StayingHere()
-        : m_before(processorsOf(0))
-    {
-        CPU_ZERO(&m_here);
-        CPU_SET(sched_getcpu(), &m_here);
-        EXPECT_EQ(sched_setaffinity(0, sizeof m_here, &m_here), 0);
-    }
-    ~StayingHere() { EXPECT_EQ(sched_setaffinity(0, sizeof m_before, &m_before), 0); }
-    StayingHere(const StayingHere&) = delete;
-    StayingHere& operator=(const StayingHere&) = delete;
-
-    const cpu_set_t& here() const { return m_here; }
-
-private:
-    cpu_set_t m_before;
-    cpu_set_t m_here;
-};
-
 class PlacingCalls : public testing::Test {
 protected:
     void SetUp() override
@@ -75,10 +54,10 @@ TEST_F(PlacingCalls, AShortOneRunsWhereItsCallerWaits)
     auto worker = start(WorkerKind::Light);
     {
         StayingHere stay;
-        worker->placeCall(true);
+        EXPECT_FALSE(worker->placeCall(WorkerProcess::ShortCall));
         expectHere(*worker, stay);
     }
-    worker->placeCall(false);
+    EXPECT_FALSE(worker->placeCall(0us));
     expectAnywhere(*worker);
 }
 
@@ -86,19 +65,37 @@ TEST_F(PlacingCalls, BehindALongOneTheNextIsNotExpectedToBeShort)
 {
     auto worker = start(WorkerKind::Light);
     worker->callTook(1ms);
-    worker->placeCall(true);
+    EXPECT_FALSE(worker->placeCall(WorkerProcess::ShortCall));
     expectAnywhere(*worker);
     worker->callTook(10us);
     StayingHere stay;
-    worker->placeCall(true);
+    EXPECT_FALSE(worker->placeCall(WorkerProcess::ShortCall));
     expectHere(*worker, stay);
+}
+
+TEST_F(PlacingCalls, BehindOneWithACoverTheCallerStaysBesideTheNext)
+{
+    auto worker = start(WorkerKind::Light);
+    worker->callTook(1ms);
+    {
+        auto stay = worker->placeCall(WorkerProcess::CoverCall);
+        ASSERT_TRUE(stay);
+        expectHere(*worker, *stay);
+        cpu_set_t own = processorsOf(0);
+        EXPECT_TRUE(CPU_EQUAL(&own, &stay->here()));
+    }
+    cpu_set_t own = processorsOf(0);
+    EXPECT_TRUE(CPU_EQUAL(&own, &m_all));
+    worker->callTook(10ms);
+    EXPECT_FALSE(worker->placeCall(WorkerProcess::CoverCall));
+    expectAnywhere(*worker);
 }
 
 // Threads that FFmpeg starts would stay on the one processor.
 TEST_F(PlacingCalls, MediaWorkersRunAnywhere)
 {
     auto worker = start(WorkerKind::Media);
-    worker->placeCall(true);
+    EXPECT_FALSE(worker->placeCall(WorkerProcess::CoverCall));
     expectAnywhere(*worker);
 }
 
