@@ -4,6 +4,7 @@
 #include "mp4/ChunkOffsets.h"
 #include "mp4/MoovEditor.h"
 #include "mp4/MovieWholeness.h"
+#include "mp4/RepeatedFields.h"
 
 namespace mv {
 
@@ -201,12 +202,14 @@ Result<std::vector<Patch>> firstThatFits(StructureReader& reader, const FileLayo
     return shifted(reader, layout, editor);
 }
 
-Result<std::vector<Patch>> planItems(StructureReader& reader, const MP4ItmfItemList& items)
+Result<std::vector<Patch>> planItems(
+    StructureReader& reader, const MP4ItmfItemList& items, std::span<const std::uint32_t> alone)
 {
     MV_TRY(layout, readLayout(reader));
     if (items.size() > MaxMetadataItems)
         return Error { Error::Kind::Limit, "too many metadata items" };
     MV_TRY(editor, MoovEditor::load(reader, layout.movie));
+    editor.hideRepeated(alone);
     editor.setItems(items);
     if (editor.listSize() > MaxTagBytes || editor.sizeWithoutPadding() > MoovEditor::MaxMovieBoxBytes)
         return Error { Error::Kind::Limit, "metadata too large" };
@@ -221,20 +224,29 @@ Result<std::vector<Patch>> planItems(StructureReader& reader, const MP4ItmfItemL
 
 } // namespace
 
-MetadataEdit::MetadataEdit(Change change)
+MetadataEdit::MetadataEdit(Change change, std::vector<std::uint32_t> alone)
     : m_change(std::move(change))
+    , m_alone(std::move(alone))
 {
+}
+
+bool MetadataEdit::isRepeated(StructureReader& reader) const
+{
+    if (m_alone.empty())
+        return false;
+    auto facts = readMovieFacts(reader);
+    return facts && !repeatedFields(reader, facts->metaBox, facts->userDataBoxes, m_alone).empty();
 }
 
 Result<std::optional<FileContent>> MetadataEdit::plan(StructureReader current)
 {
     MV_TRY(before, MovieSummary::of(current));
     MP4ItmfItemList items = m_change(before.items);
-    if (items == before.items)
+    if (items == before.items && !isRepeated(current))
         return std::optional<FileContent> {};
     m_expected = std::move(before);
     m_expected.items = std::move(items);
-    MV_TRY(patches, planItems(current, m_expected.items));
+    MV_TRY(patches, planItems(current, m_expected.items, m_alone));
     FileContent content = patchedContent(std::move(patches), current.size());
     m_outline = outlineOf(content);
     return std::optional(std::move(content));
@@ -246,6 +258,8 @@ Result<void> MetadataEdit::check(StructureReader made) const
     if (movie.items != m_expected.items || movie.tracks.size() != m_expected.tracks.size()
         || movie.duration != m_expected.duration)
         return Error { Error::Kind::Format, "the new metadata does not read back as it was written" };
+    if (isRepeated(made))
+        return Error { Error::Kind::Format, "the movie says again what was changed" };
     movie.traceBack(m_outline);
     if (movie != m_expected)
         return Error { Error::Kind::Format, "the edited file lost its samples" };

@@ -1,5 +1,7 @@
 #include "mp4/MoovEditor.h"
 
+#include "mp4/RepeatedFields.h"
+
 #include <algorithm>
 #include <unordered_map>
 
@@ -168,6 +170,21 @@ MoovEditor::OldItem* MoovEditor::takeEqual(std::vector<OldItem*>& candidates, co
         return old;
     }
     return nullptr;
+}
+
+void MoovEditor::hideRepeated(std::span<const std::uint32_t> codes)
+{
+    StructureReader reader { ByteView(m_bytes) };
+    auto movie = BoxWalker(reader, 0, m_bytes.size()).next();
+    if (!movie)
+        return;
+    auto userData = findChildren(reader, *movie, fourCC("udta"));
+    for (const Box& box : repeatedFields(reader, findChild(reader, *movie, fourCC("meta")), userData, codes)) {
+        auto begin = m_bytes.begin() + static_cast<std::ptrdiff_t>(box.offset);
+        std::ranges::copy(std::string_view("free"), begin + 4);
+        std::fill(
+            begin + static_cast<std::ptrdiff_t>(box.headerSize), begin + static_cast<std::ptrdiff_t>(box.size), 0);
+    }
 }
 
 void MoovEditor::setItems(const MP4ItmfItemList& items)

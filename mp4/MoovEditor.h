@@ -24,6 +24,8 @@ public:
     /// The whole box as it is.
     ByteView bytes() const { return m_bytes; }
 
+    /// Boxes that say what items of these codes say become free space of zeros: the list alone has it then.
+    void hideRepeated(std::span<const std::uint32_t> codes);
     /// Takes new items; those equal to old ones keep their very bytes.
     void setItems(const MP4ItmfItemList& items);
     /// Size of the new list.

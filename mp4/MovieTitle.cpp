@@ -1,6 +1,7 @@
 #include "mp4/MovieTitle.h"
 
 #include "Base/Core/Text.h"
+#include "mp4/KeyedItems.h"
 #include "mp4/MetadataItems.h"
 
 namespace mv {
@@ -39,47 +40,15 @@ std::optional<std::string> itunesTitle(StructureReader& reader, const MovieFacts
     return item ? titleOfData(reader, *item) : std::nullopt;
 }
 
-/// The 1-based place of the title's key in a keys box; 0 when it has none.
-std::uint32_t titleKey(StructureReader& reader, const Box& keys)
+std::optional<std::string> keyedTitle(StructureReader& reader, const MovieFacts& facts)
 {
-    ByteReader header(payloadStart(reader, keys, 8));
-    header.skip(4);
-    std::uint32_t count = header.u32be();
-    if (header.failed())
-        return 0;
-    BoxWalker walker(reader, keys.payloadOffset() + 8, keys.end());
-    for (std::uint32_t index = 1; index <= count; ++index) {
-        auto key = walker.next(); // a key has the form of a box: its namespace is the type
-        if (!key)
-            return 0;
-        std::string_view name = charsOf(payloadStart(reader, *key, 64));
-        if (name == "com.apple.quicktime.title" || name == "title")
-            return index;
+    for (const KeyedItem& item : keyedItems(reader, facts.metaBox, facts.userDataBoxes)) {
+        if (item.key != "title")
+            continue;
+        if (auto title = titleOfData(reader, item.box))
+            return title;
     }
-    return 0;
-}
-
-std::optional<std::string> keyedTitle(StructureReader& reader, const Box& meta)
-{
-    if (metaHandler(reader, meta) != fourCC("mdta"))
-        return std::nullopt;
-    std::optional<Box> list;
-    std::uint32_t key = 0;
-    BoxWalker walker(reader, metaChildrenOffset(reader, meta), meta.end());
-    while (auto box = walker.next()) {
-        if (box->type == fourCC("keys"))
-            key = titleKey(reader, *box);
-        else if (box->type == fourCC("ilst"))
-            list = box;
-    }
-    auto item = list && key ? findChild(reader, *list, key) : std::nullopt;
-    return item ? titleOfData(reader, *item) : std::nullopt;
-}
-
-std::optional<std::string> keyedUserDataTitle(StructureReader& reader, const Box& udta)
-{
-    auto meta = findChild(reader, udta, fourCC("meta"));
-    return meta ? keyedTitle(reader, *meta) : std::nullopt;
+    return std::nullopt;
 }
 
 /// A list of (length, language, text); the first text is taken.
@@ -116,9 +85,9 @@ std::optional<std::string> movieTitle(StructureReader& reader, const MovieFacts&
 {
     if (auto title = itunesTitle(reader, facts))
         return title;
-    if (auto title = facts.metaBox ? keyedTitle(reader, *facts.metaBox) : std::nullopt)
+    if (auto title = keyedTitle(reader, facts))
         return title;
-    for (auto source : { keyedUserDataTitle, userDataTitle, thirdGenerationTitle }) {
+    for (auto source : { userDataTitle, thirdGenerationTitle }) {
         for (const Box& udta : facts.userDataBoxes) {
             if (auto title = source(reader, udta))
                 return title;

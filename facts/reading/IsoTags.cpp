@@ -2,7 +2,9 @@
 
 #include "Base/Core/Text.h"
 #include "facts/reading/Genres.h"
+#include "mp4/KeyedItems.h"
 #include "mp4/MetadataItems.h"
+#include "mp4/RepeatedFields.h"
 
 #include <algorithm>
 #include <array>
@@ -152,25 +154,6 @@ void addItems(TagSink& sink, StructureReader& reader, const Box& list)
 
 // QuickTime's keys
 
-struct FieldOfKey {
-    std::string_view key;
-    TagField field;
-};
-
-constexpr std::array Keys {
-    FieldOfKey { "title", TagField::Title },
-    FieldOfKey { "displayname", TagField::Title },
-    FieldOfKey { "album", TagField::Album },
-    FieldOfKey { "artist", TagField::Artist },
-    FieldOfKey { "composer", TagField::Composer },
-    FieldOfKey { "genre", TagField::Genre },
-    FieldOfKey { "comment", TagField::Comment },
-    FieldOfKey { "creationdate", TagField::Date },
-    FieldOfKey { "year", TagField::Date },
-};
-
-constexpr std::string_view QuickTimePrefix = "com.apple.quicktime.";
-
 /// A signed decimal number at the front, with its sign; `text` moves behind it.
 std::optional<double> takeSigned(std::string_view& text)
 {
@@ -201,10 +184,8 @@ void addPlaceText(Facts& facts, std::string_view text)
         facts.setReal(fact::Altitude, *altitude);
 }
 
-void addKeyed(TagSink& sink, Facts& facts, std::string_view key, const MP4ItmfData& data)
+void addKeyed(TagSink& sink, Facts& facts, const std::string& key, const MP4ItmfData& data)
 {
-    if (key.starts_with(QuickTimePrefix))
-        key.remove_prefix(QuickTimePrefix.size());
     std::string text(charsOf(data.value));
     if (data.typeCode == MP4ItmfBasicType::Utf16)
         text = utf8FromUtf16BE(data.value).value_or(std::string {});
@@ -217,57 +198,18 @@ void addKeyed(TagSink& sink, Facts& facts, std::string_view key, const MP4ItmfDa
         facts.set(fact::CameraModel, text);
     else if (key == "location.ISO6709")
         addPlaceText(facts, text);
-    for (const FieldOfKey& row : Keys) {
-        if (row.key == key)
-            addValue(sink, row.field, data);
-    }
+    if (const FieldOfItem* row = textItem(itemOfKey(key)))
+        addValue(sink, row->field, data);
 }
 
-std::vector<std::string> keysOf(StructureReader& reader, const Box& box)
+void addKeyedItems(TagSink& sink, Facts& facts, StructureReader& reader, const MovieFacts& movie)
 {
-    constexpr std::uint64_t MaxKeyBytes = std::uint64_t { 256 } << 10;
-    std::vector<std::string> keys;
-    auto payload = reader.copy(box.payloadOffset(), std::min(box.payloadSize(), MaxKeyBytes));
-    if (!payload)
-        return keys;
-    ByteReader fields(*payload);
-    fields.skip(4);
-    std::uint32_t count = fields.u32be();
-    for (std::uint32_t i = 0; i < count; ++i) {
-        std::uint32_t size = fields.u32be();
-        fields.skip(4); // the name space, always "mdta"
-        ByteView key = fields.take(size >= 8 ? size - 8 : 0);
-        if (fields.failed() || size < 8)
-            break;
-        keys.emplace_back(charsOf(key));
-    }
-    return keys;
-}
-
-void addKeyedItems(TagSink& sink, Facts& facts, StructureReader& reader, const Box& meta)
-{
-    std::vector<std::string> keys;
-    std::optional<Box> list;
-    BoxWalker children(reader, metaChildrenOffset(reader, meta), meta.end());
-    while (auto box = children.next()) {
-        if (box->type == fourCC("keys"))
-            keys = keysOf(reader, *box);
-        else if (box->type == fourCC("ilst") && !box->overruns)
-            list = box;
-    }
-    if (!list)
-        return;
     sink.texts.beginTag();
-    BoxWalker items(reader, *list);
-    for (std::size_t i = 0; i < MaxMetadataItems; ++i) {
-        auto box = items.next();
-        if (!box || box->overruns)
-            break;
-        bool isKnown = box->type >= 1 && box->type <= keys.size() && box->payloadSize() <= MaxTextItem;
-        if (!isKnown)
+    for (const KeyedItem& item : keyedItems(reader, movie.metaBox, movie.userDataBoxes)) {
+        if (item.box.payloadSize() > MaxTextItem)
             continue;
-        for (const MP4ItmfData& data : itemAt(reader, *box).dataList)
-            addKeyed(sink, facts, keys[box->type - 1], data);
+        for (const MP4ItmfData& data : itemAt(reader, item.box).dataList)
+            addKeyed(sink, facts, item.key, data);
     }
 }
 
@@ -296,15 +238,6 @@ void addQuickTimeText(TagSink& sink, Facts& facts, StructureReader& reader, cons
         sink.texts.addUtf8OrLegacy(row->field, text);
 }
 
-constexpr std::array MobileTexts {
-    FieldOfItem { fourCC("titl"), TagField::Title },
-    FieldOfItem { fourCC("albm"), TagField::Album },
-    FieldOfItem { fourCC("perf"), TagField::Artist },
-    FieldOfItem { fourCC("auth"), TagField::Composer },
-    FieldOfItem { fourCC("gnre"), TagField::Genre },
-    FieldOfItem { fourCC("dscp"), TagField::Comment },
-};
-
 /// 3GPP's: version and flags, a language, a text of UTF-8 or, behind a mark, of UTF-16.
 void addMobileText(TagSink& sink, StructureReader& reader, const Box& box)
 {
@@ -321,14 +254,13 @@ void addMobileText(TagSink& sink, StructureReader& reader, const Box& box)
     }
     fields.skip(2);
     ByteView text = fields.rest();
-    for (const FieldOfItem& row : MobileTexts) {
-        if (row.code != box.type || fields.failed())
-            continue;
-        if (text.size() >= 2 && text[0] == 0xFE && text[1] == 0xFF)
-            sink.texts.add(row.field, utf8FromUtf16BE(text.subspan(2)).value_or(std::string {}));
-        else
-            sink.texts.addUtf8OrLegacy(row.field, text);
-    }
+    const FieldOfItem* row = textItem(itemOfUserData(box.type));
+    if (!row || fields.failed())
+        return;
+    if (text.size() >= 2 && text[0] == 0xFE && text[1] == 0xFF)
+        sink.texts.add(row->field, utf8FromUtf16BE(text.subspan(2)).value_or(std::string {}));
+    else
+        sink.texts.addUtf8OrLegacy(row->field, text);
 }
 
 void addUserData(TagSink& sink, Facts& facts, StructureReader& reader, const Box& udta)
@@ -355,8 +287,7 @@ void addIsoTags(TagSink& sink, Facts& facts, StructureReader& reader, const Movi
     sink.texts.beginTag();
     if (auto place = findMetadata(reader, movie.userDataBoxes))
         addItems(sink, reader, place->ilst);
-    if (movie.metaBox && metaHandler(reader, *movie.metaBox) == fourCC("mdta"))
-        addKeyedItems(sink, facts, reader, *movie.metaBox);
+    addKeyedItems(sink, facts, reader, movie);
     for (const Box& udta : movie.userDataBoxes)
         addUserData(sink, facts, reader, udta);
 }

@@ -127,4 +127,14 @@ MP4ItmfItemList changedItems(const MP4ItmfItemList& before, const TagChanges& ch
     return items;
 }
 
+std::vector<std::uint32_t> changedTexts(const TagChanges& changes)
+{
+    std::vector<std::uint32_t> codes;
+    for (const TextRow& row : TextRows) {
+        if (changes.isNamed(row.key))
+            codes.push_back(row.code);
+    }
+    return codes;
+}
+
 } // namespace mv

@@ -163,7 +163,8 @@ private:
 class TagEdit::Mp4 final : public Format {
 public:
     explicit Mp4(const TagChanges& changes)
-        : m_edit([&changes](const MP4ItmfItemList& before) { return changedItems(before, changes); })
+        : m_edit(
+            [&changes](const MP4ItmfItemList& before) { return changedItems(before, changes); }, changedTexts(changes))
     {
     }
     Planned plan(const ByteSource& current) override { return m_edit.plan(StructureReader::borrowing(current)); }

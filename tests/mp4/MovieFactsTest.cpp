@@ -101,14 +101,7 @@ TEST(MovieFacts, TitlesInTheirOrder)
     Bytes quickTime = box("\251nam", { number(5, 2), number(0, 2), bytes("quick") });
     Bytes mobile = fullBox("titl", 0, 0, { number(0x55C4, 2), bytes("mobile"), Bytes(1) });
     Bytes mobile16 = fullBox("titl", 0, 0, { number(0x55C4, 2), Bytes { 0xFE, 0xFF, 0, 'm', 0, 0 } });
-    Bytes keyHandler = fullBox("hdlr", 0, 0, { number(0, 4), bytes("mdta"), Bytes(13) });
-    Bytes keys = fullBox("keys", 0, 0,
-        { number(2, 4), box("mdta", bytes("com.apple.quicktime.make")),
-            box("mdta", bytes("com.apple.quicktime.title")) });
-    Bytes list = box("ilst",
-        { box(std::string("\0\0\0\1", 4), dataBox(1, bytes("maker"))),
-            box(std::string("\0\0\0\2", 4), dataBox(1, bytes("keyed"))) });
-    Bytes keyed = box("meta", { keyHandler, keys, list });
+    Bytes keyed = keyedMetadata({ { "com.apple.quicktime.make", "maker" }, { "com.apple.quicktime.title", "keyed" } });
     Bytes tunes = textItem("\251nam", "tunes");
     EXPECT_EQ(title(tunes, quickTime, keyed), "tunes");
     EXPECT_EQ(title({}, quickTime, keyed), "keyed");

@@ -169,6 +169,18 @@ Bytes userData(const Bytes& items, std::size_t padding)
     return box("udta", fullBox("meta", 0, 0, { handlerBox("mdir", "appl"), box("ilst", items), freeBox(padding) }));
 }
 
+Bytes keyedMetadata(const std::vector<std::pair<std::string, std::string>>& texts)
+{
+    std::vector<Bytes> keys { number(texts.size(), 4) };
+    Bytes list;
+    for (const auto& [key, text] : texts) {
+        keys.push_back(box("mdta", bytes(key)));
+        std::string place(charsOf(number(keys.size() - 1, 4)));
+        list = joined({ list, box(place, dataBox(1, bytes(text))) });
+    }
+    return box("meta", { handlerBox("mdta", ""), fullBox("keys", 0, 0, keys), box("ilst", list) });
+}
+
 Bytes movieBox(const Mp4Spec& spec, std::uint64_t mediaOffset)
 {
     Bytes content = movieHeader();

@@ -35,6 +35,9 @@ Bytes freeBox(std::size_t size);
 /// udta with meta, its handler, the list and free space of `padding` bytes (0: none).
 Bytes userData(const Bytes& items, std::size_t padding = 0);
 
+/// A meta box of QuickTime's: texts under keys.
+Bytes keyedMetadata(const std::vector<std::pair<std::string, std::string>>& texts);
+
 struct TrackSpec {
     std::uint32_t id = 1;
     std::string handler = "soun";

@@ -41,6 +41,24 @@ TEST(IsoFacts, EveryValueOfEveryItem)
     EXPECT_EQ(textOf(facts, fact::Length), "1000000");
 }
 
+TEST(IsoFacts, TextsUnderKeysOfTheUserData)
+{
+    Mp4Spec spec;
+    spec.items = textItem("\251gen", "Rock");
+    Bytes keyed = keyedMetadata({ { "title", "T" }, { "com.apple.quicktime.artist", "A" }, { "album_artist", "AA" },
+        { "date", "1999" }, { "genre", "Pop" }, { "com.apple.quicktime.make", "Phone" } });
+    spec.extraInMovie = box("udta", keyed);
+    auto facts = describedBytes(
+        charsOf(joined({ box("ftyp", bytes(std::string_view("isom\0\0\0\0", 8))), makeMp4(spec).bytes })));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Title), "T");
+    EXPECT_EQ(textOf(*facts, fact::Artist), "A");
+    EXPECT_EQ(textOf(*facts, fact::AlbumArtist), "AA");
+    EXPECT_EQ(textOf(*facts, fact::ContentCreated), "1999");
+    EXPECT_EQ(textOf(*facts, fact::Genre), "Rock"); // the list's goes before
+    EXPECT_EQ(textOf(*facts, fact::CameraMake), "Phone");
+}
+
 TEST(IsoFacts, TheTextOfAGenreGoesBeforeItsNumber)
 {
     EXPECT_EQ(
