@@ -77,6 +77,12 @@ FrameWalk::Sizes FrameWalk::sizesAt(std::size_t position) const
     return m_version == 4 ? Sizes { syncsafe32(field), plain } : Sizes { plain, syncsafe32(field) };
 }
 
+/// True at a zero byte behind which there are others: inside of a frame, or at padding with something in it.
+bool FrameWalk::isLoneZero(std::uint64_t position) const
+{
+    return position < m_bytes.size() && m_bytes[static_cast<std::size_t>(position)] == 0 && position < paddingBegin();
+}
+
 /// True when a frame may end here: at the end of the tag, at padding, or at the next frame.
 bool FrameWalk::isBorder(std::uint64_t position) const
 {
@@ -120,16 +126,22 @@ std::optional<std::uint32_t> FrameWalk::sizeOfOddFrame(std::size_t position) con
     return std::nullopt;
 }
 
-/// The size that the version writes, unless only the other way of writing it leads to a border. Nothing for a frame
-/// that reaches over the tag's end.
+/// The size that the version writes, unless only the other way of writing it leads to a border. UTF-16 and pictures
+/// have many zeros: one inside of the tag is a border only where the other way leads to none that is better. Nothing
+/// for a frame that reaches over the tag's end.
 std::optional<std::uint32_t> FrameWalk::frameSize() const
 {
     if (!isName(at(m_position)))
         return sizeOfOddFrame(m_position);
-    Sizes sizes = sizesAt(m_position);
-    std::uint64_t content = m_position + headerSize();
-    bool otherOnly = !isBorder(content + sizes.own) && isBorder(content + sizes.other);
-    std::uint32_t size = otherOnly ? sizes.other : sizes.own;
+    const Sizes sizes = sizesAt(m_position);
+    const std::uint64_t content = m_position + headerSize();
+    std::uint32_t size = sizes.own;
+    if (sizes.other != sizes.own) {
+        const std::uint64_t other = content + sizes.other;
+        bool isDoubtful = !isBorder(content + sizes.own) || (isLoneZero(content + sizes.own) && !isLoneZero(other));
+        if (isDoubtful && isBorder(other))
+            size = sizes.other;
+    }
     return content + size <= m_bytes.size() ? std::optional(size) : std::nullopt;
 }
 

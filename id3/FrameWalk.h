@@ -40,6 +40,7 @@ private:
         std::uint32_t other = 0; ///< as the other version writes it; often the same
     };
     Sizes sizesAt(std::size_t position) const;
+    bool isLoneZero(std::uint64_t position) const;
     bool isBorder(std::uint64_t position) const;
     bool isProvenBorder(std::uint64_t position, std::uint32_t frameSize) const;
     std::optional<std::uint32_t> sizeOfOddFrame(std::size_t position) const;

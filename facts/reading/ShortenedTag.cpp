@@ -69,7 +69,8 @@ private:
         ByteView sizeField = ByteView(header).subspan(4, 4);
         std::uint32_t size = m_version == 4 ? syncsafe32(sizeField) : plainNumber(sizeField);
         if (!isFrameName(ByteView(header).first(4)) || (m_version == 4 && !isSyncsafe(sizeField))
-            || place + FrameHeaderSize + size > m_end || !isBorder(place + FrameHeaderSize + size))
+            || place + FrameHeaderSize + size > m_end || !isBorder(place + FrameHeaderSize + size)
+            || mayBeOtherSize(place, size, sizeField))
             return std::nullopt;
         bool isPicture = charsOf(ByteView(header).first(4)) == "APIC";
         // Flags speak of compression, encryption and the like: such a picture is left to the reader as it is.
@@ -100,6 +101,22 @@ private:
             return true;
         std::uint8_t name[4];
         return m_source.readUpTo(place, name) == sizeof name && (plainNumber(name) == 0 || isFrameName(name));
+    }
+
+    bool isFrame(std::uint64_t place) const
+    {
+        std::uint8_t name[4];
+        return place < m_end && m_source.readUpTo(place, name) == sizeof name && isFrameName(name);
+    }
+
+    /// Whether the size, written as the other version does, leads to a frame and this one to zeros, which may lie
+    /// inside a picture.
+    bool mayBeOtherSize(std::uint64_t place, std::uint32_t size, ByteView sizeField) const
+    {
+        std::uint32_t other = m_version == 4 ? plainNumber(sizeField) : syncsafe32(sizeField);
+        const std::uint64_t content = place + FrameHeaderSize;
+        return other != size && isSyncsafe(sizeField) && !isFrame(content + size)
+            && (isFrame(content + other) || content + other == m_end);
     }
 
     const ByteSource& m_source;
