@@ -155,11 +155,14 @@ struct DateFrames {
     std::string year;
     std::string day;
     std::string time;
+    std::string recording; ///< v2.4's, where it stands in a tag of another version
     std::string release;
     std::string original; ///< of what was there before
 
     std::string text() const
     {
+        if (year.empty() && !recording.empty())
+            return recording;
         if (year.empty())
             return release.empty() ? original : release;
         if (year.size() != 4 || day.size() != 4)
@@ -175,6 +178,7 @@ void readDate(DateFrames& date, const TagFrame& frame)
     std::string* part = frame.id == "TYER" ? &date.year
         : frame.id == "TDAT"               ? &date.day
         : frame.id == "TIME"               ? &date.time
+        : frame.id == "TDRC"               ? &date.recording
         : frame.id == "TDRL"               ? &date.release
         : isOriginal                       ? &date.original
                                            : nullptr;

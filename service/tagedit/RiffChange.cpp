@@ -3,9 +3,9 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/TagLimits.h"
 #include "service/tagedit/Id3NewTag.h"
+#include "service/tagedit/RiffTexts.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <optional>
 
@@ -28,28 +28,6 @@ struct Chunk {
     std::uint64_t end() const { return contentEnd() + size % 2; }
 };
 
-struct TextRow {
-    TagKey key;
-    std::uint32_t id;
-};
-constexpr std::array InfoRows {
-    TextRow { TagKey::Title, fourCC("INAM") },
-    TextRow { TagKey::Album, fourCC("IPRD") },
-    TextRow { TagKey::Artist, fourCC("IART") },
-    TextRow { TagKey::Comment, fourCC("ICMT") },
-    TextRow { TagKey::Genre, fourCC("IGNR") },
-    TextRow { TagKey::Date, fourCC("ICRD") },
-    TextRow { TagKey::Composer, fourCC("IMUS") },
-    TextRow { TagKey::Track, fourCC("ITRK") },
-    TextRow { TagKey::Track, fourCC("IPRT") },
-    TextRow { TagKey::TrackTotal, fourCC("IFRM") },
-};
-constexpr std::array AiffRows {
-    TextRow { TagKey::Title, fourCC("NAME") },
-    TextRow { TagKey::Artist, fourCC("AUTH") },
-    TextRow { TagKey::Comment, fourCC("ANNO") },
-};
-
 /// Four printable characters.
 bool isName(std::uint32_t id)
 {
@@ -64,24 +42,6 @@ bool isName(std::uint32_t id)
 bool isId3(std::uint32_t id) { return id == fourCC("id3 ") || id == fourCC("ID3 "); }
 
 Error unsupported(const char* text) { return { Error::Kind::Unsupported, text }; }
-
-/// Where several values have one place.
-std::string joined(const TagChanges::Values& values)
-{
-    std::string text;
-    for (const std::string& value : values)
-        text += (text.empty() ? "" : "; ") + value;
-    return text;
-}
-
-template <class Rows> const TextRow* namedRow(const Rows& rows, std::uint32_t id, const TagChanges& changes)
-{
-    for (const TextRow& row : rows) {
-        if (row.id == id && changes.isNamed(row.key))
-            return &row;
-    }
-    return nullptr;
-}
 
 class RiffChange {
 public:
@@ -194,14 +154,12 @@ private:
         return charsOf(name) == "INFO";
     }
 
-    Result<bool> holdsTag(const Chunk& chunk) const
+    /// The form's own texts: an INFO list, or a text of AIFF's.
+    Result<bool> holdsTexts(const Chunk& chunk) const
     {
-        bool isText = m_form == RiffForm::Aiff
-            && std::any_of(AiffRows.begin(), AiffRows.end(), [&](const TextRow& row) { return row.id == chunk.id; });
-        if (isText || isId3(chunk.id))
-            return true;
-        return m_form == RiffForm::Wave ? isInfo(chunk) : Result<bool>(false);
+        return m_form == RiffForm::Wave ? isInfo(chunk) : Result<bool>(isAiffText(chunk.id));
     }
+    Result<bool> holdsTag(const Chunk& chunk) const { return isId3(chunk.id) ? Result<bool>(true) : holdsTexts(chunk); }
 
     Result<Bytes> contentOf(const Chunk& chunk) const
     {
@@ -219,64 +177,32 @@ private:
             if (!is)
                 continue;
             MV_TRY(content, contentOf(chunk));
-            replace(chunk, changedInfo(ByteView(content).subspan(4), changes, std::exchange(isFirst, false)));
+            auto list = changedInfoList(ByteView(content).subspan(4), changes, std::exchange(isFirst, false));
+            replace(chunk, listBytes(list));
         }
-        if (isFirst)
-            m_added = changedInfo({}, changes, true);
+        // Beside a tag a new list would have the changed texts alone, and FFmpeg would show no other any more.
+        bool hasTag = std::ranges::any_of(m_chunks, [](const Chunk& chunk) { return isId3(chunk.id); });
+        if (isFirst && !hasTag)
+            m_added = listBytes(changedInfoList({}, changes, true));
         return {};
     }
 
-    /// Nothing where it would be empty.
-    Bytes changedInfo(ByteView list, const TagChanges& changes, bool isFirst) const
+    Bytes listBytes(const Bytes& content) const
     {
-        Bytes content;
-        ByteWriter out(content);
-        out.text("INFO");
-        std::vector<TagKey> done;
-        ByteReader in(list);
-        while (in.remaining() >= ChunkHeader) {
-            std::uint32_t id = in.u32be();
-            ByteView text = in.take(std::min<std::size_t>(in.u32le(), in.remaining()));
-            in.skip(std::min<std::size_t>(text.size() % 2, in.remaining()));
-            const TextRow* row = namedRow(InfoRows, id, changes);
-            if (!row)
-                out.bytes(chunkBytes(id, text));
-            else if (isFirst)
-                putInfo(out, id, row->key, changes, done);
-        }
-        for (const TextRow& row : InfoRows) {
-            if (isFirst && changes.isNamed(row.key))
-                putInfo(out, row.id, row.key, changes, done);
-        }
-        return content.size() > 4 ? chunkBytes(fourCC("LIST"), content) : Bytes();
-    }
-
-    /// Texts end in a zero.
-    void putInfo(
-        ByteWriter& out, std::uint32_t id, TagKey key, const TagChanges& changes, std::vector<TagKey>& done) const
-    {
-        if (std::find(done.begin(), done.end(), key) != done.end())
-            return;
-        done.push_back(key);
-        std::string text = joined(*changes[key]);
-        if (text.empty())
-            return;
-        text += '\0';
-        out.bytes(chunkBytes(id, bytesOf(text)));
+        return content.empty() ? Bytes() : chunkBytes(fourCC("LIST"), content);
     }
 
     /// AIFF's own texts change where they are; the tag has them all.
     void changeTexts(const TagChanges& changes)
     {
-        std::vector<TagKey> done;
+        std::vector<std::uint32_t> done;
         for (const Chunk& chunk : m_chunks) {
-            const TextRow* row = namedRow(AiffRows, chunk.id, changes);
-            if (!row)
+            bool isFirst = std::ranges::find(done, chunk.id) == done.end();
+            auto text = changedAiffText(chunk.id, changes, isFirst);
+            if (!text)
                 continue;
-            bool isFirst = std::find(done.begin(), done.end(), row->key) == done.end();
-            std::string text = isFirst ? joined(*changes[row->key]) : std::string();
-            done.push_back(row->key);
-            replace(chunk, text.empty() ? Bytes() : chunkBytes(chunk.id, bytesOf(text)));
+            done.push_back(chunk.id);
+            replace(chunk, text->empty() ? Bytes() : chunkBytes(chunk.id, bytesOf(*text)));
         }
     }
 
@@ -297,9 +223,27 @@ private:
         MV_TRY(tag, changedId3(TagSet {}, changes));
         if (tag.frames.empty())
             return {};
-        Bytes chunk = chunkBytes(m_form == RiffForm::Wave ? fourCC("id3 ") : fourCC("ID3 "), id3TagBytes(tag, 0));
+        MV_TRY(texts, ownTexts());
+        MV_TRY(whole, changedId3(TagSet {}, withTexts(changes, texts)));
+        Bytes chunk = chunkBytes(m_form == RiffForm::Wave ? fourCC("id3 ") : fourCC("ID3 "), id3TagBytes(whole, 0));
         m_added.insert(m_added.end(), chunk.begin(), chunk.end());
         return {};
+    }
+
+    Result<std::vector<RiffText>> ownTexts() const
+    {
+        std::vector<RiffText> texts;
+        for (const Chunk& chunk : m_chunks) {
+            MV_TRY(isText, holdsTexts(chunk));
+            if (!isText)
+                continue;
+            MV_TRY(content, contentOf(chunk));
+            if (m_form == RiffForm::Wave)
+                addInfoTexts(ByteView(content).subspan(4), texts);
+            else
+                addAiffText(chunk.id, content, texts);
+        }
+        return texts;
     }
 
     Result<TagSet> tagsIn(const Chunk& chunk) const

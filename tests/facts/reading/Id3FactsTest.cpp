@@ -79,6 +79,22 @@ TEST(Id3Facts, DatesOfAllVersions)
         "1999");
 }
 
+// As several programs write it into tags whose version has it not.
+TEST(Id3Facts, TheDateOfALaterVersionCountsWhereThereIsNone)
+{
+    std::string later = id3Frame(3, "TDRC",
+        zeroed("\0"
+               "2011-03-04"));
+    EXPECT_EQ(textOf(song(3, later), fact::ContentCreated), "2011-03-04");
+    EXPECT_EQ(textOf(song(3,
+                         later
+                             + id3Frame(3, "TYER",
+                                 zeroed("\0"
+                                        "1999"))),
+                  fact::ContentCreated),
+        "1999");
+}
+
 TEST(Id3Facts, LyricsTempoCompilationAndTotals)
 {
     Facts facts = song(3,

@@ -1,5 +1,6 @@
 #include "service/tagedit/RiffChange.h"
 #include "tests/service/tagedit/EditedBytes.h"
+#include "tests/support/Mp3Maker.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,8 @@ namespace mv {
 namespace {
 
 using test::edited;
+using test::id3Frame;
+using test::id3Tag;
 using test::littleEndian;
 using test::titleChange;
 
@@ -53,6 +56,43 @@ TEST(RiffChange, TextsOfTheListThatAreNotNamedStay)
         = "INFO" + chunk("ISFT", "program\xff") + chunk("INAM", std::string("New\0", 4)) + chunk("IART", "Who");
     EXPECT_NE(made.find(chunk("LIST", changed)), std::string::npos);
     expectWholeForm(made);
+}
+
+// FFmpeg shows nothing of a tag beside a list.
+TEST(RiffChange, BesideATagNoListIsMade)
+{
+    std::string tag = id3Tag(4, id3Frame(4, "TIT2", "\3Old") + id3Frame(4, "TPE1", "\3Who"));
+    std::string made = edited(wave(Format + chunk("data", "12") + chunk("id3 ", tag)), titleChange("New"));
+    EXPECT_EQ(made.find("INFO"), std::string::npos);
+    EXPECT_NE(made.find("New"), std::string::npos);
+    EXPECT_NE(made.find("Who"), std::string::npos);
+    expectWholeForm(made);
+}
+
+// Who believes the tag does not look at the list.
+TEST(RiffChange, ANewTagHasWhatTheListSays)
+{
+    std::string list = "INFO" + chunk("INAM", "Old") + chunk("IART", "Who") + chunk("ICRD", "2001") + chunk("ITRK", "5")
+        + chunk("IPRT", "6") + chunk("IPRD", "\xB0\xA1\xB3\xAA\xB4\xD9") + chunk("IFRM", "many") + chunk("ISFT", "x");
+    std::string made = edited(wave(Format + chunk("LIST", list) + chunk("data", "12")), titleChange("New"));
+    std::string tag = made.substr(made.find("id3 "));
+    for (const char* text : { "TIT2", "New", "TPE1", "Who", "TDRC", "2001", "TRCK", "5", "TALB", "가나다" })
+        EXPECT_NE(tag.find(text), std::string::npos) << text;
+    EXPECT_EQ(tag.find("many"), std::string::npos);
+    // What goes makes no tag.
+    EXPECT_EQ(edited(wave(Format + chunk("LIST", list) + chunk("data", "12")), titleChange("")).find("id3 "),
+        std::string::npos);
+}
+
+TEST(RiffChange, ANewTagHasWhatTextsOfAiffSay)
+{
+    std::string sound = "AIFFSSND" + bigEndian(10) + std::string(10, '\0');
+    std::string texts = "NAME" + bigEndian(4) + "Old!" + "AUTH" + bigEndian(4) + "Who!";
+    std::string body = sound + texts;
+    std::string made = edited("FORM" + bigEndian(static_cast<std::uint32_t>(body.size())) + body, titleChange("New!"));
+    std::string tag = made.substr(made.find("ID3 "));
+    for (const char* text : { "TIT2", "New!", "TPE1", "Who!" })
+        EXPECT_NE(tag.find(text), std::string::npos) << text;
 }
 
 TEST(RiffChange, AnOddLastChunkWithoutItsEvenByteGetsIt)

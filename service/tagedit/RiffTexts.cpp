@@ -1,0 +1,179 @@
+#include "service/tagedit/RiffTexts.h"
+
+#include "Base/Core/ByteReader.h"
+#include "Base/Core/Text.h"
+#include "facts/reading/LegacyText.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace mv {
+
+namespace {
+
+constexpr std::size_t EntryHeader = 8;
+
+struct TextRow {
+    TagKey key;
+    std::uint32_t id;
+};
+constexpr std::array InfoRows {
+    TextRow { TagKey::Title, fourCC("INAM") },
+    TextRow { TagKey::Album, fourCC("IPRD") },
+    TextRow { TagKey::Artist, fourCC("IART") },
+    TextRow { TagKey::Comment, fourCC("ICMT") },
+    TextRow { TagKey::Genre, fourCC("IGNR") },
+    TextRow { TagKey::Date, fourCC("ICRD") },
+    TextRow { TagKey::Composer, fourCC("IMUS") },
+    TextRow { TagKey::Track, fourCC("ITRK") },
+    TextRow { TagKey::Track, fourCC("IPRT") },
+    TextRow { TagKey::TrackTotal, fourCC("IFRM") },
+};
+constexpr std::array AiffRows {
+    TextRow { TagKey::Title, fourCC("NAME") },
+    TextRow { TagKey::Artist, fourCC("AUTH") },
+    TextRow { TagKey::Comment, fourCC("ANNO") },
+};
+
+template <class Rows> const TextRow* rowOf(const Rows& rows, std::uint32_t id)
+{
+    auto row = std::ranges::find(rows, id, &TextRow::id);
+    return row == rows.end() ? nullptr : &*row;
+}
+
+/// Where several values have one place.
+std::string joined(const TagChanges::Values& values)
+{
+    std::string text;
+    for (const std::string& value : values)
+        text += (text.empty() ? "" : "; ") + value;
+    return text;
+}
+
+template <class Take> void eachEntry(ByteView list, const Take& take)
+{
+    ByteReader in(list);
+    while (in.remaining() >= EntryHeader) {
+        std::uint32_t id = in.u32be();
+        ByteView text = in.take(std::min<std::size_t>(in.u32le(), in.remaining()));
+        in.skip(std::min<std::size_t>(text.size() % 2, in.remaining()));
+        take(id, text);
+    }
+}
+
+void putEntry(ByteWriter& out, std::uint32_t id, ByteView text)
+{
+    out.u32be(id);
+    out.u32le(static_cast<std::uint32_t>(text.size()));
+    out.bytes(text);
+    out.zeros(text.size() % 2);
+}
+
+/// The values of each key once. Texts end in a zero.
+class NewEntries {
+public:
+    NewEntries(const TagChanges& changes, ByteWriter& out)
+        : m_changes(changes)
+        , m_out(out)
+    {
+    }
+    void put(const TextRow& row)
+    {
+        if (std::ranges::find(m_done, row.key) != m_done.end())
+            return;
+        m_done.push_back(row.key);
+        std::string text = joined(*m_changes[row.key]);
+        if (!text.empty())
+            putEntry(m_out, row.id, bytesOf(text + '\0'));
+    }
+
+private:
+    const TagChanges& m_changes;
+    ByteWriter& m_out;
+    std::vector<TagKey> m_done;
+};
+
+std::string untilZero(ByteView bytes)
+{
+    std::string_view text = charsOf(bytes);
+    return std::string(text.substr(0, text.find('\0')));
+}
+
+/// Not of a key whose values have a form that this one has not.
+bool mayBe(TagKey key, const std::string& value)
+{
+    if (key == TagKey::Date)
+        return isTagDate(value);
+    if (key != TagKey::Track && key != TagKey::TrackTotal)
+        return !value.empty();
+    std::int32_t number = 0;
+    const char* last = value.data() + value.size();
+    auto [end, error] = std::from_chars(value.data(), last, number);
+    return error == std::errc {} && end == last && number > 0 && number <= MaxTagNumber;
+}
+
+} // namespace
+
+Bytes changedInfoList(ByteView list, const TagChanges& changes, bool isFirst)
+{
+    Bytes content;
+    ByteWriter out(content);
+    out.text("INFO");
+    const std::size_t empty = content.size();
+    NewEntries entries(changes, out);
+    eachEntry(list, [&](std::uint32_t id, ByteView text) {
+        const TextRow* row = rowOf(InfoRows, id);
+        if (!row || !changes.isNamed(row->key))
+            putEntry(out, id, text);
+        else if (isFirst)
+            entries.put(*row);
+    });
+    for (const TextRow& row : InfoRows) {
+        if (isFirst && changes.isNamed(row.key))
+            entries.put(row);
+    }
+    return content.size() > empty ? content : Bytes();
+}
+
+std::optional<std::string> changedAiffText(std::uint32_t id, const TagChanges& changes, bool isFirst)
+{
+    const TextRow* row = rowOf(AiffRows, id);
+    if (!row || !changes.isNamed(row->key))
+        return std::nullopt;
+    return isFirst ? joined(*changes[row->key]) : std::string();
+}
+
+bool isAiffText(std::uint32_t id) { return rowOf(AiffRows, id); }
+
+void addInfoTexts(ByteView list, std::vector<RiffText>& texts)
+{
+    eachEntry(list, [&](std::uint32_t id, ByteView text) {
+        if (const TextRow* row = rowOf(InfoRows, id))
+            texts.push_back({ row->key, untilZero(text) });
+    });
+}
+
+void addAiffText(std::uint32_t id, ByteView content, std::vector<RiffText>& texts)
+{
+    if (const TextRow* row = rowOf(AiffRows, id))
+        texts.push_back({ row->key, untilZero(content) });
+}
+
+TagChanges withTexts(const TagChanges& changes, const std::vector<RiffText>& texts)
+{
+    std::string together;
+    for (const RiffText& each : texts)
+        together += each.text + '\n';
+    const Charset charset = guessedCharset(bytesOf(together));
+    TagChanges all = changes;
+    for (const RiffText& each : texts) {
+        bool isUtf8 = isValidUtf8(each.text);
+        std::string value = isUtf8 ? each.text : utf8FromCharset(charset, bytesOf(each.text));
+        if (!all.isNamed(each.key) && mayBe(each.key, value))
+            all[each.key] = TagChanges::Values { std::move(value) };
+    }
+    return all;
+}
+
+} // namespace mv
