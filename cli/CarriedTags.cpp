@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "cli/MetadataUpdate.h"
+#include "facts/Facts.h"
 #include "mp4/Tags.h"
 #include "system/FileReplacement.h"
 
@@ -109,8 +110,13 @@ MP4ItmfItemList itemsWith(const SongTags& tags, const MP4ItmfItemList& before)
             field.set(fields, text);
     }
     setNumbers(fields, tags);
-    for (const SongCover& cover : tags.covers)
-        MP4TagsAddArtwork(fields, { cover.data, artworkType(cover.mimeType) });
+    // The list says of no picture what it shows: the first one counts.
+    for (bool isFront : { true, false }) {
+        for (const SongCover& cover : tags.covers) {
+            if ((cover.type == FrontCoverType) == isFront)
+                MP4TagsAddArtwork(fields, { cover.data, artworkType(cover.mimeType) });
+        }
+    }
     MP4ItmfItemList items = itemsWithTags(before, fields);
     for (const auto& [name, text] : tags.texts) {
         if (!hasFieldOfItsOwn(name))

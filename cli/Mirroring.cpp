@@ -46,6 +46,15 @@ Result<void> copyFile(const std::string& from, const std::string& to)
     return target->commit();
 }
 
+/// Only lossless formats have so many bits a sample. Of some of them nothing here decodes the sound.
+bool isLosslessSound(const Facts& facts)
+{
+    constexpr std::string_view NotDecoded[] { "audio/x-wavpack", "audio/x-ape", "audio/x-tta" };
+    const auto* type = facts.get<std::string>(fact::MimeType);
+    return facts.contains(fact::BitsPerSample)
+        && (!type || std::ranges::find(NotDecoded, *type) == std::end(NotDecoded));
+}
+
 /// A file that is to be in the mirror.
 struct Wanted {
     MirrorFile file;
@@ -193,8 +202,7 @@ private:
             m_unread.insert(file.path);
             return fail(sourcePath(file), facts.error());
         }
-        // Only lossless formats have so many bits a sample.
-        bool isEncoded = !isCover && facts->contains(fact::BitsPerSample);
+        bool isEncoded = !isCover && isLosslessSound(*facts);
         Wanted wanted { file, isEncoded ? withEnding(file.path, m_order.ending) : file.path, isEncoded };
         auto [other, isFirst] = m_names.emplace(wanted.to, file.path);
         if (!isFirst)

@@ -3,6 +3,7 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
+#include "cli/MediaPicture.h"
 #include "cli/PictureFile.h"
 #include "cli/RecordText.h"
 #include "cli/UprightThumbnail.h"
@@ -65,7 +66,7 @@ void addPhotoTexts(SheetCard& card, const Record& record)
         card.subtitle += (card.subtitle.empty() ? "" : ", ") + localDate(*taken).substr(0, 10);
 }
 
-/// Pictures are asked for in the size of the page; songs and videos have theirs in the record.
+/// Pictures are asked for in the size of the page.
 std::optional<Bytes> pictureOf(
     ServiceBus& bus, const Path& path, SheetCard::Kind kind, const Record& record, Orientation orientation)
 {
@@ -74,11 +75,8 @@ std::optional<Bytes> pictureOf(
         if (thumbnail && *thumbnail)
             return std::move(**thumbnail);
     }
-    for (std::string_view key : { MediaDBMusicColumnAlbumArt, MediaDBVideoColumnImage }) {
-        if (const Bytes* data = record.data(key))
-            return *data;
-    }
-    return std::nullopt;
+    auto picture = pictureOfMedia(bus, path, record);
+    return picture ? std::move(*picture) : std::nullopt;
 }
 
 } // namespace

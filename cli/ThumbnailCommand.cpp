@@ -1,10 +1,10 @@
 #include "Base/Core/Text.h"
-#include "Base/Media/MediaDB.h"
 #include "cli/Command.h"
 #include "cli/Destination.h"
 #include "cli/FactBatches.h"
 #include "cli/InputPath.h"
 #include "cli/JobOptions.h"
+#include "cli/MediaPicture.h"
 #include "cli/Output.h"
 #include "cli/PictureDecoding.h"
 #include "cli/PictureFile.h"
@@ -91,17 +91,13 @@ Result<Bytes> thumbnailOfPicture(ServiceBus& bus, const Path& path, const Wish& 
     return std::move(*tiff);
 }
 
-/// Cover art and video frames come with the file's record, in the size that the services give them.
 Result<Bytes> thumbnailOfMedia(ServiceBus& bus, const Path& path)
 {
     MV_TRY(record, describeFile(bus, path));
-    if (record) {
-        for (std::string_view key : { MediaDBMusicColumnAlbumArt, MediaDBVideoColumnImage }) {
-            if (const Bytes* data = record->data(key))
-                return *data;
-        }
-    }
-    return Error { Error::Kind::NotFound, "has no picture" };
+    MV_TRY(picture, pictureOfMedia(bus, path, record.value_or(Record {})));
+    if (!picture)
+        return Error { Error::Kind::NotFound, "has no picture" };
+    return std::move(*picture);
 }
 
 Result<Bytes> thumbnailOf(ServiceBus& bus, const Path& path, const Wish& wish)

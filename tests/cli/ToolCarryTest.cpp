@@ -189,6 +189,20 @@ TEST_F(ToolCarry, OfNumbersAndDatesTheFirstCounts)
     EXPECT_THAT(test::outputOf("ffprobe -v error -show_entries format_tags=disc " + m4a), HasSubstr("disc=1\n"));
 }
 
+// Of an MPEG-4 file's pictures programs show the first.
+TEST_F(ToolCarry, TheFrontCoverComesFirst)
+{
+    std::string song = tone("a.flac", 1);
+    const std::string write = "import sys; from mutagen.flac import FLAC, Picture; s=FLAC(sys.argv[1])\n"
+                              "for kind, data in ((4, b'back'), (3, open(sys.argv[2], 'rb').read())):\n"
+                              "  p=Picture(); p.type=kind; p.mime='image/png'; p.data=data; s.add_picture(p)\n"
+                              "s['title']='T'; s.save()";
+    ASSERT_EQ(test::run("/usr/bin/python3 -c " + test::shellQuoted(write) + " " + song + " " + m_cover), 0);
+    std::string m4a = m_logs.file("a.m4a");
+    ASSERT_EQ(tool("convert " + song + " " + m4a).status, 0);
+    EXPECT_EQ(tagsOf(m4a), "T|-|-|-|-|-|- ['whole', 'other']\n");
+}
+
 TEST_F(ToolCarry, ANumberWithoutRoomIsNoSmallerOne)
 {
     std::string song = made("a.mp3", "-f lavfi -i sine=duration=1 -metadata title=T -metadata track=20160531");

@@ -48,6 +48,7 @@ TEST_F(ToolMirror, EncodesWhatIsLosslessAndCopiesTheRest)
     song("B/4.m4a", "-c:a aac");
     song("B/5.ogg", "-c:a libvorbis");
     song("6.mp3");
+    song("7.wv"); // which nothing here decodes
     made("lib/A/cover.jpg", "-f lavfi -i testsrc=size=64x48 -frames:v 1");
     made("lib/A/photo.jpg", "-f lavfi -i testsrc=size=64x48 -frames:v 1");
     m_folder.write("lib/.hidden.mp3", std::string_view("x"));
@@ -55,16 +56,16 @@ TEST_F(ToolMirror, EncodesWhatIsLosslessAndCopiesTheRest)
     Outcome first = mirror();
     EXPECT_EQ(first.status, 0) << first.err;
     EXPECT_THAT(first.out, HasSubstr("encoded  A/1.mp3\n"));
-    EXPECT_THAT(first.out, EndsWith("3 encoded, 4 copied, 0 unchanged, 0 removed, 0 failed\n"));
-    EXPECT_EQ(names(), "./6.mp3 ./A ./A/1.mp3 ./A/2.mp3 ./A/cover.jpg ./B ./B/3.mp3 ./B/4.m4a ./B/5.ogg ");
+    EXPECT_THAT(first.out, EndsWith("3 encoded, 5 copied, 0 unchanged, 0 removed, 0 failed\n"));
+    EXPECT_EQ(names(), "./6.mp3 ./7.wv ./A ./A/1.mp3 ./A/2.mp3 ./A/cover.jpg ./B ./B/3.mp3 ./B/4.m4a ./B/5.ogg ");
     EXPECT_EQ(probe("A/1.mp3", "stream=codec_name,bit_rate"), "mp3\n192000\n");
     EXPECT_EQ(probe("A/1.mp3", "format_tags=title,artist,REPLAYGAIN_TRACK_GAIN"), "One\n-3 dB\nTone\n");
     EXPECT_EQ(test::readFile(m_folder.file("phone/B/5.ogg")), test::readFile(m_folder.file("lib/B/5.ogg")));
     Outcome second = mirror();
     EXPECT_EQ(second.status, 0) << second.err;
-    EXPECT_EQ(second.out, "0 encoded, 0 copied, 7 unchanged, 0 removed, 0 failed\n");
+    EXPECT_EQ(second.out, "0 encoded, 0 copied, 8 unchanged, 0 removed, 0 failed\n");
     // Another rate makes encoded files anew, and no copies.
-    EXPECT_THAT(mirror("--bitrate 128").out, EndsWith("3 encoded, 0 copied, 4 unchanged, 0 removed, 0 failed\n"));
+    EXPECT_THAT(mirror("--bitrate 128").out, EndsWith("3 encoded, 0 copied, 5 unchanged, 0 removed, 0 failed\n"));
     EXPECT_EQ(probe("A/1.mp3", "stream=bit_rate"), "128000\n");
 }
 

@@ -37,6 +37,22 @@ TEST_F(ToolOnBus, ThumbnailsOfEveryForm)
     EXPECT_THAT(tool("thumbnail --show " + tone("a.wav")).err, HasSubstr("has no picture"));
 }
 
+// The classic services give no picture of it.
+TEST_F(ToolOnBus, ACoverOfFlacIsShownAsAnyOther)
+{
+    std::string cover = picture("cover.png");
+    std::string song = m_folder.file("a.flac");
+    ASSERT_EQ(test::run("ffmpeg -nostdin -v error -f lavfi -i sine=duration=0.5 -i " + cover
+                  + " -map 0 -map 1 -c:v copy -disposition:v attached_pic " + song),
+        0);
+    std::string made = m_logs.file("t.png");
+    EXPECT_EQ(tool("thumbnail " + song + " " + made).status, 0);
+    EXPECT_EQ(
+        test::outputOf("ffprobe -loglevel error -show_entries stream=codec_name,width,height -of csv=p=0 " + made),
+        "png,64,48\n");
+    EXPECT_THAT(tool("thumbnail --show --protocol kitty " + song).out, StartsWith("\033_Gf=100"));
+}
+
 TEST_F(ToolOnBus, AThumbnailTooLargeForAnAnswerIsToldSo)
 {
     Outcome outcome = tool("thumbnail --size 4000x4000 " + picture("a.png") + " " + m_folder.file("t.png"));
