@@ -194,6 +194,28 @@ Bytes withCounts(ByteView end, std::size_t itemBytes, std::uint32_t count)
     return bytes;
 }
 
+// Lyrics3
+
+struct LyricsField {
+    std::string_view name;
+    TagKey key;
+};
+constexpr std::array LyricsFields {
+    LyricsField { "ETT", TagKey::Title },
+    LyricsField { "EAR", TagKey::Artist },
+    LyricsField { "EAL", TagKey::Album },
+    LyricsField { "INF", TagKey::Comment },
+};
+constexpr std::string_view LyricsBegin = "LYRICSBEGIN";
+constexpr std::string_view LyricsEnd = "LYRICS200";
+constexpr std::size_t LyricsSizeDigits = 6; // in front of the closing mark, of everything before them
+
+bool isNamedLyricsField(std::string_view name, const TagChanges& changes)
+{
+    auto row = std::ranges::find(LyricsFields, name, &LyricsField::name);
+    return row != LyricsFields.end() && changes.isNamed(row->key);
+}
+
 } // namespace
 
 Bytes changedId3v1(Bytes tag, const TagChanges& changes)
@@ -237,6 +259,36 @@ std::optional<Bytes> changedApe(ByteView tag, const TagChanges& changes)
     out.bytes(change.items);
     out.bytes(withCounts(tag.last(HeaderSize), change.items.size(), change.count));
     return bytes;
+}
+
+std::optional<Bytes> changedLyrics3(ByteView block, const TagChanges& changes)
+{
+    const std::size_t frame = LyricsBegin.size() + LyricsSizeDigits + LyricsEnd.size();
+    if (block.size() < frame || !charsOf(block).starts_with(LyricsBegin) || !charsOf(block).ends_with(LyricsEnd))
+        return std::nullopt;
+    const ByteView content = block.subspan(LyricsBegin.size(), block.size() - frame);
+    std::string left(LyricsBegin);
+    bool isChanged = false;
+    for (ByteReader reader(content); !reader.atEnd();) {
+        ByteView header = reader.take(8); // a name of three letters, five digits
+        std::string_view digits = charsOf(header).substr(std::min<std::size_t>(3, header.size()));
+        if (reader.failed() || digits.find_first_not_of("0123456789") != std::string_view::npos)
+            return std::nullopt;
+        ByteView text = reader.take(static_cast<std::size_t>(leadingInteger(digits)));
+        if (reader.failed())
+            return std::nullopt;
+        if (isNamedLyricsField(charsOf(header).substr(0, 3), changes))
+            isChanged = true;
+        else
+            (left += charsOf(header)) += charsOf(text);
+    }
+    if (!isChanged)
+        return std::nullopt;
+    if (left.size() == LyricsBegin.size())
+        return Bytes();
+    left += formatText("%06zu", left.size()) + std::string(LyricsEnd);
+    ByteView bytes = bytesOf(left);
+    return Bytes(bytes.begin(), bytes.end());
 }
 
 } // namespace mv

@@ -15,4 +15,8 @@ Bytes changedId3v1(Bytes tag, const TagChanges& changes);
 /// cannot be read. Empty where nothing is left in it.
 std::optional<Bytes> changedApe(ByteView tag, const TagChanges& changes);
 
+/// A Lyrics3 block of version 2 without the texts of what is named: its title, artist, album and note stand beside tags
+/// that have them. Nothing where it has none of them, or cannot be read. Empty where nothing is left in it.
+std::optional<Bytes> changedLyrics3(ByteView block, const TagChanges& changes);
+
 } // namespace mv

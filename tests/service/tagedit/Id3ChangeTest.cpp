@@ -1,4 +1,6 @@
 #include "service/tagedit/Id3Change.h"
+
+#include "Base/Core/Text.h"
 #include "tests/service/tagedit/EditedBytes.h"
 #include "tests/support/Mp3Maker.h"
 
@@ -152,6 +154,30 @@ TEST(Id3Change, OldTagsSayNothingElse)
     EXPECT_EQ(tags->id3v1->track, 3);
     EXPECT_EQ(tags->id3v1->genre, 255);
     EXPECT_NE(framesOf(made).find("Artist"), std::string::npos) << "whoever reads the new tag reads no other";
+}
+
+std::string lyrics3(const std::string& fields)
+{
+    std::string block = "LYRICSBEGIN" + fields;
+    return block + formatText("%06zu", block.size()) + "LYRICS200";
+}
+
+TEST(Id3Change, TextsOfLyrics3SayNothingElse)
+{
+    const std::string v1 = "TAG" + std::string(124, '\0') + '\xFF';
+    const std::string title = "ETT00003Old";
+    const std::string rest = "IND0000210LYR00002la";
+    const std::string file = Sound + lyrics3(rest + title) + v1;
+    std::string made = edited(file, titleChange("New"));
+    EXPECT_TRUE(made.ends_with(Sound + lyrics3(rest) + v1.substr(0, 3) + "New" + v1.substr(6)));
+    EXPECT_TRUE(edited(file, titleChange("")) == Sound + lyrics3(rest) + v1);
+    EXPECT_TRUE(edited(Sound + lyrics3(title) + v1, titleChange("")) == Sound + v1);
+    TagChanges album;
+    album[TagKey::Album] = { "Album" };
+    EXPECT_NE(edited(file, album).find(lyrics3(rest + title)), std::string::npos);
+    // One that cannot be read stays.
+    const std::string odd = lyrics3("ETT0000xOld");
+    EXPECT_TRUE(edited(Sound + odd + v1, titleChange("")) == Sound + odd + v1);
 }
 
 } // namespace
