@@ -7,11 +7,20 @@ namespace mv {
 
 namespace {
 
-constexpr std::size_t BeginSize = 11; // "LYRICSBEGIN"
-constexpr std::size_t EndSize = 9; // "LYRICS200", "LYRICSEND"
-constexpr std::size_t SizeDigits = 6;
+constexpr std::string_view Begin = "LYRICSBEGIN";
+constexpr std::string_view End = "LYRICS200"; // of version 2; of version 1 as long
+constexpr std::size_t SizeDigits = 6; // in front of version 2's end, of all bytes before them
+constexpr std::size_t NameLetters = 3;
+constexpr std::size_t FieldDigits = 5;
 
 Bytes copied(ByteView text) { return { text.begin(), text.end() }; }
+
+/// What stands between the marks.
+ByteView contentOf(ByteView block, bool isVersion2)
+{
+    const std::size_t around = Begin.size() + End.size() + (isVersion2 ? SizeDigits : 0);
+    return block.size() < around ? ByteView() : block.subspan(Begin.size(), block.size() - around);
+}
 
 void takeField(Lyrics3Tag& tag, std::string_view name, ByteView content)
 {
@@ -23,36 +32,57 @@ void takeField(Lyrics3Tag& tag, std::string_view name, ByteView content)
         tag.album = copied(content);
     else if (name == "INF")
         tag.information = copied(content);
-    else if (name == "LYR")
+    else if (name == "LYR" && !tag.hasLyrics) {
         tag.hasLyrics = true;
-    else if (name == "IND")
+        tag.lyrics = copied(content);
+    } else if (name == "IND")
         tag.lyricsHaveTimes = content.size() > 1 && content[1] == '1';
 }
 
 } // namespace
 
+Lyrics3Fields Lyrics3Fields::of(ByteView block)
+{
+    Lyrics3Fields all;
+    ByteView rest = contentOf(block, true);
+    while (rest.size() >= NameLetters + FieldDigits) {
+        std::string_view name = charsOf(rest.first(NameLetters));
+        std::string_view digits = charsOf(rest.subspan(NameLetters, FieldDigits));
+        ByteView behind = rest.subspan(NameLetters + FieldDigits);
+        auto size = static_cast<std::size_t>(leadingInteger(digits));
+        if (digits.find_first_not_of("0123456789") != std::string_view::npos || size > behind.size())
+            return all;
+        all.fields.push_back({ name, behind.first(size), rest.first(NameLetters + FieldDigits + size) });
+        rest = behind.subspan(size);
+    }
+    all.isWhole = rest.empty();
+    return all;
+}
+
+Bytes Lyrics3Fields::block() const
+{
+    if (fields.empty())
+        return {};
+    Bytes bytes;
+    ByteWriter out(bytes);
+    out.text(Begin);
+    for (const Lyrics3Field& field : fields)
+        out.bytes(field.stored);
+    out.text(formatText("%0*zu", static_cast<int>(SizeDigits), bytes.size()));
+    out.text(End);
+    return bytes;
+}
+
 Lyrics3Tag Lyrics3Tag::parse(ByteView block, bool isVersion2)
 {
     Lyrics3Tag tag;
-    std::size_t frame = BeginSize + EndSize + (isVersion2 ? SizeDigits : 0);
-    if (block.size() < frame)
-        return tag;
-    ByteView content = block.subspan(BeginSize, block.size() - frame);
     if (!isVersion2) {
-        tag.hasLyrics = !content.empty();
+        tag.lyrics = copied(contentOf(block, false));
+        tag.hasLyrics = !tag.lyrics.empty();
         return tag;
     }
-    // Fields of a three-letter name, five digits and so many bytes.
-    ByteReader reader(content);
-    while (!reader.failed() && !reader.atEnd()) {
-        std::string_view name = charsOf(reader.take(3));
-        std::string_view digits = charsOf(reader.take(5));
-        if (digits.find_first_not_of("0123456789") != std::string_view::npos)
-            break;
-        ByteView field = reader.take(static_cast<std::size_t>(leadingInteger(digits)));
-        if (!reader.failed())
-            takeField(tag, name, field);
-    }
+    for (const Lyrics3Field& field : Lyrics3Fields::of(block).fields)
+        takeField(tag, field.name, field.content);
     return tag;
 }
 

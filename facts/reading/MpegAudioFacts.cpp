@@ -17,30 +17,6 @@ namespace mv {
 
 namespace {
 
-/// The lyrics of a block: all of it in version 1, the field LYR of version 2 (three letters, five digits, the text).
-ByteView lyricsOf(ByteView block, bool isVersion2)
-{
-    constexpr std::size_t BeginSize = std::string_view("LYRICSBEGIN").size();
-    constexpr std::size_t EndSize = std::string_view("LYRICSEND").size();
-    constexpr std::size_t FieldHeader = 3 + 5;
-    if (block.size() < BeginSize + EndSize)
-        return {};
-    ByteView rest = block.subspan(BeginSize);
-    if (!isVersion2)
-        return rest.first(rest.size() - EndSize);
-    while (rest.size() > FieldHeader) {
-        std::string_view name = charsOf(rest.first(3));
-        auto size = static_cast<std::size_t>(std::max(0, leadingInteger(charsOf(rest.subspan(3, 5)))));
-        rest = rest.subspan(FieldHeader);
-        if (size > rest.size())
-            return {};
-        if (name == "LYR")
-            return rest.first(size);
-        rest = rest.subspan(size);
-    }
-    return {};
-}
-
 void addLyrics3(TagSink& sink, const TagSet& tags, const ByteSource& source)
 {
     auto block = source.bytesAt(tags.lyrics3->offset, tags.lyrics3->size);
@@ -52,7 +28,7 @@ void addLyrics3(TagSink& sink, const TagSet& tags, const ByteSource& source)
     sink.texts.addLegacy(TagField::Artist, lyrics.artist);
     sink.texts.addLegacy(TagField::Album, lyrics.album);
     sink.texts.addLegacy(TagField::Comment, lyrics.information);
-    sink.texts.addLegacy(TagField::Lyrics, lyricsOf(*block, tags.lyrics3IsVersion2));
+    sink.texts.addLegacy(TagField::Lyrics, lyrics.lyrics);
 }
 
 void addTags(TagSink& sink, const TagSet& tags, const ByteSource& source)

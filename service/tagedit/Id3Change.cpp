@@ -61,7 +61,7 @@ Result<Splices> id3Splices(const ByteSource& file, const TagSet& tags, const Tag
         if (auto changed = changedApe(old, changes))
             splices.push_back({ ape->offset, ape->size, std::move(*changed) });
     }
-    if (tags.lyrics3) {
+    if (tags.lyrics3 && tags.lyrics3IsVersion2) {
         MV_TRY(old, file.bytesAt(tags.lyrics3->offset, static_cast<std::size_t>(tags.lyrics3->size)));
         if (auto changed = changedLyrics3(old, changes))
             splices.push_back({ tags.lyrics3->offset, tags.lyrics3->size, std::move(*changed) });

@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "Base/Media/GenreTable.h"
+#include "id3/Lyrics3Tag.h"
 #include "service/tagedit/PlaceText.h"
 
 #include <algorithm>
@@ -206,9 +207,6 @@ constexpr std::array LyricsFields {
     LyricsField { "EAL", TagKey::Album },
     LyricsField { "INF", TagKey::Comment },
 };
-constexpr std::string_view LyricsBegin = "LYRICSBEGIN";
-constexpr std::string_view LyricsEnd = "LYRICS200";
-constexpr std::size_t LyricsSizeDigits = 6; // in front of the closing mark, of everything before them
 
 bool isNamedLyricsField(std::string_view name, const TagChanges& changes)
 {
@@ -263,32 +261,11 @@ std::optional<Bytes> changedApe(ByteView tag, const TagChanges& changes)
 
 std::optional<Bytes> changedLyrics3(ByteView block, const TagChanges& changes)
 {
-    const std::size_t frame = LyricsBegin.size() + LyricsSizeDigits + LyricsEnd.size();
-    if (block.size() < frame || !charsOf(block).starts_with(LyricsBegin) || !charsOf(block).ends_with(LyricsEnd))
+    auto all = Lyrics3Fields::of(block);
+    auto isNamed = [&](const Lyrics3Field& field) { return isNamedLyricsField(field.name, changes); };
+    if (!all.isWhole || std::erase_if(all.fields, isNamed) == 0)
         return std::nullopt;
-    const ByteView content = block.subspan(LyricsBegin.size(), block.size() - frame);
-    std::string left(LyricsBegin);
-    bool isChanged = false;
-    for (ByteReader reader(content); !reader.atEnd();) {
-        ByteView header = reader.take(8); // a name of three letters, five digits
-        std::string_view digits = charsOf(header).substr(std::min<std::size_t>(3, header.size()));
-        if (reader.failed() || digits.find_first_not_of("0123456789") != std::string_view::npos)
-            return std::nullopt;
-        ByteView text = reader.take(static_cast<std::size_t>(leadingInteger(digits)));
-        if (reader.failed())
-            return std::nullopt;
-        if (isNamedLyricsField(charsOf(header).substr(0, 3), changes))
-            isChanged = true;
-        else
-            (left += charsOf(header)) += charsOf(text);
-    }
-    if (!isChanged)
-        return std::nullopt;
-    if (left.size() == LyricsBegin.size())
-        return Bytes();
-    left += formatText("%06zu", left.size()) + std::string(LyricsEnd);
-    ByteView bytes = bytesOf(left);
-    return Bytes(bytes.begin(), bytes.end());
+    return all.block();
 }
 
 } // namespace mv
