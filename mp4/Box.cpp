@@ -75,6 +75,16 @@ ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count
     return reader.peek(box.payloadOffset(), static_cast<std::size_t>(length));
 }
 
+std::optional<Box> findMovieBox(StructureReader& reader, std::uint64_t firstBox)
+{
+    BoxWalker walker(reader, firstBox, reader.size());
+    while (auto box = walker.next()) {
+        if (box->type == fourCC("moov") && !box->overruns)
+            return box;
+    }
+    return std::nullopt;
+}
+
 std::uint64_t firstBoxOffset(StructureReader& reader)
 {
     constexpr std::size_t TagHeaderSize = 10;

@@ -71,4 +71,7 @@ ByteView payloadStart(StructureReader& reader, const Box& box, std::size_t count
 /// audio conversion, so that readers of either kind of tag find one.
 std::uint64_t firstBoxOffset(StructureReader& reader);
 
+/// The first movie box that does not overrun the file, of the boxes from `firstBox` on.
+std::optional<Box> findMovieBox(StructureReader& reader, std::uint64_t firstBox);
+
 } // namespace mv

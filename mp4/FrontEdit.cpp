@@ -7,16 +7,6 @@ namespace mv {
 
 namespace {
 
-std::optional<Box> findMovieBox(StructureReader& reader, std::uint64_t begin)
-{
-    BoxWalker walker(reader, begin, reader.size());
-    while (auto box = walker.next()) {
-        if (box->type == fourCC("moov") && !box->overruns)
-            return box;
-    }
-    return std::nullopt;
-}
-
 /// The movie box and the other places that hold offsets.
 Result<std::vector<Patch>> movedOffsets(StructureReader& reader, std::uint64_t first, std::uint64_t delta)
 {

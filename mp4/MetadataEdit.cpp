@@ -234,8 +234,8 @@ bool MetadataEdit::isRepeated(StructureReader& reader) const
 {
     if (m_alone.empty())
         return false;
-    auto facts = readMovieFacts(reader);
-    return facts && !repeatedFields(reader, facts->metaBox, facts->userDataBoxes, m_alone).empty();
+    auto movie = findMovieBox(reader, firstBoxOffset(reader));
+    return movie && !repeatedFields(reader, *movie, m_alone).empty();
 }
 
 Result<std::optional<FileContent>> MetadataEdit::plan(StructureReader current)

@@ -178,8 +178,7 @@ void MoovEditor::hideRepeated(std::span<const std::uint32_t> codes)
     auto movie = BoxWalker(reader, 0, m_bytes.size()).next();
     if (!movie)
         return;
-    auto userData = findChildren(reader, *movie, fourCC("udta"));
-    for (const Box& box : repeatedFields(reader, findChild(reader, *movie, fourCC("meta")), userData, codes)) {
+    for (const Box& box : repeatedFields(reader, *movie, codes)) {
         auto begin = m_bytes.begin() + static_cast<std::ptrdiff_t>(box.offset);
         std::ranges::copy(std::string_view("free"), begin + 4);
         std::fill(

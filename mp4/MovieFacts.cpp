@@ -68,17 +68,10 @@ std::optional<Date> dateFromMovieTime(std::uint64_t seconds)
 Result<MovieFacts> readMovieFacts(StructureReader& reader)
 {
     MovieFacts facts;
-    bool found = false;
-    BoxWalker walker(reader, firstBoxOffset(reader), reader.size());
-    while (auto box = walker.next()) {
-        found = box->type == fourCC("moov") && !box->overruns;
-        if (found) {
-            facts.movieBox = *box;
-            break;
-        }
-    }
-    if (!found)
+    auto movie = findMovieBox(reader, firstBoxOffset(reader));
+    if (!movie)
         return Error { Error::Kind::Format, "no movie box" };
+    facts.movieBox = *movie;
     MV_TRY_VOID(readMovieHeader(reader, facts));
     BoxWalker children(reader, facts.movieBox);
     while (auto box = children.next()) {

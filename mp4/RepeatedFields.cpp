@@ -69,12 +69,12 @@ std::uint32_t itemOfUserData(std::uint32_t type)
     return row == MobileBoxes.end() ? 0 : row->item;
 }
 
-std::vector<Box> repeatedFields(StructureReader& reader, const std::optional<Box>& metaBox,
-    const std::vector<Box>& userData, std::span<const std::uint32_t> items)
+std::vector<Box> repeatedFields(StructureReader& reader, const Box& movie, std::span<const std::uint32_t> items)
 {
     std::vector<Box> boxes;
     auto isOneOf = [&](std::uint32_t item) { return std::ranges::find(items, item) != items.end(); };
-    for (const KeyedItem& item : keyedItems(reader, metaBox, userData)) {
+    const auto userData = findChildren(reader, movie, fourCC("udta"));
+    for (const KeyedItem& item : keyedItems(reader, findChild(reader, movie, fourCC("meta")), userData)) {
         if (item.key != MomentOfRecording && isOneOf(itemOfKey(item.key)))
             boxes.push_back(item.box);
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mp4/MovieFacts.h"
+#include "mp4/Box.h"
 
 #include <span>
 #include <string_view>
@@ -16,9 +16,8 @@ std::uint32_t itemOfKey(std::string_view key);
 /// The same of a box in user data: '\251nam' of itself and of 'titl'.
 std::uint32_t itemOfUserData(std::uint32_t type);
 
-/// The boxes that say what items of these codes say. The moment of a recording ("creationdate") is none of them: it is
-/// not what a list's date is set to.
-std::vector<Box> repeatedFields(StructureReader& reader, const std::optional<Box>& metaBox,
-    const std::vector<Box>& userData, std::span<const std::uint32_t> items);
+/// The boxes in a movie box that say what items of these codes say. The moment of a recording ("creationdate") is none
+/// of them: it is not what a list's date is set to.
+std::vector<Box> repeatedFields(StructureReader& reader, const Box& movie, std::span<const std::uint32_t> items);
 
 } // namespace mv

@@ -62,11 +62,10 @@ TEST(RepeatedFields, AreKeysAndTextsOfUserData)
 {
     Bytes file = makeMp4(everywhere()).bytes;
     StructureReader reader { ByteView(file) };
-    auto facts = readMovieFacts(reader);
-    ASSERT_TRUE(facts);
-    auto count = [&](std::initializer_list<std::uint32_t> items) {
-        return repeatedFields(reader, facts->metaBox, facts->userDataBoxes, items).size();
-    };
+    auto movie = findMovieBox(reader, 0);
+    ASSERT_TRUE(movie);
+    auto count
+        = [&](std::initializer_list<std::uint32_t> items) { return repeatedFields(reader, *movie, items).size(); };
     EXPECT_EQ(count({ Title }), 5u);
     EXPECT_EQ(count({ Day }), 1u); // the moment of the recording stays
     EXPECT_EQ(count({ Title, Day }), 6u);
