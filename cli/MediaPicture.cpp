@@ -19,7 +19,7 @@ Result<std::optional<Bytes>> pictureOfMedia(ServiceBus& bus, const Path& path, c
     wish.size = Size;
     wish.format = ThumbnailFormat::Rgba;
     auto thumbnail = Media1Client(bus).call(thumbnailRequest(path.text(), wish));
-    if (!thumbnail && mediaErrorKind(thumbnail.error()))
+    if (!thumbnail && meansNoPicture(thumbnail.error()))
         return std::optional<Bytes> {};
     if (!thumbnail)
         return thumbnail.error();
@@ -28,6 +28,12 @@ Result<std::optional<Bytes>> pictureOfMedia(ServiceBus& bus, const Path& path, c
     if (pixels.size() != std::size_t { thumbnail->width } * thumbnail->height * 4)
         return Error { Error::Kind::Format, "the answer has no picture" };
     return tiffOf({ static_cast<int>(thumbnail->width), static_cast<int>(thumbnail->height), std::move(pixels) });
+}
+
+bool meansNoPicture(const Error& error)
+{
+    auto kind = mediaErrorKind(error);
+    return kind == MediaErrorKind::NotMedia || kind == MediaErrorKind::NoPicture;
 }
 
 } // namespace mv::cli

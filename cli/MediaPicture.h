@@ -14,4 +14,7 @@ namespace mv::cli {
 /// there is neither.
 Result<std::optional<Bytes>> pictureOfMedia(ServiceBus& bus, const Path& path, const Record& record);
 
+/// Whether the service says with that that a file has no picture, and not that it could not be read.
+bool meansNoPicture(const Error& error);
+
 } // namespace mv::cli

@@ -5,6 +5,7 @@
 #include "cli/FactReading.h"
 #include "cli/FileTexts.h"
 #include "cli/InputPath.h"
+#include "cli/MediaPicture.h"
 #include "cli/OrderedPipe.h"
 #include "cli/ServiceAccess.h"
 #include "cli/Terminal.h"
@@ -57,10 +58,8 @@ public:
         auto made = tryMake(order);
         if (made)
             return {};
-        auto kind = mediaErrorKind(made.error());
-        bool hasNone = kind == MediaErrorKind::NotMedia || kind == MediaErrorKind::NoPicture;
         // Among the files of a folder are others.
-        if (order.file.wasFound && hasNone)
+        if (order.file.wasFound && meansNoPicture(made.error()))
             return {};
         FactFailure failure = failureOf(order.file.name, made.error());
         return { "", order.file.name + ": " + failure.sentence, statusFor(made.error()) };
