@@ -100,17 +100,30 @@ std::string untilZero(ByteView bytes)
     return std::string(text.substr(0, text.find('\0')));
 }
 
-/// Not of a key whose values have a form that this one has not.
-bool mayBe(TagKey key, const std::string& value)
+/// Nothing for what no format holds as a number.
+std::optional<std::string> numberFrom(std::string_view text)
 {
-    if (key == TagKey::Date)
-        return isTagDate(value);
-    if (key != TagKey::Track && key != TagKey::TrackTotal)
-        return !value.empty();
     std::int32_t number = 0;
-    const char* last = value.data() + value.size();
-    auto [end, error] = std::from_chars(value.data(), last, number);
-    return error == std::errc {} && end == last && number > 0 && number <= MaxTagNumber;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    bool isNumber = error == std::errc {} && end == text.data() + text.size();
+    return isNumber && number > 0 && number <= MaxTagNumber ? std::optional(std::to_string(number)) : std::nullopt;
+}
+
+/// Not where the key's values have a form that this one has not.
+void addWhereMissing(TagChanges& all, TagKey key, const std::string& value)
+{
+    auto add = [&](TagKey to, std::optional<std::string> text) {
+        if (text && !text->empty() && !all.isNamed(to))
+            all[to] = TagChanges::Values { std::move(*text) };
+    };
+    if (key == TagKey::Date)
+        return add(key, isTagDate(value) ? std::optional(value) : std::nullopt);
+    if (key != TagKey::Track && key != TagKey::TrackTotal)
+        return add(key, value);
+    auto slash = std::min(value.find('/'), value.size()); // "3/12"
+    add(key, numberFrom(std::string_view(value).substr(0, slash)));
+    if (slash < value.size())
+        add(TagKey::TrackTotal, numberFrom(std::string_view(value).substr(slash + 1)));
 }
 
 } // namespace
@@ -169,9 +182,7 @@ TagChanges withTexts(const TagChanges& changes, const std::vector<RiffText>& tex
     TagChanges all = changes;
     for (const RiffText& each : texts) {
         bool isUtf8 = isValidUtf8(each.text);
-        std::string value = isUtf8 ? each.text : utf8FromCharset(charset, bytesOf(each.text));
-        if (!all.isNamed(each.key) && mayBe(each.key, value))
-            all[each.key] = TagChanges::Values { std::move(value) };
+        addWhereMissing(all, each.key, isUtf8 ? each.text : utf8FromCharset(charset, bytesOf(each.text)));
     }
     return all;
 }

@@ -72,11 +72,12 @@ TEST(RiffChange, BesideATagNoListIsMade)
 // Who believes the tag does not look at the list.
 TEST(RiffChange, ANewTagHasWhatTheListSays)
 {
-    std::string list = "INFO" + chunk("INAM", "Old") + chunk("IART", "Who") + chunk("ICRD", "2001") + chunk("ITRK", "5")
-        + chunk("IPRT", "6") + chunk("IPRD", "\xB0\xA1\xB3\xAA\xB4\xD9") + chunk("IFRM", "many") + chunk("ISFT", "x");
+    std::string list = "INFO" + chunk("INAM", "Old") + chunk("IART", "Who") + chunk("ICRD", "2001")
+        + chunk("ITRK", "05/12") + chunk("IPRT", "6") + chunk("IPRD", "\xB0\xA1\xB3\xAA\xB4\xD9")
+        + chunk("IFRM", "many") + chunk("ISFT", "x");
     std::string made = edited(wave(Format + chunk("LIST", list) + chunk("data", "12")), titleChange("New"));
     std::string tag = made.substr(made.find("id3 "));
-    for (const char* text : { "TIT2", "New", "TPE1", "Who", "TDRC", "2001", "TRCK", "5", "TALB", "가나다" })
+    for (const char* text : { "TIT2", "New", "TPE1", "Who", "TDRC", "2001", "TRCK", "5/12", "TALB", "가나다" })
         EXPECT_NE(tag.find(text), std::string::npos) << text;
     EXPECT_EQ(tag.find("many"), std::string::npos);
     // What goes makes no tag.
