@@ -151,8 +151,9 @@ private:
     {
         WorkerProcess& worker = *loan.worker;
         worker.allowProcessorTime(ProcessorTime);
-        using namespace std::chrono_literals;
-        auto staying = worker.placeCall(job.operation == MediaOperation::Describe ? WorkerProcess::ShortCall : 0us);
+        // A cover comes as it is stored, if at all: nobody need stay.
+        const bool mayBeShort = job.operation == MediaOperation::Describe;
+        static_cast<void>(worker.placeCall(mayBeShort ? WorkerProcess::ShortCall : std::chrono::microseconds {}));
         std::stop_callback end(m_caller.stop, [&worker] { worker.program().kill(); });
         auto begin = Channel::Clock::now();
         auto frame = converse(talk, job, begin + (job.files.size() > 1 ? BatchPatience : Patience));
