@@ -1,11 +1,13 @@
 #include "cli/JobNames.h"
 
+#include "Base/Core/Text.h"
 #include "cli/InputPath.h"
 #include "cli/Output.h"
 #include "cli/Terminal.h"
 #include "cli/text/ReadableText.h"
 
 #include <algorithm>
+#include <array>
 
 namespace mv::cli {
 
@@ -31,6 +33,22 @@ std::optional<PlacedJob> placedJob(const char* command, const JobNames& names, J
     return std::nullopt;
 }
 
+constexpr std::array Mpeg4Endings { "m4a", "m4b", "m4r", "m4v", "mp4" };
+constexpr std::array OtherEndings { "3gp", "aac", "aif", "aiff", "ape", "avi", "flac", "mka", "mkv", "mov", "mp3",
+    "oga", "ogg", "ogv", "opus", "wav", "webm", "wma", "wmv", "wv" };
+
+bool isAmong(const auto& endings, std::string_view one) { return std::ranges::find(endings, one) != endings.end(); }
+
+/// Whether a name promises another format than the one whose names have that ending (".mp3"): "song.m4a".
+bool namesAnotherFormat(const std::string& name, std::string_view ending)
+{
+    const std::string named = toLowerAscii(Path(name).pathExtension());
+    const std::string_view made = ending.substr(1);
+    if (named == made || (isAmong(Mpeg4Endings, named) && isAmong(Mpeg4Endings, made)))
+        return false;
+    return isAmong(Mpeg4Endings, named) || isAmong(OtherEndings, named);
+}
+
 } // namespace
 
 Result<std::vector<JobNames>> jobNames(const Arguments& arguments, const std::string& ending)
@@ -39,6 +57,9 @@ Result<std::vector<JobNames>> jobNames(const Arguments& arguments, const std::st
     if (!arguments.has("to")) {
         if (files.size() != 2)
             return Error { Error::Kind::Format, "name an input and an output, or a folder with --to" };
+        if (files[1] != files[0] && namesAnotherFormat(files[1], ending))
+            return Error { Error::Kind::Format,
+                files[1] + " would be of another format: the output's name ends in " + ending };
         return std::vector { JobNames { files[0], files[1] } };
     }
     std::vector<JobNames> names;

@@ -117,6 +117,20 @@ TEST_F(ToolOnBus, EncodingFailuresAreSentences)
         HasSubstr("two inputs would become"));
 }
 
+TEST_F(ToolOnBus, NoFileIsNamedAsAnotherFormat)
+{
+    std::string wav = tone("a.wav");
+    for (std::string name : { "x.m4a", "x.OGG", "x.wav" }) {
+        Outcome outcome = tool("encode " + wav + " " + m_folder.file(name));
+        EXPECT_EQ(outcome.status, 2) << name;
+        EXPECT_THAT(outcome.err, HasSubstr(name + " would be of another format: the output's name ends in .mp3\n"));
+        EXPECT_NE(access(m_folder.file(name).c_str(), F_OK), 0) << name;
+    }
+    EXPECT_EQ(tool("convert " + wav + " " + m_folder.file("x.mp3")).status, 2);
+    for (const char* name : { "x.MP4", "x.m4b", "x", "x.part" })
+        EXPECT_EQ(tool("convert " + wav + " " + m_folder.file(name)).status, 0) << name;
+}
+
 TEST_F(ToolOnBus, CtrlCCancelsAndLeavesNoOutput)
 {
     pid_t child = startedLongEncoding();
