@@ -30,7 +30,10 @@ template <class T> Value narrowest(T value)
 template <class T> T WireReader::read(char type)
 {
     T value {};
-    if (sd_bus_message_read_basic(m_message, type, &value) <= 0)
+    int code = sd_bus_message_read_basic(m_message, type, &value);
+    if (code == -EBADMSG && type == SD_BUS_TYPE_STRING)
+        throw BusError(BusErrorInvalidArgs, "the message has a text with a noncharacter, as U+FFFF is one");
+    if (code <= 0)
         failArguments(std::string("value of type ").append(1, type).c_str());
     return value;
 }

@@ -179,6 +179,22 @@ std::string cleanedUtf8(std::string_view text)
     return out;
 }
 
+bool isSendableText(std::string_view text) { return text.find('\0') == std::string_view::npos && isValidUtf8(text); }
+
+std::string sendableText(std::string_view text)
+{
+    std::string valid = cleanedUtf8(text);
+    std::string out;
+    out.reserve(valid.size());
+    for (char c : valid) {
+        if (c == 0)
+            appendUtf8(out, 0xFFFD);
+        else
+            out += c;
+    }
+    return out;
+}
+
 std::string_view truncatedUtf8(std::string_view text, std::size_t maximum)
 {
     if (text.size() <= maximum)

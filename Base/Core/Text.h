@@ -20,6 +20,10 @@ bool equalIgnoringAsciiCase(std::string_view a, std::string_view b);
 bool isValidUtf8(std::string_view text);
 /// The text with every ill-formed byte sequence replaced by U+FFFD; valid text comes back unchanged.
 std::string cleanedUtf8(std::string_view text);
+/// True for well-formed UTF-8 without a zero byte: a text that one process takes from another.
+bool isSendableText(std::string_view text);
+/// The text with every ill-formed byte sequence and every zero byte replaced by U+FFFD.
+std::string sendableText(std::string_view text);
 /// Cuts to at most `maximum` bytes without splitting a character.
 std::string_view truncatedUtf8(std::string_view text, std::size_t maximum);
 

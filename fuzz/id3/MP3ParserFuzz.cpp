@@ -3,6 +3,7 @@
 
 #include "Base/Media/MediaDB.h"
 #include "ffmpeg/MediaBackend.h"
+#include "fuzz/HandedOver.h"
 #include "fuzz/OpenedBytes.h"
 #include "platform/QTKit.h"
 #include "service/parsers/MP3Parser.h"
@@ -44,5 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto record = mv::MP3Parser(movies).build(mv::fuzz::openedBytes(data, size, "song.mp3"));
     if (record && (!record->string(mv::MediaDBMusicColumnGenre) || !record->integer(mv::MediaDBMusicColumnPlayLength)))
         std::abort();
+    if (record)
+        mv::fuzz::handOver(*record);
     return 0;
 }

@@ -1,6 +1,7 @@
 // Describes a movie of any bytes: boxes, demuxers, codec tables, seeking, frames, thumbnail.
 
 #include "Base/Core/NSLog.h"
+#include "fuzz/HandedOver.h"
 #include "fuzz/OpenedBytes.h"
 #include "platform/FileQTKit.h"
 #include "service/parsers/QuickTimeAVParser.h"
@@ -24,5 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto record = QuickTimeAVParser { toolkit }.build(fuzz::openedBytes(data, size, "movie"));
     if (!record || record->empty())
         std::abort();
+    fuzz::handOver(*record);
     return 0;
 }

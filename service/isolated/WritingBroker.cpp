@@ -184,7 +184,7 @@ Result<void> WritingBroker::send(Message kind, ByteView payload, int descriptor)
 Result<void> WritingBroker::reply(const Record& record, int descriptor)
 {
     Bytes bytes;
-    encodeRecord(record, bytes);
+    encodeRecordOfHost(record, bytes);
     return send(Message::Reply, bytes, descriptor);
 }
 

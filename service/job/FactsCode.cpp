@@ -56,7 +56,7 @@ Result<std::string> decodeText(ByteReader& in)
     std::string_view text = charsOf(in.take(in.u32le()));
     if (in.failed())
         return wrong("a text that is not there");
-    if (text.find('\0') != std::string_view::npos || !isValidUtf8(text))
+    if (!isSendableText(text))
         return wrong("a text that is none");
     return std::string(text);
 }

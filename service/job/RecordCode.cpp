@@ -24,8 +24,9 @@ constexpr std::uint8_t Other = 'o';
 
 class Encoder {
 public:
-    explicit Encoder(Bytes& out)
-        : m_out(out)
+    Encoder(Bytes& out, bool anyText)
+        : m_anyText(anyText)
+        , m_out(out)
     {
     }
 
@@ -47,7 +48,7 @@ public:
     void operator()(const std::string& value)
     {
         m_out.u8(Text);
-        sized(bytesOf(value));
+        text(value);
     }
     void operator()(const Bytes& value)
     {
@@ -55,6 +56,13 @@ public:
             return picture(*pixels);
         m_out.u8(Data);
         sized(value);
+    }
+    void text(std::string_view value)
+    {
+        if (m_anyText || isSendableText(value))
+            sized(bytesOf(value));
+        else
+            sized(bytesOf(sendableText(value)));
     }
     void sized(ByteView bytes)
     {
@@ -77,6 +85,7 @@ private:
         m_out.u64le(value);
     }
 
+    bool m_anyText;
     ByteWriter m_out;
 };
 
@@ -94,9 +103,7 @@ Result<std::string> decodeText(ByteReader& in, const Bounds& bounds)
     std::string_view text = charsOf(in.take(in.u32le()));
     if (in.failed())
         return wrong("a text that is not there");
-    if (bounds.anyText)
-        return std::string(text);
-    if (text.find('\0') != std::string_view::npos || !isValidUtf8(text))
+    if (!bounds.anyText && !isSendableText(text))
         return wrong("a text that is none");
     return std::string(text);
 }
@@ -182,18 +189,22 @@ std::size_t bytesFor(const Record& record)
     return bytes;
 }
 
-} // namespace
-
-void encodeRecord(const Record& record, Bytes& out)
+void encode(const Record& record, Bytes& out, bool anyText)
 {
     out.reserve(out.size() + bytesFor(record));
-    Encoder encoder(out);
+    Encoder encoder(out, anyText);
     encoder.count(record.size());
     for (const auto& [key, value] : record) {
         encoder.sized(bytesOf(key));
         std::visit(encoder, value.storage());
     }
 }
+
+} // namespace
+
+void encodeRecord(const Record& record, Bytes& out) { encode(record, out, false); }
+
+void encodeRecordOfHost(const Record& record, Bytes& out) { encode(record, out, true); }
 
 Result<Record> decodeRecord(ByteView bytes) { return decode(bytes, { MaxRecordEntries, MaxKeyBytes, false }); }
 

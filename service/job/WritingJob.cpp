@@ -112,12 +112,12 @@ Bytes encodeWritingJob(const WritingJob& job)
     setPath(facts, Output, job.output);
     setFile(facts, job.file);
     Bytes front;
-    encodeRecord(facts, front);
+    encodeRecordOfHost(facts, front);
     Bytes bytes;
     ByteWriter out(bytes);
     out.u32le(static_cast<std::uint32_t>(front.size()));
     out.bytes(front);
-    encodeRecord(job.record, bytes);
+    encodeRecordOfHost(job.record, bytes);
     return bytes;
 }
 

@@ -1,4 +1,5 @@
 #include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
 #include "tests/integration/RunningService.h"
 #include "tests/support/LeavingClient.h"
 #include "tests/support/Mp3Maker.h"
@@ -58,6 +59,39 @@ TEST_F(WireContract, WrongArgumentTypesAreInvalidArgs)
     EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
     answer = call(Encoder, "Mivo.MVAudioEncoderBase", "setAttributes", [](WireWriter& out) { out.boolean(true); });
     EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
+}
+
+// Legal text that the bus library does not read; nothing is wrong with its type.
+TEST_F(WireContract, ANoncharacterIsSaidToBeOne)
+{
+    if (!test::haveProgram("dbus-send"))
+        GTEST_SKIP() << "the program dbus-send is not installed";
+    auto build = [](const std::string& argument) {
+        return test::outputOf("dbus-send --session --print-reply --dest=" + std::string(Image)
+            + " / Mivo.MVMediaInfoBuilder.build " + argument + " 2>&1 || true");
+    };
+    std::string answer = build("'string:/x\uFFFFy.jpg'");
+    EXPECT_NE(answer.find("InvalidArgs"), std::string::npos) << answer;
+    EXPECT_NE(answer.find("noncharacter"), std::string::npos) << answer;
+    EXPECT_EQ(build("int32:1").find("noncharacter"), std::string::npos);
+}
+
+// The codes of QuickTime's formats of WAVE's numbers hold a zero byte, which no text on the bus may.
+TEST_F(WireContract, ACodeThatIsNoTextCostsNoRecord)
+{
+    if (!test::haveProgram("ffmpeg"))
+        GTEST_SKIP() << "the program ffmpeg is not installed";
+    test::ScratchFolder folder;
+    std::string path = folder.file("a.mov");
+    test::outputOf("ffmpeg -nostdin -v error -f lavfi -i testsrc2=size=64x48:rate=25:duration=0.4 -f lavfi "
+                   "-i sine=duration=0.4 -c:v mpeg4 -c:a adpcm_ms "
+        + path + " 2>&1");
+    auto record = m_client.build("MivoAVParser_1._3._0._12062", path);
+    ASSERT_TRUE(record && *record) << m_service.log();
+    const std::string* codec = (*record)->string(MediaDBVideoColumnACodec);
+    ASSERT_TRUE(codec);
+    EXPECT_EQ(*codec, "MS\uFFFD\x02");
+    EXPECT_TRUE((*record)->contains(MediaDBVideoColumnImage));
 }
 
 /// A record with a title, and under other keys what no rule has a use for.

@@ -86,6 +86,18 @@ TEST(Text, FourCharacterCodes)
     EXPECT_EQ(fourCharacterText(0xA96E616D), "©nam");
 }
 
+TEST(Text, WhatMaySendIsUtf8WithoutZeroBytes)
+{
+    EXPECT_TRUE(isSendableText("a é"));
+    EXPECT_TRUE(isSendableText(""));
+    for (std::string_view text : { std::string_view("MS\0\x02", 4), std::string_view("\xE9") }) {
+        EXPECT_FALSE(isSendableText(text));
+        EXPECT_TRUE(isSendableText(sendableText(text)));
+    }
+    EXPECT_EQ(sendableText(std::string_view("MS\0\x02", 4)), "MS\uFFFD\x02");
+    EXPECT_EQ(sendableText("a é"), "a é");
+}
+
 TEST(Text, CaseOfAsciiOnly)
 {
     EXPECT_EQ(toUpperAscii("mp4a é"), "MP4A é");

@@ -64,6 +64,20 @@ TEST(RecordCode, OnlyWhatIsWrittenIsTaken)
     EXPECT_TRUE(decodeRecord(oneEntry(Bytes { 'n', 1, 0, 0, 0, 'l', 'n' }, 2)).ok());
 }
 
+// Whoever sends what the other side refuses is taken for hostile.
+TEST(RecordCode, AnHonestTextIsTakenWhateverItHolds)
+{
+    const Record odd { { "codec", std::string("MS\0\x02", 4) }, { "title", "\xE9" } };
+    auto back = decodeRecord(encoded(odd));
+    ASSERT_TRUE(back.ok());
+    EXPECT_EQ(*back, (Record { { "codec", "MS\uFFFD\x02" }, { "title", "\uFFFD" } }));
+    Bytes ofHost;
+    encodeRecordOfHost(odd, ofHost);
+    auto same = decodeRecordOfHost(ofHost);
+    ASSERT_TRUE(same.ok());
+    EXPECT_EQ(*same, odd);
+}
+
 TEST(RecordCode, ClaimsAreBounded)
 {
     Bytes many;
