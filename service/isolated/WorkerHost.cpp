@@ -27,15 +27,13 @@ WorkerKind firstKind(ReadingOperation operation)
     return operation == ReadingOperation::DescribeMovie ? WorkerKind::Media : WorkerKind::Light;
 }
 
-WorkerKind firstKind(WritingOperation operation)
+/// A tag takes FFmpeg's company only for a cover of HEIC or AVIF. The input of an MP3 shows whether it takes FFmpeg to
+/// decode it, before anything is made.
+WorkerKind firstKind(const WritingJob& job)
 {
-    return operation == WritingOperation::UpdateTag ? WorkerKind::Light : WorkerKind::Media;
-}
-
-bool makesMp3(const WritingJob& job)
-{
-    return job.operation == WritingOperation::EncodeMp3
+    bool makesMp3 = job.operation == WritingOperation::EncodeMp3
         || (job.operation == WritingOperation::EncodeSound && job.encoding.format == SoundFormat::Mp3);
+    return makesMp3 || job.operation == WritingOperation::UpdateTag ? WorkerKind::Light : WorkerKind::Media;
 }
 
 /// What a call took whose next one is as brief: tags and headers are read in microseconds, the cover among them in a
@@ -105,6 +103,8 @@ Result<ReadingAnswer> answerIn(const Frame& frame, const ReadingJob& job)
         MV_TRY_VOID(checkAnswer(job.operation, *answer));
     return answer;
 }
+
+Error asksForWhatItHas() { return { Error::Kind::Format, "a wish for what it has" }; }
 
 } // namespace
 
@@ -195,18 +195,16 @@ WritingAnswer WorkerHost::write(WritingJob job, const WritingParts& parts)
         Channel nobody { UniqueFd() };
         return WritingBroker(nobody, std::move(job), parts, {}).answerOfDeath();
     }
-    std::optional<WritingAnswer> answer;
-    // Its input shows whether it takes FFmpeg to decode it, before anything is made.
-    if (makesMp3(job))
-        answer = writeOn(WorkerKind::Light, job, parts, deed);
+    const WorkerKind first = firstKind(job);
+    auto answer = writeOn(first, job, parts, deed);
     if (!answer)
-        answer = writeOn(firstKind(job.operation), std::move(job), parts, deed);
+        answer = writeOn(WorkerKind::Media, std::move(job), parts, deed);
     if (const auto* raised = std::get_if<RaisedException>(&*answer))
         raise(*raised);
     return *answer;
 }
 
-/// Nothing where the job needs another kind of worker.
+/// Nothing where the job needs another kind of worker, which a light one may say.
 std::optional<WritingAnswer> WorkerHost::writeOn(
     WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed)
 {
@@ -225,12 +223,12 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
         std::stop_callback end(parts.stop, [&loan] { loan->worker->program().kill(); });
         return serveToTheEnd(talk, broker, isTag ? soon : whileItWorks(talk, broker));
     }();
-    if (answer && !*answer)
+    if (answer && !*answer && kind == WorkerKind::Light)
         return std::nullopt;
     talk.writeLog();
-    if (answer)
+    if (answer && *answer)
         return std::move(**answer);
-    const WorkerDeath death = talk.endOf(answer.error());
+    const WorkerDeath death = talk.endOf(answer ? asksForWhatItHas() : answer.error());
     if (!parts.stop.stop_requested())
         remember(deed, path, death);
     return broker.answerOfDeath(death.blame);

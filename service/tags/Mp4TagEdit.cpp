@@ -6,6 +6,8 @@
 #include "platform/NSImage.h"
 #include "service/tags/ValueOfRecord.h"
 
+#include <new>
+
 namespace mv {
 
 namespace {
@@ -32,9 +34,10 @@ std::optional<std::uint16_t> number(const Record& record, std::string_view key)
     return value ? std::optional(static_cast<std::uint16_t>(*value)) : std::nullopt;
 }
 
-/// The picture as a JPEG of default quality; nothing when it cannot be decoded or encoded.
+/// The picture as a JPEG of default quality; nothing when it cannot be decoded or encoded, for want of memory, too: the
+/// texts are written without it.
 std::optional<Bytes> jpegOf(const Bytes& picture)
-{
+try {
     auto image = NSImage::initWithData(picture);
     if (!image || image->representations().empty())
         return std::nullopt;
@@ -42,6 +45,8 @@ std::optional<Bytes> jpegOf(const Bytes& picture)
     auto bitmap = representation.scaledTo(representation.pixelsWide(), representation.pixelsHigh());
     auto jpeg = bitmap.ok() ? encodeJpeg(*bitmap) : Result<Bytes>(bitmap.error());
     return jpeg.ok() ? std::optional(std::move(*jpeg)) : std::nullopt;
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
 }
 
 /// A genre by number stays only where it says what the text says: programs differ in which of the two they show.

@@ -1,10 +1,14 @@
 #include "service/isolated/WorkerHost.h"
 
+#include "Base/Media/MVMediaTypeReader.h"
+#include "Base/Media/MediaDB.h"
+#include "tests/pictures/PngMaker.h"
 #include "tests/service/isolated/NotingDelegates.h"
 #include "tests/service/isolated/ScriptedWorker.h"
 #include "tests/support/FaultyPrograms.h"
 #include "tests/support/Instrumented.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Mp4Maker.h"
 #include "tests/support/WaveMaker.h"
 
 #include <gmock/gmock.h>
@@ -120,6 +124,39 @@ TEST_F(WorkerHostTest, PcmIsMadeAnMp3WithoutFfmpeg)
     if (!std::filesystem::exists(flac))
         GTEST_SKIP() << "there is no ffmpeg";
     EXPECT_EQ(workersFor(flac, SoundFormat::Mp3), "light\nmedia\nlight\nmedia\n");
+}
+
+/// The kinds of worker that it takes to update a title and a cover; the title is then in the file.
+std::string workersForCover(const Bytes& cover)
+{
+    test::ScriptedWorker script(test::ScriptedWorker::End::Serves);
+    test::ScratchFolder folder;
+    std::string song = folder.write("a.m4a", test::makeMp4({}).bytes);
+    WorkerHost host(script.program());
+    auto file = EditableFile::at(song);
+    WritingAnswer answer
+        = host.write({ .operation = WritingOperation::UpdateTag,
+                         .file = OpenedFile::at(song),
+                         .record = { { MediaDBCommonColumnMediaType, MVMediaTypeM4A },
+                             { MediaDBMusicColumnTitle, "New" }, { MediaDBMusicColumnAlbumArt, cover } } },
+            { .file = file.get() });
+    EXPECT_EQ(answer, WritingAnswer(true));
+    EXPECT_THAT(std::string(charsOf(test::readFile(song))), HasSubstr("New"));
+    return script.births();
+}
+
+// The library of such a picture is one that a light worker does not have.
+TEST_F(WorkerHostTest, ACoverOfAnotherLibraryIsReadByWhoHasIt)
+{
+    EXPECT_EQ(workersForCover({ 0, 0, 0, 16, 'f', 't', 'y', 'p', 'h', 'e', 'i', 'c', 0, 0, 0, 0 }), "light\nmedia\n");
+}
+
+TEST_F(WorkerHostTest, ACoverThatTakesAllMemoryCostsNoTitle)
+{
+    auto sample = [](int, int, int) { return 0; };
+    EXPECT_EQ(workersForCover(
+                  test::makePng({ .width = 11'000, .height = 11'000, .depth = 1, .colorType = 0, .sample = sample })),
+        "light\n");
 }
 
 TEST_F(WorkerHostTest, AWorkerThatIsNotClosedGetsNoFile)
