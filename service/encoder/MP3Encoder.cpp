@@ -123,9 +123,12 @@ void MP3Encoder::reapWorkers()
 
 void MP3Encoder::putDown(const OpenedFile& input, const SharedPlace& output)
 {
-    if (input.path().isNil() || output->path().isNil())
-        throw NSException(NSInvalidArgumentException, "attempt to insert nil value");
-    mergeAttributes({ { InputFileKey, input.path().text() }, { OutputFileKey, output->path().text() } });
+    // One after the other: a nil output leaves the new input among the attributes.
+    for (auto [key, path] : { std::pair(InputFileKey, &input.path()), std::pair(OutputFileKey, &output->path()) }) {
+        if (path->isNil())
+            throw NSException(NSInvalidArgumentException, "attempt to insert nil value");
+        mergeAttributes({ { key, path->text() } });
+    }
     MutexLock hold(m_pairLock);
     m_pair = { input, output };
     ++m_threadsToCome;

@@ -137,8 +137,10 @@ TEST(MP3EncoderThread, NilPathsCannotBePutIntoTheAttributes)
         } catch (const NSException& raised) {
             EXPECT_EQ(raised.name(), "NSInvalidArgumentException");
         }
+        // The input is put there first.
+        EXPECT_EQ(encoder.attributes().contains("_InputFile"), !input.isNil());
+        EXPECT_FALSE(encoder.attributes().contains("_OutputFile"));
     }
-    EXPECT_FALSE(encoder.attributes().contains("_InputFile"));
 }
 
 TEST(MP3EncoderThread, AThreadWithoutPathsEndsByItsAssertion)
