@@ -58,7 +58,8 @@ private:
 [[noreturn]] void becomeApplication(char* const* arguments, int reportFd)
 {
     setsid();
-    signal(SIGPIPE, SIG_DFL); // what this process ignores is inherited
+    for (int ignored : { SIGPIPE, SIGXFSZ })
+        signal(ignored, SIG_DFL); // what this process ignores is inherited
     if (pid_t second = fork(); second != 0)
         _exit(second < 0 ? 1 : 0);
     int null = open("/dev/null", O_RDWR);

@@ -81,6 +81,7 @@ void prepareStandardStreams()
     struct sigaction action { };
     action.sa_handler = ignore;
     sigaction(SIGPIPE, &action, nullptr);
+    sigaction(SIGXFSZ, &action, nullptr);
 }
 
 } // namespace mv::cli

@@ -115,6 +115,8 @@ int main(int count, char** words)
 try {
     // A log that nobody reads any more ends nothing.
     std::signal(SIGPIPE, SIG_IGN);
+    // Nor does a file that may not become so long: writing it fails.
+    std::signal(SIGXFSZ, SIG_IGN);
     auto read = readCommandLine({ words + 1, words + std::max(count, 1) });
     if (int* status = std::get_if<int>(&read))
         return *status;

@@ -1,11 +1,14 @@
+#include "Base/Media/MVMediaTypeReader.h"
 #include "tests/integration/RunningService.h"
 #include "tests/support/Instrumented.h"
+#include "tests/support/Mp3Maker.h"
 #include "tests/support/Places.h"
 
 #include <gmock/gmock.h>
 #include <regex>
 #include <set>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,6 +68,24 @@ protected:
         return m_client.call(listener(), "/", "org.freedesktop.DBus.Peer", "Ping").ok();
     }
 };
+
+// Somebody's limit is no reason to end nine services.
+TEST_F(Lifecycle, AFileThatMayNotBecomeSoLongIsAFailure)
+{
+    test::ScratchFolder folder;
+    std::string song = folder.write("a.mp3", test::mpegFrames(100));
+    const rlimit few { 1000, 1000 };
+    ASSERT_EQ(prlimit(m_service.pid(), RLIMIT_FSIZE, &few, nullptr), 0);
+    test::Answer answer = m_client.call("MivoMediaTagUpdater_1._3._0._12062", "/", "Mivo.MVMediaTagBase",
+        "updateTagWithDictionary", [&](WireWriter& out) {
+            out.string(song).record({ { "MediaType", MVMediaTypeMP3 }, { "Title", "New" } });
+        });
+    EXPECT_TRUE(answer.ok()) << answer.error;
+    EXPECT_TRUE(charsOf(test::readFile(song)) == test::mpegFrames(100));
+    EXPECT_TRUE(m_service.running());
+    auto record = m_client.build("MivoMP3Parser_1._3._0._12062", song);
+    EXPECT_TRUE(record && *record);
+}
 
 TEST_F(Lifecycle, NineNamesEachOnItsOwnConnectionAndThread)
 {
