@@ -1,5 +1,6 @@
 #include "ffmpeg/audio/AudioInput.h"
 
+#include "Base/Core/WorkSign.h"
 #include "ffmpeg/FfmpegError.h"
 #include "ffmpeg/audio/HiddenMpegStream.h"
 
@@ -153,6 +154,7 @@ Result<bool> AudioInput::readWhole(AVPacket& packet)
 {
     while (true) {
         av_packet_unref(&packet);
+        showThatWorkGoesOn(); // a length is counted before anything is made
         int status = av_read_frame(&m_input->context(), &packet);
         if (status == AVERROR(EIO))
             return audioError(status, "cannot read", ioErr);

@@ -239,7 +239,7 @@ public:
             MV_TRY(frame, m_host.receive());
             if (!frame)
                 return Error { Error::Kind::Io, "gone" };
-            if (frame->kind != kindOf(Message::Log))
+            if (frame->kind != kindOf(Message::Log) && frame->kind != kindOf(Message::Working))
                 return std::move(*frame);
         }
     }

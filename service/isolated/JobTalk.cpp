@@ -38,15 +38,17 @@ Result<void> JobTalk::send(
     return m_worker.channel().send(kindOf(kind), payload, descriptors, end);
 }
 
-/// Nothing for a line of the log.
+/// Nothing for a line of the log, and for a word that the job goes on.
 Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
 {
     MV_TRY(frame, m_worker.channel().receive(end));
     if (!frame)
         return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
-    if (frame->kind != kindOf(Message::Log))
+    m_goesOn = frame->kind == kindOf(Message::Working);
+    if (frame->kind != kindOf(Message::Log) && !m_goesOn)
         return frame;
-    keepLine(*frame);
+    if (!m_goesOn)
+        keepLine(*frame);
     return std::optional<Frame> {};
 }
 
@@ -74,6 +76,8 @@ Result<Frame> JobTalk::awaitFrame(std::chrono::seconds patience, const std::func
         MV_TRY(frame, nextFrame(end));
         if (frame)
             return std::move(*frame);
+        if (m_goesOn)
+            end = Channel::Clock::now() + patience;
     }
 }
 

@@ -29,8 +29,8 @@ public:
     Result<void> send(Message kind, ByteView payload, std::span<const int> descriptors, Channel::Clock::time_point end);
     /// The next message that is no line of the log. A worker that has closed its end is an error here.
     Result<Frame> awaitFrame(Channel::Clock::time_point end);
-    /// The same for a job that may take as long as it likes while it works: each time when nothing has come for so long
-    /// it is asked whether it does.
+    /// The same for a job that may take as long as it likes while it works: each time when it has not said so for so
+    /// long it is asked whether it does.
     Result<Frame> awaitFrame(std::chrono::seconds patience, const std::function<bool()>& stillWorks);
     /// Writes the lines of the worker that have come.
     void writeLog();
@@ -44,6 +44,7 @@ private:
     WorkerProcess& m_worker;
     std::vector<std::string> m_lines;
     std::size_t m_dropped = 0;
+    bool m_goesOn = false; ///< what came last was no more than the word that it does
 };
 
 } // namespace mv

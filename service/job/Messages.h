@@ -23,6 +23,7 @@ enum class Message : std::uint8_t {
     TooLarge, ///< the job is over, and its answer is larger than a message
     NeedsMedia, ///< the job needs libraries that a light worker does not have; the job is over, and nothing was done
     NotClosed, ///< in place of Ready: why there will be no worker, as text
+    Working, ///< a writing job goes on, though nothing is to be seen of it
     Request = 80, ///< of a writing job, as of encodeRequest; answered by Reply
     Content = 81, ///< a part of a plan, as of encodePlan
     Verdict = 82, ///< as of encodeVerdict

@@ -1,8 +1,10 @@
 #include "service/worker/Worker.h"
 
 #include "Base/Core/DebugLog.h"
+#include "Base/Core/Handle.h"
 #include "Base/Core/LateLoading.h"
 #include "Base/Core/NSLog.h"
+#include "Base/Core/WorkSign.h"
 #include "service/job/Messages.h"
 #include "service/worker/MediaRunner.h"
 #include "service/worker/ReadingRunner.h"
@@ -92,6 +94,8 @@ Result<void> doWritingJob(Frame frame, Sender& sender, Channel& channel)
     setDebugLevel(job.debugLevel);
     if (!changesItsFile(job.operation))
         leaveWithHost(channel.socket());
+    setWorkSignSink([&sender] { static_cast<void>(sender.send(Message::Working, {})); });
+    ScopeGuard nobodyHears([] { setWorkSignSink({}); });
     HostLink host(channel, [&sender](Message kind, ByteView payload) { return sender.send(kind, payload); });
     return sender.send(Message::Answer, encodeWritingAnswer(runWritingJob(job, host)));
 }

@@ -164,6 +164,15 @@ void chatter(Channel& host)
         static_cast<void>(host.send(kindOf(Message::Log), Bytes(1024, 'x')));
 }
 
+/// Longer than anybody waits for one who says nothing.
+void work(Channel& host)
+{
+    for (int i = 0; i < 4; ++i) {
+        poll(nullptr, 0, 20'000);
+        static_cast<void>(host.send(kindOf(Message::Working), {}));
+    }
+}
+
 void act(const std::string& deed, Channel& host)
 {
     if (deed == "crash")
@@ -188,6 +197,10 @@ void act(const std::string& deed, Channel& host)
         sendGarbage(host);
     if (deed == "lie")
         sendLie(host);
+    if (deed == "needs")
+        static_cast<void>(host.send(kindOf(Message::NeedsMedia), {}));
+    if (deed == "works")
+        work(host);
     if (deed == "turn")
         static_cast<void>(host.send(kindOf(Message::Ready), {}));
     if (deed == "kind")
@@ -250,8 +263,11 @@ private:
         Moment moment = momentOf(**frame);
         if (moment == Moment::Job)
             m_wish = wishIn((*frame)->payload);
-        if (moment != Moment::None && moment == m_wish.moment)
+        if (moment != Moment::None && moment == m_wish.moment) {
             act(m_wish.deed, m_host);
+            if (m_wish.deed == "needs")
+                return true; // the job is over with that
+        }
         std::vector<int> descriptors;
         for (const UniqueFd& descriptor : (*frame)->descriptors)
             descriptors.push_back(descriptor.get());

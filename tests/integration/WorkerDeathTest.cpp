@@ -95,7 +95,7 @@ TEST_P(WorkerDeathBy, CostsItsOwnCall)
 std::string nameOf(const testing::TestParamInfo<const char*>& row) { return row.param; }
 
 INSTANTIATE_TEST_SUITE_P(Every, WorkerDeathBy,
-    testing::Values("crash", "abort", "trap", "leave", "garbage", "turn", "kind", "length", "half"), nameOf);
+    testing::Values("crash", "abort", "trap", "leave", "garbage", "turn", "kind", "length", "half", "needs"), nameOf);
 
 struct DeadlineRow {
     const char* deed;
@@ -131,6 +131,20 @@ TEST_P(WorkerAtDeadline, DISABLED_CostsItsOwnCall)
     EXPECT_EQ(bystander.failures(), 0);
     EXPECT_GT(bystander.calls(), 0);
 }
+
+/// "works" takes longer than anybody waits for one who says nothing.
+class WorkerAtDeadlineThatWorks : public WorkerDeath, public testing::WithParamInterface<const char*> { };
+
+TEST_P(WorkerAtDeadlineThatWorks, DISABLED_IsNotGivenUp)
+{
+    Attempt attempt(GetParam(), "works-at-job");
+    std::string good = attempt.good(m_client);
+    EXPECT_NE(good, "false");
+    EXPECT_EQ(attempt.named(m_client), good) << m_service.log();
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, WorkerAtDeadlineThatWorks, testing::Values("encode-from", "convert-from"),
+    [](const auto& row) { return std::string(row.param).substr(0, 6); });
 
 INSTANTIATE_TEST_SUITE_P(Every, WorkerAtDeadline,
     testing::Values(DeadlineRow { "hang", nullptr }, DeadlineRow { "hang", "encode-from" },

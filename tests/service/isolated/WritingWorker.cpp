@@ -64,6 +64,8 @@ Result<Frame> WritingWorker::awaitFrame()
         MV_TRY(frame, m_channel.receive(Channel::Clock::now() + 60s));
         if (!frame)
             return Error { Error::Kind::State, "the worker is gone" };
+        if (frame->kind == kindOf(Message::Working))
+            continue;
         if (frame->kind != kindOf(Message::Log))
             return std::move(*frame);
         m_lines.emplace_back(charsOf(frame->payload));
