@@ -18,8 +18,8 @@ struct JobNames {
 };
 
 /// The pairs that a command line asks for: an input and an output, or with --to all files into a folder, each with
-/// another ending (".mp3"). Fails with a sentence where it asks for nothing that can be, and where an output is named as
-/// if it were of another format ("song.m4a"); a name with no ending, or with one that is no format's, may be.
+/// another ending (".mp3"). Fails with a sentence where it asks for nothing that can be, and where an output is named
+/// as if it were of another format ("song.m4a"); a name with no ending, or with one that is no format's, may be.
 Result<std::vector<JobNames>> jobNames(const Arguments& arguments, const std::string& ending);
 
 /// One file of the command line on its way.

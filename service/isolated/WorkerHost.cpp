@@ -27,8 +27,8 @@ WorkerKind firstKind(ReadingOperation operation)
     return operation == ReadingOperation::DescribeMovie ? WorkerKind::Media : WorkerKind::Light;
 }
 
-/// A tag takes FFmpeg's company only for a cover of HEIC or AVIF. The input of an MP3 shows whether it takes FFmpeg to
-/// decode it, before anything is made.
+/// Of a tag only a cover of HEIC or AVIF takes more than a light worker has. The input of an MP3 shows whether it takes
+/// FFmpeg to decode it, before anything is made.
 WorkerKind firstKind(const WritingJob& job)
 {
     bool makesMp3 = job.operation == WritingOperation::EncodeMp3
