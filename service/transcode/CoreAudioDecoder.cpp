@@ -43,8 +43,10 @@ std::int32_t wholeRate(double rate)
 
 } // namespace
 
-#define MV_LOG_STATUS(function, format, status)                                                                        \
-    MV_DEBUG_LOG(DebugLevelError, function, format, UTCreateStringForOSType(status).c_str())
+// Under the name that readers of these logs know, without an ending.
+#define MV_LOG(function, ...)                                                                                          \
+    writeDebugLog(DebugLevelError, "CoreAudioDecoder", function, __LINE__, formatText(__VA_ARGS__))
+#define MV_LOG_STATUS(function, format, status) MV_LOG(function, format, UTCreateStringForOSType(status).c_str())
 
 CoreAudioDecoder::CoreAudioDecoder()
     : CoreAudioDecoder(platformFunctions())
@@ -147,8 +149,7 @@ std::int32_t CoreAudioDecoder::readPCMSampleCount(AudioBufferList* buffer, std::
     std::uint32_t bufferSize = buffer->mBuffers[0].mDataByteSize;
     if (requestSize > bufferSize) {
         // Deliberate: the two numbers stand at each other's label, as readers of these logs know them.
-        MV_DEBUG_LOG(DebugLevelError, ReadPCM,
-            "the size of buffer is smaller than your request, buffersize(%d), requestSize(%d)",
+        MV_LOG(ReadPCM, "the size of buffer is smaller than your request, buffersize(%d), requestSize(%d)",
             static_cast<int>(requestSize), static_cast<int>(bufferSize));
         return -1;
     }

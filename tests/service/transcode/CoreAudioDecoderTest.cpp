@@ -76,7 +76,7 @@ private:
 
 std::string prepareLine(const std::string& message)
 {
-    return "[CoreAudioDecoder.cpp:-[CoreAudioDecoder prepareWithPath:]-(N)] " + message;
+    return "[CoreAudioDecoder:-[CoreAudioDecoder prepareWithPath:]-(N)] " + message;
 }
 
 PcmFormat prepared(const AudioStreamBasicDescription& format)
@@ -230,8 +230,8 @@ TEST(CoreAudioDecoder, CanDecodeWhatOpensAndCloses)
     functions.disposeStatus = Told;
     EXPECT_FALSE(decoder.canDecodeWithPath(OpenedFile::at("/a")));
     EXPECT_THAT(gate.lines(),
-        ElementsAre("[CoreAudioDecoder.cpp:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileOpen failed: test",
-            "[CoreAudioDecoder.cpp:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileDispose failed: test"));
+        ElementsAre("[CoreAudioDecoder:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileOpen failed: test",
+            "[CoreAudioDecoder:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileDispose failed: test"));
 }
 
 TEST(CoreAudioDecoder, AssertsABuffer)
@@ -275,7 +275,7 @@ TEST(CoreAudioDecoder, ReadsIntoABufferThatIsJustLargeEnough)
     EXPECT_EQ(functions.calls.size(), 2u); // not asked
     // The labels are crossed: the request stands at "buffersize".
     EXPECT_THAT(gate.lines(),
-        ElementsAre("[CoreAudioDecoder.cpp:-[CoreAudioDecoder readPCM:sampleCount:]-(N)] the size of buffer is smaller "
+        ElementsAre("[CoreAudioDecoder:-[CoreAudioDecoder readPCM:sampleCount:]-(N)] the size of buffer is smaller "
                     "than your request, buffersize(400), requestSize(399)"));
 }
 
@@ -290,7 +290,7 @@ TEST(CoreAudioDecoder, AFailedReadIsMinusOne)
     AudioBufferList list { 1, { { 2, 400, memory } } };
     EXPECT_EQ(decoder.readPCMSampleCount(&list, 100), -1);
     EXPECT_THAT(gate.lines(),
-        ElementsAre("[CoreAudioDecoder.cpp:-[CoreAudioDecoder readPCM:sampleCount:]-(N)] failed to ExtAudioFileRead: "
+        ElementsAre("[CoreAudioDecoder:-[CoreAudioDecoder readPCM:sampleCount:]-(N)] failed to ExtAudioFileRead: "
                     "test"));
 }
 
@@ -321,7 +321,7 @@ TEST(CoreAudioDecoder, RealFiles)
         ElementsAre(prepareLine("FSPathMakeRef failed: \xC3\xBF\xC3\xBF\xC3\xBF\xC3\x95"), // -43
             prepareLine("ExtAudioFileOpen failed: typ?"),
             prepareLine("FSPathMakeRef failed: \xC3\xBF\xC3\xBF\xC3\xBF\xC3\x8E"), // -50
-            "[CoreAudioDecoder.cpp:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileOpen failed: typ?"));
+            "[CoreAudioDecoder:-[CoreAudioDecoder canDecodeWithPath:]-(N)] ExtAudioFileOpen failed: typ?"));
     if (!haveProgram("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed";
     std::string path = scratch.file("a.m4a");
