@@ -2,6 +2,7 @@
 
 #include "Base/Core/Text.h"
 #include "system/SystemError.h"
+#include "system/UserFile.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -12,7 +13,7 @@ namespace mv {
 
 UniqueFd InputFile::openWithoutBlocking(const Path& path)
 {
-    return UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    return openUserFile(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 Result<InputFile> InputFile::open(const Path& path)
@@ -36,7 +37,7 @@ Result<InputFile> InputFile::adopt(UniqueFd fd)
     struct stat facts { };
     if (fstat(fd.get(), &facts) != 0)
         return systemError(errno);
-    if (!S_ISREG(facts.st_mode))
+    if (!S_ISREG(facts.st_mode) || isOfKernel(fd.get()))
         return Error { Error::Kind::Unsupported, "not a regular file", S_ISDIR(facts.st_mode) ? EISDIR : EINVAL };
     return InputFile(std::move(fd), static_cast<std::uint64_t>(facts.st_size));
 }

@@ -1,10 +1,13 @@
 #include "system/OpenedFile.h"
 
 #include "system/SystemError.h"
+#include "system/UserFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -15,7 +18,12 @@ namespace mv {
 
 namespace {
 
-Date dateOf(const struct statx_timestamp& time) { return Date::fromTimespec(time.tv_sec, time.tv_nsec); }
+/// The nearest that there is: a file system may keep a time of any 64 bits.
+Date dateOf(const struct statx_timestamp& time)
+{
+    constexpr std::int64_t Most = std::numeric_limits<std::int64_t>::max() / 1'000'000 - 1;
+    return Date::fromTimespec(std::clamp<std::int64_t>(time.tv_sec, -Most, Most), time.tv_nsec);
+}
 
 FileAttributes attributesOf(const struct statx& facts)
 {
@@ -48,7 +56,7 @@ Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attrib
 {
     if (!attributes)
         return attributes.error();
-    if (!attributes->isRegularFile)
+    if (!attributes->isRegularFile || isOfKernel(fd.get()))
         return Error { Error::Kind::Unsupported, "not a regular file", attributes->isDirectory ? EISDIR : EINVAL };
     auto size = static_cast<std::uint64_t>(attributes->size);
     return SharedSource(std::make_shared<const InputFile>(InputFile::adopt(std::move(fd), size)));

@@ -1,11 +1,13 @@
 #include "system/OutputPlace.h"
 
 #include "system/SystemError.h"
+#include "system/UserFile.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace mv {
@@ -19,10 +21,19 @@ bool isFile(int fd, const OpenedFile& input)
         && input.attributes()->identity == FileIdentity { facts.st_dev, facts.st_ino };
 }
 
+/// What a link in somebody's folder may lead to that takes bytes without harm: no disks, terminals and input devices.
+bool mayBeWritten(int fd, const struct stat& facts)
+{
+    constexpr unsigned MemoryDevices = 1; // null, full and their like
+    if (S_ISCHR(facts.st_mode))
+        return major(facts.st_rdev) == MemoryDevices;
+    return S_ISREG(facts.st_mode) ? !isOfKernel(fd) : S_ISFIFO(facts.st_mode);
+}
+
 bool makeEmpty(int fd)
 {
     struct stat facts { };
-    return fstat(fd, &facts) == 0 && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
+    return fstat(fd, &facts) == 0 && mayBeWritten(fd, facts) && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
 }
 
 class PlaceInFolder : public OutputPlace {
@@ -66,7 +77,7 @@ UniqueFd PlaceInFolder::openDescriptorInPlace(const OpenedFile& input)
 {
     // Emptied only after the check: opening with O_TRUNC would destroy an input that is named twice.
     constexpr mode_t Permissions = 0666;
-    UniqueFd fd(open(path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, Permissions));
+    UniqueFd fd = openUserFile(path(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, Permissions);
     if (!fd || isFile(fd.get(), input) || !makeEmpty(fd.get()))
         return {};
     return fd;

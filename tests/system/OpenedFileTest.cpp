@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,27 @@ std::string textOf(const OpenedFile& file)
 {
     const SharedSource& content = *file.content();
     return std::string(charsOf(*content->bytesAt(0, content->size())));
+}
+
+// A link in anybody's folder may lead to the process that follows it.
+TEST(OpenedFile, NothingOfTheKernelHasContent)
+{
+    test::ScratchFolder folder;
+    UniqueFd own(memfd_create("own", MFD_CLOEXEC));
+    std::string link = folder.file("a.mp3");
+    for (const std::string& target : { std::string("/proc/self/maps"), std::string("/proc/self/mem"),
+             std::string("/sys/kernel/mm/transparent_hugepage/enabled"),
+             "/proc/self/fd/" + std::to_string(own.get()) }) {
+        ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+        EXPECT_FALSE(OpenedFile::at(link).content().ok()) << target;
+        EXPECT_FALSE(InputFile::open(link).ok()) << target;
+        unlink(link.c_str());
+    }
+    EXPECT_FALSE(OpenedFile::adopt(Path(), UniqueFd(open("/proc/self/mem", O_RDONLY | O_CLOEXEC))).content().ok());
+    // An ordinary link stays one.
+    folder.write("b.mp3", "12345");
+    ASSERT_EQ(symlink("b.mp3", link.c_str()), 0);
+    EXPECT_EQ(textOf(OpenedFile::at(link)), "12345");
 }
 
 TEST(OpenedFile, HasContentAndAttributes)

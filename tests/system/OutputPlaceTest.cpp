@@ -21,6 +21,20 @@ protected:
     SharedPlace m_place = OutputPlace::at(m_path);
 };
 
+TEST_F(OutputPlaceTest, WritesIntoNothingThatAFolderCannotHold)
+{
+    for (const char* target : { "/proc/self/mem", "/proc/self/fd/0", "/dev/ptmx" }) {
+        fs::create_symlink(target, m_path);
+        EXPECT_FALSE(m_place->openInPlace(OpenedFile())) << target;
+        fs::remove(m_path);
+    }
+    for (const std::string& target : { std::string("/dev/null"), m_scratch.file("other") }) {
+        fs::create_symlink(target, m_path);
+        EXPECT_TRUE(m_place->openInPlace(OpenedFile())) << target;
+        fs::remove(m_path);
+    }
+}
+
 TEST_F(OutputPlaceTest, HoldsAFileUnderWhateverName)
 {
     auto input = OpenedFile::at(m_scratch.write("in.wav", "sound"));

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Base/Core/Handle.h"
+#include "Base/Core/Path.h"
+
+#include <fcntl.h>
+#include <sys/types.h>
+
+namespace mv {
+
+/// open() for what may stand in a folder that others have filled. A link there may lead to this process itself: to its
+/// memory (/proc/self/mem) or to a file that only it has open (/proc/self/fd). Such links are not followed (ELOOP).
+/// Invalid with errno set where nothing was opened.
+UniqueFd openUserFile(const Path& path, int flags, mode_t mode = 0);
+
+/// Whether an open file is of a file system that shows what the kernel and its processes are: nobody's music.
+bool isOfKernel(int fd);
+
+} // namespace mv
