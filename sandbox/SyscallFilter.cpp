@@ -70,13 +70,19 @@ constexpr std::array Groups {
     Group { Kill, "nobody honest who decodes a file tries these", Attacks },
 };
 
-/// A system call that is answered so where one argument, masked, has a value.
-struct Condition {
-    std::uint32_t answer;
-    const char* call;
+/// Whether an argument, masked, has a value.
+struct Comparison {
     unsigned argument;
     std::uint64_t mask;
     std::uint64_t value;
+};
+
+/// A system call that is answered so where it is so, and the other is, too.
+struct Condition {
+    std::uint32_t answer;
+    const char* call;
+    Comparison first;
+    std::optional<Comparison> second = std::nullopt;
 };
 
 constexpr std::uint64_t WholeArgument = ~std::uint64_t { 0 };
@@ -85,30 +91,33 @@ constexpr std::uint64_t ThreadFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_
 constexpr std::uint64_t EmptyPath = AT_EMPTY_PATH;
 constexpr std::uint64_t NameMemory = 0x53564d41; // PR_SET_VMA, which older headers lack
 
-std::array<Condition, 16> conditions()
+std::array<Condition, 17> conditions()
 {
     auto self = static_cast<std::uint64_t>(getpid());
     return { {
-        { Allow, "mmap", 2, PROT_EXEC, 0 },
-        { Allow, "mprotect", 2, PROT_EXEC, 0 },
-        { Refuse, "mmap", 2, PROT_EXEC, PROT_EXEC },
-        { Refuse, "mprotect", 2, PROT_EXEC, PROT_EXEC },
+        // Shared memory without a file is what no limit counts; stacks that grow by themselves nobody needs.
+        { Allow, "mmap", { 2, PROT_EXEC, 0 }, Comparison { 3, MAP_ANONYMOUS | MAP_GROWSDOWN, 0 } },
+        { Allow, "mmap", { 2, PROT_EXEC, 0 },
+            Comparison { 3, MAP_TYPE | MAP_ANONYMOUS | MAP_GROWSDOWN, MAP_PRIVATE | MAP_ANONYMOUS } },
+        { Allow, "mprotect", { 2, PROT_EXEC, 0 } },
+        { Refuse, "mmap", { 2, PROT_EXEC, PROT_EXEC } },
+        { Refuse, "mprotect", { 2, PROT_EXEC, PROT_EXEC } },
         // Others would hold a file against everybody, or have any process of the user signalled through a descriptor.
-        { Allow, "fcntl", 1, IntArgument, F_DUPFD },
-        { Allow, "fcntl", 1, IntArgument, F_DUPFD_CLOEXEC },
-        { Allow, "fcntl", 1, IntArgument, F_GETFD },
-        { Allow, "fcntl", 1, IntArgument, F_SETFD },
-        { Allow, "fcntl", 1, IntArgument, F_GETFL },
+        { Allow, "fcntl", { 1, IntArgument, F_DUPFD } },
+        { Allow, "fcntl", { 1, IntArgument, F_DUPFD_CLOEXEC } },
+        { Allow, "fcntl", { 1, IntArgument, F_GETFD } },
+        { Allow, "fcntl", { 1, IntArgument, F_SETFD } },
+        { Allow, "fcntl", { 1, IntArgument, F_GETFL } },
         // A thread, not a process.
-        { Allow, "clone", 0, ThreadFlags, ThreadFlags },
-        { Allow, "tgkill", 0, IntArgument, self },
+        { Allow, "clone", { 0, ThreadFlags, ThreadFlags } },
+        { Allow, "tgkill", { 0, IntArgument, self } },
         // To ask for limits, not to set them.
-        { Allow, "prlimit64", 2, WholeArgument, 0 },
-        { Allow, "prctl", 0, IntArgument, PR_SET_NAME },
-        { Allow, "prctl", 0, IntArgument, NameMemory },
+        { Allow, "prlimit64", { 2, WholeArgument, 0 } },
+        { Allow, "prctl", { 0, IntArgument, PR_SET_NAME } },
+        { Allow, "prctl", { 0, IntArgument, NameMemory } },
         // Of an open descriptor.
-        { Allow, "newfstatat", 3, EmptyPath, EmptyPath },
-        { Allow, "statx", 2, EmptyPath, EmptyPath },
+        { Allow, "newfstatat", { 3, EmptyPath, EmptyPath } },
+        { Allow, "statx", { 2, EmptyPath, EmptyPath } },
     } };
 }
 
@@ -142,8 +151,12 @@ Result<void> addCondition(const Filter& filter, const Condition& condition)
     auto number = numberOf(condition.call);
     if (!number)
         return {};
-    const scmp_arg_cmp comparison { condition.argument, SCMP_CMP_MASKED_EQ, condition.mask, condition.value };
-    if (int code = seccomp_rule_add_array(filter.get(), condition.answer, *number, 1, &comparison); code < 0)
+    auto asked = [](const Comparison& one) {
+        return scmp_arg_cmp { one.argument, SCMP_CMP_MASKED_EQ, one.mask, one.value };
+    };
+    const scmp_arg_cmp both[] { asked(condition.first), asked(condition.second.value_or(condition.first)) };
+    const unsigned count = condition.second ? 2 : 1;
+    if (int code = seccomp_rule_add_array(filter.get(), condition.answer, *number, count, both); code < 0)
         return failure(condition.call, code);
     return {};
 }

@@ -193,6 +193,11 @@ const Attack Attacks[] = {
     { "SignalAThreadOfItsParent", [](const Place&) { return worked(syscall(SYS_tgkill, getppid(), getppid(), 0)); } },
     { "HoldItsParent", [](const Place&) { return worked(syscall(SYS_pidfd_open, getppid(), 0)); } },
     { "MapExecutableMemory", writesExecutableMemory, Works },
+    { "MapMemoryThatNoLimitCounts",
+        [](const Place&) {
+            return mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
+        },
+        Works },
     { "MakeMemoryExecutable", makesMemoryExecutable, Works },
     { "MakeANamelessProgram", [](const Place&) { return worked(memfd_create("x", 0)); }, Works },
     { "MakeARing", [](const Place&) { return worked(syscall(SYS_io_uring_setup, 4, nullptr)); } },
