@@ -54,8 +54,12 @@ Error leadsOut() { return { Error::Kind::State, "its folder is a link that leads
 /// Nothing where there is none, or not even its first line.
 Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::string& source)
 {
-    if (access(path.c_str(), F_OK) != 0)
+    struct stat facts { };
+    if (lstat(path.c_str(), &facts) != 0)
         return std::optional<MirrorState> {};
+    // Nothing here makes a link of it: whoever did wants another file written.
+    if (!S_ISREG(facts.st_mode))
+        return Error { Error::Kind::State, path + " is no regular file" };
     MV_TRY(content, readWholeFile(path, MaxStateBytes));
     if (MirrorState::isCutAtFront(charsOf(content)))
         return std::optional<MirrorState> {};
@@ -188,7 +192,7 @@ void MirrorTarget::openState()
 {
     if (m_lines)
         return;
-    UniqueFd lines(::open(statePath().c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    UniqueFd lines(::open(statePath().c_str(), O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
     struct stat facts { };
     if (!lines || fstat(lines.get(), &facts) != 0)
         return;

@@ -184,6 +184,17 @@ TEST_F(ToolMirror, NothingIsMadeOrRemovedBehindALink)
     EXPECT_EQ(test::outputOf("ls " + m_folder.file("elsewhere")), "1.mp3\n");
 }
 
+TEST_F(ToolMirror, AStateThatIsALinkIsSomebodyElses)
+{
+    song("A/1.flac");
+    std::filesystem::create_directory(m_folder.file("phone"));
+    std::filesystem::create_symlink(m_folder.file("planted"), m_folder.file("phone/.mivo-mirror"));
+    Outcome outcome = mirror();
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("phone/.mivo-mirror is no regular file"));
+    EXPECT_FALSE(std::filesystem::exists(m_folder.file("planted")));
+}
+
 TEST_F(ToolMirror, AFileOfAboutTheSameTimeIsSomebodyElses)
 {
     using namespace std::chrono_literals;
