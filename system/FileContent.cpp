@@ -40,6 +40,7 @@ private:
     Result<void> copyBytes(std::uint64_t from, std::uint64_t length);
     Result<std::uint64_t> copyInKernel(std::uint64_t from, std::uint64_t length);
     Result<std::uint64_t> copyThroughBuffer(std::uint64_t from, std::uint64_t length);
+    void startWriting();
     Result<void> writeAll(std::uint64_t to, ByteView bytes);
     Result<void> compareWith(std::uint64_t to, ByteView expected);
     Result<void> compareCopy(std::uint64_t from, std::uint64_t to, std::uint64_t length);
@@ -47,6 +48,7 @@ private:
     int m_target;
     const InputFile& m_source;
     std::uint64_t m_position = 0;
+    std::uint64_t m_startedTo = 0; ///< on its way to the disk
     bool m_sharingWorks = true;
     bool m_kernelCopyWorks = true;
     Bytes m_expected;
@@ -158,15 +160,26 @@ Result<void> ContentWriter::copyBytes(std::uint64_t from, std::uint64_t length)
     while (length > 0) {
         // Up to a boundary of the target: an aligned piece of it that comes in two steps may go to the disk twice.
         std::uint64_t part = std::min(length, ChunkBytes - m_position % ChunkBytes);
-        MV_TRY(count, m_kernelCopyWorks ? copyInKernel(from, part) : copyThroughBuffer(from, part));
+        bool byKernel = m_kernelCopyWorks && part >= CompareBytes;
+        MV_TRY(count, byKernel ? copyInKernel(from, part) : copyThroughBuffer(from, part));
         MV_TRY_VOID(compareCopy(from, m_position, count));
-        // Only an early start: whether the bytes arrived is what fsync tells.
-        sync_file_range(m_target, static_cast<off64_t>(m_position), static_cast<off64_t>(count), SYNC_FILE_RANGE_WRITE);
         m_position += count;
+        startWriting();
         from += count;
         length -= count;
     }
     return {};
+}
+
+/// A chunk at a time, however small the stretches are. Only an early start: whether the bytes arrived is what fsync
+/// tells.
+void ContentWriter::startWriting()
+{
+    if (m_position % ChunkBytes != 0 && m_position - m_startedTo < ChunkBytes)
+        return;
+    sync_file_range(m_target, static_cast<off64_t>(m_startedTo), static_cast<off64_t>(m_position - m_startedTo),
+        SYNC_FILE_RANGE_WRITE);
+    m_startedTo = m_position;
 }
 
 /// Bytes up to the next block, whole blocks shared, the rest: sharing works when both sides stand at the same place

@@ -158,7 +158,7 @@ Result<void> PlanDecoder::addSegments(ByteView bytes)
 {
     ByteReader in(bytes);
     while (!in.atEnd() && !in.failed()) {
-        if (m_content.size() == MaxSegments)
+        if (m_content.size() == std::min<std::uint64_t>(MaxSegments, FewSegments + m_fileSize / BytesOfSegment))
             return Error { Error::Kind::Limit, "a plan of too many stretches" };
         std::uint8_t kind = in.u8();
         if (kind == Copy) {

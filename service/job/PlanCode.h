@@ -26,8 +26,10 @@ Result<void> encodePlan(const PlannedContent& plan, const std::function<Result<v
 /// without a byte twice, and what is new has bounds. So nothing comes of a plan but the old file's bytes and new ones.
 class PlanDecoder {
 public:
-    /// As many stretches as an honest plan may have: two for each row of a random access table. Their literals: the
-    /// largest tag, and a movie box whose tables became wide.
+    /// As many stretches as an honest plan may have: two for each row of a random access table, whose fragments have
+    /// more bytes. Their literals: the largest tag, and a movie box whose tables became wide.
+    static constexpr std::size_t FewSegments = std::size_t { 1 } << 16;
+    static constexpr std::uint64_t BytesOfSegment = 32;
     static constexpr std::size_t MaxSegments = std::size_t { 1 } << 22;
     static constexpr std::size_t MaxLiteralBytes = std::size_t { 384 } << 20;
 
