@@ -53,6 +53,10 @@ Error systemError(const std::string& what) { return { Error::Kind::Io, what + ":
     dup2(nowhere, STDOUT_FILENO);
     if (options.quiet)
         dup2(nowhere, STDERR_FILENO);
+    // What the caller has open, a lock or a stick's folder, is not kept by what outlives it.
+    static_cast<void>(close_range(3, ~0U, CLOSE_RANGE_CLOEXEC));
+    if (arguments[0][0] == '/')
+        static_cast<void>(chdir("/"));
     if (options.keepOpen >= 0)
         fcntl(options.keepOpen, F_SETFD, 0);
     sigset_t none;
