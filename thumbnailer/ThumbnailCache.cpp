@@ -115,7 +115,7 @@ PngTexts textsOf(const FilePreview& preview)
         { std::string(SourceHeight), std::to_string(preview.sourceHeight) } };
     // More seconds than a year has are nobody's film.
     constexpr double MaxSeconds = 31'536'000;
-    if (preview.seconds && *preview.seconds < MaxSeconds)
+    if (preview.seconds && *preview.seconds >= 0 && *preview.seconds < MaxSeconds)
         texts.emplace(Length, std::to_string(static_cast<std::int64_t>(*preview.seconds)));
     return texts;
 }
