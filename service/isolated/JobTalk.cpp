@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 namespace mv {
 
@@ -13,6 +14,8 @@ namespace {
 
 // A file may have much to say at the highest debug level; a worker that says more is no help to anybody.
 constexpr std::size_t MaxLines = 1024;
+// One every five seconds: half an hour for a length, which is a week of sound.
+constexpr std::size_t MaxSigns = 360;
 
 WorkerDeath deathBySignal(int signal)
 {
@@ -44,10 +47,11 @@ Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
     MV_TRY(frame, m_worker.channel().receive(end));
     if (!frame)
         return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
-    m_goesOn = frame->kind == kindOf(Message::Working);
-    if (frame->kind != kindOf(Message::Log) && !m_goesOn)
+    const bool isSign = frame->kind == kindOf(Message::Working);
+    m_goesOn = isSign && ++m_signs <= MaxSigns;
+    if (frame->kind != kindOf(Message::Log) && !isSign)
         return frame;
-    if (!m_goesOn)
+    if (!isSign)
         keepLine(*frame);
     return std::optional<Frame> {};
 }
@@ -84,7 +88,7 @@ Result<Frame> JobTalk::awaitFrame(std::chrono::seconds patience, const std::func
 void JobTalk::keepLine(const Frame& frame)
 {
     constexpr std::size_t MaxLineBytes = 1024;
-    if (m_lines.size() < MaxLines)
+    if (m_written + m_lines.size() < MaxLines)
         m_lines.push_back(
             cleanedUtf8(charsOf(ByteView(frame.payload).first(std::min(frame.payload.size(), MaxLineBytes)))));
     else
@@ -95,8 +99,9 @@ void JobTalk::writeLog()
 {
     for (const std::string& line : m_lines)
         NSLog("%s", line.c_str());
-    if (m_dropped > 0)
+    if (m_dropped > 0 && !std::exchange(m_saidDropped, true))
         NSLog("%zu further lines of that job are left out", m_dropped);
+    m_written += m_lines.size();
     m_lines.clear();
     m_dropped = 0;
 }

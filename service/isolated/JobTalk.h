@@ -43,7 +43,10 @@ private:
 
     WorkerProcess& m_worker;
     std::vector<std::string> m_lines;
+    std::size_t m_written = 0; ///< of the lines
     std::size_t m_dropped = 0;
+    bool m_saidDropped = false;
+    std::size_t m_signs = 0; ///< that the job goes on
     bool m_goesOn = false; ///< what came last was no more than the word that it does
 };
 

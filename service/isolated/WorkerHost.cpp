@@ -126,9 +126,11 @@ std::optional<ReadingAnswer> WorkerHost::read(ReadingJob job)
 
 std::optional<ReadingAnswer> WorkerHost::readNew(const ReadingJob& job, const FileDeed& deed)
 {
-    Outcome outcome = readOn(firstKind(job.operation), job);
+    // However many workers it takes.
+    const auto end = Channel::Clock::now() + ReadingPatience;
+    Outcome outcome = readOn(firstKind(job.operation), job, end);
     if (std::holds_alternative<NeedsMedia>(outcome))
-        outcome = readOn(WorkerKind::Media, job);
+        outcome = readOn(WorkerKind::Media, job, end);
     if (auto* answer = std::get_if<ReadingAnswer>(&outcome))
         return std::move(*answer);
     const auto* death = std::get_if<WorkerDeath>(&outcome);
@@ -137,7 +139,7 @@ std::optional<ReadingAnswer> WorkerHost::readNew(const ReadingJob& job, const Fi
     return std::nullopt;
 }
 
-WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
+WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end)
 {
     auto loan = m_pool.forReading(kind, m_caller ? m_caller() : std::string());
     if (!loan)
@@ -146,7 +148,7 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
     auto staying = loan->worker->placeCall(briefCall(job.operation));
     JobTalk talk(*loan->worker);
     Channel::Clock::time_point begin = Channel::Clock::now();
-    auto frame = converse(talk, job, begin + ReadingPatience);
+    auto frame = converse(talk, job, end);
     loan->worker->callTook(Channel::Clock::now() - begin);
     staying.reset();
     if (frame && frame->kind == kindOf(Message::NeedsMedia)) {
@@ -160,15 +162,19 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job)
         throw std::length_error("the answer is larger than a message");
     }
     auto answer = frame ? answerIn(*frame, job) : Result<ReadingAnswer>(frame.error());
+    std::optional<WorkerDeath> death;
     if (!answer)
-        return talk.endOf(answer.error());
-    if (!isPlainFailure(*answer))
+        death = talk.endOf(answer.error());
+    if (!death && !isPlainFailure(*answer))
         m_pool.giveBack(std::move(*loan));
-    else if (loan->calls > 0) {
-        // A worker that has read other files is not asked twice; the one that comes last has read none.
+    else if (loan->calls > 0 && (!death || death->blame == PoisonList::Death::Crash)) {
+        // What a worker that has read other files does to this one may be their doing: the one that comes last has
+        // read none.
         loan->worker.reset();
-        return readOn(kind, job);
+        return readOn(kind, job, end);
     }
+    if (death)
+        return std::move(*death);
     return std::move(*answer);
 }
 

@@ -99,13 +99,16 @@ OpenedFile MediaInput::takeHandle()
     if (!isReadable(flags))
         throw mediaError(MediaErrorKind::AccessDenied, shownName());
     OpenedFile file = OpenedFile::adopt(m_text.empty() ? Path() : Path(m_text), std::move(m_handle));
-    if ((flags & O_ACCMODE) == O_RDONLY || file.descriptor() < 0)
+    if (file.descriptor() < 0)
         return file;
-    // A process that reads other people's files is given nothing that it could write into.
-    auto readOnly = file.contentAsFile()->openForReadingOnly();
-    if (!readOnly)
+    // A process that reads other people's files is given nothing that it could write into, nor, where that can be had,
+    // the client's own place in the file, which it could move.
+    auto ofItsOwn = file.contentAsFile()->openForReadingOnly();
+    if (ofItsOwn)
+        return OpenedFile::adopt(file.path(), std::move(*ofItsOwn));
+    if ((flags & O_ACCMODE) != O_RDONLY)
         throw mediaError(MediaErrorKind::AccessDenied, shownName());
-    return OpenedFile::adopt(file.path(), std::move(*readOnly));
+    return file;
 }
 
 } // namespace mv

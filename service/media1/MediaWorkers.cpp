@@ -77,6 +77,7 @@ public:
         , m_job(std::move(job))
         , m_caller(caller)
         , m_outcomes(m_job.files.size(), MediaErrorKind::Failed)
+        , m_ends(m_job.files.size())
     {
     }
 
@@ -134,7 +135,7 @@ private:
         const MediaJob job = jobOf(places);
         WorkerPool::Loan loan = borrow(kind, newWorker);
         JobTalk talk(*loan.worker);
-        auto results = ask(loan, talk, job);
+        auto results = ask(loan, talk, job, endOf(places));
         checkWanted();
         if (results) {
             talk.writeLog();
@@ -143,11 +144,25 @@ private:
         WorkerDeath death = talk.endOf(results.error());
         if (places.size() > 1)
             return eachAlone(kind, places, false);
+        // What a worker that has read other files does to this one may be their doing.
+        if (loan.calls > 0 && death.blame == PoisonList::Death::Crash)
+            return runOn(kind, places, true);
         talk.writeLog();
         blame(places.front(), death);
     }
 
-    Result<std::vector<MediaResult>> ask(WorkerPool::Loan& loan, JobTalk& talk, const MediaJob& job)
+    /// However many workers it takes.
+    Channel::Clock::time_point endOf(const Places& places)
+    {
+        const auto now = Channel::Clock::now();
+        if (places.size() > 1)
+            return now + BatchPatience;
+        auto& end = m_ends[places.front()];
+        return end ? *end : end.emplace(now + Patience);
+    }
+
+    Result<std::vector<MediaResult>> ask(
+        WorkerPool::Loan& loan, JobTalk& talk, const MediaJob& job, Channel::Clock::time_point deadline)
     {
         WorkerProcess& worker = *loan.worker;
         worker.allowProcessorTime(ProcessorTime);
@@ -156,7 +171,7 @@ private:
         static_cast<void>(worker.placeCall(mayBeShort ? WorkerProcess::ShortCall : std::chrono::microseconds {}));
         std::stop_callback end(m_caller.stop, [&worker] { worker.program().kill(); });
         auto begin = Channel::Clock::now();
-        auto frame = converse(talk, job, begin + (job.files.size() > 1 ? BatchPatience : Patience));
+        auto frame = converse(talk, job, deadline);
         worker.callTook(Channel::Clock::now() - begin);
         return frame ? resultsIn(*frame, job) : frame.error();
     }
@@ -200,6 +215,7 @@ private:
     const MediaJob m_job;
     const MediaCaller& m_caller;
     std::vector<Outcome> m_outcomes;
+    std::vector<std::optional<Channel::Clock::time_point>> m_ends; ///< of those that are read alone
 };
 
 std::optional<MediaErrorKind> MediaWorkers::poisonOf(const FileDeed& deed) const

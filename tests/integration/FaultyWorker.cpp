@@ -261,8 +261,11 @@ private:
         if (!frame || !*frame)
             return false;
         Moment moment = momentOf(**frame);
+        if (moment == Moment::Job && m_isSpoilt)
+            crash();
         if (moment == Moment::Job)
             m_wish = wishIn((*frame)->payload);
+        m_isSpoilt |= m_wish.deed == "spoil";
         if (moment != Moment::None && moment == m_wish.moment) {
             act(m_wish.deed, m_host);
             if (m_wish.deed == "needs")
@@ -277,6 +280,7 @@ private:
     Channel& m_host;
     Channel& m_jobs;
     Wish m_wish;
+    bool m_isSpoilt = false; ///< taken over by one file, it ends over the next
 };
 
 } // namespace

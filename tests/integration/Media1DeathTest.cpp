@@ -1,3 +1,4 @@
+#include "tests/integration/Attempt.h"
 #include "tests/integration/FaultyService.h"
 #include "tests/integration/Media1Client.h"
 #include "tests/integration/Operations.h"
@@ -50,6 +51,24 @@ TEST_P(Media1DeathBy, CostsItsOwnFile)
 INSTANTIATE_TEST_SUITE_P(Every, Media1DeathBy,
     testing::Values("crash", "abort", "trap", "leave", "garbage", "lie", "turn", "kind", "length", "half"),
     [](const auto& row) { return std::string(row.param); });
+
+// Neither interface blames a file for what one before it did to the worker.
+TEST_F(Media1Death, WhatAnotherFileDidIsNotBlamedOnThisOne)
+{
+    std::string spoiling = song("spoil-at-job.mp3");
+    std::string good = song("good.mp3");
+    test::Operation classic = test::operationOf("mp3");
+    auto describe = [&](const std::string& path) {
+        auto answer = m_client.call(classic.service, "/", classic.interface, classic.member,
+            [&](WireWriter& out) { classic.arguments(out, path, {}); });
+        return answer.ok() ? classic.value(answer.reader()) : answer.error;
+    };
+    EXPECT_EQ(describe(spoiling).substr(0, 8), "a record");
+    EXPECT_EQ(describe(good).substr(0, 8), "a record");
+    EXPECT_TRUE(m_media.describe(spoiling).ok());
+    EXPECT_TRUE(m_media.describe(good).ok());
+    EXPECT_EQ(m_service.log().find("was lost"), std::string::npos) << m_service.log();
+}
 
 class Media1TagDeathBy : public Media1Death, public testing::WithParamInterface<const char*> { };
 
