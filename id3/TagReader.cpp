@@ -152,12 +152,19 @@ private:
         return m_source.bytesAt(m_tags.audioEnd - taken, static_cast<std::size_t>(taken));
     }
 
+    /// An APE tag of 131 bytes has "TAG" where an ID3v1 tag has it.
+    static bool beginsInApeMark(ByteView end)
+    {
+        constexpr std::size_t Before = std::string_view("APE").size();
+        return end.size() >= Id3v1Tag::Size + Before && charsOf(end.last(Id3v1Tag::Size + Before)).starts_with(ApeMark);
+    }
+
     Result<void> readEnd()
     {
         // One read shows whether anything is there at all.
         constexpr std::size_t EndSize = 160;
         MV_TRY(end, bytesBeforeEnd(EndSize));
-        if (end.size() >= Id3v1Tag::Size)
+        if (end.size() >= Id3v1Tag::Size && !beginsInApeMark(end))
             m_tags.id3v1 = Id3v1Tag::parse(ByteView(end).last(Id3v1Tag::Size));
         if (m_tags.id3v1) {
             m_tags.audioEnd -= Id3v1Tag::Size;

@@ -73,9 +73,11 @@ bool looksCyrillic(ByteView text)
     return words > 0 && letters >= 4 && others * 8 < letters && small * 2 > letters;
 }
 
-/// Latin letters with accents stand alone or in twos between ASCII letters.
+/// Latin letters with accents stand alone between ASCII letters, or two small ones at an ASCII letter ("Größe",
+/// "Coração"): as a pair these are rare characters of every other charset here.
 bool looksLatin(ByteView text)
 {
+    constexpr std::uint8_t FirstSmall = 0xDF;
     int high = 0;
     int inWords = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -85,8 +87,13 @@ bool looksLatin(ByteView text)
         auto isLetter = [&](std::size_t at) {
             return at < text.size() && ((text[at] | 0x20) >= 'a') && ((text[at] | 0x20) <= 'z');
         };
-        bool alone = (i == 0 || !isHigh(text[i - 1])) && (i + 1 >= text.size() || !isHigh(text[i + 1]));
-        inWords += alone && (isLetter(i + 1) || (i > 0 && isLetter(i - 1)));
+        const std::size_t last = i + 1 < text.size() && isHigh(text[i + 1]) ? i + 1 : i;
+        const bool isRun = last + 1 >= text.size() || !isHigh(text[last + 1]);
+        const bool areSmall = text[i] >= FirstSmall && text[last] >= FirstSmall;
+        if (isRun && (last == i || areSmall) && (isLetter(last + 1) || (i > 0 && isLetter(i - 1))))
+            inWords += static_cast<int>(last - i) + 1;
+        for (; i + 1 < text.size() && isHigh(text[i + 1]); ++i)
+            ++high;
     }
     return inWords * 2 > high;
 }

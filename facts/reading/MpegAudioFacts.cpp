@@ -1,11 +1,10 @@
 #include "Base/Core/Text.h"
 #include "facts/FactErrors.h"
-#include "facts/reading/ApeItems.h"
 #include "facts/reading/Id3Facts.h"
+#include "facts/reading/OldTags.h"
 #include "facts/reading/Readers.h"
 #include "facts/reading/ShortenedTag.h"
 #include "facts/reading/SoundFacts.h"
-#include "id3/Lyrics3Tag.h"
 #include "id3/MpegFrameReader.h"
 #include "id3/TagReader.h"
 #include "id3/VbrHeader.h"
@@ -17,34 +16,13 @@ namespace mv {
 
 namespace {
 
-void addLyrics3(TagSink& sink, const TagSet& tags, const ByteSource& source)
-{
-    auto block = source.bytesAt(tags.lyrics3->offset, tags.lyrics3->size);
-    if (!block)
-        return;
-    Lyrics3Tag lyrics = Lyrics3Tag::parse(*block, tags.lyrics3IsVersion2);
-    sink.texts.beginTag();
-    sink.texts.addLegacy(TagField::Title, lyrics.title);
-    sink.texts.addLegacy(TagField::Artist, lyrics.artist);
-    sink.texts.addLegacy(TagField::Album, lyrics.album);
-    sink.texts.addLegacy(TagField::Comment, lyrics.information);
-    sink.texts.addLegacy(TagField::Lyrics, lyrics.lyrics);
-}
-
 void addTags(TagSink& sink, const TagSet& tags, const ByteSource& source)
 {
     for (const Id3v2Tag& tag : tags.prependedTags)
         addId3v2(sink, tag);
     for (const Id3v2Tag& tag : tags.appendedTags)
         addId3v2(sink, tag);
-    for (const auto& ape : { tags.leadingApe, tags.ape }) {
-        if (ape)
-            addApeItems(sink, source, ape->offset, ape->size);
-    }
-    if (tags.lyrics3)
-        addLyrics3(sink, tags, source);
-    if (tags.id3v1)
-        addId3v1(sink, *tags.id3v1);
+    addOldTags(sink, tags, source);
 }
 
 /// The stream in numbers: the encoder's table in its first frame, where the reader of frames believed that, else what

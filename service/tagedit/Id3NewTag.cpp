@@ -46,7 +46,8 @@ constexpr std::string_view AllDateIds[] = { "TYER", "TDAT", "TIME", "TDRC", "TDR
 /// The frames of a tag, first those that are there, then with the changes.
 class FrameSet {
 public:
-    explicit FrameSet(const TagSet& tags)
+    FrameSet(const TagSet& tags, const TagChanges& old)
+        : m_old(old)
     {
         const auto& counting = tags.countingTags();
         if (areAll(counting, 4) || areAll(counting, 3)) {
@@ -61,8 +62,8 @@ public:
         }
         std::stable_partition(
             m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return !frame.isNameless; });
-        if (counting.empty() && tags.id3v1)
-            takeOver(*tags.id3v1);
+        if (counting.empty())
+            change(old);
     }
 
     void change(const TagChanges& changes)
@@ -99,30 +100,25 @@ private:
     void carry(const Id3v2Tag& tag)
     {
         bool isUnsynchronised = tag.majorVersion() == 4 && (tag.header().flags & TagUnsynchronised);
-        for (const TagFrame& frame : tag.frames())
-            m_frames.push_back(NewFrame::carried(frame, isUnsynchronised));
+        // Of several tags the first that says something counts for it.
+        const std::size_t before = m_frames.size();
+        auto isSaid = [&](const NewFrame& frame) {
+            return std::any_of(m_frames.begin(), m_frames.begin() + static_cast<std::ptrdiff_t>(before),
+                [&](const NewFrame& other) { return saysTheSame(other, frame); });
+        };
+        for (const TagFrame& each : tag.frames()) {
+            auto frame = NewFrame::carried(each, isUnsynchronised);
+            if (!isSaid(frame))
+                m_frames.push_back(std::move(frame));
+        }
     }
 
-    void takeOver(const Id3v1Tag& tag)
+    static bool saysTheSame(const NewFrame& first, const NewFrame& second)
     {
-        auto take = [&](std::string_view id, ByteView text) {
-            if (!text.empty())
-                add(id, newTextBody(m_version, { utf8FromLegacy(text) }));
-        };
-        take("TIT2", tag.title);
-        take("TPE1", tag.artist);
-        take("TALB", tag.album);
-        bool hasYear = std::any_of(tag.year.begin(), tag.year.end(), [](auto c) { return c >= '1' && c <= '9'; });
-        if (hasYear)
-            take("TDRC", tag.year);
-        if (!tag.comment.empty())
-            add("COMM", newCommentBody(m_version, { utf8FromLegacy(tag.comment) })).isPlainComment = true;
-        if (tag.track != 0) {
-            std::string track = std::to_string(tag.track);
-            add("TRCK", newTextBody(m_version, { track })).text = track;
-        }
-        if (tag.genre < ID3_v1_genre_description.size())
-            add("TCON", newTextBody(m_version, { std::string(ID3_v1_genre_description[tag.genre]) }));
+        bool isText = first.id.starts_with('T') && first.id != "TXXX";
+        bool isOne
+            = isText || (first.isPlainComment && second.isPlainComment) || (first.isFrontCover && second.isFrontCover);
+        return first.bytes == second.bytes || (isOne && first.id == second.id);
     }
 
     /// In v2.3 a parenthesis at the front is a number's.
@@ -181,8 +177,8 @@ private:
             return;
         auto present
             = std::find_if(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) { return frame.id == id; });
-        const std::string text
-            = placeText(present == m_frames.end() ? std::string() : present->text, changes, placeKey, totalKey);
+        const std::string before = present == m_frames.end() ? placeText({}, m_old, placeKey, totalKey) : present->text;
+        const std::string text = placeText(before, changes, placeKey, totalKey);
         std::size_t place = remove([&](const NewFrame& frame) { return frame.id == id; });
         if (!text.empty())
             insert(place, id, newTextBody(m_version, { text })).text = text;
@@ -243,15 +239,16 @@ private:
             m_frames.begin() + static_cast<std::ptrdiff_t>(place), NewFrame::made(m_version, id, body));
     }
 
+    const TagChanges& m_old;
     int m_version = 4;
     std::vector<NewFrame> m_frames;
 };
 
 } // namespace
 
-Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes)
+Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes, const TagChanges& old)
 {
-    FrameSet frames(tags);
+    FrameSet frames(tags, old);
     frames.change(changes);
     return frames.rendered();
 }

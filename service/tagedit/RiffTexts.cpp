@@ -3,6 +3,7 @@
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "facts/reading/LegacyText.h"
+#include "service/tagedit/PlaceText.h"
 
 #include <algorithm>
 #include <array>
@@ -83,12 +84,24 @@ public:
         if (std::ranges::find(m_done, row.key) != m_done.end())
             return;
         m_done.push_back(row.key);
-        std::string text = joined(*m_changes[row.key]);
-        if (!text.empty())
-            putEntry(m_out, row.id, bytesOf(text + '\0'));
+        putText(row.id, joined(*m_changes[row.key]));
+    }
+    /// Of "3/12" what is not named of the two stays; the total needs no entry of its own.
+    void putPlace(const TextRow& row, std::string_view old)
+    {
+        if (std::ranges::find(m_done, row.key) != m_done.end())
+            return;
+        m_done.insert(m_done.end(), { TagKey::Track, TagKey::TrackTotal });
+        putText(row.id, placeText(old, m_changes, TagKey::Track, TagKey::TrackTotal));
     }
 
 private:
+    void putText(std::uint32_t id, const std::string& text)
+    {
+        if (!text.empty())
+            putEntry(m_out, id, bytesOf(text + '\0'));
+    }
+
     const TagChanges& m_changes;
     ByteWriter& m_out;
     std::vector<TagKey> m_done;
@@ -135,9 +148,15 @@ Bytes changedInfoList(ByteView list, const TagChanges& changes, bool isFirst)
     out.text("INFO");
     const std::size_t empty = content.size();
     NewEntries entries(changes, out);
+    const bool namesPlace = changes.isNamed(TagKey::Track) || changes.isNamed(TagKey::TrackTotal);
     eachEntry(list, [&](std::uint32_t id, ByteView text) {
         const TextRow* row = rowOf(InfoRows, id);
-        if (!row || !changes.isNamed(row->key))
+        const std::string old = untilZero(text);
+        const bool isWholePlace = row && row->key == TagKey::Track && old.find('/') != std::string::npos;
+        if (isWholePlace && namesPlace) {
+            if (isFirst)
+                entries.putPlace(*row, old);
+        } else if (!row || !changes.isNamed(row->key))
             putEntry(out, id, text);
         else if (isFirst)
             entries.put(*row);

@@ -195,6 +195,16 @@ TEST(TagReader, LyingSizesAtTheEndAreNotBelieved)
     EXPECT_FALSE(read(Audio + huge).ape);
 }
 
+// "TAG" stands in its mark where an ID3v1 tag begins.
+TEST(TagReader, AnApeTagOf131BytesIsOne)
+{
+    std::string items = ape(131 - 2 * 32, true);
+    TagSet tags = read(Audio + items);
+    EXPECT_FALSE(tags.id3v1);
+    EXPECT_EQ(tags.ape, (TagExtent { Audio.size(), 131 }));
+    EXPECT_TRUE(read(Audio + items + V1).id3v1);
+}
+
 TEST(TagReader, ApeAtTheFront)
 {
     std::string items = ape(100, true);

@@ -80,6 +80,22 @@ TEST(LegacyTexts, AreWhatTheyLookLike)
     EXPECT_EQ(guessed("\xA7\xDA\xAA\xBA\xAD\xB5\xBC\xD6\xA5\x40\xAC\xC9"), "我的音樂世界");
 }
 
+// As pairs of bytes the two letters would be rare characters.
+TEST(LegacyTexts, TwoLettersWithAccentsAreLatin)
+{
+    EXPECT_EQ(guessed("Sch\xF6ne Gr\xFC\xDF"
+                      "e"),
+        "Schöne Grüße");
+    EXPECT_EQ(guessed("S\xFC\xDF"), "Süß");
+    EXPECT_EQ(guessed("Cora\xE7\xE3o"), "Coração");
+    EXPECT_EQ(guessed("F\xFCr Elise\nGr\xF6\xDFte"), "Für Elise\nGrößte");
+    EXPECT_EQ(guessed("H\xE4\xE4t"), "Häät");
+    // Between letters a syllable stays one.
+    EXPECT_EQ(guessed("A\xC7\xD1"
+                      "B \xB0\xA1\xB3\xAA"),
+        "A한B 가나");
+}
+
 TEST(LegacyTexts, AllTextsOfATagSpeakTogether)
 {
     TagTexts texts;

@@ -1,5 +1,6 @@
 #include "service/tagedit/Id3Change.h"
 
+#include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
 #include "tests/service/tagedit/EditedBytes.h"
 #include "tests/support/Mp3Maker.h"
@@ -154,6 +155,87 @@ TEST(Id3Change, OldTagsSayNothingElse)
     EXPECT_EQ(tags->id3v1->track, 3);
     EXPECT_EQ(tags->id3v1->genre, 255);
     EXPECT_NE(framesOf(made).find("Artist"), std::string::npos) << "whoever reads the new tag reads no other";
+}
+
+/// An APE tag of texts, with a header.
+std::string ape(std::initializer_list<std::pair<std::string, std::string>> texts)
+{
+    Bytes items;
+    ByteWriter out(items);
+    for (const auto& [name, text] : texts) {
+        out.u32le(static_cast<std::uint32_t>(text.size()));
+        out.u32le(0);
+        out.text(name);
+        out.u8(0);
+        out.text(text);
+    }
+    auto end = [&](std::uint32_t flags) {
+        Bytes bytes;
+        ByteWriter mark(bytes);
+        mark.text("APETAGEX");
+        mark.u32le(2000);
+        mark.u32le(static_cast<std::uint32_t>(items.size() + 32));
+        mark.u32le(static_cast<std::uint32_t>(texts.size()));
+        mark.u32le(flags);
+        mark.zeros(8);
+        return std::string(charsOf(bytes));
+    };
+    return end(0xA0000000) + std::string(charsOf(items)) + end(0x80000000);
+}
+
+// What is cut at thirty letters does not come in front of what is whole.
+TEST(Id3Change, ANewTagHasWhatTheOthersSayInTheirOrder)
+{
+    std::string v1 = test::id3v1Tag({ .title = "Old", .artist = "A name that is lon", .track = 3, .genre = 17 });
+    std::string made
+        = edited(Sound + ape({ { "Artist", "A name that is long" }, { "Track", "7/12" } }) + v1, titleChange("New"));
+    EXPECT_EQ(framesOf(made),
+        id3Frame(4, "TIT2", zeroed("\0New")) + id3Frame(4, "TPE1", zeroed("\0A name that is long"))
+            + id3Frame(4, "TCON", zeroed("\0Rock")) + id3Frame(4, "TRCK", zeroed("\0") + "7/12"));
+}
+
+TEST(Id3Change, TextsOfAnOldTagHaveOneCharset)
+{
+    std::string v1 = test::id3v1Tag({ .title = "Gr\xFC\xDF"
+                                               "e",
+        .artist = "Die \xC4rzte" });
+    TagChanges genre;
+    genre[TagKey::Genre] = TagChanges::Values { "Rock" };
+    std::string frames = framesOf(edited(Sound + v1, genre));
+    EXPECT_NE(frames.find(zeroed("\0Gr\xFC\xDF"
+                                 "e")),
+        std::string::npos);
+    EXPECT_NE(frames.find(zeroed("\0Die \xC4rzte")), std::string::npos);
+}
+
+TEST(Id3Change, WhatOnlyGoesMakesNoTag)
+{
+    std::string v1 = test::id3v1Tag({ .title = "Old", .artist = "Artist" });
+    std::string without = test::id3v1Tag({ .title = "", .artist = "Artist" });
+    EXPECT_TRUE(edited(Sound + v1, titleChange("")) == Sound + without);
+    EXPECT_TRUE(
+        edited(id3Tag(4, id3Frame(4, "TIT2", zeroed("\0Old"))) + Sound + v1, titleChange("")) == Sound + without);
+}
+
+TEST(Id3Change, ThePlaceOfAnOldTagKeepsItsOtherHalf)
+{
+    std::string file = id3Tag(4, id3Frame(4, "TALB", zeroed("\0A"))) + Sound + ape({ { "Track", "7/12" } });
+    TagChanges changes;
+    changes[TagKey::Track] = TagChanges::Values { "8" };
+    EXPECT_NE(framesOf(edited(file, changes)).find("8/12"), std::string::npos);
+}
+
+TEST(Id3Change, OfTwoTagsTheFirstCounts)
+{
+    for (int version : { 3, 4 }) {
+        std::string first = id3Frame(version, "TIT2", zeroed("\0T")) + id3Frame(version, "TPE1", zeroed("\0A"));
+        std::string second = id3Frame(version, "TPE1", zeroed("\0B")) + id3Frame(version, "TCOM", zeroed("\0C"));
+        TagChanges changes;
+        changes[TagKey::Album] = TagChanges::Values { "L" };
+        EXPECT_EQ(framesOf(edited(id3Tag(version, first) + id3Tag(version, second) + Sound, changes)),
+            first + id3Frame(version, "TCOM", zeroed("\0C")) + id3Frame(version, "TALB", zeroed("\0L")))
+            << version;
+    }
 }
 
 std::string lyrics3(const std::string& fields)

@@ -85,6 +85,20 @@ TEST(RiffChange, ANewTagHasWhatTheListSays)
         std::string::npos);
 }
 
+TEST(RiffChange, APlaceKeepsItsOtherHalf)
+{
+    std::string list = "INFO" + chunk("ITRK", test::zeroed("3/12\0"));
+    auto listAfter = [&](TagKey key, std::uint16_t number) {
+        TagChanges changes;
+        changes[key] = number == 0 ? TagChanges::Values() : TagChanges::Values { std::to_string(number) };
+        std::string made = edited(wave(Format + chunk("LIST", list) + chunk("data", "12")), changes);
+        return made.substr(made.find("LIST"), made.find("data") - made.find("LIST"));
+    };
+    EXPECT_EQ(listAfter(TagKey::TrackTotal, 0), chunk("LIST", "INFO" + chunk("ITRK", test::zeroed("3\0"))));
+    EXPECT_EQ(listAfter(TagKey::TrackTotal, 20), chunk("LIST", "INFO" + chunk("ITRK", test::zeroed("3/20\0"))));
+    EXPECT_EQ(listAfter(TagKey::Track, 8), chunk("LIST", "INFO" + chunk("ITRK", test::zeroed("8/12\0"))));
+}
+
 TEST(RiffChange, ANewTagHasWhatTextsOfAiffSay)
 {
     std::string sound = "AIFFSSND" + bigEndian(10) + std::string(10, '\0');
