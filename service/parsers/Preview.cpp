@@ -118,10 +118,13 @@ std::optional<Preview> ofIsoCover(const OpenedFile& file, int side)
     return std::nullopt;
 }
 
-/// A frame that shows nothing, as films fade in from black.
-bool isOfOneColour(const Bitmap& bitmap)
+/// What a frame shows: films fade in from black, and a title may stand on one colour.
+enum class Telling { Black, OneColour, Picture };
+
+Telling tellingOf(const Bitmap& bitmap)
 {
     constexpr int Noise = 24;
+    constexpr std::uint8_t Dark = 40;
     constexpr std::size_t Channels = 4;
     std::array<std::uint8_t, 3> least { 255, 255, 255 };
     std::array<std::uint8_t, 3> most {};
@@ -133,15 +136,14 @@ bool isOfOneColour(const Bitmap& bitmap)
     }
     for (std::size_t j = 0; j < least.size(); ++j) {
         if (most[j] - least[j] > Noise)
-            return false;
+            return Telling::Picture;
     }
-    return true;
+    return std::ranges::max(most) < Dark ? Telling::Black : Telling::OneColour;
 }
 
-/// A frame, and whether it shows something.
 struct Shown {
     Scaled scaled;
-    bool tells = false;
+    Telling tells;
 };
 
 std::optional<Shown> shown(const std::optional<NSImage>& image, int side)
@@ -149,30 +151,29 @@ std::optional<Shown> shown(const std::optional<NSImage>& image, int side)
     auto scaled = image ? scaledTo(*image, {}, side) : Result<Scaled>(Error { Error::Kind::NotFound, "no frame" });
     if (!scaled)
         return std::nullopt;
-    bool tells = !isOfOneColour(scaled->bitmap);
+    const Telling tells = tellingOf(scaled->bitmap);
     return Shown { std::move(*scaled), tells };
 }
 
-/// The first frame that shows something, else the first one at all.
+/// The first frame that shows a picture, else the first one that is not black, else the first one at all.
 std::optional<Scaled> frameOf(QTMovie& movie, double duration, int side)
 {
-    std::optional<Scaled> first;
+    std::optional<Shown> best;
     auto isEnough = [&](const std::optional<NSImage>& image) {
         auto frame = shown(image, side);
-        bool tells = frame && frame->tells;
-        if (frame && (tells || !first))
-            first = std::move(frame->scaled);
-        return tells;
+        if (frame && (!best || frame->tells > best->tells))
+            best = std::move(frame);
+        return best && best->tells == Telling::Picture;
     };
     for (double seconds : { duration / 10, duration / 3, duration * 2 / 3 }) {
         QTTime time = QTMakeTimeWithTimeInterval(seconds);
         if (isEnough(movie.quickImageBeforeTime(time)))
             break;
         auto image = movie.frameImageAtTime(time);
-        if (isEnough(image || first ? image : movie.posterImage()))
+        if (isEnough(image || best ? image : movie.posterImage()))
             break;
     }
-    return first;
+    return best ? std::optional(std::move(best->scaled)) : std::nullopt;
 }
 
 /// Of a cover that the container holds beside its tracks, or of its chapters' first picture.

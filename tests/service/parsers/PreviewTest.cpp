@@ -211,6 +211,11 @@ TEST_F(PreviewTest, AFilmThatBeginsInBlackIsShownLater)
         "-f lavfi -i color=black:size=64x48:duration=3 -f lavfi -i color=red:size=64x48:duration=3 -filter_complex "
         "'[1]drawbox=x=0:y=0:w=16:h=48:color=blue:t=fill[b];[0][b]concat' -c:v mpeg4 -g 5"));
     EXPECT_TRUE(isNear(middle(found), Red)) << middle(found).red << " " << middle(found).blue;
+    // A frame of one colour is more than a black one.
+    auto red = preview(made("red.mp4",
+        "-f lavfi -i color=black:size=64x48:duration=2 -f lavfi -i color=red:size=64x48:duration=6 -filter_complex "
+        "'[0][1]concat' -c:v mpeg4 -g 5"));
+    EXPECT_TRUE(isNear(middle(red), Red)) << middle(red).red;
     auto black = preview(made("black.mp4", "-f lavfi -i color=black:size=64x48:duration=4 -c:v mpeg4"));
     EXPECT_EQ(sizes(black), "64x48 of 64x48");
 }
