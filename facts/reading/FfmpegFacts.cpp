@@ -39,10 +39,16 @@ constexpr std::array Fields {
     FieldOfName { "compilation", TagField::Compilation },
 };
 
+constexpr std::string_view OfTrack = "TRACK/";
+
 void addTags(TagSink& sink, const MediaStreams& streams)
 {
     sink.texts.beginTag();
-    for (const auto& [name, text] : streams.tags) {
+    for (const auto& [stated, text] : streams.tags) {
+        // Matroska may say of what a name is.
+        std::string_view name = stated;
+        if (equalIgnoringAsciiCase(name.substr(0, OfTrack.size()), OfTrack))
+            name.remove_prefix(OfTrack.size());
         for (const FieldOfName& row : Fields) {
             if (equalIgnoringAsciiCase(row.name, name))
                 sink.texts.addUtf8OrLegacy(row.field, bytesOf(text));

@@ -205,6 +205,9 @@ void refineFixed(SoundFacts& sound)
         sound.channels = 1;
 }
 
+// "pcm_s24be"
+constexpr std::string_view PcmName = "pcm_s";
+
 SoundFacts soundOf(StructureReader& reader, const TrackFacts& track)
 {
     SoundFacts sound { soundCodecOf(track), track.sampleRate, track.soundChannels };
@@ -223,8 +226,9 @@ SoundFacts soundOf(StructureReader& reader, const TrackFacts& track)
         refineEac3(sound, track.decoderConfig);
     else if (sound.codec == "opus")
         refineOpus(sound, track.decoderConfig);
-    else if (sound.codec.starts_with("pcm_") && !sound.codec.ends_with("law"))
-        sound.bitsPerSample = track.soundBits;
+    else if (sound.codec.size() > PcmName.size() && sound.codec.starts_with("pcm_") && !sound.codec.ends_with("law"))
+        // The description of some of them says 16 whatever they are.
+        sound.bitsPerSample = static_cast<std::uint32_t>(leadingInteger(sound.codec.substr(PcmName.size())));
     refineFixed(sound);
     if (sound.bitrate == 0) {
         std::uint64_t bytes = saturatingAdd(tableBytes(reader, track), track.fragmentBytes);

@@ -86,6 +86,8 @@ std::string zoneOf(std::string_view text)
 std::string clockOf(std::string_view text)
 {
     auto hours = digitsAt(text, 0, 2);
+    if (hours && *hours <= 23 && text.size() == 2)
+        return formatText("T%02d", *hours);
     auto minutes = digitsAt(text, 3, 2);
     if (!hours || !minutes || text[2] != ':' || *hours > 23 || *minutes > 59)
         return {};
@@ -125,6 +127,18 @@ std::optional<std::string> dayFirstDate(std::string_view text)
     bool isDate = third.ec == std::errc {} && third.ptr == end && year >= 1000 && year <= 9999 && month >= 1
         && month <= 12 && day >= 1 && day <= 31;
     return isDate ? std::optional(formatText("%04d-%02d-%02d", year, month, day)) : std::nullopt;
+}
+
+/// The first one, or another that says the same more precisely: a year may stand in front of the day.
+std::optional<std::string> preciseDateOf(const std::vector<std::string>& texts)
+{
+    std::optional<std::string> best;
+    for (const std::string& text : texts) {
+        auto date = isoDateOf(text);
+        if (date && (!best || (date->size() > best->size() && date->starts_with(*best))))
+            best = std::move(date);
+    }
+    return best;
 }
 
 } // namespace
@@ -224,12 +238,8 @@ void TagTexts::putInto(Facts& facts) const
     putTexts(fact::Comment, TagField::Comment);
     putPlace(facts, of(TagField::Track), of(TagField::TrackTotal), fact::TrackNumber, fact::TrackTotal);
     putPlace(facts, of(TagField::Disc), of(TagField::DiscTotal), fact::DiscNumber, fact::DiscTotal);
-    for (const std::string& text : of(TagField::Date)) {
-        if (auto date = isoDateOf(text)) {
-            facts.set(fact::ContentCreated, std::move(*date));
-            break;
-        }
-    }
+    if (auto date = preciseDateOf(of(TagField::Date)))
+        facts.set(fact::ContentCreated, std::move(*date));
     putText(fact::AsText, TagField::Lyrics);
     // Fractions of a beat are cut off.
     auto tempo = of(TagField::Tempo).empty() ? std::nullopt : positiveNumber(of(TagField::Tempo).front());

@@ -47,7 +47,11 @@ bool isZone(std::string_view text)
 
 bool isClock(std::string_view text)
 {
-    if (!takeNumber(text, 2, 0, 23) || !takeSign(text, ':') || !takeNumber(text, 2, 0, 59))
+    if (!takeNumber(text, 2, 0, 23))
+        return false;
+    if (text.empty())
+        return true;
+    if (!takeSign(text, ':') || !takeNumber(text, 2, 0, 59))
         return false;
     if (takeSign(text, ':')) {
         if (!takeNumber(text, 2, 0, 60))

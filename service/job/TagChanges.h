@@ -34,7 +34,7 @@ struct TagChanges {
 };
 
 /// True for the front of an ISO 8601 date and time, as precise as one likes: "1999", "2010-05", "2010-05-04",
-/// "2016-05-31T17:01", "2016-05-31T17:01:35+02:00", "...Z".
+/// "2016-05-31T17", "2016-05-31T17:01", "2016-05-31T17:01:35+02:00", "...Z".
 bool isTagDate(std::string_view text);
 
 /// "image/jpeg" or "image/png" by the first bytes; empty for anything else.

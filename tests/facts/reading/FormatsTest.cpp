@@ -166,6 +166,23 @@ TEST(TagLibFacts, WindowsMedia)
     EXPECT_EQ(textOf(*movie, fact::Title), "Title");
 }
 
+// FFmpeg's description of these says 16 bits.
+TEST(IsoMediaFacts, BitsOfSamplesInQuickTime)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder folder;
+    for (auto [codec, bits] : { std::pair("pcm_u8", "8"), { "pcm_s16be", "16" }, { "pcm_s24be", "24" },
+             { "pcm_s32le", "32" }, { "pcm_f32le", "32" }, { "pcm_f64be", "64" } }) {
+        std::string path = folder.file(std::string(codec) + ".mov");
+        outputOf("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=0.1 -c:a " + std::string(codec) + " " + path);
+        auto facts = describe(OpenedFile::at(Path(path)), "a.mov", {});
+        ASSERT_TRUE(facts.ok()) << codec;
+        EXPECT_EQ(textOf(*facts, fact::AudioCodec) + " " + textOf(*facts, fact::BitsPerSample),
+            codec + std::string(" ") + bits);
+    }
+}
+
 TEST(FfmpegFacts, MatroskaWithTagsAndACover)
 {
     if (!haveProgram("ffmpeg"))

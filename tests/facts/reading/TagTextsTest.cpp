@@ -24,6 +24,7 @@ TEST(TagDates, AreAsPreciseAsTheyAre)
     EXPECT_EQ(iso("2009-05-12T07:00:00.000000Z"), "2009-05-12T07:00:00Z");
     EXPECT_EQ(iso("2009-05-12T07:00:00.250Z"), "2009-05-12T07:00:00.250Z");
     EXPECT_EQ(iso("2010-05-04T10:11"), "2010-05-04T10:11");
+    EXPECT_EQ(iso("2010-05-04T17"), "2010-05-04T17");
     EXPECT_EQ(iso("4.5.2010"), "2010-05-04");
 }
 
@@ -123,6 +124,21 @@ TEST(TagTexts, TheFirstTagThatHasAFieldCounts)
     texts.putInto(facts);
     EXPECT_EQ(textOf(facts, fact::Artist), "A | B");
     EXPECT_EQ(textOf(facts, fact::Title), "T");
+}
+
+TEST(TagTexts, OfDatesThatAgreeTheMorePreciseCounts)
+{
+    auto dateOf = [](std::initializer_list<std::string_view> dates) {
+        TagTexts texts;
+        for (std::string_view date : dates)
+            texts.add(TagField::Date, date);
+        Facts facts;
+        texts.putInto(facts);
+        return textOf(facts, fact::ContentCreated);
+    };
+    EXPECT_EQ(dateOf({ "2010", "2010-05-04T10:11:12" }), "2010-05-04T10:11:12");
+    EXPECT_EQ(dateOf({ "2010", "2011-05-04" }), "2010");
+    EXPECT_EQ(dateOf({ "?", "2010-05", "2010" }), "2010-05");
 }
 
 TEST(TagTexts, AMarkInFrontIsNoText)
