@@ -77,6 +77,10 @@ private:
         if (order.isInput)
             return Error { Error::Kind::State,
                 "its thumbnail would replace " + order.output + ", which is one of the files" };
+        // Nobody has typed this name: a link may have been left there to have another file replaced.
+        std::error_code failed;
+        if (m_wish.pattern.isForMany() && fs::is_symlink(order.output, failed))
+            return unwritable(order.output, { Error::Kind::State, "it is a link" });
         MV_TRY(thumbnail, fitted(order.file.name));
         MV_TRY(picture, InputFile::adopt(std::move(thumbnail.picture)));
         MV_TRY(content, picture.bytesAt(0, picture.size()));

@@ -104,6 +104,17 @@ TEST_F(ToolThumbnails, OfFoldersListsAndNamesOfAnyBytes)
     EXPECT_EQ(sizeOf("out/x-a.png"), "png,64,48\n");
 }
 
+TEST_F(ToolThumbnails, WriteThroughNoLink)
+{
+    picture("c.bmp");
+    std::string precious = m_folder.write("precious.txt", "words");
+    symlink("precious.txt", m_folder.file("small-c.png").c_str());
+    Outcome outcome = tool("thumbnail -o small-%s.png " + m_folder.file("c.bmp"));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("small-c.png cannot be written: it is a link\n"));
+    EXPECT_EQ(charsOf(test::readFile(precious)), "words");
+}
+
 TEST_F(ToolThumbnails, ReplaceNoneOfTheFiles)
 {
     std::filesystem::create_directory(m_folder.file("m"));
