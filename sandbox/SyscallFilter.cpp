@@ -36,8 +36,8 @@ struct Group {
 template <std::size_t N> using Calls = std::array<const char*, N>;
 
 constexpr Calls<4> Memory { "brk", "munmap", "mremap", "madvise" };
-constexpr Calls<16> Descriptors { "read", "readv", "pread64", "preadv", "write", "writev", "pwrite64", "pwritev",
-    "lseek", "close", "fstat", "dup", "fadvise64", "ftruncate", "poll", "ppoll" };
+constexpr Calls<17> Descriptors { "read", "readv", "pread64", "preadv", "write", "writev", "pwrite64", "pwritev",
+    "lseek", "close", "fstat", "fstatfs", "dup", "fadvise64", "ftruncate", "poll", "ppoll" };
 constexpr Calls<4> Messages { "sendmsg", "recvmsg", "sendto", "recvfrom" };
 constexpr Calls<11> Threads { "futex", "set_robust_list", "rseq", "membarrier", "sched_yield", "sched_getaffinity",
     "gettid", "getpid", "exit", "exit_group", "getcpu" };
@@ -46,8 +46,9 @@ constexpr Calls<8> Time { "clock_gettime", "clock_getres", "clock_nanosleep", "n
     "getrandom", "getrusage" };
 constexpr Calls<6> Facts { "sysinfo", "uname", "getuid", "geteuid", "getgid", "getegid" };
 constexpr Calls<1> NewThread { "clone3" };
-constexpr Calls<17> Names { "open", "openat", "openat2", "access", "faccessat", "faccessat2", "stat", "lstat",
-    "readlink", "readlinkat", "getcwd", "unlink", "unlinkat", "mkdir", "rename", "chdir", "getdents64" };
+constexpr Calls<19> Names { "open", "openat", "openat2", "access", "faccessat", "faccessat2", "stat", "lstat",
+    "newfstatat", "statx", "readlink", "readlinkat", "getcwd", "unlink", "unlinkat", "mkdir", "rename", "chdir",
+    "getdents64" };
 constexpr Calls<13> Others { "socket", "connect", "kill", "tkill", "sched_setscheduler", "sched_setaffinity",
     "setpriority", "getpriority", "ioctl", "get_mempolicy", "set_mempolicy", "mbind", "setrlimit" };
 constexpr Calls<32> Attacks { "execve", "execveat", "fork", "vfork", "ptrace", "process_vm_readv", "process_vm_writev",
@@ -88,10 +89,9 @@ struct Condition {
 constexpr std::uint64_t WholeArgument = ~std::uint64_t { 0 };
 constexpr std::uint64_t IntArgument = 0xffffffff;
 constexpr std::uint64_t ThreadFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND | CLONE_THREAD;
-constexpr std::uint64_t EmptyPath = AT_EMPTY_PATH;
 constexpr std::uint64_t NameMemory = 0x53564d41; // PR_SET_VMA, which older headers lack
 
-std::array<Condition, 17> conditions()
+std::array<Condition, 15> conditions()
 {
     auto self = static_cast<std::uint64_t>(getpid());
     return { {
@@ -115,9 +115,6 @@ std::array<Condition, 17> conditions()
         { Allow, "prlimit64", { 2, WholeArgument, 0 } },
         { Allow, "prctl", { 0, IntArgument, PR_SET_NAME } },
         { Allow, "prctl", { 0, IntArgument, NameMemory } },
-        // Of an open descriptor.
-        { Allow, "newfstatat", { 3, EmptyPath, EmptyPath } },
-        { Allow, "statx", { 2, EmptyPath, EmptyPath } },
     } };
 }
 

@@ -1,6 +1,7 @@
 #include "system/InputFile.h"
 
 #include "Base/Core/Text.h"
+#include "system/DescriptorStat.h"
 #include "system/SystemError.h"
 #include "system/UserFile.h"
 
@@ -35,7 +36,7 @@ Result<SharedSource> InputFile::openShared(const Path& path)
 Result<InputFile> InputFile::adopt(UniqueFd fd)
 {
     struct stat facts { };
-    if (fstat(fd.get(), &facts) != 0)
+    if (statDescriptor(fd.get(), facts) != 0)
         return systemError(errno);
     if (!S_ISREG(facts.st_mode) || isOfKernel(fd.get()))
         return Error { Error::Kind::Unsupported, "not a regular file", S_ISDIR(facts.st_mode) ? EISDIR : EINVAL };

@@ -1,5 +1,6 @@
 #include "system/OpenedFile.h"
 
+#include "system/DescriptorStat.h"
 #include "system/SystemError.h"
 #include "system/UserFile.h"
 
@@ -52,6 +53,27 @@ Result<FileAttributes> statAt(int folder, const char* path, int flags)
     return attributesOf(facts);
 }
 
+/// Of what is open. A closed process is refused what could take a name, and does not learn when a file was made: the
+/// time of its last change stands in, as whoever has asked that process knows better.
+Result<FileAttributes> attributesOf(int fd)
+{
+    auto attributes = statAt(fd, "", AT_EMPTY_PATH);
+    if (attributes || attributes.error().code != EPERM)
+        return attributes;
+    struct stat facts { };
+    if (statDescriptor(fd, facts) != 0)
+        return notThere(errno);
+    FileAttributes known;
+    known.size = facts.st_size;
+    known.modificationDate = Date::fromTimespec(facts.st_mtim.tv_sec, facts.st_mtim.tv_nsec);
+    known.creationDate = known.modificationDate;
+    known.isRegularFile = S_ISREG(facts.st_mode);
+    known.isDirectory = S_ISDIR(facts.st_mode);
+    known.identity = { facts.st_dev, facts.st_ino };
+    known.names = facts.st_nlink;
+    return known;
+}
+
 Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attributes)
 {
     if (!attributes)
@@ -94,7 +116,7 @@ OpenedFile OpenedFile::at(const Path& path)
 
 OpenedFile OpenedFile::adopt(const Path& path, UniqueFd fd)
 {
-    auto attributes = statAt(fd.get(), "", AT_EMPTY_PATH);
+    auto attributes = attributesOf(fd.get());
     auto content = contentOf(std::move(fd), attributes);
     return { path, std::move(attributes), std::move(content) };
 }

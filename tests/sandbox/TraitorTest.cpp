@@ -135,6 +135,18 @@ bool typesIntoTheTerminal(const Place&)
 
 const Attack Attacks[] = {
     { "ReadAFile", [](const Place& p) { return worked(open(p.victim.c_str(), O_RDONLY)); }, LandlockHolds | Works },
+    { "AskForAFile",
+        [](const Place& p) {
+            struct stat facts { };
+            return worked(syscall(SYS_newfstatat, AT_FDCWD, p.victim.c_str(), &facts, AT_EMPTY_PATH));
+        },
+        Works },
+    { "AskForAFileByTheNewerCall",
+        [](const Place& p) {
+            struct statx facts { };
+            return worked(statx(AT_FDCWD, p.victim.c_str(), AT_EMPTY_PATH, STATX_BASIC_STATS, &facts));
+        },
+        Works },
     { "ReadTheUsersList", [](const Place&) { return worked(open("/etc/passwd", O_RDONLY)); }, LandlockHolds | Works },
     { "ReadItsOwnMemoryFile", [](const Place&) { return worked(open("/proc/self/mem", O_RDWR)); },
         LandlockHolds | Works },
