@@ -64,7 +64,8 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
 Result<UniqueFd> InputFile::openForReadingOnly() const
 {
     std::string self = formatText("/proc/self/fd/%d", m_fd.get());
-    UniqueFd fd(::open(self.c_str(), O_RDONLY | O_CLOEXEC));
+    // Somebody may hold a lease on it, which would take as long as the system lets them.
+    UniqueFd fd(::open(self.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd)
         return systemError(errno, "opening for reading only");
     return fd;

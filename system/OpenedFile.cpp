@@ -20,11 +20,13 @@ namespace mv {
 namespace {
 
 /// The nearest that there is: a file system may keep a time of any 64 bits.
-Date dateOf(const struct statx_timestamp& time)
+Date dateOf(std::int64_t seconds, std::int64_t nanoseconds)
 {
     constexpr std::int64_t Most = std::numeric_limits<std::int64_t>::max() / 1'000'000 - 1;
-    return Date::fromTimespec(std::clamp<std::int64_t>(time.tv_sec, -Most, Most), time.tv_nsec);
+    return Date::fromTimespec(std::clamp(seconds, -Most, Most), nanoseconds);
 }
+
+Date dateOf(const struct statx_timestamp& time) { return dateOf(time.tv_sec, time.tv_nsec); }
 
 FileAttributes attributesOf(const struct statx& facts)
 {
@@ -65,7 +67,7 @@ Result<FileAttributes> attributesOf(int fd)
         return notThere(errno);
     FileAttributes known;
     known.size = facts.st_size;
-    known.modificationDate = Date::fromTimespec(facts.st_mtim.tv_sec, facts.st_mtim.tv_nsec);
+    known.modificationDate = dateOf(facts.st_mtim.tv_sec, facts.st_mtim.tv_nsec);
     known.creationDate = known.modificationDate;
     known.isRegularFile = S_ISREG(facts.st_mode);
     known.isDirectory = S_ISDIR(facts.st_mode);

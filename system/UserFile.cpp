@@ -4,11 +4,11 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
-#include <dirent.h>
+#include <filesystem>
 #include <linux/magic.h>
 #include <linux/openat2.h>
-#include <memory>
+#include <optional>
+#include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
@@ -22,32 +22,51 @@ constexpr std::array<std::uint32_t, 12> KernelFileSystems { PROC_SUPER_MAGIC, SY
     SECURITYFS_MAGIC, SELINUX_MAGIC, CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC, BPF_FS_MAGIC, PSTOREFS_MAGIC,
     EFIVARFS_MAGIC, NSFS_MAGIC };
 
-/// Whether this process had it open before, under whatever number.
-bool isOpenHere(int fd)
+struct KernelLink {
+    std::string path; ///< of no link before the last name
+    bool isOwn = false; ///< of this process, or of a thread of it
+};
+
+/// The last of the links that a path leads to, where that is one of the kernel's.
+std::optional<KernelLink> kernelLinkAt(std::filesystem::path path)
 {
-    struct stat facts { };
-    std::unique_ptr<DIR, CloseWith<closedir>> all(opendir("/proc/self/fd"));
-    if (!all || fstat(fd, &facts) != 0)
-        return true;
-    while (const dirent* entry = readdir(all.get())) {
-        struct stat other { };
-        int number = std::atoi(entry->d_name);
-        if (entry->d_name[0] != '.' && number != fd && number != dirfd(all.get()) && fstat(number, &other) == 0
-            && other.st_dev == facts.st_dev && other.st_ino == facts.st_ino)
-            return true;
+    constexpr int MaxLinks = 40; // as many as the system follows
+    std::error_code failed;
+    for (int i = 0; i < MaxLinks; ++i) {
+        UniqueFd link(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat facts { };
+        if (!link || fstat(link.get(), &facts) != 0 || !S_ISLNK(facts.st_mode))
+            return std::nullopt;
+        auto folder = std::filesystem::canonical(path.has_parent_path() ? path.parent_path() : ".", failed);
+        if (failed)
+            return std::nullopt;
+        path = folder / path.filename();
+        if (isOfKernel(link.get())) {
+            // "/proc", then the process or the thread.
+            auto owner
+                = std::next(folder.begin(), std::min<std::ptrdiff_t>(2, std::distance(folder.begin(), folder.end())));
+            bool isOwn = owner != folder.end() && std::filesystem::exists("/proc/self/task" / *owner, failed);
+            return KernelLink { path.native(), isOwn };
+        }
+        path = folder / std::filesystem::read_symlink(path, failed);
+        if (failed)
+            return std::nullopt;
     }
-    return false;
+    return std::nullopt;
 }
 
-/// What a link of the kernel's leads to: another process' open file, as a client may hand it over, and nothing of this
-/// process.
-UniqueFd openThroughProcess(const Path& path, int flags, mode_t mode)
+/// What a link of the kernel's leads to: another process' open file, as a client may hand it over; of this process' own
+/// what has a name, and so may be opened anyhow.
+UniqueFd openThroughKernel(const Path& path, int flags, mode_t mode)
 {
-    UniqueFd fd(open(path.c_str(), flags, mode));
-    if (!fd || !isOpenHere(fd.get()))
-        return fd;
-    errno = ELOOP;
-    return {};
+    auto link = kernelLinkAt(path.text());
+    UniqueFd fd(link ? open(link->path.c_str(), flags, mode) : -1);
+    struct stat facts { };
+    if (!link || (fd && link->isOwn && (fstat(fd.get(), &facts) != 0 || facts.st_nlink == 0))) {
+        errno = ELOOP;
+        return {};
+    }
+    return fd;
 }
 
 } // namespace
@@ -63,7 +82,7 @@ UniqueFd openUserFile(const Path& path, int flags, mode_t mode)
     if (fd < 0 && (errno == ENOSYS || errno == EPERM))
         return UniqueFd(open(path.c_str(), flags, mode));
     if (fd < 0 && errno == ELOOP)
-        return openThroughProcess(path, flags, mode);
+        return openThroughKernel(path, flags, mode);
     return UniqueFd(static_cast<int>(fd));
 }
 

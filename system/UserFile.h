@@ -9,8 +9,8 @@
 namespace mv {
 
 /// open() for what may stand in a folder that others have filled. A link there may lead to this process itself, to a
-/// file that only it has open (/proc/self/fd): such links are not followed (ELOOP). Invalid with errno set where
-/// nothing was opened.
+/// file without a name that it has open (/proc/self/fd): such links are not followed (ELOOP). Invalid with errno set
+/// where nothing was opened.
 UniqueFd openUserFile(const Path& path, int flags, mode_t mode = 0);
 
 /// Whether an open file is of a file system that shows what the kernel and its processes are: nobody's music.

@@ -73,11 +73,12 @@ bool looksCyrillic(ByteView text)
     return words > 0 && letters >= 4 && others * 8 < letters && small * 2 > letters;
 }
 
-/// Latin letters with accents stand alone between ASCII letters, or two small ones at an ASCII letter ("Größe",
-/// "Coração"): as a pair these are rare characters of every other charset here.
+/// Latin letters with accents stand alone at an ASCII letter, or two small ones between ASCII letters ("Größe",
+/// "Coração"): a character of any other charset here is rarely there.
 bool looksLatin(ByteView text)
 {
     constexpr std::uint8_t FirstSmall = 0xDF;
+    constexpr std::uint8_t DivisionSign = 0xF7;
     int high = 0;
     int inWords = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -89,9 +90,12 @@ bool looksLatin(ByteView text)
         };
         const std::size_t last = i + 1 < text.size() && isHigh(text[i + 1]) ? i + 1 : i;
         const bool isRun = last + 1 >= text.size() || !isHigh(text[last + 1]);
-        const bool areSmall = text[i] >= FirstSmall && text[last] >= FirstSmall;
-        if (isRun && (last == i || areSmall) && (isLetter(last + 1) || (i > 0 && isLetter(i - 1))))
-            inWords += static_cast<int>(last - i) + 1;
+        auto isSmall = [&](std::size_t at) { return text[at] >= FirstSmall && text[at] != DivisionSign; };
+        const bool isBehind = i > 0 && isLetter(i - 1);
+        if (isRun && last == i && (isLetter(i + 1) || isBehind))
+            ++inWords;
+        else if (isRun && last > i && isSmall(i) && isSmall(last) && isLetter(last + 1) && isBehind)
+            inWords += 2;
         for (; i + 1 < text.size() && isHigh(text[i + 1]); ++i)
             ++high;
     }

@@ -14,8 +14,8 @@ namespace {
 
 // A file may have much to say at the highest debug level; a worker that says more is no help to anybody.
 constexpr std::size_t MaxLines = 1024;
-// One every five seconds: half an hour for a length, which is a week of sound.
-constexpr std::size_t MaxSigns = 360;
+// For a length: a week of sound.
+constexpr std::chrono::minutes LongestCount { 30 };
 
 WorkerDeath deathBySignal(int signal)
 {
@@ -48,7 +48,10 @@ Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
     if (!frame)
         return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
     const bool isSign = frame->kind == kindOf(Message::Working);
-    m_goesOn = isSign && ++m_signs <= MaxSigns;
+    const auto now = Channel::Clock::now();
+    if (isSign && !m_firstSign)
+        m_firstSign = now;
+    m_goesOn = isSign && now - *m_firstSign < LongestCount;
     if (frame->kind != kindOf(Message::Log) && !isSign)
         return frame;
     if (!isSign)

@@ -46,7 +46,7 @@ private:
     std::size_t m_written = 0; ///< of the lines
     std::size_t m_dropped = 0;
     bool m_saidDropped = false;
-    std::size_t m_signs = 0; ///< that the job goes on
+    std::optional<Channel::Clock::time_point> m_firstSign; ///< that the job goes on
     bool m_goesOn = false; ///< what came last was no more than the word that it does
 };
 

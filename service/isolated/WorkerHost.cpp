@@ -17,6 +17,9 @@ namespace {
 // Numbers of writing operations among all; those of reading ones lie below.
 constexpr int FirstWritingDeed = 64;
 
+// Of the clock, that a worker must have had for a file.
+constexpr std::chrono::seconds LeastBlamed { 10 };
+
 // A long recording may take hours.
 constexpr std::chrono::hours AnyProcessorTime { 24 * 365 };
 
@@ -139,11 +142,14 @@ std::optional<ReadingAnswer> WorkerHost::readNew(const ReadingJob& job, const Fi
     return std::nullopt;
 }
 
-WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end)
+WorkerHost::Outcome WorkerHost::readOn(
+    WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end, bool byNewWorker)
 {
-    auto loan = m_pool.forReading(kind, m_caller ? m_caller() : std::string());
+    const std::string client = m_caller ? m_caller() : std::string();
+    auto loan = byNewWorker ? m_pool.fresh(kind) : m_pool.forReading(kind, client);
     if (!loan)
         throw unavailable(loan.error());
+    loan->client = client;
     loan->worker->allowProcessorTime(ReadingProcessorTime);
     auto staying = loan->worker->placeCall(briefCall(job.operation));
     JobTalk talk(*loan->worker);
@@ -168,11 +174,13 @@ WorkerHost::Outcome WorkerHost::readOn(WorkerKind kind, const ReadingJob& job, C
     if (!death && !isPlainFailure(*answer))
         m_pool.giveBack(std::move(*loan));
     else if (loan->calls > 0 && (!death || death->blame == PoisonList::Death::Crash)) {
-        // What a worker that has read other files does to this one may be their doing: the one that comes last has
-        // read none.
+        // What a worker that has read other files does to this one may be their doing.
         loan->worker.reset();
-        return readOn(kind, job, end);
+        return readOn(kind, job, end, true);
     }
+    // Who has waited for a worker until there was no time left has not hung.
+    if (death && death->blame == PoisonList::Death::Deadline && end - begin < LeastBlamed)
+        death->blame.reset();
     if (death)
         return std::move(*death);
     return std::move(*answer);

@@ -54,7 +54,7 @@ private:
     using Outcome = std::variant<ReadingAnswer, NeedsMedia, WorkerDeath>;
 
     std::optional<ReadingAnswer> readNew(const ReadingJob& job, const FileDeed& deed);
-    Outcome readOn(WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end);
+    Outcome readOn(WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end, bool byNewWorker = false);
     std::optional<WritingAnswer> writeOn(
         WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed);
     bool isPoison(const FileDeed& deed, const Path& path) const;

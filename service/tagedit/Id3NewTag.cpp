@@ -113,12 +113,32 @@ private:
         }
     }
 
+    /// Whether a frame's text, from that byte on, can be read by anybody: no flags, and more than zeros and a mark.
+    static bool saysSomething(const NewFrame& frame, std::size_t begin)
+    {
+        constexpr std::size_t FormatFlags = 9;
+        return frame.bytes.size() > begin && frame.bytes[FormatFlags] == 0
+            && std::any_of(frame.bytes.begin() + static_cast<std::ptrdiff_t>(begin), frame.bytes.end(),
+                [](std::uint8_t byte) { return byte != 0 && byte != 0xFE && byte != 0xFF; });
+    }
+
+    static bool isDate(const NewFrame& frame)
+    {
+        return std::find(std::begin(DateIds), std::end(DateIds), frame.id) != std::end(DateIds);
+    }
+
+    /// Of a frame in one tag and of one in a tag behind it.
     static bool saysTheSame(const NewFrame& first, const NewFrame& second)
     {
+        constexpr std::size_t TextBegin = 10 + 1; // behind the header and the encoding
+        constexpr std::size_t CommentBegin = TextBegin + 3;
+        if (first.bytes == second.bytes)
+            return true;
+        if (first.isPlainComment && second.isPlainComment)
+            return saysSomething(first, CommentBegin);
         bool isText = first.id.starts_with('T') && first.id != "TXXX";
-        bool isOne
-            = isText || (first.isPlainComment && second.isPlainComment) || (first.isFrontCover && second.isFrontCover);
-        return first.bytes == second.bytes || (isOne && first.id == second.id);
+        bool isOne = isText && (first.id == second.id || (isDate(first) && isDate(second)));
+        return isOne && saysSomething(first, TextBegin);
     }
 
     /// In v2.3 a parenthesis at the front is a number's.

@@ -34,6 +34,9 @@ TEST(OpenedFile, NothingOfTheKernelHasContent)
         unlink(link.c_str());
     }
     EXPECT_FALSE(OpenedFile::adopt(Path(), UniqueFd(open("/proc/self/mem", O_RDONLY | O_CLOEXEC))).content().ok());
+    // What has a name may be opened anyhow, as by "/dev/stdin".
+    UniqueFd named(open(folder.write("c.mp3", "123").c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(textOf(OpenedFile::at("/proc/self/fd/" + std::to_string(named.get()))), "123");
     // An ordinary link stays one.
     folder.write("b.mp3", "12345");
     ASSERT_EQ(symlink("b.mp3", link.c_str()), 0);

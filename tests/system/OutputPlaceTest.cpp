@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,7 +24,9 @@ protected:
 
 TEST_F(OutputPlaceTest, WritesIntoNothingThatAFolderCannotHold)
 {
-    for (const char* target : { "/proc/self/mem", "/proc/self/fd/0", "/dev/ptmx" }) {
+    UniqueFd own(memfd_create("own", MFD_CLOEXEC));
+    for (const std::string& target :
+        { std::string("/proc/self/mem"), std::string("/dev/ptmx"), "/proc/self/fd/" + std::to_string(own.get()) }) {
         fs::create_symlink(target, m_path);
         EXPECT_FALSE(m_place->openInPlace(OpenedFile())) << target;
         fs::remove(m_path);

@@ -87,7 +87,7 @@ TEST(LegacyTexts, TwoLettersWithAccentsAreLatin)
     EXPECT_EQ(guessed("Sch\xF6ne Gr\xFC\xDF"
                       "e"),
         "Schöne Grüße");
-    EXPECT_EQ(guessed("S\xFC\xDF"), "Süß");
+    EXPECT_EQ(guessed("DJ\xE7\xF7"), "DJ琪") << "at the end of a word it may be anything";
     EXPECT_EQ(guessed("Cora\xE7\xE3o"), "Coração");
     EXPECT_EQ(guessed("F\xFCr Elise\nGr\xF6\xDFte"), "Für Elise\nGrößte");
     EXPECT_EQ(guessed("H\xE4\xE4t"), "Häät");

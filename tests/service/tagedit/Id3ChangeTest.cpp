@@ -236,6 +236,23 @@ TEST(Id3Change, OfTwoTagsTheFirstCounts)
     }
 }
 
+// Nor does a frame that says nothing hide one that does.
+TEST(Id3Change, AnEmptyFrameOfTheFirstTagHidesNothing)
+{
+    std::string empty = id3Frame(4, "TIT2", zeroed("\0")) + id3Frame(4, "TYER", zeroed("\0"));
+    std::string second = id3Frame(4, "TIT2", zeroed("\0Real")) + id3Frame(4, "APIC", zeroed("\0image/png\0\3\0x"));
+    TagChanges changes;
+    changes[TagKey::Album] = TagChanges::Values { "L" };
+    std::string frames = framesOf(edited(id3Tag(4, empty) + id3Tag(4, second) + Sound, changes));
+    EXPECT_NE(frames.find("Real"), std::string::npos);
+    EXPECT_NE(frames.find("image/png"), std::string::npos);
+    // A day belongs to its year.
+    const std::string first = id3Frame(3, "TYER", zeroed("\0") + "2010");
+    const std::string other = id3Frame(3, "TYER", zeroed("\0") + "2009") + id3Frame(3, "TDAT", zeroed("\0") + "0405");
+    EXPECT_EQ(framesOf(edited(id3Tag(3, first) + id3Tag(3, other) + Sound, changes)),
+        first + id3Frame(3, "TALB", zeroed("\0L")));
+}
+
 std::string lyrics3(const std::string& fields)
 {
     std::string block = "LYRICSBEGIN" + fields;
