@@ -2,6 +2,7 @@
 #include "facts/FactErrors.h"
 #include "facts/reading/Id3Facts.h"
 #include "facts/reading/Readers.h"
+#include "facts/reading/RiffTags.h"
 #include "facts/reading/SoundFacts.h"
 #include "facts/reading/WaveCodecs.h"
 
@@ -54,43 +55,6 @@ std::uint64_t inFile(const ByteSource& source, const Chunk& chunk)
 }
 
 // WAVE
-
-struct FieldOfChunk {
-    std::uint32_t id;
-    TagField field;
-};
-
-constexpr std::array InfoFields {
-    FieldOfChunk { fourCC("INAM"), TagField::Title },
-    FieldOfChunk { fourCC("IPRD"), TagField::Album },
-    FieldOfChunk { fourCC("IART"), TagField::Artist },
-    FieldOfChunk { fourCC("ICMT"), TagField::Comment },
-    FieldOfChunk { fourCC("IGNR"), TagField::Genre },
-    FieldOfChunk { fourCC("ICRD"), TagField::Date },
-    FieldOfChunk { fourCC("IMUS"), TagField::Composer },
-    FieldOfChunk { fourCC("ITRK"), TagField::Track },
-    FieldOfChunk { fourCC("IPRT"), TagField::Track },
-    FieldOfChunk { fourCC("IFRM"), TagField::TrackTotal },
-};
-
-void addInfoList(TagSink& sink, ByteView list)
-{
-    ByteReader reader(list);
-    if (reader.u32be() != fourCC("INFO"))
-        return;
-    sink.texts.beginTag();
-    while (reader.remaining() >= ChunkHeaderSize) {
-        std::uint32_t id = reader.u32be();
-        std::uint32_t size = reader.u32le();
-        ByteView text = reader.take(std::min<std::size_t>(size, reader.remaining()));
-        for (const FieldOfChunk& row : InfoFields) {
-            if (row.id == id)
-                sink.texts.addUtf8OrLegacy(row.field, text);
-        }
-        if (size % 2 != 0 && reader.remaining() > 0)
-            reader.skip(1);
-    }
-}
 
 struct WaveFacts {
     std::uint16_t tag = 0;
@@ -212,12 +176,6 @@ struct AiffFacts {
     }
 };
 
-constexpr std::array AiffFields {
-    FieldOfChunk { fourCC("NAME"), TagField::Title },
-    FieldOfChunk { fourCC("AUTH"), TagField::Artist },
-    FieldOfChunk { fourCC("ANNO"), TagField::Comment },
-};
-
 bool isId3(std::uint32_t id) { return id == fourCC("id3 ") || id == fourCC("ID3 "); }
 
 } // namespace
@@ -273,17 +231,13 @@ Result<void> readAiff(Reading& reading)
             aiff.readCommon(contentOf(source, chunk, CommonBytes));
         else if (isId3(chunk.id))
             addId3v2At(reading.tags, source, chunk.offset, inFile(source, chunk));
-        else if (std::any_of(AiffFields.begin(), AiffFields.end(), [&](const auto& row) { return row.id == chunk.id; }))
+        else if (riffField(AiffFields, chunk.id))
             texts.push_back(chunk);
         return true;
     });
     reading.tags.texts.beginTag();
-    for (const Chunk& chunk : texts) {
-        for (const FieldOfChunk& row : AiffFields) {
-            if (row.id == chunk.id)
-                reading.tags.texts.addUtf8OrLegacy(row.field, contentOf(source, chunk, MaxInfoBytes));
-        }
-    }
+    for (const Chunk& chunk : texts)
+        addAiffText(reading.tags, chunk.id, contentOf(source, chunk, MaxInfoBytes));
     if (aiff.sound.sampleRate == 0 || aiff.sound.channels == 0)
         return notMedia("an AIFF file without sound");
     putSound(reading.facts, aiff.sound);

@@ -79,6 +79,12 @@ Result<TagChanges::Values> takeValues(ByteReader& in)
 
 } // namespace
 
+bool TagChanges::setsAnything() const
+{
+    return std::ranges::any_of(values, [](const auto& named) { return named && !named->empty(); })
+        || (frontCover && !frontCover->empty());
+}
+
 std::uint16_t TagChanges::number(TagKey key) const
 {
     const auto& named = (*this)[key];

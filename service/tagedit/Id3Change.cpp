@@ -2,7 +2,7 @@
 
 #include "service/tagedit/Id3NewTag.h"
 #include "service/tagedit/OldTagChange.h"
-#include "service/tagedit/OldTexts.h"
+#include "service/tagedit/WritableTexts.h"
 #include "service/tags/Id3TagLayout.h"
 
 #include <algorithm>
@@ -40,19 +40,12 @@ Result<Splice> withoutNamed(const ByteSource& file, const Id3v2Tag& tag, const T
     return Splice { extent.offset, extent.size, std::move(bytes) };
 }
 
-/// A tag is not made to hold nothing.
-bool setsAnything(const TagChanges& changes)
-{
-    return std::ranges::any_of(changes.values, [](const auto& values) { return values && !values->empty(); })
-        || (changes.frontCover && !changes.frontCover->empty());
-}
-
 } // namespace
 
 Result<Splices> id3Splices(const ByteSource& file, const TagSet& tags, const TagChanges& changes, bool makesNew)
 {
     Splices splices;
-    if ((makesNew && setsAnything(changes)) || !tags.prependedTags.empty()) {
+    if ((makesNew && changes.setsAnything()) || !tags.prependedTags.empty()) {
         MV_TRY(tag, changedId3(tags, changes, oldTexts(file, tags)));
         MV_TRY(layout, layOutTag(file, tags, tag.frames.size()));
         Bytes bytes = layout.newSize > 0 ? tagBytes(tag.frames, layout.newSize, tag.version) : Bytes();

@@ -2,8 +2,10 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Media/TagLimits.h"
+#include "facts/reading/RiffTags.h"
 #include "service/tagedit/Id3NewTag.h"
 #include "service/tagedit/RiffTexts.h"
+#include "service/tagedit/WritableTexts.h"
 
 #include <algorithm>
 #include <limits>
@@ -157,7 +159,7 @@ private:
     /// The form's own texts: an INFO list, or a text of AIFF's.
     Result<bool> holdsTexts(const Chunk& chunk) const
     {
-        return m_form == RiffForm::Wave ? isInfo(chunk) : Result<bool>(isAiffText(chunk.id));
+        return m_form == RiffForm::Wave ? isInfo(chunk) : Result<bool>(riffField(AiffFields, chunk.id) != nullptr);
     }
     Result<bool> holdsTag(const Chunk& chunk) const { return isId3(chunk.id) ? Result<bool>(true) : holdsTexts(chunk); }
 
@@ -208,42 +210,40 @@ private:
 
     Result<void> changeId3(const TagChanges& changes)
     {
+        MV_TRY(texts, ownTexts());
         bool isThere = false;
         for (const Chunk& chunk : m_chunks) {
             if (!isId3(chunk.id))
                 continue;
             isThere = true;
             MV_TRY(tags, tagsIn(chunk));
-            MV_TRY(tag, changedId3(tags, changes));
+            MV_TRY(tag, changedId3(tags, changes, texts));
             Bytes content = id3TagBytes(tag, chunk.size);
             replace(chunk, content.empty() ? Bytes() : chunkBytes(chunk.id, content));
         }
-        if (isThere)
+        if (isThere || !changes.setsAnything())
             return {};
-        MV_TRY(tag, changedId3(TagSet {}, changes));
-        if (tag.frames.empty())
-            return {};
-        MV_TRY(texts, ownTexts());
-        MV_TRY(whole, changedId3(TagSet {}, withTexts(changes, texts)));
+        MV_TRY(whole, changedId3(TagSet {}, changes, texts));
         Bytes chunk = chunkBytes(m_form == RiffForm::Wave ? fourCC("id3 ") : fourCC("ID3 "), id3TagBytes(whole, 0));
         m_added.insert(m_added.end(), chunk.begin(), chunk.end());
         return {};
     }
 
-    Result<std::vector<RiffText>> ownTexts() const
+    /// Of all lists, or of all of AIFF's texts, which are one tag.
+    Result<TagChanges> ownTexts() const
     {
-        std::vector<RiffText> texts;
+        TagSink sink;
         for (const Chunk& chunk : m_chunks) {
             MV_TRY(isText, holdsTexts(chunk));
             if (!isText)
                 continue;
             MV_TRY(content, contentOf(chunk));
             if (m_form == RiffForm::Wave)
-                addInfoTexts(ByteView(content).subspan(4), texts);
+                addInfoList(sink, content);
             else
-                addAiffText(chunk.id, content, texts);
+                addAiffText(sink, chunk.id, content);
         }
-        return texts;
+        return writableTexts(sink);
     }
 
     Result<TagSet> tagsIn(const Chunk& chunk) const

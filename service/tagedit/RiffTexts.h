@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace mv {
 
@@ -17,18 +16,5 @@ Bytes changedInfoList(ByteView list, const TagChanges& changes, bool isFirst);
 
 /// What a text chunk of an AIFF file is to hold; nothing where it stays. `isFirst` of the chunks of its kind.
 std::optional<std::string> changedAiffText(std::uint32_t id, const TagChanges& changes, bool isFirst);
-bool isAiffText(std::uint32_t id);
-
-/// A text as it is stored, up to its zero.
-struct RiffText {
-    TagKey key;
-    std::string text;
-};
-void addInfoTexts(ByteView list, std::vector<RiffText>& texts);
-void addAiffText(std::uint32_t id, ByteView content, std::vector<RiffText>& texts);
-
-/// The changes, and of keys that they do not name what these texts say: for a tag that is new, which programs believe
-/// without looking at the texts any more.
-TagChanges withTexts(const TagChanges& changes, const std::vector<RiffText>& texts);
 
 } // namespace mv

@@ -1,14 +1,12 @@
-#include "service/tagedit/OldTexts.h"
+#include "service/tagedit/WritableTexts.h"
 
 #include "facts/Facts.h"
 #include "facts/reading/OldTags.h"
 
 namespace mv {
 
-TagChanges oldTexts(const ByteSource& file, const TagSet& tags)
+TagChanges writableTexts(TagSink& sink)
 {
-    TagSink sink;
-    addOldTags(sink, tags, file);
     Facts facts;
     sink.putInto(facts);
     TagChanges all;
@@ -25,6 +23,13 @@ TagChanges oldTexts(const ByteSource& file, const TagSet& tags)
             all.values[i] = TagChanges::Values { std::to_string(*number) };
     }
     return all;
+}
+
+TagChanges oldTexts(const ByteSource& file, const TagSet& tags)
+{
+    TagSink sink;
+    addOldTags(sink, tags, file);
+    return writableTexts(sink);
 }
 
 } // namespace mv
