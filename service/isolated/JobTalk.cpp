@@ -14,6 +14,8 @@ namespace {
 
 // A file may have much to say at the highest debug level; a worker that says more is no help to anybody.
 constexpr std::size_t MaxLines = 1024;
+// That a worker must have had for a file.
+constexpr std::chrono::seconds LeastBlamed { 10 };
 // For a length: a week of sound.
 constexpr std::chrono::minutes LongestCount { 30 };
 
@@ -47,16 +49,24 @@ Result<std::optional<Frame>> JobTalk::nextFrame(Channel::Clock::time_point end)
     MV_TRY(frame, m_worker.channel().receive(end));
     if (!frame)
         return Error { Error::Kind::Io, "the worker has closed its end", EPIPE };
-    const bool isSign = frame->kind == kindOf(Message::Working);
-    const auto now = Channel::Clock::now();
-    if (isSign && !m_firstSign)
-        m_firstSign = now;
-    m_goesOn = isSign && now - *m_firstSign < LongestCount;
-    if (frame->kind != kindOf(Message::Log) && !isSign)
-        return frame;
-    if (!isSign)
+    m_goesOn = false;
+    switch (static_cast<Message>(frame->kind)) {
+    case Message::Log:
         keepLine(*frame);
-    return std::optional<Frame> {};
+        return std::optional<Frame> {};
+    case Message::Working:
+        noteSign(Channel::Clock::now());
+        return std::optional<Frame> {};
+    default:
+        return frame;
+    }
+}
+
+void JobTalk::noteSign(Channel::Clock::time_point now)
+{
+    if (!m_firstSign)
+        m_firstSign = now;
+    m_goesOn = now - *m_firstSign < LongestCount;
 }
 
 Result<Frame> JobTalk::awaitFrame(Channel::Clock::time_point end)
@@ -109,13 +119,15 @@ void JobTalk::writeLog()
     m_dropped = 0;
 }
 
-WorkerDeath JobTalk::endOf(const Error& failure)
+WorkerDeath JobTalk::endOf(const Error& failure, Channel::Clock::time_point now)
 {
     m_worker.program().kill();
     ProgramEnd end = m_worker.program().wait();
     switch (failure.kind) {
     case Error::Kind::State:
-        return { "it did not answer in time", PoisonList::Death::Deadline };
+        // Whoever has waited for a worker until there was hardly any time left has not hung.
+        return { "it did not answer in time",
+            now - m_begin < LeastBlamed ? std::nullopt : std::optional(PoisonList::Death::Deadline) };
     case Error::Kind::Io:
         return deathOf(end);
     case Error::Kind::Unsupported:

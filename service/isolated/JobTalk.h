@@ -34,14 +34,16 @@ public:
     Result<Frame> awaitFrame(std::chrono::seconds patience, const std::function<bool()>& stillWorks);
     /// Writes the lines of the worker that have come.
     void writeLog();
-    /// Kills the worker, whose conversation failed so.
-    WorkerDeath endOf(const Error& failure);
+    /// Kills the worker, whose conversation failed so. A file is blamed for silence only if its worker had time.
+    WorkerDeath endOf(const Error& failure, Channel::Clock::time_point now = Channel::Clock::now());
 
 private:
     Result<std::optional<Frame>> nextFrame(Channel::Clock::time_point end);
     void keepLine(const Frame& frame);
+    void noteSign(Channel::Clock::time_point now);
 
     WorkerProcess& m_worker;
+    const Channel::Clock::time_point m_begin = Channel::Clock::now();
     std::vector<std::string> m_lines;
     std::size_t m_written = 0; ///< of the lines
     std::size_t m_dropped = 0;

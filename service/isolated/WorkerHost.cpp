@@ -17,9 +17,6 @@ namespace {
 // Numbers of writing operations among all; those of reading ones lie below.
 constexpr int FirstWritingDeed = 64;
 
-// Of the clock, that a worker must have had for a file.
-constexpr std::chrono::seconds LeastBlamed { 10 };
-
 // A long recording may take hours.
 constexpr std::chrono::hours AnyProcessorTime { 24 * 365 };
 
@@ -162,25 +159,24 @@ WorkerHost::Outcome WorkerHost::readOn(
         m_pool.giveBack(std::move(*loan));
         return NeedsMedia {};
     }
-    talk.writeLog();
     if (frame && frame->kind == kindOf(Message::TooLarge)) {
+        talk.writeLog();
         m_pool.giveBack(std::move(*loan));
         throw std::length_error("the answer is larger than a message");
     }
     auto answer = frame ? answerIn(*frame, job) : Result<ReadingAnswer>(frame.error());
-    std::optional<WorkerDeath> death;
-    if (!answer)
-        death = talk.endOf(answer.error());
-    if (!death && !isPlainFailure(*answer))
+    if (answer && !isPlainFailure(*answer)) {
+        talk.writeLog();
         m_pool.giveBack(std::move(*loan));
-    else if (loan->calls > 0 && (!death || death->blame == PoisonList::Death::Crash)) {
+        return std::move(*answer);
+    }
+    auto death = answer ? std::nullopt : std::optional(talk.endOf(answer.error()));
+    if (loan->calls > 0 && (!death || death->blame == PoisonList::Death::Crash)) {
         // What a worker that has read other files does to this one may be their doing.
         loan->worker.reset();
         return readOn(kind, job, end, true);
     }
-    // Who has waited for a worker until there was no time left has not hung.
-    if (death && death->blame == PoisonList::Death::Deadline && end - begin < LeastBlamed)
-        death->blame.reset();
+    talk.writeLog();
     if (death)
         return std::move(*death);
     return std::move(*answer);
@@ -209,10 +205,11 @@ WritingAnswer WorkerHost::write(WritingJob job, const WritingParts& parts)
         Channel nobody { UniqueFd() };
         return WritingBroker(nobody, std::move(job), parts, {}).answerOfDeath();
     }
-    const WorkerKind first = firstKind(job);
-    auto answer = writeOn(first, job, parts, deed);
+    // However many workers it takes.
+    WaitBudget budget(ReadingPatience);
+    auto answer = writeOn(firstKind(job), job, parts, deed, budget);
     if (!answer)
-        answer = writeOn(WorkerKind::Media, std::move(job), parts, deed);
+        answer = writeOn(WorkerKind::Media, std::move(job), parts, deed, budget);
     if (const auto* raised = std::get_if<RaisedException>(&*answer))
         raise(*raised);
     return *answer;
@@ -220,7 +217,7 @@ WritingAnswer WorkerHost::write(WritingJob job, const WritingParts& parts)
 
 /// Nothing where the job needs another kind of worker, which a light one may say.
 std::optional<WritingAnswer> WorkerHost::writeOn(
-    WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed)
+    WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed, WaitBudget& budget)
 {
     auto loan = m_pool.fresh(kind);
     if (!loan)
@@ -228,7 +225,6 @@ std::optional<WritingAnswer> WorkerHost::writeOn(
     const Path path = job.file.path();
     const bool isTag = job.operation == WritingOperation::UpdateTag;
     JobTalk talk(*loan->worker);
-    WaitBudget budget(ReadingPatience);
     const AwaitFrame soon = within(budget, talk);
     WritingBroker broker(loan->worker->channel(), std::move(job), parts, soon);
     loan->worker->allowProcessorTime(isTag ? ReadingProcessorTime : AnyProcessorTime);

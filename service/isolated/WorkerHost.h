@@ -2,6 +2,7 @@
 
 #include "service/isolated/JobTalk.h"
 #include "service/isolated/PoisonList.h"
+#include "service/isolated/WaitBudget.h"
 #include "service/isolated/WorkerPool.h"
 #include "service/isolated/WritingBroker.h"
 #include "service/job/ReadingJob.h"
@@ -56,7 +57,7 @@ private:
     std::optional<ReadingAnswer> readNew(const ReadingJob& job, const FileDeed& deed);
     Outcome readOn(WorkerKind kind, const ReadingJob& job, Channel::Clock::time_point end, bool byNewWorker = false);
     std::optional<WritingAnswer> writeOn(
-        WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed);
+        WorkerKind kind, WritingJob job, const WritingParts& parts, const FileDeed& deed, WaitBudget& budget);
     bool isPoison(const FileDeed& deed, const Path& path) const;
     void remember(const FileDeed& deed, const Path& path, const WorkerDeath& death);
 

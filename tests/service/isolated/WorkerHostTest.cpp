@@ -16,6 +16,7 @@
 namespace mv {
 namespace {
 
+using namespace std::chrono_literals;
 using testing::HasSubstr;
 
 class WorkerHostTest : public testing::Test {
@@ -59,13 +60,15 @@ TEST_F(WorkerHostTest, AnEndIsTheFilesFaultOrNobodys)
     struct Row {
         Error::Kind failure;
         std::optional<PoisonList::Death> blame;
+        std::chrono::seconds after { 0 };
     };
-    for (Row row : { Row { Error::Kind::State, PoisonList::Death::Deadline },
+    for (Row row : { Row { Error::Kind::State, PoisonList::Death::Deadline, 20s }, Row { Error::Kind::State, {}, 2s },
              Row { Error::Kind::Format, PoisonList::Death::Crash },
              Row { Error::Kind::Limit, PoisonList::Death::Crash }, Row { Error::Kind::Unsupported, std::nullopt } }) {
         auto worker = WorkerProcess::start(test::buildPath("bin/mivo-worker"), WorkerKind::Light);
         ASSERT_TRUE(worker.ok());
-        WorkerDeath death = JobTalk(**worker).endOf({ row.failure, "so it was" });
+        JobTalk talk(**worker);
+        WorkerDeath death = talk.endOf({ row.failure, "so it was" }, Channel::Clock::now() + row.after);
         EXPECT_EQ(death.blame, row.blame) << static_cast<int>(row.failure);
         EXPECT_TRUE((*worker)->program().end());
     }
