@@ -4,6 +4,7 @@
 #include "cli/InputPath.h"
 #include "cli/Output.h"
 #include "cli/Terminal.h"
+#include "cli/mirror/MirrorPlan.h"
 #include "cli/text/ReadableText.h"
 
 #include <algorithm>
@@ -34,8 +35,7 @@ std::optional<PlacedJob> placedJob(const char* command, const JobNames& names, J
 }
 
 constexpr std::array Mpeg4Endings { "m4a", "m4b", "m4r", "m4v", "mp4" };
-constexpr std::array OtherEndings { "3gp", "aac", "aif", "aiff", "ape", "avi", "flac", "mka", "mkv", "mov", "mp3",
-    "oga", "ogg", "ogv", "opus", "wav", "webm", "wma", "wmv", "wv" };
+constexpr std::array MovieEndings { "3gp", "avi", "mkv", "mov", "ogv", "webm", "wmv" };
 
 bool isAmong(const auto& endings, std::string_view one) { return std::ranges::find(endings, one) != endings.end(); }
 
@@ -46,7 +46,7 @@ bool namesAnotherFormat(const std::string& name, std::string_view ending)
     const std::string_view made = ending.substr(1);
     if (named == made || (isAmong(Mpeg4Endings, named) && isAmong(Mpeg4Endings, made)))
         return false;
-    return isAmong(Mpeg4Endings, named) || isAmong(OtherEndings, named);
+    return isAmong(Mpeg4Endings, named) || isAmong(MovieEndings, named) || isSoundName(name);
 }
 
 } // namespace

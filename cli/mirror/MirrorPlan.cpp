@@ -73,9 +73,8 @@ bool isCoverName(const std::string& name)
         && isOneOf(CoverNames, named.lastPathComponentWithoutExtension());
 }
 
-bool isMirrored(const std::string& name)
-{
-    return isOneOf(SoundEndings, Path(name).pathExtension()) || isCoverName(name);
-}
+bool isSoundName(const std::string& name) { return isOneOf(SoundEndings, Path(name).pathExtension()); }
+
+bool isMirrored(const std::string& name) { return isSoundName(name) || isCoverName(name); }
 
 } // namespace mv::cli
