@@ -57,7 +57,7 @@ Result<FileAttributes> statAt(int folder, const char* path, int flags)
 
 /// Of what is open. A closed process is refused what could take a name, and does not learn when a file was made: the
 /// time of its last change stands in, as whoever has asked that process knows better.
-Result<FileAttributes> attributesOf(int fd)
+Result<FileAttributes> attributesOfOpen(int fd)
 {
     auto attributes = statAt(fd, "", AT_EMPTY_PATH);
     if (attributes || attributes.error().code != EPERM)
@@ -118,7 +118,7 @@ OpenedFile OpenedFile::at(const Path& path)
 
 OpenedFile OpenedFile::adopt(const Path& path, UniqueFd fd)
 {
-    auto attributes = attributesOf(fd.get());
+    auto attributes = attributesOfOpen(fd.get());
     auto content = contentOf(std::move(fd), attributes);
     return { path, std::move(attributes), std::move(content) };
 }

@@ -205,8 +205,12 @@ void refineFixed(SoundFacts& sound)
         sound.channels = 1;
 }
 
-// "pcm_s24be"
-constexpr std::string_view PcmName = "pcm_s";
+/// Of "pcm_s24be"; 0 of what is none, as "pcm_alaw".
+std::uint32_t bitsInName(std::string_view codec)
+{
+    auto digits = codec.find_first_of("0123456789");
+    return digits == codec.npos ? 0 : static_cast<std::uint32_t>(leadingInteger(codec.substr(digits)));
+}
 
 SoundFacts soundOf(StructureReader& reader, const TrackFacts& track)
 {
@@ -226,9 +230,8 @@ SoundFacts soundOf(StructureReader& reader, const TrackFacts& track)
         refineEac3(sound, track.decoderConfig);
     else if (sound.codec == "opus")
         refineOpus(sound, track.decoderConfig);
-    else if (sound.codec.size() > PcmName.size() && sound.codec.starts_with("pcm_") && !sound.codec.ends_with("law"))
-        // The description of some of them says 16 whatever they are.
-        sound.bitsPerSample = static_cast<std::uint32_t>(leadingInteger(sound.codec.substr(PcmName.size())));
+    else if (sound.codec.starts_with("pcm_"))
+        sound.bitsPerSample = bitsInName(sound.codec); // some descriptions say 16 whatever they are
     refineFixed(sound);
     if (sound.bitrate == 0) {
         std::uint64_t bytes = saturatingAdd(tableBytes(reader, track), track.fragmentBytes);

@@ -77,27 +77,21 @@ bool looksCyrillic(ByteView text)
 /// "Coração"): a character of any other charset here is rarely there.
 bool looksLatin(ByteView text)
 {
-    constexpr std::uint8_t FirstSmall = 0xDF;
-    constexpr std::uint8_t DivisionSign = 0xF7;
-    int high = 0;
-    int inWords = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (!isHigh(text[i]))
-            continue;
-        ++high;
-        auto isLetter = [&](std::size_t at) {
-            return at < text.size() && ((text[at] | 0x20) >= 'a') && ((text[at] | 0x20) <= 'z');
-        };
-        const std::size_t last = i + 1 < text.size() && isHigh(text[i + 1]) ? i + 1 : i;
-        const bool isRun = last + 1 >= text.size() || !isHigh(text[last + 1]);
-        auto isSmall = [&](std::size_t at) { return text[at] >= FirstSmall && text[at] != DivisionSign; };
-        const bool isBehind = i > 0 && isLetter(i - 1);
-        if (isRun && last == i && (isLetter(i + 1) || isBehind))
-            ++inWords;
-        else if (isRun && last > i && isSmall(i) && isSmall(last) && isLetter(last + 1) && isBehind)
-            inWords += 2;
-        for (; i + 1 < text.size() && isHigh(text[i + 1]); ++i)
-            ++high;
+    auto isLetter
+        = [&](std::size_t at) { return at < text.size() && ((text[at] | 0x20) >= 'a') && ((text[at] | 0x20) <= 'z'); };
+    auto isSmall = [](std::uint8_t byte) { return byte >= 0xDF && byte != 0xF7; }; // but for the sign of division
+    std::size_t high = 0;
+    std::size_t inWords = 0;
+    for (auto begin = text.begin(); (begin = std::find_if(begin, text.end(), isHigh)) != text.end();) {
+        const auto end = std::find_if_not(begin, text.end(), isHigh);
+        const auto count = static_cast<std::size_t>(end - begin);
+        const auto place = static_cast<std::size_t>(begin - text.begin());
+        const bool follows = place > 0 && isLetter(place - 1);
+        const bool leads = isLetter(place + count);
+        if ((count == 1 && (follows || leads)) || (count == 2 && follows && leads && std::all_of(begin, end, isSmall)))
+            inWords += count;
+        high += count;
+        begin = end;
     }
     return inWords * 2 > high;
 }

@@ -123,12 +123,14 @@ void MP3Encoder::reapWorkers()
 
 void MP3Encoder::putDown(const OpenedFile& input, const SharedPlace& output)
 {
-    // One after the other: a nil output leaves the new input among the attributes.
-    for (auto [key, path] : { std::pair(InputFileKey, &input.path()), std::pair(OutputFileKey, &output->path()) }) {
-        if (path->isNil())
+    auto note = [this](std::string_view key, const Path& path) {
+        if (path.isNil())
             throw NSException(NSInvalidArgumentException, "attempt to insert nil value");
-        mergeAttributes({ { key, path->text() } });
-    }
+        mergeAttributes({ { key, path.text() } });
+    };
+    // One after the other: a nil output leaves the new input among the attributes.
+    note(InputFileKey, input.path());
+    note(OutputFileKey, output->path());
     MutexLock hold(m_pairLock);
     m_pair = { input, output };
     ++m_threadsToCome;
