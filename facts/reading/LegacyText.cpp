@@ -73,13 +73,23 @@ bool looksCyrillic(ByteView text)
     return words > 0 && letters >= 4 && others * 8 < letters && small * 2 > letters;
 }
 
-/// Latin letters with accents stand alone at an ASCII letter, or two small ones between ASCII letters ("Größe",
-/// "Coração"): a character of any other charset here is rarely there.
+/// Two bytes between ASCII letters that Latin words have and a syllable or a character in that place hardly is: two
+/// small letters ("Größe", "Coração"), an apostrophe and a letter ("C’était"), Portuguese endings in capitals ("CANÇÃO").
+bool areLatinPair(std::uint8_t first, std::uint8_t second)
+{
+    constexpr std::uint8_t Apostrophe = 0x92; // of Windows' Latin code page
+    constexpr std::uint8_t CapitalCedilla = 0xC7;
+    auto isSmall = [](std::uint8_t byte) { return byte >= 0xDF && byte != 0xF7; }; // but for the sign of division
+    return (isSmall(first) && isSmall(second)) || (first == Apostrophe && second >= 0xC0)
+        || (first == CapitalCedilla && (second == 0xC3 || second == 0xD5));
+}
+
+/// Latin letters with accents stand alone at an ASCII letter, or two of them between such letters: a character of any
+/// other charset here is rarely there.
 bool looksLatin(ByteView text)
 {
     auto isLetter
         = [&](std::size_t at) { return at < text.size() && ((text[at] | 0x20) >= 'a') && ((text[at] | 0x20) <= 'z'); };
-    auto isSmall = [](std::uint8_t byte) { return byte >= 0xDF && byte != 0xF7; }; // but for the sign of division
     std::size_t high = 0;
     std::size_t inWords = 0;
     for (auto begin = text.begin(); (begin = std::find_if(begin, text.end(), isHigh)) != text.end();) {
@@ -88,7 +98,7 @@ bool looksLatin(ByteView text)
         const auto place = static_cast<std::size_t>(begin - text.begin());
         const bool follows = place > 0 && isLetter(place - 1);
         const bool leads = isLetter(place + count);
-        if ((count == 1 && (follows || leads)) || (count == 2 && follows && leads && std::all_of(begin, end, isSmall)))
+        if ((count == 1 && (follows || leads)) || (count == 2 && follows && leads && areLatinPair(begin[0], begin[1])))
             inWords += count;
         high += count;
         begin = end;

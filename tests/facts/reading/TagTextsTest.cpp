@@ -91,6 +91,13 @@ TEST(LegacyTexts, TwoLettersWithAccentsAreLatin)
     EXPECT_EQ(guessed("Cora\xE7\xE3o"), "Coração");
     EXPECT_EQ(guessed("F\xFCr Elise\nGr\xF6\xDFte"), "Für Elise\nGrößte");
     EXPECT_EQ(guessed("H\xE4\xE4t"), "Häät");
+    EXPECT_EQ(guessed("C\x92\xE9tait"), "C’était");
+    EXPECT_EQ(guessed("COR"
+                      "A\xC7\xC3O"),
+        "CORAÇÃO");
+    EXPECT_EQ(guessed("CAN\xC7\xD5"
+                      "ES"),
+        "CANÇÕES");
     // Between letters a syllable stays one.
     EXPECT_EQ(guessed("A\xC7\xD1"
                       "B \xB0\xA1\xB3\xAA"),
