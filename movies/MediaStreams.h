@@ -38,6 +38,7 @@ struct MediaStreams {
     /// FFmpeg's names of tags and their texts, as the container has them; not checked.
     std::vector<std::pair<std::string, std::string>> tags;
     std::vector<Cover> covers;
+    std::uint64_t coverBytes = 0; ///< of all of the file, copied or not
 };
 
 } // namespace mv

@@ -4,6 +4,7 @@
 #include "facts/reading/SoundFacts.h"
 #include "movies/MovieBackend.h"
 
+#include <algorithm>
 #include <array>
 
 namespace mv {
@@ -114,8 +115,11 @@ Result<void> readByFfmpeg(Reading& reading)
         sound = { known.codec, known.sampleRate, known.channels, known.bitsPerSample, known.bitrate };
     }
     sound.length = streams->length;
-    if (streams->pictures || sound.bitrate == 0)
-        sound.bitrate = bitrateOf(reading.source.size(), sound.length);
+    const std::uint64_t size = reading.source.size();
+    if (streams->pictures)
+        sound.bitrate = bitrateOf(size, sound.length);
+    else if (sound.bitrate == 0)
+        sound.bitrate = bitrateOf(size - std::min(size, streams->coverBytes), sound.length);
     if (streams->pictures)
         putPictures(reading.facts, *streams->pictures);
     reading.type.mimeType = typeOf(reading.type.mimeType, *streams);

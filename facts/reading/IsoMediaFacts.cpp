@@ -93,6 +93,40 @@ std::uint32_t takeObjectType(BitReader& bits)
     return type == 31 ? 32 + bits.take(6) : type;
 }
 
+/// Of a program config element, which stands where no number says the channels (ISO/IEC 14496-3, 4.4.1.1): single
+/// elements, pairs and those of low frequencies.
+std::uint32_t takeProgramChannels(BitReader& bits)
+{
+    bits.take(1); // length of a frame
+    if (bits.take(1) != 0) // a core coder's delay
+        bits.take(14);
+    bits.take(1);
+    bits.take(4 + 2 + 4);
+    const std::uint32_t front = bits.take(4);
+    const std::uint32_t side = bits.take(4);
+    const std::uint32_t back = bits.take(4);
+    std::uint32_t channels = bits.take(2);
+    bits.take(3 + 4);
+    if (bits.take(1) != 0) // mixed down to one
+        bits.take(4);
+    if (bits.take(1) != 0) // to two
+        bits.take(4);
+    if (bits.take(1) != 0) // of a matrix
+        bits.take(3);
+    for (std::uint32_t i = 0; i < front + side + back; ++i) {
+        channels += 1 + bits.take(1);
+        bits.take(4);
+    }
+    return channels;
+}
+
+/// Of AAC's numbered configurations; 0 for one that has none.
+std::uint32_t channelsOf(std::uint32_t configuration)
+{
+    constexpr std::array<std::uint32_t, 15> Channels { 0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8 };
+    return configuration < Channels.size() ? Channels[configuration] : 0;
+}
+
 /// AAC's own configuration knows better than the description: spectral band replication doubles the rate, parametric
 /// stereo the channels, where they are announced.
 void refineAac(SoundFacts& sound, ByteView config)
@@ -104,14 +138,19 @@ void refineAac(SoundFacts& sound, ByteView config)
     BitReader bits(config);
     std::uint32_t type = takeObjectType(bits);
     std::uint32_t rate = takeRate(bits);
-    std::uint32_t channels = bits.take(4);
+    const std::uint32_t configuration = bits.take(4);
     bool isReplicated = type == SpectralBandReplication || type == ParametricStereo;
-    if (isReplicated)
+    std::uint32_t core = type;
+    if (isReplicated) {
         rate = takeRate(bits);
+        core = takeObjectType(bits);
+    }
     if (rate != 0)
         sound.sampleRate = rate;
-    if (channels != 0 && channels < 8)
-        sound.channels = channels == 7 ? 8 : channels;
+    const std::uint32_t channels = configuration != 0 ? channelsOf(configuration)
+        : core >= 1 && core <= 4                      ? takeProgramChannels(bits)
+                                                      : 0;
+    sound.channels = channels != 0 ? channels : sound.channels;
     if (type == ParametricStereo)
         sound.channels = 2;
 }

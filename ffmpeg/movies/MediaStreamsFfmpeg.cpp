@@ -15,15 +15,13 @@ namespace {
 constexpr std::size_t MaxTags = 1024;
 constexpr std::size_t MaxCovers = 64;
 
-bool isCover(const AVStream& stream) { return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0; }
-
 /// Whether the header has told all that is asked of a stream.
 bool isKnown(const AVStream& stream)
 {
     const AVCodecParameters& codec = *stream.codecpar;
     if (codec.codec_type == AVMEDIA_TYPE_AUDIO)
         return codec.codec_id != AV_CODEC_ID_NONE && codec.sample_rate > 0 && codec.ch_layout.nb_channels > 0;
-    if (codec.codec_type == AVMEDIA_TYPE_VIDEO && !isCover(stream))
+    if (codec.codec_type == AVMEDIA_TYPE_VIDEO && !isCoverArt(stream))
         return codec.codec_id != AV_CODEC_ID_NONE && codec.width > 0 && stream.avg_frame_rate.num > 0;
     return true;
 }
@@ -112,7 +110,10 @@ Result<MediaStreams> describeMediaStreams(SharedSource file, std::chrono::millis
         const AVStream& stream = *context.streams[i];
         if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO && !streams.sound)
             streams.sound = soundOf(stream);
-        else if (isCover(stream) && streams.covers.size() < MaxCovers)
+        if (!isCoverArt(stream))
+            continue;
+        streams.coverBytes += positive(stream.attached_pic.size);
+        if (streams.covers.size() < MaxCovers)
             streams.covers.push_back(coverOf(stream, withCovers));
     }
     if (const AVStream* pictures = pictureStream(context))

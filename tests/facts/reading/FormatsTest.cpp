@@ -214,6 +214,48 @@ TEST(FfmpegFacts, MatroskaWithTagsAndACover)
     EXPECT_EQ(textOf(*song, fact::Kind) + " " + textOf(*song, fact::MimeType), "audio audio/x-matroska");
 }
 
+TEST(IsoFacts, ChannelsOfAacWhoseNumbersNameNone)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    struct Layout {
+        const char* name;
+        const char* channels;
+    };
+    for (const Layout& layout : { Layout { "mono", "1" }, Layout { "stereo", "2" }, Layout { "2.1", "3" },
+             Layout { "quad", "4" }, Layout { "5.1", "6" }, Layout { "6.1", "7" }, Layout { "7.1", "8" } }) {
+        std::string path = scratch.file("a.m4a");
+        outputOf("ffmpeg -nostdin -v error -y -f lavfi -i anullsrc=d=0.3:cl=" + std::string(layout.name) + " -c:a aac "
+            + shellQuoted(path));
+        auto facts = describe(OpenedFile::at(Path(path)), {}, {});
+        ASSERT_TRUE(facts.ok()) << layout.name;
+        EXPECT_EQ(textOf(*facts, fact::Channels), layout.channels) << layout.name;
+    }
+}
+
+TEST(FfmpegFacts, ACoverIsNoSound)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    std::string cover = scratch.file("cover.png");
+    outputOf("ffmpeg -nostdin -v error -y -f lavfi -i 'nullsrc=s=64x64,geq=random(1)*255' -frames:v 1 "
+        + shellQuoted(cover));
+    const std::string sine = "ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1 -c:a flac ";
+    auto bitrate = [&](const std::string& options) {
+        std::string path = scratch.file("a.mka");
+        outputOf(sine + options + shellQuoted(path));
+        auto facts = describe(OpenedFile::at(Path(path)), {}, {});
+        return facts.ok() ? std::stod(textOf(*facts, fact::Bitrate)) : 0;
+    };
+    double alone = bitrate("");
+    double withCover = bitrate("-attach " + shellQuoted(cover) + " -metadata:s:t mimetype=image/png ");
+    ASSERT_GT(readFile(cover).size(), 5000u);
+    EXPECT_GT(alone, 20'000);
+    EXPECT_NEAR(withCover, alone, 4000) << "bit/s; the cover is 40,000 bits";
+}
+
 TEST(TagLibFacts, WavPackAndTrueAudio)
 {
     if (!haveProgram("ffmpeg"))
