@@ -160,6 +160,7 @@ Result<FactWish> factWishFrom(const Arguments& arguments)
     FactWish wish;
     wish.form.form = static_cast<FactForm>(arguments.choice("format", FactFormNames, "text"));
     wish.form.emphasised = outputTakesEmphasis();
+    wish.form.forTerminal = outputIsTerminal();
     wish.form.formulaSafe = arguments.has("formula-safe");
     if (wish.form.formulaSafe && wish.form.form != FactForm::Csv)
         return Error { Error::Kind::Format, "--formula-safe goes with --format csv" };

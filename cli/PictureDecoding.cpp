@@ -34,7 +34,7 @@ Result<std::optional<RenderedRows>> rowsOf(const OpenedFile& file, const Picture
 /// Adds the next rows. An error where they are none of this picture.
 Result<void> append(Bitmap& whole, const Bitmap& rows, int height)
 {
-    bool fits = rows.width == whole.width && rows.height <= height - whole.height;
+    bool fits = rows.width == whole.width && rows.height == renderedRows(rows.width, height, whole.height);
     if (!fits)
         return noPicture();
     whole.pixels.insert(whole.pixels.end(), rows.pixels.begin(), rows.pixels.end());

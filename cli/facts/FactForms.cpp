@@ -3,6 +3,7 @@
 #include "cli/facts/FactTable.h"
 #include "cli/facts/ReadableFact.h"
 #include "cli/text/JsonText.h"
+#include "cli/text/ReadableText.h"
 
 namespace mv::cli {
 
@@ -108,7 +109,9 @@ template <class Line> std::string FactWriter::tableLine(const DescribedFile& fil
         const FactValue* value = file.find(field);
         std::string cell = value ? plainValue(*value) : std::string();
         bool isText = field.type() == FactType::Text || field.type() == FactType::Texts;
-        line.add(m_wish.formulaSafe && isText ? withoutFormula(std::move(cell)) : cell);
+        if (m_wish.formulaSafe && isText)
+            cell = withoutFormula(std::move(cell));
+        line.add(m_wish.forTerminal ? terminalText(cell) : cell);
     }
     return line.end();
 }

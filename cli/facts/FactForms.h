@@ -29,6 +29,7 @@ public:
         std::vector<std::string> heads = {}; ///< of a table's columns, one for each field; none means the fields' names
         bool emphasised = false; ///< names of files in a text
         bool formulaSafe = false; ///< no cell of a CSV table is a formula
+        bool forTerminal = false; ///< a table's control characters are shown, not sent
     };
 
     explicit FactWriter(Wish wish)

@@ -26,17 +26,23 @@ std::string jsonData(const Bytes& data, bool withData)
 
 std::string jsonString(std::string_view text)
 {
+    constexpr unsigned char FirstOfControls = 0xc2; // U+0080 to U+009F, which terminals take for commands
     std::string out = "\"";
-    for (char byte : cleanedUtf8(text)) {
-        auto code = static_cast<unsigned char>(byte);
-        if (byte == '"' || byte == '\\')
-            out += { '\\', byte };
-        else if (byte == '\n')
+    const std::string clean = cleanedUtf8(text);
+    for (std::size_t i = 0; i < clean.size(); ++i) {
+        auto code = static_cast<unsigned char>(clean[i]);
+        auto next = i + 1 < clean.size() ? static_cast<unsigned char>(clean[i + 1]) : 0u;
+        if (code == '"' || code == '\\')
+            out += { '\\', clean[i] };
+        else if (code == '\n')
             out += "\\n";
         else if (code < 0x20 || code == 0x7f)
             out += formatText("\\u%04x", static_cast<unsigned>(code));
-        else
-            out += byte;
+        else if (code == FirstOfControls && next < 0xa0) {
+            out += formatText("\\u%04x", next);
+            ++i;
+        } else
+            out += clean[i];
     }
     return out + '"';
 }

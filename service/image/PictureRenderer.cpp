@@ -55,8 +55,7 @@ std::optional<Record> rowsOf(const TiffPixels& whole, int firstRow)
     if (firstRow < 0 || firstRow >= whole.height)
         return std::nullopt;
     std::size_t rowBytes = static_cast<std::size_t>(whole.width) * TiffPixelBytes;
-    auto room = static_cast<int>(std::max<std::size_t>(1, MaxRenderedBytes / rowBytes));
-    int rows = std::min(room, whole.height - firstRow);
+    int rows = renderedRows(whole.width, whole.height, firstRow);
     ByteView pixels = whole.pixels.subspan(
         static_cast<std::size_t>(firstRow) * rowBytes, static_cast<std::size_t>(rows) * rowBytes);
     return Record { { kRenderedRows, tiffOfPixels({ whole.width, rows, pixels }) },

@@ -9,7 +9,4 @@ namespace mv {
 /// have more than MaxTiffPixels or has no such row. Renders it anew for every call.
 std::optional<Record> renderPicture(const OpenedFile& file, const PictureRendering& rendering);
 
-/// A picture of twelve megapixels needs two answers. Small against what a closed process may use.
-inline constexpr std::size_t MaxRenderedBytes = std::size_t { 32 } << 20;
-
 } // namespace mv

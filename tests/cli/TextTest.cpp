@@ -27,6 +27,7 @@ TEST(TerminalText, KeepsTextAndEscapesCommands)
 TEST(JsonText, EscapesStrings)
 {
     EXPECT_EQ(jsonString("a\"b\\c\nd\001\x7f"), "\"a\\\"b\\\\c\\nd\\u0001\\u007f\"");
+    EXPECT_EQ(jsonString("a\u009b31m\u00a0\u00c2"), "\"a\\u009b31m\u00a0\u00c2\"") << "a terminal's command";
     EXPECT_EQ(jsonString("주석"), "\"주석\"");
     EXPECT_EQ(jsonString("a\xe9"), "\"a\xef\xbf\xbd\"");
 }

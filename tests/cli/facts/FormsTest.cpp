@@ -80,5 +80,16 @@ TEST(FactTable, FormulasOnlyWhereTheyAreWanted)
     EXPECT_EQ(withoutFormula(""), "");
 }
 
+TEST(FactTable, ATerminalGetsNoCommands)
+{
+    Facts facts;
+    facts.set(fact::Title, std::string("a\033[31m\u009b1m"));
+    DescribedFile file("x", facts);
+    FactWriter plain({ .form = FactForm::Csv, .fields = fields("path,title") });
+    EXPECT_EQ(plain.item(file), "x,a\033[31m\u009b1m\r\n") << "a file has what the tag has";
+    FactWriter shown({ .form = FactForm::Csv, .fields = fields("path,title"), .forTerminal = true });
+    EXPECT_EQ(shown.item(file), "x,a\\x1b[31m\\xc2\\x9b1m\r\n");
+}
+
 } // namespace
 } // namespace mv::cli
