@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -37,6 +38,31 @@ constexpr int MaxStarts = 5;
 constexpr std::size_t MaxAddressBytes = 4096;
 
 Error systemError(const std::string& what) { return { Error::Kind::Io, what + ": " + std::strerror(errno), errno }; }
+
+/// Children that run on by themselves. Who starts a service again and again over days would have as many dead ones.
+class ReleasedChildren {
+public:
+    void add(pid_t child)
+    {
+        std::lock_guard lock(m_mutex);
+        m_children.push_back(child);
+    }
+    void removeEnded()
+    {
+        std::lock_guard lock(m_mutex);
+        std::erase_if(m_children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<pid_t> m_children;
+};
+
+ReleasedChildren& releasedChildren()
+{
+    static ReleasedChildren children;
+    return children;
+}
 
 /// Between fork and exec: only calls that are safe there.
 [[noreturn]] void becomeProgram(char* const* arguments, const ChildProcess::Options& options, pid_t parent)
@@ -159,6 +185,7 @@ Result<ChildProcess> ChildProcess::start(const std::vector<std::string>& command
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
+    releasedChildren().removeEnded();
     pid_t parent = getpid();
     pid_t child = fork();
     if (child < 0)
@@ -178,6 +205,13 @@ bool ChildProcess::isRunning()
     m_processId = -1;
     m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return false;
+}
+
+void ChildProcess::release()
+{
+    if (m_processId >= 0)
+        releasedChildren().add(m_processId);
+    m_processId = -1;
 }
 
 void ChildProcess::end()

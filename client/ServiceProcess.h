@@ -36,8 +36,8 @@ public:
     /// The exit status of a program that has ended by itself, and was seen to by isRunning; -1 before, and for a
     /// program that a signal ended.
     int exitStatus() const { return m_exitStatus; }
-    /// Lets it run on.
-    void release() { m_processId = -1; }
+    /// Lets it run on. Once it has ended, the next start() waits for it.
+    void release();
     /// Asks it to end, and makes it after a while.
     void end();
 

@@ -169,5 +169,26 @@ TEST(WithBus, StartsTheServiceOnceAndLetsItRun)
     EXPECT_EQ(bus->processIdOf(AVParserService).error().kind, Error::Kind::NotFound);
 }
 
+// A player that runs for days starts a service each time that the last one has left.
+TEST(ReleasedChild, IsWaitedForAtTheNextStart)
+{
+    auto start = [] {
+        auto child = ChildProcess::start({ "true" }, { .outlivesUs = true });
+        EXPECT_TRUE(child.ok());
+        pid_t process = child->processId();
+        child->release();
+        return process;
+    };
+    pid_t first = start();
+    auto hasEnded = [&] {
+        siginfo_t info {};
+        return waitid(P_PID, static_cast<id_t>(first), &info, WEXITED | WNOWAIT | WNOHANG) == 0 && info.si_pid == first;
+    };
+    ASSERT_TRUE(test::eventually(hasEnded)) << "it is kept until somebody waits";
+    pid_t second = start();
+    EXPECT_EQ(waitpid(first, nullptr, WNOHANG), -1);
+    EXPECT_EQ(waitpid(second, nullptr, 0), second);
+}
+
 } // namespace
 } // namespace mv
