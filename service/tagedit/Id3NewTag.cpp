@@ -281,7 +281,9 @@ Bytes id3TagBytes(const Id3NewTag& tag, std::uint64_t oldSize)
         return {};
     std::uint64_t needed = Id3v2Tag::HeaderSize + tag.frames.size();
     bool fits = needed <= oldSize && oldSize - needed <= MaxPadding;
-    std::uint64_t size = fits ? oldSize : std::min(needed + SparePadding, Id3v2Tag::HeaderSize + MaxTagBytes);
+    // Even: there are readers of AIFF that do not know of the byte behind an odd chunk.
+    std::uint64_t spare = SparePadding + needed % 2;
+    std::uint64_t size = fits ? oldSize : std::min(needed + spare, Id3v2Tag::HeaderSize + MaxTagBytes);
     return tagBytes(tag.frames, size, tag.version);
 }
 

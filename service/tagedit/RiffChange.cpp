@@ -59,6 +59,8 @@ public:
         bool isForm = charsOf(front).starts_with(m_form == RiffForm::Wave ? "RIFF" : "FORM");
         if (!isForm)
             return unsupported("files of this kind with 64-bit sizes are not written");
+        ByteReader sizeField(ByteView(front).subspan(4));
+        const std::uint64_t statedEnd = ChunkHeader + std::uint64_t { number(sizeField) };
         std::uint64_t place = FormHeader;
         while (m_file.size() - std::min(m_file.size(), place) >= ChunkHeader) {
             if (m_chunks.size() == MaxChunks)
@@ -69,8 +71,11 @@ public:
             if (chunk.id == 0)
                 break; // zeros behind the last
             if (chunk.contentEnd() > m_file.size()) {
-                // Whatever came behind it would be a part of it.
-                m_cutOff = chunk;
+                // Behind the form's own end are somebody else's bytes, as of ID3v1, and stay there. Else whatever came
+                // behind a chunk that was cut off would be a part of it.
+                const bool isForeign = place == statedEnd || place == statedEnd + statedEnd % 2;
+                if (!isForeign)
+                    m_cutOff = chunk;
                 break;
             }
             m_chunks.push_back(chunk);

@@ -48,6 +48,28 @@ TEST(RiffChange, OtherChunksStay)
     EXPECT_EQ(edited(made, titleChange("")), wave(Format + other));
 }
 
+// An ID3v1 tag, or whatever else somebody wrote behind the form: as a chunk it would be longer than the file.
+TEST(RiffChange, BytesBehindTheFormStayBehindIt)
+{
+    const std::string foreign = "TAGVery foreign" + std::string(110, 'x');
+    const std::string form = wave(Format + chunk("data", "samples"));
+    std::string made = edited(form + foreign, titleChange("New"));
+    ASSERT_TRUE(made.ends_with(foreign)) << made;
+    expectWholeForm(made.substr(0, made.size() - foreign.size()));
+    EXPECT_EQ(edited(made, titleChange("")), form + foreign);
+}
+
+// There are readers of AIFF that do not know of the byte behind an odd chunk.
+TEST(RiffChange, ANewTagHasAnEvenSize)
+{
+    for (const char* title : { "New", "Four" }) {
+        std::string made = edited(wave(Format + chunk("data", "samples")), titleChange(title));
+        std::size_t place = made.find("id3 ");
+        ASSERT_NE(place, std::string::npos);
+        EXPECT_EQ(made[place + 4] % 2, 0) << title;
+    }
+}
+
 TEST(RiffChange, TextsOfTheListThatAreNotNamedStay)
 {
     std::string list = "INFO" + chunk("ISFT", "program\xff") + chunk("INAM", "Old") + chunk("IART", "Who");
