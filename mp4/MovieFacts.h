@@ -35,6 +35,8 @@ struct TrackFacts {
     std::uint64_t mediaDuration = 0; ///< in mediaTimeScale ticks, fragments counted; 0: unknown
 
     std::vector<std::uint32_t> descriptionCodes; ///< of the sample descriptions, in order, at most MaxDescriptions
+    std::uint32_t originalFormat = 0; ///< of a first description that is encrypted: the code before; 0: not stated
+    std::vector<std::uint32_t> chapterTracks; ///< ids of those with the chapters' texts and pictures, at most 16
     std::uint8_t objectType = 0; ///< MPEG-4 object type of the first description (0x40: AAC), 0 without esds
     std::uint32_t statedBitRate = 0; ///< bits a second, as its decoder configuration has the average; 0: not stated
     // Of the first description; 0 for other kinds of tracks.

@@ -126,7 +126,10 @@ void readExtensions(StructureReader& reader, const Box& entry, std::uint64_t fix
         }
         if (box->overruns)
             continue;
-        if (box->type == fourCC("esds"))
+        if (box->type == fourCC("sinf")) {
+            if (auto original = findChild(reader, *box, fourCC("frma")))
+                track.originalFormat = ByteReader(payloadStart(reader, *original, 4)).u32be();
+        } else if (box->type == fourCC("esds"))
             readDecoderConfiguration(reader, *box, track);
         else if (isSoundConfig(box->type) && box->payloadSize() <= TrackFacts::MaxDecoderConfig) {
             ByteView config = payloadStart(reader, *box, TrackFacts::MaxDecoderConfig);
@@ -248,6 +251,17 @@ void readMedia(StructureReader& reader, const Box& mdia, TrackFacts& track)
         track.mediaDuration = tableDuration(reader, track);
 }
 
+void readReferences(StructureReader& reader, const Box& tref, TrackFacts& track)
+{
+    constexpr std::size_t MaxChapterTracks = 16;
+    auto chapters = findChild(reader, tref, fourCC("chap"));
+    if (!chapters)
+        return;
+    ByteReader ids(payloadStart(reader, *chapters, MaxChapterTracks * 4));
+    while (ids.remaining() >= 4)
+        track.chapterTracks.push_back(ids.u32be());
+}
+
 } // namespace
 
 TrackFacts readTrack(StructureReader& reader, const Box& trak)
@@ -259,6 +273,8 @@ TrackFacts readTrack(StructureReader& reader, const Box& trak)
             readTrackHeader(reader, *box, track);
         else if (box->type == fourCC("mdia"))
             readMedia(reader, *box, track);
+        else if (box->type == fourCC("tref") && track.chapterTracks.empty())
+            readReferences(reader, *box, track);
     }
     return track;
 }

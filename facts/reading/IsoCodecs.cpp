@@ -177,13 +177,19 @@ std::string_view sampledCodecOf(const TrackFacts& track, std::uint32_t code)
     }
 }
 
+/// Encryption has a code of its own, which hides what is encrypted.
+std::uint32_t formatOf(const TrackFacts& track)
+{
+    return track.originalFormat != 0 ? track.originalFormat : track.descriptionCodes.front();
+}
+
 } // namespace
 
 std::string_view soundCodecOf(const TrackFacts& track)
 {
     if (track.descriptionCodes.empty())
         return {};
-    std::uint32_t code = track.descriptionCodes.front();
+    std::uint32_t code = formatOf(track);
     if (code == fourCC("mp4a") || code == fourCC("enca")) {
         std::string_view codec = lookUp(SoundObjects, track.objectType);
         return codec.empty() && track.objectType == 0 ? "aac" : codec;
@@ -201,7 +207,7 @@ std::string_view pictureCodecOf(const TrackFacts& track)
 {
     if (track.descriptionCodes.empty())
         return {};
-    std::uint32_t code = track.descriptionCodes.front();
+    std::uint32_t code = formatOf(track);
     if (code == fourCC("mp4v"))
         return track.objectType == 0 ? "mpeg4" : lookUp(PictureObjects, track.objectType);
     return lookUp(PictureCodes, code);

@@ -24,13 +24,21 @@ bool isStill(const TrackFacts& track)
         && std::find(Formats.begin(), Formats.end(), track.descriptionCodes.front()) != Formats.end();
 }
 
-/// The first enabled track of a kind, else the first; a disabled one of still pictures is the chapters'.
+/// Whether another track names it as its chapters'.
+bool isOfChapters(const MovieFacts& movie, const TrackFacts& track)
+{
+    return std::ranges::any_of(movie.tracks, [&](const TrackFacts& other) {
+        return std::ranges::find(other.chapterTracks, track.id) != other.chapterTracks.end();
+    });
+}
+
+/// The first enabled track of a kind, else the first; still pictures of chapters are none.
 const TrackFacts* trackOf(const MovieFacts& movie, std::uint32_t handler)
 {
     const TrackFacts* first = nullptr;
     for (const TrackFacts& track : movie.tracks) {
         bool isKind = track.handler == handler && !track.descriptionCodes.empty();
-        if (!isKind || (!track.isEnabled() && isStill(track)))
+        if (!isKind || (isStill(track) && (!track.isEnabled() || isOfChapters(movie, track))))
             continue;
         if (track.isEnabled())
             return &track;

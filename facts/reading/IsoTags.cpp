@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <optional>
 
 namespace mv {
@@ -33,6 +34,7 @@ constexpr std::array TextItems {
 };
 
 constexpr std::uint32_t CoverCode = fourCC("covr");
+constexpr std::uint32_t PlaceCode = fourCC("\251xyz");
 constexpr std::uint32_t GenreNumberCode = fourCC("gnre");
 constexpr std::uint64_t MaxTextItem = std::uint64_t { 1 } << 20;
 
@@ -96,64 +98,6 @@ const FieldOfItem* textItem(std::uint32_t code)
     return row == TextItems.end() ? nullptr : row;
 }
 
-MP4ItmfItem itemAt(StructureReader& reader, const Box& box)
-{
-    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
-    return payload ? parseItem(box.type, *payload) : MP4ItmfItem {};
-}
-
-/// Pictures are copied only where they are asked for.
-void addCover(TagSink& sink, StructureReader& reader, const Box& box)
-{
-    constexpr std::uint64_t EmptyValue = 16; // the header of its box, its type and its locale
-    if (box.payloadSize() <= EmptyValue)
-        return;
-    if (!sink.wantsPictures)
-        return sink.notePicture();
-    if (box.payloadSize() > TagSink::MaxPictureBytes)
-        return;
-    for (const MP4ItmfData& data : itemAt(reader, box).dataList)
-        sink.addPicture(FrontCoverType, {}, {}, data.value);
-}
-
-void addItem(TagSink& sink, StructureReader& reader, const Box& box)
-{
-    if (box.type == CoverCode)
-        return addCover(sink, reader, box);
-    const FieldOfItem* row = textItem(box.type);
-    if ((!row && !isNumberCode(box.type)) || box.payloadSize() > MaxTextItem)
-        return;
-    for (const MP4ItmfData& data : itemAt(reader, box).dataList) {
-        if (row)
-            addValue(sink, row->field, data);
-        else
-            addNumberItem(sink, box.type, data.value);
-    }
-}
-
-void addItems(TagSink& sink, StructureReader& reader, const Box& list)
-{
-    std::optional<Box> genreNumber;
-    BoxWalker walker(reader, list);
-    for (std::size_t i = 0; i < MaxMetadataItems; ++i) {
-        auto box = walker.next();
-        if (!box || box->overruns)
-            break;
-        if (box->type == GenreNumberCode)
-            genreNumber = box;
-        else
-            addItem(sink, reader, *box);
-    }
-    // The text goes before the number where both are there.
-    sink.texts.beginTag();
-    if (genreNumber && genreNumber->payloadSize() <= MaxTextItem) {
-        for (const MP4ItmfData& data : itemAt(reader, *genreNumber).dataList)
-            addNumberItem(sink, GenreNumberCode, data.value);
-    }
-}
-
-// QuickTime's keys
-
 /// A signed decimal number at the front, with its sign; `text` moves behind it.
 std::optional<double> takeSigned(std::string_view& text)
 {
@@ -183,6 +127,68 @@ void addPlaceText(Facts& facts, std::string_view text)
     if (auto altitude = takeSigned(text))
         facts.setReal(fact::Altitude, *altitude);
 }
+
+MP4ItmfItem itemAt(StructureReader& reader, const Box& box)
+{
+    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
+    return payload ? parseItem(box.type, *payload) : MP4ItmfItem {};
+}
+
+/// Pictures are copied only where they are asked for.
+void addCover(TagSink& sink, StructureReader& reader, const Box& box)
+{
+    constexpr std::uint64_t EmptyValue = 16; // the header of its box, its type and its locale
+    if (box.payloadSize() <= EmptyValue)
+        return;
+    if (!sink.wantsPictures)
+        return sink.notePicture();
+    if (box.payloadSize() > TagSink::MaxPictureBytes)
+        return;
+    for (const MP4ItmfData& data : itemAt(reader, box).dataList)
+        sink.addPicture(FrontCoverType, {}, {}, data.value);
+}
+
+void addItem(TagSink& sink, Facts& facts, StructureReader& reader, const Box& box)
+{
+    if (box.type == CoverCode)
+        return addCover(sink, reader, box);
+    if (box.type == PlaceCode && box.payloadSize() <= MaxTextItem) {
+        for (const MP4ItmfData& data : itemAt(reader, box).dataList)
+            addPlaceText(facts, charsOf(data.value));
+    }
+    const FieldOfItem* row = textItem(box.type);
+    if ((!row && !isNumberCode(box.type)) || box.payloadSize() > MaxTextItem)
+        return;
+    for (const MP4ItmfData& data : itemAt(reader, box).dataList) {
+        if (row)
+            addValue(sink, row->field, data);
+        else
+            addNumberItem(sink, box.type, data.value);
+    }
+}
+
+void addItems(TagSink& sink, Facts& facts, StructureReader& reader, const Box& list)
+{
+    std::optional<Box> genreNumber;
+    BoxWalker walker(reader, list);
+    for (std::size_t i = 0; i < MaxMetadataItems; ++i) {
+        auto box = walker.next();
+        if (!box || box->overruns)
+            break;
+        if (box->type == GenreNumberCode)
+            genreNumber = box;
+        else
+            addItem(sink, facts, reader, *box);
+    }
+    // The text goes before the number where both are there.
+    sink.texts.beginTag();
+    if (genreNumber && genreNumber->payloadSize() <= MaxTextItem) {
+        for (const MP4ItmfData& data : itemAt(reader, *genreNumber).dataList)
+            addNumberItem(sink, GenreNumberCode, data.value);
+    }
+}
+
+// QuickTime's keys
 
 void addKeyed(TagSink& sink, Facts& facts, const std::string& key, const MP4ItmfData& data)
 {
@@ -228,7 +234,7 @@ void addQuickTimeText(TagSink& sink, Facts& facts, StructureReader& reader, cons
     if (text.empty())
         return;
     std::string clean = cleanedUtf8(charsOf(text).substr(0, charsOf(text).find('\0')));
-    if (box.type == fourCC("\251xyz"))
+    if (box.type == PlaceCode)
         return addPlaceText(facts, clean);
     if (box.type == fourCC("\251mak") && !clean.empty())
         facts.set(fact::CameraMake, clean);
@@ -263,6 +269,31 @@ void addMobileText(TagSink& sink, StructureReader& reader, const Box& box)
         sink.texts.addUtf8OrLegacy(row->field, text);
 }
 
+/// 3GPP's: version and flags, a language, a name of the place, its role, then degrees and metres in parts of 65,536
+/// (3GPP TS 26.244, 8.6). Other places of a file are more exact.
+void addLocation(Facts& facts, StructureReader& reader, const Box& box)
+{
+    constexpr double Parts = 65536;
+    constexpr std::size_t NameOffset = 4 + 2;
+    auto payload = reader.copy(box.payloadOffset(), box.payloadSize());
+    if (!payload || payload->size() < NameOffset + 2 || facts.contains(fact::Latitude))
+        return;
+    ByteReader fields(*payload);
+    fields.skip(NameOffset);
+    const bool isUtf16 = (*payload)[NameOffset] == 0xFE && (*payload)[NameOffset + 1] == 0xFF;
+    while (!fields.failed() && (isUtf16 ? fields.u16be() : fields.u8()) != 0) { }
+    fields.skip(1);
+    auto degrees = [&] { return static_cast<std::int32_t>(fields.u32be()) / Parts; };
+    const double longitude = degrees();
+    const double latitude = degrees();
+    const double altitude = degrees();
+    if (fields.failed() || std::abs(latitude) > 90 || std::abs(longitude) > 180)
+        return;
+    facts.setReal(fact::Latitude, latitude);
+    facts.setReal(fact::Longitude, longitude);
+    facts.setReal(fact::Altitude, altitude);
+}
+
 void addUserData(TagSink& sink, Facts& facts, StructureReader& reader, const Box& udta)
 {
     constexpr std::uint32_t Copyright = 0xA9000000;
@@ -275,6 +306,8 @@ void addUserData(TagSink& sink, Facts& facts, StructureReader& reader, const Box
             continue;
         if ((box->type & 0xFF000000) == Copyright)
             addQuickTimeText(sink, facts, reader, *box);
+        else if (box->type == fourCC("loci"))
+            addLocation(facts, reader, *box);
         else if (box->type != fourCC("meta"))
             addMobileText(sink, reader, *box);
     }
@@ -286,7 +319,7 @@ void addIsoTags(TagSink& sink, Facts& facts, StructureReader& reader, const Movi
 {
     sink.texts.beginTag();
     if (auto place = findMetadata(reader, movie.userDataBoxes))
-        addItems(sink, reader, place->ilst);
+        addItems(sink, facts, reader, place->ilst);
     addKeyedItems(sink, facts, reader, movie);
     for (const Box& udta : movie.userDataBoxes)
         addUserData(sink, facts, reader, udta);

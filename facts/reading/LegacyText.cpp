@@ -74,7 +74,8 @@ bool looksCyrillic(ByteView text)
 }
 
 /// Two bytes between ASCII letters that Latin words have and a syllable or a character in that place hardly is: two
-/// small letters ("Größe", "Coração"), an apostrophe and a letter ("C’était"), Portuguese endings in capitals ("CANÇÃO").
+/// small letters ("Größe", "Coração"), an apostrophe and a letter ("C’était"), Portuguese endings in capitals
+/// ("CANÇÃO").
 bool areLatinPair(std::uint8_t first, std::uint8_t second)
 {
     constexpr std::uint8_t Apostrophe = 0x92; // of Windows' Latin code page

@@ -123,8 +123,11 @@ Result<MediaStreams> describeMediaStreams(SharedSource file, std::chrono::millis
     addTags(context.metadata, streams);
     // Ogg has comments of streams alone.
     bool isOgg = std::string_view(context.iformat->name) == "ogg";
-    for (unsigned i = 0; isOgg && i < context.nb_streams; ++i)
-        addTags(context.streams[i]->metadata, streams);
+    for (unsigned i = 0; isOgg && i < context.nb_streams; ++i) {
+        // FFmpeg says there of what kind a cover is.
+        if (!isCoverArt(*context.streams[i]))
+            addTags(context.streams[i]->metadata, streams);
+    }
     return streams;
 }
 

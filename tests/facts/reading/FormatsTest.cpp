@@ -234,6 +234,42 @@ TEST(IsoFacts, ChannelsOfAacWhoseNumbersNameNone)
     }
 }
 
+TEST(IsoFacts, EncryptionDoesNotHideTheCodec)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    std::string path = scratch.file("a.mp4");
+    outputOf("ffmpeg -nostdin -v error -y -f lavfi -i testsrc=d=1:s=64x48 -f lavfi -i sine=d=1 -c:v mpeg4 -c:a aac"
+             " -encryption_scheme cenc-aes-ctr -encryption_key 76a6c65c5ea762046bd749a2e632ccbb"
+             " -encryption_kid a7e61c373e219033c21091fa607bf3b8 "
+        + shellQuoted(path));
+    auto facts = describe(OpenedFile::at(Path(path)), {}, {});
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::VideoCodec) + " " + textOf(*facts, fact::AudioCodec), "mpeg4 aac");
+}
+
+TEST(FfmpegFacts, TextsOfAlbumsInMatroskaAndAvi)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    const std::string sine = "ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1 -c:a pcm_s16le ";
+    std::string matroska = scratch.file("a.mka");
+    outputOf(sine + "-metadata ALBUM/DATE_RELEASED=2011-02-03 -metadata ALBUM/TOTAL_PARTS=9 -metadata ALBUM/GENRE=Rock "
+        + shellQuoted(matroska));
+    auto facts = describe(OpenedFile::at(Path(matroska)), {}, {});
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::ContentCreated), "2011-02-03");
+    EXPECT_EQ(textOf(*facts, fact::TrackTotal), "9");
+    EXPECT_EQ(textOf(*facts, fact::Genre), "Rock");
+    std::string avi = scratch.file("a.avi");
+    outputOf(sine + "-metadata album=Album " + shellQuoted(avi));
+    facts = describe(OpenedFile::at(Path(avi)), {}, {});
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Album), "Album");
+}
+
 TEST(FfmpegFacts, ACoverIsNoSound)
 {
     if (!haveProgram("ffmpeg"))

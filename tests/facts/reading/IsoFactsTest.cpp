@@ -83,6 +83,30 @@ TEST(IsoFacts, CoversOnlyWhenAsked)
     EXPECT_EQ(textOf(movie(box("covr", dataBox(13, Bytes()))), fact::HasPicture), "0") << "an empty one";
 }
 
+TEST(IsoFacts, PlacesOf3gpp)
+{
+    auto placed = [](const Bytes& name) {
+        Mp4Spec spec;
+        // Language, name, role, degrees east and north, metres: parts of 65,536.
+        Bytes content = joined({ number(0, 4), number(0x15C7, 2), name, number(0, 1), number(0xFFB5F49E, 4),
+            number(0x0028B070, 4), number(0x000A8000, 4), bytes("earth"), number(0, 2) });
+        spec.extraInMovie = box("udta", box("loci", content));
+        auto facts = describedBytes(
+            charsOf(joined({ box("ftyp", bytes(std::string_view("3gp4\0\0\0\0", 8))), makeMp4(spec).bytes })));
+        EXPECT_TRUE(facts.ok());
+        return facts ? std::move(*facts) : Facts {};
+    };
+    for (const Bytes& name :
+        { joined({ bytes("Here"), number(0, 1) }), joined({ number(0xFEFF, 2), number(0x0048, 2), number(0, 2) }) }) {
+        Facts facts = placed(name);
+        ASSERT_TRUE(facts.get<double>(fact::Latitude) && facts.get<double>(fact::Longitude));
+        EXPECT_NEAR(*facts.get<double>(fact::Latitude), 40.6892, 0.0001);
+        EXPECT_NEAR(*facts.get<double>(fact::Longitude), -74.0445, 0.0001);
+        EXPECT_EQ(*facts.get<double>(fact::Altitude), 10.5);
+    }
+    EXPECT_FALSE(placed(bytes("A name without its end")).contains(fact::Latitude));
+}
+
 TEST(IsoFacts, ChannelsOfAc3AndEac3)
 {
     if (!haveProgram("ffmpeg"))
