@@ -65,7 +65,9 @@ Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::s
         return std::optional<MirrorState> {};
     auto state = MirrorState::parse(charsOf(content));
     if (!state)
-        return Error { state.error().kind, path + " " + state.error().text };
+        return Error { state.error().kind,
+            path + " " + state.error().text
+                + "; if it is damaged, remove it: what is there stays, and is known again" };
     if (state->source() != source)
         return Error { Error::Kind::State,
             "is the mirror of " + state->source() + "; if that is what SOURCE is called now, remove " + path };
@@ -170,6 +172,8 @@ Result<void> MirrorTarget::take(const std::string& made, MirrorEntry entry, bool
     if (stat(made.c_str(), &facts) != 0)
         return failure(errno);
     entry.madeSize = static_cast<std::uint64_t>(facts.st_size);
+    if (!isKeptOf(timeOf(facts), entry.modified))
+        entry.madeModified = timeOf(facts);
     bool isNamed = renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, path.c_str(), replaces ? 0 : RENAME_NOREPLACE) == 0
         || (errno == EINVAL && (replaces || !isThere(entry.to)) && rename(made.c_str(), path.c_str()) == 0);
     if (!isNamed)
@@ -220,7 +224,8 @@ Result<bool> MirrorTarget::remove(const MirrorEntry& entry)
     if (leadsOutOf(entry.to))
         return leadsOut();
     auto size = sizeOf(entry.to);
-    if (size && *size != entry.madeSize)
+    const bool isAsMade = size == entry.madeSize && isOfTime(entry.to, entry.madeModified.value_or(entry.modified));
+    if (size && !isAsMade)
         return false;
     if (size && unlink(pathOf(entry.to).c_str()) != 0)
         return failure(errno, "cannot be removed");

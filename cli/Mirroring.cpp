@@ -81,8 +81,9 @@ public:
                   complain(m_order.command, name, reason);
                   m_status = ExitStatus::SomeFailed;
                   m_isWhole = false;
+                  ++m_failed;
               });
-        m_isEmpty = files.empty();
+        m_hasSound = std::ranges::any_of(files, isSoundName, &MirrorFile::path);
         m_plan = mirrorPlan(m_target.state(), files, m_order.how, [&](const auto& to) { return m_target.sizeOf(to); });
         for (const MirrorEntry& entry : m_plan.unchanged)
             m_names.emplace(entry.to, entry.from);
@@ -290,7 +291,7 @@ private:
 
     void removeOne(const MirrorEntry& entry)
     {
-        if (!m_order.removes || !m_isWhole || m_isEmpty) {
+        if (!m_order.removes || !m_isWhole || !m_hasSound) {
             print("gone     " + terminalText(entry.to) + "\n");
             m_isKept = true;
             return;
@@ -325,7 +326,7 @@ private:
     std::size_t m_removed = 0;
     std::size_t m_failed = 0;
     bool m_isWhole = true;
-    bool m_isEmpty = false;
+    bool m_hasSound = false;
     bool m_isKept = false;
     ExitStatus m_status = ExitStatus::Done;
 };

@@ -12,6 +12,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr const char* VersionKey = "mivo-mirror";
+constexpr const char* MadeModifiedKey = "madeModified";
 constexpr int Version = 1;
 
 Json parsed(std::string_view line) { return Json::parse(line, nullptr, false); }
@@ -67,6 +68,8 @@ Result<MirrorState> MirrorState::parse(std::string_view text)
         MirrorEntry entry { textOf(object, "from"), textOf(object, "to"),
             static_cast<std::uint64_t>(numberOf(object, "size")), numberOf(object, "modified"),
             static_cast<std::uint64_t>(numberOf(object, "madeSize")), textOf(object, "how") };
+        if (object.contains(MadeModifiedKey))
+            entry.madeModified = numberOf(object, MadeModifiedKey);
         if (isGood(entry))
             state.set(std::move(entry));
     }
@@ -90,15 +93,16 @@ std::string MirrorState::text() const
 
 std::string MirrorState::line(const MirrorEntry& entry)
 {
-    return JsonObject()
-               .text("from", entry.from)
-               .text("to", entry.to)
-               .add("size", std::to_string(entry.size))
-               .add("modified", std::to_string(entry.modified))
-               .add("madeSize", std::to_string(entry.madeSize))
-               .text("how", entry.how)
-               .line()
-        + "\n";
+    JsonObject object;
+    object.text("from", entry.from)
+        .text("to", entry.to)
+        .add("size", std::to_string(entry.size))
+        .add("modified", std::to_string(entry.modified))
+        .add("madeSize", std::to_string(entry.madeSize))
+        .text("how", entry.how);
+    if (entry.madeModified)
+        object.add(MadeModifiedKey, std::to_string(*entry.madeModified));
+    return object.line() + "\n";
 }
 
 } // namespace mv::cli

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,7 @@ struct MirrorEntry {
     std::int64_t modified = 0; ///< of the source then, nanoseconds since 1970
     std::uint64_t madeSize = 0; ///< of what was made
     std::string how; ///< the settings that it was encoded with; "copy"
+    std::optional<std::int64_t> madeModified = {}; ///< of what was made, where its file system keeps no times of others
 
     bool operator==(const MirrorEntry&) const = default;
 };

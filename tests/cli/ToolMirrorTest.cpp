@@ -113,6 +113,32 @@ TEST_F(ToolMirror, WhatIsGoneIsToldAndRemovedWhereThatIsAskedFor)
     EXPECT_EQ(mirror("--delete").out, "0 encoded, 0 copied, 1 unchanged, 0 removed, 0 failed\n");
 }
 
+TEST_F(ToolMirror, ACopyThatWasEditedStays)
+{
+    song("A/1.flac");
+    song("B/2.flac");
+    ASSERT_EQ(mirror().status, 0);
+    std::filesystem::remove(m_folder.file("lib/A/1.flac"));
+    // A tag that was changed in its padding leaves the size.
+    std::filesystem::last_write_time(m_folder.file("phone/A/1.mp3"), std::filesystem::file_time_type::clock::now());
+    Outcome kept = mirror("--delete");
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_THAT(kept.err, HasSubstr("phone/A/1.mp3: was changed since it was made, and stays\n"));
+    EXPECT_EQ(names(), "./A ./A/1.mp3 ./B ./B/2.mp3 ");
+}
+
+TEST_F(ToolMirror, CoversAreNoSound)
+{
+    song("A/1.flac");
+    m_folder.write("lib/A/cover.jpg", std::string_view("a cover"));
+    ASSERT_EQ(mirror().status, 0);
+    std::filesystem::remove(m_folder.file("lib/A/1.flac"));
+    Outcome none = mirror("--delete");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_THAT(none.err, HasSubstr("has no sound at all; nothing was removed"));
+    EXPECT_EQ(names(), "./A ./A/1.mp3 ./A/cover.jpg ");
+}
+
 TEST_F(ToolMirror, ALinkThatLeadsNowhereIsNotGone)
 {
     song("A/1.flac");
