@@ -39,7 +39,8 @@ Result<Fields> fieldsFrom(const Arguments& arguments)
         if (!field)
             return Error { Error::Kind::Format,
                 "--fields: there is no field \"" + name + "\"" + didYouMean(name, known, "\"") };
-        fields.push_back(field);
+        if (std::ranges::find(fields, field) == fields.end()) // "cover" and "art" are one
+            fields.push_back(field);
         begin = end + 1;
     }
     return fields;
@@ -99,9 +100,11 @@ private:
         if (file.size() > MaxCoverBytes)
             return Error { Error::Kind::Limit, "its cover is larger than 16 MiB; --fields can leave it out" };
         MV_TRY(bytes, file.bytesAt(0, static_cast<std::size_t>(file.size())));
-        MV_TRY(cover, coverFrom(std::move(bytes), true));
-        m_cover = coverText(media, cover);
-        m_tags.emplace_back(FrontCoverTag, std::move(cover));
+        auto cover = coverFrom(std::move(bytes), true);
+        if (!cover)
+            return Error { cover.error().kind, "its cover " + cover.error().text + "; --fields can leave it out" };
+        m_cover = coverText(media, *cover);
+        m_tags.emplace_back(FrontCoverTag, std::move(*cover));
         return {};
     }
 
@@ -133,7 +136,11 @@ ExitStatus copyTags(Media1Client& media, const Arguments& arguments, const Sourc
             return false;
         TagOrder order;
         order.file = arguments.files()[next++];
-        order.tags = [&source](const Facts&) { return source.tags(); };
+        order.tags = [&source](const Facts& present) {
+            MediaTags tags = source.tags();
+            removeSmallerTotals(tags, present);
+            return tags;
+        };
         order.cover = source.cover();
         order.isDry = arguments.has("dry-run");
         changeTags(media, std::move(order), finish);

@@ -22,6 +22,7 @@ constexpr int BitsPerKilobit = 1000;
 constexpr int UsualBitrate = 192;
 
 // In the order of the encoder's codes.
+constexpr std::array Rates { "0", "8000", "11025", "12000", "16000", "22050", "24000", "32000", "44100", "48000" };
 constexpr std::array Modes { "mono", "stereo", "joint" };
 constexpr std::int32_t FirstMode = 1;
 constexpr std::array Qualities { "fast", "standard", "best" };
@@ -218,8 +219,8 @@ ExitStatus run(const Arguments& arguments)
 constexpr std::array Options {
     Option { "to", "FOLDER", "encode every FILE into FOLDER, several at once", 0, aFolder() },
     Option { "bitrate", "KBITS", "constant bit rate in kbit/s, 8 to 320 (default 192)", 0, numberFrom(8, 320) },
-    Option {
-        "rate", "HZ", "sample rate of the output, up to 48000; 0 is the input's (default)", 0, numberFrom(0, 48000) },
+    Option { "rate", "HZ", "sample rate of the output, one of MP3's: 8000 to 48000; 0 is the input's (default)", 0,
+        oneOf(Rates) },
     Option { "vbr", nullptr, "variable bit rate; --bitrate is then not used" },
     Option { "mode", "MODE", "mono, stereo (default) or joint", 0, oneOf(Modes) },
     Option { "quality", "QUALITY", "fast, standard (default) or best", 0, oneOf(Qualities) },

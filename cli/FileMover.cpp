@@ -141,6 +141,21 @@ Result<void> moveFile(const PlannedMove& move)
     return {};
 }
 
+Result<void> checkFolders(const PlannedMove& move)
+{
+    UniqueFd folder(open(move.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::string_view rest = move.below;
+    for (std::size_t slash = rest.find('/'); folder && slash != std::string_view::npos; slash = rest.find('/')) {
+        std::string name(rest.substr(0, slash));
+        UniqueFd next(openat(folder.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+        if (!next && errno != ENOENT)
+            return folderFailure(name, errno);
+        folder = std::move(next);
+        rest.remove_prefix(slash + 1);
+    }
+    return {};
+}
+
 Result<void> moveInCircle(const std::vector<const PlannedMove*>& circle)
 {
     // Whatever has the first one's old name belongs where the next one's new name says.

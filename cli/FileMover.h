@@ -26,6 +26,8 @@ bool isInTheWay(const PlannedMove& move);
 ///
 /// A name on another file system is refused: what takes a name there is another file.
 Result<void> moveFile(const PlannedMove& move);
+/// What moveFile would say of the folders on the way, without making any.
+Result<void> checkFolders(const PlannedMove& move);
 
 /// Files in a circle, each with the next one's old name to be: changes names in pairs, so that every file has a name at
 /// every moment. Fails where the file system cannot do that, or at the first pair that fails.

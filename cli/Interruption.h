@@ -20,7 +20,8 @@ public:
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    bool asked() const;
+    /// Of the one that lives.
+    static bool asked();
 };
 
 /// While one lives no interruption ends the tool; one that came meanwhile ends it when the last is gone.

@@ -1,5 +1,6 @@
 #include "cli/NameList.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -72,6 +73,7 @@ std::optional<std::string> NameList::takeName()
     auto begin = m_text.find_first_not_of(m_end, m_at);
     // The last name may lack its end.
     auto end = std::min(m_text.find(m_end, begin), m_text.size());
+    m_line += static_cast<std::size_t>(std::ranges::count(std::string_view(m_text).substr(m_at, begin - m_at), m_end));
     m_at = end;
     return m_text.substr(begin, end - begin);
 }

@@ -21,6 +21,8 @@ public:
     Result<std::optional<std::string>> next();
     /// True when the next name, or the end, can be had without waiting for whoever writes the list.
     bool isReady();
+    /// In which line the name stands that next() gave last; the first is 1.
+    std::size_t line() const { return m_line; }
 
 private:
     NameList(std::string list, UniqueFd file, int from, bool endedByZero)
@@ -41,6 +43,7 @@ private:
     char m_end;
     std::string m_text; ///< what has been read
     std::size_t m_at = 0; ///< of it, what has been given out
+    std::size_t m_line = 1; ///< at m_at
     bool m_ended = false;
     std::optional<Error> m_failure;
 };

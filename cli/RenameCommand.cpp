@@ -1,3 +1,4 @@
+#include "Base/Core/Text.h"
 #include "cli/Command.h"
 #include "cli/FactReading.h"
 #include "cli/FileMover.h"
@@ -112,8 +113,14 @@ private:
         std::string_view present = given.lastPathComponent();
         std::string_view ending = endingOf(present);
         std::string_view stem = present.substr(0, present.size() - ending.size() - (ending.empty() ? 0 : 1));
-        auto pieces
-            = m_pattern.fill([&](std::string_view field) { return nameFieldValue(field, described->facts(), stem); });
+        // Of its bytes some would be lost.
+        bool losesName = false;
+        auto pieces = m_pattern.fill([&](std::string_view field) {
+            losesName |= field == PresentName && !isValidUtf8(stem);
+            return nameFieldValue(field, described->facts(), stem);
+        });
+        if (losesName)
+            return fail(file.given, { Error::Kind::Format, "its name is not UTF-8, so {name} cannot stand for it" });
         auto below = pieces ? relativePathOf(*pieces, ending, m_rules) : Result<std::string>(pieces.error());
         if (!below)
             return fail(file.given, below.error());
@@ -129,9 +136,11 @@ private:
     void take(const std::vector<std::size_t>& step)
     {
         Result<void> done;
-        if (!m_isDry && step.size() == 1)
+        if (m_isDry)
+            done = checkedFolders(step);
+        else if (step.size() == 1)
             done = moveFile(m_files[step[0]].move);
-        else if (!m_isDry)
+        else
             done = circle(step);
         for (std::size_t i : step) {
             const File& file = m_files[i];
@@ -140,6 +149,13 @@ private:
             else
                 fail(file.given, { done.error().kind, done.error().text + " (" + newName(file) + ")" });
         }
+    }
+
+    Result<void> checkedFolders(const std::vector<std::size_t>& step) const
+    {
+        for (std::size_t i : step)
+            MV_TRY_VOID(checkFolders(m_files[i].move));
+        return {};
     }
 
     Result<void> circle(const std::vector<std::size_t>& step) const

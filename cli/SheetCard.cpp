@@ -3,6 +3,7 @@
 #include "Base/Core/Text.h"
 #include "Base/Media/MVMediaTypeReader.h"
 #include "Base/Media/MediaDB.h"
+#include "cli/InputPath.h"
 #include "cli/MediaPicture.h"
 #include "cli/PictureFile.h"
 #include "cli/RecordText.h"
@@ -83,6 +84,7 @@ std::optional<Bytes> pictureOf(
 
 Result<SheetCard> sheetCardFor(ServiceBus& bus, const Path& path, const std::string& relativeName, bool asStored)
 {
+    MV_TRY_VOID(checkInput(path.text()));
     MV_TRY(described, describeFile(bus, path));
     if (!described)
         return Error { Error::Kind::Format, "is no file that the service can describe" };

@@ -25,8 +25,15 @@ constexpr std::size_t FilesInFlight = 4;
 // Records and thumbnails of all files are on one page; browsers become slow far below this.
 constexpr std::size_t MaxFiles = 20'000;
 
-/// Media files below the folder, sorted by name; links to folders are not followed.
-std::vector<std::string> mediaFilesIn(const fs::path& folder)
+ExitStatus failed(const std::string& file, const std::string& sentence)
+{
+    complain(Name, file, sentence);
+    return ExitStatus::SomeFailed;
+}
+
+/// Media files below the folder, sorted by name; links to folders are not followed. Names that are not UTF-8 are
+/// complained about.
+std::vector<std::string> mediaFilesIn(const fs::path& folder, ExitStatus& status)
 {
     std::vector<std::string> files;
     std::error_code failure;
@@ -34,8 +41,12 @@ std::vector<std::string> mediaFilesIn(const fs::path& folder)
     for (; !failure && at != fs::recursive_directory_iterator(); at.increment(failure)) {
         std::error_code unreadable;
         std::string name = at->path().native();
-        if (at->is_regular_file(unreadable) && isValidUtf8(name) && belongsOnSheet(name))
+        if (!at->is_regular_file(unreadable) || !belongsOnSheet(name))
+            continue;
+        if (isValidUtf8(name))
             files.push_back(std::move(name));
+        else
+            status = failed(name, "its name is not UTF-8");
     }
     std::sort(files.begin(), files.end());
     return files;
@@ -92,12 +103,6 @@ ExitStatus collectCards(const std::vector<std::string>& files, const Sheet& shee
     return status;
 }
 
-ExitStatus failed(const std::string& file, const std::string& sentence)
-{
-    complain(Name, file, sentence);
-    return ExitStatus::SomeFailed;
-}
-
 ExitStatus run(const Arguments& arguments)
 {
     const std::string& folderName = arguments.files()[0];
@@ -109,14 +114,15 @@ ExitStatus run(const Arguments& arguments)
     auto page = Destination::find(pageName);
     if (!page)
         return failed(pageName, page.error().text);
-    std::vector<std::string> files = mediaFilesIn(folder);
+    ExitStatus status = ExitStatus::Done;
+    std::vector<std::string> files = mediaFilesIn(folder, status);
     if (files.size() > MaxFiles)
         return failed(folderName, formatText("there are %zu files, and a page takes %zu", files.size(), MaxFiles));
     auto service = openService(Name, arguments);
     if (!service)
         return ExitStatus::NoService;
     std::vector<SheetCard> cards;
-    ExitStatus status = collectCards(files, { folder, arguments.has("as-stored") }, cards);
+    status = worse(status, collectCards(files, { folder, arguments.has("as-stored") }, cards));
     if (cards.empty() && !files.empty())
         return worse(status, failed(pageName, "is not written, as no file could be described"));
     std::string html = sheetPage(arguments.value("title", folder.filename().native()), cards);
@@ -140,7 +146,7 @@ const Command sheetCommand {
     .summary = "Make one page with thumbnails and facts of a folder's media files",
     .details = "The folders below are searched too. The page needs no other file and opens in any browser. Files that\n"
                "cannot be described are named on standard error and left out. A page that is there is replaced, but\n"
-               "not where no file could be described.",
+               "not where no file could be described. A folder without media files makes a page of none.",
     .options = Options,
     .files = Files,
     .minimumFiles = 2,

@@ -45,7 +45,10 @@ Result<TagValue> pictureValue(const std::string& name, bool keepsPng)
     }();
     // A file that failed, and no slip in the command line.
     if (!cover)
-        return Error { Error::Kind::Io, name + ": " + cover.error().text };
+        return Error { Error::Kind::Io,
+            name + ": "
+                + (cover.error().kind == Error::Kind::Limit ? "is larger than a cover may be here, 16 MiB"
+                                                            : cover.error().text) };
     return TagValue(std::move(cover).value());
 }
 
@@ -85,7 +88,9 @@ Result<TagChange> changeOf(const TagField& field, const std::vector<std::string>
     change.field = &field;
     for (const std::string& text : values)
         MV_TRY_VOID(checkText(field, text));
-    if (field.kind == Kind::Number) {
+    if (field.kind == Kind::Number && values.back().empty()) {
+        change.value = TagValue();
+    } else if (field.kind == Kind::Number) {
         MV_TRY(place, placeFor(field, values.back()));
         change.value = std::int32_t { place.number };
         change.total = place.total;
@@ -107,10 +112,12 @@ Result<std::optional<TagChange>> coverChange(const TagField& field, const Argume
         return misuse("--cover and --art are two names of one field");
     if (!isOlder && !arguments.has(field.name))
         return std::optional<TagChange> {};
-    MV_TRY(value, pictureValue(arguments.value(isOlder ? OtherCoverName : field.name), !isOlder));
     TagChange change;
     change.field = &field;
-    change.value = std::move(value);
+    if (std::string name = arguments.value(isOlder ? OtherCoverName : field.name); !name.empty()) {
+        MV_TRY(value, pictureValue(name, !isOlder));
+        change.value = std::move(value);
+    }
     return std::optional(std::move(change));
 }
 
@@ -161,6 +168,21 @@ Result<std::vector<TagChange>> tagChanges(const Arguments& arguments)
     return changes;
 }
 
+void removeSmallerTotals(MediaTags& tags, const Facts& present)
+{
+    auto valueOf = [&](std::string_view key) {
+        auto found = std::ranges::find(tags, key, &MediaTags::value_type::first);
+        return found == tags.end() ? nullptr : &found->second;
+    };
+    for (const TagField& field : Fields) {
+        const TagValue* wanted = field.totalKey.empty() ? nullptr : valueOf(field.key);
+        const auto* number = wanted ? std::get_if<std::int32_t>(wanted) : nullptr;
+        const auto* total = number ? present.get<std::int32_t>(field.totalKey) : nullptr;
+        if (total && *total < *number && !valueOf(field.totalKey))
+            tags.emplace_back().first = field.totalKey;
+    }
+}
+
 MediaTags tagsFor(const std::vector<TagChange>& changes, const Facts& present)
 {
     MediaTags tags;
@@ -172,9 +194,10 @@ MediaTags tagsFor(const std::vector<TagChange>& changes, const Facts& present)
         const auto* total = present.get<std::int32_t>(change.field->totalKey);
         if (change.total > 0)
             tags.emplace_back(change.field->totalKey, std::int32_t { change.total });
-        else if (total && (!number || *total < *number))
+        else if (total && !number)
             tags.emplace_back().first = change.field->totalKey; // it goes
     }
+    removeSmallerTotals(tags, present);
     return tags;
 }
 

@@ -44,8 +44,10 @@ struct TagChange {
 /// picture that cannot be read (Error::Kind::Io).
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
 
-/// What the service is to be told for a file of which `present` is known. A number alone leaves the total that the file
-/// has, unless that is smaller now; with a number goes its total.
+/// A number whose total is not named leaves the one that the file has, unless that is smaller: then it goes.
+void removeSmallerTotals(MediaTags& tags, const Facts& present);
+
+/// What the service is to be told for a file of which `present` is known. With a number goes its total, too.
 MediaTags tagsFor(const std::vector<TagChange>& changes, const Facts& present);
 
 /// A cover as tags hold it: JPEG and PNG as they are, unless PNG is not wanted; every other picture becomes a JPEG.

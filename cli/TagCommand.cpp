@@ -11,7 +11,7 @@
 #include "cli/TagWork.h"
 #include "cli/Terminal.h"
 
-#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <set>
 
@@ -73,15 +73,16 @@ public:
 
     bool begin(const CallsInOrder::Finish& finish)
     {
+        if (!isNextReady())
+            return false;
         auto line = m_list.next();
-        if (!line && line.error().code != EINTR) // which is Ctrl-C
+        if (!line)
             m_failure = line.error();
         if (!line || !*line)
             return false;
-        ++m_lines;
         auto tags = jsonTagsOf(**line);
         if (!tags)
-            finish(failedFile(formatText("object %zu", m_lines), tags.error(), false));
+            finish(failedFile(formatText("line %zu", m_list.line()), tags.error(), false));
         else if (tags->tags.empty())
             finish({});
         else
@@ -92,6 +93,22 @@ public:
     const std::optional<Error>& failure() const { return m_failure; }
 
 private:
+    static constexpr std::chrono::milliseconds LookEvery { 100 };
+
+    /// What is under way goes on while a slow writer is waited for; who interrupts does not want what comes later.
+    bool isNextReady()
+    {
+        while (!m_list.isReady()) {
+            auto isOver = [&] { return Interruption::asked(); };
+            auto served = m_media.serveUntil(isOver, std::chrono::steady_clock::now() + LookEvery);
+            if (!served)
+                m_failure = served.error();
+            if (!served || *served)
+                return false;
+        }
+        return true;
+    }
+
     void change(JsonTags tags, const CallsInOrder::Finish& finish)
     {
         // What a later line says of the same file is said last.
@@ -101,7 +118,11 @@ private:
         m_underWay.insert(name);
         TagOrder order;
         order.file = tags.file;
-        order.tags = [wanted = std::move(tags.tags)](const Facts&) { return wanted; };
+        order.tags = [wanted = std::move(tags.tags)](const Facts& present) {
+            MediaTags all = wanted;
+            removeSmallerTotals(all, present);
+            return all;
+        };
         order.onlyDifferent = true;
         order.isDry = m_isDry;
         changeTags(m_media, std::move(order), [this, finish, name](WorkResult result) {
@@ -113,7 +134,6 @@ private:
     Media1Client& m_media;
     NameList m_list;
     bool m_isDry;
-    std::size_t m_lines = 0;
     std::set<std::string> m_underWay; ///< by their real names
     std::optional<Error> m_failure;
 };

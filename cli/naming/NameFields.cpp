@@ -9,7 +9,6 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::string_view PresentName = "name";
 constexpr std::string_view Year = "year";
 constexpr std::size_t YearDigits = 4;
 

@@ -9,6 +9,8 @@
 
 namespace mv::cli {
 
+inline constexpr std::string_view PresentName = "name";
+
 /// Whether a pattern may ask for a field of that name: a fact by one of the names that FactField knows, and besides
 /// "year" (of the date) and "name" (the file's present name without its ending). Else a sentence that names the nearest
 /// one.

@@ -91,7 +91,7 @@ private:
         ++m_at;
         Part part;
         part.isField = true;
-        std::size_t end = std::min(m_text.find_first_of("{}:|", m_at), m_text.size());
+        std::size_t end = nameEnd(m_at);
         part.text = m_text.substr(m_at, end - m_at);
         if (part.text.empty())
             return fault("a field has no name; say {{ for a brace");
@@ -109,6 +109,16 @@ private:
             return fault("a field does not end: a } is missing");
         ++m_at;
         return part;
+    }
+
+    /// The colon of a key ("xesam:artist") is part of it, another is in front of a width.
+    std::size_t nameEnd(std::size_t begin) const
+    {
+        constexpr std::string_view KeySpaces[] { "mivo", "mpris", "xesam" };
+        std::size_t end = m_text.find_first_of("{}:|", begin);
+        if (std::ranges::find(KeySpaces, m_text.substr(begin, end - begin)) != std::end(KeySpaces))
+            end = m_text.find_first_of("{}:|", std::min(m_text.size(), end + 1));
+        return std::min(end, m_text.size());
     }
 
     Result<void> width(Part& part)

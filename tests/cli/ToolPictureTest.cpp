@@ -144,6 +144,16 @@ TEST_F(ToolOnBus, ASheetOfAFolder)
     EXPECT_THAT(tool("sheet /no/folder x.html").err, HasSubstr("/no/folder: is no folder"));
 }
 
+TEST_F(ToolOnBus, ASheetNamesWhatItLeavesOut)
+{
+    picture("a.png");
+    std::filesystem::copy_file(m_folder.file("a.png"), m_folder.file("b\xff.png"));
+    Outcome sheet = tool("sheet " + m_folder.path() + " " + m_logs.file("page.html"));
+    EXPECT_EQ(sheet.status, 1);
+    EXPECT_EQ(sheet.err, "mivo sheet: " + m_folder.file("b\\xff.png") + ": its name is not UTF-8\n");
+    EXPECT_THAT(text("page.html"), HasSubstr("1 file"));
+}
+
 TEST_F(ToolOnBus, ASheetOfNothingReplacesNone)
 {
     std::string page = m_logs.write("page.html", std::string_view("an older page"));

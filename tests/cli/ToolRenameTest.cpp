@@ -92,6 +92,39 @@ TEST_F(ToolRename, NamesThatAreNotUtf8CanBeMended)
     EXPECT_EQ(names(), "./First.mp3 ");
 }
 
+TEST_F(ToolRename, ANameWhoseBytesWouldBeLostStays)
+{
+    song("x.mp3", "One", "First");
+    std::filesystem::rename(m_folder.file("x.mp3"), m_folder.file("caf\xe9.mp3"));
+    Outcome refused = rename("'{name} 2' " + test::shellQuoted(m_folder.file("caf\xe9.mp3")));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr("its name is not UTF-8, so {name} cannot stand for it"));
+    EXPECT_EQ(names(), "./caf\xe9.mp3 ");
+}
+
+TEST_F(ToolRename, FieldsByTheirWholeKeys)
+{
+    std::string file = song("x.mp3", "One", "First");
+    EXPECT_EQ(rename("'{xesam:title} {mivo:sampleRate:7}{mivo:none|}' " + file).status, 2);
+    Outcome done = rename("'{xesam:title} {mivo:sampleRate:07}' " + file);
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_THAT(names(), testing::MatchesRegex("./First 00[0-9]+.mp3 "));
+}
+
+TEST_F(ToolRename, ADryRunSaysWhatTheRealOneWouldRefuse)
+{
+    std::string file = song("x.mp3", "One", "First");
+    std::filesystem::create_symlink("/tmp", m_folder.file("link"));
+    for (const char* run : { "--dry-run ", "" }) {
+        Outcome refused = rename(run + ("'link/{title}' " + file));
+        EXPECT_EQ(refused.status, 1) << run;
+        EXPECT_THAT(refused.err, HasSubstr("the folder \"link\" is a link or no folder")) << run;
+    }
+    Outcome planned = rename("--dry-run 'new/er/{title}' " + file);
+    EXPECT_EQ(planned.status, 0) << planned.err;
+    EXPECT_EQ(access(m_folder.file("new").c_str(), F_OK), -1) << "nothing is made";
+}
+
 TEST_F(ToolRename, NothingIsReplaced)
 {
     std::string all = song("a.mp3", "A", "Same") + " " + song("b.mp3", "B", "Same") + " " + song("c.mp3", "C", "There")

@@ -134,6 +134,26 @@ TEST_F(ToolStreams, AnInterruptedWaitEndsAtOnce)
     close(running.out);
 }
 
+TEST_F(ToolStreams, AnInterruptedListOfTagsWritesNothingMore)
+{
+    std::string song = made("a.m4a", "-f lavfi -i sine=duration=1 -c:a aac");
+    Running running = startTool({ "tag", "--from-json", "-" });
+    auto write = [&](const std::string& title) {
+        std::string line = "{\"path\":\"" + m_folder.file("a.m4a") + "\",\"xesam:title\":\"" + title + "\"}\n";
+        return ::write(running.in, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    };
+    ASSERT_TRUE(write("Before"));
+    EXPECT_TRUE(test::eventually([&] {
+        return test::outputOf("ffprobe -loglevel error -show_entries format_tags=title -of csv=p=0 " + song)
+            == "Before\n";
+    }));
+    kill(running.process, SIGINT);
+    // The writer neither goes on nor ends.
+    EXPECT_EQ(waitFor(running.process), 130);
+    close(running.in);
+    close(running.out);
+}
+
 TEST_F(ToolOnBus, RecordsOfNoKnownKindAreFailures)
 {
     std::string notes = m_folder.write("notes.txt", std::string_view("nothing to see"));

@@ -160,6 +160,15 @@ TEST_F(ToolOnBus, ATrackMayHaveATotal)
     EXPECT_EQ(trackOf(m4a), "\n");
     EXPECT_THAT(tool("tag --dry-run --track 5/6 " + mp3).out, HasSubstr("-> 5/6\n"));
     EXPECT_EQ(trackOf(mp3), "4/12\n");
+    // Two names of one field are one.
+    EXPECT_EQ(tool("tag --track 3/12 " + m4a).status, 0);
+    EXPECT_EQ(tool("copy-tags --fields track,cover,art " + m4a + " " + mp3).status, 0);
+    EXPECT_EQ(trackOf(mp3), "3/12\n");
+    std::string twenty = made("b.m4a", "-f lavfi -i sine=duration=1 -metadata track=20 -c:a aac");
+    EXPECT_EQ(tool("copy-tags --fields track " + twenty + " " + mp3).status, 0);
+    EXPECT_EQ(trackOf(mp3), "20\n") << "of 12 there is no 20th";
+    EXPECT_EQ(tool("tag --track '' " + twenty).status, 0);
+    EXPECT_EQ(trackOf(twenty), "\n");
 }
 
 } // namespace

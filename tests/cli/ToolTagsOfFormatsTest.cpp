@@ -167,9 +167,9 @@ TEST_F(ToolOnBus, LinesThatMeanNothingAreToldAndTheOthersDone)
             + "\",\"xesam:album\":\"Al");
     Outcome changed = tool("tag --from-json " + list);
     EXPECT_EQ(changed.status, 1);
-    EXPECT_THAT(changed.err, HasSubstr("mivo tag: object 2: is no JSON object\n"));
-    EXPECT_THAT(changed.err, HasSubstr("mivo tag: object 3: \"xesam:trackNumber\" takes a whole number"));
-    EXPECT_THAT(changed.err, HasSubstr("mivo tag: object 5: is no JSON object\n"));
+    EXPECT_THAT(changed.err, HasSubstr("mivo tag: line 2: is no JSON object\n"));
+    EXPECT_THAT(changed.err, HasSubstr("mivo tag: line 3: \"xesam:trackNumber\" takes a whole number"));
+    EXPECT_THAT(changed.err, HasSubstr("mivo tag: line 5: is no JSON object\n"));
     // Of two lines about one file the later one is done later.
     EXPECT_THAT(tool("tag " + a).out, HasSubstr("  title        Two "));
     EXPECT_THAT(tool("tag " + a).out, Not(HasSubstr("album")));
