@@ -70,7 +70,7 @@ Result<TagValue> tagValue(std::string_view key, const Json& value)
     if (value.is_null())
         return TagValue();
     if (key == FrontCoverTag)
-        return fault(key, "nothing but null here");
+        return Error { Error::Kind::Format, "\"" + std::string(key) + "\" takes nothing but null here" };
     switch (FactRows[*factRowOf(key)].type) {
     case FactType::Text:
         return textValue(key, value);

@@ -126,7 +126,7 @@ std::string lastPathIn(int file)
 
 Error indexFailure(int code)
 {
-    return { Error::Kind::Io, std::string("cannot be written: ") + std::strerror(code), code };
+    return { Error::Kind::Io, std::string("the index cannot be written: ") + std::strerror(code), code };
 }
 
 Result<void> dropCutLine(int file)

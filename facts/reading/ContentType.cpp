@@ -208,6 +208,9 @@ ContentType contentType(const ByteSource& file, std::string_view name)
         if (hasEnding(name, ending))
             return { FileFamily::MpegAudio, "audio/mpeg" };
     }
+    // A recording may begin within a frame.
+    if (hasEnding(name, "aac") || hasEnding(name, "adts"))
+        return { FileFamily::OtherMovie, "audio/aac" };
     for (std::string_view ending : { "ts", "mts", "m2ts" }) {
         if (hasEnding(name, ending))
             return { FileFamily::OtherMovie, "video/mp2t" };

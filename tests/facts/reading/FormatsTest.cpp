@@ -234,6 +234,22 @@ TEST(IsoFacts, ChannelsOfAacWhoseNumbersNameNone)
     }
 }
 
+TEST(FfmpegFacts, AacThatBeginsWithinAFrame)
+{
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg is not here";
+    ScratchFolder scratch;
+    std::string whole = scratch.file("whole.aac");
+    outputOf("ffmpeg -nostdin -v error -y -f lavfi -i anoisesrc=d=3 -ac 2 -c:a aac " + shellQuoted(whole));
+    Bytes bytes = readFile(whole);
+    ASSERT_GT(bytes.size(), 5000u);
+    std::string_view cut = charsOf(ByteView(bytes).subspan(100));
+    auto facts = describedBytes(cut, "radio.aac");
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::AudioCodec) + " " + textOf(*facts, fact::Channels), "aac 2");
+    EXPECT_FALSE(describedBytes("no sound at all", "text.aac").ok());
+}
+
 TEST(IsoFacts, EncryptionDoesNotHideTheCodec)
 {
     if (!haveProgram("ffmpeg"))

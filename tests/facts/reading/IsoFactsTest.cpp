@@ -1,5 +1,6 @@
 #include "tests/facts/reading/Described.h"
 #include "tests/facts/reading/FactsText.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/Mp4Maker.h"
 #include "tests/support/Scratch.h"
 
@@ -105,6 +106,16 @@ TEST(IsoFacts, PlacesOf3gpp)
         EXPECT_EQ(*facts.get<double>(fact::Altitude), 10.5);
     }
     EXPECT_FALSE(placed(bytes("A name without its end")).contains(fact::Latitude));
+}
+
+// An enhanced podcast: its chapters' track of pictures is enabled.
+TEST(IsoFacts, PicturesOfChaptersMakeNoVideo)
+{
+    MV_NEEDS_CORPUS();
+    auto facts = describedCorpusFile("mp4/test-pod.m4a");
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::Kind) + " " + textOf(*facts, fact::MimeType), "audio audio/mp4");
+    EXPECT_FALSE(facts->contains(fact::Width));
 }
 
 TEST(IsoFacts, ChannelsOfAc3AndEac3)
