@@ -4,6 +4,7 @@
 #include "cli/Terminal.h"
 
 #include <algorithm>
+#include <chrono>
 #include <thread>
 
 namespace mv::cli {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::size_t MaxAhead = 64;
 constexpr std::size_t CallsACore = 2;
+constexpr std::chrono::milliseconds AskEvery { 50 }; ///< whoever writes what is to be begun next
 
 } // namespace
 
@@ -22,13 +24,16 @@ ExitStatus CallsInOrder::run()
         emitEnded();
         if (m_items.empty() && m_isEnd)
             return m_status;
-        if (m_items.empty())
+        if (m_items.empty() && isReady())
             continue;
         std::size_t running = m_running;
-        auto served = m_media.serveUntil([&] {
+        auto isOver = [&] {
             m_look();
             return m_running < running;
-        });
+        };
+        using Clock = std::chrono::steady_clock;
+        const bool mustAsk = m_isReady && !m_isEnd && !isFull();
+        auto served = m_media.serveUntil(isOver, mustAsk ? Clock::now() + AskEvery : Clock::time_point::max());
         // With the bus every call has ended, and was told so.
         if (!served && m_running == running)
             return worse(m_status, statusFor(served.error()));
@@ -39,7 +44,7 @@ bool CallsInOrder::isFull() const { return m_running >= m_atOnce || m_items.size
 
 void CallsInOrder::beginMore()
 {
-    while (!m_isEnd && !isFull()) {
+    while (!m_isEnd && !isFull() && isReady()) {
         auto item = std::make_shared<std::optional<WorkResult>>();
         m_items.push_back(item);
         ++m_running;
@@ -64,12 +69,16 @@ void CallsInOrder::emitEnded()
     }
 }
 
-ExitStatus inOrder(Media1Client& media, const CallsInOrder::Begin& begin, const CallsInOrder::Emit& emit)
+ExitStatus inOrder(Media1Client& media, const CallsInOrder::Begin& begin, const CallsInOrder::Emit& emit,
+    const std::function<bool()>& isReady)
 {
     Interruption interruption;
     auto beginUnlessAsked = [&](const CallsInOrder::Finish& finish) { return !interruption.asked() && begin(finish); };
     std::size_t atOnce = CallsACore * std::max(1u, std::thread::hardware_concurrency());
-    ExitStatus status = CallsInOrder(media, atOnce, beginUnlessAsked, emit).run();
+    CallsInOrder calls(media, atOnce, beginUnlessAsked, emit);
+    if (isReady)
+        calls.whenReady([&] { return interruption.asked() || isReady(); });
+    ExitStatus status = calls.run();
     return interruption.asked() ? ExitStatus::Interrupted : status;
 }
 

@@ -28,6 +28,8 @@ public:
     {
     }
 
+    /// Whether the next item can be begun, or the end be seen, without waiting; asked again and again meanwhile.
+    void whenReady(std::function<bool()> isReady) { m_isReady = std::move(isReady); }
     /// Done again and again while results are waited for, after each signal that interrupts too.
     void whileWaiting(std::function<void()> look) { m_look = std::move(look); }
 
@@ -38,12 +40,14 @@ private:
     void beginMore();
     void emitEnded();
     bool isFull() const;
+    bool isReady() const { return !m_isReady || m_isReady(); }
 
     Media1Client& m_media;
     const std::size_t m_atOnce;
     const Begin m_begin;
     const Emit m_emit;
     std::function<void()> m_look = [] {};
+    std::function<bool()> m_isReady; ///< none: always
     std::deque<std::shared_ptr<std::optional<WorkResult>>> m_items;
     std::size_t m_running = 0;
     bool m_isEnd = false;
@@ -52,6 +56,7 @@ private:
 
 /// Such work with a few items for each core, until Ctrl-C: then nothing is begun any more, what is under way ends, and
 /// the status is Interrupted.
-ExitStatus inOrder(Media1Client& media, const CallsInOrder::Begin& begin, const CallsInOrder::Emit& emit);
+ExitStatus inOrder(Media1Client& media, const CallsInOrder::Begin& begin, const CallsInOrder::Emit& emit,
+    const std::function<bool()>& isReady = {});
 
 } // namespace mv::cli

@@ -21,8 +21,8 @@ constexpr const char* Name = "encode";
 constexpr int BitsPerKilobit = 1000;
 constexpr int UsualBitrate = 192;
 
-// In the order of the encoder's codes.
 constexpr std::array Rates { "0", "8000", "11025", "12000", "16000", "22050", "24000", "32000", "44100", "48000" };
+// In the order of the encoder's codes.
 constexpr std::array Modes { "mono", "stereo", "joint" };
 constexpr std::int32_t FirstMode = 1;
 constexpr std::array Qualities { "fast", "standard", "best" };

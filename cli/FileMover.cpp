@@ -56,16 +56,20 @@ public:
     NewPlace(const NewPlace&) = delete;
     NewPlace& operator=(const NewPlace&) = delete;
 
-    Result<void> open()
+    /// Unless it `makes` folders, the way ends where one is missing.
+    Result<void> open(bool makes = true)
     {
         MV_TRY_VOID(enter(AT_FDCWD, m_move.folder, O_RDONLY));
         std::string_view rest = m_move.below;
         for (std::size_t slash = rest.find('/'); slash != std::string_view::npos; slash = rest.find('/')) {
             std::string name(rest.substr(0, slash));
             int parent = folder();
-            if (mkdirat(parent, name.c_str(), FolderMode) == 0)
+            if (makes && mkdirat(parent, name.c_str(), FolderMode) == 0)
                 m_made.push_back({ parent, name });
-            MV_TRY_VOID(enter(parent, name, O_NOFOLLOW));
+            auto entered = enter(parent, name, O_NOFOLLOW);
+            if (!entered && !makes && entered.error().code == ENOENT)
+                return {};
+            MV_TRY_VOID(std::move(entered));
             rest.remove_prefix(slash + 1);
         }
         m_name = rest;
@@ -141,20 +145,7 @@ Result<void> moveFile(const PlannedMove& move)
     return {};
 }
 
-Result<void> checkFolders(const PlannedMove& move)
-{
-    UniqueFd folder(open(move.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    std::string_view rest = move.below;
-    for (std::size_t slash = rest.find('/'); folder && slash != std::string_view::npos; slash = rest.find('/')) {
-        std::string name(rest.substr(0, slash));
-        UniqueFd next(openat(folder.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
-        if (!next && errno != ENOENT)
-            return folderFailure(name, errno);
-        folder = std::move(next);
-        rest.remove_prefix(slash + 1);
-    }
-    return {};
-}
+Result<void> checkFolders(const PlannedMove& move) { return NewPlace(move).open(false); }
 
 Result<void> moveInCircle(const std::vector<const PlannedMove*>& circle)
 {

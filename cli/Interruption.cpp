@@ -54,7 +54,7 @@ Interruption::Interruption()
 
 Interruption::~Interruption() { s_onlyAsks = false; }
 
-bool Interruption::asked() { return s_asked; }
+bool Interruption::asked() const { return s_asked; }
 
 UncutText::UncutText()
 {

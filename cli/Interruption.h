@@ -20,8 +20,7 @@ public:
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// Of the one that lives.
-    static bool asked();
+    bool asked() const;
 };
 
 /// While one lives no interruption ends the tool; one that came meanwhile ends it when the last is gone.

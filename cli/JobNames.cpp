@@ -4,7 +4,7 @@
 #include "cli/InputPath.h"
 #include "cli/Output.h"
 #include "cli/Terminal.h"
-#include "cli/mirror/MirrorPlan.h"
+#include "cli/mirror/SoundNames.h"
 #include "cli/text/ReadableText.h"
 
 #include <algorithm>

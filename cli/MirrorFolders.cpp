@@ -67,7 +67,7 @@ Result<std::optional<MirrorState>> stateIn(const std::string& path, const std::s
     if (!state)
         return Error { state.error().kind,
             path + " " + state.error().text
-                + "; if it is damaged, remove it: what is there stays, and is known again" };
+                + "; if it is damaged, remove it: copies whose sources are there are known again" };
     if (state->source() != source)
         return Error { Error::Kind::State,
             "is the mirror of " + state->source() + "; if that is what SOURCE is called now, remove " + path };

@@ -14,6 +14,7 @@
 #include "cli/ServiceAccess.h"
 #include "cli/SoundJobs.h"
 #include "cli/Terminal.h"
+#include "cli/mirror/SoundNames.h"
 #include "cli/text/ReadableText.h"
 #include "system/InputFile.h"
 #include "system/OutputFile.h"

@@ -40,15 +40,14 @@ Result<TagValue> pictureValue(const std::string& name, bool keepsPng)
 {
     auto cover = [&]() -> Result<Bytes> {
         MV_TRY(path, inputPath(name));
-        MV_TRY(content, readWholeFile(path, MaxPictureBytes));
-        return coverFrom(std::move(content), keepsPng);
+        auto content = readWholeFile(path, MaxPictureBytes);
+        if (!content && content.error().kind == Error::Kind::Limit)
+            return Error { Error::Kind::Limit, "is larger than a cover may be here, 16 MiB" };
+        return content ? coverFrom(std::move(*content), keepsPng) : Result<Bytes>(content.error());
     }();
     // A file that failed, and no slip in the command line.
     if (!cover)
-        return Error { Error::Kind::Io,
-            name + ": "
-                + (cover.error().kind == Error::Kind::Limit ? "is larger than a cover may be here, 16 MiB"
-                                                            : cover.error().text) };
+        return Error { Error::Kind::Io, name + ": " + cover.error().text };
     return TagValue(std::move(cover).value());
 }
 
@@ -178,7 +177,9 @@ void removeSmallerTotals(MediaTags& tags, const Facts& present)
         const TagValue* wanted = field.totalKey.empty() ? nullptr : valueOf(field.key);
         const auto* number = wanted ? std::get_if<std::int32_t>(wanted) : nullptr;
         const auto* total = number ? present.get<std::int32_t>(field.totalKey) : nullptr;
-        if (total && *total < *number && !valueOf(field.totalKey))
+        const auto* now = present.get<std::int32_t>(field.key);
+        const bool isChanged = !now || (number && *now != *number);
+        if (total && *total < *number && isChanged && !valueOf(field.totalKey))
             tags.emplace_back().first = field.totalKey;
     }
 }

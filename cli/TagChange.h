@@ -44,7 +44,7 @@ struct TagChange {
 /// picture that cannot be read (Error::Kind::Io).
 Result<std::vector<TagChange>> tagChanges(const Arguments& arguments);
 
-/// A number whose total is not named leaves the one that the file has, unless that is smaller: then it goes.
+/// A new number whose total is not named leaves the one that the file has, unless that is smaller: then it goes.
 void removeSmallerTotals(MediaTags& tags, const Facts& present);
 
 /// What the service is to be told for a file of which `present` is known. With a number goes its total, too.

@@ -11,7 +11,6 @@
 #include "cli/TagWork.h"
 #include "cli/Terminal.h"
 
-#include <chrono>
 #include <filesystem>
 #include <set>
 
@@ -73,8 +72,6 @@ public:
 
     bool begin(const CallsInOrder::Finish& finish)
     {
-        if (!isNextReady())
-            return false;
         auto line = m_list.next();
         if (!line)
             m_failure = line.error();
@@ -90,25 +87,12 @@ public:
         return true;
     }
 
+    /// Whether begin() need not wait for whoever writes the list.
+    bool isReady() { return m_list.isReady(); }
+
     const std::optional<Error>& failure() const { return m_failure; }
 
 private:
-    static constexpr std::chrono::milliseconds LookEvery { 100 };
-
-    /// What is under way goes on while a slow writer is waited for; who interrupts does not want what comes later.
-    bool isNextReady()
-    {
-        while (!m_list.isReady()) {
-            auto isOver = [&] { return Interruption::asked(); };
-            auto served = m_media.serveUntil(isOver, std::chrono::steady_clock::now() + LookEvery);
-            if (!served)
-                m_failure = served.error();
-            if (!served || *served)
-                return false;
-        }
-        return true;
-    }
-
     void change(JsonTags tags, const CallsInOrder::Finish& finish)
     {
         // What a later line says of the same file is said last.
@@ -143,7 +127,8 @@ ExitStatus tagFromJson(ServiceBus& bus, NameList list, bool isDry)
     Media1Client media(bus);
     JsonTagging tagging(media, std::move(list), isDry);
     ExitStatus status = inOrder(
-        media, [&](const CallsInOrder::Finish& finish) { return tagging.begin(finish); }, emit);
+        media, [&](const CallsInOrder::Finish& finish) { return tagging.begin(finish); }, emit,
+        [&] { return tagging.isReady(); });
     if (!tagging.failure())
         return status;
     complain(Name, tagging.failure()->text);

@@ -5,6 +5,8 @@
 #include "cli/text/JsonText.h"
 #include "cli/text/ReadableText.h"
 
+#include <algorithm>
+
 namespace mv::cli {
 
 std::string jsonFact(const FactValue& value)
@@ -19,6 +21,23 @@ std::string jsonFact(const FactValue& value)
         list += (list.size() > 1 ? "," : "") + jsonString(text);
     return list + "]";
 }
+
+namespace {
+
+/// What a terminal would take for commands is shown. Ends of lines and tabs are a table's own matter.
+std::string withoutCommands(std::string_view cell)
+{
+    std::string shown;
+    while (!cell.empty()) {
+        std::size_t end = std::min(cell.find_first_of("\t\n\r"), cell.size());
+        shown += terminalText(cell.substr(0, end));
+        shown += cell.substr(end, 1);
+        cell.remove_prefix(std::min(end + 1, cell.size()));
+    }
+    return shown;
+}
+
+} // namespace
 
 std::string FactWriter::begin() const
 {
@@ -111,7 +130,7 @@ template <class Line> std::string FactWriter::tableLine(const DescribedFile& fil
         bool isText = field.type() == FactType::Text || field.type() == FactType::Texts;
         if (m_wish.formulaSafe && isText)
             cell = withoutFormula(std::move(cell));
-        line.add(m_wish.forTerminal ? terminalText(cell) : cell);
+        line.add(m_wish.forTerminal ? withoutCommands(cell) : cell);
     }
     return line.end();
 }

@@ -2,6 +2,7 @@
 
 #include "Base/Core/Path.h"
 #include "Base/Core/Text.h"
+#include "cli/mirror/SoundNames.h"
 
 #include <algorithm>
 #include <array>
@@ -10,9 +11,6 @@ namespace mv::cli {
 
 namespace {
 
-constexpr std::array<std::string_view, 27> SoundEndings { "aac", "aif", "aifc", "aiff", "ape", "au", "caf", "flac",
-    "m4a", "m4b", "mka", "mp2", "mp3", "mpc", "oga", "ogg", "opus", "snd", "spx", "tak", "tta", "w64", "wav", "wave",
-    "weba", "wma", "wv" };
 constexpr std::array<std::string_view, 3> PictureEndings { "jpeg", "jpg", "png" };
 constexpr std::array<std::string_view, 4> CoverNames { "album", "cover", "folder", "front" };
 
@@ -72,8 +70,6 @@ bool isCoverName(const std::string& name)
     return isOneOf(PictureEndings, named.pathExtension())
         && isOneOf(CoverNames, named.lastPathComponentWithoutExtension());
 }
-
-bool isSoundName(const std::string& name) { return isOneOf(SoundEndings, Path(name).pathExtension()); }
 
 bool isMirrored(const std::string& name) { return isSoundName(name) || isCoverName(name); }
 

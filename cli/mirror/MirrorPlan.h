@@ -44,7 +44,5 @@ std::string withEnding(const std::string& path, std::string_view ending);
 /// Whether a mirror takes files of that name along: sound, and pictures that are called as covers are ("cover.jpg").
 bool isMirrored(const std::string& name);
 bool isCoverName(const std::string& name);
-/// By its ending.
-bool isSoundName(const std::string& name);
 
 } // namespace mv::cli

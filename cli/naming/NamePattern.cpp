@@ -115,9 +115,10 @@ private:
     std::size_t nameEnd(std::size_t begin) const
     {
         constexpr std::string_view KeySpaces[] { "mivo", "mpris", "xesam" };
-        std::size_t end = m_text.find_first_of("{}:|", begin);
-        if (std::ranges::find(KeySpaces, m_text.substr(begin, end - begin)) != std::end(KeySpaces))
-            end = m_text.find_first_of("{}:|", std::min(m_text.size(), end + 1));
+        std::size_t end = std::min(m_text.find_first_of("{}:|", begin), m_text.size());
+        if (end < m_text.size()
+            && std::ranges::find(KeySpaces, m_text.substr(begin, end - begin)) != std::end(KeySpaces))
+            end = m_text.find_first_of("{}:|", end + 1);
         return std::min(end, m_text.size());
     }
 

@@ -27,27 +27,31 @@ constexpr std::array Fields {
     FieldOfName { "ALBUM/ARTIST", TagField::AlbumArtist },
     FieldOfName { "composer", TagField::Composer },
     FieldOfName { "genre", TagField::Genre },
-    FieldOfName { "ALBUM/GENRE", TagField::Genre },
     FieldOfName { "comment", TagField::Comment },
     FieldOfName { "date", TagField::Date },
     FieldOfName { "DATE_RECORDED", TagField::Date },
     FieldOfName { "DATE_RELEASED", TagField::Date },
-    FieldOfName { "ALBUM/DATE_RECORDED", TagField::Date },
-    FieldOfName { "ALBUM/DATE_RELEASED", TagField::Date },
     FieldOfName { "year", TagField::Date },
     FieldOfName { "track", TagField::Track },
     FieldOfName { "PART_NUMBER", TagField::Track },
     FieldOfName { "TOTAL_PARTS", TagField::TrackTotal },
-    FieldOfName { "ALBUM/TOTAL_PARTS", TagField::TrackTotal },
     FieldOfName { "disc", TagField::Disc },
     FieldOfName { "lyrics", TagField::Lyrics },
     FieldOfName { "BPM", TagField::Tempo },
     FieldOfName { "compilation", TagField::Compilation },
 };
 
+/// What Matroska says of the album, where it says nothing of the track.
+constexpr std::array AlbumFields {
+    FieldOfName { "ALBUM/GENRE", TagField::Genre },
+    FieldOfName { "ALBUM/DATE_RECORDED", TagField::Date },
+    FieldOfName { "ALBUM/DATE_RELEASED", TagField::Date },
+    FieldOfName { "ALBUM/TOTAL_PARTS", TagField::TrackTotal },
+};
+
 constexpr std::string_view OfTrack = "TRACK/";
 
-void addTags(TagSink& sink, const MediaStreams& streams)
+template <class Rows> void addTexts(TagSink& sink, const MediaStreams& streams, const Rows& rows)
 {
     sink.texts.beginTag();
     for (const auto& [stated, text] : streams.tags) {
@@ -55,11 +59,17 @@ void addTags(TagSink& sink, const MediaStreams& streams)
         std::string_view name = stated;
         if (equalIgnoringAsciiCase(name.substr(0, OfTrack.size()), OfTrack))
             name.remove_prefix(OfTrack.size());
-        for (const FieldOfName& row : Fields) {
+        for (const FieldOfName& row : rows) {
             if (equalIgnoringAsciiCase(row.name, name))
                 sink.texts.addUtf8OrLegacy(row.field, bytesOf(text));
         }
     }
+}
+
+void addTags(TagSink& sink, const MediaStreams& streams)
+{
+    addTexts(sink, streams, Fields);
+    addTexts(sink, streams, AlbumFields);
     // When a container was written is when a movie was made, where nothing else says it.
     sink.texts.beginTag();
     for (const auto& [name, text] : streams.tags) {

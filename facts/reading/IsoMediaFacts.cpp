@@ -79,6 +79,8 @@ public:
         }
         return value;
     }
+    /// Whether more was taken than there is; zeros then.
+    bool failed() const { return m_place > m_bytes.size() * 8; }
 
 private:
     ByteView m_bytes;
@@ -125,7 +127,7 @@ std::uint32_t takeProgramChannels(BitReader& bits)
         channels += 1 + bits.take(1);
         bits.take(4);
     }
-    return channels;
+    return bits.failed() ? 0 : channels;
 }
 
 /// Of AAC's numbered configurations; 0 for one that has none.

@@ -291,7 +291,9 @@ void addLocation(Facts& facts, StructureReader& reader, const Box& box)
         return;
     facts.setReal(fact::Latitude, latitude);
     facts.setReal(fact::Longitude, longitude);
-    facts.setReal(fact::Altitude, altitude);
+    // The field is always there, and 0 where nobody knows.
+    if (altitude != 0)
+        facts.setReal(fact::Altitude, altitude);
 }
 
 void addUserData(TagSink& sink, Facts& facts, StructureReader& reader, const Box& udta)

@@ -70,11 +70,14 @@ public:
             Chunk chunk { fields.u32be(), place, number(fields) };
             if (chunk.id == 0)
                 break; // zeros behind the last
+            // Behind the form's own end may be somebody else's bytes, which stay there: ID3v1, whatever its title makes
+            // of it as a chunk, and what is longer than the file.
+            const bool isBehind = place == statedEnd || place == statedEnd + statedEnd % 2;
+            if (isBehind && charsOf(header).starts_with("TAG") && m_file.size() - place == Id3v1Tag::Size)
+                break;
             if (chunk.contentEnd() > m_file.size()) {
-                // Behind the form's own end are somebody else's bytes, as of ID3v1, and stay there. Else whatever came
-                // behind a chunk that was cut off would be a part of it.
-                const bool isForeign = place == statedEnd || place == statedEnd + statedEnd % 2;
-                if (!isForeign)
+                // Else whatever came behind a chunk that was cut off would be a part of it.
+                if (!isBehind)
                     m_cutOff = chunk;
                 break;
             }

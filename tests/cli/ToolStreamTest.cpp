@@ -143,15 +143,19 @@ TEST_F(ToolStreams, AnInterruptedListOfTagsWritesNothingMore)
         return ::write(running.in, line.data(), line.size()) == static_cast<ssize_t>(line.size());
     };
     ASSERT_TRUE(write("Before"));
-    EXPECT_TRUE(test::eventually([&] {
-        return test::outputOf("ffprobe -loglevel error -show_entries format_tags=title -of csv=p=0 " + song)
-            == "Before\n";
-    }));
+    auto titleOf
+        = [&] { return test::outputOf("ffprobe -loglevel error -show_entries format_tags=title -of csv=p=0 " + song); };
+    EXPECT_TRUE(test::eventually([&] { return titleOf() == "Before\n"; }));
+    EXPECT_THAT(readLine(running.out), HasSubstr("a.m4a")) << "it does not wait for the next line";
+    // Stopped, it sees both at once: what came with the signal is not written.
+    kill(running.process, SIGSTOP);
     kill(running.process, SIGINT);
-    // The writer neither goes on nor ends.
+    ASSERT_TRUE(write("After"));
+    kill(running.process, SIGCONT);
     EXPECT_EQ(waitFor(running.process), 130);
     close(running.in);
     close(running.out);
+    EXPECT_EQ(titleOf(), "Before\n");
 }
 
 TEST_F(ToolOnBus, RecordsOfNoKnownKindAreFailures)

@@ -89,6 +89,9 @@ TEST(FactTable, ATerminalGetsNoCommands)
     EXPECT_EQ(plain.item(file), "x,a\033[31m\u009b1m\r\n") << "a file has what the tag has";
     FactWriter shown({ .form = FactForm::Csv, .fields = fields("path,title"), .forTerminal = true });
     EXPECT_EQ(shown.item(file), "x,a\\x1b[31m\\xc2\\x9b1m\r\n");
+    facts.set(fact::Title, std::string("a\nb\tc"));
+    FactWriter tabs({ .form = FactForm::Tsv, .fields = fields("title"), .forTerminal = true });
+    EXPECT_EQ(tabs.item(DescribedFile("x", facts)), "a\\nb\\tc\n") << "as a file has it";
 }
 
 } // namespace

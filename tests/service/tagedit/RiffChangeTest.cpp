@@ -51,12 +51,17 @@ TEST(RiffChange, OtherChunksStay)
 // An ID3v1 tag, or whatever else somebody wrote behind the form: as a chunk it would be longer than the file.
 TEST(RiffChange, BytesBehindTheFormStayBehindIt)
 {
-    const std::string foreign = "TAGVery foreign" + std::string(110, 'x');
     const std::string form = wave(Format + chunk("data", "samples"));
-    std::string made = edited(form + foreign, titleChange("New"));
-    ASSERT_TRUE(made.ends_with(foreign)) << made;
-    expectWholeForm(made.substr(0, made.size() - foreign.size()));
-    EXPECT_EQ(edited(made, titleChange("")), form + foreign);
+    for (const char* title : { "", "A", "AB", "Very foreign" }) {
+        std::string foreign = std::string("TAG") + title;
+        foreign.resize(128, '\0');
+        std::string made = edited(form + foreign, titleChange("New"));
+        ASSERT_TRUE(made.ends_with(foreign)) << title;
+        expectWholeForm(made.substr(0, made.size() - foreign.size()));
+        EXPECT_EQ(edited(made, titleChange("")), form + foreign) << title;
+    }
+    const std::string longer = "noise" + std::string(40, '\x7f');
+    EXPECT_TRUE(edited(form + longer, titleChange("New")).ends_with(longer));
 }
 
 // There are readers of AIFF that do not know of the byte behind an odd chunk.
