@@ -42,11 +42,22 @@ std::int64_t timeOf(const struct stat& facts)
     return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
 }
 
+/// Cards keep the time of the clock on the wall, which moves against the world's with the season and with travel.
+bool isKeptByClock(std::int64_t kept, std::int64_t told)
+{
+    constexpr std::int64_t CardStep = TimeSteps.back();
+    constexpr std::int64_t ZoneStep = 15 * 60 * NanosecondsPerSecond;
+    constexpr std::int64_t MostZones = 26 * 4; // of a quarter of an hour, from one end of the world to the other
+    const std::int64_t zones = (kept - told + (kept < told ? -ZoneStep : ZoneStep) / 2) / ZoneStep;
+    return kept % CardStep == 0 && std::abs(zones) <= MostZones && std::abs(kept - told - zones * ZoneStep) < CardStep;
+}
+
 /// Whether a file system that was told one time may have kept the other.
 bool isKeptOf(std::int64_t kept, std::int64_t told)
 {
-    return std::any_of(TimeSteps.begin(), TimeSteps.end(),
-        [&](std::int64_t step) { return kept % step == 0 && std::abs(kept - told) < step; });
+    return isKeptByClock(kept, told) || std::any_of(TimeSteps.begin(), TimeSteps.end(), [&](std::int64_t step) {
+        return kept % step == 0 && std::abs(kept - told) < step;
+    });
 }
 
 Error leadsOut() { return { Error::Kind::State, "its folder is a link that leads out of the mirror" }; }

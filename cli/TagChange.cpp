@@ -178,8 +178,8 @@ void removeSmallerTotals(MediaTags& tags, const Facts& present)
         const auto* number = wanted ? std::get_if<std::int32_t>(wanted) : nullptr;
         const auto* total = number ? present.get<std::int32_t>(field.totalKey) : nullptr;
         const auto* now = present.get<std::int32_t>(field.key);
-        const bool isChanged = !now || (number && *now != *number);
-        if (total && *total < *number && isChanged && !valueOf(field.totalKey))
+        const bool isNew = number && (!now || *now != *number);
+        if (isNew && total && *total < *number && !valueOf(field.totalKey))
             tags.emplace_back().first = field.totalKey;
     }
 }

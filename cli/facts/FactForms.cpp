@@ -9,19 +9,6 @@
 
 namespace mv::cli {
 
-std::string jsonFact(const FactValue& value)
-{
-    if (auto* text = std::get_if<std::string>(&value))
-        return jsonString(*text);
-    auto* texts = std::get_if<std::vector<std::string>>(&value);
-    if (!texts)
-        return plainValue(value);
-    std::string list = "[";
-    for (const std::string& text : *texts)
-        list += (list.size() > 1 ? "," : "") + jsonString(text);
-    return list + "]";
-}
-
 namespace {
 
 /// What a terminal would take for commands is shown. Ends of lines and tabs are a table's own matter.
@@ -38,6 +25,19 @@ std::string withoutCommands(std::string_view cell)
 }
 
 } // namespace
+
+std::string jsonFact(const FactValue& value)
+{
+    if (auto* text = std::get_if<std::string>(&value))
+        return jsonString(*text);
+    auto* texts = std::get_if<std::vector<std::string>>(&value);
+    if (!texts)
+        return plainValue(value);
+    std::string list = "[";
+    for (const std::string& text : *texts)
+        list += (list.size() > 1 ? "," : "") + jsonString(text);
+    return list + "]";
+}
 
 std::string FactWriter::begin() const
 {

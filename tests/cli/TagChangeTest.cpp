@@ -131,6 +131,22 @@ TEST(TagChange, CoversAreJpegOrPng)
     EXPECT_FALSE(changesOf({ "--cover", folder.write("a.txt", std::string_view("text")) }).ok());
 }
 
+TEST(TagChanges, ATotalGoesWithANewNumberThatIsLarger)
+{
+    auto left = [](std::int32_t number) {
+        MediaTags tags { { std::string(fact::TrackNumber), number } };
+        removeSmallerTotals(tags, song()); // 3/12
+        return texts(tags).size();
+    };
+    EXPECT_EQ(left(12), 1u);
+    EXPECT_EQ(left(13), 2u);
+    Facts odd = song();
+    odd.set(fact::TrackNumber, std::int32_t { 20 });
+    MediaTags same { { std::string(fact::TrackNumber), std::int32_t { 20 } } };
+    removeSmallerTotals(same, odd);
+    EXPECT_EQ(same.size(), 1u) << "what a file says already changes nothing";
+}
+
 TEST(TagState, IsWhatIsPlanned)
 {
     auto changes = changesOf({ "--title", "New", "--clear", "artist", "--track", "13" });

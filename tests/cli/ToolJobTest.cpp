@@ -100,6 +100,7 @@ TEST_F(ToolCores, WhatOneEncoderDoesIsNotSharedOut)
     EXPECT_THAT(
         outcome.err, StartsWith("mivo encode: --rate is the work of one encoder; leave out --cores, or ask for one\n"));
     EXPECT_EQ(tool("encode --cores 1 --rate 22050 " + m_noise + " " + m_folder.file("x.mp3")).status, 0);
+    EXPECT_EQ(tool("encode --rate 12345 " + m_noise + " " + m_folder.file("y.mp3")).status, 2) << "none of MP3's";
     EXPECT_EQ(tool("encode --cores 17 " + m_noise + " " + m_folder.file("y.mp3")).status, 2);
     // Of less than jobs take, which is as much as the encoder can do.
     EXPECT_EQ(tool("convert --bitrate 1 " + m_noise + " " + m_folder.file("x.m4a")).status, 0);

@@ -127,6 +127,29 @@ TEST_F(ToolMirror, ACopyThatWasEditedStays)
     EXPECT_EQ(names(), "./A ./A/1.mp3 ./B ./B/2.mp3 ");
 }
 
+// Cards have times of two seconds, of the clock on the wall.
+TEST_F(ToolMirror, ACopyOnACardStaysOneInAnotherSeason)
+{
+    using namespace std::chrono_literals;
+    song("A/1.flac");
+    song("B/2.flac");
+    song("B/3.flac");
+    ASSERT_EQ(mirror().status, 0);
+    auto move = [&](const char* name, std::chrono::seconds by) {
+        auto file = m_folder.file(name);
+        auto time = std::filesystem::last_write_time(file);
+        std::filesystem::last_write_time(
+            file, std::chrono::floor<std::chrono::duration<std::int64_t, std::ratio<2>>>(time) + by);
+    };
+    move("phone/A/1.mp3", 1h);
+    move("phone/B/2.mp3", 1h + 10s);
+    std::filesystem::remove(m_folder.file("lib/A/1.flac"));
+    std::filesystem::remove(m_folder.file("lib/B/2.flac"));
+    Outcome done = mirror("--delete");
+    EXPECT_THAT(done.out, HasSubstr("removed  A/1.mp3\n"));
+    EXPECT_THAT(done.err, HasSubstr("phone/B/2.mp3: was changed since it was made, and stays\n"));
+}
+
 TEST_F(ToolMirror, CoversAreNoSound)
 {
     song("A/1.flac");

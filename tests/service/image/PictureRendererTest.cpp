@@ -51,6 +51,18 @@ TEST(PictureRenderer, ALargeOneComesInAsManyRowsAsThereIsRoomFor)
     EXPECT_EQ(rest->integer(kRenderedHeight), Room + 3);
 }
 
+// Who asks takes no other number of rows.
+TEST(PictureRenderer, TheNumberOfRowsIsKnownBefore)
+{
+    constexpr int Width = 4096;
+    constexpr int Room = static_cast<int>(MaxRenderedBytes / (Width * 4));
+    EXPECT_EQ(renderedRows(Width, Room + 3, 0), Room);
+    EXPECT_EQ(renderedRows(Width, Room + 3, Room), 3);
+    EXPECT_EQ(renderedRows(Width, 10, 3), 7);
+    EXPECT_EQ(renderedRows(100'000'000, 2, 0), 1) << "a row that alone is more";
+    EXPECT_LT(renderedRows(Width, 10, 10), 1);
+}
+
 TEST(PictureRenderer, RowsThatAreNotThereAreNone)
 {
     OpenedFile file = pictureOf(5, 7);
