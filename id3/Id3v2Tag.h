@@ -49,10 +49,12 @@ public:
     static constexpr std::size_t MaxFrames = 4096;
 
     struct Header {
+        static constexpr std::uint8_t FooterFlag = 0x10;
+
         int majorVersion = 0; ///< 2, 3, 4, or another that is not read further
         std::uint8_t flags = 0;
         std::uint32_t bodySize = 0; ///< frames and padding, as the header claims
-        bool hasFooter() const { return majorVersion == 4 && (flags & 0x10) != 0; }
+        bool hasFooter() const { return majorVersion == 4 && (flags & FooterFlag) != 0; }
         std::uint64_t totalSize() const
         {
             return HeaderSize + std::uint64_t { bodySize } + (hasFooter() ? FooterSize : 0);

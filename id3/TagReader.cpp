@@ -46,8 +46,8 @@ private:
     /// Up to `count` bytes; short at the end of the file.
     Result<Bytes> bytesAt(std::uint64_t offset, std::size_t count) const
     {
-        std::uint64_t left = offset < m_source.size() ? m_source.size() - offset : 0;
-        return m_source.bytesAt(offset, static_cast<std::size_t>(std::min<std::uint64_t>(count, left)));
+        std::uint64_t begin = std::min(offset, m_source.size());
+        return m_source.bytesAt(begin, std::min<std::uint64_t>(count, m_source.size() - begin));
     }
 
     /// The bytes from `offset` on, at least `count` of them but for the file's end: what one read of the front shows.
@@ -88,10 +88,21 @@ private:
             std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; }) - bytes.begin());
     }
 
-    /// `known` holds the bytes of the file from the tag on, as many as are at hand.
-    Result<void> addTag(
-        std::vector<Id3v2Tag>& list, const Id3v2Tag::Header& header, std::uint64_t offset, ByteView known)
+    /// A header may claim a footer that is not there: then its ten bytes are audio, or the next tag.
+    Result<void> checkFooter(Id3v2Tag::Header& header, std::uint64_t offset) const
     {
+        if (!header.hasFooter())
+            return {};
+        MV_TRY(footer, bytesAt(offset + header.totalSize() - Id3v2Tag::FooterSize, Id3v2Tag::FooterSize));
+        if (!charsOf(footer).starts_with("3DI"))
+            header.flags &= static_cast<std::uint8_t>(~Id3v2Tag::Header::FooterFlag);
+        return {};
+    }
+
+    /// `known` holds the bytes of the file from the tag on, as many as are at hand.
+    Result<void> addTag(std::vector<Id3v2Tag>& list, Id3v2Tag::Header header, std::uint64_t offset, ByteView known)
+    {
+        MV_TRY_VOID(checkFooter(header, offset));
         std::uint64_t inFile = m_source.size() - offset;
         std::uint64_t wanted = std::min<std::uint64_t>(header.bodySize, m_readLeft);
         wanted = std::min(wanted, inFile - Id3v2Tag::HeaderSize);
@@ -261,7 +272,7 @@ private:
         auto header = Id3v2Tag::parseHeader(headerBytes);
         if (!header || header->bodySize != footer->bodySize || header->majorVersion != 4)
             return {};
-        header->flags |= 0x10;
+        header->flags |= Id3v2Tag::Header::FooterFlag;
         MV_TRY_VOID(addTag(m_tags.appendedTags, *header, offset, headerBytes));
         std::rotate(m_tags.appendedTags.begin(), m_tags.appendedTags.end() - 1, m_tags.appendedTags.end());
         m_tags.audioEnd = offset;

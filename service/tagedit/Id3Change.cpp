@@ -15,7 +15,6 @@ namespace {
 /// A tag at the end of a file, whose frames a tag at the front repeats, without what is named.
 Result<Splice> withoutNamed(const ByteSource& file, const Id3v2Tag& tag, const TagChanges& changes)
 {
-    constexpr std::uint8_t HasFooter = 0x10;
     const TagExtent extent = tag.extent();
     MV_TRY(bytes, file.bytesAt(extent.offset, extent.size));
     if (!tag.complete() || !tag.header().hasFooter() || extent.size < tag.header().totalSize())
@@ -33,7 +32,7 @@ Result<Splice> withoutNamed(const ByteSource& file, const Id3v2Tag& tag, const T
     if (left.frames.empty())
         return Splice { extent.offset, extent.size, {} };
     bytes = tagBytes(left.frames, Id3v2Tag::HeaderSize + left.frames.size(), left.version);
-    bytes[5] = HasFooter;
+    bytes[5] = Id3v2Tag::Header::FooterFlag;
     Bytes footer(bytes.begin(), bytes.begin() + Id3v2Tag::FooterSize);
     std::copy_n("3DI", 3, footer.begin());
     bytes.insert(bytes.end(), footer.begin(), footer.end());
@@ -47,7 +46,7 @@ Result<Splices> id3Splices(const ByteSource& file, const TagSet& tags, const Tag
     Splices splices;
     if ((makesNew && changes.setsAnything()) || !tags.prependedTags.empty()) {
         MV_TRY(tag, changedId3(tags, changes, oldTexts(file, tags)));
-        MV_TRY(layout, layOutTag(file, tags, tag.frames.size()));
+        MV_TRY(layout, layOutTag(tags, tag.frames.size()));
         Bytes bytes = layout.newSize > 0 ? tagBytes(tag.frames, layout.newSize, tag.version) : Bytes();
         splices.push_back({ 0, layout.oldSize, std::move(bytes) });
     }

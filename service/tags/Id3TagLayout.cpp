@@ -15,16 +15,6 @@ constexpr std::uint64_t SparePadding = 1024;
 // A tag with more padding than this has lost a picture and gives the room back.
 constexpr std::uint64_t MaxPadding = 64 * 1024;
 
-/// A header may claim a footer that is not there: then its ten bytes are audio.
-Result<std::uint64_t> endOfTag(const ByteSource& file, const Id3v2Tag& tag)
-{
-    std::uint64_t end = tag.extent().end();
-    if (!tag.header().hasFooter() || tag.extent().size < tag.header().totalSize())
-        return end;
-    MV_TRY(footer, file.bytesAt(end - Id3v2Tag::FooterSize, Id3v2Tag::FooterSize));
-    return charsOf(footer).starts_with("3DI") ? end : end - Id3v2Tag::FooterSize;
-}
-
 std::uint64_t wholeBlocks(std::uint64_t bytes)
 {
     return (bytes + SharedBlockBytes - 1) / SharedBlockBytes * SharedBlockBytes;
@@ -32,17 +22,15 @@ std::uint64_t wholeBlocks(std::uint64_t bytes)
 
 } // namespace
 
-Result<Id3TagLayout> layOutTag(const ByteSource& file, const TagSet& tags, std::size_t frameBytes)
+Result<Id3TagLayout> layOutTag(const TagSet& tags, std::size_t frameBytes)
 {
     Id3TagLayout layout;
     // A tag at the end stays, but one at the front hides it.
     const auto& replaced = tags.countingTags();
     if (!std::all_of(replaced.begin(), replaced.end(), [](const Id3v2Tag& tag) { return tag.complete(); }))
         return Error { Error::Kind::Unsupported, "the present ID3v2 tag cannot be read whole" };
-    for (const Id3v2Tag& tag : tags.prependedTags) {
-        MV_TRY(end, endOfTag(file, tag));
-        layout.oldSize = end;
-    }
+    if (!tags.prependedTags.empty())
+        layout.oldSize = tags.prependedTags.back().extent().end();
     if (frameBytes == 0)
         return layout;
     std::uint64_t needed = Id3v2Tag::HeaderSize + frameBytes;

@@ -24,7 +24,7 @@ public:
         m_frames = Id3FrameList::carriedFrom(tags);
         m_hasPictureLeftOut = !m_edit.apply(m_frames);
         MV_TRY(frames, m_frames.rendered());
-        MV_TRY(layout, layOutTag(current, tags, frames.size()));
+        MV_TRY(layout, layOutTag(tags, frames.size()));
         Bytes tag = layout.newSize > 0 ? tagBytes(frames, layout.newSize) : Bytes();
         MV_TRY(content, m_front.plan(StructureReader::borrowing(current), layout.oldSize, std::move(tag)));
         return std::optional(std::move(content));

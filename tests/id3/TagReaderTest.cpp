@@ -142,6 +142,22 @@ TEST(TagReader, SeveralAppendedTagsKeepTheirOrder)
     EXPECT_EQ(bodyOf(tags.appendedTags[1]), zeroed("\0b"));
 }
 
+TEST(TagReader, WhatLiesInPlaceOfAClaimedFooterIsNotTheTags)
+{
+    std::string claims = id3Tag(4, title4("a"));
+    claims[5] = 0x10;
+    TagSet alone = read(claims + Audio);
+    ASSERT_EQ(alone.prependedTags.size(), 1u);
+    EXPECT_EQ(alone.audioBegin, claims.size());
+    TagSet two = read(claims + id3Tag(3, title("b")) + Audio);
+    ASSERT_EQ(two.prependedTags.size(), 2u);
+    EXPECT_EQ(bodyOf(two.prependedTags[1]), zeroed("\0b"));
+    TagSet atTheEnd = read(claims);
+    ASSERT_EQ(atTheEnd.prependedTags.size(), 1u);
+    EXPECT_TRUE(atTheEnd.prependedTags[0].complete());
+    EXPECT_EQ(atTheEnd.audioBegin, claims.size());
+}
+
 TEST(TagReader, FootersWithoutATagBeforeThemAreAudio)
 {
     std::string tag = id3TagWithFooter(title4("end"));

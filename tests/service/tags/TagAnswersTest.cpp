@@ -103,7 +103,7 @@ std::string updatedTag(std::string_view file, const Record& change)
     Id3FrameList frames = Id3FrameList::carriedFrom(tags.value());
     Id3TagEdit(change).apply(frames);
     auto bytes = frames.rendered();
-    auto layout = layOutTag(source, tags.value(), bytes.value().size());
+    auto layout = layOutTag(tags.value(), bytes.value().size());
     if (!layout.ok())
         return " stays";
     if (layout->newSize == 0)
