@@ -10,6 +10,7 @@
 #include "service/worker/ReadingRunner.h"
 #include "service/worker/WritingRunner.h"
 #include "system/Mutex.h"
+#include "system/ProgramPages.h"
 
 #include <cerrno>
 #include <poll.h>
@@ -111,11 +112,21 @@ Result<void> doJob(Frame frame, Sender& sender, Channel& channel)
     return Error { Error::Kind::Format, "a message that no host sends" };
 }
 
+/// A spare one waits for hours, and most of what its start has mapped no job needs.
+void becomeSmallWhileNobodyAsks(int socket)
+{
+    constexpr int QuietMilliseconds = 500;
+    pollfd job { socket, POLLIN, 0 };
+    if (poll(&job, 1, QuietMilliseconds) == 0)
+        letGoOfProgramPages();
+}
+
 } // namespace
 
 Result<void> serveJobs(Channel& channel)
 {
     Sender sender(channel);
+    becomeSmallWhileNobodyAsks(channel.socket());
     while (true) {
         MV_TRY(frame, channel.receive(Channel::NoDeadline, MaxMediaFiles));
         if (!frame)

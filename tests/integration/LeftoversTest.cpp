@@ -69,6 +69,17 @@ TEST_F(Leftovers, AThousandCallsLeaveNothing)
     expectSoonNoMoreThan(m_service.pid(), before);
 }
 
+TEST_F(Leftovers, AWaitingWorkerKeepsLittleOfItsStart)
+{
+    holdingsAtRest(m_service.pid());
+    const pid_t spare = test::childrenOf(m_service.pid()).front();
+    constexpr long MostOfItsLibraries = 1024; // KiB
+    auto isSmall
+        = [&] { return test::statusValue(spare, "VmHWM") - test::statusValue(spare, "VmRSS") > MostOfItsLibraries; };
+    EXPECT_TRUE(test::eventually(isSmall)) << test::statusValue(spare, "VmRSS") << " KiB";
+    EXPECT_TRUE(test::Attempt("mp3", "file").named(m_client).starts_with("a record"));
+}
+
 /// Whoever has taken over what its parent left may not have waited for it yet.
 bool hasEnded(pid_t process) { return kill(process, 0) != 0 || test::isZombie(process); }
 
