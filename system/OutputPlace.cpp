@@ -36,6 +36,13 @@ bool makeEmpty(int fd)
     return fstat(fd, &facts) == 0 && mayBeWritten(fd, facts) && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
 }
 
+/// Somebody's folder, pipe, socket or device. Where root runs the service, /dev would be lost with it.
+bool leadsToNoFile(const Path& path)
+{
+    struct stat facts { };
+    return stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode);
+}
+
 class PlaceInFolder : public OutputPlace {
 public:
     explicit PlaceInFolder(const Path& path)
@@ -59,8 +66,7 @@ public:
 
 bool PlaceInFolder::canHoldFile() const
 {
-    auto present = attributes();
-    if (path().isNil() || (present && present->isDirectory))
+    if (path().isNil() || leadsToNoFile(path()))
         return false;
     std::string folder(path().directory());
     return faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
@@ -68,7 +74,11 @@ bool PlaceInFolder::canHoldFile() const
 
 Result<void> PlaceInFolder::clear()
 {
-    if (!path().isNil() && unlink(path().c_str()) != 0 && errno != ENOENT)
+    if (path().isNil())
+        return {};
+    if (leadsToNoFile(path()))
+        return systemError(EPERM, "cannot remove what is no file");
+    if (unlink(path().c_str()) != 0 && errno != ENOENT)
         return systemError(errno, "cannot remove");
     return {};
 }

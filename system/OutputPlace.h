@@ -29,10 +29,11 @@ public:
     /// True when that file is there now, by whatever name it was opened.
     bool holds(const OpenedFile& file) const { return file.isSameFileAs(attributes()); }
 
-    /// Whether a file could be made there, as far as can be told without touching what is there: no folder is, and the
-    /// folder around it may be written to.
+    /// Whether a file could be made there, as far as can be told without touching what is there: nothing is, or a file,
+    /// and the folder around it may be written to.
     virtual bool canHoldFile() const = 0;
-    /// Removes the file that is there, or the link; nothing there is well, too. A folder stays, and is an error.
+    /// Removes the file that is there, or the link; nothing there is well, too. A folder, pipe or device stays, and so
+    /// does a link to one; that is an error.
     virtual Result<void> clear() = 0;
     /// A file that takes the place when it is committed; see OutputFile.
     virtual Result<std::unique_ptr<OutputFile>> create() = 0;

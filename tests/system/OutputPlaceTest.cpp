@@ -93,6 +93,21 @@ TEST_F(OutputPlaceTest, ClearingRemovesTheFileOrTheLink)
     EXPECT_EQ(OutputPlace::at(m_scratch.file(std::string(300, 'n')))->clear().error().code, ENAMETOOLONG);
 }
 
+TEST_F(OutputPlaceTest, WhatIsNoFileStays)
+{
+    ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
+    std::string link = m_scratch.file("link");
+    fs::create_symlink("made.m4a", link);
+    for (const std::string& path : { m_path, link }) {
+        SharedPlace place = OutputPlace::at(path);
+        EXPECT_FALSE(place->canHoldFile());
+        EXPECT_FALSE(place->clear().ok());
+        EXPECT_FALSE(place->create().ok());
+        EXPECT_TRUE(fs::is_fifo(m_path));
+        EXPECT_TRUE(fs::exists(path));
+    }
+}
+
 TEST_F(OutputPlaceTest, WhatIsMadeThereTakesTheNameAtTheEnd)
 {
     m_scratch.write("made.m4a", "older");
