@@ -3,9 +3,14 @@
 #include "cli/InputPath.h"
 #include "cli/RecordText.h"
 #include "cli/Terminal.h"
+#include "cli/facts/FactForms.h"
 #include "cli/text/JsonText.h"
 #include "mp4/Tags.h"
 #include "service/isolated/WorkerAccess.h"
+
+#include <map>
+#include <utility>
+#include <vector>
 
 namespace mv::cli {
 
@@ -61,19 +66,37 @@ std::string linesOf(const TagDump& dump)
     return lines;
 }
 
+/// What programs have added, by name: one of them may have several values.
+std::map<std::string_view, std::vector<std::string>> addedFields(const TagDump& dump)
+{
+    std::map<std::string_view, std::vector<std::string>> fields;
+    for (const DumpedField& field : dump) {
+        if (field.kind == Kind::Freeform)
+            fields[field.name].push_back(field.text);
+    }
+    return fields;
+}
+
 /// The same as members of an object; pictures are together at the end.
 std::string objectOf(const TagDump& dump, const std::string& file)
 {
     JsonObject object;
     object.text("path", file);
     std::string art;
+    auto added = addedFields(dump);
     for (const DumpedField& field : dump) {
         std::string number = std::to_string(field.number);
         std::string total = std::to_string(field.total);
         switch (field.kind) {
         case Kind::Text:
-        case Kind::Freeform:
             object.text(field.name, field.text);
+            break;
+        case Kind::Freeform:
+            // All of a name stand where the first one is.
+            if (auto values = added.extract(field.name); values && values.mapped().size() == 1)
+                object.text(field.name, field.text);
+            else if (values)
+                object.add(field.name, jsonFact(std::move(values.mapped())));
             break;
         case Kind::Number:
             object.add(field.name, number);

@@ -39,10 +39,12 @@ private:
 
 void addFreeform(TagDump& dump, const MP4ItmfItem& item)
 {
-    bool isText = !item.dataList.empty() && item.dataList.front().typeCode == MP4ItmfBasicType::Utf8;
-    if (isText && !item.name.empty())
-        dump.push_back(
-            { Kind::Freeform, item.mean + ":" + item.name, std::string(charsOf(item.dataList.front().value)) });
+    if (item.name.empty())
+        return;
+    for (const MP4ItmfData& value : item.dataList) {
+        if (value.typeCode == MP4ItmfBasicType::Utf8)
+            dump.push_back({ Kind::Freeform, item.mean + ":" + item.name, std::string(charsOf(value.value)) });
+    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Tags, podcasts and the dump.
 #include "tests/cli/ToolFixture.h"
+#include "tests/support/Mp4Maker.h"
 
 namespace mv::cli {
 namespace {
@@ -115,6 +116,20 @@ TEST_F(ToolOnBus, DumpPrintsTheTagsOfAnMP4File)
     EXPECT_THAT(tool("dump --json " + song).out,
         testing::ContainsRegex("\\{\"path\":\".*a.m4a\",\"name\":\"Tone\",\"track\":\\{\"index\":3,\"total\":12\\},"
                                "\"art\":\\[\\{\"form\":\"JPEG\",\"bytes\":[0-9]+\\}\\]\\}\n"));
+}
+
+TEST_F(ToolOnBus, DumpPrintsAllValuesOfAField)
+{
+    Bytes artists = test::box("----",
+        { test::fullBox("mean", 0, 0, { test::bytes("m") }), test::fullBox("name", 0, 0, { test::bytes("ARTISTS") }),
+            test::dataBox(1, test::bytes("a")), test::dataBox(1, test::bytes("b")) });
+    test::Mp4Spec spec;
+    spec.items
+        = test::joined({ artists, test::freeformItem("m", "ISRC", "X"), test::freeformItem("m", "ARTISTS", "c") });
+    std::string song = m_folder.write("a.m4a", test::makeMp4(spec).bytes);
+    EXPECT_EQ(tool("dump " + song).out, "m:ARTISTS: a\nm:ARTISTS: b\nm:ISRC: X\nm:ARTISTS: c\n");
+    EXPECT_THAT(
+        tool("dump --json " + song).out, testing::EndsWith("\"m:ARTISTS\":[\"a\",\"b\",\"c\"],\"m:ISRC\":\"X\"}\n"));
 }
 
 TEST_F(ToolOnBus, DumpOfNoMP4FileIsAFailure)
