@@ -23,6 +23,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int Rounds = 10;
 constexpr int CallsOfARound = 400;
 constexpr int Crashes = 200;
+constexpr int CrashesNowAndThen = 50;
+constexpr auto UntilTheNextSpareWaits = std::chrono::milliseconds(800);
 
 std::string song() { return id3Tag(3, id3Frame(3, "TIT2", std::string(1, '\0') + "Tone")) + mpegFrames(40); }
 
@@ -88,19 +90,22 @@ private:
     std::thread m_thread;
 };
 
-void printOneClient(const ScratchFolder& folder, const std::string& good)
+void printOneClient(
+    const ScratchFolder& folder, const std::string& good, const char* when, int count, std::chrono::milliseconds rest)
 {
     BusClient client;
     Times usual, crashes, next;
-    for (int i = 0; i < Crashes; ++i) {
-        std::string harmful = folder.write("crash-at-job " + std::to_string(i) + ".mp3", song());
+    for (int i = 0; i < count; ++i) {
+        std::string harmful = folder.write("crash-at-job " + std::string(when) + std::to_string(i) + ".mp3", song());
         describe(client, mp3(), good, true, usual);
         describe(client, mp3(), harmful, false, crashes);
         describe(client, mp3(), good, true, next);
+        std::this_thread::sleep_for(rest);
     }
-    usual.print("a call");
-    crashes.print("one whose worker crashes");
-    next.print("the next one");
+    std::printf("crashes %s\n", when);
+    usual.print("  a call");
+    crashes.print("  one whose worker crashes");
+    next.print("  the next one");
 }
 
 void printOtherClient(const ScratchFolder& folder, const std::string& good)
@@ -129,6 +134,7 @@ int main()
         return 1;
     ScratchFolder folder;
     std::string good = folder.write("good.mp3", song());
-    printOneClient(folder, good);
+    printOneClient(folder, good, "now and then", CrashesNowAndThen, UntilTheNextSpareWaits);
+    printOneClient(folder, good, "one after the other", Crashes, {});
     printOtherClient(folder, good);
 }
