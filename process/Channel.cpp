@@ -57,6 +57,8 @@ bool isInterruption(int code) { return code == EINTR || code == EAGAIN || code =
 
 Error endedEarly() { return { Error::Kind::Io, "the other process ended in the middle of a message", EPIPE }; }
 
+Error tooLate() { return { Error::Kind::State, "the other process does not answer in time", ETIMEDOUT }; }
+
 } // namespace
 
 Result<std::pair<UniqueFd, UniqueFd>> Channel::makeEnds()
@@ -82,8 +84,30 @@ Result<void> Channel::await(short events, Clock::time_point deadline) const
         if (ready < 0 && errno != EINTR)
             return systemError(errno, "poll");
         if (deadline != NoDeadline && Clock::now() >= deadline)
-            return Error { Error::Kind::State, "the other process does not answer in time", ETIMEDOUT };
+            return tooLate();
     }
+}
+
+/// The call that receives is the one that waits. One call's deadline is about as far away as that of the call before, and
+/// what was set for that one is kept where it ends a little earlier: who finds that it did comes here again.
+Result<void> Channel::limitWait(Clock::time_point deadline)
+{
+    using std::chrono::milliseconds;
+    constexpr int Little = 16;
+    milliseconds wait {};
+    if (deadline != NoDeadline) {
+        auto left = std::chrono::floor<milliseconds>(deadline - Clock::now());
+        wait = std::clamp<milliseconds>(left, milliseconds(1), std::chrono::hours(24));
+    }
+    bool isSet = m_wait == wait || (m_wait < wait && m_wait > wait - wait / Little);
+    if (isSet)
+        return {};
+    auto seconds = std::chrono::floor<std::chrono::seconds>(wait);
+    timeval limit { seconds.count(), std::chrono::microseconds(wait - seconds).count() };
+    if (setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0)
+        return systemError(errno, "setsockopt");
+    m_wait = wait;
+    return {};
 }
 
 Result<void> Channel::awaitMessage(Clock::time_point deadline) const
@@ -131,6 +155,7 @@ Result<void> Channel::send(
 Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expectedDescriptors)
 {
     while (true) {
+        MV_TRY_VOID(limitWait(deadline));
         std::size_t held = buffered().size();
         std::move(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_taken), m_buffer.end(), m_buffer.begin());
         m_taken = 0;
@@ -145,8 +170,7 @@ Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expecte
             message.msg_control = room.bytes.data();
             message.msg_controllen = room.bytes.size();
         }
-        int flags = MSG_CMSG_CLOEXEC | (deadline == NoDeadline ? 0 : MSG_DONTWAIT);
-        ssize_t got = recvmsg(m_socket.get(), &message, flags);
+        ssize_t got = recvmsg(m_socket.get(), &message, MSG_CMSG_CLOEXEC);
         int code = errno;
         m_buffer.resize(held + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
         if (got >= 0)
@@ -157,7 +181,8 @@ Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expecte
             return false;
         if (!isInterruption(code))
             return systemError(code, "receive");
-        MV_TRY_VOID(await(POLLIN, deadline));
+        if (Clock::now() >= deadline)
+            return tooLate();
     }
 }
 
@@ -193,14 +218,16 @@ Result<void> Channel::receivePayload(Bytes& payload, std::size_t length, Clock::
 Result<std::size_t> Channel::receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline)
 {
     while (true) {
-        ssize_t got = recv(m_socket.get(), target.data(), target.size(), MSG_DONTWAIT);
+        MV_TRY_VOID(limitWait(deadline));
+        ssize_t got = recv(m_socket.get(), target.data(), target.size(), 0);
         if (got > 0)
             return static_cast<std::size_t>(got);
         if (got == 0)
             return endedEarly();
         if (!isInterruption(errno))
             return systemError(errno, "receive");
-        MV_TRY_VOID(await(POLLIN, deadline));
+        if (Clock::now() >= deadline)
+            return tooLate();
     }
 }
 

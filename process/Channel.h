@@ -64,10 +64,12 @@ private:
     Result<void> receivePayload(Bytes& payload, std::size_t length, Clock::time_point deadline);
     Result<std::size_t> receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline);
     Result<void> await(short events, Clock::time_point deadline) const;
+    Result<void> limitWait(Clock::time_point deadline);
     ByteView buffered() const { return ByteView(m_buffer).subspan(m_taken); }
 
     UniqueFd m_socket;
     std::size_t m_longest;
+    std::chrono::milliseconds m_wait {}; // that the socket's receiving calls do at most; 0 for ever
     // What was read beyond a frame; most frames come whole with their header by one system call.
     Bytes m_buffer;
     std::size_t m_taken = 0; // of the buffer
