@@ -38,7 +38,7 @@ Result<InputFile> InputFile::adopt(UniqueFd fd)
     struct stat facts { };
     if (statDescriptor(fd.get(), facts) != 0)
         return systemError(errno);
-    if (!S_ISREG(facts.st_mode) || isOfKernel(fd.get()))
+    if (!S_ISREG(facts.st_mode) || isOfKernel(fd.get(), facts.st_dev))
         return Error { Error::Kind::Unsupported, "not a regular file", S_ISDIR(facts.st_mode) ? EISDIR : EINVAL };
     return InputFile(std::move(fd), static_cast<std::uint64_t>(facts.st_size));
 }

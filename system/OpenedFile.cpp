@@ -80,7 +80,7 @@ Result<SharedSource> contentOf(UniqueFd fd, const Result<FileAttributes>& attrib
 {
     if (!attributes)
         return attributes.error();
-    if (!attributes->isRegularFile || isOfKernel(fd.get()))
+    if (!attributes->isRegularFile || isOfKernel(fd.get(), attributes->identity.device))
         return Error { Error::Kind::Unsupported, "not a regular file", attributes->isDirectory ? EISDIR : EINVAL };
     auto size = static_cast<std::uint64_t>(attributes->size);
     return SharedSource(std::make_shared<const InputFile>(InputFile::adopt(std::move(fd), size)));

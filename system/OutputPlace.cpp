@@ -27,7 +27,7 @@ bool mayBeWritten(int fd, const struct stat& facts)
     constexpr unsigned MemoryDevices = 1; // null, full and their like
     if (S_ISCHR(facts.st_mode))
         return major(facts.st_rdev) == MemoryDevices;
-    return S_ISREG(facts.st_mode) ? !isOfKernel(fd) : S_ISFIFO(facts.st_mode);
+    return S_ISREG(facts.st_mode) ? !isOfKernel(fd, facts.st_dev) : S_ISFIFO(facts.st_mode);
 }
 
 bool makeEmpty(int fd)

@@ -11,6 +11,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -41,7 +42,7 @@ std::optional<KernelLink> kernelLinkAt(std::filesystem::path path)
         if (failed)
             return std::nullopt;
         path = folder / path.filename();
-        if (isOfKernel(link.get())) {
+        if (isOfKernel(link.get(), facts.st_dev)) {
             // "/proc", then the process or the thread.
             auto owner
                 = std::next(folder.begin(), std::min<std::ptrdiff_t>(2, std::distance(folder.begin(), folder.end())));
@@ -86,8 +87,11 @@ UniqueFd openUserFile(const Path& path, int flags, mode_t mode)
     return UniqueFd(static_cast<int>(fd));
 }
 
-bool isOfKernel(int fd)
+bool isOfKernel(int fd, dev_t device)
 {
+    // They lie on no device, and so have the number of none.
+    if (major(device) != 0)
+        return false;
     struct statfs facts { };
     return fstatfs(fd, &facts) == 0
         && std::ranges::find(KernelFileSystems, static_cast<std::uint32_t>(facts.f_type)) != KernelFileSystems.end();

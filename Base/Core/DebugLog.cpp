@@ -21,6 +21,8 @@ std::atomic<int> s_fixedLevel = NotFixed;
 
 PlistHandle readPropertyList(const Path& path)
 {
+    if (path.isNil())
+        return nullptr;
     std::ifstream file(path.text(), std::ios::binary);
     if (!file)
         return nullptr;

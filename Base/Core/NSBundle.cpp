@@ -40,8 +40,9 @@ Path NSBundle::pathForResource(std::string_view name, std::string_view type) con
     std::string file = std::string(name) + "." + std::string(type);
     Path inFolder = bundlePath().appending("Resources").appending(file);
     Path beside = bundlePath().appending(file);
-    bool onlyBeside = access(inFolder.c_str(), F_OK) != 0 && access(beside.c_str(), F_OK) == 0;
-    return onlyBeside ? beside : inFolder;
+    if (access(inFolder.c_str(), F_OK) == 0)
+        return inFolder;
+    return access(beside.c_str(), F_OK) == 0 ? beside : Path();
 }
 
 void NSBundle::setMainExecutablePathForTesting(Path path)

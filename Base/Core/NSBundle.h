@@ -14,7 +14,7 @@ public:
     const Path& executablePath() const { return m_executablePath; }
     /// The folder that holds the executable.
     Path bundlePath() const { return std::string(m_executablePath.directory()); }
-    /// Where a resource lies, or would lie; it need not exist.
+    /// Where a resource lies; nil where there is none.
     Path pathForResource(std::string_view name, std::string_view type) const;
 
     /// Makes another executable path the main one, for tests of what lies beside it; nil undoes it.
