@@ -88,8 +88,8 @@ Result<void> Channel::await(short events, Clock::time_point deadline) const
     }
 }
 
-/// The call that receives is the one that waits. One call's deadline is about as far away as that of the call before, and
-/// what was set for that one is kept where it ends a little earlier: who finds that it did comes here again.
+/// The call that receives is the one that waits. One call's deadline is about as far away as that of the call before,
+/// and what was set for that one is kept where it ends a little earlier: who finds that it did comes here again.
 Result<void> Channel::limitWait(Clock::time_point deadline)
 {
     using std::chrono::milliseconds;
