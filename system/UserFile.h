@@ -13,8 +13,8 @@ namespace mv {
 /// where nothing was opened.
 UniqueFd openUserFile(const Path& path, int flags, mode_t mode = 0);
 
-/// Whether an open file is of a file system that shows what the kernel and its processes are: nobody's music. `device` is
-/// the one that stat() tells of it.
+/// Whether an open file is of a file system that shows what the kernel and its processes are: nobody's music. `device`
+/// is the one that stat() tells of it.
 bool isOfKernel(int fd, dev_t device);
 
 } // namespace mv
