@@ -39,7 +39,9 @@ Result<void> applyLimits(const Limits& limits)
     MV_TRY_VOID(setLimit(RLIMIT_NOFILE, "descriptors", limits.descriptors));
     MV_TRY_VOID(setLimit(RLIMIT_CORE, "core files", 0));
     MV_TRY_VOID(setLimit(RLIMIT_MEMLOCK, "locked memory", 0));
+    // A limit that is reached, and a reader who leaves a pipe, are failures of the call that writes.
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
     return {};
 }
 

@@ -5,9 +5,11 @@
 #include "tests/support/WaveMaker.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -129,6 +131,26 @@ TEST_F(EncoderOverTheBus, AFailureReachesTheDelegateAndTheCaller)
     EXPECT_EQ(heard.failures, 1);
     EXPECT_EQ(heard.starts, 0);
     EXPECT_EQ(heard.ends, 0);
+}
+
+TEST_F(EncoderOverTheBus, AReaderThatLeavesAPipeIsAFailureOfThatJobAlone)
+{
+    serveDelegate(m_client);
+    std::string input = silence(10'000);
+    std::string pipe = scratch.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    UniqueFd reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    heard.onStart = [&](const std::string&) { reader.reset(); };
+    auto encode = [&](const std::string& to) {
+        auto answer = m_client.callAndServe(
+            Encoder, "/", Interface, "encodeFileOutputFile", [&](WireWriter& out) { out.string(input).string(to); });
+        return answer.ok() && answer.reader().boolean();
+    };
+    EXPECT_FALSE(encode(pipe));
+    EXPECT_EQ(heard.failures, 1);
+    EXPECT_EQ(heard.errorCode, 6);
+    EXPECT_TRUE(encode(output)) << "the input is not to blame";
+    EXPECT_EQ(heard.failures, 1);
 }
 
 TEST_F(EncoderOverTheBus, TheSenderOfAJobsMessageIsTheEncoder)
