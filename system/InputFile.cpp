@@ -53,6 +53,9 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
             continue;
         if (count < 0)
             return systemError(errno);
+        // Whoever takes this for the end makes half a song of it, and calls it whole.
+        if (count == 0 && offset + done < m_size)
+            return Error { Error::Kind::Io, "the file became shorter", EIO };
         if (count == 0)
             break;
         done += static_cast<std::size_t>(count);

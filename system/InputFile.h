@@ -25,7 +25,7 @@ public:
     InputFile(InputFile&&) = default;
     InputFile& operator=(InputFile&&) = default;
 
-    /// Bytes, when it was opened.
+    /// Bytes, when it was opened. Where the file has become shorter since then, reading what is gone is an error.
     std::uint64_t size() const override { return m_size; }
     Result<std::size_t> readAt(std::uint64_t offset, std::span<std::uint8_t> target) const override;
     int fd() const { return m_fd.get(); }

@@ -21,6 +21,19 @@ TEST(InputFile, ReadsAtAnyPlace)
     EXPECT_EQ(*file->readAt(6, buffer), 4u) << "short only at the end";
 }
 
+TEST(InputFile, WhatItHasLostIsAnErrorAndNotItsEnd)
+{
+    test::ScratchFolder folder;
+    std::string path = folder.write("a", "0123456789");
+    auto file = InputFile::open(path);
+    ASSERT_EQ(truncate(path.c_str(), 4), 0);
+    Bytes buffer(8);
+    EXPECT_EQ(*file->readAt(10, buffer), 0u) << "where the end was";
+    EXPECT_EQ(file->readAt(6, buffer).error().kind, Error::Kind::Io);
+    EXPECT_EQ(file->readAt(2, buffer).error().kind, Error::Kind::Io);
+    EXPECT_EQ(charsOf(*file->bytesAt(0, 4)), "0123");
+}
+
 TEST(InputFile, CanBeHadForReadingOnly)
 {
     test::ScratchFolder folder;

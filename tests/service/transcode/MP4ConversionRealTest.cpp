@@ -5,6 +5,7 @@ namespace mv::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 TEST_F(MP4ExporterRealTest, ConvertsEveryKindOfSource)
@@ -66,6 +67,17 @@ TEST_F(MP4ExporterRealTest, ASourceWhoseMediaWereCutIsNoSuccess)
     EXPECT_EQ(convert(cut, m_target), 0x6474613F);
     EXPECT_TRUE(m_delegate.percents.empty());
     EXPECT_EQ(charsOf(readFile(m_target)), "older");
+}
+
+TEST_F(MP4ExporterRealTest, ASourceThatIsCutUnderWayIsNoSuccess)
+{
+    for (const char* name : { "a.wav", "a.flac", "a.m4a" }) {
+        std::string source = tone(name, "60");
+        m_delegate.percents.clear();
+        m_delegate.whenUnderWay = [&] { std::filesystem::resize_file(source, 20'000); };
+        EXPECT_EQ(convert(source, m_target), -36) << name;
+        EXPECT_THAT(m_delegate.percents, Not(testing::Contains(100))) << name;
+    }
 }
 
 TEST_F(MP4ExporterRealTest, Mp3SourcesHaveTheirTagInFrontOfTheNewFile)

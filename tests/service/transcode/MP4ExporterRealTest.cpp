@@ -21,6 +21,15 @@ TEST_F(MP4ExporterRealTest, ExportsPicturesAndSound)
     EXPECT_THAT(filesIn(m_scratch.path()), UnorderedElementsAre("a.mov", "out.m4a"));
 }
 
+TEST_F(MP4ExporterRealTest, AMovieThatIsCutUnderWayIsNoSuccess)
+{
+    std::string source = make("a.mov", "-f lavfi -i testsrc2=d=20:s=640x480:r=25 -c:v libx264 -preset ultrafast -qp 4");
+    m_delegate.whenUnderWay = [&] { std::filesystem::resize_file(source, std::filesystem::file_size(source) / 2); };
+    EXPECT_EQ(exportMovie(source, m_target), -36);
+    EXPECT_THAT(m_delegate.percents, testing::Not(testing::Contains(100)));
+    EXPECT_FALSE(std::filesystem::exists(m_target));
+}
+
 TEST_F(MP4ExporterRealTest, ExportsManyCodecsFromManyContainers)
 {
     struct Row {

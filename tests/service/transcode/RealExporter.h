@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -20,19 +21,23 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace mv::test {
 
 inline std::string shell(const std::string& text) { return mv::test::shellQuoted(text); }
 
-/// Notes percents, and refuses one where it is told.
+/// Notes percents, and refuses one or does something where it is told.
 class RecordingDelegate final : public MVMP4ExporterDelegate {
 public:
     bool MP4ExporterProgress(std::int32_t percent) override
     {
         percents.push_back(percent);
+        if (percent >= 10 && whenUnderWay)
+            std::exchange(whenUnderWay, nullptr)();
         return percents.size() < refuseAt;
     }
+    std::function<void()> whenUnderWay;
     std::vector<std::int32_t> percents;
     std::size_t refuseAt = SIZE_MAX; // the call that is answered with NO
 };
