@@ -13,6 +13,7 @@ inline constexpr const char* BusErrorFailed = "org.freedesktop.DBus.Error.Failed
 inline constexpr const char* BusErrorNoMemory = "org.freedesktop.DBus.Error.NoMemory";
 inline constexpr const char* BusErrorNoServer = "org.freedesktop.DBus.Error.NoServer";
 inline constexpr const char* BusErrorNoReply = "org.freedesktop.DBus.Error.NoReply";
+inline constexpr const char* BusErrorAccessDenied = "org.freedesktop.DBus.Error.AccessDenied";
 inline constexpr const char* BusErrorUnknownObject = "org.freedesktop.DBus.Error.UnknownObject";
 /// An NSException's name behind this prefix is the name of the error that answers it.
 inline constexpr const char* BusErrorExceptionPrefix = "Mivo.Exception.";

@@ -24,8 +24,10 @@ void ExifExtractorAdaptor::extractExif(Call& call)
 {
     std::shared_ptr<MVExifInfo> info = m_root->extractExif(OpenedFile::at(call.arguments().path()));
     std::string object = "/";
-    if (info)
-        object = call.host().serveForClient(std::make_unique<ExifInfoAdaptor>(std::move(info)), call.sender());
+    if (info) {
+        const std::string client = call.sender();
+        object = call.host().serveForClient(std::make_unique<ExifInfoAdaptor>(std::move(info), client), client);
+    }
     call.reply().objectPath(object);
 }
 

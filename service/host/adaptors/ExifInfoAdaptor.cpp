@@ -81,6 +81,11 @@ void ExifInfoAdaptor::setValues(Call& call)
     m_info->setValues(source->info());
 }
 
-void ExifInfoAdaptor::release(Call& call) { call.host().withdraw(*this); }
+void ExifInfoAdaptor::release(Call& call)
+{
+    if (call.sender() != m_client)
+        throw BusError(BusErrorAccessDenied, "the info is another client's");
+    call.host().withdraw(*this);
+}
 
 } // namespace mv

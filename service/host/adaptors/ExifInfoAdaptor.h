@@ -8,8 +8,10 @@ namespace mv {
 /// Mivo.MVExifInfo: a property for each field of the record, setValues, release.
 class ExifInfoAdaptor final : public ServedObject {
 public:
-    explicit ExifInfoAdaptor(std::shared_ptr<MVExifInfo> info)
+    /// `client` is the unique name of whom it is made for.
+    ExifInfoAdaptor(std::shared_ptr<MVExifInfo> info, std::string client)
         : m_info(std::move(info))
+        , m_client(std::move(client))
     {
     }
     std::span<const ServedInterface> interfaces() const override;
@@ -21,6 +23,7 @@ public:
 
 private:
     std::shared_ptr<MVExifInfo> m_info;
+    std::string m_client;
 };
 
 } // namespace mv

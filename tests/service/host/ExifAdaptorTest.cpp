@@ -145,6 +145,14 @@ TEST_F(ExifAdaptorTest, ReleaseTakesItOffTheBus)
     EXPECT_EQ(get(info, "vendor", "as"), "org.freedesktop.DBus.Error.UnknownObject");
 }
 
+TEST_F(ExifAdaptorTest, IsReleasedByItsClientAlone)
+{
+    std::string info = extract("/a.jpg");
+    test::BusClient other;
+    EXPECT_EQ(other.call(BusName, info.c_str(), Interface, "release").error, "org.freedesktop.DBus.Error.AccessDenied");
+    EXPECT_EQ(get(info, "vendor", "as"), "/a.jpg");
+}
+
 TEST_F(ExifAdaptorTest, TheInterfaceIsTheDocumentedOne)
 {
     std::string info = extract("/a.jpg");
