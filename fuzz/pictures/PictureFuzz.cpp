@@ -1,4 +1,5 @@
 #include "Base/Core/NSLog.h"
+#include "fuzz/pictures/Dav1dLeaks.h"
 #include "fuzz/pictures/ReaderFuzz.h"
 #include "service/image/NSImageExtension.h"
 

@@ -1,6 +1,7 @@
 // The picture that stands for a file, of anything but movies, which are FFmpeg's.
 #include "Base/Media/TiffForm.h"
 #include "fuzz/OpenedBytes.h"
+#include "fuzz/pictures/Dav1dLeaks.h"
 #include "movies/MovieBackend.h"
 #include "service/parsers/Preview.h"
 
