@@ -57,8 +57,6 @@ bool isInterruption(int code) { return code == EINTR || code == EAGAIN || code =
 
 Error endedEarly() { return { Error::Kind::Io, "the other process ended in the middle of a message", EPIPE }; }
 
-Error tooLate() { return { Error::Kind::State, "the other process does not answer in time", ETIMEDOUT }; }
-
 } // namespace
 
 Result<std::pair<UniqueFd, UniqueFd>> Channel::makeEnds()
@@ -84,12 +82,13 @@ Result<void> Channel::await(short events, Clock::time_point deadline) const
         if (ready < 0 && errno != EINTR)
             return systemError(errno, "poll");
         if (deadline != NoDeadline && Clock::now() >= deadline)
-            return tooLate();
+            return Error { Error::Kind::State, "the other process does not answer in time", ETIMEDOUT };
     }
 }
 
-/// The call that receives is the one that waits. One call's deadline is about as far away as that of the call before,
-/// and what was set for that one is kept where it ends a little earlier: who finds that it did comes here again.
+/// The call that receives is the one that waits, but for the last part of what is left: the system ends its wait up to
+/// an eighth too late. One call's deadline is about as far away as that of the call before, and what was set for that
+/// one is kept where it is a little shorter.
 Result<void> Channel::limitWait(Clock::time_point deadline)
 {
     using std::chrono::milliseconds;
@@ -97,7 +96,7 @@ Result<void> Channel::limitWait(Clock::time_point deadline)
     milliseconds wait {};
     if (deadline != NoDeadline) {
         auto left = std::chrono::floor<milliseconds>(deadline - Clock::now());
-        wait = std::clamp<milliseconds>(left, milliseconds(1), std::chrono::hours(24));
+        wait = std::clamp<milliseconds>(left * 7 / 8, milliseconds(1), std::chrono::hours(24));
     }
     bool isSet = m_wait == wait || (m_wait < wait && m_wait > wait - wait / Little);
     if (isSet)
@@ -108,6 +107,16 @@ Result<void> Channel::limitWait(Clock::time_point deadline)
         return systemError(errno, "setsockopt");
     m_wait = wait;
     return {};
+}
+
+/// The flags of the next call that receives. At the deadline what is there is taken, and nothing is waited for: a
+/// sender of a byte now and then would never let a wait end.
+Result<int> Channel::prepareToReceive(Clock::time_point deadline)
+{
+    if (deadline != NoDeadline && Clock::now() >= deadline)
+        return MSG_DONTWAIT;
+    MV_TRY_VOID(limitWait(deadline));
+    return 0;
 }
 
 Result<void> Channel::awaitMessage(Clock::time_point deadline) const
@@ -155,7 +164,7 @@ Result<void> Channel::send(
 Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expectedDescriptors)
 {
     while (true) {
-        MV_TRY_VOID(limitWait(deadline));
+        MV_TRY(flags, prepareToReceive(deadline));
         std::size_t held = buffered().size();
         std::move(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_taken), m_buffer.end(), m_buffer.begin());
         m_taken = 0;
@@ -170,7 +179,7 @@ Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expecte
             message.msg_control = room.bytes.data();
             message.msg_controllen = room.bytes.size();
         }
-        ssize_t got = recvmsg(m_socket.get(), &message, MSG_CMSG_CLOEXEC);
+        ssize_t got = recvmsg(m_socket.get(), &message, flags | MSG_CMSG_CLOEXEC);
         int code = errno;
         m_buffer.resize(held + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
         if (got >= 0)
@@ -181,8 +190,7 @@ Result<bool> Channel::fillBuffer(Clock::time_point deadline, std::size_t expecte
             return false;
         if (!isInterruption(code))
             return systemError(code, "receive");
-        if (Clock::now() >= deadline)
-            return tooLate();
+        MV_TRY_VOID(await(POLLIN, deadline));
     }
 }
 
@@ -218,16 +226,15 @@ Result<void> Channel::receivePayload(Bytes& payload, std::size_t length, Clock::
 Result<std::size_t> Channel::receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline)
 {
     while (true) {
-        MV_TRY_VOID(limitWait(deadline));
-        ssize_t got = recv(m_socket.get(), target.data(), target.size(), 0);
+        MV_TRY(flags, prepareToReceive(deadline));
+        ssize_t got = recv(m_socket.get(), target.data(), target.size(), flags);
         if (got > 0)
             return static_cast<std::size_t>(got);
         if (got == 0)
             return endedEarly();
         if (!isInterruption(errno))
             return systemError(errno, "receive");
-        if (Clock::now() >= deadline)
-            return tooLate();
+        MV_TRY_VOID(await(POLLIN, deadline));
     }
 }
 

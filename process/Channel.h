@@ -65,6 +65,7 @@ private:
     Result<std::size_t> receiveSome(std::span<std::uint8_t> target, Clock::time_point deadline);
     Result<void> await(short events, Clock::time_point deadline) const;
     Result<void> limitWait(Clock::time_point deadline);
+    Result<int> prepareToReceive(Clock::time_point deadline);
     ByteView buffered() const { return ByteView(m_buffer).subspan(m_taken); }
 
     UniqueFd m_socket;

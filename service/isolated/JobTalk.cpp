@@ -75,6 +75,9 @@ Result<Frame> JobTalk::awaitFrame(Channel::Clock::time_point end)
         MV_TRY(frame, nextFrame(end));
         if (frame)
             return std::move(*frame);
+        // Lines of the log may come without end.
+        if (Channel::Clock::now() >= end)
+            return Error { Error::Kind::State, "no answer in time, but lines of the log", ETIMEDOUT };
     }
 }
 

@@ -227,6 +227,18 @@ TEST_F(ChannelTest, SilenceEndsAtTheDeadline)
     EXPECT_EQ(here.receive(Channel::Clock::now() + 10ms).error().kind, Error::Kind::State);
 }
 
+TEST_F(ChannelTest, ByteAfterByteEndsAtTheDeadlineToo)
+{
+    writeRaw(Bytes { 0xff, 0xff, 0xff, 0, 1 });
+    std::jthread dripping([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            writeRaw(Bytes { 'x' });
+            std::this_thread::sleep_for(2ms);
+        }
+    });
+    EXPECT_EQ(here.receive(Channel::Clock::now() + 50ms).error().kind, Error::Kind::State);
+}
+
 TEST_F(ChannelTest, WhoDoesNotReadIsNotWaitedForLongerThanTheDeadline)
 {
     auto sent = there.send(1, pattern(10'000'000), {}, Channel::Clock::now() + 10ms);
