@@ -42,7 +42,8 @@ std::int64_t timeOf(const struct stat& facts)
     return std::int64_t { facts.st_mtim.tv_sec } * NanosecondsPerSecond + facts.st_mtim.tv_nsec;
 }
 
-/// Cards keep the time of the clock on the wall, which moves against the world's with the season and with travel.
+/// Cards keep the time of the clock on the wall, which moves against the world's with the season and with travel. Some
+/// other file's time may look like that, so this is asked of files that are known to have been made here.
 bool isKeptByClock(std::int64_t kept, std::int64_t told)
 {
     constexpr std::int64_t CardStep = TimeSteps.back();
@@ -55,9 +56,8 @@ bool isKeptByClock(std::int64_t kept, std::int64_t told)
 /// Whether a file system that was told one time may have kept the other.
 bool isKeptOf(std::int64_t kept, std::int64_t told)
 {
-    return isKeptByClock(kept, told) || std::any_of(TimeSteps.begin(), TimeSteps.end(), [&](std::int64_t step) {
-        return kept % step == 0 && std::abs(kept - told) < step;
-    });
+    return std::any_of(TimeSteps.begin(), TimeSteps.end(),
+        [&](std::int64_t step) { return kept % step == 0 && std::abs(kept - told) < step; });
 }
 
 Error leadsOut() { return { Error::Kind::State, "its folder is a link that leads out of the mirror" }; }
@@ -154,9 +154,24 @@ bool MirrorTarget::isThere(const std::string& below) const
 
 bool MirrorTarget::isOfTime(const std::string& below, std::int64_t modified) const
 {
+    auto time = timeAt(below);
+    return time && isKeptOf(*time, modified) && !leadsOutOf(below);
+}
+
+std::optional<std::int64_t> MirrorTarget::timeAt(const std::string& below) const
+{
     struct stat facts { };
-    return lstat(pathOf(below).c_str(), &facts) == 0 && S_ISREG(facts.st_mode) && isKeptOf(timeOf(facts), modified)
-        && !leadsOutOf(below);
+    if (lstat(pathOf(below).c_str(), &facts) != 0 || !S_ISREG(facts.st_mode))
+        return std::nullopt;
+    return timeOf(facts);
+}
+
+/// Whether a file is the one that was made, and nobody changed it since.
+bool MirrorTarget::isAsMade(const MirrorEntry& entry) const
+{
+    const std::int64_t told = entry.madeModified.value_or(entry.modified);
+    auto time = timeAt(entry.to);
+    return sizeOf(entry.to) == entry.madeSize && time && (isKeptOf(*time, told) || isKeptByClock(*time, told));
 }
 
 bool MirrorTarget::leadsOutOf(const std::string& below) const
@@ -234,11 +249,10 @@ Result<bool> MirrorTarget::remove(const MirrorEntry& entry)
 {
     if (leadsOutOf(entry.to))
         return leadsOut();
-    auto size = sizeOf(entry.to);
-    const bool isAsMade = size == entry.madeSize && isOfTime(entry.to, entry.madeModified.value_or(entry.modified));
-    if (size && !isAsMade)
+    const bool isFile = sizeOf(entry.to).has_value();
+    if (isFile && !isAsMade(entry))
         return false;
-    if (size && unlink(pathOf(entry.to).c_str()) != 0)
+    if (isFile && unlink(pathOf(entry.to).c_str()) != 0)
         return failure(errno, "cannot be removed");
     for (fs::path folder = fs::path(entry.to).parent_path(); !folder.empty(); folder = folder.parent_path()) {
         if (rmdir(pathOf(folder.native()).c_str()) != 0)

@@ -63,6 +63,9 @@ private:
 
     std::string pathOf(const std::string& below) const { return m_folder + "/" + below; }
     std::string statePath() const;
+    /// When the regular file there was changed last.
+    std::optional<std::int64_t> timeAt(const std::string& below) const;
+    bool isAsMade(const MirrorEntry& entry) const;
     /// Links may lead anywhere, and what is there is none of the mirror's.
     bool leadsOutOf(const std::string& below) const;
     void openState();
