@@ -39,14 +39,24 @@ bool isOurs(int fd)
     return fstat(fd, &facts) == 0 && facts.st_uid == geteuid();
 }
 
+/// Once more where it was given a file meanwhile, by the last job of whoever left it.
+void removeWhole(const std::string& path)
+{
+    std::error_code failed;
+    for (int i = 0; i < Attempts; ++i) {
+        fs::remove_all(path, failed);
+        if (!failed)
+            return;
+    }
+}
+
 /// Whoever made it would hold its lock.
 void removeIfLeftBehind(const std::string& path)
 {
     UniqueFd folder = openFolder(path);
     if (!folder || !isOurs(folder.get()) || flock(folder.get(), LOCK_EX | LOCK_NB) != 0)
         return;
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
+    removeWhole(path);
 }
 
 void removeLeftBehind(const std::string& folder)
@@ -77,11 +87,7 @@ Result<std::shared_ptr<JobFolder>> JobFolder::makeIn(const Path& folder)
     return failure(EBUSY);
 }
 
-JobFolder::~JobFolder()
-{
-    std::error_code ignored;
-    fs::remove_all(m_path.text(), ignored);
-}
+JobFolder::~JobFolder() { removeWhole(m_path.text()); }
 
 Result<Path> JobFolder::linkTo(const Path& target) const
 {
