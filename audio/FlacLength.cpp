@@ -2,6 +2,7 @@
 #include "audio/StreamLength.h"
 
 #include "Base/Core/ByteReader.h"
+#include "id3/Id3v2Tag.h"
 
 #include <algorithm>
 #include <array>
@@ -22,40 +23,13 @@ constexpr int MaxLeadingTags = 8;
 // The format names 7 types of block, and encoders write a handful; a chain of empty ones must not keep us reading.
 constexpr int MaxMetadataBlocks = 1024;
 constexpr std::size_t Id3v1Size = 128;
-constexpr std::size_t TagHeaderSize = 10;
 constexpr std::size_t MarkerAndStreamInfoSize = 8 + FlacStreamInfo::Size;
 
-std::uint64_t syncsafe(ByteReader& reader)
-{
-    std::uint64_t value = 0;
-    for (int i = 0; i < 4; ++i)
-        value = value << 7 | (reader.u8() & 0x7F);
-    return value;
-}
-
-// Bytes of the ID3v2 tag at `offset`, 0 where there is none.
-Result<std::uint64_t> id3v2SizeAt(const ByteSource& file, std::uint64_t offset)
-{
-    std::array<std::uint8_t, TagHeaderSize> head {};
-    MV_TRY(got, file.readAt(offset, head));
-    if (got < head.size() || charsOf(ByteView(head).first(3)) != "ID3")
-        return std::uint64_t { 0 };
-    ByteReader reader(head);
-    reader.skip(5);
-    constexpr unsigned FooterFlag = 0x10;
-    bool footer = reader.u8() & FooterFlag;
-    return syncsafe(reader) + TagHeaderSize * (footer ? 2 : 1);
-}
-
-Result<std::uint64_t> startOfAudioFile(const ByteSource& file)
+std::uint64_t startOfAudioFile(const ByteSource& file)
 {
     std::uint64_t offset = 0;
-    for (int i = 0; i < MaxLeadingTags; ++i) {
-        MV_TRY(size, id3v2SizeAt(file, offset));
-        if (size == 0)
-            break;
-        offset += size;
-    }
+    for (int i = 0; i < MaxLeadingTags; ++i)
+        offset += Id3v2Tag::sizeAt(offset, file);
     return offset;
 }
 
@@ -149,7 +123,7 @@ Result<FlacStreamInfo> streamInfoAt(const ByteSource& file, std::uint64_t marker
 
 Result<StreamLength> measureFlac(const ByteSource& file)
 {
-    MV_TRY(marker, startOfAudioFile(file));
+    const std::uint64_t marker = startOfAudioFile(file);
     MV_TRY(info, streamInfoAt(file, marker));
     std::uint64_t frames = info.totalFrames;
     if (frames == 0) {
@@ -161,7 +135,7 @@ Result<StreamLength> measureFlac(const ByteSource& file)
 
 Result<std::uint64_t> flacFramesByTail(const ByteSource& file)
 {
-    MV_TRY(marker, startOfAudioFile(file));
+    const std::uint64_t marker = startOfAudioFile(file);
     MV_TRY(info, streamInfoAt(file, marker));
     return framesByTail(file, marker, info);
 }

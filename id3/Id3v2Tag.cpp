@@ -216,6 +216,32 @@ std::optional<Id3v2Tag::Header> Id3v2Tag::parseHeader(ByteView bytes) { return p
 
 std::optional<Id3v2Tag::Header> Id3v2Tag::parseFooter(ByteView bytes) { return parseTenBytes(bytes, "3DI"); }
 
+Id3v2Tag::Header Id3v2Tag::withoutFalseFooter(Header header, ByteView behind)
+{
+    if (header.hasFooter() && !charsOf(behind).starts_with("3DI"))
+        header.flags &= static_cast<std::uint8_t>(~Header::FooterFlag);
+    return header;
+}
+
+std::uint64_t Id3v2Tag::sizeAt(std::uint64_t place, const std::function<Bytes(std::uint64_t place)>& tenAt)
+{
+    auto header = parseHeader(tenAt(place));
+    if (!header)
+        return 0;
+    if (header->hasFooter())
+        header = withoutFalseFooter(*header, tenAt(place + header->totalSize() - FooterSize));
+    return header->totalSize();
+}
+
+std::uint64_t Id3v2Tag::sizeAt(std::uint64_t place, const ByteSource& file)
+{
+    return sizeAt(place, [&file](std::uint64_t at) {
+        Bytes ten(HeaderSize);
+        ten.resize(file.readUpTo(at, ten));
+        return ten;
+    });
+}
+
 Id3v2Tag Id3v2Tag::parse(
     const Header& header, std::uint64_t offset, std::uint64_t fileSize, Bytes body, std::size_t unpackLimit)
 {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "Base/Core/Bytes.h"
+#include "system/ByteSource.h"
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -64,6 +66,13 @@ public:
     static std::optional<Header> parseHeader(ByteView bytes);
     /// The same for a footer ("3DI").
     static std::optional<Header> parseFooter(ByteView bytes);
+    /// The header without a footer that it claims and that is not there: those ten bytes are audio, or the next tag.
+    /// `behind` are the ten bytes behind the body, or fewer.
+    static Header withoutFalseFooter(Header header, ByteView behind);
+    /// Bytes of the tag at a place with what belongs to it; 0 where there is none. `tenAt` gives the ten bytes at a
+    /// place, or fewer.
+    static std::uint64_t sizeAt(std::uint64_t place, const std::function<Bytes(std::uint64_t place)>& tenAt);
+    static std::uint64_t sizeAt(std::uint64_t place, const ByteSource& file);
 
     /// Takes the tag apart that lies at `offset` of a file of `fileSize` bytes. `body` is what lies behind the header,
     /// at most the header's bodySize of it; `unpackLimit` what its frames together may take beside it.

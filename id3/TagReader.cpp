@@ -88,21 +88,13 @@ private:
             std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; }) - bytes.begin());
     }
 
-    /// A header may claim a footer that is not there: then its ten bytes are audio, or the next tag.
-    Result<void> checkFooter(Id3v2Tag::Header& header, std::uint64_t offset) const
-    {
-        if (!header.hasFooter())
-            return {};
-        MV_TRY(footer, bytesAt(offset + header.totalSize() - Id3v2Tag::FooterSize, Id3v2Tag::FooterSize));
-        if (!charsOf(footer).starts_with("3DI"))
-            header.flags &= static_cast<std::uint8_t>(~Id3v2Tag::Header::FooterFlag);
-        return {};
-    }
-
     /// `known` holds the bytes of the file from the tag on, as many as are at hand.
     Result<void> addTag(std::vector<Id3v2Tag>& list, Id3v2Tag::Header header, std::uint64_t offset, ByteView known)
     {
-        MV_TRY_VOID(checkFooter(header, offset));
+        if (header.hasFooter()) {
+            MV_TRY(behind, bytesAt(offset + header.totalSize() - Id3v2Tag::FooterSize, Id3v2Tag::FooterSize));
+            header = Id3v2Tag::withoutFalseFooter(header, behind);
+        }
         std::uint64_t inFile = m_source.size() - offset;
         std::uint64_t wanted = std::min<std::uint64_t>(header.bodySize, m_readLeft);
         wanted = std::min(wanted, inFile - Id3v2Tag::HeaderSize);

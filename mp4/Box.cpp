@@ -1,5 +1,7 @@
 #include "mp4/Box.h"
 
+#include "id3/Id3v2Tag.h"
+
 #include <algorithm>
 
 namespace mv {
@@ -87,21 +89,14 @@ std::optional<Box> findMovieBox(StructureReader& reader, std::uint64_t firstBox)
 
 std::uint64_t firstBoxOffset(StructureReader& reader)
 {
-    constexpr std::size_t TagHeaderSize = 10;
-    constexpr std::uint8_t FooterFlag = 0x10;
     constexpr int MaxTags = 4; // nobody puts more in front of each other
+    auto tenAt = [&reader](std::uint64_t place) {
+        ByteView ten = reader.peek(place, Id3v2Tag::HeaderSize);
+        return Bytes(ten.begin(), ten.end());
+    };
     std::uint64_t offset = 0;
-    for (int tag = 0; tag < MaxTags; ++tag) {
-        ByteReader header(reader.peek(offset, TagHeaderSize));
-        if (charsOf(header.take(3)) != "ID3")
-            break;
-        header.skip(2);
-        std::uint8_t flags = header.u8();
-        std::uint64_t size = 0;
-        for (int i = 0; i < 4; ++i)
-            size = size << 7 | (header.u8() & 0x7F);
-        offset += TagHeaderSize + size + (flags & FooterFlag ? TagHeaderSize : 0);
-    }
+    for (int tag = 0; tag < MaxTags; ++tag)
+        offset += Id3v2Tag::sizeAt(offset, tenAt);
     return offset;
 }
 

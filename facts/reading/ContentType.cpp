@@ -179,11 +179,11 @@ std::uint64_t behindTags(const ByteSource& file, Bytes& front)
 {
     constexpr int MaxTags = 16;
     std::uint64_t offset = 0;
-    for (int i = 0; i < MaxTags; ++i) {
-        auto header = Id3v2Tag::parseHeader(front);
-        if (!header)
+    for (int i = 0; i < MaxTags && charsOf(front).starts_with("ID3"); ++i) {
+        const std::uint64_t size = Id3v2Tag::sizeAt(offset, file);
+        if (size == 0)
             break;
-        offset += header->totalSize();
+        offset += size;
         front.resize(ContentTypeBytes);
         front.resize(file.readUpTo(offset, front));
     }

@@ -103,7 +103,9 @@ TEST(FirstBoxOffset, PassesOverAnId3v2Tag)
     EXPECT_EQ(
         offset(joined({ bytes("ID3"), Bytes { 3, 0, 0, 0, 0, 0, 0 }, bytes("ID3"), Bytes { 3, 0, 0, 0, 0, 0, 7 } })),
         27u);
-    EXPECT_EQ(offset(joined({ bytes("ID3"), Bytes { 4, 0, 0x10, 0, 0, 0, 5 }, Bytes(300) })), 25u);
+    EXPECT_EQ(offset(joined({ bytes("ID3"), Bytes { 4, 0, 0x10, 0, 0, 0, 5 }, Bytes(300) })), 15u);
+    EXPECT_EQ(
+        offset(joined({ bytes("ID3"), Bytes { 4, 0, 0x10, 0, 0, 0, 5 }, Bytes(5), bytes("3DI"), Bytes(7) })), 25u);
 }
 
 TEST(StructureReader, ChecksEveryPlaceAgainstTheSize)

@@ -84,6 +84,16 @@ TEST(FlacFacts, CommentsOfAllNames)
     EXPECT_EQ(textOf(*facts, fact::BitsPerSample), "16");
 }
 
+TEST(FlacFacts, AFooterThatATagClaimsIsNotLookedForInTheSound)
+{
+    std::string claims = id3Tag(4, id3Frame(4, "TIT2", "\3Front"));
+    claims[5] = 0x10;
+    auto facts = describedBytes(claims + flac({ { 4, vorbisComments({ "TITLE=Title" }) } }));
+    ASSERT_TRUE(facts.ok());
+    EXPECT_EQ(textOf(*facts, fact::MimeType), "audio/flac");
+    EXPECT_EQ(textOf(*facts, fact::Title), "Title");
+}
+
 TEST(FlacFacts, ADescriptionStandsInForACommentOnly)
 {
     auto facts = describedBytes(flac({ { 4, vorbisComments({ "DESCRIPTION=Text", "COMMENT=Words" }) } }));
