@@ -37,7 +37,7 @@ Result<DecodedFrames> WaveSource::next()
     auto got = m_file->readAt(place, { m_block.data(), wanted });
     if (!got)
         return Error { Error::Kind::Io, got.error().text, ioErr };
-    std::size_t frames = *got / m_frameBytes; // fewer where the file has become shorter
+    std::size_t frames = *got / m_frameBytes; // fewer where the file ends before its size
     if (!m_wide.empty())
         widen(frames * m_wave.format.description.mChannelsPerFrame);
     m_done += static_cast<std::int64_t>(frames);

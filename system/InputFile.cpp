@@ -43,6 +43,14 @@ Result<InputFile> InputFile::adopt(UniqueFd fd)
     return InputFile(std::move(fd), static_cast<std::uint64_t>(facts.st_size));
 }
 
+/// Whoever takes the end of such a file for its end makes half a song of it, and calls it whole. Others end before
+/// their size because that is an estimate, of file systems that make their files as they are read.
+bool InputFile::becameShorter() const
+{
+    struct stat facts { };
+    return statDescriptor(m_fd.get(), facts) == 0 && static_cast<std::uint64_t>(facts.st_size) < m_size;
+}
+
 Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8_t> target) const
 {
     std::size_t done = 0;
@@ -53,8 +61,7 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
             continue;
         if (count < 0)
             return systemError(errno);
-        // Whoever takes this for the end makes half a song of it, and calls it whole.
-        if (count == 0 && offset + done < m_size)
+        if (count == 0 && offset + done < m_size && becameShorter())
             return Error { Error::Kind::Io, "the file became shorter", EIO };
         if (count == 0)
             break;

@@ -34,6 +34,8 @@ public:
     Result<UniqueFd> openForReadingOnly() const;
 
 private:
+    bool becameShorter() const;
+
     InputFile(UniqueFd fd, std::uint64_t size)
         : m_fd(std::move(fd))
         , m_size(size)

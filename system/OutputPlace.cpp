@@ -36,11 +36,12 @@ bool makeEmpty(int fd)
     return fstat(fd, &facts) == 0 && mayBeWritten(fd, facts) && (!S_ISREG(facts.st_mode) || ftruncate(fd, 0) == 0);
 }
 
-/// Somebody's folder, pipe, socket or device. Where root runs the service, /dev would be lost with it.
+/// Somebody's folder, pipe, socket or device, or a link of /dev to what a process has open. Where root runs the
+/// service, /dev would lose it.
 bool leadsToNoFile(const Path& path)
 {
     struct stat facts { };
-    return stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode);
+    return stat(path.c_str(), &facts) == 0 && (!S_ISREG(facts.st_mode) || leadsThroughKernel(path));
 }
 
 class PlaceInFolder : public OutputPlace {

@@ -87,6 +87,8 @@ UniqueFd openUserFile(const Path& path, int flags, mode_t mode)
     return UniqueFd(static_cast<int>(fd));
 }
 
+bool leadsThroughKernel(const Path& path) { return kernelLinkAt(path.text()).has_value(); }
+
 bool isOfKernel(int fd, dev_t device)
 {
     // They lie on no device, and so have the number of none.

@@ -108,6 +108,16 @@ TEST_F(OutputPlaceTest, WhatIsNoFileStays)
     }
 }
 
+TEST_F(OutputPlaceTest, ALinkToWhatAProcessHasOpenStays)
+{
+    UniqueFd log(open(m_scratch.write("log", "lines").c_str(), O_WRONLY | O_CLOEXEC));
+    fs::create_symlink("/proc/self/fd/" + std::to_string(log.get()), m_path);
+    EXPECT_FALSE(m_place->canHoldFile());
+    EXPECT_FALSE(m_place->clear().ok());
+    EXPECT_TRUE(fs::is_symlink(m_path));
+    EXPECT_EQ(charsOf(readFile(m_scratch.file("log"))), "lines");
+}
+
 TEST_F(OutputPlaceTest, WhatIsMadeThereTakesTheNameAtTheEnd)
 {
     m_scratch.write("made.m4a", "older");
