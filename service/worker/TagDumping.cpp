@@ -3,6 +3,8 @@
 #include "mp4/mp4.h"
 #include "service/parsers/MP4TagDump.h"
 
+#include <algorithm>
+
 namespace mv {
 
 namespace {
@@ -41,9 +43,15 @@ void addFreeform(TagDump& dump, const MP4ItmfItem& item)
 {
     if (item.name.empty())
         return;
+    // Each value says the name again, and a long one may have thousands.
+    constexpr std::size_t MaxBytesOfNames = std::size_t { 1 } << 20;
+    const std::string name = item.mean + ":" + item.name;
+    std::size_t left = std::max<std::size_t>(1, MaxBytesOfNames / name.size());
     for (const MP4ItmfData& value : item.dataList) {
-        if (value.typeCode == MP4ItmfBasicType::Utf8)
-            dump.push_back({ Kind::Freeform, item.mean + ":" + item.name, std::string(charsOf(value.value)) });
+        if (value.typeCode != MP4ItmfBasicType::Utf8 || left == 0)
+            continue;
+        --left;
+        dump.push_back({ Kind::Freeform, name, std::string(charsOf(value.value)) });
     }
 }
 
