@@ -131,7 +131,7 @@ TEST(TagChange, CoversAreJpegOrPng)
     EXPECT_FALSE(changesOf({ "--cover", folder.write("a.txt", std::string_view("text")) }).ok());
 }
 
-TEST(TagChanges, ATotalGoesWithANewNumberThatIsLarger)
+TEST(TagChange, ATotalGoesWithANewNumberThatIsLarger)
 {
     auto left = [](std::int32_t number) {
         MediaTags tags { { std::string(fact::TrackNumber), number } };
