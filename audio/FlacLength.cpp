@@ -28,8 +28,12 @@ constexpr std::size_t MarkerAndStreamInfoSize = 8 + FlacStreamInfo::Size;
 std::uint64_t startOfAudioFile(const ByteSource& file)
 {
     std::uint64_t offset = 0;
-    for (int i = 0; i < MaxLeadingTags; ++i)
-        offset += Id3v2Tag::sizeAt(offset, file);
+    for (int i = 0; i < MaxLeadingTags; ++i) {
+        const std::uint64_t size = Id3v2Tag::sizeAt(offset, file);
+        if (size == 0)
+            break;
+        offset += size;
+    }
     return offset;
 }
 

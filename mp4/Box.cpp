@@ -95,8 +95,12 @@ std::uint64_t firstBoxOffset(StructureReader& reader)
         return Bytes(ten.begin(), ten.end());
     };
     std::uint64_t offset = 0;
-    for (int tag = 0; tag < MaxTags; ++tag)
-        offset += Id3v2Tag::sizeAt(offset, tenAt);
+    for (int tag = 0; tag < MaxTags; ++tag) {
+        const std::uint64_t size = Id3v2Tag::sizeAt(offset, tenAt);
+        if (size == 0)
+            break;
+        offset += size;
+    }
     return offset;
 }
 

@@ -179,11 +179,12 @@ std::uint64_t behindTags(const ByteSource& file, Bytes& front)
 {
     constexpr int MaxTags = 16;
     std::uint64_t offset = 0;
-    for (int i = 0; i < MaxTags && charsOf(front).starts_with("ID3"); ++i) {
-        const std::uint64_t size = Id3v2Tag::sizeAt(offset, file);
-        if (size == 0)
+    for (int i = 0; i < MaxTags; ++i) {
+        auto header = Id3v2Tag::parseHeader(front);
+        if (!header)
             break;
-        offset += size;
+        // Hardly a tag has a footer: nothing more is read for the others.
+        offset += header->hasFooter() ? Id3v2Tag::sizeAt(offset, file) : header->totalSize();
         front.resize(ContentTypeBytes);
         front.resize(file.readUpTo(offset, front));
     }
