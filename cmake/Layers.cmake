@@ -21,7 +21,7 @@ target_link_libraries(mv_options INTERFACE Threads::Threads)
 # The standard's headers take a quarter of clang's time for a file. What a file forgets to include the other presets find.
 option(MIVO_STANDARD_PRECOMPILED "Compile the libraries with the standard's headers precompiled" OFF)
 if(MIVO_STANDARD_PRECOMPILED)
-    file(WRITE ${CMAKE_BINARY_DIR}/standard_headers.cpp "")
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/standard_headers.cpp CONTENT "")
     add_library(mv_standard_headers OBJECT ${CMAKE_BINARY_DIR}/standard_headers.cpp)
     target_link_libraries(mv_standard_headers PRIVATE mv_options)
     target_precompile_headers(mv_standard_headers PRIVATE <algorithm> <array> <chrono> <cmath> <filesystem> <functional>
