@@ -30,12 +30,6 @@ std::int64_t sizeOf(int file)
     return fstat(file, &facts) == 0 ? facts.st_size : 0;
 }
 
-/// The front cover, which comes first among a file's pictures; without one the first picture, which players show.
-const MediaPicture* coverAmong(const std::vector<MediaPicture>& pictures)
-{
-    return pictures.empty() ? nullptr : &pictures.front();
-}
-
 /// Whether the tags take the cover away.
 bool removesCover(const MediaTags& tags)
 {
@@ -72,15 +66,29 @@ private:
         if (!answer)
             return fail(answer.error());
         m_before.facts = std::move(answer->facts);
-        const MediaPicture* cover = coverAmong(answer->pictures);
-        if (!cover)
+        m_pictures = std::move(answer->pictures);
+        m_pictures.erase(m_pictures.begin() + std::min<std::ptrdiff_t>(2, std::ssize(m_pictures)), m_pictures.end());
+        describePicture(0);
+    }
+
+    /// The front cover comes first; without one players show the first picture. The one behind it is shown when it
+    /// goes.
+    void describePicture(std::size_t index)
+    {
+        if (index == m_pictures.size())
             return change();
-        m_hasOtherPicture = cover->type != FrontCoverType;
-        m_media.begin<MediaDescription>(describeFileRequest(cover->data.get(), ""),
-            [self = shared_from_this(), bytes = sizeOf(cover->data.get())](Result<MediaDescription> picture) {
-                self->m_before.cover = pictureText(picture ? &picture->facts : nullptr, bytes);
-                self->change();
+        const int file = m_pictures[index].data.get();
+        m_media.begin<MediaDescription>(describeFileRequest(file, ""),
+            [self = shared_from_this(), index, bytes = sizeOf(file)](Result<MediaDescription> picture) {
+                std::string& text = index == 0 ? self->m_before.cover : self->m_nextCover;
+                text = pictureText(picture ? &picture->facts : nullptr, bytes);
+                self->describePicture(index + 1);
             });
+    }
+
+    bool isFrontCover(std::size_t index) const
+    {
+        return index < m_pictures.size() && m_pictures[index].type == FrontCoverType;
     }
 
     void change()
@@ -101,9 +109,12 @@ private:
             return fail(after.error());
         TagState now = stateWith(m_before, m_tags, m_order.cover);
         std::string missing;
-        if (m_hasOtherPicture && removesCover(m_tags)) {
-            now.cover = m_before.cover;
-            missing = "cover (its picture is of another kind, and stays)";
+        if (removesCover(m_tags) && !m_pictures.empty()) {
+            now.cover = isFrontCover(0) ? m_nextCover : m_before.cover;
+            if (!isFrontCover(0))
+                missing = "cover (its picture is of another kind, and stays)";
+            else if (isFrontCover(1))
+                missing = "cover (the file has another one, which is shown now)";
         }
         if (!m_order.isDry) {
             now.facts = std::move(after).value();
@@ -126,7 +137,8 @@ private:
     CallsInOrder::Finish m_finish;
     std::string m_path;
     TagState m_before;
-    bool m_hasOtherPicture = false; ///< and no front cover
+    std::vector<MediaPicture> m_pictures; ///< the first two
+    std::string m_nextCover; ///< the second one's text
     MediaTags m_tags;
 };
 

@@ -127,9 +127,9 @@ std::optional<std::uint32_t> FrameWalk::sizeOfOddFrame(std::size_t position) con
 }
 
 /// The size that the version writes, unless only the other way of writing it leads to a border. UTF-16 and pictures
-/// have many zeros: one inside of the tag is a border only where the other way leads to none that is better. Nothing
-/// for a frame that reaches over the tag's end.
-std::optional<std::uint32_t> FrameWalk::frameSize() const
+/// have many zeros: one inside of the tag is a border only where the other way leads to none that is better, and at the
+/// zeros of padding a frame ends as the frames before it did. Nothing for a frame that reaches over the tag's end.
+std::optional<std::uint32_t> FrameWalk::frameSize()
 {
     if (!isName(at(m_position)))
         return sizeOfOddFrame(m_position);
@@ -137,10 +137,15 @@ std::optional<std::uint32_t> FrameWalk::frameSize() const
     const std::uint64_t content = m_position + headerSize();
     std::uint32_t size = sizes.own;
     if (sizes.other != sizes.own) {
+        const std::uint64_t own = content + sizes.own;
         const std::uint64_t other = content + sizes.other;
-        bool isDoubtful = !isBorder(content + sizes.own) || (isLoneZero(content + sizes.own) && !isLoneZero(other));
-        if (isDoubtful && isBorder(other))
+        const bool isWrong = !isBorder(own);
+        const bool isZero = !isWrong && own < m_bytes.size() && at(static_cast<std::size_t>(own))[0] == 0;
+        bool isDoubtful = isWrong || (isZero && !isLoneZero(other) && (isLoneZero(own) || m_hasOtherSizes));
+        if (isDoubtful && isBorder(other)) {
             size = sizes.other;
+            m_hasOtherSizes |= isWrong;
+        }
     }
     return content + size <= m_bytes.size() ? std::optional(size) : std::nullopt;
 }

@@ -44,7 +44,7 @@ private:
     bool isBorder(std::uint64_t position) const;
     bool isProvenBorder(std::uint64_t position, std::uint32_t frameSize) const;
     std::optional<std::uint32_t> sizeOfOddFrame(std::size_t position) const;
-    std::optional<std::uint32_t> frameSize() const;
+    std::optional<std::uint32_t> frameSize();
     void stepOverExtendedHeader();
 
     int m_version;
@@ -52,6 +52,7 @@ private:
     mutable std::optional<std::size_t> m_paddingBegin; ///< from here on all bytes are zero; once a proof has asked
     std::size_t m_position = 0;
     bool m_reachedEnd = true;
+    bool m_hasOtherSizes = false; ///< a frame's size led to a border only as the other version writes it
     mutable int m_oddSteps = 0; ///< that proofs took until now
 };
 

@@ -155,13 +155,14 @@ struct DateFrames {
     std::string year;
     std::string day;
     std::string time;
-    std::string recording; ///< v2.4's, where it stands in a tag of another version
+    std::string recording; ///< v2.4's
     std::string release;
     std::string original; ///< of what was there before
 
-    std::string text() const
+    /// In a tag of another version the time stamp stands in for the year, in v2.4 a year is what has been left there.
+    std::string text(int version) const
     {
-        if (year.empty() && !recording.empty())
+        if (!recording.empty() && (year.empty() || version == 4))
             return recording;
         if (year.empty())
             return release.empty() ? original : release;
@@ -175,13 +176,13 @@ struct DateFrames {
 void readDate(DateFrames& date, const TagFrame& frame)
 {
     bool isOriginal = frame.id == "TORY" || frame.id == "TDOR";
-    std::string* part = frame.id == "TYER" ? &date.year
-        : frame.id == "TDAT"               ? &date.day
-        : frame.id == "TIME"               ? &date.time
-        : frame.id == "TDRC"               ? &date.recording
-        : frame.id == "TDRL"               ? &date.release
-        : isOriginal                       ? &date.original
-                                           : nullptr;
+    std::string* part = frame.storedId == "TDRC" ? &date.recording
+        : frame.id == "TYER"                     ? &date.year
+        : frame.id == "TDAT"                     ? &date.day
+        : frame.id == "TIME"                     ? &date.time
+        : frame.id == "TDRL"                     ? &date.release
+        : isOriginal                             ? &date.original
+                                                 : nullptr;
     if (!part || !part->empty())
         return;
     FrameTexts texts(frame.body);
@@ -214,7 +215,7 @@ void addId3v2(TagSink& sink, const Id3v2Tag& tag)
         addFrame(sink, frame);
         readDate(date, frame);
     }
-    sink.texts.add(TagField::Date, date.text());
+    sink.texts.add(TagField::Date, date.text(tag.majorVersion()));
 }
 
 void addId3v2At(TagSink& sink, const ByteSource& source, std::uint64_t offset, std::uint64_t size)

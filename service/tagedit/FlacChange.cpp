@@ -24,6 +24,8 @@ constexpr std::size_t MaxPadding = 64 * 1024; // more is given back
 struct Block {
     std::uint8_t type = 0;
     Bytes body;
+
+    bool operator==(const Block&) const = default;
 };
 
 Error damaged() { return { Error::Kind::Unsupported, "the blocks in front of the sound cannot be read whole" }; }
@@ -61,14 +63,35 @@ Result<Front> readFront(const ByteSource& file, std::uint64_t place)
     return front;
 }
 
+/// The same keys without values: what a block behind the first says of them goes.
+TagChanges removalOf(const TagChanges& changes)
+{
+    TagChanges removal = changes;
+    for (auto& values : removal.values) {
+        if (values)
+            values->clear();
+    }
+    return removal;
+}
+
+/// There should be one block of comments. Where there are more, all are read, and the first is written to.
 Result<void> changeComments(std::vector<Block>& blocks, const TagChanges& changes)
 {
-    auto comments
-        = std::find_if(blocks.begin(), blocks.end(), [](const Block& block) { return block.type == Comments; });
-    if (comments == blocks.end())
-        comments = blocks.insert(blocks.begin() + 1, { Comments, emptyVorbisComments() });
-    MV_TRY(changed, changedVorbisComments(comments->body, changes, false));
-    comments->body = std::move(changed);
+    const TagChanges removal = removalOf(changes);
+    const TagChanges* next = &changes;
+    for (Block& block : blocks) {
+        if (block.type != Comments)
+            continue;
+        MV_TRY(changed, changedVorbisComments(block.body, *next, false));
+        block.body = std::move(changed);
+        next = &removal;
+    }
+    if (next == &removal)
+        return {};
+    const Bytes empty = emptyVorbisComments();
+    MV_TRY(made, changedVorbisComments(empty, changes, false));
+    if (made != empty)
+        blocks.insert(blocks.begin() + 1, { Comments, std::move(made) });
     return {};
 }
 
@@ -134,8 +157,10 @@ Result<Splices> flacSplices(const ByteSource& file, const TagChanges& changes)
     MV_TRY_VOID(changeComments(blocks, changes));
     if (changes.frontCover)
         changeCover(blocks, *changes.frontCover);
-    MV_TRY(bytes, rendered(std::move(blocks), front));
     MV_TRY(splices, id3Splices(file, tags, changes, false));
+    if (blocks == front.blocks)
+        return splices;
+    MV_TRY(bytes, rendered(std::move(blocks), front));
     splices.push_back({ tags.audioBegin + Marker.size(), front.size, std::move(bytes) });
     return splices;
 }

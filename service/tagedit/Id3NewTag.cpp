@@ -6,7 +6,7 @@
 #include "service/tagedit/Id3NewBody.h"
 #include "service/tagedit/Id3NewFrame.h"
 #include "service/tagedit/PlaceText.h"
-#include "service/tags/Id3FrameList.h"
+#include "service/tags/CarriedFrames.h"
 #include "service/tags/Id3TagLayout.h"
 
 #include <algorithm>
@@ -18,6 +18,8 @@ namespace mv {
 namespace {
 
 constexpr std::uint8_t TagUnsynchronised = 0x80;
+
+constexpr std::size_t TextBegin = 10 + 1; // behind a frame's header and the encoding
 
 using FrameIds = std::span<const std::string_view>;
 
@@ -39,6 +41,17 @@ constexpr TextRow TextRows[] = {
     { TagKey::Genre, "TCON" },
 };
 
+/// "3/12".
+struct PlaceRow {
+    TagKey place;
+    TagKey total;
+    std::string_view id;
+};
+constexpr PlaceRow PlaceRows[] = {
+    { TagKey::Track, TagKey::TrackTotal, "TRCK" },
+    { TagKey::Disc, TagKey::DiscTotal, "TPOS" },
+};
+
 // A new date takes the place of the date alone; without one nothing must stay that stands in for it.
 constexpr std::string_view DateIds[] = { "TYER", "TDAT", "TIME", "TDRC" };
 constexpr std::string_view AllDateIds[] = { "TYER", "TDAT", "TIME", "TDRC", "TDRL", "TDOR", "TORY" };
@@ -50,20 +63,17 @@ public:
         : m_old(old)
     {
         const auto& counting = tags.countingTags();
-        if (areAll(counting, 4) || areAll(counting, 3)) {
-            m_version = counting.empty() ? 4 : counting.front().majorVersion();
-            for (const Id3v2Tag& tag : counting)
-                carry(tag);
-        } else {
+        const bool isConverted = !areAll(counting, 4) && !areAll(counting, 3);
+        if (isConverted)
             m_version = 3;
-            const Id3FrameList list = Id3FrameList::carriedFrom(tags);
-            for (const Id3Frame& frame : list.frames())
-                m_frames.push_back(NewFrame::carried(frame));
-        }
+        else if (!counting.empty())
+            m_version = counting.front().majorVersion();
+        for (const Id3v2Tag& tag : counting)
+            carry(isConverted ? convertedFrames(tag) : framesAsStored(tag));
         std::stable_partition(
             m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return !frame.isNameless; });
-        if (counting.empty())
-            change(old);
+        if (tags.prependedTags.empty() || isConverted)
+            change(withoutSaid(old));
     }
 
     void change(const TagChanges& changes)
@@ -76,8 +86,8 @@ public:
             setComments(*values);
         if (const auto& values = changes[TagKey::Date])
             setDate(values->empty() ? std::string() : values->front());
-        setPlace("TRCK", changes, TagKey::Track, TagKey::TrackTotal);
-        setPlace("TPOS", changes, TagKey::Disc, TagKey::DiscTotal);
+        for (const PlaceRow& row : PlaceRows)
+            setPlace(row, changes);
         if (changes.frontCover)
             setCover(*changes.frontCover);
     }
@@ -97,20 +107,64 @@ public:
     }
 
 private:
-    void carry(const Id3v2Tag& tag)
+    static std::vector<NewFrame> framesAsStored(const Id3v2Tag& tag)
     {
         bool isUnsynchronised = tag.majorVersion() == 4 && (tag.header().flags & TagUnsynchronised);
-        // Of several tags the first that says something counts for it.
+        std::vector<NewFrame> frames;
+        for (const TagFrame& frame : tag.frames())
+            frames.push_back(NewFrame::carried(frame, isUnsynchronised));
+        return frames;
+    }
+
+    static std::vector<NewFrame> convertedFrames(const Id3v2Tag& tag)
+    {
+        std::vector<NewFrame> frames;
+        for (const Id3Frame& frame : carriedFrames(tag))
+            frames.push_back(NewFrame::carried(frame));
+        return frames;
+    }
+
+    /// The frames of one more tag: of several the first that says something counts for it.
+    void carry(std::vector<NewFrame> frames)
+    {
         const std::size_t before = m_frames.size();
         auto isSaid = [&](const NewFrame& frame) {
             return std::any_of(m_frames.begin(), m_frames.begin() + static_cast<std::ptrdiff_t>(before),
                 [&](const NewFrame& other) { return saysTheSame(other, frame); });
         };
-        for (const TagFrame& each : tag.frames()) {
-            auto frame = NewFrame::carried(each, isUnsynchronised);
+        for (NewFrame& frame : frames) {
             if (!isSaid(frame))
                 m_frames.push_back(std::move(frame));
         }
+    }
+
+    /// Of what tags behind ID3v2 say that of which no frame says anything.
+    TagChanges withoutSaid(TagChanges changes) const
+    {
+        for (const TextRow& row : TextRows) {
+            if (hasOneOf({ &row.id, 1 }))
+                changes[row.key].reset();
+        }
+        if (std::any_of(m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return frame.isPlainComment; }))
+            changes[TagKey::Comment].reset();
+        if (hasOneOf(AllDateIds))
+            changes[TagKey::Date].reset();
+        for (const PlaceRow& row : PlaceRows) {
+            if (!hasOneOf({ &row.id, 1 }))
+                continue;
+            changes[row.place].reset();
+            changes[row.total].reset();
+        }
+        if (std::any_of(m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return frame.isFrontCover; }))
+            changes.frontCover.reset();
+        return changes;
+    }
+
+    bool hasOneOf(FrameIds ids) const
+    {
+        return std::any_of(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) {
+            return frame.bytes.size() > TextBegin && std::find(ids.begin(), ids.end(), frame.id) != ids.end();
+        });
     }
 
     /// Whether a frame's text, from that byte on, can be read by anybody: no flags, and more than zeros and a mark.
@@ -130,7 +184,6 @@ private:
     /// Of a frame in one tag and of one in a tag behind it.
     static bool saysTheSame(const NewFrame& first, const NewFrame& second)
     {
-        constexpr std::size_t TextBegin = 10 + 1; // behind the header and the encoding
         constexpr std::size_t CommentBegin = TextBegin + 3;
         if (first.bytes == second.bytes)
             return true;
@@ -190,18 +243,19 @@ private:
         insert(place, "TYER", newTextBody(m_version, { date.substr(0, 4) }));
     }
 
-    /// "3/12". What is not named of the two stays.
-    void setPlace(std::string_view id, const TagChanges& changes, TagKey placeKey, TagKey totalKey)
+    /// What is not named of the two stays.
+    void setPlace(const PlaceRow& row, const TagChanges& changes)
     {
-        if (!changes.isNamed(placeKey) && !changes.isNamed(totalKey))
+        if (!changes.isNamed(row.place) && !changes.isNamed(row.total))
             return;
-        auto present
-            = std::find_if(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) { return frame.id == id; });
-        const std::string before = present == m_frames.end() ? placeText({}, m_old, placeKey, totalKey) : present->text;
-        const std::string text = placeText(before, changes, placeKey, totalKey);
-        std::size_t place = remove([&](const NewFrame& frame) { return frame.id == id; });
+        auto isPlace = [&](const NewFrame& frame) { return frame.id == row.id; };
+        auto present = std::find_if(m_frames.begin(), m_frames.end(), isPlace);
+        const std::string before
+            = present == m_frames.end() ? placeText({}, m_old, row.place, row.total) : present->text;
+        const std::string text = placeText(before, changes, row.place, row.total);
+        std::size_t place = remove(isPlace);
         if (!text.empty())
-            insert(place, id, newTextBody(m_version, { text })).text = text;
+            insert(place, row.id, newTextBody(m_version, { text })).text = text;
     }
 
     void setCover(ByteView picture)

@@ -18,8 +18,9 @@ struct Id3NewTag {
 /// become v2.3, and where no tag is there it is v2.4. Frames that are not named keep their bytes. Several values of one
 /// frame have a zero between them. Fails with Limit above MaxTagBytes.
 ///
-/// `old` is what the tags behind ID3v2 say. A tag that is new begins with that, as whoever reads it does not look at
-/// the others; of one that is there the half of "3/12" that is not named comes from them where it is nowhere else.
+/// `old` is what the tags behind ID3v2 say. A tag that is new, or of another version than before, has what they alone
+/// say, as whoever reads it does not look at the others; of one that is there the half of "3/12" that is not named
+/// comes from them where it is nowhere else.
 Result<Id3NewTag> changedId3(const TagSet& tags, const TagChanges& changes, const TagChanges& old = {});
 
 /// The new tag with header and padding in place of one of `oldSize` bytes, which it keeps where it fits without great

@@ -79,6 +79,28 @@ TEST_F(ToolOnBus, APictureOfNoKindIsShownAsACoverAndStays)
     EXPECT_THAT(tool("tag " + song).out, HasSubstr("  cover        picture, 32 x 32, "));
 }
 
+TEST_F(ToolOnBus, WhereThereAreTwoCoversTheOtherIsShownWhenOneGoes)
+{
+    std::string song = tone("a.mp3");
+    std::string script
+        = "import sys; from mutagen.id3 import ID3, APIC; t=ID3(); "
+          "[t.add(APIC(0, 'image/png', 3, d, open(p, 'rb').read())) for d, p in zip('ab', sys.argv[2:])]; "
+          "t.save(sys.argv[1])";
+    std::string other = made("d.png", "-f lavfi -i testsrc=size=32x32 -frames:v 1");
+    if (test::run(
+            "/usr/bin/python3 -c " + test::shellQuoted(script) + " " + song + " " + picture("c.png") + " " + other)
+        != 0)
+        GTEST_SKIP() << "mutagen is not here";
+    Outcome removed = tool("tag --remove cover " + song);
+    EXPECT_EQ(removed.status, 1);
+    EXPECT_THAT(removed.err, HasSubstr("the file does not show the wish for: cover (the file has another one"));
+    EXPECT_THAT(
+        removed.out, testing::ContainsRegex("32 x 32, .*-> picture, 64 x 48, |64 x 48, .*-> picture, 32 x 32, "));
+    Outcome last = tool("tag --remove cover " + song);
+    EXPECT_EQ(last.status, 0) << last.err;
+    EXPECT_THAT(last.out, testing::ContainsRegex("picture, .*-> -\n"));
+}
+
 TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
 {
     std::string song = m_folder.file("a.mp3");

@@ -74,6 +74,24 @@ TEST(FrameWalk, APlainSizeThatLeadsToAFrameGoesBeforeASyncsafeOneThatLeadsToAZer
     }
 }
 
+// A last frame that ends in zeros, in a tag whose sizes are known to be plain, is whole; alone it is as the version has
+// it.
+TEST(FrameWalk, OneProvenSizeTellsOfAnotherAtThePadding)
+{
+    const std::string proof = plainFrame("USLT", std::string(285, 'u')); // 0x11D, syncsafe 157
+    const std::string picture
+        = plainFrame("APIC", std::string(150, 'a') + std::string(140, '\0')); // 0x122, syncsafe 162
+    for (const std::string& padding : { std::string(), std::string(300, '\0') }) {
+        EXPECT_EQ(namesOf(4, proof + picture + padding), "USLT 285, APIC 290, end");
+        EXPECT_EQ(namesOf(4, frame("TALB", "Album") + picture + padding), "TALB 5, APIC 162, end");
+        EXPECT_EQ(namesOf(4, picture + proof + padding), "APIC 290, USLT 285, end");
+    }
+    // What leads to a frame is not doubted.
+    const std::string proper = std::string("PRIV") + std::string { 0, 0, 1, 2, 0, 0 } + std::string(130, 'p');
+    EXPECT_EQ(
+        namesOf(4, proof + proper + frame("TALB", "A") + std::string(300, '\0')), "USLT 285, PRIV 130, TALB 1, end");
+}
+
 TEST(FrameWalk, PaddingWithSomethingInItIsStillPadding)
 {
     std::string song = frame("PRIV", "") + std::string(300, 'x');

@@ -95,6 +95,16 @@ TEST(Id3Facts, TheDateOfALaterVersionCountsWhereThereIsNone)
         "1999");
 }
 
+// A year beside v2.4's time stamp is what a tag of v2.3 has left behind.
+TEST(Id3Facts, OfAYearAndATimeStampTheOneOfTheVersionCounts)
+{
+    const std::string year = id3Frame(4, "TYER", zeroed("\0") + "1999");
+    const std::string stamp = id3Frame(4, "TDRC", zeroed("\0") + "2004-05-06");
+    EXPECT_EQ(textOf(song(4, year + stamp), fact::ContentCreated), "2004-05-06");
+    EXPECT_EQ(textOf(song(4, stamp + year), fact::ContentCreated), "2004-05-06");
+    EXPECT_EQ(textOf(song(4, year), fact::ContentCreated), "1999");
+}
+
 TEST(Id3Facts, LyricsTempoCompilationAndTotals)
 {
     Facts facts = song(3,

@@ -55,6 +55,37 @@ TEST(FlacChange, AnyRoomBecomesPadding)
     }
 }
 
+TEST(FlacChange, WithoutCommentsThereIsNothingToRemove)
+{
+    const std::string file = flac({ 1000, 24 });
+    EXPECT_TRUE(edited(file, titleChange("")) == file);
+    TagChanges cover;
+    cover.frontCover = Bytes();
+    EXPECT_TRUE(edited(file, cover) == file);
+}
+
+std::string comments(const std::string& comment)
+{
+    return test::littleEndian(1) + "v" + test::littleEndian(1)
+        + test::littleEndian(static_cast<std::uint32_t>(comment.size())) + comment;
+}
+
+// There should be one block; where there are two, both are read.
+TEST(FlacChange, WhatASecondBlockSaysOfAKeyGoesToo)
+{
+    std::string file = flac({ 1000 });
+    file.insert(
+        42, block(4, comments("TITLE=First")) + block(4, comments("title=Second")) + block(4, comments("ALBUM=A")));
+    for (const char* title : { "New", "" }) {
+        std::string made = edited(file, titleChange(title));
+        EXPECT_EQ(made.find("First"), std::string::npos);
+        EXPECT_EQ(made.find("Second"), std::string::npos);
+        EXPECT_NE(made.find("ALBUM=A"), std::string::npos);
+        EXPECT_EQ(made.find("TITLE=New") != std::string::npos, *title != 0);
+        EXPECT_EQ(made.size(), file.size());
+    }
+}
+
 TEST(FlacChange, ABlockThatEndsBehindTheFileIsDamage)
 {
     std::string file = flac({ 1000 });

@@ -236,6 +236,44 @@ TEST(Id3Change, OfTwoTagsTheFirstCounts)
     }
 }
 
+TEST(Id3Change, OfTwoTagsOfDifferentVersionsTheFirstCountsToo)
+{
+    const std::string old = id3Tag(3, id3Frame(3, "TIT2", zeroed("\0T3")) + id3Frame(3, "TYER", zeroed("\0") + "1990"));
+    const std::string later = id3Tag(4,
+        id3Frame(4, "TIT2", zeroed("\0T4")) + id3Frame(4, "TDRC", zeroed("\0") + "2004-01-02")
+            + id3Frame(4, "TCOM", zeroed("\0C")));
+    TagChanges changes;
+    changes[TagKey::Album] = TagChanges::Values { "L" };
+    const std::string both = id3Frame(3, "TCOM", zeroed("\0C")) + id3Frame(3, "TALB", zeroed("\0L"));
+    EXPECT_EQ(framesOf(edited(old + later + Sound, changes)),
+        id3Frame(3, "TIT2", zeroed("\0T3")) + id3Frame(3, "TYER", zeroed("\0") + "1990") + both);
+    const std::string frames = framesOf(edited(later + old + Sound, changes));
+    EXPECT_NE(frames.find("2004"), std::string::npos);
+    EXPECT_EQ(frames.find("1990"), std::string::npos);
+    EXPECT_EQ(frames.find("T3"), std::string::npos);
+}
+
+// What is read of the end alone, nobody reads any more who finds a tag at the front.
+TEST(Id3Change, ANewTagOfOneAtTheEndHasWhatOnlyOldOnesSay)
+{
+    std::string end
+        = test::id3TagWithFooter(id3Frame(4, "TPE1", zeroed("\0Artist")) + id3Frame(4, "TRCK", zeroed("\0") + "4"));
+    std::string v1 = test::id3v1Tag({ .title = "Old", .artist = "Another", .track = 3, .genre = 17 });
+    EXPECT_EQ(framesOf(edited(Sound + end + v1, titleChange("New"))),
+        id3Frame(4, "TPE1", zeroed("\0Artist")) + id3Frame(4, "TRCK", zeroed("\0") + "4")
+            + id3Frame(4, "TIT2", zeroed("\0New")) + id3Frame(4, "TCON", zeroed("\0Rock")));
+}
+
+TEST(Id3Change, AnAddressInPlaceOfAPictureIsNoCover)
+{
+    const std::string link = id3Frame(3, "APIC", zeroed("\0-->\0\3\0http://a/b.jpg"));
+    const std::string picture = id3Frame(3, "APIC", zeroed("\0image/png\0\3\0x"));
+    TagChanges removal;
+    removal.frontCover = Bytes();
+    EXPECT_EQ(framesOf(edited(id3Tag(3, link + picture) + Sound, removal)), link);
+    EXPECT_EQ(framesOf(edited(id3Tag(3, link) + Sound, removal)), link);
+}
+
 // Nor does a frame that says nothing hide one that does.
 TEST(Id3Change, AnEmptyFrameOfTheFirstTagHidesNothing)
 {
