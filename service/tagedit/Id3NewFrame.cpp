@@ -47,22 +47,21 @@ bool isFrontCover(const TagFrame& frame)
     return parts && parts->pictureType == FrontCoverType && charsOf(parts->mimeType) != Link;
 }
 
-bool isCalledComment(const TagFrame& frame)
+std::string userName(const TagFrame& frame)
 {
     if (frame.id != "TXXX" || !frame.readable || frame.body.empty())
-        return false;
+        return {};
     std::uint8_t encoding = frame.body[0];
     ByteView strings = frame.body.subspan(1);
     ByteView description = takeString(encoding, strings);
-    auto name = utf8FromUtf16LE(utf16LEFromEncoded(encoding, description));
-    return name && equalIgnoringAsciiCase(*name, "comment");
+    return utf8FromUtf16LE(utf16LEFromEncoded(encoding, description)).value_or(std::string());
 }
 
 NewFrame describedFrame(const TagFrame& frame)
 {
     NewFrame result { .id = frame.id, .isNameless = !isName(frame.id) };
     result.isPlainComment = isPlainComment(frame);
-    result.isCalledComment = isCalledComment(frame);
+    result.userName = userName(frame);
     result.isFrontCover = isFrontCover(frame);
     if (frame.readable && (frame.id == "TRCK" || frame.id == "TPOS"))
         result.text = frameText(frame).value_or(std::string());

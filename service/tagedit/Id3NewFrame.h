@@ -10,7 +10,7 @@ struct NewFrame {
     std::string id; ///< in v2.3
     bool isNameless = false; ///< many readers stop at such a one
     bool isPlainComment = false;
-    bool isCalledComment = false; ///< a text of the user's, of which FFmpeg makes a comment
+    std::string userName; ///< UTF-8; of a text of the user's, of which FFmpeg makes the field that is called so
     bool isFrontCover = false;
     std::string text; ///< of places alone
     Bytes bytes; ///< with its header

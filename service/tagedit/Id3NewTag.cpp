@@ -31,14 +31,15 @@ bool areAll(const std::vector<Id3v2Tag>& tags, int version)
 struct TextRow {
     TagKey key;
     std::string_view id;
+    std::string_view userName; ///< of a text of the user's that FFmpeg takes for it
 };
 constexpr TextRow TextRows[] = {
-    { TagKey::Title, "TIT2" },
-    { TagKey::Album, "TALB" },
-    { TagKey::Artist, "TPE1" },
-    { TagKey::AlbumArtist, "TPE2" },
-    { TagKey::Composer, "TCOM" },
-    { TagKey::Genre, "TCON" },
+    { TagKey::Title, "TIT2", "title" },
+    { TagKey::Album, "TALB", "album" },
+    { TagKey::Artist, "TPE1", "artist" },
+    { TagKey::AlbumArtist, "TPE2", "album_artist" },
+    { TagKey::Composer, "TCOM", "composer" },
+    { TagKey::Genre, "TCON", "genre" },
 };
 
 /// "3/12".
@@ -46,10 +47,11 @@ struct PlaceRow {
     TagKey place;
     TagKey total;
     std::string_view id;
+    std::string_view userName;
 };
 constexpr PlaceRow PlaceRows[] = {
-    { TagKey::Track, TagKey::TrackTotal, "TRCK" },
-    { TagKey::Disc, TagKey::DiscTotal, "TPOS" },
+    { TagKey::Track, TagKey::TrackTotal, "TRCK", "track" },
+    { TagKey::Disc, TagKey::DiscTotal, "TPOS", "disc" },
 };
 
 // A new date takes the place of the date alone; without one nothing must stay that stands in for it.
@@ -80,7 +82,7 @@ public:
     {
         for (const TextRow& row : TextRows) {
             if (const auto& values = changes[row.key])
-                setTexts(row.id, row.key == TagKey::Genre ? escapedGenres(*values) : *values);
+                setTexts(row, row.key == TagKey::Genre ? escapedGenres(*values) : *values);
         }
         if (const auto& values = changes[TagKey::Comment])
             setComments(*values);
@@ -204,17 +206,17 @@ private:
         return values;
     }
 
-    void setTexts(std::string_view id, const TagChanges::Values& values)
+    void setTexts(const TextRow& row, const TagChanges::Values& values)
     {
-        std::size_t place = remove([&](const NewFrame& frame) { return frame.id == id; });
+        std::size_t place = remove([&](const NewFrame& frame) { return frame.id == row.id; });
         if (!values.empty())
-            insert(place, id, newTextBody(m_version, values));
+            insert(behindCalled(place, row.userName), row.id, newTextBody(m_version, values));
     }
 
     void setComments(const TagChanges::Values& values)
     {
         std::size_t place = remove([](const NewFrame& frame) { return frame.isPlainComment; });
-        place = before(place, [](const NewFrame& frame) { return frame.isCalledComment; });
+        place = before(place, [](const NewFrame& frame) { return isCalled(frame, "comment"); });
         if (!values.empty())
             insert(place, "COMM", newCommentBody(m_version, values)).isPlainComment = true;
     }
@@ -229,9 +231,9 @@ private:
         });
         if (date.empty())
             return;
-        place = behind(place, "TDRL");
+        place = behind(place, [](const NewFrame& frame) { return frame.id == "TDRL"; });
         if (m_version == 4) {
-            insert(place, "TDRC", newTextBody(m_version, { date }));
+            insert(behindCalled(place, "date"), "TDRC", newTextBody(m_version, { date }));
             return;
         }
         constexpr std::size_t DayEnd = 10;
@@ -255,7 +257,7 @@ private:
         const std::string text = placeText(before, changes, row.place, row.total);
         std::size_t place = remove(isPlace);
         if (!text.empty())
-            insert(place, row.id, newTextBody(m_version, { text })).text = text;
+            insert(behindCalled(place, row.userName), row.id, newTextBody(m_version, { text })).text = text;
     }
 
     void setCover(ByteView picture)
@@ -282,21 +284,30 @@ private:
         return place ? *place : namedFrames();
     }
 
-    /// Of texts that say one thing under two names FFmpeg shows the first.
+    static bool isCalled(const NewFrame& frame, std::string_view name)
+    {
+        return equalIgnoringAsciiCase(frame.userName, name);
+    }
+
+    /// Of comments under two names FFmpeg shows the first.
     template <class Is> std::size_t before(std::size_t place, const Is& is) const
     {
         auto other = std::find_if(m_frames.begin(), m_frames.end(), is);
         return std::min(place, static_cast<std::size_t>(other - m_frames.begin()));
     }
 
-    /// Of frames that it gives one name it shows the last.
-    std::size_t behind(std::size_t place, std::string_view id) const
+    /// Of other frames that it gives one name it shows the last.
+    template <class Is> std::size_t behind(std::size_t place, const Is& is) const
     {
         for (std::size_t i = place; i < m_frames.size(); ++i) {
-            if (m_frames[i].id == id)
+            if (is(m_frames[i]))
                 place = i + 1;
         }
         return place;
+    }
+    std::size_t behindCalled(std::size_t place, std::string_view name) const
+    {
+        return behind(place, [&](const NewFrame& frame) { return isCalled(frame, name); });
     }
 
     std::size_t namedFrames() const

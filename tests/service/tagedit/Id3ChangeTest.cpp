@@ -73,6 +73,18 @@ TEST(Id3Change, WhatFfmpegShowsOfTwoIsTheNewOne)
         EXPECT_EQ(framesOf(edited(id3Tag(version, title + twin + old) + Sound, changes)), title + made + twin);
         EXPECT_EQ(framesOf(edited(id3Tag(version, old + title + twin) + Sound, changes)), made + title + twin);
     }
+    for (const auto& [key, id, name] :
+        { std::tuple(TagKey::Title, "TIT2", "Title"), std::tuple(TagKey::AlbumArtist, "TPE2", "album_artist"),
+            std::tuple(TagKey::Track, "TRCK", "TRACK"), std::tuple(TagKey::Date, "TDRC", "DATE") }) {
+        TagChanges one;
+        one[key] = TagChanges::Values { "2011" };
+        std::string twin = id3Frame(4, "TXXX", zeroed("\0") + name + zeroed("\0user"));
+        std::string other = id3Frame(4, "TXXX", zeroed("\0Other\0user"));
+        std::string before = id3Frame(4, id, zeroed("\0") + "1999");
+        std::string after = id3Frame(4, id, zeroed("\0") + "2011");
+        EXPECT_EQ(framesOf(edited(id3Tag(4, before + twin + other) + Sound, one)), twin + after + other) << name;
+        EXPECT_EQ(framesOf(edited(id3Tag(4, twin + before + other) + Sound, one)), twin + after + other) << name;
+    }
     TagChanges date;
     date[TagKey::Date] = TagChanges::Values { "2011" };
     std::string released = id3Frame(4, "TDRL", zeroed("\0001999"));
