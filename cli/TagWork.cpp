@@ -66,29 +66,27 @@ private:
         if (!answer)
             return fail(answer.error());
         m_before.facts = std::move(answer->facts);
-        m_pictures = std::move(answer->pictures);
-        m_pictures.erase(m_pictures.begin() + std::min<std::ptrdiff_t>(2, std::ssize(m_pictures)), m_pictures.end());
-        describePicture(0);
+        m_pictureCount = answer->pictures.size();
+        describeCover(answer->pictures, [self = shared_from_this()](std::string text, bool isFront) {
+            self->m_before.cover = std::move(text);
+            self->m_hasFrontCover = isFront;
+            self->change();
+        });
     }
 
-    /// The front cover comes first; without one players show the first picture. The one behind it is shown when it
-    /// goes.
-    void describePicture(std::size_t index)
+    using CoverTold = std::function<void(std::string text, bool isFront)>;
+
+    /// The front cover comes first among the pictures; without one players show the first of them.
+    void describeCover(const std::vector<MediaPicture>& pictures, CoverTold then)
     {
-        if (index == m_pictures.size())
-            return change();
-        const int file = m_pictures[index].data.get();
+        if (pictures.empty())
+            return then("", false);
+        const int file = pictures.front().data.get();
         m_media.begin<MediaDescription>(describeFileRequest(file, ""),
-            [self = shared_from_this(), index, bytes = sizeOf(file)](Result<MediaDescription> picture) {
-                std::string& text = index == 0 ? self->m_before.cover : self->m_nextCover;
-                text = pictureText(picture ? &picture->facts : nullptr, bytes);
-                self->describePicture(index + 1);
+            [self = shared_from_this(), then = std::move(then), bytes = sizeOf(file),
+                isFront = pictures.front().type == FrontCoverType](Result<MediaDescription> picture) {
+                then(pictureText(picture ? &picture->facts : nullptr, bytes), isFront);
             });
-    }
-
-    bool isFrontCover(std::size_t index) const
-    {
-        return index < m_pictures.size() && m_pictures[index].type == FrontCoverType;
     }
 
     void change()
@@ -109,18 +107,38 @@ private:
             return fail(after.error());
         TagState now = stateWith(m_before, m_tags, m_order.cover);
         std::string missing;
-        if (removesCover(m_tags) && !m_pictures.empty()) {
-            now.cover = isFrontCover(0) ? m_nextCover : m_before.cover;
-            if (!isFrontCover(0))
-                missing = "cover (its picture is of another kind, and stays)";
-            else if (isFrontCover(1))
-                missing = "cover (the file has another one, which is shown now)";
-        }
         if (!m_order.isDry) {
             now.facts = std::move(after).value();
-            std::string others = missingTags(m_tags, now.facts);
-            missing += (missing.empty() || others.empty() ? "" : ", ") + others;
+            missing = missingTags(m_tags, now.facts);
         }
+        if (!removesCover(m_tags) || m_pictureCount == 0)
+            return finish(now, missing);
+        if (!m_hasFrontCover) {
+            now.cover = m_before.cover;
+            return finish(now, joined("cover (its picture is of another kind, and stays)", missing));
+        }
+        if (m_order.isDry || m_pictureCount == 1)
+            return finish(now, missing);
+        // Of several covers the first goes, and what else a file says may go along: the file knows what is left.
+        m_media.begin<MediaDescription>(describeRequest(m_path, true),
+            [self = shared_from_this(), now, missing](Result<MediaDescription> left) mutable {
+                if (!left)
+                    return self->fail(left.error());
+                self->describeCover(left->pictures, [self, now, missing](std::string text, bool isFront) mutable {
+                    now.cover = std::move(text);
+                    self->finish(now,
+                        isFront ? joined("cover (the file has another one, which is shown now)", missing) : missing);
+                });
+            });
+    }
+
+    static std::string joined(std::string first, const std::string& others)
+    {
+        return others.empty() ? first : first + ", " + others;
+    }
+
+    void finish(const TagState& now, const std::string& missing)
+    {
         if (missing.empty())
             return m_finish({ textOf(now), "" });
         m_finish({ textOf(now), m_order.file + ": the file does not show the wish for: " + missing,
@@ -137,8 +155,8 @@ private:
     CallsInOrder::Finish m_finish;
     std::string m_path;
     TagState m_before;
-    std::vector<MediaPicture> m_pictures; ///< the first two
-    std::string m_nextCover; ///< the second one's text
+    std::size_t m_pictureCount = 0; ///< before
+    bool m_hasFrontCover = false;
     MediaTags m_tags;
 };
 

@@ -159,16 +159,19 @@ struct DateFrames {
     std::string release;
     std::string original; ///< of what was there before
 
-    /// In a tag of another version the time stamp stands in for the year, in v2.4 a year is what has been left there.
+    /// In a tag of another version the time stamp stands in for the year; in v2.4 a year is what has been left there,
+    /// and a day beside it tells what the stamp leaves open.
     std::string text(int version) const
     {
-        if (!recording.empty() && (year.empty() || version == 4))
+        const bool stampCounts = !recording.empty() && (year.empty() || version == 4);
+        if (stampCounts && (recording.size() > 4 || (!year.empty() && year != recording)))
             return recording;
-        if (year.empty())
+        const std::string& counting = stampCounts ? recording : year;
+        if (counting.empty())
             return release.empty() ? original : release;
-        if (year.size() != 4 || day.size() != 4)
-            return year;
-        std::string date = year + "-" + day.substr(2) + "-" + day.substr(0, 2);
+        if (counting.size() != 4 || day.size() != 4)
+            return counting;
+        std::string date = counting + "-" + day.substr(2) + "-" + day.substr(0, 2);
         return time.size() == 4 ? date + "T" + time.substr(0, 2) + ":" + time.substr(2) : date;
     }
 };

@@ -4,9 +4,8 @@
 #include "Base/Media/GenreTable.h"
 #include "id3/FrameText.h"
 #include "service/tagedit/Id3NewBody.h"
-#include "service/tagedit/Id3NewFrame.h"
+#include "service/tagedit/Id3OldFrames.h"
 #include "service/tagedit/PlaceText.h"
-#include "service/tags/CarriedFrames.h"
 #include "service/tags/Id3TagLayout.h"
 
 #include <algorithm>
@@ -17,16 +16,7 @@ namespace mv {
 
 namespace {
 
-constexpr std::uint8_t TagUnsynchronised = 0x80;
-
-constexpr std::size_t TextBegin = 10 + 1; // behind a frame's header and the encoding
-
 using FrameIds = std::span<const std::string_view>;
-
-bool areAll(const std::vector<Id3v2Tag>& tags, int version)
-{
-    return std::all_of(tags.begin(), tags.end(), [&](const Id3v2Tag& tag) { return tag.majorVersion() == version; });
-}
 
 struct TextRow {
     TagKey key;
@@ -64,17 +54,10 @@ public:
     FrameSet(const TagSet& tags, const TagChanges& old)
         : m_old(old)
     {
-        const auto& counting = tags.countingTags();
-        const bool isConverted = !areAll(counting, 4) && !areAll(counting, 3);
-        if (isConverted)
-            m_version = 3;
-        else if (!counting.empty())
-            m_version = counting.front().majorVersion();
-        for (const Id3v2Tag& tag : counting)
-            carry(isConverted ? convertedFrames(tag) : framesAsStored(tag));
-        std::stable_partition(
-            m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return !frame.isNameless; });
-        if (tags.prependedTags.empty() || isConverted)
+        Id3OldFrames present(tags);
+        m_version = present.version;
+        m_frames = std::move(present.frames);
+        if (tags.prependedTags.empty() || present.isConverted)
             change(withoutSaid(old));
     }
 
@@ -86,10 +69,11 @@ public:
         }
         if (const auto& values = changes[TagKey::Comment])
             setComments(*values);
-        if (const auto& values = changes[TagKey::Date])
-            setDate(values->empty() ? std::string() : values->front());
         for (const PlaceRow& row : PlaceRows)
             setPlace(row, changes);
+        // Behind the places: where the user's own texts say a place, too, FFmpeg takes what it reads behind them.
+        if (const auto& values = changes[TagKey::Date])
+            setDate(values->empty() ? std::string() : values->front());
         if (changes.frontCover)
             setCover(*changes.frontCover);
     }
@@ -109,37 +93,6 @@ public:
     }
 
 private:
-    static std::vector<NewFrame> framesAsStored(const Id3v2Tag& tag)
-    {
-        bool isUnsynchronised = tag.majorVersion() == 4 && (tag.header().flags & TagUnsynchronised);
-        std::vector<NewFrame> frames;
-        for (const TagFrame& frame : tag.frames())
-            frames.push_back(NewFrame::carried(frame, isUnsynchronised));
-        return frames;
-    }
-
-    static std::vector<NewFrame> convertedFrames(const Id3v2Tag& tag)
-    {
-        std::vector<NewFrame> frames;
-        for (const Id3Frame& frame : carriedFrames(tag))
-            frames.push_back(NewFrame::carried(frame));
-        return frames;
-    }
-
-    /// The frames of one more tag: of several the first that says something counts for it.
-    void carry(std::vector<NewFrame> frames)
-    {
-        const std::size_t before = m_frames.size();
-        auto isSaid = [&](const NewFrame& frame) {
-            return std::any_of(m_frames.begin(), m_frames.begin() + static_cast<std::ptrdiff_t>(before),
-                [&](const NewFrame& other) { return saysTheSame(other, frame); });
-        };
-        for (NewFrame& frame : frames) {
-            if (!isSaid(frame))
-                m_frames.push_back(std::move(frame));
-        }
-    }
-
     /// Of what tags behind ID3v2 say that of which no frame says anything.
     TagChanges withoutSaid(TagChanges changes) const
     {
@@ -147,7 +100,9 @@ private:
             if (hasOneOf({ &row.id, 1 }))
                 changes[row.key].reset();
         }
-        if (std::any_of(m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return frame.isPlainComment; }))
+        auto isComment
+            = [](const NewFrame& frame) { return frame.isPlainComment && !isEmptyFrame(frame, CommentTextBegin); };
+        if (std::any_of(m_frames.begin(), m_frames.end(), isComment))
             changes[TagKey::Comment].reset();
         if (hasOneOf(AllDateIds))
             changes[TagKey::Date].reset();
@@ -157,43 +112,14 @@ private:
             changes[row.place].reset();
             changes[row.total].reset();
         }
-        if (std::any_of(m_frames.begin(), m_frames.end(), [](const NewFrame& frame) { return frame.isFrontCover; }))
-            changes.frontCover.reset();
         return changes;
     }
 
     bool hasOneOf(FrameIds ids) const
     {
         return std::any_of(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) {
-            return frame.bytes.size() > TextBegin && std::find(ids.begin(), ids.end(), frame.id) != ids.end();
+            return std::find(ids.begin(), ids.end(), frame.id) != ids.end() && !isEmptyFrame(frame, FrameTextBegin);
         });
-    }
-
-    /// Whether a frame's text, from that byte on, can be read by anybody: no flags, and more than zeros and a mark.
-    static bool saysSomething(const NewFrame& frame, std::size_t begin)
-    {
-        constexpr std::size_t FormatFlags = 9;
-        return frame.bytes.size() > begin && frame.bytes[FormatFlags] == 0
-            && std::any_of(frame.bytes.begin() + static_cast<std::ptrdiff_t>(begin), frame.bytes.end(),
-                [](std::uint8_t byte) { return byte != 0 && byte != 0xFE && byte != 0xFF; });
-    }
-
-    static bool isDate(const NewFrame& frame)
-    {
-        return std::find(std::begin(DateIds), std::end(DateIds), frame.id) != std::end(DateIds);
-    }
-
-    /// Of a frame in one tag and of one in a tag behind it.
-    static bool saysTheSame(const NewFrame& first, const NewFrame& second)
-    {
-        constexpr std::size_t CommentBegin = TextBegin + 3;
-        if (first.bytes == second.bytes)
-            return true;
-        if (first.isPlainComment && second.isPlainComment)
-            return saysSomething(first, CommentBegin);
-        bool isText = first.id.starts_with('T') && first.id != "TXXX";
-        bool isOne = isText && (first.id == second.id || (isDate(first) && isDate(second)));
-        return isOne && saysSomething(first, TextBegin);
     }
 
     /// In v2.3 a parenthesis at the front is a number's.

@@ -14,9 +14,9 @@ struct Id3NewTag {
     bool operator==(const Id3NewTag&) const = default;
 };
 
-/// The counting tags of the set with the changes. A tag keeps its version; v2.2, and tags of several versions together,
-/// become v2.3, and where no tag is there it is v2.4. Frames that are not named keep their bytes. Several values of one
-/// frame have a zero between them. Fails with Limit above MaxTagBytes.
+/// The counting tags of the set, as Id3OldFrames makes them one, with the changes; where no tag is there it is v2.4.
+/// Frames that are not named keep their bytes. Several values of one frame have a zero between them. Fails with Limit
+/// above MaxTagBytes.
 ///
 /// `old` is what the tags behind ID3v2 say. A tag that is new, or of another version than before, has what they alone
 /// say, as whoever reads it does not look at the others; of one that is there the half of "3/12" that is not named

@@ -174,6 +174,18 @@ private:
 
 } // namespace
 
+bool mergePeople(std::vector<Id3Frame>& frames, const Id3Frame& frame)
+{
+    auto people = std::find_if(frames.begin(), frames.end(), [&](const Id3Frame& other) {
+        return frame.id == "IPLS" && other.id == frame.id && (frame.isConverted || other.isConverted) && !frame.flags
+            && !other.flags;
+    });
+    if (people == frames.end())
+        return false;
+    people->content = mergedInvolvedPeople(people->content, frame.content);
+    return true;
+}
+
 bool isPlainComment(const TagFrame& frame)
 {
     constexpr std::size_t LanguageEnd = 4;

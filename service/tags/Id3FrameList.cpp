@@ -5,7 +5,6 @@
 #include "id3/EncodedText.h"
 #include "id3/FrameNames.h"
 #include "service/tags/CarriedFrames.h"
-#include "service/tags/InvolvedPeople.h"
 
 #include <algorithm>
 #include <numeric>
@@ -59,13 +58,7 @@ void Id3FrameList::carry(std::vector<Id3Frame> frames)
     replaceBy(frames, RecordingTime);
     replaceBy(frames, OriginalYear);
     for (Id3Frame& frame : frames) {
-        auto people = std::find_if(m_frames.begin(), m_frames.end(), [&](const Id3Frame& other) {
-            return frame.id == "IPLS" && other.id == frame.id && (frame.isConverted || other.isConverted)
-                && !frame.flags && !other.flags;
-        });
-        if (people != m_frames.end())
-            people->content = mergedInvolvedPeople(people->content, frame.content);
-        else
+        if (!mergePeople(m_frames, frame))
             m_frames.push_back(std::move(frame));
     }
 }

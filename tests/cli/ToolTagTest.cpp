@@ -101,6 +101,23 @@ TEST_F(ToolOnBus, WhereThereAreTwoCoversTheOtherIsShownWhenOneGoes)
     EXPECT_THAT(last.out, testing::ContainsRegex("picture, .*-> -\n"));
 }
 
+// Both stores of a file with two lose their cover.
+TEST_F(ToolOnBus, WhatIsLeftOfTheCoversIsSeenInTheFile)
+{
+    std::string song = made("a.flac", "-f lavfi -i sine=duration=1");
+    std::string script
+        = "import sys; from mutagen.flac import FLAC, Picture; from mutagen.id3 import ID3, APIC; "
+          "b=open(sys.argv[2], 'rb').read(); f=FLAC(sys.argv[1]); p=Picture(); p.type=3; p.mime='image/png'; "
+          "p.data=b; f.add_picture(p); f.save(); t=ID3(); t.add(APIC(0, 'image/png', 3, '', b)); "
+          "t.save(sys.argv[1])";
+    if (test::run("/usr/bin/python3 -c " + test::shellQuoted(script) + " " + song + " " + picture("c.png")) != 0)
+        GTEST_SKIP() << "mutagen is not here";
+    Outcome removed = tool("tag --remove cover " + song);
+    EXPECT_EQ(removed.status, 0) << removed.err;
+    EXPECT_THAT(removed.out, testing::ContainsRegex("picture, .*-> -\n"));
+    EXPECT_THAT(tool("tag " + song).out, testing::Not(HasSubstr("picture")));
+}
+
 TEST_F(ToolOnBus, PodcastsNameTheirEpisode)
 {
     std::string song = m_folder.file("a.mp3");

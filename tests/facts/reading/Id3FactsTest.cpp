@@ -103,6 +103,13 @@ TEST(Id3Facts, OfAYearAndATimeStampTheOneOfTheVersionCounts)
     EXPECT_EQ(textOf(song(4, year + stamp), fact::ContentCreated), "2004-05-06");
     EXPECT_EQ(textOf(song(4, stamp + year), fact::ContentCreated), "2004-05-06");
     EXPECT_EQ(textOf(song(4, year), fact::ContentCreated), "1999");
+    // A day is told beside a stamp of its year alone.
+    const std::string day = id3Frame(4, "TDAT", zeroed("\0") + "0605");
+    const std::string plain = id3Frame(4, "TDRC", zeroed("\0") + "2004");
+    EXPECT_EQ(textOf(song(4, plain + day), fact::ContentCreated), "2004-05-06");
+    EXPECT_EQ(
+        textOf(song(4, plain + id3Frame(4, "TYER", zeroed("\0") + "2004") + day), fact::ContentCreated), "2004-05-06");
+    EXPECT_EQ(textOf(song(4, plain + year + day), fact::ContentCreated), "2004");
 }
 
 TEST(Id3Facts, LyricsTempoCompilationAndTotals)

@@ -265,6 +265,60 @@ TEST(Id3Change, OfTwoTagsOfDifferentVersionsTheFirstCountsToo)
     EXPECT_EQ(frames.find("T3"), std::string::npos);
 }
 
+// A day without a year says nothing, and is none of another tag's year.
+TEST(Id3Change, TheDateOfOneTagIsWhole)
+{
+    TagChanges changes;
+    changes[TagKey::Album] = TagChanges::Values { "L" };
+    const std::string day = id3Tag(3, id3Frame(3, "TDAT", zeroed("\0") + "0102"));
+    const std::string year = id3Frame(3, "TYER", zeroed("\0") + "2004");
+    const std::string dayOfYear = id3Frame(3, "TDAT", zeroed("\0") + "0605");
+    const std::string album = id3Frame(3, "TALB", zeroed("\0L"));
+    EXPECT_EQ(framesOf(edited(day + id3Tag(3, year + dayOfYear) + Sound, changes)), year + dayOfYear + album);
+    const std::string stamp = id3Tag(4, id3Frame(4, "TDRC", zeroed("\0") + "2004-05-06"));
+    const std::string frames = framesOf(edited(day + stamp + Sound, changes));
+    EXPECT_NE(frames.find("2004"), std::string::npos);
+    EXPECT_NE(frames.find("0605"), std::string::npos);
+    EXPECT_EQ(frames.find("0102"), std::string::npos);
+}
+
+TEST(Id3Change, PeopleOfTagsOfDifferentVersionsAreOneList)
+{
+    TagChanges changes;
+    changes[TagKey::Album] = TagChanges::Values { "L" };
+    const std::string frames = framesOf(edited(id3Tag(3, id3Frame(3, "IPLS", zeroed("\0producer\0Ann\0")))
+            + id3Tag(4, id3Frame(4, "TIPL", zeroed("\0mixer\0Bob\0"))) + Sound,
+        changes));
+    EXPECT_EQ(frames.find("IPLS"), frames.rfind("IPLS"));
+    EXPECT_NE(frames.find("Ann"), std::string::npos);
+    EXPECT_NE(frames.find("Bob"), std::string::npos);
+}
+
+// Unsynchronised texts are texts.
+TEST(Id3Change, OfTwoUnsynchronisedTagsTheFirstCounts)
+{
+    constexpr int Unsynchronised = 0x80;
+    TagChanges changes;
+    changes[TagKey::Album] = TagChanges::Values { "L" };
+    const std::string frames = framesOf(edited(id3Tag(4, id3Frame(4, "TIT2", zeroed("\0First")), Unsynchronised)
+            + id3Tag(4, id3Frame(4, "TIT2", zeroed("\0Second"))) + Sound,
+        changes));
+    EXPECT_NE(frames.find("First"), std::string::npos);
+    EXPECT_EQ(frames.find("Second"), std::string::npos);
+}
+
+TEST(Id3Change, AConvertedTagHasWhatOnlyOldOnesSay)
+{
+    std::string v1 = test::id3v1Tag({ .title = "Old", .artist = "Artist", .track = 3, .genre = 17 });
+    std::string empty = id3Frame(2, "TT2", zeroed("\0\0")) + id3Frame(2, "TAL", zeroed("\0Album"));
+    TagChanges changes;
+    changes[TagKey::Composer] = TagChanges::Values { "C" };
+    const std::string frames = framesOf(edited(id3Tag(2, empty) + Sound + v1, changes));
+    EXPECT_NE(frames.find(id3Frame(3, "TIT2", zeroed("\0Old"))), std::string::npos);
+    EXPECT_NE(frames.find(id3Frame(3, "TPE1", zeroed("\0Artist"))), std::string::npos);
+    EXPECT_NE(frames.find(id3Frame(3, "TALB", zeroed("\0Album"))), std::string::npos);
+}
+
 // What is read of the end alone, nobody reads any more who finds a tag at the front.
 TEST(Id3Change, ANewTagOfOneAtTheEndHasWhatOnlyOldOnesSay)
 {
