@@ -132,9 +132,9 @@ private:
             });
     }
 
-    static std::string joined(std::string first, const std::string& others)
+    static std::string joined(std::string_view first, const std::string& others)
     {
-        return others.empty() ? first : first + ", " + others;
+        return std::string(first) + (others.empty() ? "" : ", " + others);
     }
 
     void finish(const TagState& now, const std::string& missing)

@@ -112,6 +112,7 @@ Id3OldFrames::Id3OldFrames(const TagSet& tags)
         version = 3;
         for (const auto& tag : convertedTags(counting)) {
             std::vector<NewFrame> carried;
+            carried.reserve(tag.size());
             for (const Id3Frame& frame : tag)
                 carried.push_back(NewFrame::carried(frame));
             carry(frames, std::move(carried));
