@@ -120,8 +120,8 @@ private:
         if (m_order.isDry || m_pictureCount == 1)
             return finish(now, missing);
         // Of several covers the first goes, and what else a file says may go along: the file knows what is left.
-        m_media.begin<MediaDescription>(describeRequest(m_path, true),
-            [self = shared_from_this(), now, missing](Result<MediaDescription> left) mutable {
+        m_media.begin<MediaDescription>(
+            describeRequest(m_path, true), [self = shared_from_this(), now, missing](Result<MediaDescription> left) {
                 if (!left)
                     return self->fail(left.error());
                 self->describeCover(left->pictures, [self, now, missing](std::string text, bool isFront) mutable {

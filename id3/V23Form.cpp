@@ -290,7 +290,7 @@ std::optional<Bytes> bodyOfPic(ByteView content)
     if (content.size() <= FormatEnd)
         return std::nullopt;
     std::string format = toLowerAscii(charsOf(content.subspan(1, PicFormatSize)));
-    std::string mimeType = format == "jpg" ? "image/jpeg" : format == "-->" ? format : "image/" + format;
+    std::string mimeType = format == "jpg" ? "image/jpeg" : format == LinkedPictureType ? format : "image/" + format;
     Bytes body;
     ByteWriter writer(body);
     writer.u8(content[0]);

@@ -22,6 +22,9 @@ inline std::optional<Bytes> v23Body(const TagFrame& frame)
     return v23Body(frame.id, frame.storedId, frame.majorVersion, frame.body);
 }
 
+/// The MIME type of a picture that is not there: its address is, in place of the data.
+inline constexpr std::string_view LinkedPictureType = "-->";
+
 /// The parts of an APIC frame of any version, or of v2.2's PIC, whose three letters then are the type; views into the
 /// body. Nothing when it ends before the picture type.
 struct PictureParts {

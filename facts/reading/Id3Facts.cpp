@@ -5,6 +5,7 @@
 #include "facts/reading/Genres.h"
 #include "id3/EncodedText.h"
 #include "id3/TagReader.h"
+#include "id3/V23Form.h"
 
 #include <algorithm>
 
@@ -128,8 +129,6 @@ void addDescribed(TagSink& sink, TagField field, ByteView body)
 
 void addPictureFrame(TagSink& sink, const TagFrame& frame)
 {
-    // "-->" says that there is an address in place of the picture.
-    constexpr std::string_view Link = "-->";
     constexpr std::size_t ShortType = 3; // of v2.2
     FrameTexts texts(frame.body);
     ByteView rest = texts.rest();
@@ -142,7 +141,7 @@ void addPictureFrame(TagSink& sink, const TagFrame& frame)
         mimeType = charsOf(rest.first(length.length));
         texts.skip(length.next);
     }
-    if (texts.atEnd() || mimeType == Link)
+    if (texts.atEnd() || mimeType == LinkedPictureType)
         return;
     std::uint32_t type = texts.rest()[0];
     texts.skip(1);

@@ -2,6 +2,7 @@
 
 #include "Base/Core/ByteReader.h"
 #include "Base/Core/Text.h"
+#include "id3/V23Form.h"
 
 #include <algorithm>
 #include <array>
@@ -143,7 +144,7 @@ void addFlacPicture(TagSink& sink, ByteView block)
     std::string_view description = charsOf(reader.take(reader.u32be()));
     reader.skip(16); // width, height, depth, colours
     ByteView data = reader.take(reader.u32be());
-    if (!reader.failed() && mimeType != "-->")
+    if (!reader.failed() && mimeType != LinkedPictureType)
         sink.addPicture(type, mimeType, description, data);
 }
 

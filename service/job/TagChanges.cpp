@@ -79,6 +79,16 @@ Result<TagChanges::Values> takeValues(ByteReader& in)
 
 } // namespace
 
+TagChanges TagChanges::removalOfTexts() const
+{
+    TagChanges removal;
+    for (std::size_t key = 0; key < TagKeyCount; ++key) {
+        if (values[key])
+            removal.values[key] = Values();
+    }
+    return removal;
+}
+
 bool TagChanges::setsAnything() const
 {
     return std::ranges::any_of(values, [](const auto& named) { return named && !named->empty(); })

@@ -27,6 +27,8 @@ struct TagChanges {
     std::optional<Values>& operator[](TagKey key) { return values[static_cast<std::size_t>(key)]; }
     const std::optional<Values>& operator[](TagKey key) const { return values[static_cast<std::size_t>(key)]; }
     bool isNamed(TagKey key) const { return (*this)[key].has_value(); }
+    /// The same texts and numbers, all of which are to go: for a second place that says them. Without the cover.
+    TagChanges removalOfTexts() const;
     /// False where all that is named is to go.
     bool setsAnything() const;
     /// The number that is set; 0 where the key is to go.

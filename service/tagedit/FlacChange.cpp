@@ -63,21 +63,12 @@ Result<Front> readFront(const ByteSource& file, std::uint64_t place)
     return front;
 }
 
-/// The same keys without values: what a block behind the first says of them goes.
-TagChanges removalOf(const TagChanges& changes)
-{
-    TagChanges removal = changes;
-    for (auto& values : removal.values) {
-        if (values)
-            values->clear();
-    }
-    return removal;
-}
-
 /// There should be one block of comments. Where there are more, all are read, and the first is written to.
 Result<void> changeComments(std::vector<Block>& blocks, const TagChanges& changes)
 {
-    const TagChanges removal = removalOf(changes);
+    TagChanges removal = changes.removalOfTexts();
+    if (changes.frontCover)
+        removal.frontCover = Bytes();
     const TagChanges* next = &changes;
     for (Block& block : blocks) {
         if (block.type != Comments)

@@ -19,16 +19,11 @@ Result<Splice> withoutNamed(const ByteSource& file, const Id3v2Tag& tag, const T
     MV_TRY(bytes, file.bytesAt(extent.offset, extent.size));
     if (!tag.complete() || !tag.header().hasFooter() || extent.size < tag.header().totalSize())
         return Error { Error::Kind::Unsupported, "the ID3v2 tag at the end cannot be read whole" };
-    TagChanges removal;
-    for (std::size_t key = 0; key < TagKeyCount; ++key) {
-        if (changes.values[key])
-            removal.values[key] = TagChanges::Values();
-    }
     TagSet alone;
     auto body = bytes.begin() + Id3v2Tag::HeaderSize;
     alone.prependedTags.push_back(Id3v2Tag::parse(tag.header(), extent.offset, file.size(),
         Bytes(body, body + static_cast<std::ptrdiff_t>(tag.header().bodySize)), TagSet::MaxBytesUnpacked));
-    MV_TRY(left, changedId3(alone, removal));
+    MV_TRY(left, changedId3(alone, changes.removalOfTexts()));
     if (left.frames.empty())
         return Splice { extent.offset, extent.size, {} };
     bytes = tagBytes(left.frames, Id3v2Tag::HeaderSize + left.frames.size(), left.version);

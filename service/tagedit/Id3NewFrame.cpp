@@ -40,11 +40,10 @@ Bytes frameBytes(int version, std::string_view id, std::uint16_t flags, ByteView
 /// An address in place of a picture is none that anybody is shown.
 bool isFrontCover(const TagFrame& frame)
 {
-    constexpr std::string_view Link = "-->";
     if (frame.id != "APIC" || !frame.readable)
         return false;
     auto parts = splitPicture(frame.storedId, frame.body);
-    return parts && parts->pictureType == FrontCoverType && charsOf(parts->mimeType) != Link;
+    return parts && parts->pictureType == FrontCoverType && charsOf(parts->mimeType) != LinkedPictureType;
 }
 
 std::string userName(const TagFrame& frame)

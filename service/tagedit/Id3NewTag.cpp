@@ -9,14 +9,11 @@
 #include "service/tags/Id3TagLayout.h"
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 namespace mv {
 
 namespace {
-
-using FrameIds = std::span<const std::string_view>;
 
 struct TextRow {
     TagKey key;
@@ -43,10 +40,6 @@ constexpr PlaceRow PlaceRows[] = {
     { TagKey::Track, TagKey::TrackTotal, "TRCK", "track" },
     { TagKey::Disc, TagKey::DiscTotal, "TPOS", "disc" },
 };
-
-// A new date takes the place of the date alone; without one nothing must stay that stands in for it.
-constexpr std::string_view DateIds[] = { "TYER", "TDAT", "TIME", "TDRC" };
-constexpr std::string_view AllDateIds[] = { "TYER", "TDAT", "TIME", "TDRC", "TDRL", "TDOR", "TORY" };
 
 /// The frames of a tag, first those that are there, then with the changes.
 class FrameSet {
@@ -97,17 +90,15 @@ private:
     TagChanges withoutSaid(TagChanges changes) const
     {
         for (const TextRow& row : TextRows) {
-            if (hasOneOf({ &row.id, 1 }))
+            if (hasFrame(row.id))
                 changes[row.key].reset();
         }
-        auto isComment
-            = [](const NewFrame& frame) { return frame.isPlainComment && !isEmptyFrame(frame, CommentTextBegin); };
-        if (std::any_of(m_frames.begin(), m_frames.end(), isComment))
+        if (has([](const NewFrame& frame) { return frame.isPlainComment; }, CommentTextBegin))
             changes[TagKey::Comment].reset();
-        if (hasOneOf(AllDateIds))
+        if (has([](const NewFrame& frame) { return isDate(frame) || isDateOfOther(frame); }))
             changes[TagKey::Date].reset();
         for (const PlaceRow& row : PlaceRows) {
-            if (!hasOneOf({ &row.id, 1 }))
+            if (!hasFrame(row.id))
                 continue;
             changes[row.place].reset();
             changes[row.total].reset();
@@ -115,11 +106,15 @@ private:
         return changes;
     }
 
-    bool hasOneOf(FrameIds ids) const
+    /// Whether there is such a frame, and not an empty one.
+    template <class Is> bool has(const Is& is, std::size_t textBegin = FrameTextBegin) const
     {
-        return std::any_of(m_frames.begin(), m_frames.end(), [&](const NewFrame& frame) {
-            return std::find(ids.begin(), ids.end(), frame.id) != ids.end() && !isEmptyFrame(frame, FrameTextBegin);
-        });
+        return std::any_of(m_frames.begin(), m_frames.end(),
+            [&](const NewFrame& frame) { return is(frame) && !isEmptyFrame(frame, textBegin); });
+    }
+    bool hasFrame(std::string_view id) const
+    {
+        return has([&](const NewFrame& frame) { return frame.id == id; });
     }
 
     /// In v2.3 a parenthesis at the front is a number's.
@@ -150,11 +145,9 @@ private:
     /// v2.3 has a year, a day and a time of its own, and nothing more precise.
     void setDate(const std::string& date)
     {
-        FrameIds ids = date.empty() ? FrameIds(AllDateIds) : FrameIds(DateIds);
-        std::size_t place = remove([&](const NewFrame& frame) {
-            // A v2.4 tag's TDRC is known by the year's name.
-            return std::find(ids.begin(), ids.end(), frame.id) != ids.end();
-        });
+        // A new date takes the place of the date alone; without one nothing must stay that stands in for it.
+        std::size_t place
+            = remove([&](const NewFrame& frame) { return isDate(frame) || (date.empty() && isDateOfOther(frame)); });
         if (date.empty())
             return;
         place = behind(place, [](const NewFrame& frame) { return frame.id == "TDRL"; });

@@ -3,7 +3,7 @@
 #include "service/tags/CarriedFrames.h"
 
 #include <algorithm>
-#include <span>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -13,13 +13,10 @@ namespace {
 
 constexpr std::size_t FormatFlags = 9;
 
-using FrameIds = std::span<const std::string_view>;
-
-// A date by its parts, and what stands in for it, of which a day and a time alone say nothing.
-constexpr std::string_view DateIds[] = { "TYER", "TDAT", "TIME", "TDRC" };
-constexpr std::string_view SpeakingDateIds[] = { "TYER", "TDRC", "TDRL", "TDOR", "TORY" };
-
-bool isOneOf(const NewFrame& frame, FrameIds ids) { return std::find(ids.begin(), ids.end(), frame.id) != ids.end(); }
+template <std::size_t Count> bool isOneOf(const NewFrame& frame, const std::string_view (&ids)[Count])
+{
+    return std::find(std::begin(ids), std::end(ids), frame.id) != std::end(ids);
+}
 
 /// Without flags, but for v2.4's unsynchronisation, which leaves texts what they are.
 bool isPlain(const NewFrame& frame)
@@ -36,10 +33,13 @@ bool areAll(const std::vector<Id3v2Tag>& tags, int version)
     return std::all_of(tags.begin(), tags.end(), [&](const Id3v2Tag& tag) { return tag.majorVersion() == version; });
 }
 
+/// A day and a time alone say nothing.
 bool hasDate(const std::vector<NewFrame>& frames)
 {
-    return std::any_of(frames.begin(), frames.end(),
-        [](const NewFrame& frame) { return isOneOf(frame, SpeakingDateIds) && saysSomething(frame, FrameTextBegin); });
+    return std::any_of(frames.begin(), frames.end(), [](const NewFrame& frame) {
+        bool isWhole = isDate(frame) && frame.id != "TDAT" && frame.id != "TIME";
+        return (isWhole || isDateOfOther(frame)) && saysSomething(frame, FrameTextBegin);
+    });
 }
 
 /// Of a frame in one tag and of one in a tag behind it.
@@ -58,9 +58,9 @@ void carry(std::vector<NewFrame>& frames, std::vector<NewFrame> more)
 {
     // A date is one: nobody takes the day of one tag for the year of another.
     if (hasDate(frames))
-        std::erase_if(more, [](const NewFrame& frame) { return isOneOf(frame, DateIds); });
+        std::erase_if(more, isDate);
     else if (hasDate(more))
-        std::erase_if(frames, [](const NewFrame& frame) { return isOneOf(frame, DateIds); });
+        std::erase_if(frames, isDate);
     const auto before = static_cast<std::ptrdiff_t>(frames.size());
     for (NewFrame& frame : more) {
         bool isSaid = std::any_of(
@@ -94,6 +94,18 @@ std::vector<std::vector<Id3Frame>> convertedTags(const std::vector<Id3v2Tag>& ta
 }
 
 } // namespace
+
+bool isDate(const NewFrame& frame)
+{
+    constexpr std::string_view Ids[] = { "TYER", "TDAT", "TIME", "TDRC" };
+    return isOneOf(frame, Ids);
+}
+
+bool isDateOfOther(const NewFrame& frame)
+{
+    constexpr std::string_view Ids[] = { "TDRL", "TDOR", "TORY" };
+    return isOneOf(frame, Ids);
+}
 
 bool isEmptyFrame(const NewFrame& frame, std::size_t begin)
 {

@@ -12,6 +12,11 @@ inline constexpr std::size_t FrameTextBegin = 10 + 1;
 /// Behind the language, too.
 inline constexpr std::size_t CommentTextBegin = FrameTextBegin + 3;
 
+/// True for a part of the date, by its name in v2.3 or v2.4: a year, a day, a time, a time stamp.
+bool isDate(const NewFrame& frame);
+/// True for a date that is told where there is none: that of the release or of the original.
+bool isDateOfOther(const NewFrame& frame);
+
 /// True for a frame that holds nothing but zeros and byte order marks from that byte on. Of what is compressed or
 /// encrypted nothing is known: it is not empty.
 bool isEmptyFrame(const NewFrame& frame, std::size_t begin);

@@ -86,6 +86,16 @@ TEST(FlacChange, WhatASecondBlockSaysOfAKeyGoesToo)
     }
 }
 
+TEST(FlacChange, EachBlockOfCommentsLosesItsCover)
+{
+    const std::string cover = "METADATA_BLOCK_PICTURE=AAAAAwAAAAA=";
+    std::string file = flac({ 1000 });
+    file.insert(42, block(4, comments(cover)) + block(4, comments(cover)));
+    TagChanges removal;
+    removal.frontCover = Bytes();
+    EXPECT_EQ(edited(file, removal).find("METADATA"), std::string::npos);
+}
+
 TEST(FlacChange, ABlockThatEndsBehindTheFileIsDamage)
 {
     std::string file = flac({ 1000 });
